@@ -1,0 +1,44 @@
+// Dates, time zones and the fixed date patterns that the library writes.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+/// An instant on the wall clock, microseconds since 1970-01-01T00:00:00Z without leap seconds.
+using VKTDate = std::chrono::sys_time<std::chrono::microseconds>;
+
+/// A length of time in seconds.
+using VKTTimeInterval = std::chrono::duration<double>;
+
+/// A time zone: the offset from UTC at an instant. A value; safe from any thread.
+class VKTTimeZone {
+  public:
+    static VKTTimeZone UTC() { return fixed(std::chrono::seconds(0)); }
+
+    /// A zone without daylight saving; `offset` is positive east of Greenwich.
+    static VKTTimeZone fixed(std::chrono::seconds offset);
+
+    /// A zone whose offset is asked for each instant.
+    explicit VKTTimeZone(std::function<std::chrono::seconds(VKTDate)> offsetAtDate)
+        : offsetAtDate_(std::move(offsetAtDate)) {}
+
+    [[nodiscard]] std::chrono::seconds secondsFromUTC(VKTDate date) const { return offsetAtDate_(date); }
+
+  private:
+    std::function<std::chrono::seconds(VKTDate)> offsetAtDate_;
+};
+
+/// The time of day at an instant in a zone.
+struct VKTTimeOfDay {
+    int hour = 0;
+    int minute = 0;
+    int second = 0;
+    int millisecond = 0;  ///< truncated
+};
+
+VKTTimeOfDay vkt_timeOfDay(VKTDate date, const VKTTimeZone& timeZone);
+
+/// The pattern "yyyy-MM-dd'T'HH:mm:ss.SSSZZ" of Unicode TS 35: 2024-03-05T08:08:09.123+0100.
+/// Milliseconds are truncated; UTC is written as +0000.
+std::string vkt_ISO8601StringFromDate(VKTDate date, const VKTTimeZone& timeZone);

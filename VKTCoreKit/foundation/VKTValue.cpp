@@ -1,0 +1,152 @@
+#include "VKTCoreKit/foundation/VKTValue.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "VKTCoreKit/foundation/VKTText.h"
+
+namespace {
+
+// Up to here a linear search over short keys beats hashing them.
+constexpr std::size_t linearSearchLimit = 24;
+
+constexpr std::size_t notFound = static_cast<std::size_t>(-1);
+
+}  // namespace
+
+double VKTNumber::doubleValue() const {
+    return std::visit([](auto value) { return static_cast<double>(value); }, value_);
+}
+
+std::int64_t VKTNumber::integerValue() const {
+    if (isInteger()) return std::get<std::int64_t>(value_);
+    constexpr double limit = 9223372036854775808.0;  // 2^63
+    const double value = std::get<double>(value_);
+    if (std::isnan(value)) return 0;
+    if (value >= limit) return std::numeric_limits<std::int64_t>::max();
+    if (value < -limit) return std::numeric_limits<std::int64_t>::min();
+    return static_cast<std::int64_t>(value);
+}
+
+std::string VKTNumber::description() const {
+    if (isInteger()) return std::to_string(std::get<std::int64_t>(value_));
+    return vkt_numberDescription(std::get<double>(value_));
+}
+
+bool operator==(const VKTNumber& left, const VKTNumber& right) {
+    if (left.isInteger() && right.isInteger()) return left.integerValue() == right.integerValue();
+    return left.doubleValue() == right.doubleValue();
+}
+
+VKTDictionary::VKTDictionary() = default;
+VKTDictionary::VKTDictionary(VKTDictionary&&) noexcept = default;
+VKTDictionary& VKTDictionary::operator=(VKTDictionary&&) noexcept = default;
+VKTDictionary::~VKTDictionary() = default;
+
+VKTDictionary::VKTDictionary(std::initializer_list<Entry> entries) {
+    reserve(entries.size());
+    for (const Entry& entry : entries) set(entry.key, entry.value);
+}
+
+VKTDictionary::VKTDictionary(const VKTDictionary& other)
+    : entries_(other.entries_), index_(other.index_ ? std::make_unique<Index>(*other.index_) : nullptr) {}
+
+VKTDictionary& VKTDictionary::operator=(const VKTDictionary& other) {
+    VKTDictionary copy(other);
+    *this = std::move(copy);
+    return *this;
+}
+
+std::size_t VKTDictionary::position(std::string_view key) const {
+    if (index_) {
+        const auto found = index_->find(key);
+        return found == index_->end() ? notFound : found->second;
+    }
+    const auto found =
+        std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) { return entry.key == key; });
+    return found == entries_.end() ? notFound : static_cast<std::size_t>(found - entries_.begin());
+}
+
+const VKTValue* VKTDictionary::find(std::string_view key) const {
+    const std::size_t at = position(key);
+    return at == notFound ? nullptr : &entries_[at].value;
+}
+
+VKTValue* VKTDictionary::find(std::string_view key) {
+    const std::size_t at = position(key);
+    return at == notFound ? nullptr : &entries_[at].value;
+}
+
+VKTValue& VKTDictionary::set(std::string_view key, VKTValue value) {
+    if (VKTValue* existing = find(key)) {
+        *existing = std::move(value);
+        return *existing;
+    }
+    entries_.push_back({std::string(key), std::move(value)});
+    if (index_) {
+        index_->emplace(key, entries_.size() - 1);
+    } else if (entries_.size() > linearSearchLimit) {
+        rebuildIndex();
+    }
+    return entries_.back().value;
+}
+
+void VKTDictionary::remove(std::string_view key) {
+    const std::size_t at = position(key);
+    if (at == notFound) return;
+    const bool isLast = at + 1 == entries_.size();
+    if (index_ && isLast) index_->erase(entries_[at].key);
+    entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(at));
+    if (index_ && !isLast) rebuildIndex();
+}
+
+void VKTDictionary::rebuildIndex() {
+    index_ = std::make_unique<Index>();
+    for (std::size_t i = 0; i < entries_.size(); ++i) index_->emplace(entries_[i].key, i);
+}
+
+void VKTDictionary::reserve(std::size_t count) { entries_.reserve(count); }
+std::size_t VKTDictionary::size() const { return entries_.size(); }
+bool VKTDictionary::empty() const { return entries_.empty(); }
+const VKTDictionary::Entry* VKTDictionary::begin() const { return entries_.data(); }
+const VKTDictionary::Entry* VKTDictionary::end() const { return entries_.data() + entries_.size(); }
+
+bool operator==(const VKTDictionary& left, const VKTDictionary& right) {
+    return left.size() == right.size() &&
+           std::all_of(left.begin(), left.end(), [&](const VKTDictionary::Entry& entry) {
+               const VKTValue* other = right.find(entry.key);
+               return other != nullptr && *other == entry.value;
+           });
+}
+
+std::optional<VKTNumber> VKTValue::asNumber() const {
+    if (const auto* integer = asInteger()) return VKTNumber(*integer);
+    if (const auto* number = asDouble()) return VKTNumber(*number);
+    if (const auto* boolean = asBool()) return VKTNumber(*boolean ? 1 : 0);
+    return std::nullopt;
+}
+
+std::string VKTValue::description() const {
+    if (isNull()) return "<null>";
+    if (const auto* text = asString()) return *text;
+    if (const auto number = asNumber()) return number->description();
+    if (const auto* bytes = asBytes()) return "<" + std::to_string(bytes->bytes.size()) + " bytes>";
+    if (const auto* date = asDate()) return vkt_ISO8601StringFromDate(*date, VKTTimeZone::UTC());
+    std::vector<std::string> pieces;
+    if (const auto* array = asArray()) {
+        for (const VKTValue& element : *array) pieces.push_back(element.description());
+        return "(" + vkt_joined(pieces, ", ") + ")";
+    }
+    for (const auto& [key, value] : *asDictionary()) pieces.push_back(key + " = " + value.description());
+    return "{" + vkt_joined(pieces, "; ") + "}";
+}
+
+bool operator==(const VKTValue& left, const VKTValue& right) {
+    if (left.asBool() == nullptr && right.asBool() == nullptr) {
+        const auto leftNumber = left.asNumber();
+        const auto rightNumber = right.asNumber();
+        if (leftNumber && rightNumber) return *leftNumber == *rightNumber;
+    }
+    return left.storage_ == right.storage_;
+}

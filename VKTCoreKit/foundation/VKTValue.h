@@ -1,0 +1,151 @@
+// Dynamically typed values: what an XML document, a JSON text or the key-value store holds before a reader
+// turns it into a typed model.
+//
+// All types here are values: copies are independent, and one object may be read by any number of threads but
+// changed by one only.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <variant>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTDate.h"
+
+class VKTValue;
+
+/// An ordered list of values.
+using VKTArray = std::vector<VKTValue>;
+
+/// Raw bytes, told apart from text.
+struct VKTBytes {
+    std::string bytes;
+
+    friend bool operator==(const VKTBytes&, const VKTBytes&) = default;
+};
+
+/// A number: a 64-bit integer or a double. Equal when the numeric values are equal.
+class VKTNumber {
+  public:
+    VKTNumber(std::int64_t value) : value_(value) {}
+    VKTNumber(int value) : value_(static_cast<std::int64_t>(value)) {}
+    VKTNumber(double value) : value_(value) {}
+
+    [[nodiscard]] bool isInteger() const { return std::holds_alternative<std::int64_t>(value_); }
+    [[nodiscard]] double doubleValue() const;
+
+    /// Truncated towards zero; saturates at the bounds of the type.
+    [[nodiscard]] std::int64_t integerValue() const;
+
+    /// Decimal text, as short as it can be: 12, 12.5.
+    [[nodiscard]] std::string description() const;
+
+    friend bool operator==(const VKTNumber& left, const VKTNumber& right);
+
+  private:
+    std::variant<std::int64_t, double> value_;
+};
+
+/// String keys to values, in the order in which the keys were first set. Look-ups are constant-time, whatever
+/// the number of keys; equality does not look at the order.
+class VKTDictionary {
+  public:
+    struct Entry;
+
+    VKTDictionary();
+    VKTDictionary(std::initializer_list<Entry> entries);
+    VKTDictionary(const VKTDictionary& other);
+    VKTDictionary(VKTDictionary&& other) noexcept;
+    VKTDictionary& operator=(const VKTDictionary& other);
+    VKTDictionary& operator=(VKTDictionary&& other) noexcept;
+    ~VKTDictionary();
+
+    /// The value under `key`, or null. Valid until the dictionary next changes.
+    [[nodiscard]] const VKTValue* find(std::string_view key) const;
+    [[nodiscard]] VKTValue* find(std::string_view key);
+    [[nodiscard]] bool contains(std::string_view key) const { return find(key) != nullptr; }
+
+    /// Sets or replaces; a replaced value keeps its place in the order. Returns the stored value.
+    VKTValue& set(std::string_view key, VKTValue value);
+
+    /// Removes `key` if present: constant-time for the key set last, else linear.
+    void remove(std::string_view key);
+
+    void reserve(std::size_t count);
+    [[nodiscard]] std::size_t size() const;
+    [[nodiscard]] bool empty() const;
+
+    [[nodiscard]] const Entry* begin() const;
+    [[nodiscard]] const Entry* end() const;
+
+    friend bool operator==(const VKTDictionary& left, const VKTDictionary& right);
+
+  private:
+    struct KeyHash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view key) const { return std::hash<std::string_view>()(key); }
+    };
+    using Index = std::unordered_map<std::string, std::size_t, KeyHash, std::equal_to<>>;
+
+    [[nodiscard]] std::size_t position(std::string_view key) const;
+    void rebuildIndex();
+
+    std::vector<Entry> entries_;
+    std::unique_ptr<Index> index_;  // only above `linearSearchLimit` entries
+};
+
+/// Null, a boolean, a number, a text, bytes, a date, an array or a dictionary.
+class VKTValue {
+  public:
+    VKTValue() = default;  ///< null
+    VKTValue(bool value) : storage_(value) {}
+    VKTValue(int value) : storage_(static_cast<std::int64_t>(value)) {}
+    VKTValue(std::int64_t value) : storage_(value) {}
+    VKTValue(double value) : storage_(value) {}
+    VKTValue(const char* value) : storage_(std::string(value)) {}
+    VKTValue(std::string_view value) : storage_(std::string(value)) {}
+    VKTValue(std::string value) : storage_(std::move(value)) {}
+    VKTValue(VKTBytes value) : storage_(std::move(value)) {}
+    VKTValue(VKTDate value) : storage_(value) {}
+    VKTValue(VKTArray value) : storage_(std::move(value)) {}
+    VKTValue(VKTDictionary value) : storage_(std::move(value)) {}
+
+    [[nodiscard]] bool isNull() const { return std::holds_alternative<std::monostate>(storage_); }
+
+    /// The value when it has that type, else null. An integer is not a double, nor a boolean a number.
+    [[nodiscard]] const bool* asBool() const { return std::get_if<bool>(&storage_); }
+    [[nodiscard]] const std::int64_t* asInteger() const { return std::get_if<std::int64_t>(&storage_); }
+    [[nodiscard]] const double* asDouble() const { return std::get_if<double>(&storage_); }
+    [[nodiscard]] const std::string* asString() const { return std::get_if<std::string>(&storage_); }
+    [[nodiscard]] const VKTBytes* asBytes() const { return std::get_if<VKTBytes>(&storage_); }
+    [[nodiscard]] const VKTDate* asDate() const { return std::get_if<VKTDate>(&storage_); }
+    [[nodiscard]] const VKTArray* asArray() const { return std::get_if<VKTArray>(&storage_); }
+    [[nodiscard]] VKTArray* asArray() { return std::get_if<VKTArray>(&storage_); }
+    [[nodiscard]] const VKTDictionary* asDictionary() const { return std::get_if<VKTDictionary>(&storage_); }
+    [[nodiscard]] VKTDictionary* asDictionary() { return std::get_if<VKTDictionary>(&storage_); }
+
+    /// The number, when it is an integer, a double or a boolean (then 1 or 0); nothing otherwise.
+    [[nodiscard]] std::optional<VKTNumber> asNumber() const;
+
+    /// The value as "%@" prints it: a text as it is, numbers in decimal, booleans as 1 and 0, null as
+    /// "<null>", collections on one line.
+    [[nodiscard]] std::string description() const;
+
+    /// Numbers are equal by numeric value, whether integer or double; a boolean equals a boolean only.
+    friend bool operator==(const VKTValue& left, const VKTValue& right);
+
+  private:
+    std::variant<std::monostate, bool, std::int64_t, double, std::string, VKTBytes, VKTDate, VKTArray,
+                 VKTDictionary>
+        storage_;
+};
+
+struct VKTDictionary::Entry {
+    std::string key;
+    VKTValue value;
+};

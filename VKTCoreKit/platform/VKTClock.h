@@ -1,0 +1,18 @@
+// Time, injected so that tests move it by hand.
+#pragma once
+
+#include <chrono>
+
+#include "VKTCoreKit/foundation/VKTDate.h"
+
+/// Safe from any thread.
+class VKTClock {
+  public:
+    virtual ~VKTClock() = default;
+
+    /// Wall-clock time; it may jump.
+    [[nodiscard]] virtual VKTDate now() const = 0;
+
+    /// Time since an arbitrary start; it never goes back.
+    [[nodiscard]] virtual std::chrono::nanoseconds monotonicNow() const = 0;
+};

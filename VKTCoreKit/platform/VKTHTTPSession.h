@@ -1,0 +1,115 @@
+// HTTP transfers with total deadlines.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTURL.h"
+
+/// How local caches are used. There is no local cache: 4 asks the remote ones to be passed by
+/// ("Cache-Control: no-cache" and "Pragma: no-cache"), 0 and 1 add nothing.
+enum VKTURLRequestCachePolicy : std::uint8_t {
+    VKTURLRequestUseProtocolCachePolicy = 0,
+    VKTURLRequestReloadIgnoringLocalCacheData = 1,
+    VKTURLRequestReloadIgnoringLocalAndRemoteCacheData = 4,
+};
+
+/// Codes of transport errors, domain `VKTURLErrorDomain`.
+enum VKTURLErrorCode : std::int16_t {
+    VKTURLErrorCancelled = -999,
+    VKTURLErrorBadURL = -1000,
+    VKTURLErrorTimedOut = -1001,
+    VKTURLErrorUnsupportedURL = -1002,  ///< neither http nor https, also after a redirect
+    VKTURLErrorCannotFindHost = -1003,
+    VKTURLErrorCannotConnectToHost = -1004,
+    VKTURLErrorNetworkConnectionLost = -1005,  ///< or a body shorter than announced
+    VKTURLErrorHTTPTooManyRedirects = -1007,
+    VKTURLErrorNotConnectedToInternet = -1009,  ///< no interface but loopback is up; never for a loopback address
+    VKTURLErrorBadServerResponse = -1011,
+    VKTURLErrorDataLengthExceedsMaximum = -1103,
+    VKTURLErrorSecureConnectionFailed = -1200,
+};
+
+/// Largest body in bytes, after decompression.
+inline constexpr std::size_t VKTHTTPBodyLimit = std::size_t{32} * 1024 * 1024;
+
+/// Redirects followed for one request.
+inline constexpr int VKTHTTPRedirectLimit = 20;
+
+/// One request. A passive record.
+struct VKTURLRequest {
+    VKTURL url;
+    std::string HTTPMethod = "GET";
+    VKTURLRequestCachePolicy cachePolicy = VKTURLRequestUseProtocolCachePolicy;
+
+    /// Total deadline from `resume` to the last byte, name resolution included. 0 or less is over at once.
+    VKTTimeInterval timeoutInterval{60};
+
+    /// Sent in this order; a repeated name is sent repeatedly.
+    std::vector<std::pair<std::string, std::string>> headers;
+    std::optional<std::string> HTTPBody;
+
+    /// The completion only stores its arguments and wakes a waiter: it may run on the transfer thread, before
+    /// completions that are queued for delivery. This is what makes a blocking request possible everywhere,
+    /// the delivery thread included.
+    bool completesOnTransferThread = false;
+
+    void addValue(std::string value, std::string headerField) {
+        headers.emplace_back(std::move(headerField), std::move(value));
+    }
+};
+
+/// What the server said before the body.
+struct VKTURLResponse {
+    VKTURL url;  ///< the final one, after redirects
+    int statusCode = 0;
+    std::vector<std::pair<std::string, std::string>> headers;  ///< of the final answer, in order
+};
+
+/// The body; null when there is none. An empty body is not null.
+using VKTData = std::shared_ptr<const std::string>;
+
+/// Called exactly once. Without an error, both data and response are there. With one, the data is null, and the
+/// response is there when its header had arrived.
+using VKTHTTPCompletion = std::function<void(VKTData data, std::shared_ptr<const VKTURLResponse> response,
+                                             std::optional<VKTError> error)>;
+
+/// One transfer. Every operation may be called on any thread.
+class VKTHTTPDataTask {
+  public:
+    virtual ~VKTHTTPDataTask() = default;
+
+    /// Starts the transfer; later calls do nothing.
+    virtual void resume() = 0;
+
+    /// Ends the transfer with error -999 unless it has ended; never calls the completion itself.
+    virtual void cancel() = 0;
+
+    /// Unique within the session.
+    [[nodiscard]] virtual std::uint64_t taskIdentifier() const = 0;
+};
+
+/// Makes transfers. Every operation may be called on any thread.
+///
+/// Follows at most 20 redirects, to http and https only (POST becomes GET on 301 to 303; a 3xx without Location
+/// is delivered as it is); verifies certificates; accepts compressed bodies; sends no User-Agent unless the
+/// request has one. Every resumed or cancelled task ends in exactly one completion, on the session's one serial
+/// delivery thread (but see `completesOnTransferThread`), never before `resume` or `cancel` has been called.
+/// Destroying the session cancels what is under way, delivers those completions and waits for the thread, unless
+/// it is destroyed on that very thread.
+class VKTHTTPSession {
+  public:
+    virtual ~VKTHTTPSession() = default;
+
+    /// A task that has not started. Never null. A task whose session is gone ends with -999.
+    virtual std::shared_ptr<VKTHTTPDataTask> dataTaskWithRequest(const VKTURLRequest& request,
+                                                                 VKTHTTPCompletion completion) = 0;
+};

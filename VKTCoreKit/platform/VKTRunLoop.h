@@ -1,0 +1,70 @@
+// The main run loop, serial queues and concurrent pools.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "VKTCoreKit/foundation/VKTDate.h"
+
+using VKTTask = std::function<void()>;
+
+/// A scheduled call. Owned by whoever scheduled it: destroying or cancelling it means that the call does not
+/// happen any more. Use it on the loop's thread only.
+class VKTRunLoopTimer {
+  public:
+    virtual ~VKTRunLoopTimer() = default;
+    virtual void cancel() = 0;
+};
+
+/// The main thread's event loop. `post` and `postAfter` may be called on any thread, everything else on the
+/// loop's thread. An embedder with a loop of its own implements this interface over it.
+class VKTRunLoop {
+  public:
+    virtual ~VKTRunLoop() = default;
+
+    /// Runs `task` on the loop's thread, after everything posted before it. Never before `post` returns.
+    virtual void post(VKTTask task) = 0;
+
+    /// The same, no earlier than `delay` from now.
+    virtual void postAfter(VKTTimeInterval delay, VKTTask task) = 0;
+
+    /// A cancellable `postAfter`.
+    [[nodiscard]] virtual std::unique_ptr<VKTRunLoopTimer> schedule(VKTTimeInterval delay, VKTTask task) = 0;
+
+    /// Whether the caller is on the loop's thread: the thread that made the loop, until a thread that calls one
+    /// of the running operations adopts it.
+    [[nodiscard]] virtual bool isCurrentThread() const = 0;
+
+    /// Runs tasks until `stop`.
+    virtual void run() = 0;
+
+    /// Runs tasks until `done` holds (asked after each task) or `timeout` has passed. True when `done` holds.
+    virtual bool runUntil(const std::function<bool()>& done, VKTTimeInterval timeout) = 0;
+
+    /// Runs what is due now, and what that posts, without waiting. Returns the number of tasks run.
+    virtual std::size_t drain() = 0;
+
+    /// Ends `run` after the current task. Any thread.
+    virtual void stop() = 0;
+};
+
+/// Runs tasks one at a time, in the order of posting, on a thread of its own. Any thread may post.
+class VKTSerialQueue {
+  public:
+    /// Runs what was posted before, then joins the thread; destroyed on its own thread it does not wait.
+    virtual ~VKTSerialQueue() = default;
+
+    virtual void post(VKTTask task) = 0;
+    [[nodiscard]] virtual bool isCurrentThread() const = 0;
+};
+
+/// Runs tasks on a bounded number of threads. Any thread may post.
+class VKTConcurrentPool {
+  public:
+    /// Drops what has not started and waits for what has. Must not be destroyed on one of its own threads.
+    virtual ~VKTConcurrentPool() = default;
+
+    virtual void post(VKTTask task) = 0;
+};

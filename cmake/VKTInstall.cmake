@@ -1,0 +1,22 @@
+# Installs the library for CMake (find_package(VKTCoreKit)) and for pkg-config.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+install(TARGETS VKTCoreKit VKTCore VKTLinuxPlatform EXPORT VKTCoreKitTargets
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY VKTCoreKit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    FILES_MATCHING PATTERN "*.h" PATTERN "testing" EXCLUDE PATTERN "linux" EXCLUDE)
+install(EXPORT VKTCoreKitTargets NAMESPACE VKTCoreKit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
+
+configure_package_config_file(cmake/VKTCoreKitConfig.cmake.in VKTCoreKitConfig.cmake
+    INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
+write_basic_package_version_file(VKTCoreKitConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VKTCoreKitConfig.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/VKTCoreKitConfigVersion.cmake
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
+
+configure_file(cmake/VKTCoreKit.pc.in VKTCoreKit.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VKTCoreKit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(TARGET vkt)
+    install(TARGETS vkt RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()

@@ -1,0 +1,25 @@
+# Flags that every target of this project shares.
+
+function(vkt_configure_target target)
+    target_compile_features(${target} PUBLIC cxx_std_20)
+    target_compile_options(${target} PRIVATE
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
+        $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+        $<$<BOOL:${VKT_WERROR}>:-Werror>)
+    if(VKT_SANITIZE)
+        target_compile_options(${target} PUBLIC
+            -fsanitize=${VKT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+        target_link_options(${target} PUBLIC -fsanitize=${VKT_SANITIZE})
+    endif()
+    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+endfunction()
+
+# Writes the checkout's revision into a source file at every build; the file changes only with the revision.
+function(vkt_stamp_revision target)
+    set(stamp ${CMAKE_CURRENT_BINARY_DIR}/VKTFrameworkRevision.cpp)
+    add_custom_target(${target}Revision BYPRODUCTS ${stamp}
+        COMMAND ${CMAKE_COMMAND} -DSOURCE_DIR=${CMAKE_CURRENT_SOURCE_DIR} -DOUTPUT=${stamp}
+                -P ${CMAKE_CURRENT_SOURCE_DIR}/cmake/WriteRevision.cmake)
+    target_sources(${target} PRIVATE ${stamp})
+    add_dependencies(${target} ${target}Revision)
+endfunction()
