@@ -1,0 +1,79 @@
+#include "VKTCoreKit/core/VKTLog.h"
+
+#include <utility>
+
+#include "VKTCoreKit/core/VKTLogDefaultOutput.h"
+#include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
+#include "VKTCoreKit/platform/VKTServices.h"
+
+const std::shared_ptr<VKTLogDefaultDataSource>& VKTLogDefaultDataSource::sharedInstance() {
+    static const auto* instance =
+        new std::shared_ptr<VKTLogDefaultDataSource>(std::make_shared<VKTLogDefaultDataSource>());
+    return *instance;
+}
+
+bool VKTLogDefaultDataSource::logShouldLogMessageWithLevel(const VKTLog&, VKTLogLevel) {
+    return false;
+}
+
+const std::shared_ptr<VKTLog>& VKTLog::sharedInstance() {
+    static const auto* instance =
+        new std::shared_ptr<VKTLog>(initWithTag(VKTFrameworkName, nullptr, VKTFrameworkBuiltInDebug));
+    return *instance;
+}
+
+std::shared_ptr<VKTLog> VKTLog::initWithTag(std::string tag, std::shared_ptr<VKTLogDataSource> dataSource,
+                                            bool debugLoggingEnabled) {
+    return initWithTag(std::move(tag), std::move(dataSource), nullptr, debugLoggingEnabled);
+}
+
+std::shared_ptr<VKTLog> VKTLog::initWithTag(std::string tag, std::shared_ptr<VKTLogDataSource> dataSource,
+                                            std::shared_ptr<VKTLogOutput> output, bool debugLoggingEnabled) {
+    if (!output) output = VKTLogDefaultOutput::sharedInstance();
+    return std::shared_ptr<VKTLog>(
+        new VKTLog(std::move(tag), std::move(dataSource), std::move(output), debugLoggingEnabled));
+}
+
+VKTLog::VKTLog(std::string tag, std::shared_ptr<VKTLogDataSource> dataSource,
+               std::shared_ptr<VKTLogOutput> output, bool debugLoggingEnabled)
+    : tag_(std::move(tag)), output_(std::move(output)), isDebugLoggingEnabled_(debugLoggingEnabled) {
+    setDataSource(std::move(dataSource));
+}
+
+const char* VKTLog::levelName(int level) {
+    switch (level) {
+        case VKTLogLevelInfo:
+            return "INFO";
+        case VKTLogLevelError:
+            return "ERROR";
+        case VKTLogLevelWarning:
+            return "WARNING";
+        default:
+            return "DEBUG";
+    }
+}
+
+std::shared_ptr<VKTLogDataSource> VKTLog::dataSource() const {
+    const VKTLock lock(mutex_);
+    return dataSource_;
+}
+
+void VKTLog::setDataSource(std::shared_ptr<VKTLogDataSource> dataSource) {
+    if (!dataSource) dataSource = VKTLogDefaultDataSource::sharedInstance();
+    // The old one is released after the lock: its destructor may log.
+    const VKTLock lock(mutex_);
+    dataSource_.swap(dataSource);
+}
+
+bool VKTLog::isLoggingEnabledForLevel(VKTLogLevel level) const {
+    return dataSource()->logShouldLogMessageWithLevel(*this, level);
+}
+
+void VKTLog::logMessage(std::string_view message, VKTLogLevel level) const {
+    const bool passes = level == VKTLogLevelDebug ? isDebugLoggingEnabled() : isLoggingEnabledForLevel(level);
+    if (passes) output_->logMessage(message, level, tag_);
+}
+
+void VKTLog::logStackTrackWithLevel(VKTLogLevel level) const {
+    logMessage(vkt_stringWithFormat("\n\t%@", {vkt_joined(vkt_callStackSymbols(), "\n\t")}), level);
+}
