@@ -1,0 +1,47 @@
+// The commands of the vkt tool. Each returns the exit status of the process.
+#pragma once
+
+#include <string>
+#include <vector>
+
+enum ExitStatus : int {
+    ExitPlayable = 0,      ///< an ad was playable; success for the commands that look for none
+    ExitNonePlayable = 1,  ///< the source was read, but no ad was playable
+    ExitWrongUsage = 2,    ///< unknown flag, missing or unusable argument
+    ExitSourceUnread = 3,  ///< the source could not be read
+};
+
+struct XMLOptions {
+    std::string source;  ///< a file, or "-" for the standard input
+};
+
+struct InspectOptions {
+    std::string source;  ///< a file, "-" or a URL
+    bool JSON = false;
+};
+
+struct ResolveOptions {
+    std::string source;  ///< a file, "-" or a URL
+    bool JSON = false;
+    double timeout = 30;        ///< seconds, for everything
+    double requestTimeout = 5;  ///< seconds, for one download
+    int maxWrappers = 5;
+    bool handleWrapperAdpods = false;
+    bool strictFirstImpression = false;
+    std::vector<std::string> macros;  ///< "NAME=VALUE" each, with a name that is not empty
+    int fail = 0;                     ///< the first so many ads are reported as failed
+    unsigned networkAccessType = 6;
+};
+
+struct ServeOptions {
+    int port = 8080;   ///< 0: any free one
+    std::string root;  ///< folder served under /files/; none when empty
+};
+
+int runXML(const XMLOptions& options);
+int runInspect(const InspectOptions& options);
+int runResolve(const ResolveOptions& options);
+int runServe(const ServeOptions& options);
+
+/// One clear line on the standard error.
+void printError(const std::string& message);

@@ -1,0 +1,374 @@
+#include "DemoServer.h"
+
+#include <httplib.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <condition_variable>
+#include <ctime>
+#include <iomanip>
+#include <ostream>
+#include <string_view>
+#include <thread>
+
+#include "DemoDocuments.h"
+#include "RawListener.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// Requests that hang hold a thread each, so there are many.
+constexpr std::size_t threadLimit = 256;
+constexpr milliseconds hangLimit = std::chrono::minutes(10);
+constexpr int adLimit = 100'000;
+constexpr int depthLimit = 1'000'000;
+constexpr int byteLimit = 256 * 1024 * 1024;
+constexpr const char* xmlType = "application/xml; charset=utf-8";
+
+constexpr std::string_view gif{
+    "GIF89a\1\0\1\0\x80\0\0\0\0\0\xff\xff\xff!\xf9\4\1\0\0\0\0,\0\0\0\0\1\0\1\0\0\2\2D\1\0;", 43};
+constexpr std::string_view mp4{
+    "\0\0\0\x18"
+    "ftypisom\0\0\2\0isommp42\0\0\0\x08mdat",
+    32};
+
+bool isPlain(std::string_view text, std::string_view alsoAllowed) {
+    return std::all_of(text.begin(), text.end(), [&](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+               alsoAllowed.find(c) != std::string_view::npos;
+    });
+}
+
+}  // namespace
+
+class DemoServer::Impl {
+  public:
+    Impl(const std::string& root, std::ostream& log);
+
+    std::optional<int> start(int port);
+    void stop();
+
+    void dispatch(const httplib::Request& request, std::string_view path, httplib::Response& response);
+    void waitUnlessStopped(milliseconds time);
+    void logPixel(const httplib::Request& request);
+
+    [[nodiscard]] std::string baseURL(const httplib::Request& request) const;
+    [[nodiscard]] int rawPort() const { return rawListener_.port(); }
+
+  private:
+    httplib::Server server_;
+    RawListener rawListener_;
+    std::thread thread_;
+    int port_ = 0;
+
+    std::mutex mutex_;
+    std::condition_variable stopSignal_;
+    bool stopped_ = false;
+
+    std::mutex logMutex_;
+    std::ostream& log_;
+};
+
+namespace {
+
+/// One request under way, as the routes see it.
+struct Exchange {
+    DemoServer::Impl& server;
+    const httplib::Request& request;
+    httplib::Response& response;
+    std::string_view argument;  // the path after the route's name, without the slash between
+
+    [[nodiscard]] std::string baseURL() const { return server.baseURL(request); }
+    [[nodiscard]] DemoDocuments documents() const { return DemoDocuments(baseURL()); }
+
+    void sendXML(std::string text) const { response.set_content(std::move(text), xmlType); }
+    void refuse(const std::string& reason) const {
+        response.status = 400;
+        response.set_content(reason + "\n", "text/plain");
+    }
+
+    /// The argument as a whole number; otherwise the request is refused.
+    [[nodiscard]] std::optional<int> number(int least, int most) const {
+        int value = 0;
+        const auto* end = argument.data() + argument.size();
+        const auto [rest, error] = std::from_chars(argument.data(), end, value);
+        if (error == std::errc() && rest == end && value >= least && value <= most) return value;
+        refuse("A number from " + std::to_string(least) + " to " + std::to_string(most) + " goes here.");
+        return std::nullopt;
+    }
+
+    /// The argument when it can stand in a document as it is; otherwise the request is refused.
+    [[nodiscard]] std::optional<std::string> name() const {
+        if (isPlain(argument, "-._")) return std::string(argument);
+        refuse("Letters, digits and -._ go here.");
+        return std::nullopt;
+    }
+};
+
+struct Route {
+    std::string_view name;
+    std::string_view arguments;
+    std::string_view description;
+    void (*handle)(const Exchange& exchange);
+};
+
+void sendDemo(const Exchange& exchange) {
+    const DemoDocuments documents = exchange.documents();
+    if (exchange.argument.empty()) {
+        exchange.sendXML(documents.demoRoot());
+    } else if (exchange.argument == "wrapper") {
+        exchange.sendXML(documents.demoWrapper());
+    } else if (exchange.argument == "pod") {
+        exchange.sendXML(documents.demoPod());
+    } else {
+        exchange.response.status = 404;
+    }
+}
+
+void sendStatus(const Exchange& exchange) {
+    const auto status = exchange.number(200, 599);
+    if (!status) return;
+    exchange.response.status = *status;
+    const bool hasBody = *status != 204 && *status != 304;
+    if (hasBody) exchange.sendXML(exchange.documents().version("3.0"));
+}
+
+void sendLate(const Exchange& exchange) {
+    const std::size_t slash = std::min(exchange.argument.find('/'), exchange.argument.size());
+    const Exchange wait{exchange.server, exchange.request, exchange.response,
+                        exchange.argument.substr(0, slash)};
+    const auto seconds = wait.number(0, 3600);
+    if (!seconds) return;
+    exchange.server.waitUnlessStopped(std::chrono::seconds(*seconds));
+    exchange.server.dispatch(exchange.request, exchange.argument.substr(slash), exchange.response);
+}
+
+void sendByteByByte(const Exchange& exchange) {
+    auto& server = exchange.server;
+    const std::string text = exchange.documents().version("3.0");
+    exchange.response.set_content_provider(
+        text.size(), xmlType, [&server, text](std::size_t offset, std::size_t, httplib::DataSink& sink) {
+            server.waitUnlessStopped(std::chrono::seconds(1));
+            return sink.write(text.data() + offset, 1);
+        });
+}
+
+void closeHalfway(const Exchange& exchange) {
+    const std::string text = exchange.documents().version("3.0");
+    exchange.response.set_content_provider(text.size(), xmlType,
+                                           [text](std::size_t offset, std::size_t, httplib::DataSink& sink) {
+                                               return offset == 0 && sink.write(text.data(), text.size() / 2);
+                                           });
+}
+
+void sendMedia(const Exchange& exchange) {
+    if (exchange.argument.ends_with(".gif")) {
+        exchange.response.set_content(gif.data(), gif.size(), "image/gif");
+    } else if (exchange.argument.ends_with(".js")) {
+        exchange.response.set_content("/* nothing to verify */\n", "application/javascript");
+    } else {
+        exchange.response.set_content(mp4.data(), mp4.size(), "video/mp4");
+    }
+}
+
+void sendRaw(const Exchange& exchange, std::string_view path) {
+    exchange.response.set_redirect("http://127.0.0.1:" + std::to_string(exchange.server.rawPort()) +
+                                   std::string(path));
+}
+
+constexpr auto routes = std::to_array<Route>({
+    {"", "", "this list",
+     [](const Exchange& e) { e.response.set_content(DemoServer::listing(), "text/plain; charset=utf-8"); }},
+    {"demo", "", "the sample chain: wrapper, wrapper, pod of three (one unplayable), inline passback", sendDemo},
+    {"inline", "[/ID]", "a VAST 4.2 inline linear ad with everything that goes with one",
+     [](const Exchange& e) {
+         if (const auto id = e.name()) e.sendXML(e.documents().inlineDocument(id->empty() ? "inline" : *id));
+     }},
+    {"chain", "/N", "N wrappers, each with pixels of its own, then an inline ad",
+     [](const Exchange& e) {
+         if (const auto n = e.number(0, adLimit)) e.sendXML(e.documents().chain(*n));
+     }},
+    {"pod", "/N", "a pod of N ads",
+     [](const Exchange& e) {
+         if (const auto n = e.number(0, adLimit)) e.sendXML(e.documents().pod(*n, false));
+     }},
+    {"pod-broken", "/N", "a pod of N ads, every second one unplayable",
+     [](const Exchange& e) {
+         if (const auto n = e.number(0, adLimit)) e.sendXML(e.documents().pod(*n, true));
+     }},
+    {"passback", "", "a sequenced wrapper that leads nowhere, an inline and a wrapper passback",
+     [](const Exchange& e) { e.sendXML(e.documents().passback()); }},
+    {"to", "?url=URL", "a wrapper to that URL",
+     [](const Exchange& e) { e.sendXML(e.documents().wrapperTo(e.request.get_param_value("url"))); }},
+    {"self", "", "a wrapper to itself",
+     [](const Exchange& e) { e.sendXML(e.documents().wrapperTo(e.baseURL() + "/self")); }},
+    {"empty", "", "a document without ads", [](const Exchange& e) { e.sendXML(e.documents().empty()); }},
+    {"empty-error", "", "a document without ads, but with an error pixel",
+     [](const Exchange& e) { e.sendXML(e.documents().emptyWithError()); }},
+    {"no-version", "", "a document without the version attribute",
+     [](const Exchange& e) { e.sendXML(e.documents().version("")); }},
+    {"version", "/X", "a document of version X",
+     [](const Exchange& e) {
+         if (const auto version = e.name()) e.sendXML(e.documents().version(*version));
+     }},
+    {"many", "/N", "N ads without sequence",
+     [](const Exchange& e) {
+         if (const auto n = e.number(0, adLimit)) e.sendXML(e.documents().many(*n));
+     }},
+    {"deep", "/N", "elements nested N deep, the root included",
+     [](const Exchange& e) {
+         if (const auto n = e.number(6, depthLimit)) e.sendXML(e.documents().deep(*n));
+     }},
+    {"bytes", "/N", "a document padded to N bytes",
+     [](const Exchange& e) {
+         if (const auto n = e.number(0, byteLimit)) {
+             e.sendXML(e.documents().padded(static_cast<std::size_t>(*n)));
+         }
+     }},
+    {"malformed", "", "a document that breaks off",
+     [](const Exchange& e) { e.sendXML(e.documents().malformed()); }},
+    {"entities", "", "a document that defines entities",
+     [](const Exchange& e) { e.sendXML(e.documents().withEntities()); }},
+    {"nul", "", "a document with NUL bytes", [](const Exchange& e) { e.sendXML(e.documents().withNULBytes()); }},
+    {"html", "", "an HTML page",
+     [](const Exchange& e) {
+         e.response.set_content("<!DOCTYPE html><title>Demo</title><p>Not an ad.<br>\n", "text/html");
+     }},
+    {"status", "/CODE", "that HTTP status, with a document", sendStatus},
+    {"redirect", "/N", "N redirects, then an inline ad",
+     [](const Exchange& e) {
+         const auto n = e.number(0, adLimit);
+         if (!n) return;
+         const std::string next = *n <= 1 ? "/inline" : "/redirect/" + std::to_string(*n - 1);
+         e.response.set_redirect(e.baseURL() + next);
+     }},
+    {"redirect-loop", "", "a redirect to itself",
+     [](const Exchange& e) { e.response.set_redirect(e.baseURL() + "/redirect-loop"); }},
+    {"redirect-file", "", "a redirect to a file: URL",
+     [](const Exchange& e) { e.response.set_redirect("file:///etc/hostname"); }},
+    {"slow", "/SECONDS/PATH", "PATH, that many seconds late", sendLate},
+    {"drip", "", "a document, one byte a second", sendByteByByte},
+    {"hang", "", "no answer at all",
+     [](const Exchange& e) {
+         e.server.waitUnlessStopped(hangLimit);
+         e.response.status = 503;
+     }},
+    {"close", "", "a connection closed in the middle of the body", closeHalfway},
+    {"reset", "", "a connection reset (after a redirect to another port)",
+     [](const Exchange& e) { sendRaw(e, "/reset"); }},
+    {"garbage", "", "bytes that are not HTTP (after a redirect to another port)",
+     [](const Exchange& e) { sendRaw(e, "/garbage"); }},
+    {"media", "/NAME", "a few bytes of video/mp4; of image/gif or JavaScript for .gif and .js", sendMedia},
+    {"pixel", "/...", "a 1x1 GIF; the request is logged",
+     [](const Exchange& e) {
+         e.server.logPixel(e.request);
+         e.response.set_content(gif.data(), gif.size(), "image/gif");
+     }},
+});
+
+std::string timeOfDay() {
+    const auto now = std::chrono::system_clock::now();
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+    std::tm parts{};
+    localtime_r(&seconds, &parts);
+    const auto fraction = std::chrono::duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000;
+    std::ostringstream text;
+    text << std::put_time(&parts, "%H:%M:%S") << '.' << std::setw(3) << std::setfill('0') << fraction;
+    return text.str();
+}
+
+}  // namespace
+
+DemoServer::Impl::Impl(const std::string& root, std::ostream& log) : log_(log) {
+    server_.new_task_queue = [] { return new httplib::ThreadPool(threadLimit); };
+    server_.set_keep_alive_timeout(1);  // an idle connection delays the end by that much
+    if (!root.empty()) server_.set_mount_point("/files", root);
+    server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
+        if (request.path.starts_with("/files/")) return httplib::Server::HandlerResponse::Unhandled;
+        response.status = 200;
+        dispatch(request, request.path, response);
+        return httplib::Server::HandlerResponse::Handled;
+    });
+}
+
+std::optional<int> DemoServer::Impl::start(int port) {
+    const bool bound = port == 0 ? (port_ = server_.bind_to_any_port("127.0.0.1")) > 0
+                                 : server_.bind_to_port("127.0.0.1", port_ = port);
+    if (!bound || rawPort() == 0) return std::nullopt;
+    thread_ = std::thread([this] { server_.listen_after_bind(); });
+    while (!server_.is_running()) {
+        std::this_thread::yield();
+    }
+    return port_;
+}
+
+void DemoServer::Impl::stop() {
+    {
+        const std::lock_guard lock(mutex_);
+        stopped_ = true;
+    }
+    stopSignal_.notify_all();
+    if (!thread_.joinable()) return;
+    server_.stop();
+    thread_.join();
+}
+
+void DemoServer::Impl::dispatch(const httplib::Request& request, std::string_view path,
+                                httplib::Response& response) {
+    if (path.starts_with('/')) path.remove_prefix(1);
+    const std::size_t slash = std::min(path.find('/'), path.size());
+    const std::string_view argument = path.substr(std::min(slash + 1, path.size()));
+    const auto* route = std::find_if(routes.begin(), routes.end(),
+                                     [&](const Route& each) { return each.name == path.substr(0, slash); });
+    if (route == routes.end()) {
+        response.status = 404;
+        response.set_content("Nothing here; / lists what is.\n", "text/plain");
+        return;
+    }
+    route->handle({*this, request, response, argument});
+}
+
+void DemoServer::Impl::waitUnlessStopped(milliseconds time) {
+    std::unique_lock lock(mutex_);
+    stopSignal_.wait_for(lock, time, [this] { return stopped_; });
+}
+
+void DemoServer::Impl::logPixel(const httplib::Request& request) {
+    // The target as it came, still percent-encoded: one line whatever it holds.
+    const std::size_t mark = request.target.find('?');
+    const std::string query = mark == std::string::npos ? "" : " " + request.target.substr(mark + 1);
+    const std::lock_guard lock(logMutex_);
+    log_ << timeOfDay() << ' ' << request.target.substr(0, mark) << query << std::endl;
+}
+
+std::string DemoServer::Impl::baseURL(const httplib::Request& request) const {
+    const std::string host = request.get_header_value("Host");
+    const bool usable = !host.empty() && isPlain(host, "-._:[]");
+    return "http://" + (usable ? host : "127.0.0.1:" + std::to_string(port_));
+}
+
+DemoServer::DemoServer(const std::string& root, std::ostream& log)
+    : impl_(std::make_unique<Impl>(root, log)) {}
+DemoServer::~DemoServer() {
+    stop();
+}
+std::optional<int> DemoServer::start(int port) {
+    return impl_->start(port);
+}
+void DemoServer::stop() {
+    impl_->stop();
+}
+
+std::string DemoServer::listing() {
+    constexpr std::size_t column = 24;
+    std::string text = "Demo ad server. Paths:\n\n";
+    for (const Route& route : routes) {
+        std::string line = "  /" + std::string(route.name) + std::string(route.arguments);
+        line.append(line.size() < column ? column - line.size() : 1, ' ');
+        text += line + std::string(route.description) + "\n";
+    }
+    return text + "  /files/...            the files of the folder given with --root\n";
+}
