@@ -1,0 +1,33 @@
+#include <execinfo.h>
+#include <openssl/evp.h>
+
+#include <array>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+
+#include "VKTCoreKit/platform/VKTServices.h"
+
+std::string vkt_MD5Digest(std::string_view bytes) {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+    unsigned length = 0;
+    EVP_Digest(bytes.data(), bytes.size(), digest.data(), &length, EVP_md5(), nullptr);
+    return {digest.begin(), digest.begin() + length};
+}
+
+std::chrono::seconds vkt_localOffsetFromUTC(VKTDate date) {
+    const std::time_t instant = std::chrono::floor<std::chrono::seconds>(date).time_since_epoch().count();
+    std::tm local{};
+    localtime_r(&instant, &local);
+    return std::chrono::seconds(local.tm_gmtoff);
+}
+
+std::vector<std::string> vkt_callStackSymbols() {
+    std::array<void*, 128> frames{};
+    const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
+    const std::unique_ptr<char*, decltype(&std::free)> symbols(backtrace_symbols(frames.data(), count),
+                                                               std::free);
+    if (!symbols) return {};
+    // The first frame is this function.
+    return {symbols.get() + 1, symbols.get() + count};
+}
