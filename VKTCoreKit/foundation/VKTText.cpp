@@ -39,12 +39,6 @@ bool isWhiteSpace(char32_t c) {
            c == 0x3000;
 }
 
-std::size_t leadingWhiteSpaceLength(std::string_view text) {
-    if (text.empty()) return 0;
-    const CodePoint first = codePointAt(text);
-    return isWhiteSpace(first.value) ? first.length : 0;
-}
-
 std::size_t trailingWhiteSpaceLength(std::string_view text) {
     for (std::size_t length = 1; length <= std::min<std::size_t>(3, text.size()); ++length) {
         const std::string_view tail = text.substr(text.size() - length);
@@ -55,8 +49,8 @@ std::size_t trailingWhiteSpaceLength(std::string_view text) {
 }
 
 std::string_view withoutLeadingWhiteSpace(std::string_view text) {
-    for (std::size_t length = leadingWhiteSpaceLength(text); length > 0;
-         length = leadingWhiteSpaceLength(text)) {
+    for (std::size_t length = vkt_leadingWhiteSpaceLength(text); length > 0;
+         length = vkt_leadingWhiteSpaceLength(text)) {
         text.remove_prefix(length);
     }
     return text;
@@ -71,8 +65,9 @@ std::size_t digitsAt(std::string_view text, std::size_t start) {
 // The longest decimal number at the start of `text`, without a leading plus sign; empty when there is none.
 std::string_view decimalNumberPrefix(std::string_view text) {
     text = withoutLeadingWhiteSpace(text);
-    if (!text.empty() && text[0] == '+') text.remove_prefix(1);
-    std::size_t end = !text.empty() && text[0] == '-' ? 1 : 0;
+    const bool hasPlus = text.starts_with('+');
+    if (hasPlus) text.remove_prefix(1);
+    std::size_t end = !hasPlus && text.starts_with('-') ? 1 : 0;
     const std::size_t whole = digitsAt(text, end);
     end += whole;
     std::size_t fraction = 0;
@@ -120,8 +115,12 @@ Float lenientValue(std::string_view text) {
 
 template <typename Float>
 std::string shortestDescription(Float value) {
+    // Left to itself, std::to_chars writes 100000 as 1e+05.
+    const Float magnitude = std::abs(value);
+    const bool isOrdinary = value == 0 || (magnitude >= static_cast<Float>(1e-4) && magnitude < static_cast<Float>(1e16));
+    const auto format = isOrdinary ? std::chars_format::fixed : std::chars_format::scientific;
     std::array<char, 64> buffer{};
-    const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
+    const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, format);
     return {buffer.data(), result.ptr};
 }
 
@@ -137,6 +136,12 @@ char toLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' +
 char toUpper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
 }  // namespace
+
+std::size_t vkt_leadingWhiteSpaceLength(std::string_view text) {
+    if (text.empty()) return 0;
+    const CodePoint first = codePointAt(text);
+    return isWhiteSpace(first.value) ? first.length : 0;
+}
 
 std::string_view vkt_trimmed(std::string_view text) {
     text = withoutLeadingWhiteSpace(text);
@@ -255,7 +260,11 @@ std::string VKTFormatArgument::description() const {
 std::int64_t VKTFormatArgument::integer() const {
     if (const auto* text = std::get_if<std::string_view>(&value_)) return vkt_integerValue(*text);
     if (const auto* number = std::get_if<std::int64_t>(&value_)) return *number;
-    return static_cast<std::int64_t>(std::get<double>(value_));
+    const double number = std::get<double>(value_);
+    constexpr double limit = 9223372036854775808.0;  // 2^63
+    if (number >= limit) return std::numeric_limits<std::int64_t>::max();
+    if (number >= -limit) return static_cast<std::int64_t>(number);
+    return std::isnan(number) ? 0 : std::numeric_limits<std::int64_t>::min();
 }
 
 double VKTFormatArgument::floatingPoint() const {

@@ -5,6 +5,7 @@
 // the C locale.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
@@ -15,6 +16,9 @@
 
 /// The text without white space at both ends; a view into `text`.
 std::string_view vkt_trimmed(std::string_view text);
+
+/// Bytes of the white space character at the start of `text`; 0 when there is none.
+std::size_t vkt_leadingWhiteSpaceLength(std::string_view text);
 
 /// The text without any white space character.
 std::string vkt_removingWhiteSpace(std::string_view text);
@@ -55,7 +59,8 @@ std::int64_t vkt_integerValue(std::string_view text);
 /// Lenient boolean: true when the first character is t, T, y, Y or a digit from 1 to 9.
 bool vkt_boolValue(std::string_view text);
 
-/// The shortest decimal text that reads back as the same number, without a trailing ".0".
+/// The fewest digits that read back as the same number, without a trailing ".0"; with an exponent only below
+/// 0.0001 and from 10^16 on.
 std::string vkt_numberDescription(double value);
 std::string vkt_numberDescription(float value);
 
@@ -68,7 +73,7 @@ class VKTFormatArgument {
   public:
     VKTFormatArgument(std::string_view text) : value_(text) {}
     VKTFormatArgument(const std::string& text) : value_(std::string_view(text)) {}
-    VKTFormatArgument(const char* text) : value_(std::string_view(text)) {}
+    VKTFormatArgument(const char* text) : value_(std::string_view(text == nullptr ? "(null)" : text)) {}
     VKTFormatArgument(std::nullopt_t) : value_(std::string_view("(null)")) {}
     VKTFormatArgument(const std::optional<std::string>& text)
         : value_(text ? std::string_view(*text) : std::string_view("(null)")) {}

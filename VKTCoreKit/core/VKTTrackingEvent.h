@@ -1,0 +1,27 @@
+// The interfaces of the events that become tracking pixels.
+#pragma once
+
+#include <string>
+
+#include "VKTCoreKit/foundation/VKTURL.h"
+
+/// A named event with a URL to call. Implementations are immutable in use and have identity; they are shared
+/// between the ad and the managers that track it.
+class VKTTrackingEvent {
+  public:
+    virtual ~VKTTrackingEvent() = default;
+
+    [[nodiscard]] virtual const std::string& eventName() const = 0;
+    [[nodiscard]] virtual const VKTURL& eventURL() const = 0;  ///< a template: macros are not yet filled
+    [[nodiscard]] virtual bool isEventConsumable() const = 0;  ///< may fire only once
+
+    /// The event class's own rule of equality; an object equals itself.
+    [[nodiscard]] virtual bool isEqual(const VKTTrackingEvent& other) const { return this == &other; }
+};
+
+/// An event of a video, due at a time of its content.
+class VKTVideoTrackingEvent : public VKTTrackingEvent {
+  public:
+    /// Seconds from the start of the content; -1 when the event has no time offset.
+    [[nodiscard]] virtual double eventOffset() const = 0;
+};

@@ -1,0 +1,95 @@
+// What the ad server adds to an ad in its "Extensions" element.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTKeyedArchive.h"
+#include "VKTCoreKit/vast/VKTVASTAdVerification.h"
+#include "VKTCoreKit/vast/VKTVASTTrackingEvent.h"
+
+/// All "Extension" elements of one ad in one record. Shared between ads when a wrapper is folded into the ad
+/// it leads to; changed only while ads are read and merged.
+struct VKTVASTAdExtension {
+    static constexpr const char* archiveClassName = "VKTVASTAdExtension";
+
+    bool offsetIsForced = false;            ///< true for the exact text "1" only
+    std::optional<std::string> skipOffset;  ///< as written
+    std::optional<std::string> sortRank;
+    std::optional<std::string> customScript;
+    std::int64_t instanceCount = 0;  ///< 1 in an extension that was read and does not say
+    std::vector<std::shared_ptr<VKTVASTTrackingEvent>> metrics;
+    std::vector<VKTVASTAdExtensionAdVerification> adVerifications;
+
+    // Server-side macro values: whole numbers.
+    std::optional<double> sessionID;
+    std::optional<double> statDomainID;
+    std::optional<double> networkID;
+    std::optional<double> templateID;
+    std::optional<double> advertiserID;
+    std::optional<double> campaignID;
+    std::optional<double> insertionID;
+    std::optional<double> siteID;
+    std::optional<double> formatID;
+    std::optional<double> adBreakType;
+    std::optional<double> instances;
+    std::optional<double> videoPlayerWidth;
+    std::optional<double> videoPlayerHeight;
+
+    // Server-side macro values: texts.
+    std::optional<std::string> pageID;
+    std::optional<std::string> target;
+    std::optional<std::string> baseURL;
+    std::optional<std::string> referer;
+    std::optional<std::string> clientIP;
+    std::optional<std::string> contentID;
+    std::optional<std::string> contentProviderID;
+
+    // Real-time bidding values.
+    std::optional<std::string> rtbAdvertiserID;
+    std::optional<std::string> rtbDspID;
+    std::optional<std::string> rtbBuyerID;
+    std::optional<std::string> rtbDealID;
+    std::optional<std::string> rtbAuctionID;
+    std::optional<std::string> rtbPublisherID;
+    std::optional<std::string> rtbBidLogTimeTicks;
+    std::optional<std::string> rtbEnvironmentType;
+    std::optional<std::string> rtbImpressionHash;
+
+    /// Everything absent, the instance count 0.
+    static std::shared_ptr<VKTVASTAdExtension> init();
+
+    /// From the ad's "Extensions" node; nothing unless it holds a list of "Extension" elements.
+    static std::shared_ptr<VKTVASTAdExtension> initWithDictionary(const VKTDictionary& node);
+
+    static std::shared_ptr<VKTVASTAdExtension> initWithCoder(const VKTKeyedUnarchiver& coder);
+    void encodeWithCoder(VKTKeyedArchiver& coder) const;
+
+    /// Reads one kind of content from each element, the first present of: offset, sort, customised script,
+    /// instance count, metrics, macros, verifications. Later elements overwrite values and extend lists.
+    void processExtensions(const VKTArray& list);
+    void processMetrics(const VKTArray& list);
+    void processMacros(const VKTDictionary& node);
+    void processRTBMacros(const VKTDictionary& node);
+    void processVerifications(const VKTArray& list);
+
+    /// By value; two absent values are equal, tracking events follow their own rule.
+    friend bool operator==(const VKTVASTAdExtension& left, const VKTVASTAdExtension& right);
+};
+
+/// One text or number property of the extension: the child element that fills it (empty when it comes from
+/// elsewhere), its name, where it stands.
+template <typename T>
+struct VKTVASTAdExtensionField {
+    const char* element;
+    const char* name;
+    std::optional<T> VKTVASTAdExtension::*member;
+};
+
+/// The tables of the macro elements, in the order of reading.
+const std::vector<VKTVASTAdExtensionField<double>>& vkt_extensionNumberMacros();
+const std::vector<VKTVASTAdExtensionField<std::string>>& vkt_extensionTextMacros();
+const std::vector<VKTVASTAdExtensionField<std::string>>& vkt_extensionRTBMacros();

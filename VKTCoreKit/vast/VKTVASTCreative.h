@@ -1,0 +1,67 @@
+// The common base of the creatives of a VAST ad.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "VKTCoreKit/vast/VKTVASTErrorHandler.h"
+#include "VKTCoreKit/vast/VKTVASTTrackingEvent.h"
+#include "VKTCoreKit/vast/VKTVASTUniversalAdId.h"
+
+/// Creatives kept per kind and ad; further ones are dropped. Real ads have fewer than ten.
+inline constexpr std::size_t VKTVASTCreativeLimit = 256;
+
+/// Tracking events and click-tracking URLs that a creative may have after wrappers were folded into it; what
+/// would exceed them is dropped.
+inline constexpr std::size_t VKTVASTMergedTrackingEventLimit = 65536;
+inline constexpr std::size_t VKTVASTMergedClickTrackingLimit = 4096;
+
+/// Tracking and clicks. An object with identity, built once and afterwards only extended, on one thread.
+class VKTVASTCreative {
+  public:
+    using TrackingEvents = std::vector<std::shared_ptr<VKTVASTTrackingEvent>>;
+
+    virtual ~VKTVASTCreative() = default;
+
+    /// Everything empty: a holder for a wrapper's tracking.
+    static std::shared_ptr<VKTVASTCreative> initEmptyCreative();
+
+    /// The base reads nothing from the node: it only makes the empty lists.
+    static std::shared_ptr<VKTVASTCreative> initWithDictionary(const VKTDictionary& dictionary,
+                                                               VKTErrorOutput error,
+                                                               const VKTVASTErrorHandler& errorHandler,
+                                                               bool isWrapper);
+
+    /// Appends each identifier that is not already there.
+    void addUniversalAdIds(const std::vector<VKTVASTUniversalAdId>& ids);
+
+    void addTrackingEvents(const TrackingEvents& events);
+
+    /// Appends a wrapper creative's tracking events and click tracking, up to the limits above.
+    void addTrackingOf(const VKTVASTCreative& wrapperCreative);
+
+    /// False here; each kind decides.
+    [[nodiscard]] virtual bool isValidForWrapper(bool isWrapper) const;
+
+    [[nodiscard]] const TrackingEvents& trackingEvents() const { return trackingEvents_; }
+    [[nodiscard]] const std::optional<VKTVASTURL>& clickThrough() const { return clickThrough_; }
+    [[nodiscard]] const std::vector<VKTVASTURL>& clickTracking() const { return clickTracking_; }
+    [[nodiscard]] const std::vector<VKTVASTUniversalAdId>& universalAdIds() const { return universalAdIds_; }
+
+  protected:
+    VKTVASTCreative() = default;
+
+    /// Reads the first `key` child as the click-through; it stays what it was when none builds.
+    void findClickThrough(const VKTDictionary& node, std::string_view key);
+
+    /// Appends the URLs of the `key` children.
+    void findClickTracking(const VKTDictionary& node, std::string_view key);
+
+  private:
+    TrackingEvents trackingEvents_;
+    std::optional<VKTVASTURL> clickThrough_;
+    std::vector<VKTVASTURL> clickTracking_;
+    std::vector<VKTVASTUniversalAdId> universalAdIds_;
+};

@@ -1,0 +1,71 @@
+// A linear creative: the video ad itself ("Linear" element, VAST 4.2).
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "VKTCoreKit/vast/VKTVASTCreative.h"
+#include "VKTCoreKit/vast/VKTVASTCreativeIcon.h"
+#include "VKTCoreKit/vast/VKTVASTMediaFile.h"
+
+/// Highest bitrate of `mostAppropriateMediaFile`, in kbit/s.
+inline constexpr float VKTVASTDefaultMaximumBitrate = 5000;
+
+class VKTVASTCreativeLinear final : public VKTVASTCreative {
+  public:
+    using MediaFiles = std::vector<std::shared_ptr<VKTVASTMediaFile>>;
+    using Icons = std::vector<std::shared_ptr<VKTVASTCreativeIcon>>;
+
+    static std::shared_ptr<VKTVASTCreativeLinear> initEmptyCreative();
+
+    /// Reads a "Linear" node. Problems go to the handler with an empty pixel list:
+    /// - no "Duration": `VAST_VALIDATION_ERROR_LINEAR_MISSING_DURATION`; the creative is built all the same;
+    /// - not in a wrapper and no "MediaFiles" at all: nothing is built, and
+    ///   `VAST_VALIDATION_ERROR_LINEAR_MISSING_MEDIAFILES` is reported and put in `error`;
+    /// - not in a wrapper and no usable media file: the same report, but the creative is built (and not
+    /// valid). The media-file reports are made only when `error` is given.
+    static std::shared_ptr<VKTVASTCreativeLinear> initWithDictionary(const VKTDictionary& dictionary,
+                                                                     VKTErrorOutput error,
+                                                                     const VKTVASTErrorHandler& errorHandler,
+                                                                     bool isWrapper);
+
+    /// Without reports, not in a wrapper.
+    static std::shared_ptr<VKTVASTCreativeLinear> initWithDictionary(const VKTDictionary& dictionary);
+
+    /// The steps of construction, in their order; each reads from the "Linear" node.
+    void findSkipOffset(const VKTDictionary& node);
+    void findDuration(const VKTDictionary& node, const VKTVASTErrorHandler& errorHandler);
+    void findAdParameters(const VKTDictionary& node);
+    bool findMediaFiles(const VKTDictionary& node, VKTErrorOutput error,
+                        const VKTVASTErrorHandler& errorHandler, bool isWrapper);
+    void findTrackingEvents(const VKTDictionary& node);
+    void findClicks(const VKTDictionary& node);
+    void findClickTracking(const VKTDictionary& videoClicks);
+    void findClickThrough(const VKTDictionary& videoClicks);
+    void findIcons(const VKTDictionary& node, bool isWrapper);
+
+    /// The selector's choice up to `VKTVASTDefaultMaximumBitrate` on a fast connection; null without media.
+    [[nodiscard]] std::shared_ptr<VKTVASTMediaFile> mostAppropriateMediaFile() const;
+
+    /// In a wrapper always; otherwise only with media files.
+    [[nodiscard]] bool isValidForWrapper(bool isWrapper) const override;
+
+    /// As written, for example "00:00:15".
+    [[nodiscard]] const std::optional<std::string>& duration() const { return duration_; }
+    /// As written: a time code or a percentage.
+    [[nodiscard]] const std::optional<std::string>& skipOffset() const { return skipOffset_; }
+    [[nodiscard]] const std::optional<std::string>& adParameters() const { return adParameters_; }
+    [[nodiscard]] const MediaFiles& mediaFiles() const { return mediaFiles_; }
+    [[nodiscard]] const Icons& icons() const { return icons_; }
+
+  private:
+    VKTVASTCreativeLinear() = default;
+
+    std::optional<std::string> duration_;
+    std::optional<std::string> skipOffset_;
+    std::optional<std::string> adParameters_;
+    MediaFiles mediaFiles_;
+    Icons icons_;
+};

@@ -1,0 +1,67 @@
+// The single vocabulary of problems met while fetching, parsing, validating and playing VAST ads.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTError.h"
+
+/// Domain of the error objects of VAST errors, and of the readers' and the manager's own errors.
+inline constexpr const char* VKTVASTErrorDomain = "VKTVASTErrorDomain";
+
+/// User-info key of an error object under which the `VKTVASTError` stands.
+inline constexpr const char* VKTVASTErrorUserInfoKey = "VASTError";
+
+/// One VAST error. An immutable value; any thread. Made by the named factories, which stand in
+/// VKTVASTErrorTable.inc.
+class VKTVASTError {
+  public:
+    static VKTVASTError initWithName(std::string name, std::optional<std::string> description,
+                                     std::int64_t VASTCode, std::int64_t korvoCode);
+
+#define VKT_VAST_ERROR(factory, name, VASTCode, korvoCode, description) static VKTVASTError factory();
+#include "VKTCoreKit/vast/VKTVASTErrorTable.inc"
+
+    /// Every error of the catalogue, in its order.
+    static std::vector<VKTVASTError> all();
+
+    [[nodiscard]] const std::string& errorName() const {
+        return errorName_;
+    }
+    [[nodiscard]] const std::optional<std::string>& errorDescription() const {
+        return errorDescription_;
+    }
+
+    /// The code reported to ad servers; -1 when VAST has none, and then no pixel is called.
+    [[nodiscard]] std::int64_t VASTCode() const {
+        return VASTCode_;
+    }
+
+    /// The library's own, finer code; always set.
+    [[nodiscard]] std::int64_t korvoCode() const {
+        return korvoCode_;
+    }
+
+    /// The error object: `VKTVASTErrorDomain`, the VAST code (the korvo code when there is none), and, when
+    /// there is a description, the description and this error as user information.
+    [[nodiscard]] VKTError error() const;
+
+    [[nodiscard]] std::string description() const;
+
+    friend bool operator==(const VKTVASTError&, const VKTVASTError&) = default;
+
+  private:
+    VKTVASTError() = default;
+
+    std::string errorName_;
+    std::optional<std::string> errorDescription_;
+    std::int64_t VASTCode_ = -1;
+    std::int64_t korvoCode_ = 0;
+};
+
+/// An optional output for the error object of a blocking problem. Readers write the last one; with null some
+/// of them report less, as their comments say.
+using VKTErrorOutput = std::optional<VKTError>*;

@@ -1,0 +1,41 @@
+// Chooses the media file to play.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "VKTCoreKit/vast/VKTVASTMediaFile.h"
+
+/// Kind of connection: codes 4, 5 and 6 are fast, every other one is low.
+inline constexpr std::uint32_t VKTDefaultNetworkAccessType = 6;
+
+/// Built, asked once and dropped. A value; any thread.
+class VKTVASTMediaFileSelector {
+  public:
+    using Media = std::vector<std::shared_ptr<VKTVASTMediaFile>>;
+
+    /// Bitrates are in kbit/s. `minBitrate` is kept but takes no part in the choice.
+    static VKTVASTMediaFileSelector initWithMinBitrate(
+        float minBitrate, float maxBitrate, Media media,
+        std::uint32_t networkAccessType = VKTDefaultNetworkAccessType);
+
+    /// On a fast connection the highest bitrate that `maxBitrate` allows, else the lowest known one, else the
+    /// largest picture; on a low one the lowest known bitrate, else the smallest picture. Null without media.
+    [[nodiscard]] std::shared_ptr<VKTVASTMediaFile> mediaFile() const;
+
+    static bool isConsideredLowNetworkConnection(std::uint32_t networkAccessType);
+
+    [[nodiscard]] float minBitrate() const { return minBitrate_; }
+    [[nodiscard]] float maxBitrate() const { return maxBitrate_; }
+    [[nodiscard]] const Media& media() const { return media_; }
+    [[nodiscard]] std::uint32_t networkAccessType() const { return networkAccessType_; }
+
+  private:
+    VKTVASTMediaFileSelector() = default;
+
+    float minBitrate_ = 0;
+    float maxBitrate_ = 0;
+    Media media_;
+    std::uint32_t networkAccessType_ = VKTDefaultNetworkAccessType;
+};

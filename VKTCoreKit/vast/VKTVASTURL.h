@@ -1,0 +1,41 @@
+// A URL read from a VAST document by the tolerant reader.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTURL.h"
+#include "VKTCoreKit/foundation/VKTValue.h"
+
+/// A value; any thread.
+class VKTVASTURL {
+  public:
+    /// Wraps a URL as it is.
+    static VKTVASTURL initWithURL(VKTURL url) { return VKTVASTURL(std::move(url)); }
+
+    /// Tries, in this order: the text as it is; the text without curly-brace macros ("${AUCTION_ID}", "{id}",
+    /// each with one blank behind it) and with "|" encoded; the text percent-encoded for a query. Square
+    /// brackets outside the authority are stored percent-encoded ("%5BCACHEBUSTING%5D"). Nothing for a blank
+    /// text and when all three fail.
+    static std::optional<VKTVASTURL> initWithString(std::string_view string);
+
+    /// From a string, or from a node whose text is one string; nothing for anything else.
+    static std::optional<VKTVASTURL> initFromXML(const VKTValue& value);
+    static std::optional<VKTVASTURL> initFromXML(const VKTDictionary& node);
+
+    [[nodiscard]] const VKTURL& url() const { return url_; }
+    [[nodiscard]] std::string description() const;
+
+    friend bool operator==(const VKTVASTURL&, const VKTVASTURL&) = default;
+
+  private:
+    explicit VKTVASTURL(VKTURL url) : url_(std::move(url)) {}
+
+    VKTURL url_;
+};
+
+/// Appends the URLs of the nodes that build, in order. `nodes` may be null.
+void vkt_appendVASTURLs(std::vector<VKTVASTURL>& urls, const VKTArray* nodes);

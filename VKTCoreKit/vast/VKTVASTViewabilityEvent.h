@@ -1,0 +1,49 @@
+// A viewability event of an ad ("ViewableImpression" element, VAST 4.2).
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "VKTCoreKit/core/VKTTrackingEvent.h"
+#include "VKTCoreKit/foundation/VKTKeyedArchive.h"
+
+/// Immutable, shared between the ad and its viewability tracking; any thread.
+class VKTVASTViewabilityEvent final : public VKTTrackingEvent {
+    struct Private {
+        explicit Private() = default;
+    };
+
+  public:
+    static constexpr const char* archiveClassName = "VKTVASTViewabilityEvent";
+
+    /// Nothing unless the name is "viewable", "notviewable" or "viewundetermined".
+    static std::shared_ptr<VKTVASTViewabilityEvent> initWithName(std::string name, VKTURL url);
+    static std::shared_ptr<VKTVASTViewabilityEvent> viewableEventWithURL(VKTURL url);
+    static std::shared_ptr<VKTVASTViewabilityEvent> notViewableEventWithURL(VKTURL url);
+    static std::shared_ptr<VKTVASTViewabilityEvent> viewUndeterminedEventWithURL(VKTURL url);
+
+    static std::shared_ptr<VKTVASTViewabilityEvent> initWithCoder(const VKTKeyedUnarchiver& coder);
+    void encodeWithCoder(VKTKeyedArchiver& coder) const;
+    [[nodiscard]] std::shared_ptr<VKTVASTViewabilityEvent> copy() const;
+
+    /// True for the three names; false, with a debug message, for any other.
+    static bool isEventConsumableFromName(std::string_view name);
+
+    VKTVASTViewabilityEvent(Private, std::string name, VKTURL url);
+
+    [[nodiscard]] const std::string& name() const { return name_; }
+    [[nodiscard]] const VKTURL& url() const { return url_; }
+
+    [[nodiscard]] const std::string& eventName() const override { return name_; }
+    [[nodiscard]] const VKTURL& eventURL() const override { return url_; }
+    [[nodiscard]] bool isEventConsumable() const override { return isEventConsumable_; }
+
+    /// Equal names and URLs.
+    [[nodiscard]] bool isEqual(const VKTTrackingEvent& other) const override;
+
+  private:
+    std::string name_;
+    VKTURL url_;
+    bool isEventConsumable_;
+};
