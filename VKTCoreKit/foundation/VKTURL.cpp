@@ -105,6 +105,7 @@ bool isValidIPv6Host(std::string_view host) {
     host = host.substr(1, host.size() - 2);
     const std::string_view address = host.substr(0, host.find('%'));
     return address.find(':') != std::string_view::npos &&
+           containsAll(registeredNameAllowed, host.substr(address.size())) &&
            std::all_of(address.begin(), address.end(),
                        [](char c) { return vkt_isHexDigit(c) || c == ':' || c == '.'; });
 }

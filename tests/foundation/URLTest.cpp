@@ -1,0 +1,158 @@
+#include "VKTCoreKit/foundation/VKTURL.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+VKTURL parsed(std::string_view text) {
+    const auto url = VKTURL::URLWithString(text);
+    EXPECT_TRUE(url) << text;
+    return url.value_or(VKTURL());
+}
+
+TEST(URL, StrictParserKeepsTheTextAsGiven) {
+    for (const char* text : {
+             "http://host",
+             "HTTP://HOST/a/../b//c",
+             "//h/x",
+             "a",
+             "/a?b#c",
+             "?q",
+             "#f",
+             "mailto:a@b.c",
+             "http://u:p@h:8080/",
+             "http://h:/",
+             "http://h:65535/",
+             "http://[::1]:80/",
+             "http://[fe80::1%25eth0]/",
+             "http://h/[M]?a=[M]#[M]",
+             "http://h/%41%c3%a4",
+             "http://h/?a?b/c",
+             "http:///x",
+             "http://%41/",
+         }) {
+        EXPECT_EQ(parsed(text).absoluteString(), text);
+    }
+}
+
+TEST(URL, StrictParserRefuses) {
+    for (const char* text : {
+             "",
+             " ",
+             "http://h/a b",
+             "http://h/\"",
+             "http://h/<",
+             "http://h/>",
+             "http://h/\\",
+             "http://h/^",
+             "http://h/`",
+             "http://h/{",
+             "http://h/|",
+             "http://h/}",
+             "http://h/\x7F",
+             "http://h/\x01",
+             "http://h/\xC3\xA4",
+             "http://h/%",
+             "http://h/%4",
+             "http://h/%4g",
+             "http://h/#a#b",
+             "http://h:65536/",
+             "http://h:8a/",
+             "http://h:99999999999999999999/",
+             "http://[h]/",
+             "http://[::1/",
+             "http://::1]/",
+             "http://[::1]x/",
+             "http://a[b]/",
+             "http://[u]@h/",
+             "http://[fe80::1%25[x]]/",
+             "http://a:b:c/",
+         }) {
+        EXPECT_FALSE(VKTURL::URLWithString(text)) << text;
+    }
+    EXPECT_FALSE(VKTURL::URLWithString(std::string_view("http://h/\0", 10)));
+}
+
+TEST(URL, ComponentsAreAsWritten) {
+    const VKTURL full = parsed("hTTp://u:p@Host:80/a%20b/c?x=1?y#f?g");
+    EXPECT_EQ(full.scheme(), "hTTp");
+    EXPECT_EQ(full.host(), "Host");
+    EXPECT_EQ(full.port(), "80");
+    EXPECT_EQ(full.path(), "/a%20b/c");
+    EXPECT_EQ(full.query(), "x=1?y");
+    EXPECT_EQ(full.fragment(), "f?g");
+
+    EXPECT_EQ(parsed("http://[::1]:80").host(), "::1");
+    EXPECT_EQ(parsed("http://[::1]:80").port(), "80");
+    EXPECT_EQ(parsed("//h?q").host(), "h");
+    EXPECT_EQ(parsed("mailto:a").path(), "a");
+    EXPECT_EQ(parsed("http://h/?").query(), "");
+    for (const char* text : {"a/b", "1http:x", ":x", "#a:b"})
+        EXPECT_FALSE(parsed(text).scheme()) << text;
+    for (const char* text : {"http:///x", "http://:80/", "mailto:a@b"})
+        EXPECT_FALSE(parsed(text).host()) << text;
+    EXPECT_FALSE(parsed("http://h/#?a").query());
+    EXPECT_FALSE(parsed("http://h/").fragment());
+    EXPECT_FALSE(VKTURL().scheme());
+}
+
+TEST(URL, PathComponents) {
+    using Components = std::vector<std::string>;
+    EXPECT_EQ(parsed("http://h/a/b/?q").pathComponents(), (Components{"/", "a", "b", "/"}));
+    EXPECT_EQ(parsed("http://h//a//b").pathComponents(), (Components{"/", "a", "b"}));
+    EXPECT_EQ(parsed("http://h/").pathComponents(), Components{"/"});
+    EXPECT_EQ(parsed("a/").pathComponents(), (Components{"a", "/"}));
+    EXPECT_TRUE(parsed("http://h?q").pathComponents().empty());
+}
+
+TEST(URL, QueryItemsAreDecoded) {
+    const auto items = parsed("http://h/?a=1=2&b&=c&%41=%C3%A4+&d=%FF").queryItems();
+    ASSERT_EQ(items.size(), 5u);
+    EXPECT_EQ(items[0].name, "a");
+    EXPECT_EQ(items[0].value, "1=2");
+    EXPECT_EQ(items[1].value, std::nullopt);
+    EXPECT_EQ(items[2].name, "");
+    EXPECT_EQ(items[3].name, "A");
+    EXPECT_EQ(items[3].value, "\xC3\xA4+");
+    EXPECT_EQ(items[4].value, "%FF");
+}
+
+TEST(URL, DocumentTextsAreEncodedAndOtherwiseKept) {
+    struct {
+        const char* text;
+        const char* url;
+    } const cases[] = {
+        {"http://h/a?b=%20c", "http://h/a?b=%20c"},
+        {"http://h/?cb=[CACHEBUSTING]", "http://h/?cb=%5BCACHEBUSTING%5D"},
+        {"http://h/?p=${AUCTION_PRICE}|x", "http://h/?p=$%7BAUCTION_PRICE%7D%7Cx"},
+        {"http://h/%zz%4", "http://h/%25zz%254"},
+        {"http://[::1]/[M]", "http://[::1]/%5BM%5D"},
+        {"http://h/#a#[b]", "http://h/#a%23%5Bb%5D"},
+        {"http://h/\xC3\xA4 \"", "http://h/%C3%A4%20%22"},
+        {"[M]", "%5BM%5D"},
+    };
+    for (const auto& [text, url] : cases) {
+        const auto read = VKTURL::URLWithDocumentText(text);
+        ASSERT_TRUE(read) << text;
+        EXPECT_EQ(read->absoluteString(), url);
+        EXPECT_EQ(VKTURL::URLWithDocumentText(url), read) << "reading it again must change nothing";
+    }
+    EXPECT_FALSE(VKTURL::URLWithDocumentText(""));
+    EXPECT_FALSE(VKTURL::URLWithDocumentText("http://[HOST]/"));
+    EXPECT_EQ(parsed("http://[::1]/[a]").URLByEncodingSquareBrackets(), parsed("http://[::1]/%5Ba%5D"));
+}
+
+TEST(URL, PercentEncoding) {
+    const std::string allowed = "AZaz09-._~!$'()*+,;:@/?";
+    EXPECT_EQ(vkt_addingPercentEncoding(allowed + "&=", VKTURLCharacterSet::QueryAllowed), allowed + "&=");
+    EXPECT_EQ(vkt_addingPercentEncoding(allowed + "&=", VKTURLCharacterSet::QueryItemAllowed),
+              allowed + "%26%3D");
+    EXPECT_EQ(vkt_addingPercentEncoding("% #[]\xC3\xBF", VKTURLCharacterSet::QueryAllowed),
+              "%25%20%23%5B%5D%C3%BF");
+    EXPECT_EQ(vkt_removingPercentEncoding("a%2Fb%c3%A4+"), "a/b\xC3\xA4+");
+    for (const char* text : {"%", "%4", "%4g", "a%", "%FF", "%C3"}) {
+        EXPECT_FALSE(vkt_removingPercentEncoding(text)) << text;
+    }
+}
+
+}  // namespace
