@@ -4,6 +4,10 @@
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <pthread.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -26,9 +30,6 @@ namespace {
 
 // Idle handles kept; more than that many transfers at once are rare.
 constexpr std::size_t idleTransferLimit = 8;
-
-// The transfer thread sleeps this long when nothing happens.
-constexpr int idlePollMilliseconds = 60'000;
 
 constexpr bool isRedirectStatus(int status) {
     return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
@@ -64,18 +65,24 @@ VKTError cancelledError(const VKTURL& url) {
     return makeError(VKTURLErrorCancelled, "cancelled", url);
 }
 
-class TransferThread;
+class TransferEngine;
 
 enum class Command { Start, Cancel };
+
+struct TransferResult {
+    VKTData data;
+    std::shared_ptr<const VKTURLResponse> response;
+    std::optional<VKTError> error;
+};
 
 class CurlTask final : public VKTHTTPDataTask, public std::enable_shared_from_this<CurlTask> {
   public:
     CurlTask(VKTURLRequest request, VKTHTTPCompletion completion, std::uint64_t identifier,
-             std::weak_ptr<TransferThread> transfers, std::shared_ptr<VKTSerialQueue> deliveryQueue)
+             std::weak_ptr<TransferEngine> engine, std::shared_ptr<VKTSerialQueue> deliveryQueue)
         : request_(std::move(request)),
           completion_(std::move(completion)),
           identifier_(identifier),
-          transfers_(std::move(transfers)),
+          engine_(std::move(engine)),
           deliveryQueue_(std::move(deliveryQueue)) {}
 
     void resume() override;
@@ -88,31 +95,29 @@ class CurlTask final : public VKTHTTPDataTask, public std::enable_shared_from_th
     [[nodiscard]] bool settle() { return !isSettled_.exchange(true); }
     [[nodiscard]] bool isSettled() const { return isSettled_; }
 
-    /// The two ways to complete; called once, by whoever has settled the task.
-    void completeOnTransferThread(VKTData data, std::shared_ptr<const VKTURLResponse> response,
-                                  std::optional<VKTError> error) {
+    /// Called once, on the transfer thread, for a task that is settled.
+    void complete(TransferResult result) {
         if (!request_.completesOnTransferThread) {
-            completeOnDeliveryThread(std::move(data), std::move(response), std::move(error));
+            deliver(std::move(result));
             return;
         }
         const VKTHTTPCompletion completion = std::move(completion_);
-        completion(std::move(data), std::move(response), std::move(error));
-    }
-
-    void completeOnDeliveryThread(VKTData data, std::shared_ptr<const VKTURLResponse> response,
-                                  std::optional<VKTError> error) {
-        deliveryQueue_->post([completion = std::move(completion_), data = std::move(data),
-                              response = std::move(response),
-                              error = std::move(error)] { completion(data, response, error); });
+        completion(std::move(result.data), std::move(result.response), std::move(result.error));
     }
 
   private:
     void submit(Command command);
 
+    void deliver(TransferResult result) {
+        deliveryQueue_->post([completion = std::move(completion_), result = std::move(result)] {
+            completion(result.data, result.response, result.error);
+        });
+    }
+
     const VKTURLRequest request_;
     VKTHTTPCompletion completion_;
     const std::uint64_t identifier_;
-    const std::weak_ptr<TransferThread> transfers_;
+    const std::weak_ptr<TransferEngine> engine_;
     const std::shared_ptr<VKTSerialQueue> deliveryQueue_;
     std::atomic<bool> isStarted_ = false;
     std::atomic<bool> isSettled_ = false;
@@ -138,19 +143,23 @@ class Transfer {
         setRequest(task_->request());
     }
 
-    void finish(CURLcode code) {
+    TransferResult result(CURLcode code) {
         if (code == CURLE_OK) {
             auto response = takeResponse();
-            task_->completeOnTransferThread(std::make_shared<const std::string>(std::move(body_)),
-                                            std::move(response), std::nullopt);
-            return;
+            return {std::make_shared<const std::string>(std::move(body_)), std::move(response), std::nullopt};
         }
         VKTError error = errorForCode(code);
-        task_->completeOnTransferThread(nullptr, takeFinalResponse(), std::move(error));
+        return {nullptr, takeFinalResponse(), std::move(error)};
     }
 
-    void finishCancelled() {
-        task_->completeOnTransferThread(nullptr, takeFinalResponse(), cancelledError(task_->request().url));
+    // Nothing while the last header belongs to an answer that only leads on to another.
+    std::shared_ptr<const VKTURLResponse> takeFinalResponse() {
+        const bool hasLocation =
+            std::any_of(response_.headers.begin(), response_.headers.end(),
+                        [](const auto& header) { return vkt_equalsIgnoringCase(header.first, "Location"); });
+        const bool isFinal =
+            response_.statusCode >= 200 && !(isRedirectStatus(response_.statusCode) && hasLocation);
+        return isHeaderComplete_ && isFinal ? takeResponse() : nullptr;
     }
 
     void clear() {
@@ -275,16 +284,6 @@ class Transfer {
         return std::make_shared<const VKTURLResponse>(std::move(response_));
     }
 
-    // Nothing while the last header belongs to an answer that only leads on to another.
-    std::shared_ptr<const VKTURLResponse> takeFinalResponse() {
-        const bool hasLocation =
-            std::any_of(response_.headers.begin(), response_.headers.end(),
-                        [](const auto& header) { return vkt_equalsIgnoringCase(header.first, "Location"); });
-        const bool isFinal =
-            response_.statusCode >= 200 && !(isRedirectStatus(response_.statusCode) && hasLocation);
-        return isHeaderComplete_ && isFinal ? takeResponse() : nullptr;
-    }
-
     [[nodiscard]] VKTURL finalURL() const {
         const VKTURL& requested = task_->request().url;
         long redirects = 0;
@@ -362,23 +361,35 @@ class Transfer {
     std::array<char, CURL_ERROR_SIZE> reason_{};
 };
 
-// Drives all transfers of a session. Tasks are handed over under the lock; the rest belongs to the thread.
-class TransferThread : public std::enable_shared_from_this<TransferThread> {
+// All transfers of a session. Whoever resumes a task sends its request right away, under the lock; the thread
+// waits for the sockets without it, and completes the tasks without it. So a blocking request costs one
+// change of threads more than a transfer made by the caller itself.
+class TransferEngine : public std::enable_shared_from_this<TransferEngine> {
   public:
-    ~TransferThread() {
+    TransferEngine() = default;
+    ~TransferEngine() {
         idle_.clear();
         curl_multi_cleanup(multi_);
+        for (const int descriptor : {epoll_, wake_, timer_}) {
+            if (descriptor >= 0) close(descriptor);
+        }
     }
+    TransferEngine(const TransferEngine&) = delete;
+    TransferEngine& operator=(const TransferEngine&) = delete;
 
     /// Starts a task, or ends one that `cancel` has settled. False when the session is gone.
-    bool submit(std::shared_ptr<CurlTask> task, Command command) {
-        {
-            VKTLock lock(mutex_);
-            if (isStopped_) return false;
-            submitted_.push_back({std::move(task), command});
-            if (!thread_.joinable()) start();
+    bool submit(const std::shared_ptr<CurlTask>& task, Command command) {
+        VKTLock lock(mutex_);
+        if (isStopped_) return false;
+        if (!thread_.joinable()) startThread();
+        if (command == Command::Start) {
+            begin(task);
+        } else {
+            endCancelled(task);
         }
-        curl_multi_wakeup(multi_);
+        collectDone();
+        armTimer();
+        if (!outcomes_.empty()) wake();
         return true;
     }
 
@@ -389,9 +400,10 @@ class TransferThread : public std::enable_shared_from_this<TransferThread> {
             VKTLock lock(mutex_);
             isStopped_ = true;
             thread.swap(thread_);
+            if (!thread.joinable()) return;
+            cancelAll();
+            wake();
         }
-        if (!thread.joinable()) return;
-        curl_multi_wakeup(multi_);
         if (thread.get_id() == std::this_thread::get_id()) {
             thread.detach();
         } else {
@@ -400,10 +412,26 @@ class TransferThread : public std::enable_shared_from_this<TransferThread> {
     }
 
   private:
-    void start() VKT_REQUIRES(mutex_) {
+    using Clock = std::chrono::steady_clock;
+
+    struct Outcome {
+        std::shared_ptr<CurlTask> task;
+        TransferResult result;
+    };
+
+    void startThread() VKT_REQUIRES(mutex_) {
         static const CURLcode globalInit = curl_global_init(CURL_GLOBAL_DEFAULT);
         static_cast<void>(globalInit);
         multi_ = curl_multi_init();
+        curl_multi_setopt(multi_, CURLMOPT_SOCKETFUNCTION, &TransferEngine::watchSocket);
+        curl_multi_setopt(multi_, CURLMOPT_SOCKETDATA, this);
+        curl_multi_setopt(multi_, CURLMOPT_TIMERFUNCTION, &TransferEngine::setDeadline);
+        curl_multi_setopt(multi_, CURLMOPT_TIMERDATA, this);
+        epoll_ = epoll_create1(EPOLL_CLOEXEC);
+        wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+        timer_ = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
+        watch(EPOLL_CTL_ADD, wake_, EPOLLIN);
+        watch(EPOLL_CTL_ADD, timer_, EPOLLIN);
         // Both names are in use for this list.
         for (const char* name : {"no_proxy", "NO_PROXY"}) {
             const char* hosts = std::getenv(name);
@@ -418,103 +446,116 @@ class TransferThread : public std::enable_shared_from_this<TransferThread> {
         sigfillset(&allSignals);
         pthread_sigmask(SIG_BLOCK, &allSignals, nullptr);
 
-        while (takeSubmitted()) {
-            int running = 0;
-            curl_multi_perform(multi_, &running);
-            finishDone();
-            curl_multi_poll(multi_, nullptr, 0, idlePollMilliseconds, nullptr);
-        }
-        cancelAll();
-    }
-
-    // False when the thread has to end.
-    bool takeSubmitted() {
+        std::array<epoll_event, 16> events{};
+        std::vector<Outcome> outcomes;
         bool isStopped = false;
-        {
-            VKTLock lock(mutex_);
-            taken_.swap(submitted_);
-            isStopped = isStopped_;
-        }
-        for (auto& [task, command] : taken_) {
-            if (command == Command::Cancel) {
-                finishCancelled(*task);
-            } else if (isStopped) {
-                completeUnstarted(*task, cancelledError(task->request().url));
-            } else if (!task->isSettled()) {
-                begin(std::move(task));
+        while (!isStopped) {
+            const int count = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), -1);
+            {
+                VKTLock lock(mutex_);
+                for (int i = 0; i < count; ++i)
+                    handleEvent(events[static_cast<std::size_t>(i)]);
+                collectDone();
+                armTimer();
+                outcomes.swap(outcomes_);
+                isStopped = isStopped_;
             }
+            for (Outcome& outcome : outcomes)
+                outcome.task->complete(std::move(outcome.result));
+            outcomes.clear();
         }
-        taken_.clear();
-        return !isStopped;
     }
 
-    void begin(std::shared_ptr<CurlTask> task) {
-        const VKTURLRequest& request = task->request();
-        const auto scheme = request.url.scheme();
-        if (scheme && !isHTTPScheme(*scheme)) {
-            completeUnstarted(
-                *task, makeError(VKTURLErrorUnsupportedURL, "unsupported URL scheme", request.url, *scheme));
-        } else if (!scheme || !request.url.host()) {
-            completeUnstarted(
-                *task, makeError(VKTURLErrorBadURL, "bad URL", request.url, request.url.absoluteString()));
-        } else if (!(request.timeoutInterval > VKTTimeInterval(0))) {
-            completeUnstarted(*task,
-                              makeError(VKTURLErrorTimedOut, "timed out", request.url, "no time was given"));
+    void handleEvent(const epoll_event& event) VKT_REQUIRES(mutex_) {
+        const int descriptor = event.data.fd;
+        std::uint64_t ignored = 0;
+        if (descriptor == wake_) {
+            eventfd_read(wake_, &ignored);
+        } else if (descriptor == timer_) {
+            static_cast<void>(read(timer_, &ignored, sizeof ignored));
+            armed_ = Clock::time_point::max();
+            act(CURL_SOCKET_TIMEOUT, 0);
         } else {
-            std::unique_ptr<Transfer> transfer = makeTransfer();
-            const CurlTask* key = task.get();
-            transfer->prepare(std::move(task), hostsWithoutProxy_);
-            curl_multi_add_handle(multi_, transfer->easy());
-            active_.emplace(key, std::move(transfer));
+            act(descriptor, ((event.events & EPOLLIN) != 0 ? CURL_CSELECT_IN : 0) |
+                                ((event.events & EPOLLOUT) != 0 ? CURL_CSELECT_OUT : 0) |
+                                ((event.events & (EPOLLERR | EPOLLHUP)) != 0 ? CURL_CSELECT_ERR : 0));
         }
     }
 
-    static void completeUnstarted(CurlTask& task, VKTError error) {
-        if (task.settle()) task.completeOnTransferThread(nullptr, nullptr, std::move(error));
+    void act(curl_socket_t socket, int readiness) VKT_REQUIRES(mutex_) {
+        int running = 0;
+        if (!isStopped_) curl_multi_socket_action(multi_, socket, readiness, &running);
     }
 
-    void finishDone() {
+    void begin(const std::shared_ptr<CurlTask>& task) VKT_REQUIRES(mutex_) {
+        if (task->isSettled()) return;
+        if (auto error = errorBeforeStart(task->request())) {
+            if (task->settle()) outcomes_.push_back({task, {nullptr, nullptr, std::move(error)}});
+            return;
+        }
+        std::unique_ptr<Transfer> transfer = takeTransfer();
+        transfer->prepare(task, hostsWithoutProxy_);
+        curl_multi_add_handle(multi_, transfer->easy());
+        active_.emplace(task.get(), std::move(transfer));
+        act(CURL_SOCKET_TIMEOUT, 0);
+    }
+
+    static std::optional<VKTError> errorBeforeStart(const VKTURLRequest& request) {
+        const VKTURL& url = request.url;
+        const auto scheme = url.scheme();
+        if (scheme && !isHTTPScheme(*scheme)) {
+            return makeError(VKTURLErrorUnsupportedURL, "unsupported URL scheme", url, *scheme);
+        }
+        if (!scheme || !url.host()) return makeError(VKTURLErrorBadURL, "bad URL", url, url.absoluteString());
+        if (!(request.timeoutInterval > VKTTimeInterval(0))) {
+            return makeError(VKTURLErrorTimedOut, "timed out", url, "no time was given");
+        }
+        return std::nullopt;
+    }
+
+    void collectDone() VKT_REQUIRES(mutex_) {
         int left = 0;
         while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
             if (message->msg != CURLMSG_DONE) continue;
             char* userData = nullptr;
             curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &userData);
             Transfer& transfer = *reinterpret_cast<Transfer*>(userData);
-            // A task that was cancelled meanwhile is ended by that command.
-            if (!transfer.task()->settle()) continue;
-            // Completed first: cleaning up may take its time.
-            transfer.finish(message->data.result);
-            retire(*transfer.task());
+            const std::shared_ptr<CurlTask> task = transfer.task();
+            // One that was cancelled meanwhile is ended by `endCancelled`.
+            if (!task->settle()) continue;
+            outcomes_.push_back({task, transfer.result(message->data.result)});
+            retire(*task);
         }
     }
 
-    // A cancelled task comes here once, whether its transfer has begun or not.
-    void finishCancelled(CurlTask& task) {
-        const auto found = active_.find(&task);
-        if (found == active_.end()) {
-            task.completeOnTransferThread(nullptr, nullptr, cancelledError(task.request().url));
-            return;
+    void endCancelled(const std::shared_ptr<CurlTask>& task) VKT_REQUIRES(mutex_) {
+        std::shared_ptr<const VKTURLResponse> response;
+        if (const auto found = active_.find(task.get()); found != active_.end()) {
+            response = found->second->takeFinalResponse();
+            retire(*task);
         }
-        found->second->finishCancelled();
-        retire(task);
+        outcomes_.push_back({task, {nullptr, std::move(response), cancelledError(task->request().url)}});
     }
 
-    void cancelAll() {
-        for (const auto& [task, transfer] : active_) {
-            curl_multi_remove_handle(multi_, transfer->easy());
-            if (transfer->task()->settle()) transfer->finishCancelled();
+    void cancelAll() VKT_REQUIRES(mutex_) {
+        while (!active_.empty()) {
+            const std::shared_ptr<CurlTask> task = active_.begin()->second->task();
+            if (task->settle()) {
+                endCancelled(task);
+            } else {
+                retire(*task);
+            }
         }
-        active_.clear();
     }
 
-    std::unique_ptr<Transfer> makeTransfer() {
+    std::unique_ptr<Transfer> takeTransfer() VKT_REQUIRES(mutex_) {
         if (idle_.empty()) return std::make_unique<Transfer>();
         std::unique_ptr<Transfer> transfer = std::move(idle_.back());
         idle_.pop_back();
         return transfer;
     }
 
-    void retire(const CurlTask& task) {
+    void retire(const CurlTask& task) VKT_REQUIRES(mutex_) {
         const auto found = active_.find(&task);
         std::unique_ptr<Transfer> transfer = std::move(found->second);
         active_.erase(found);
@@ -523,18 +564,65 @@ class TransferThread : public std::enable_shared_from_this<TransferThread> {
         if (idle_.size() < idleTransferLimit) idle_.push_back(std::move(transfer));
     }
 
-    using Submission = std::pair<std::shared_ptr<CurlTask>, Command>;
+    static int watchSocket(CURL* /*easy*/, curl_socket_t socket, int interest, void* userData,
+                           void* isWatched) {
+        auto& engine = *static_cast<TransferEngine*>(userData);
+        if (interest == CURL_POLL_REMOVE) {
+            engine.watch(EPOLL_CTL_DEL, socket, 0);
+            return 0;
+        }
+        engine.watch(isWatched != nullptr ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket,
+                     ((interest & CURL_POLL_IN) != 0 ? EPOLLIN : 0U) |
+                         ((interest & CURL_POLL_OUT) != 0 ? EPOLLOUT : 0U));
+        if (isWatched == nullptr) curl_multi_assign(engine.multi_, socket, &engine);
+        return 0;
+    }
+
+    void watch(int operation, int descriptor, std::uint32_t interest) const {
+        epoll_event event{};
+        event.events = interest;
+        event.data.fd = descriptor;
+        epoll_ctl(epoll_, operation, descriptor, &event);
+    }
+
+    // Called by libcurl, which is only entered under the lock.
+    static int setDeadline(CURLM* /*multi*/, long milliseconds, void* userData) {
+        auto& engine = *static_cast<TransferEngine*>(userData);
+        engine.deadline_ = milliseconds < 0 ? Clock::time_point::max()
+                                            : Clock::now() + std::chrono::milliseconds(milliseconds);
+        return 0;
+    }
+
+    // A timer that fires too early does no harm, so it is only ever set to an earlier time: most transfers
+    // end long before their deadline and cost no system call here.
+    void armTimer() VKT_REQUIRES(mutex_) {
+        if (deadline_ >= armed_) return;
+        armed_ = deadline_;
+        const auto delay = std::max(deadline_ - Clock::now(), Clock::duration(1));  // 0 would disarm it
+        const auto seconds = std::chrono::floor<std::chrono::seconds>(delay);
+        itimerspec setting{};
+        setting.it_value.tv_sec = seconds.count();
+        setting.it_value.tv_nsec = (delay - seconds).count();
+        timerfd_settime(timer_, 0, &setting, nullptr);
+    }
+
+    void wake() const { eventfd_write(wake_, 1); }
 
     VKTMutex mutex_;
-    std::vector<Submission> submitted_ VKT_GUARDED_BY(mutex_);
     std::thread thread_ VKT_GUARDED_BY(mutex_);
     bool isStopped_ VKT_GUARDED_BY(mutex_) = false;
+    std::unordered_map<const CurlTask*, std::unique_ptr<Transfer>> active_ VKT_GUARDED_BY(mutex_);
+    std::vector<std::unique_ptr<Transfer>> idle_ VKT_GUARDED_BY(mutex_);
+    std::vector<Outcome> outcomes_ VKT_GUARDED_BY(mutex_);
+    std::string hostsWithoutProxy_ VKT_GUARDED_BY(mutex_) = "localhost,127.0.0.0/8,::1";
+    Clock::time_point deadline_ = Clock::time_point::max();  // libcurl's next
+    Clock::time_point armed_ VKT_GUARDED_BY(mutex_) = Clock::time_point::max();
 
-    CURLM* multi_ = nullptr;  // made before the thread starts
-    std::string hostsWithoutProxy_ = "localhost,127.0.0.0/8,::1";
-    std::vector<Submission> taken_;
-    std::unordered_map<const CurlTask*, std::unique_ptr<Transfer>> active_;
-    std::vector<std::unique_ptr<Transfer>> idle_;
+    // Made before the thread starts. The multi handle is used under the lock only.
+    CURLM* multi_ = nullptr;
+    int epoll_ = -1;
+    int wake_ = -1;
+    int timer_ = -1;
 };
 
 void CurlTask::resume() {
@@ -547,17 +635,17 @@ void CurlTask::cancel() {
 }
 
 void CurlTask::submit(Command command) {
-    const auto transfers = transfers_.lock();
-    if (transfers && transfers->submit(shared_from_this(), command)) return;
+    const auto engine = engine_.lock();
+    if (engine && engine->submit(shared_from_this(), command)) return;
     if (command == Command::Cancel || settle()) {
-        completeOnDeliveryThread(nullptr, nullptr, cancelledError(request_.url));
+        deliver({nullptr, nullptr, cancelledError(request_.url)});
     }
 }
 
 class CurlHTTPSession final : public VKTHTTPSession {
   public:
     ~CurlHTTPSession() override {
-        transfers_->stop();
+        engine_->stop();
         const bool isUsed = lastIdentifier_ > 0;
         if (!isUsed || deliveryQueue_->isCurrentThread()) return;
         std::promise<void> delivered;
@@ -567,12 +655,12 @@ class CurlHTTPSession final : public VKTHTTPSession {
 
     std::shared_ptr<VKTHTTPDataTask> dataTaskWithRequest(const VKTURLRequest& request,
                                                          VKTHTTPCompletion completion) override {
-        return std::make_shared<CurlTask>(request, std::move(completion), ++lastIdentifier_, transfers_,
+        return std::make_shared<CurlTask>(request, std::move(completion), ++lastIdentifier_, engine_,
                                           deliveryQueue_);
     }
 
   private:
-    std::shared_ptr<TransferThread> transfers_ = std::make_shared<TransferThread>();
+    std::shared_ptr<TransferEngine> engine_ = std::make_shared<TransferEngine>();
 
     // Shared with the tasks: one that is started when the session is gone still has to be answered.
     std::shared_ptr<VKTSerialQueue> deliveryQueue_ = vkt_makeAsioSerialQueue();
