@@ -117,7 +117,9 @@ template <typename Float>
 std::string shortestDescription(Float value) {
     // Left to itself, std::to_chars writes 100000 as 1e+05.
     const Float magnitude = std::abs(value);
-    const bool isOrdinary = value == 0 || (magnitude >= static_cast<Float>(1e-4) && magnitude < static_cast<Float>(1e16));
+    constexpr auto smallest = static_cast<Float>(1e-4);
+    constexpr auto limit = static_cast<Float>(1e16);
+    const bool isOrdinary = value == 0 || (magnitude >= smallest && magnitude < limit);
     const auto format = isOrdinary ? std::chars_format::fixed : std::chars_format::scientific;
     std::array<char, 64> buffer{};
     const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, format);

@@ -1,0 +1,182 @@
+#include "VKTCoreKit/core/VKTURLUtils.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+VKTURL U(std::string_view text) {
+    const auto url = VKTURL::URLWithString(text);
+    EXPECT_TRUE(url) << text;
+    return url.value_or(VKTURL());
+}
+
+std::string textOf(const std::optional<VKTURL>& url) {
+    return url ? url->absoluteString() : "(none)";
+}
+
+TEST(URLUtils, BuildsURLs) {
+    struct {
+        const char* base;
+        std::optional<std::string_view> path;
+        VKTDictionary parameters;
+        const char* url;
+    } const cases[] = {
+        {"", "a", {}, "(none)"},
+        {"http://h//", "a", {}, "http://h/a"},
+        {"http://h", "/a", {}, "http://h/a"},
+        {"http://h", std::nullopt, {}, "http://h/"},
+        {"http://h/x///", std::nullopt, {}, "http://h/x/"},
+        {"http://h h", "a", {}, "(none)"},
+        {"http://h", "a", {{"b", 2}, {"a", 1}, {"B", true}}, "http://h/a?B=1&a=1&b=2"},
+        {"http://h", "a", {{"k&=", "v &=+#\xC3\xA4"}}, "http://h/a?k%26%3D=v%20%26%3D+%23%C3%A4"},
+        {"http://h", "a?old=1#f?g", {{"n", 0.5}}, "http://h/a?n=0.5#f?g"},
+        {"///", "a", {}, "/a"},
+    };
+    for (const auto& [base, path, parameters, url] : cases) {
+        EXPECT_EQ(textOf(VKTURLUtils::buildURLWithBaseURLString(base, path, parameters)), url);
+    }
+}
+
+TEST(URLUtils, Slashes) {
+    EXPECT_TRUE(VKTURLUtils::canAddPath("a/"));
+    EXPECT_FALSE(VKTURLUtils::canAddPath(""));
+    EXPECT_EQ(VKTURLUtils::removeLastSlashFromString("a//"), "a/");
+    EXPECT_EQ(VKTURLUtils::removeLastSlashFromString("a"), "a");
+}
+
+TEST(URLUtils, ReplacesMacros) {
+    struct {
+        const char* url;
+        const char* macro;
+        const char* value;
+        bool addBrackets;
+        const char* result;
+    } const cases[] = {
+        {"http://h/?a=%5BM%5D&b=[M]", "M", "1", true, "http://h/?a=1&b=1"},
+        {"http://h/?M=%5BM%5D", "M", "x", false, "http://h/?x=[x]"},
+        // The whole URL is decoded, whether or not the macro is there.
+        {"http://h/?a=%41", "M", "1", true, "http://h/?a=A"},
+        {"http://h/?a=%2541", "M", "1", false, "http://h/?a=%41"},
+        // Neither the decoded nor the filled URL need parse: then it stays as it was.
+        {"http://h/?a=%20&b=[M]", "M", "1", true, "http://h/?a=%20&b=[M]"},
+        {"http://h/?a=%FF&b=[M]", "M", "1", true, "http://h/?a=%FF&b=[M]"},
+        {"http://h/?b=%5BM%5D", "M", "a b", true, "http://h/?b=%5BM%5D"},
+        {"http://h/?b=[M]", "M", "%20", true, "http://h/?b=%20"},
+        {"http://h/?b=[M]", "M", "[M][M]", true, "http://h/?b=[M][M]"},
+        {"http://h/?b=%41", "", "x", false, "http://h/?b=A"},
+    };
+    for (const auto& [url, macro, value, addBrackets, result] : cases) {
+        EXPECT_EQ(VKTURLUtils::replaceMacro(macro, U(url), value, addBrackets).absoluteString(), result)
+            << url;
+    }
+    // In byte order of the names: the value of "A" is filled before "B" comes, the other way round it is not.
+    EXPECT_EQ(
+        VKTURLUtils::replaceMacros({{"A", "[B]"}, {"B", "[A]"}}, U("http://h/[A]/[B]")).absoluteString(),
+        "http://h/[A]/[A]");
+    // One value that does not parse spoils its own macro only.
+    EXPECT_EQ(VKTURLUtils::replaceMacros({{"A", "a b"}, {"B", "b"}}, U("http://h/[A]/[B]")).absoluteString(),
+              "http://h/[A]/b");
+}
+
+TEST(URLUtils, CommaSeparatedURLs) {
+    EXPECT_EQ(VKTURLUtils::arrayOfURLsWithCommaSeparatedString(" http://a , http://b|c,,http://d\n"),
+              (std::vector<VKTURL>{U("http://a"), U("http://d")}));
+}
+
+TEST(URLUtils, URLTypes) {
+    const std::pair<const char*, VKTURLType> cases[] = {
+        {"qiv://x", VKTURLTypeInternal},
+        {"QIV://x", VKTURLTypeOther},
+        {"comgooglemaps://?q=x", VKTURLTypeMaps},
+        {"comgooglemaps-x-callback://", VKTURLTypeMaps},
+        {"comgooglemapsurl://x", VKTURLTypeMaps},
+        {"https://maps.google.com/?q=x", VKTURLTypeMaps},
+        {"http://maps.apple.com/a.mp4", VKTURLTypeMaps},
+        {"https://maps.google.com.evil/", VKTURLTypeWeb},
+        {"sms:1", VKTURLTypeSMS},
+        {"tel:1", VKTURLTypePhone},
+        {"https://www.youtube.com/watch", VKTURLTypeYouTube},
+        {"https://apps.apple.com/app/id1", VKTURLTypeAppStore},
+        {"mailto:a@b", VKTURLTypeMail},
+        {"mailto", VKTURLTypeMail},
+        {"HTTPS://h/A.MP4", VKTURLTypeVideo},
+        {"https://h/a.mp4?x", VKTURLTypeWeb},
+        {"https://h/a.m4v", VKTURLTypeWeb},
+        {"http://h/a.PKPASS", VKTURLTypePassbook},
+        {"ftp://h/a.mp4", VKTURLTypeOther},
+        {"//h/x", VKTURLTypeOther},
+    };
+    for (const auto& [text, type] : cases)
+        EXPECT_EQ(VKTURLUtils::URLType(U(text)), type) << text;
+    EXPECT_EQ(VKTURLUtils::URLType(VKTURL()), VKTURLTypeInvalid);
+    EXPECT_FALSE(VKTURLUtils::URLHasVideoExtension(U("http://h/a.M4V")));
+    EXPECT_TRUE(VKTURLUtils::URLHasVideoExtension(U(".M4V/x")));
+}
+
+TEST(URLUtils, AppStoreURLs) {
+    struct {
+        const char* text;
+        VKTAppStoreURLType type;
+        std::optional<std::int64_t> identifier;
+    } const cases[] = {
+        {"http://appstore.com/id12", VKTAppStoreURLTypeAppStore, 12},
+        {"https://apps.apple.com/us/app/name/ID345?mt=8", VKTAppStoreURLTypeAppStore, 345},
+        {"https://apps.apple.com/us/app/id345/", VKTAppStoreURLTypeAppStore, 345},
+        {"https://apps.apple.com/", VKTAppStoreURLTypeAppStore, std::nullopt},
+        {"https://apps.apple.com/name", VKTAppStoreURLTypeAppStore, std::nullopt},
+        {"itms-apps://itunes.apple.com/app/id6", VKTAppStoreURLTypeITunes, 6},
+        {"itms-apps://apps.apple.com/app/id6", VKTAppStoreURLTypeNone, std::nullopt},
+        {"http://itunes.apple.com/app/id0", VKTAppStoreURLTypeITunes, std::nullopt},
+        {"http://phobos.apple.com/x?a=1&id=78", VKTAppStoreURLTypePhobos, 78},
+        {"http://phobos.apple.com/id78", VKTAppStoreURLTypePhobos, std::nullopt},
+        {"https://apps.apple.com", VKTAppStoreURLTypeNone, std::nullopt},
+        {"http://h/id9?id=9", VKTAppStoreURLTypeNone, std::nullopt},
+    };
+    for (const auto& [text, type, identifier] : cases) {
+        EXPECT_EQ(VKTURLUtils::appStoreURLType(U(text)), type) << text;
+        EXPECT_EQ(VKTURLUtils::appStoreAppId(U(text)), identifier) << text;
+        EXPECT_EQ(VKTURLUtils::isValidAppStoreURL(U(text)), identifier.has_value()) << text;
+    }
+}
+
+TEST(URLUtils, SchemesAndValidity) {
+    EXPECT_TRUE(VKTURLUtils::URLHasHTTPScheme(U("HtTpS://h")));
+    EXPECT_FALSE(VKTURLUtils::URLHasHTTPScheme(U("httpx://h")));
+    EXPECT_FALSE(VKTURLUtils::URLHasScheme(U("h/x")));
+    EXPECT_EQ(textOf(VKTURLUtils::URLByAddingHTTPSchemeTo(U("h/x"), true)), "https://h/x");
+    EXPECT_EQ(textOf(VKTURLUtils::URLByAddingHTTPSchemeTo(U("h/x"), false)), "http://h/x");
+    EXPECT_EQ(textOf(VKTURLUtils::URLByAddingHTTPSchemeTo(U("[h]/x"), true)), "(none)");
+    EXPECT_TRUE(vkt_isValid(U("x://h")));
+    for (const char* text : {"//h/x", "mailto:a@b", "http:///x"})
+        EXPECT_FALSE(vkt_isValid(U(text))) << text;
+}
+
+TEST(URLUtils, DeletesQueriesAndPathComponents) {
+    struct {
+        const char* text;
+        const char* withoutQuery;
+        const char* withoutLastComponent;
+    } const cases[] = {
+        {"http://h/a/b?q=1", "http://h/a/b", "http://h/a/"},
+        {"http://h/a/b/", "http://h/a/b/", "http://h/a/b/"},
+        {"http://h/a?q?r=1#f?g", "http://h/a#fg", "http://h/#fg"},
+        {"http://h/?", "http://h/", "http://h/"},
+        {"http://h?q", "http://h", "http://h"},
+        {"http://h/a?a", "http://h/a", "http://h/"},
+        {"?q", "(none)", "(none)"},
+    };
+    for (const auto& [text, withoutQuery, withoutLastComponent] : cases) {
+        EXPECT_EQ(textOf(VKTURLUtils::URLByDeletingQuery(U(text))), withoutQuery);
+        EXPECT_EQ(textOf(VKTURLUtils::URLByDeletingLastPathComponentAndQuery(U(text))), withoutLastComponent);
+    }
+}
+
+TEST(URLUtils, QueryValues) {
+    const VKTURL url = U("http://h/?a=1&b&a=2&c=%20");
+    EXPECT_EQ(VKTURLUtils::valueForKey("a", url), "1");
+    EXPECT_EQ(VKTURLUtils::valueForKey("b", url), std::nullopt);
+    EXPECT_EQ(VKTURLUtils::valueForKey("c", url), " ");
+    EXPECT_EQ(VKTURLUtils::valueForKey("A", url), std::nullopt);
+}
+
+}  // namespace

@@ -1,0 +1,124 @@
+#include "VKTCoreKit/network/VKTAdRequestManager.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class RecordingProvider : public VKTURLSessionProviderProtocol {
+  public:
+    std::shared_ptr<VKTURLSessionTask> dataRequest(
+        const VKTURLRequest& request, VKTURLSessionCompletionHandler completionHandler) override {
+        requests.push_back(request);
+        auto task = VKTURLSessionTask::initWithDataTask(nullptr);
+        if (completionHandler) completionHandler(answer, task);
+        return task;
+    }
+
+    std::vector<VKTURLRequest> requests;
+    VKTURLSessionResponse answer =
+        VKTURLSessionResponse::initWithData(std::make_shared<const std::string>("ad"), nullptr, std::nullopt);
+};
+
+class StubValidator : public VKTAdRequestValidatorProtocol {
+  public:
+    std::optional<VKTError> validateAdRequestWithBaseURL(
+        const std::string& baseURL, const std::optional<std::string>& path, const VKTDictionary& headers,
+        const VKTDictionary& getParameters, const std::optional<VKTDictionary>& postParameters) override {
+        asked = baseURL + "|" + path.value_or("-") + "|" + VKTValue(headers).description() + "|" +
+                VKTValue(getParameters).description() + "|" + (postParameters ? "post" : "-");
+        return veto;
+    }
+
+    std::string asked;
+    std::optional<VKTError> veto;
+};
+
+class AdRequestManager : public testing::Test {
+  protected:
+    std::optional<VKTURLSessionResponse> answerTo(const std::string& baseURL,
+                                                  const std::optional<std::string>& path,
+                                                  VKTHTTPMethod method, const VKTDictionary& headers,
+                                                  const VKTDictionary& getParameters,
+                                                  const std::optional<VKTDictionary>& postParameters) {
+        std::optional<VKTURLSessionResponse> answer;
+        manager_->asynchronousRequestWithBaseURL(
+            baseURL, path, method, headers, getParameters, postParameters,
+            [&](const VKTURLSessionResponse& response) { answer = response; });
+        return answer;
+    }
+
+    std::shared_ptr<RecordingProvider> provider_ = std::make_shared<RecordingProvider>();
+    std::shared_ptr<StubValidator> validator_ = std::make_shared<StubValidator>();
+    std::shared_ptr<VKTAdRequestManager> manager_ = VKTAdRequestManager::initWithUrlSession(
+        VKTURLSession::initWithSessionProvider(provider_), validator_);
+};
+
+TEST_F(AdRequestManager, GETHasASortedQueryAndNoBody) {
+    const auto answer = answerTo("http://h/", "ad", VKTHTTPMethodGET, {{"X-B", 2.5}, {"X-A", 12}},
+                                 {{"b", "x y"}, {"a", 1}}, VKTDictionary{{"ignored", 1}});
+    ASSERT_EQ(provider_->requests.size(), 1u);
+    const VKTURLRequest& request = provider_->requests[0];
+    EXPECT_EQ(request.url.absoluteString(), "http://h/ad?a=1&b=x%20y");
+    EXPECT_EQ(request.HTTPMethod, "GET");
+    EXPECT_FALSE(request.HTTPBody);
+    EXPECT_EQ(request.cachePolicy, VKTURLRequestReloadIgnoringLocalCacheData);
+    EXPECT_EQ(request.timeoutInterval.count(), 10);
+    EXPECT_EQ(request.headers,
+              (std::vector<std::pair<std::string, std::string>>{{"X-A", "12"}, {"X-B", "2.5"}}));
+    EXPECT_EQ(validator_->asked, "http://h/|ad|{X-B = 2.5; X-A = 12}|{b = x y; a = 1}|post");
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->data(), provider_->answer.data());
+}
+
+TEST_F(AdRequestManager, POSTSendsTheJSONUnencodedBehindItsKey) {
+    answerTo("http://h", std::nullopt, VKTHTTPMethodPOST, {}, {},
+             VKTDictionary{{"b", "x&y=/\xC3\xA4"}, {"a", VKTArray{1, true}}});
+    answerTo("http://h", std::nullopt, VKTHTTPMethodPOST, {}, {}, VKTDictionary());
+    answerTo("http://h", std::nullopt, VKTHTTPMethodPOST, {}, {}, std::nullopt);
+    ASSERT_EQ(provider_->requests.size(), 3u);
+    EXPECT_EQ(provider_->requests[0].HTTPMethod, "POST");
+    EXPECT_EQ(provider_->requests[0].HTTPBody, "jsonMessage={\"b\":\"x&y=/\xC3\xA4\",\"a\":[1,true]}");
+    EXPECT_TRUE(provider_->requests[0].headers.empty());
+    EXPECT_EQ(provider_->requests[1].HTTPBody, "jsonMessage={}");
+    EXPECT_FALSE(provider_->requests[2].HTTPBody);
+}
+
+TEST_F(AdRequestManager, FailuresAreDeliveredAndNothingIsSent) {
+    const VKTError badURL("VKTAdRequestError", 100,
+                          {{VKTLocalizedDescriptionKey, std::string("Unable to build URL")}});
+    const VKTError badBody("VKTAdRequestError", 101,
+                           {{VKTLocalizedDescriptionKey, std::string("Invalid POST parameters")}});
+    const VKTDictionary notJSON{{"bytes", VKTBytes{"x"}}};
+    EXPECT_EQ(answerTo("", "ad", VKTHTTPMethodGET, {}, {}, std::nullopt)->error(), badURL);
+    EXPECT_EQ(answerTo("http://h h", "ad", VKTHTTPMethodGET, {}, {}, std::nullopt)->error(), badURL);
+    EXPECT_EQ(answerTo("http://h", "ad", VKTHTTPMethodPOST, {}, {}, notJSON)->error(), badBody);
+    validator_->veto = VKTError("veto", 3);
+    const auto vetoed = answerTo("http://h", "ad", VKTHTTPMethodGET, {}, {}, std::nullopt);
+    EXPECT_EQ(vetoed->error(), validator_->veto);
+    EXPECT_EQ(vetoed->data(), nullptr);
+    EXPECT_EQ(vetoed->response(), nullptr);
+    EXPECT_TRUE(provider_->requests.empty());
+
+    // Without an error output the answer is the same.
+    EXPECT_FALSE(VKTAdRequestManager::adRequestWithURL(*VKTURL::URLWithString("http://h"), VKTHTTPMethodPOST,
+                                                       {}, {}, notJSON, VKTTimeInterval(1), nullptr,
+                                                       nullptr));
+}
+
+TEST_F(AdRequestManager, RunsWithoutHandlerAndWithoutValidator) {
+    const auto manager =
+        VKTAdRequestManager::initWithUrlSession(VKTURLSession::initWithSessionProvider(provider_), nullptr);
+    manager->asynchronousRequestWithBaseURL("http://h", "ad", VKTHTTPMethodGET, {}, {}, std::nullopt,
+                                            VKTTimeInterval(3), nullptr);
+    manager->asynchronousRequestWithBaseURL("", "ad", VKTHTTPMethodGET, {}, {}, std::nullopt, nullptr);
+    ASSERT_EQ(provider_->requests.size(), 1u);
+    EXPECT_EQ(provider_->requests[0].timeoutInterval.count(), 3);
+}
+
+TEST_F(AdRequestManager, EveryMethodButGETIsPOST) {
+    EXPECT_STREQ(VKTAdRequestManager::HTTPMethodName(VKTHTTPMethodGET), "GET");
+    EXPECT_STREQ(VKTAdRequestManager::HTTPMethodName(VKTHTTPMethodPOST), "POST");
+    EXPECT_STREQ(VKTAdRequestManager::HTTPMethodName(static_cast<VKTHTTPMethod>(7)), "POST");
+}
+
+}  // namespace
