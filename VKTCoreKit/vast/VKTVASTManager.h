@@ -1,0 +1,180 @@
+// Runs one VAST ad request from the first document to playable ads.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+#include "VKTCoreKit/network/VKTURLSession.h"
+#include "VKTCoreKit/platform/VKTRunLoop.h"
+#include "VKTCoreKit/vast/VKTVASTManagerConfig.h"
+#include "VKTCoreKit/vast/VKTVASTManagerProtocols.h"
+#include "VKTCoreKit/vast/VKTVASTModelGenerator.h"
+
+/// Codes of the manager's own errors, domain `VKTVASTErrorDomain`.
+enum VKTVASTManagerErrorCode : std::int32_t {
+    VKTVASTManagerErrorTimeout = 10001,
+    VKTVASTManagerErrorNoModel = 10004,
+    VKTVASTManagerErrorNoMoreAds = 10005,
+    VKTVASTManagerErrorPassbackIncomplete = 10006,
+    VKTVASTManagerErrorNoMorePassback = 10007,
+    VKTVASTManagerErrorNotAWrapper = 10008,
+};
+
+/// Create it, call `createAdsStoreWithXML` once, then `nextAdWithTimeout` until it gives an error.
+///
+/// Threads: one thread at a time calls it, a worker and never the main thread or a passback thread, since
+/// downloads block the caller. Passback wrappers are resolved on the platform's passback threads while that
+/// caller waits. `cancel`, `delegate` and `setDelegate` may be called on any thread. Delegate and adapter are
+/// held weakly; a passback that is still being resolved keeps the manager alive.
+class VKTVASTManager final : public VKTVASTManagerProtocol,
+                             public std::enable_shared_from_this<VKTVASTManager> {
+  public:
+    using Ads = VKTVASTModel::Ads;
+
+    /// A null session or pool means the shared one.
+    static std::shared_ptr<VKTVASTManager> initWithDelegate(
+        const std::shared_ptr<VKTVASTManagerDelegate>& delegate,
+        const std::shared_ptr<VKTVASTAdAdapterProtocol>& adapter,
+        std::shared_ptr<VKTURLSession> sessionManager, const VKTVASTManagerConfig& config,
+        std::shared_ptr<VKTConcurrentPool> passbackPool = nullptr);
+
+    static std::shared_ptr<VKTVASTManager> initWithDelegate(
+        const std::shared_ptr<VKTVASTManagerDelegate>& delegate,
+        const std::shared_ptr<VKTVASTAdAdapterProtocol>& adapter,
+        std::shared_ptr<VKTURLSession> sessionManager, VKTTimeInterval requestTimeout,
+        std::int64_t maximumWrappers, bool handleWrappersAdpods);
+
+    /// Reads the text, or downloads the URL when there is none, and tells the delegate whether there is a
+    /// model. Does nothing but log when the delegate or the adapter is gone. Blocks for `timeout` at most.
+    void createAdsStoreWithXML(std::optional<std::string_view> xml, const std::optional<VKTURL>& withURL,
+                               VKTTimeInterval timeout) override;
+
+    /// The next playable ad; after a failed ad (`dueToAdFailure`) a passback. `timeout` is what is left of
+    /// the caller's own budget: the manager only refuses to start when nothing is left. Blocks for each
+    /// wrapper followed, at most the configured request time-out each.
+    VKTVASTManagerResponse nextAdWithTimeout(VKTTimeInterval timeout, bool dueToAdFailure) override;
+
+    /// Nothing is reported any more; a download under way still completes.
+    void cancel() override;
+
+    [[nodiscard]] std::shared_ptr<VKTVASTManagerDelegate> delegate() const override;
+    void setDelegate(const std::shared_ptr<VKTVASTManagerDelegate>& delegate) override;
+
+    /// The macros an embedder answers to `vastManagerRequestsVASTMacros`; cache buster and timestamp are
+    /// drawn once, here. Absent names print as "(null)".
+    static std::map<std::string, std::string> generateDefaultVASTMacrosWithAppBundleIdentifier(
+        const std::string& appBundleIdentifier, const std::optional<std::string>& OMPartnerName,
+        const std::optional<std::string>& OMFrameworkVersion, const std::vector<int>& apiFrameworks);
+    static std::string stringWithNumberArrayJoinedByComma(const std::vector<int>& numbers);
+
+    // The steps, for embedding layers that drive them one by one.
+
+    void processRootModel(const VKTVASTModel& model);
+
+    /// Inserts at the front; with a current root ad, in its place.
+    void addMainAds(const Ads& ads);
+
+    /// Adds the root model's own ads to the passback stores, each once.
+    void addPassbackAds(const Ads& ads);
+
+    [[nodiscard]] bool hasInlinePassbacksAvailable();
+    [[nodiscard]] bool hasWrapperPassbacksAvailable();
+
+    /// 0 when the ad is not in the store.
+    [[nodiscard]] static std::size_t adIndex(const VKTVASTAd& ad, const Ads& inStore);
+    [[nodiscard]] Ads consumableMainAds() const;
+
+    /// One wrapper's download; error 10008 for any other ad.
+    VKTVASTParserResponse resolveWrapper(const std::shared_ptr<VKTVASTAd>& ad, VKTTimeInterval timeout,
+                                         const VKTVASTDocumentErrorHandler& errorHandler);
+
+    /// Follows a passback to an inline ad, which is put in the store, not consumed; null when there is none.
+    std::shared_ptr<VKTVASTAd> transformWrapperToInline(std::shared_ptr<VKTVASTAd> ad);
+
+    /// Resolves all wrapper passbacks at once; the first playable one wins, the others stay in the store.
+    /// Runs once per manager.
+    std::shared_ptr<VKTConsumableVideoAd> resolvePassbackWrappers();
+
+    std::shared_ptr<VKTConsumableVideoAd> findNextMainAd();
+    std::shared_ptr<VKTConsumableVideoAd> findNextPassbackAd();
+    void checkIfWrapperErrorShouldTriggerVNoAdPixel(const VKTError& error,
+                                                    const std::shared_ptr<VKTVASTAd>& ad);
+
+    [[nodiscard]] const VKTVASTManagerConfig& config() const { return config_; }
+    [[nodiscard]] const std::shared_ptr<VKTURLSession>& urlSessionManager() const {
+        return urlSessionManager_;
+    }
+    [[nodiscard]] const std::shared_ptr<VKTVASTModel>& rootVASTModel() const { return rootVASTModel_; }
+    [[nodiscard]] const Ads& mainAdsStore() const { return mainAdsStore_; }
+    [[nodiscard]] Ads inlinePassbackAdsStore() const;   ///< a copy
+    [[nodiscard]] Ads wrapperPassbackAdsStore() const;  ///< a copy
+    [[nodiscard]] const std::shared_ptr<VKTVASTAd>& currentRootAd() const { return currentRootAd_; }
+    void setCurrentRootAd(std::shared_ptr<VKTVASTAd> ad) { currentRootAd_ = std::move(ad); }
+    [[nodiscard]] bool isResolvingPassbackWrappers() const;
+    [[nodiscard]] bool didResolvePassbackWrappers() const;
+
+  private:
+    // A list whose ads are used once, from the front. Ads are only ever added behind the cursor's reach or
+    // after it, so a walk over the whole list stays linear.
+    struct ConsumableAds {
+        Ads ads;
+        std::size_t cursor = 0;  // every ad before it has been consumed
+
+        std::shared_ptr<VKTVASTAd> consumeNext();
+        bool hasUnconsumed();
+        void add(const std::shared_ptr<VKTVASTAd>& ad) { ads.push_back(ad); }
+    };
+
+    // The outcome of the one passback resolution.
+    struct PassbackResolution {
+        bool isRunning = false;
+        bool didRun = false;
+        bool isWon = false;     // a valid ad was found; it may still be being converted
+        bool hasEnded = false;  // the waiter may go on
+        std::shared_ptr<VKTConsumableVideoAd> result;
+        std::optional<std::string> resultID;
+    };
+
+    VKTVASTManager() = default;
+    void configureWithDelegate(const std::shared_ptr<VKTVASTManagerDelegate>& delegate,
+                               const std::shared_ptr<VKTVASTAdAdapterProtocol>& adapter,
+                               std::shared_ptr<VKTURLSession> sessionManager,
+                               const VKTVASTManagerConfig& config,
+                               std::shared_ptr<VKTConcurrentPool> passbackPool);
+
+    [[nodiscard]] bool isFirstLevel(const VKTVASTAd& ad) const { return rootAds_.contains(&ad); }
+    void report(const VKTVASTError& error, const std::vector<VKTVASTURL>& errorURLs,
+                const std::optional<std::string>& VASTResponse);
+    std::shared_ptr<VKTConsumableVideoAd> convert(const std::shared_ptr<VKTVASTAd>& ad);
+    std::shared_ptr<VKTVASTAd> consumeNextMainAd();
+    bool followMainWrapper(const std::shared_ptr<VKTVASTAd>& wrapper);
+    void insertAfterLastTaken(const Ads& ads);
+    std::shared_ptr<VKTVASTAd> followPassbackWrapper(const std::shared_ptr<VKTVASTAd>& wrapper);
+    void resolvePassback(const std::shared_ptr<VKTVASTAd>& passback);
+    bool endPassback(const std::shared_ptr<VKTVASTAd>& resolved);
+
+    // Set before the first document is read, or by the one calling thread.
+    std::shared_ptr<VKTURLSession> urlSessionManager_;
+    std::shared_ptr<VKTConcurrentPool> passbackPool_;
+    VKTVASTManagerConfig config_;
+    std::weak_ptr<VKTVASTAdAdapterProtocol> adapter_;
+    std::shared_ptr<VKTVASTModel> rootVASTModel_;
+    std::unordered_set<const VKTVASTAd*> rootAds_;
+    Ads mainAdsStore_;
+    std::size_t mainCursor_ = 0;  // every main ad before it has been consumed
+    std::shared_ptr<VKTVASTAd> currentRootAd_;
+
+    mutable VKTMutex mutex_;
+    std::condition_variable_any resolutionEnded_;
+    std::weak_ptr<VKTVASTManagerDelegate> delegate_ VKT_GUARDED_BY(mutex_);
+    ConsumableAds inlinePassbacks_ VKT_GUARDED_BY(mutex_);
+    ConsumableAds wrapperPassbacks_ VKT_GUARDED_BY(mutex_);
+    PassbackResolution resolution_ VKT_GUARDED_BY(mutex_);
+};

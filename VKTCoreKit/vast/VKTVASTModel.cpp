@@ -1,0 +1,132 @@
+#include "VKTCoreKit/vast/VKTVASTModel.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "VKTCoreKit/core/VKTLog.h"
+#include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
+#include "VKTCoreKit/foundation/VKTText.h"
+
+using Utils = VKTXMLDictionaryUtils;
+
+namespace {
+
+constexpr std::array<std::string_view, 5> supportedVersions{"2.0", "3.0", "4.0", "4.1", "4.2"};
+
+std::vector<VKTVASTURL> errorPixelsOf(const VKTDictionary& node) {
+    std::vector<VKTVASTURL> pixels;
+    vkt_appendVASTURLs(pixels, Utils::findArrayForKey("Error", node));
+    return pixels;
+}
+
+// An inline ad's problems without pixels of their own are reported with the ad's error pixels.
+std::shared_ptr<VKTVASTAd> readInlineAd(const VKTDictionary& ad, VKTErrorOutput error,
+                                        const VKTVASTErrorHandler& errorHandler) {
+    return VKTVASTAdInline::initWithDictionary(
+        ad, error, [&](const VKTVASTError& problem, const std::vector<VKTVASTURL>& pixels) {
+            const VKTDictionary* content = Utils::findFirstObjectOfArrayAsDictionary("InLine", ad);
+            if (pixels.empty() && content != nullptr) {
+                errorHandler(problem, errorPixelsOf(*content));
+            } else {
+                errorHandler(problem, pixels);
+            }
+        });
+}
+
+}  // namespace
+
+std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithDictionary(const VKTDictionary& dictionary,
+                                                               VKTErrorOutput error,
+                                                               const VKTVASTErrorHandler& errorHandler) {
+    std::vector<VKTVASTURL> documentErrorPixels;
+    if (!dictionary.contains("Ad")) documentErrorPixels = errorPixelsOf(dictionary);
+
+    const std::string* version = Utils::findAttribute("_version", dictionary);
+    if (version == nullptr) {
+        VKTLog::sharedInstance()->logError(
+            "VAST XML Tag does not contain the version attribute and is invalid.");
+        const auto missing = VKTVASTError::VAST_VALIDATION_ERROR_MISSING_VERSION();
+        if (error != nullptr) *error = missing.error();
+        errorHandler(missing, documentErrorPixels);
+        return nullptr;
+    }
+
+    Ads ads;
+    if (const VKTArray* elements = Utils::findArrayForKey("Ad", dictionary)) {
+        for (const VKTValue& element : *elements) {
+            const VKTDictionary* node = element.asDictionary();
+            if (node == nullptr) continue;
+            std::shared_ptr<VKTVASTAd> ad;
+            if (node->contains("InLine")) {
+                ad = readInlineAd(*node, error, errorHandler);
+            } else if (node->contains("Wrapper")) {
+                ad = VKTVASTAdWrapper::initWithDictionary(*node, error, errorHandler);
+            }
+            if (ad) ads.push_back(std::move(ad));
+        }
+    }
+    return initWithVersion(*version, std::move(ads), std::move(documentErrorPixels));
+}
+
+std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithVersion(std::string version, Ads ads,
+                                                            std::vector<VKTVASTURL> errorPixels) {
+    std::shared_ptr<VKTVASTModel> model(new VKTVASTModel());
+    model->version_ = std::move(version);
+    model->ads_ = std::move(ads);
+    model->errorPixels_ = std::move(errorPixels);
+    return model;
+}
+
+bool VKTVASTModel::versionIsSupported() const {
+    return std::find(supportedVersions.begin(), supportedVersions.end(), version_) != supportedVersions.end();
+}
+
+std::size_t VKTVASTModel::sequencedAdsCount() const {
+    return static_cast<std::size_t>(
+        std::count_if(ads_.begin(), ads_.end(), [](const auto& ad) { return ad->hasSequence(); }));
+}
+
+std::size_t VKTVASTModel::wrapperCount() const {
+    return static_cast<std::size_t>(
+        std::count_if(ads_.begin(), ads_.end(), [](const auto& ad) { return ad->isWrapper(); }));
+}
+
+std::shared_ptr<VKTVASTAd> VKTVASTModel::firstAd() const {
+    return ads_.empty() ? nullptr : ads_.front();
+}
+
+bool VKTVASTModel::isOwnerOf(const VKTVASTAd& ad) const {
+    return std::any_of(ads_.begin(), ads_.end(), [&](const auto& own) { return own.get() == &ad; });
+}
+
+std::shared_ptr<VKTVASTAd> VKTVASTModel::adAfter(const std::shared_ptr<VKTVASTAd>& ad) const {
+    if (!ad) return firstAd();
+    const auto found = std::find(ads_.begin(), ads_.end(), ad);
+    return found == ads_.end() || std::next(found) == ads_.end() ? nullptr : *std::next(found);
+}
+
+VKTVASTModel::Ads VKTVASTModel::mainAds() const {
+    if (ads_.empty()) return {};
+    if (!isAdPod()) {
+        const auto found =
+            std::find_if(ads_.begin(), ads_.end(), [](const auto& ad) { return ad->isInline(); });
+        return {found == ads_.end() ? ads_.front() : *found};
+    }
+    Ads sequenced;
+    std::copy_if(ads_.begin(), ads_.end(), std::back_inserter(sequenced),
+                 [](const auto& ad) { return ad->hasSequence(); });
+    std::stable_sort(sequenced.begin(), sequenced.end(), [](const auto& left, const auto& right) {
+        return vkt_integerValue(*left->adSequence()) < vkt_integerValue(*right->adSequence());
+    });
+    return sequenced;
+}
+
+VKTVASTModel::Ads VKTVASTModel::passbackAds() const {
+    if (ads_.size() <= 1) return {};
+    if (!isAdPod()) return {ads_.begin() + 1, ads_.end()};
+    Ads unsequenced;
+    std::copy_if(ads_.begin(), ads_.end(), std::back_inserter(unsequenced),
+                 [](const auto& ad) { return !ad->hasSequence(); });
+    return unsequenced;
+}
