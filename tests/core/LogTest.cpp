@@ -35,6 +35,10 @@ class OneLevelDataSource : public VKTLogDataSource {
     VKTLogLevel level_;
 };
 
+class EveryLevelDataSource : public VKTLogDataSource {
+    bool logShouldLogMessageWithLevel(const VKTLog&, VKTLogLevel) override { return true; }
+};
+
 void logAtEachLevel(const VKTLog& logger) {
     logger.logMessage("m");
     logger.logDebug("d");
@@ -80,11 +84,8 @@ TEST(Log, DataSourceDecidesAboutEveryOtherLevel) {
 }
 
 TEST(Log, FormatsAtTheMatchingLevel) {
-    class Everything : public VKTLogDataSource {
-        bool logShouldLogMessageWithLevel(const VKTLog&, VKTLogLevel) override { return true; }
-    };
     const auto output = std::make_shared<RecordingOutput>();
-    const auto logger = VKTLog::initWithTag("T", std::make_shared<Everything>(), output, true);
+    const auto logger = VKTLog::initWithTag("T", std::make_shared<EveryLevelDataSource>(), output, true);
     logger->logDebugWithFormat("%@ %ld", "a", 1);
     logger->logInfoWithFormat("%f", 0.25);
     logger->logWarningWithFormat("%@", std::optional<std::string>());
@@ -120,11 +121,8 @@ TEST(Log, DataSourceAndFlagChangeWhileOthersLog) {
         void logMessage(std::string_view, VKTLogLevel, std::string_view) override { ++count; }
         std::atomic<int> count = 0;
     };
-    class Everything : public VKTLogDataSource {
-        bool logShouldLogMessageWithLevel(const VKTLog&, VKTLogLevel) override { return true; }
-    };
     const auto output = std::make_shared<Counting>();
-    const auto logger = VKTLog::initWithTag("T", std::make_shared<Everything>(), output, true);
+    const auto logger = VKTLog::initWithTag("T", std::make_shared<EveryLevelDataSource>(), output, true);
     constexpr int messages = 500;
     std::thread writer([&] {
         for (int i = 0; i < messages; ++i) {
@@ -133,7 +131,7 @@ TEST(Log, DataSourceAndFlagChangeWhileOthersLog) {
         }
     });
     for (int i = 0; i < messages; ++i) {
-        logger->setDataSource(std::make_shared<Everything>());
+        logger->setDataSource(std::make_shared<EveryLevelDataSource>());
         logger->setIsDebugLoggingEnabled(i % 2 == 0);
     }
     writer.join();

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include "VKTCoreKit/core/VKTLogDefaultOutput.h"
+#include "VKTCoreKit/platform/VKTServices.h"
+#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+
 using namespace std::chrono;
 
 namespace {
@@ -10,34 +14,32 @@ TEST(TimeUtils, TimeCodes) {
     struct {
         const char* text;
         double seconds;
-    } const cases[] = {
-        {"1:02:03.5", 3723.5},
-        {"00:00:15", 15},
-        {"59:59:59", 215999},
-        {"60:00:00", -1},
-        {"00:60:00", -1},
-        {"00:00:60", -1},
-        {"5", 5},
-        {"1:5", 65},
-        {"00:10.05", 10.05},
-        {"00:10.1234", -1},
-        {"00:10.", -1},
-        {".5", -1},
-        {"", -1},
-        {":10", -1},
-        {"10:", -1},
-        {"0:0:0:0", -1},
-        {"123", -1},
-        {"-5", -1},
-        {" 5", -1},
-        {"5\n", -1},
-        {"00:00:10.000", 10},
-        {"00:00:10.1.1", -1},
-        {"1.5:00", -1},
-        {"00:00:00", 0},
-        {"+5", -1},
-        {"0x", -1},
-    };
+    } const cases[] = {{"1:02:03.5", 3723.5},
+                       {"00:00:15", 15},
+                       {"59:59:59", 215999},
+                       {"60:00:00", -1},
+                       {"00:60:00", -1},
+                       {"00:00:60", -1},
+                       {"5", 5},
+                       {"1:5", 65},
+                       {"00:10.05", 10.05},
+                       {"00:10.1234", -1},
+                       {"00:10.", -1},
+                       {".5", -1},
+                       {"", -1},
+                       {":10", -1},
+                       {"10:", -1},
+                       {"0:0:0:0", -1},
+                       {"123", -1},
+                       {"-5", -1},
+                       {" 5", -1},
+                       {"5\n", -1},
+                       {"00:00:10.000", 10},
+                       {"00:00:10.1.1", -1},
+                       {"1.5:00", -1},
+                       {"00:00:00", 0},
+                       {"+5", -1},
+                       {"0x", -1}};
     for (const auto& [text, seconds] : cases) {
         EXPECT_DOUBLE_EQ(VKTTimeUtils::timeIntervalFromVASTDuration(text), seconds) << text;
     }
@@ -83,9 +85,8 @@ TEST(TimeUtils, ConsumableTimecodes) {
 TEST(TimeUtils, Durations) {
     using Text = std::optional<std::string>;
     const std::pair<std::int64_t, Text> cases[] = {
-        {-1, std::nullopt}, {0, "00:00"},         {59, "00:59"},          {3599, "59:59"},
-        {3600, "01:00:00"}, {359999, "99:59:59"}, {360000, std::nullopt},
-    };
+        {-1, std::nullopt}, {0, "00:00"},         {59, "00:59"},         {3599, "59:59"},
+        {3600, "01:00:00"}, {359999, "99:59:59"}, {360000, std::nullopt}};
     for (const auto& [seconds, text] : cases)
         EXPECT_EQ(VKTTimeUtils::stringFromDuration(seconds), text);
     EXPECT_EQ(VKTTimeUtils::stringFromDuration(7, 3), "007");
@@ -98,6 +99,16 @@ TEST(TimeUtils, DatesInAZone) {
     EXPECT_EQ(VKTTimeUtils::timeFromDate(date, VKTTimeZone::fixed(-(8h))), "23:08:09");
     EXPECT_EQ(VKTTimeUtils::timestampForVASTMacroWithDate(date, VKTTimeZone::fixed(1h)),
               "2024-03-05T08:08:09.123+0100");
+}
+
+TEST(TimeUtils, TheCurrentTimeIsThePlatformsInTheDevicesZone) {
+    const VKTTestPlatform fakes = vkt_makeTestPlatform();
+    const VKTScopedPlatform scope(fakes.platform);
+    const VKTTimeZone zone(vkt_localOffsetFromUTC);
+    const VKTDate now = fakes.clock->now();
+    EXPECT_EQ(VKTTimeUtils::timestampForVASTMacro(), VKTTimeUtils::timestampForVASTMacroWithDate(now, zone));
+    EXPECT_EQ(VKTLogDefaultOutput::generateLog("text", VKTLogLevelWarning, "Tag"),
+              VKTTimeUtils::timeFromDate(now, zone) + " Tag[WARNING] text");
 }
 
 }  // namespace

@@ -30,8 +30,7 @@ TEST(URLUtils, BuildsURLs) {
         {"http://h", "a", {{"b", 2}, {"a", 1}, {"B", true}}, "http://h/a?B=1&a=1&b=2"},
         {"http://h", "a", {{"k&=", "v &=+#\xC3\xA4"}}, "http://h/a?k%26%3D=v%20%26%3D+%23%C3%A4"},
         {"http://h", "a?old=1#f?g", {{"n", 0.5}}, "http://h/a?n=0.5#f?g"},
-        {"///", "a", {}, "/a"},
-    };
+        {"///", "a", {}, "/a"}};
     for (const auto& [base, path, parameters, url] : cases) {
         EXPECT_EQ(textOf(VKTURLUtils::buildURLWithBaseURLString(base, path, parameters)), url);
     }
@@ -51,20 +50,18 @@ TEST(URLUtils, ReplacesMacros) {
         const char* value;
         bool addBrackets;
         const char* result;
-    } const cases[] = {
-        {"http://h/?a=%5BM%5D&b=[M]", "M", "1", true, "http://h/?a=1&b=1"},
-        {"http://h/?M=%5BM%5D", "M", "x", false, "http://h/?x=[x]"},
-        // The whole URL is decoded, whether or not the macro is there.
-        {"http://h/?a=%41", "M", "1", true, "http://h/?a=A"},
-        {"http://h/?a=%2541", "M", "1", false, "http://h/?a=%41"},
-        // Neither the decoded nor the filled URL need parse: then it stays as it was.
-        {"http://h/?a=%20&b=[M]", "M", "1", true, "http://h/?a=%20&b=[M]"},
-        {"http://h/?a=%FF&b=[M]", "M", "1", true, "http://h/?a=%FF&b=[M]"},
-        {"http://h/?b=%5BM%5D", "M", "a b", true, "http://h/?b=%5BM%5D"},
-        {"http://h/?b=[M]", "M", "%20", true, "http://h/?b=%20"},
-        {"http://h/?b=[M]", "M", "[M][M]", true, "http://h/?b=[M][M]"},
-        {"http://h/?b=%41", "", "x", false, "http://h/?b=A"},
-    };
+    } const cases[] = {{"http://h/?a=%5BM%5D&b=[M]", "M", "1", true, "http://h/?a=1&b=1"},
+                       {"http://h/?M=%5BM%5D", "M", "x", false, "http://h/?x=[x]"},
+                       // The whole URL is decoded, whether or not the macro is there.
+                       {"http://h/?a=%41", "M", "1", true, "http://h/?a=A"},
+                       {"http://h/?a=%2541", "M", "1", false, "http://h/?a=%41"},
+                       // Neither the decoded nor the filled URL need parse: then it stays as it was.
+                       {"http://h/?a=%20&b=[M]", "M", "1", true, "http://h/?a=%20&b=[M]"},
+                       {"http://h/?a=%FF&b=[M]", "M", "1", true, "http://h/?a=%FF&b=[M]"},
+                       {"http://h/?b=%5BM%5D", "M", "a b", true, "http://h/?b=%5BM%5D"},
+                       {"http://h/?b=[M]", "M", "%20", true, "http://h/?b=%20"},
+                       {"http://h/?b=[M]", "M", "[M][M]", true, "http://h/?b=[M][M]"},
+                       {"http://h/?b=%41", "", "x", false, "http://h/?b=A"}};
     for (const auto& [url, macro, value, addBrackets, result] : cases) {
         EXPECT_EQ(VKTURLUtils::replaceMacro(macro, U(url), value, addBrackets).absoluteString(), result)
             << url;
@@ -104,8 +101,7 @@ TEST(URLUtils, URLTypes) {
         {"https://h/a.m4v", VKTURLTypeWeb},
         {"http://h/a.PKPASS", VKTURLTypePassbook},
         {"ftp://h/a.mp4", VKTURLTypeOther},
-        {"//h/x", VKTURLTypeOther},
-    };
+        {"//h/x", VKTURLTypeOther}};
     for (const auto& [text, type] : cases)
         EXPECT_EQ(VKTURLUtils::URLType(U(text)), type) << text;
     EXPECT_EQ(VKTURLUtils::URLType(VKTURL()), VKTURLTypeInvalid);
@@ -118,20 +114,18 @@ TEST(URLUtils, AppStoreURLs) {
         const char* text;
         VKTAppStoreURLType type;
         std::optional<std::int64_t> identifier;
-    } const cases[] = {
-        {"http://appstore.com/id12", VKTAppStoreURLTypeAppStore, 12},
-        {"https://apps.apple.com/us/app/name/ID345?mt=8", VKTAppStoreURLTypeAppStore, 345},
-        {"https://apps.apple.com/us/app/id345/", VKTAppStoreURLTypeAppStore, 345},
-        {"https://apps.apple.com/", VKTAppStoreURLTypeAppStore, std::nullopt},
-        {"https://apps.apple.com/name", VKTAppStoreURLTypeAppStore, std::nullopt},
-        {"itms-apps://itunes.apple.com/app/id6", VKTAppStoreURLTypeITunes, 6},
-        {"itms-apps://apps.apple.com/app/id6", VKTAppStoreURLTypeNone, std::nullopt},
-        {"http://itunes.apple.com/app/id0", VKTAppStoreURLTypeITunes, std::nullopt},
-        {"http://phobos.apple.com/x?a=1&id=78", VKTAppStoreURLTypePhobos, 78},
-        {"http://phobos.apple.com/id78", VKTAppStoreURLTypePhobos, std::nullopt},
-        {"https://apps.apple.com", VKTAppStoreURLTypeNone, std::nullopt},
-        {"http://h/id9?id=9", VKTAppStoreURLTypeNone, std::nullopt},
-    };
+    } const cases[] = {{"http://appstore.com/id12", VKTAppStoreURLTypeAppStore, 12},
+                       {"https://apps.apple.com/us/app/name/ID345?mt=8", VKTAppStoreURLTypeAppStore, 345},
+                       {"https://apps.apple.com/us/app/id345/", VKTAppStoreURLTypeAppStore, 345},
+                       {"https://apps.apple.com/", VKTAppStoreURLTypeAppStore, std::nullopt},
+                       {"https://apps.apple.com/name", VKTAppStoreURLTypeAppStore, std::nullopt},
+                       {"itms-apps://itunes.apple.com/app/id6", VKTAppStoreURLTypeITunes, 6},
+                       {"itms-apps://apps.apple.com/app/id6", VKTAppStoreURLTypeNone, std::nullopt},
+                       {"http://itunes.apple.com/app/id0", VKTAppStoreURLTypeITunes, std::nullopt},
+                       {"http://phobos.apple.com/x?a=1&id=78", VKTAppStoreURLTypePhobos, 78},
+                       {"http://phobos.apple.com/id78", VKTAppStoreURLTypePhobos, std::nullopt},
+                       {"https://apps.apple.com", VKTAppStoreURLTypeNone, std::nullopt},
+                       {"http://h/id9?id=9", VKTAppStoreURLTypeNone, std::nullopt}};
     for (const auto& [text, type, identifier] : cases) {
         EXPECT_EQ(VKTURLUtils::appStoreURLType(U(text)), type) << text;
         EXPECT_EQ(VKTURLUtils::appStoreAppId(U(text)), identifier) << text;
@@ -156,15 +150,13 @@ TEST(URLUtils, DeletesQueriesAndPathComponents) {
         const char* text;
         const char* withoutQuery;
         const char* withoutLastComponent;
-    } const cases[] = {
-        {"http://h/a/b?q=1", "http://h/a/b", "http://h/a/"},
-        {"http://h/a/b/", "http://h/a/b/", "http://h/a/b/"},
-        {"http://h/a?q?r=1#f?g", "http://h/a#fg", "http://h/#fg"},
-        {"http://h/?", "http://h/", "http://h/"},
-        {"http://h?q", "http://h", "http://h"},
-        {"http://h/a?a", "http://h/a", "http://h/"},
-        {"?q", "(none)", "(none)"},
-    };
+    } const cases[] = {{"http://h/a/b?q=1", "http://h/a/b", "http://h/a/"},
+                       {"http://h/a/b/", "http://h/a/b/", "http://h/a/b/"},
+                       {"http://h/a?q?r=1#f?g", "http://h/a#fg", "http://h/#fg"},
+                       {"http://h/?", "http://h/", "http://h/"},
+                       {"http://h?q", "http://h", "http://h"},
+                       {"http://h/a?a", "http://h/a", "http://h/"},
+                       {"?q", "(none)", "(none)"}};
     for (const auto& [text, withoutQuery, withoutLastComponent] : cases) {
         EXPECT_EQ(textOf(VKTURLUtils::URLByDeletingQuery(U(text))), withoutQuery);
         EXPECT_EQ(textOf(VKTURLUtils::URLByDeletingLastPathComponentAndQuery(U(text))), withoutLastComponent);

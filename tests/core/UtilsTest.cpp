@@ -6,7 +6,7 @@
 #include "VKTCoreKit/core/VKTHash.h"
 #include "VKTCoreKit/core/VKTRandom.h"
 #include "VKTCoreKit/core/VKTStringUtils.h"
-#include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 
 namespace {
 
@@ -91,30 +91,19 @@ TEST(Hash, MD5IsThatOfTheBytes) {
     EXPECT_EQ(VKTHash::md5("a"), "0cc175b9c0f1b6a831c399e269772661");
 }
 
-// Draws the largest number that it is allowed to, and notes the bound.
-class LargestDraw : public VKTRandomSource {
-  public:
-    std::uint32_t uniform(std::uint32_t upperBound) override {
-        bound = upperBound;
-        return upperBound - 1;
-    }
-
-    std::uint32_t bound = 0;
-};
-
 TEST(Random, RangesExcludeTheMaximum) {
-    const VKTPlatform original = VKTPlatform::current();
-    const auto draw = std::make_shared<LargestDraw>();
-    VKTPlatform platform = original;
-    platform.random = draw;
-    VKTPlatform::setCurrent(platform);
+    VKTPlatform platform = VKTPlatform::current();
+    platform.random = std::make_shared<VKTFixedRandomSource>(
+        std::vector<std::uint32_t>{2, 3, 4294967294, 4294967295, 89999999, 90000000});
+    const VKTScopedPlatform scope(platform);
     EXPECT_EQ(VKTRandom::randomUnsignedIntWithMin(5, 8), 7u);
-    EXPECT_EQ(draw->bound, 3u);
-    EXPECT_EQ(VKTRandom::randomUnsignedIntWithMin(5, 5), 5u);
-    EXPECT_EQ(VKTRandom::randomUnsignedIntWithMin(5, 2), 5u);
+    EXPECT_EQ(VKTRandom::randomUnsignedIntWithMin(5, 8), 5u);
     EXPECT_EQ(VKTRandom::randomUnsignedInt(), 4294967294u);
+    EXPECT_EQ(VKTRandom::randomUnsignedInt(), 0u);
     EXPECT_EQ(VKTRandom::randomVastCacheBustingInt(), 99999999u);
-    VKTPlatform::setCurrent(original);
+    EXPECT_EQ(VKTRandom::randomVastCacheBustingInt(), 10000000u);
+    EXPECT_EQ(VKTRandom::randomUnsignedIntWithMin(5, 5), 5u) << "an empty range";
+    EXPECT_EQ(VKTRandom::randomUnsignedIntWithMin(5, 2), 5u);
 }
 
 }  // namespace

@@ -11,13 +11,11 @@ TEST(Date, TimestampsShowTheZonesClock) {
     struct {
         seconds offset;
         const char* text;
-    } const cases[] = {
-        {0s, "2024-03-05T23:08:09.123+0000"},
-        {1h, "2024-03-06T00:08:09.123+0100"},
-        {-(3h + 30min), "2024-03-05T19:38:09.123-0330"},
-        {-30min, "2024-03-05T22:38:09.123-0030"},
-        {5h + 45min, "2024-03-06T04:53:09.123+0545"},
-    };
+    } const cases[] = {{0s, "2024-03-05T23:08:09.123+0000"},
+                       {1h, "2024-03-06T00:08:09.123+0100"},
+                       {-(3h + 30min), "2024-03-05T19:38:09.123-0330"},
+                       {-30min, "2024-03-05T22:38:09.123-0030"},
+                       {5h + 45min, "2024-03-06T04:53:09.123+0545"}};
     for (const auto& [offset, text] : cases) {
         EXPECT_EQ(vkt_ISO8601StringFromDate(date, VKTTimeZone::fixed(offset)), text);
     }

@@ -44,31 +44,29 @@ TEST(Text, LenientDoubles) {
     struct {
         const char* text;
         double value;
-    } const cases[] = {
-        {"12.5", 12.5},
-        {"  -3abc", -3},
-        {"+4", 4},
-        {"+-4", 0},
-        {"-", 0},
-        {".5", .5},
-        {"-.5e1x", -5},
-        {"7.", 7},
-        {".", 0},
-        {"1e", 1},
-        {"1e+", 1},
-        {"2E-2", .02},
-        {"1,5", 1},
-        {"0x10", 0},
-        {"", 0},
-        {"inf", 0},
-        {"nan", 0},
-        {"1e999", largest},
-        {"-1e999", -largest},
-        {"0e999", 0},
-        {"1e-999", 0},
-        {"0.0000000000001e320", 1e307},
-        {"1e99999999999999999999", largest},
-    };
+    } const cases[] = {{"12.5", 12.5},
+                       {"  -3abc", -3},
+                       {"+4", 4},
+                       {"+-4", 0},
+                       {"-", 0},
+                       {".5", .5},
+                       {"-.5e1x", -5},
+                       {"7.", 7},
+                       {".", 0},
+                       {"1e", 1},
+                       {"1e+", 1},
+                       {"2E-2", .02},
+                       {"1,5", 1},
+                       {"0x10", 0},
+                       {"", 0},
+                       {"inf", 0},
+                       {"nan", 0},
+                       {"1e999", largest},
+                       {"-1e999", -largest},
+                       {"0e999", 0},
+                       {"1e-999", 0},
+                       {"0.0000000000001e320", 1e307},
+                       {"1e99999999999999999999", largest}};
     for (const auto& [text, value] : cases) {
         EXPECT_EQ(vkt_doubleValue(text), value) << text;
     }
@@ -81,15 +79,13 @@ TEST(Text, LenientIntegersSaturate) {
     struct {
         const char* text;
         std::int64_t value;
-    } const cases[] = {
-        {" 12abc", 12},
-        {"-7.9", -7},
-        {"+5", 5},
-        {"+-5", 0},
-        {"abc", 0},
-        {"99999999999999999999", largestInteger},
-        {"-99999999999999999999", smallestInteger},
-    };
+    } const cases[] = {{" 12abc", 12},
+                       {"-7.9", -7},
+                       {"+5", 5},
+                       {"+-5", 0},
+                       {"abc", 0},
+                       {"99999999999999999999", largestInteger},
+                       {"-99999999999999999999", smallestInteger}};
     for (const auto& [text, value] : cases)
         EXPECT_EQ(vkt_integerValue(text), value) << text;
 }
@@ -106,11 +102,9 @@ TEST(Text, NumbersReadBackAndStayDecimal) {
     struct {
         double value;
         const char* text;
-    } const cases[] = {
-        {0, "0"},           {12, "12"},         {0.1, "0.1"},
-        {-1.5, "-1.5"},     {100000, "100000"}, {1e15, "1000000000000000"},
-        {0.0001, "0.0001"}, {1e16, "1e+16"},    {0.00001, "1e-05"},
-    };
+    } const cases[] = {{0, "0"},           {12, "12"},         {0.1, "0.1"},
+                       {-1.5, "-1.5"},     {100000, "100000"}, {1e15, "1000000000000000"},
+                       {0.0001, "0.0001"}, {1e16, "1e+16"},    {0.00001, "1e-05"}};
     for (const auto& [value, text] : cases)
         EXPECT_EQ(vkt_numberDescription(value), text);
     EXPECT_EQ(vkt_numberDescription(0.1F), "0.1");

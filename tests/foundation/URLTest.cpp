@@ -11,66 +11,24 @@ VKTURL parsed(std::string_view text) {
 }
 
 TEST(URL, StrictParserKeepsTheTextAsGiven) {
-    for (const char* text : {
-             "http://host",
-             "HTTP://HOST/a/../b//c",
-             "//h/x",
-             "a",
-             "/a?b#c",
-             "?q",
-             "#f",
-             "mailto:a@b.c",
-             "http://u:p@h:8080/",
-             "http://h:/",
-             "http://h:65535/",
-             "http://[::1]:80/",
-             "http://[fe80::1%25eth0]/",
-             "http://h/[M]?a=[M]#[M]",
-             "http://h/%41%c3%a4",
-             "http://h/?a?b/c",
-             "http:///x",
-             "http://%41/",
-         }) {
+    for (const char* text : {"http://host", "HTTP://HOST/a/../b//c", "//h/x", "a", "/a?b#c", "?q", "#f",
+                             "mailto:a@b.c", "http://u:p@h:8080/", "http://h:/", "http://h:65535/",
+                             "http://[::1]:80/", "http://[fe80::1%25eth0]/", "http://h/[M]?a=[M]#[M]",
+                             "http://h/%41%c3%a4", "http://h/?a?b/c", "http:///x", "http://%41/"}) {
         EXPECT_EQ(parsed(text).absoluteString(), text);
     }
 }
 
 TEST(URL, StrictParserRefuses) {
-    for (const char* text : {
-             "",
-             " ",
-             "http://h/a b",
-             "http://h/\"",
-             "http://h/<",
-             "http://h/>",
-             "http://h/\\",
-             "http://h/^",
-             "http://h/`",
-             "http://h/{",
-             "http://h/|",
-             "http://h/}",
-             "http://h/\x7F",
-             "http://h/\x01",
-             "http://h/\xC3\xA4",
-             "http://h/%",
-             "http://h/%4",
-             "http://h/%4g",
-             "http://h/#a#b",
-             "http://h:65536/",
-             "http://h:8a/",
-             "http://h:99999999999999999999/",
-             "http://[h]/",
-             "http://[::1/",
-             "http://::1]/",
-             "http://[::1]x/",
-             "http://a[b]/",
-             "http://[u]@h/",
-             "http://[fe80::1%25[x]]/",
-             "http://a:b:c/",
-         }) {
+    for (const char c : std::string_view("\0\x01 \"<>\\^`{|}\x7F\xC3", 14)) {
+        EXPECT_FALSE(VKTURL::URLWithString(std::string("http://h/") + c)) << static_cast<int>(c);
+    }
+    for (const char* text :
+         {"", "http://h/%", "http://h/%4", "http://h/%4g", "http://h/#a#b", "http://h:65536/", "http://h:8a/",
+          "http://h:99999999999999999999/", "http://[h]/", "http://[::1/", "http://::1]/", "http://[::1]x/",
+          "http://a[b]/", "http://[u]@h/", "http://[fe80::1%25[x]]/", "http://a:b:c/"}) {
         EXPECT_FALSE(VKTURL::URLWithString(text)) << text;
     }
-    EXPECT_FALSE(VKTURL::URLWithString(std::string_view("http://h/\0", 10)));
 }
 
 TEST(URL, ComponentsAreAsWritten) {
@@ -121,16 +79,14 @@ TEST(URL, DocumentTextsAreEncodedAndOtherwiseKept) {
     struct {
         const char* text;
         const char* url;
-    } const cases[] = {
-        {"http://h/a?b=%20c", "http://h/a?b=%20c"},
-        {"http://h/?cb=[CACHEBUSTING]", "http://h/?cb=%5BCACHEBUSTING%5D"},
-        {"http://h/?p=${AUCTION_PRICE}|x", "http://h/?p=$%7BAUCTION_PRICE%7D%7Cx"},
-        {"http://h/%zz%4", "http://h/%25zz%254"},
-        {"http://[::1]/[M]", "http://[::1]/%5BM%5D"},
-        {"http://h/#a#[b]", "http://h/#a%23%5Bb%5D"},
-        {"http://h/\xC3\xA4 \"", "http://h/%C3%A4%20%22"},
-        {"[M]", "%5BM%5D"},
-    };
+    } const cases[] = {{"http://h/a?b=%20c", "http://h/a?b=%20c"},
+                       {"http://h/?cb=[CACHEBUSTING]", "http://h/?cb=%5BCACHEBUSTING%5D"},
+                       {"http://h/?p=${AUCTION_PRICE}|x", "http://h/?p=$%7BAUCTION_PRICE%7D%7Cx"},
+                       {"http://h/%zz%4", "http://h/%25zz%254"},
+                       {"http://[::1]/[M]", "http://[::1]/%5BM%5D"},
+                       {"http://h/#a#[b]", "http://h/#a%23%5Bb%5D"},
+                       {"http://h/\xC3\xA4 \"", "http://h/%C3%A4%20%22"},
+                       {"[M]", "%5BM%5D"}};
     for (const auto& [text, url] : cases) {
         const auto read = VKTURL::URLWithDocumentText(text);
         ASSERT_TRUE(read) << text;

@@ -2,22 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "VKTCoreKit/platform/testing/VKTFakeHTTPSession.h"
+
 namespace {
-
-class RecordingProvider : public VKTURLSessionProviderProtocol {
-  public:
-    std::shared_ptr<VKTURLSessionTask> dataRequest(
-        const VKTURLRequest& request, VKTURLSessionCompletionHandler completionHandler) override {
-        requests.push_back(request);
-        auto task = VKTURLSessionTask::initWithDataTask(nullptr);
-        if (completionHandler) completionHandler(answer, task);
-        return task;
-    }
-
-    std::vector<VKTURLRequest> requests;
-    VKTURLSessionResponse answer =
-        VKTURLSessionResponse::initWithData(std::make_shared<const std::string>("ad"), nullptr, std::nullopt);
-};
 
 class StubValidator : public VKTAdRequestValidatorProtocol {
   public:
@@ -47,17 +34,23 @@ class AdRequestManager : public testing::Test {
         return answer;
     }
 
-    std::shared_ptr<RecordingProvider> provider_ = std::make_shared<RecordingProvider>();
+    AdRequestManager() {
+        http_->setHandler([](const VKTURLRequest&) { return VKTFakeHTTPAnswer::withBody("ad"); });
+    }
+
+    std::shared_ptr<VKTFakeHTTPSession> http_ = std::make_shared<VKTFakeHTTPSession>();
+    std::shared_ptr<VKTURLSession> session_ =
+        VKTURLSession::initWithSessionProvider(VKTURLSessionProvider::initWithSession(http_));
     std::shared_ptr<StubValidator> validator_ = std::make_shared<StubValidator>();
-    std::shared_ptr<VKTAdRequestManager> manager_ = VKTAdRequestManager::initWithUrlSession(
-        VKTURLSession::initWithSessionProvider(provider_), validator_);
+    std::shared_ptr<VKTAdRequestManager> manager_ =
+        VKTAdRequestManager::initWithUrlSession(session_, validator_);
 };
 
 TEST_F(AdRequestManager, GETHasASortedQueryAndNoBody) {
     const auto answer = answerTo("http://h/", "ad", VKTHTTPMethodGET, {{"X-B", 2.5}, {"X-A", 12}},
                                  {{"b", "x y"}, {"a", 1}}, VKTDictionary{{"ignored", 1}});
-    ASSERT_EQ(provider_->requests.size(), 1u);
-    const VKTURLRequest& request = provider_->requests[0];
+    ASSERT_EQ(http_->requests().size(), 1u);
+    const VKTURLRequest request = http_->requests()[0];
     EXPECT_EQ(request.url.absoluteString(), "http://h/ad?a=1&b=x%20y");
     EXPECT_EQ(request.HTTPMethod, "GET");
     EXPECT_FALSE(request.HTTPBody);
@@ -67,7 +60,7 @@ TEST_F(AdRequestManager, GETHasASortedQueryAndNoBody) {
               (std::vector<std::pair<std::string, std::string>>{{"X-A", "12"}, {"X-B", "2.5"}}));
     EXPECT_EQ(validator_->asked, "http://h/|ad|{X-B = 2.5; X-A = 12}|{b = x y; a = 1}|post");
     ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->data(), provider_->answer.data());
+    EXPECT_EQ(*answer->data(), "ad");
 }
 
 TEST_F(AdRequestManager, POSTSendsTheJSONUnencodedBehindItsKey) {
@@ -75,12 +68,12 @@ TEST_F(AdRequestManager, POSTSendsTheJSONUnencodedBehindItsKey) {
              VKTDictionary{{"b", "x&y=/\xC3\xA4"}, {"a", VKTArray{1, true}}});
     answerTo("http://h", std::nullopt, VKTHTTPMethodPOST, {}, {}, VKTDictionary());
     answerTo("http://h", std::nullopt, VKTHTTPMethodPOST, {}, {}, std::nullopt);
-    ASSERT_EQ(provider_->requests.size(), 3u);
-    EXPECT_EQ(provider_->requests[0].HTTPMethod, "POST");
-    EXPECT_EQ(provider_->requests[0].HTTPBody, "jsonMessage={\"b\":\"x&y=/\xC3\xA4\",\"a\":[1,true]}");
-    EXPECT_TRUE(provider_->requests[0].headers.empty());
-    EXPECT_EQ(provider_->requests[1].HTTPBody, "jsonMessage={}");
-    EXPECT_FALSE(provider_->requests[2].HTTPBody);
+    ASSERT_EQ(http_->requests().size(), 3u);
+    EXPECT_EQ(http_->requests()[0].HTTPMethod, "POST");
+    EXPECT_EQ(http_->requests()[0].HTTPBody, "jsonMessage={\"b\":\"x&y=/\xC3\xA4\",\"a\":[1,true]}");
+    EXPECT_TRUE(http_->requests()[0].headers.empty());
+    EXPECT_EQ(http_->requests()[1].HTTPBody, "jsonMessage={}");
+    EXPECT_FALSE(http_->requests()[2].HTTPBody);
 }
 
 TEST_F(AdRequestManager, FailuresAreDeliveredAndNothingIsSent) {
@@ -97,7 +90,7 @@ TEST_F(AdRequestManager, FailuresAreDeliveredAndNothingIsSent) {
     EXPECT_EQ(vetoed->error(), validator_->veto);
     EXPECT_EQ(vetoed->data(), nullptr);
     EXPECT_EQ(vetoed->response(), nullptr);
-    EXPECT_TRUE(provider_->requests.empty());
+    EXPECT_TRUE(http_->requests().empty());
 
     // Without an error output the answer is the same.
     EXPECT_FALSE(VKTAdRequestManager::adRequestWithURL(*VKTURL::URLWithString("http://h"), VKTHTTPMethodPOST,
@@ -106,13 +99,12 @@ TEST_F(AdRequestManager, FailuresAreDeliveredAndNothingIsSent) {
 }
 
 TEST_F(AdRequestManager, RunsWithoutHandlerAndWithoutValidator) {
-    const auto manager =
-        VKTAdRequestManager::initWithUrlSession(VKTURLSession::initWithSessionProvider(provider_), nullptr);
+    const auto manager = VKTAdRequestManager::initWithUrlSession(session_, nullptr);
     manager->asynchronousRequestWithBaseURL("http://h", "ad", VKTHTTPMethodGET, {}, {}, std::nullopt,
                                             VKTTimeInterval(3), nullptr);
     manager->asynchronousRequestWithBaseURL("", "ad", VKTHTTPMethodGET, {}, {}, std::nullopt, nullptr);
-    ASSERT_EQ(provider_->requests.size(), 1u);
-    EXPECT_EQ(provider_->requests[0].timeoutInterval.count(), 3);
+    ASSERT_EQ(http_->requests().size(), 1u);
+    EXPECT_EQ(http_->requests()[0].timeoutInterval.count(), 3);
 }
 
 TEST_F(AdRequestManager, EveryMethodButGETIsPOST) {
