@@ -10,6 +10,6 @@ int main() {
           <MediaFile type="video/mp4" width="640" height="360">http://127.0.0.1/v.mp4</MediaFile>
         </MediaFiles></Linear></Creative></Creatives></InLine></Ad></VAST>)";
     const auto response = VKTVASTParser::parseXMLAndGenerateVASTObjectModel(text);
-    if (!response.model()) return 1;
-    std::cout << response.model()->ads().size() << " ad" << std::endl;
+    if (!response.model) return 1;
+    std::cout << response.model->ads().size() << " ad" << std::endl;
 }

@@ -84,7 +84,7 @@ struct Exchange {
     [[nodiscard]] std::string baseURL() const { return server.baseURL(request); }
     [[nodiscard]] DemoDocuments documents() const { return DemoDocuments(baseURL()); }
 
-    void sendXML(std::string text) const { response.set_content(std::move(text), xmlType); }
+    void sendXML(const std::string& text) const { response.set_content(text, xmlType); }
     void refuse(const std::string& reason) const {
         response.status = 400;
         response.set_content(reason + "\n", "text/plain");
