@@ -1,0 +1,246 @@
+#include "AdReport.h"
+
+#include <iostream>
+
+#include "Commands.h"
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/platform/VKTServices.h"
+#include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
+
+namespace {
+
+VKTValue valueOf(const std::optional<std::string>& text) {
+    return text ? VKTValue(*text) : VKTValue();
+}
+
+VKTValue valueOf(const std::optional<VKTURL>& url) {
+    return url ? VKTValue(url->absoluteString()) : VKTValue();
+}
+
+VKTValue valueOf(const std::optional<VKTVASTURL>& url) {
+    return url ? VKTValue(url->url().absoluteString()) : VKTValue();
+}
+
+// A 32-bit number by its shortest text: 0.1 and not 0.10000000149.
+VKTValue valueOf(float number) {
+    return vkt_doubleValue(vkt_numberDescription(number));
+}
+
+template <typename List, typename Report>
+VKTArray listOf(const List& list, Report report) {
+    VKTArray result;
+    for (const auto& element : list)
+        result.emplace_back(report(element));
+    return result;
+}
+
+VKTDictionary reportOfTrackingEvent(const std::shared_ptr<VKTVASTTrackingEvent>& event) {
+    return {{"name", event->name()},
+            {"offset", valueOf(event->offset())},
+            {"url", event->url().absoluteString()},
+            {"isEventConsumable", event->isEventConsumable()}};
+}
+
+template <typename Event>
+VKTDictionary reportOfNamedEvent(const Event& event) {
+    return {{"name", event->eventName()}, {"url", event->eventURL().absoluteString()}};
+}
+
+VKTDictionary reportOfUniversalAdId(const VKTVASTUniversalAdId& id) {
+    return {{"registry", id.registry}, {"value", id.value}};
+}
+
+// What every creative has, appended to what its kind has.
+VKTDictionary withTracking(VKTDictionary report, const VKTVASTCreative& creative) {
+    report.set("clickThrough", valueOf(creative.clickThrough()));
+    report.set("clickTracking", reportOfURLs(creative.clickTracking()));
+    report.set("universalAdIds", listOf(creative.universalAdIds(), reportOfUniversalAdId));
+    report.set("trackingEvents", listOf(creative.trackingEvents(), reportOfTrackingEvent));
+    return report;
+}
+
+VKTDictionary withResources(VKTDictionary report, const VKTVASTCreativeResource& creative) {
+    report.set("staticResource", valueOf(creative.staticResource()));
+    report.set("iFrameResource", valueOf(creative.iFrameResource()));
+    report.set("htmlResource", valueOf(creative.htmlResource()));
+    return withTracking(std::move(report), creative);
+}
+
+VKTDictionary reportOfMediaFile(const std::shared_ptr<VKTVASTMediaFile>& file) {
+    return {{"id", valueOf(file->id)},
+            {"delivery", valueOf(file->delivery)},
+            {"type", valueOf(file->type)},
+            {"bitrate", valueOf(file->bitrate)},
+            {"minBitrate", valueOf(file->minBitrate)},
+            {"maxBitrate", valueOf(file->maxBitrate)},
+            {"width", valueOf(file->width)},
+            {"height", valueOf(file->height)},
+            {"scalable", file->scalable},
+            {"maintainAspectRatio", file->maintainAspectRatio},
+            {"codec", valueOf(file->codec)},
+            {"apiFramework", valueOf(file->apiFramework)},
+            {"fileSize", valueOf(file->fileSize)},
+            {"url", valueOf(file->url)}};
+}
+
+VKTDictionary reportOfIcon(const std::shared_ptr<VKTVASTCreativeIcon>& icon) {
+    return withResources({{"program", valueOf(icon->program())},
+                          {"duration", valueOf(icon->duration())},
+                          {"offset", valueOf(icon->offset())},
+                          {"apiFramework", valueOf(icon->apiFramework())},
+                          {"width", valueOf(icon->width())},
+                          {"height", valueOf(icon->height())},
+                          {"xPosition", valueOf(icon->xPosition())},
+                          {"yPosition", valueOf(icon->yPosition())}},
+                         *icon);
+}
+
+VKTDictionary reportOfLinear(const VKTVASTCreativeLinear& creative, std::uint32_t networkAccessType) {
+    VKTDictionary report = withTracking({{"duration", valueOf(creative.duration())},
+                                         {"skipOffset", valueOf(creative.skipOffset())},
+                                         {"adParameters", valueOf(creative.adParameters())}},
+                                        creative);
+    report.set("mediaFiles", listOf(creative.mediaFiles(), reportOfMediaFile));
+    const auto chosen = chosenMediaFile(creative, networkAccessType);
+    report.set("mostAppropriateMediaFile", chosen ? valueOf(chosen->url) : VKTValue());
+    report.set("icons", listOf(creative.icons(), reportOfIcon));
+    return report;
+}
+
+VKTDictionary reportOfNonLinear(const std::shared_ptr<VKTVASTCreativeNonLinear>& creative) {
+    return withResources({{"id", valueOf(creative->id())},
+                          {"minSuggestedDuration", valueOf(creative->minSuggestedDuration())},
+                          {"apiFramework", valueOf(creative->apiFramework())},
+                          {"scalable", creative->scalable()},
+                          {"maintainAspectRatio", creative->maintainAspectRatio()},
+                          {"width", valueOf(creative->width())},
+                          {"height", valueOf(creative->height())},
+                          {"expandedWidth", valueOf(creative->expandedWidth())},
+                          {"expandedHeight", valueOf(creative->expandedHeight())},
+                          {"adParameters", valueOf(creative->adParameters())}},
+                         *creative);
+}
+
+VKTDictionary reportOfCompanion(const std::shared_ptr<VKTVASTCreativeCompanion>& creative) {
+    return withResources({{"id", valueOf(creative->id())},
+                          {"adSlotID", valueOf(creative->adSlotID())},
+                          {"width", valueOf(creative->width())},
+                          {"height", valueOf(creative->height())},
+                          {"assetWidth", valueOf(creative->assetWidth())},
+                          {"assetHeight", valueOf(creative->assetHeight())},
+                          {"adParameters", valueOf(creative->adParameters())}},
+                         *creative);
+}
+
+VKTDictionary reportOfResource(const VKTVASTAdVerificationResource& resource) {
+    return {{"type", resource.type},
+            {"url", valueOf(resource.url)},
+            {"apiFramework", valueOf(resource.apiFramework)},
+            {"browserOptional", resource.browserOptional},
+            {"executableType", valueOf(resource.executableType)}};
+}
+
+VKTDictionary reportOfVerification(const VKTVASTAdVerification& verification) {
+    return {{"vendor", valueOf(verification.vendor)},
+            {"verificationParameters", valueOf(verification.verificationParameters)},
+            {"resources", listOf(verification.resources, reportOfResource)},
+            {"trackingEvents", listOf(verification.trackingEvents,
+                                      [](const auto& event) { return reportOfNamedEvent(event); })}};
+}
+
+VKTDictionary reportOfLegacyVerification(const VKTVASTAdExtensionAdVerification& verification) {
+    return {{"javascriptResourceURL", verification.javascriptResourceURL.absoluteString()},
+            {"vendor", valueOf(verification.vendor)},
+            {"verificationParameters", valueOf(verification.verificationParameters)}};
+}
+
+VKTValue reportOfExtension(const std::shared_ptr<VKTVASTAdExtension>& extension) {
+    if (!extension) return {};
+    VKTDictionary report{{"offsetIsForced", extension->offsetIsForced},
+                         {"skipOffset", valueOf(extension->skipOffset)},
+                         {"sortRank", valueOf(extension->sortRank)},
+                         {"customScript", valueOf(extension->customScript)},
+                         {"instanceCount", extension->instanceCount},
+                         {"metrics", listOf(extension->metrics, reportOfTrackingEvent)}};
+    for (const auto& field : vkt_extensionNumberMacros()) {
+        const auto& number = (*extension).*field.member;
+        report.set(field.name, number ? VKTValue(*number) : VKTValue());
+    }
+    for (const auto* fields : {&vkt_extensionTextMacros(), &vkt_extensionRTBMacros()}) {
+        for (const auto& field : *fields)
+            report.set(field.name, valueOf((*extension).*field.member));
+    }
+    report.set("adVerifications", listOf(extension->adVerifications, reportOfLegacyVerification));
+    return report;
+}
+
+}  // namespace
+
+VKTDictionary reportOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType) {
+    return {{"adID", valueOf(ad.adID())},
+            {"adSequence", valueOf(ad.adSequence())},
+            {"adSystem", valueOf(ad.adSystem())},
+            {"adTitle", valueOf(ad.adTitle())},
+            {"wrapperDepth", ad.wrapperDepth()},
+            {"impressions", reportOfURLs(ad.impressions())},
+            {"errorPixels", reportOfURLs(ad.errorPixels())},
+            {"viewabilityEvents",
+             listOf(ad.viewabilityEvents(), [](const auto& event) { return reportOfNamedEvent(event); })},
+            {"linearCreatives",
+             listOf(ad.linearCreatives(),
+                    [&](const auto& creative) { return reportOfLinear(*creative, networkAccessType); })},
+            {"nonLinearCreatives", listOf(ad.nonLinearCreatives(), reportOfNonLinear)},
+            {"companionCreatives", listOf(ad.companionCreatives(), reportOfCompanion)},
+            {"adVerifications", listOf(ad.adVerifications(), reportOfVerification)},
+            {"extension", reportOfExtension(ad.extensions())}};
+}
+
+VKTArray reportOfURLs(const std::vector<VKTVASTURL>& urls) {
+    return listOf(urls, [](const VKTVASTURL& url) { return url.url().absoluteString(); });
+}
+
+VKTArray reportOfErrors(const std::vector<ReportedError>& errors) {
+    return listOf(errors, [](const ReportedError& reported) {
+        return VKTDictionary{{"name", reported.error.errorName()},
+                             {"VASTCode", reported.error.VASTCode()},
+                             {"korvoCode", reported.error.korvoCode()},
+                             {"errorURLs", reportOfURLs(reported.errorURLs)},
+                             {"document", reported.hasDocument}};
+    });
+}
+
+VKTValue reportOfError(const std::optional<VKTError>& error) {
+    if (!error) return {};
+    return VKTDictionary{{"domain", error->domain()},
+                         {"code", error->code()},
+                         {"description", valueOf(error->localizedDescription())}};
+}
+
+std::shared_ptr<VKTVASTMediaFile> chosenMediaFile(const VKTVASTCreativeLinear& creative,
+                                                  std::uint32_t networkAccessType) {
+    return VKTVASTMediaFileSelector::initWithMinBitrate(0, VKTVASTDefaultMaximumBitrate,
+                                                        creative.mediaFiles(), networkAccessType)
+        .mediaFile();
+}
+
+std::string lineOfError(const ReportedError& reported) {
+    const VKTVASTError& error = reported.error;
+    std::string line = error.VASTCode() == -1 ? "error " + std::to_string(error.korvoCode())
+                                              : "VAST error " + std::to_string(error.VASTCode());
+    line += " " + error.errorName() + ": " + error.errorDescription().value_or("");
+    if (error.VASTCode() == -1) return line + " (has no VAST code, so no error pixel is called)";
+    if (reported.errorURLs.empty()) return line + " (no error pixel to call)";
+    line += " Error pixels to call:";
+    for (const VKTVASTURL& url : reported.errorURLs)
+        line += " " + url.url().absoluteString();
+    return line;
+}
+
+void printJSON(const VKTValue& value) {
+    const auto text = vkt_prettyJSONStringWithValue(value);
+    if (text) {
+        std::cout << *text << '\n';
+    } else {
+        printError("the result cannot be written as JSON: it nests too deep or holds text that is not UTF-8");
+    }
+}

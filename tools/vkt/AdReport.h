@@ -1,0 +1,36 @@
+// The model of ads as JSON values: names are the model's property names, absent values are null.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTValue.h"
+#include "VKTCoreKit/vast/VKTVASTAd.h"
+
+/// One VAST problem as a delegate hears of it.
+struct ReportedError {
+    VKTVASTError error;
+    std::vector<VKTVASTURL> errorURLs;
+    bool hasDocument = false;
+};
+
+/// `networkAccessType` decides the most appropriate media file.
+VKTDictionary reportOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType);
+
+VKTArray reportOfURLs(const std::vector<VKTVASTURL>& urls);
+VKTArray reportOfErrors(const std::vector<ReportedError>& errors);
+
+/// Domain, code and description; null for no error.
+VKTValue reportOfError(const std::optional<VKTError>& error);
+
+/// The media file of a creative for a kind of connection; null when it has none.
+std::shared_ptr<VKTVASTMediaFile> chosenMediaFile(const VKTVASTCreativeLinear& creative,
+                                                  std::uint32_t networkAccessType);
+
+/// "VAST error 301 VAST_WRAPPER_ERROR_FETCH: …; error pixels: …", one line for people.
+std::string lineOfError(const ReportedError& error);
+
+/// Indented JSON and a line feed on the standard output.
+void printJSON(const VKTValue& value);
