@@ -57,9 +57,10 @@ struct VKTURLRequest {
     std::vector<std::pair<std::string, std::string>> headers;
     std::optional<std::string> HTTPBody;
 
-    /// The completion only stores its arguments and wakes a waiter: it may run on the transfer thread, before
-    /// completions that are queued for delivery. This is what makes a blocking request possible everywhere,
-    /// the delivery thread included.
+    /// Whoever resumes this waits for it: the transfer may be made on the thread that calls `resume`, which
+    /// then returns after the completion, or the completion may run on a transfer thread, before those that
+    /// are queued for delivery; it only stores its arguments and wakes a waiter. This is what makes a blocking
+    /// request possible everywhere, the delivery thread included.
     bool completesOnTransferThread = false;
 
     void addValue(std::string value, std::string headerField) {

@@ -4,10 +4,6 @@
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <pthread.h>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
-#include <sys/timerfd.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -30,6 +26,9 @@ namespace {
 
 // Idle handles kept; more than that many transfers at once are rare.
 constexpr std::size_t idleTransferLimit = 8;
+constexpr std::size_t idleSetLimit = 4;
+
+constexpr int longestWaitMilliseconds = 60'000;
 
 constexpr bool isRedirectStatus(int status) {
     return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
@@ -95,7 +94,7 @@ class CurlTask final : public VKTHTTPDataTask, public std::enable_shared_from_th
     [[nodiscard]] bool settle() { return !isSettled_.exchange(true); }
     [[nodiscard]] bool isSettled() const { return isSettled_; }
 
-    /// Called once, on the transfer thread, for a task that is settled.
+    /// Called once, on the thread that makes the transfer, for a task that is settled.
     void complete(TransferResult result) {
         if (!request_.completesOnTransferThread) {
             deliver(std::move(result));
@@ -106,7 +105,9 @@ class CurlTask final : public VKTHTTPDataTask, public std::enable_shared_from_th
     }
 
   private:
-    void submit(Command command);
+    void resumeBlocking(TransferEngine* engine);
+
+    void deliverCancelled() { deliver({nullptr, nullptr, cancelledError(request_.url)}); }
 
     void deliver(TransferResult result) {
         deliveryQueue_->post([completion = std::move(completion_), result = std::move(result)] {
@@ -361,145 +362,84 @@ class Transfer {
     std::array<char, CURL_ERROR_SIZE> reason_{};
 };
 
-// All transfers of a session. Whoever resumes a task sends its request right away, under the lock; the thread
-// waits for the sockets without it, and completes the tasks without it. So a blocking request costs one
-// change of threads more than a transfer made by the caller itself.
-class TransferEngine : public std::enable_shared_from_this<TransferEngine> {
+// A multi handle with its connections and the transfers on it. Used by one thread at a time, but for `wake`.
+class TransferSet {
   public:
-    TransferEngine() = default;
-    ~TransferEngine() {
-        idle_.clear();
-        curl_multi_cleanup(multi_);
-        for (const int descriptor : {epoll_, wake_, timer_}) {
-            if (descriptor >= 0) close(descriptor);
-        }
-    }
-    TransferEngine(const TransferEngine&) = delete;
-    TransferEngine& operator=(const TransferEngine&) = delete;
-
-    /// Starts a task, or ends one that `cancel` has settled. False when the session is gone.
-    bool submit(const std::shared_ptr<CurlTask>& task, Command command) {
-        VKTLock lock(mutex_);
-        if (isStopped_) return false;
-        if (!thread_.joinable()) startThread();
-        if (command == Command::Start) {
-            begin(task);
-        } else {
-            endCancelled(task);
-        }
-        collectDone();
-        armTimer();
-        if (!outcomes_.empty()) wake();
-        return true;
-    }
-
-    /// Cancels what is under way and ends the thread.
-    void stop() {
-        std::thread thread;
-        {
-            VKTLock lock(mutex_);
-            isStopped_ = true;
-            thread.swap(thread_);
-            if (!thread.joinable()) return;
-            cancelAll();
-            wake();
-        }
-        if (thread.get_id() == std::this_thread::get_id()) {
-            thread.detach();
-        } else {
-            thread.join();
-        }
-    }
-
-  private:
-    using Clock = std::chrono::steady_clock;
-
-    struct Outcome {
-        std::shared_ptr<CurlTask> task;
-        TransferResult result;
-    };
-
-    void startThread() VKT_REQUIRES(mutex_) {
-        static const CURLcode globalInit = curl_global_init(CURL_GLOBAL_DEFAULT);
-        static_cast<void>(globalInit);
-        multi_ = curl_multi_init();
-        curl_multi_setopt(multi_, CURLMOPT_SOCKETFUNCTION, &TransferEngine::watchSocket);
-        curl_multi_setopt(multi_, CURLMOPT_SOCKETDATA, this);
-        curl_multi_setopt(multi_, CURLMOPT_TIMERFUNCTION, &TransferEngine::setDeadline);
-        curl_multi_setopt(multi_, CURLMOPT_TIMERDATA, this);
-        epoll_ = epoll_create1(EPOLL_CLOEXEC);
-        wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-        timer_ = timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK);
-        watch(EPOLL_CTL_ADD, wake_, EPOLLIN);
-        watch(EPOLL_CTL_ADD, timer_, EPOLLIN);
+    TransferSet() : multi_(curl_multi_init()) {
         // Both names are in use for this list.
         for (const char* name : {"no_proxy", "NO_PROXY"}) {
             const char* hosts = std::getenv(name);
             if (hosts != nullptr) hostsWithoutProxy_.append(",").append(hosts);
         }
-        thread_ = std::thread([self = shared_from_this()] { self->run(); });
     }
-
-    void run() {
-        // The application's signals are not for this thread, and a lost connection raises none (SIGPIPE).
-        sigset_t allSignals;
-        sigfillset(&allSignals);
-        pthread_sigmask(SIG_BLOCK, &allSignals, nullptr);
-
-        std::array<epoll_event, 16> events{};
-        std::vector<Outcome> outcomes;
-        bool isStopped = false;
-        while (!isStopped) {
-            const int count = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), -1);
-            {
-                VKTLock lock(mutex_);
-                for (int i = 0; i < count; ++i)
-                    handleEvent(events[static_cast<std::size_t>(i)]);
-                collectDone();
-                armTimer();
-                outcomes.swap(outcomes_);
-                isStopped = isStopped_;
-            }
-            for (Outcome& outcome : outcomes)
-                outcome.task->complete(std::move(outcome.result));
-            outcomes.clear();
-        }
+    ~TransferSet() {
+        idle_.clear();
+        curl_multi_cleanup(multi_);
     }
+    TransferSet(const TransferSet&) = delete;
+    TransferSet& operator=(const TransferSet&) = delete;
 
-    void handleEvent(const epoll_event& event) VKT_REQUIRES(mutex_) {
-        const int descriptor = event.data.fd;
-        std::uint64_t ignored = 0;
-        if (descriptor == wake_) {
-            eventfd_read(wake_, &ignored);
-        } else if (descriptor == timer_) {
-            static_cast<void>(read(timer_, &ignored, sizeof ignored));
-            armed_ = Clock::time_point::max();
-            act(CURL_SOCKET_TIMEOUT, 0);
-        } else {
-            act(descriptor, ((event.events & EPOLLIN) != 0 ? CURL_CSELECT_IN : 0) |
-                                ((event.events & EPOLLOUT) != 0 ? CURL_CSELECT_OUT : 0) |
-                                ((event.events & (EPOLLERR | EPOLLHUP)) != 0 ? CURL_CSELECT_ERR : 0));
-        }
-    }
+    void wake() { curl_multi_wakeup(multi_); }
 
-    void act(curl_socket_t socket, int readiness) VKT_REQUIRES(mutex_) {
-        int running = 0;
-        if (!isStopped_) curl_multi_socket_action(multi_, socket, readiness, &running);
-    }
-
-    void begin(const std::shared_ptr<CurlTask>& task) VKT_REQUIRES(mutex_) {
-        if (task->isSettled()) return;
+    void begin(const std::shared_ptr<CurlTask>& task) {
         if (auto error = errorBeforeStart(task->request())) {
-            if (task->settle()) outcomes_.push_back({task, {nullptr, nullptr, std::move(error)}});
+            if (task->settle()) task->complete({nullptr, nullptr, std::move(error)});
             return;
         }
         std::unique_ptr<Transfer> transfer = takeTransfer();
         transfer->prepare(task, hostsWithoutProxy_);
         curl_multi_add_handle(multi_, transfer->easy());
         active_.emplace(task.get(), std::move(transfer));
-        act(CURL_SOCKET_TIMEOUT, 0);
     }
 
+    /// Moves all transfers on as far as they get without waiting, and completes those that have ended.
+    void advance() {
+        int running = 0;
+        curl_multi_perform(multi_, &running);
+        int left = 0;
+        while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
+            if (message->msg != CURLMSG_DONE) continue;
+            char* userData = nullptr;
+            curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &userData);
+            Transfer& transfer = *reinterpret_cast<Transfer*>(userData);
+            const std::shared_ptr<CurlTask> task = transfer.task();
+            // One that was cancelled meanwhile is ended by `endCancelled`.
+            if (!task->settle()) continue;
+            // Completed first: cleaning up may take its time.
+            task->complete(transfer.result(message->data.result));
+            retire(*task);
+        }
+    }
+
+    /// Waits for the network, a deadline or `wake`.
+    void wait() { curl_multi_poll(multi_, nullptr, 0, longestWaitMilliseconds, nullptr); }
+
+    [[nodiscard]] bool isActive(const CurlTask& task) const { return active_.contains(&task); }
+
+    /// Completes a task that was settled as cancelled, whether its transfer has begun or not.
+    void endCancelled(CurlTask& task) {
+        TransferResult result{nullptr, nullptr, cancelledError(task.request().url)};
+        const auto found = active_.find(&task);
+        if (found == active_.end()) return task.complete(std::move(result));
+        result.response = found->second->takeFinalResponse();
+        const std::shared_ptr<CurlTask> keptAlive = found->second->task();
+        task.complete(std::move(result));
+        retire(task);
+    }
+
+    /// Cancels all. A task that has been cancelled already is left to that.
+    void cancelAll() {
+        while (!active_.empty()) {
+            const std::shared_ptr<CurlTask> task = active_.begin()->second->task();
+            if (task->settle()) {
+                endCancelled(*task);
+            } else {
+                retire(*task);
+            }
+        }
+    }
+
+  private:
     static std::optional<VKTError> errorBeforeStart(const VKTURLRequest& request) {
         const VKTURL& url = request.url;
         const auto scheme = url.scheme();
@@ -513,49 +453,14 @@ class TransferEngine : public std::enable_shared_from_this<TransferEngine> {
         return std::nullopt;
     }
 
-    void collectDone() VKT_REQUIRES(mutex_) {
-        int left = 0;
-        while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
-            if (message->msg != CURLMSG_DONE) continue;
-            char* userData = nullptr;
-            curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &userData);
-            Transfer& transfer = *reinterpret_cast<Transfer*>(userData);
-            const std::shared_ptr<CurlTask> task = transfer.task();
-            // One that was cancelled meanwhile is ended by `endCancelled`.
-            if (!task->settle()) continue;
-            outcomes_.push_back({task, transfer.result(message->data.result)});
-            retire(*task);
-        }
-    }
-
-    void endCancelled(const std::shared_ptr<CurlTask>& task) VKT_REQUIRES(mutex_) {
-        std::shared_ptr<const VKTURLResponse> response;
-        if (const auto found = active_.find(task.get()); found != active_.end()) {
-            response = found->second->takeFinalResponse();
-            retire(*task);
-        }
-        outcomes_.push_back({task, {nullptr, std::move(response), cancelledError(task->request().url)}});
-    }
-
-    void cancelAll() VKT_REQUIRES(mutex_) {
-        while (!active_.empty()) {
-            const std::shared_ptr<CurlTask> task = active_.begin()->second->task();
-            if (task->settle()) {
-                endCancelled(task);
-            } else {
-                retire(*task);
-            }
-        }
-    }
-
-    std::unique_ptr<Transfer> takeTransfer() VKT_REQUIRES(mutex_) {
+    std::unique_ptr<Transfer> takeTransfer() {
         if (idle_.empty()) return std::make_unique<Transfer>();
         std::unique_ptr<Transfer> transfer = std::move(idle_.back());
         idle_.pop_back();
         return transfer;
     }
 
-    void retire(const CurlTask& task) VKT_REQUIRES(mutex_) {
+    void retire(const CurlTask& task) {
         const auto found = active_.find(&task);
         std::unique_ptr<Transfer> transfer = std::move(found->second);
         active_.erase(found);
@@ -564,81 +469,183 @@ class TransferEngine : public std::enable_shared_from_this<TransferEngine> {
         if (idle_.size() < idleTransferLimit) idle_.push_back(std::move(transfer));
     }
 
-    static int watchSocket(CURL* /*easy*/, curl_socket_t socket, int interest, void* userData,
-                           void* isWatched) {
-        auto& engine = *static_cast<TransferEngine*>(userData);
-        if (interest == CURL_POLL_REMOVE) {
-            engine.watch(EPOLL_CTL_DEL, socket, 0);
-            return 0;
+    CURLM* multi_;
+    std::string hostsWithoutProxy_ = "localhost,127.0.0.0/8,::1";
+    std::unordered_map<const CurlTask*, std::unique_ptr<Transfer>> active_;
+    std::vector<std::unique_ptr<Transfer>> idle_;
+};
+
+// All transfers of a session: one thread with a set of its own, and a set for each blocking request, driven
+// by the thread that waits for it. So a blocking request costs no change of threads.
+class TransferEngine : public std::enable_shared_from_this<TransferEngine> {
+  public:
+    /// Hands a command to the thread. False when the session is gone.
+    bool submit(std::shared_ptr<CurlTask> task, Command command) {
+        {
+            VKTLock lock(mutex_);
+            if (isStopped_) return false;
+            submitted_.push_back({std::move(task), command});
+            if (!thread_.joinable()) startThread();
         }
-        engine.watch(isWatched != nullptr ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket,
-                     ((interest & CURL_POLL_IN) != 0 ? EPOLLIN : 0U) |
-                         ((interest & CURL_POLL_OUT) != 0 ? EPOLLOUT : 0U));
-        if (isWatched == nullptr) curl_multi_assign(engine.multi_, socket, &engine);
-        return 0;
+        transfers_->wake();
+        return true;
     }
 
-    void watch(int operation, int descriptor, std::uint32_t interest) const {
-        epoll_event event{};
-        event.events = interest;
-        event.data.fd = descriptor;
-        epoll_ctl(epoll_, operation, descriptor, &event);
+    /// Makes the transfer of a task on the calling thread. False when the session is gone.
+    bool perform(const std::shared_ptr<CurlTask>& task) {
+        std::unique_ptr<TransferSet> transfers = takeBlockingSet();
+        if (!transfers) return false;
+        if (task->isSettled()) {
+            transfers->endCancelled(*task);
+        } else {
+            transfers->begin(task);
+        }
+        while (transfers->isActive(*task)) {
+            transfers->advance();
+            if (!transfers->isActive(*task)) break;
+            if (task->isSettled() || (isStopped() && task->settle())) {
+                transfers->endCancelled(*task);
+            } else {
+                transfers->wait();
+            }
+        }
+        returnBlockingSet(std::move(transfers));
+        return true;
     }
 
-    // Called by libcurl, which is only entered under the lock.
-    static int setDeadline(CURLM* /*multi*/, long milliseconds, void* userData) {
-        auto& engine = *static_cast<TransferEngine*>(userData);
-        engine.deadline_ = milliseconds < 0 ? Clock::time_point::max()
-                                            : Clock::now() + std::chrono::milliseconds(milliseconds);
-        return 0;
+    /// Lets every blocking transfer look whether it has been cancelled.
+    void wakeBlockingTransfers() {
+        VKTLock lock(mutex_);
+        for (TransferSet* transfers : busySets_)
+            transfers->wake();
     }
 
-    // A timer that fires too early does no harm, so it is only ever set to an earlier time: most transfers
-    // end long before their deadline and cost no system call here.
-    void armTimer() VKT_REQUIRES(mutex_) {
-        if (deadline_ >= armed_) return;
-        armed_ = deadline_;
-        const auto delay = std::max(deadline_ - Clock::now(), Clock::duration(1));  // 0 would disarm it
-        const auto seconds = std::chrono::floor<std::chrono::seconds>(delay);
-        itimerspec setting{};
-        setting.it_value.tv_sec = seconds.count();
-        setting.it_value.tv_nsec = (delay - seconds).count();
-        timerfd_settime(timer_, 0, &setting, nullptr);
+    /// Cancels what is under way and ends the thread.
+    void stop() {
+        std::thread thread;
+        {
+            VKTLock lock(mutex_);
+            isStopped_ = true;
+            thread.swap(thread_);
+        }
+        wakeBlockingTransfers();
+        if (!thread.joinable()) return;
+        transfers_->wake();
+        if (thread.get_id() == std::this_thread::get_id()) {
+            thread.detach();
+        } else {
+            thread.join();
+        }
     }
 
-    void wake() const { eventfd_write(wake_, 1); }
+  private:
+    using Submission = std::pair<std::shared_ptr<CurlTask>, Command>;
+
+    static void initializeLibrary() {
+        static const CURLcode globalInit = curl_global_init(CURL_GLOBAL_DEFAULT);
+        static_cast<void>(globalInit);
+    }
+
+    void startThread() VKT_REQUIRES(mutex_) {
+        initializeLibrary();
+        transfers_ = std::make_unique<TransferSet>();
+        thread_ = std::thread([self = shared_from_this()] { self->run(); });
+    }
+
+    void run() {
+        // The application's signals are not for this thread, and a lost connection raises none (SIGPIPE).
+        sigset_t allSignals;
+        sigfillset(&allSignals);
+        pthread_sigmask(SIG_BLOCK, &allSignals, nullptr);
+
+        while (takeSubmitted()) {
+            transfers_->advance();
+            transfers_->wait();
+        }
+        transfers_->cancelAll();
+    }
+
+    // False when the thread has to end.
+    bool takeSubmitted() {
+        std::vector<Submission> submitted;
+        bool hasStopped = false;
+        {
+            VKTLock lock(mutex_);
+            submitted.swap(submitted_);
+            hasStopped = isStopped_;
+        }
+        for (const auto& [task, command] : submitted) {
+            if (command == Command::Cancel || (hasStopped && task->settle())) {
+                transfers_->endCancelled(*task);
+            } else if (!task->isSettled()) {
+                transfers_->begin(task);
+            }
+        }
+        return !hasStopped;
+    }
+
+    [[nodiscard]] bool isStopped() {
+        VKTLock lock(mutex_);
+        return isStopped_;
+    }
+
+    // The set used last: its connections are the warmest.
+    std::unique_ptr<TransferSet> takeBlockingSet() {
+        VKTLock lock(mutex_);
+        if (isStopped_) return nullptr;
+        std::unique_ptr<TransferSet> transfers;
+        if (idleSets_.empty()) {
+            initializeLibrary();
+            transfers = std::make_unique<TransferSet>();
+        } else {
+            transfers = std::move(idleSets_.back());
+            idleSets_.pop_back();
+        }
+        busySets_.push_back(transfers.get());
+        return transfers;
+    }
+
+    void returnBlockingSet(std::unique_ptr<TransferSet> transfers) {
+        VKTLock lock(mutex_);
+        std::erase(busySets_, transfers.get());
+        if (!isStopped_ && idleSets_.size() < idleSetLimit) idleSets_.push_back(std::move(transfers));
+    }
 
     VKTMutex mutex_;
+    std::vector<Submission> submitted_ VKT_GUARDED_BY(mutex_);
     std::thread thread_ VKT_GUARDED_BY(mutex_);
     bool isStopped_ VKT_GUARDED_BY(mutex_) = false;
-    std::unordered_map<const CurlTask*, std::unique_ptr<Transfer>> active_ VKT_GUARDED_BY(mutex_);
-    std::vector<std::unique_ptr<Transfer>> idle_ VKT_GUARDED_BY(mutex_);
-    std::vector<Outcome> outcomes_ VKT_GUARDED_BY(mutex_);
-    std::string hostsWithoutProxy_ VKT_GUARDED_BY(mutex_) = "localhost,127.0.0.0/8,::1";
-    Clock::time_point deadline_ = Clock::time_point::max();  // libcurl's next
-    Clock::time_point armed_ VKT_GUARDED_BY(mutex_) = Clock::time_point::max();
+    std::vector<std::unique_ptr<TransferSet>> idleSets_ VKT_GUARDED_BY(mutex_);
+    std::vector<TransferSet*> busySets_ VKT_GUARDED_BY(mutex_);
 
-    // Made before the thread starts. The multi handle is used under the lock only.
-    CURLM* multi_ = nullptr;
-    int epoll_ = -1;
-    int wake_ = -1;
-    int timer_ = -1;
+    std::unique_ptr<TransferSet> transfers_;  // the thread's own, made before it starts
 };
 
 void CurlTask::resume() {
-    if (!isStarted_.exchange(true)) submit(Command::Start);
+    if (isStarted_.exchange(true)) return;
+    const auto engine = engine_.lock();
+    if (request_.completesOnTransferThread) {
+        resumeBlocking(engine.get());
+    } else if ((!engine || !engine->submit(shared_from_this(), Command::Start)) && settle()) {
+        deliverCancelled();
+    }
+}
+
+// A blocking task that has been resumed is completed here and nowhere else, also when it is cancelled.
+void CurlTask::resumeBlocking(TransferEngine* engine) {
+    if (engine != nullptr && engine->perform(shared_from_this())) return;
+    isSettled_ = true;
+    complete({nullptr, nullptr, cancelledError(request_.url)});
 }
 
 void CurlTask::cancel() {
-    isStarted_ = true;
-    if (settle()) submit(Command::Cancel);
-}
-
-void CurlTask::submit(Command command) {
+    const bool wasStarted = isStarted_.exchange(true);
+    if (!settle()) return;
     const auto engine = engine_.lock();
-    if (engine && engine->submit(shared_from_this(), command)) return;
-    if (command == Command::Cancel || settle()) {
-        deliver({nullptr, nullptr, cancelledError(request_.url)});
+    if (wasStarted && request_.completesOnTransferThread) {
+        if (engine) engine->wakeBlockingTransfers();
+    } else if (!engine || !engine->submit(shared_from_this(), Command::Cancel)) {
+        deliverCancelled();
     }
 }
 

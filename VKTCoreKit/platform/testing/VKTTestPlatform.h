@@ -1,0 +1,39 @@
+// A platform of fakes, and a way to put one in force for the length of a test.
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/platform/testing/VKTFakeHTTPSession.h"
+#include "VKTCoreKit/platform/testing/VKTFixedRandomSource.h"
+#include "VKTCoreKit/platform/testing/VKTManualClock.h"
+#include "VKTCoreKit/platform/testing/VKTManualRunLoop.h"
+
+/// The platform and its fakes by their own types.
+struct VKTTestPlatform {
+    std::shared_ptr<VKTManualClock> clock;
+    std::shared_ptr<VKTFixedRandomSource> random;
+    std::shared_ptr<VKTFakeHTTPSession> HTTPSession;
+    std::shared_ptr<VKTManualRunLoop> mainRunLoop;
+    VKTPlatform platform;
+};
+
+/// Time, draws, answers and the main loop by hand. The XML reader, queues and pools are the linked
+/// platform's: what blocks on them would never end on a queue that is stepped by hand.
+VKTTestPlatform vkt_makeTestPlatform();
+
+/// Puts a platform in force and, when destroyed, the old one. One at a time, while nothing of the library
+/// runs.
+class VKTScopedPlatform {
+  public:
+    explicit VKTScopedPlatform(VKTPlatform platform) : previous_(VKTPlatform::current()) {
+        VKTPlatform::setCurrent(std::move(platform));
+    }
+    ~VKTScopedPlatform() { VKTPlatform::setCurrent(std::move(previous_)); }
+    VKTScopedPlatform(const VKTScopedPlatform&) = delete;
+    VKTScopedPlatform& operator=(const VKTScopedPlatform&) = delete;
+
+  private:
+    VKTPlatform previous_;
+};

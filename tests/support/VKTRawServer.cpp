@@ -1,0 +1,108 @@
+#include "tests/support/VKTRawServer.h"
+
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+
+namespace {
+
+sockaddr_in loopbackAddress() {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+int bindToAnyPort(int socket) {
+    sockaddr_in address = loopbackAddress();
+    socklen_t length = sizeof address;
+    bind(socket, reinterpret_cast<const sockaddr*>(&address), length);
+    getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
+    return ntohs(address.sin_port);
+}
+
+std::string urlWithPort(int port, const std::string& path) {
+    return "http://127.0.0.1:" + std::to_string(port) + path;
+}
+
+}  // namespace
+
+VKTRawServer::VKTRawServer(VKTRawAnswer answer)
+    : answer_(std::move(answer)),
+      listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)),
+      stop_(eventfd(0, EFD_CLOEXEC)),
+      port_(bindToAnyPort(listener_)) {
+    listen(listener_, SOMAXCONN);
+    thread_ = std::thread([this] { run(); });
+}
+
+VKTRawServer::~VKTRawServer() {
+    eventfd_write(stop_, 1);
+    thread_.join();
+    for (const int connection : hanging_)
+        close(connection);
+    close(listener_);
+    close(stop_);
+}
+
+std::string VKTRawServer::url(const std::string& path) const {
+    return urlWithPort(port_, path);
+}
+
+// Bound but not listening, and kept so that nobody else takes the port.
+std::string VKTRawServer::refusingURL() {
+    static const int port = bindToAnyPort(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    return urlWithPort(port, "/");
+}
+
+bool VKTRawServer::isStopped(std::chrono::milliseconds wait) const {
+    pollfd event{stop_, POLLIN, 0};
+    return poll(&event, 1, static_cast<int>(wait.count())) > 0;
+}
+
+void VKTRawServer::run() {
+    while (true) {
+        std::array<pollfd, 2> events{{{listener_, POLLIN, 0}, {stop_, POLLIN, 0}}};
+        poll(events.data(), events.size(), -1);
+        if (events[1].revents != 0) return;
+        const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (connection >= 0) answer(connection);
+    }
+}
+
+bool VKTRawServer::receiveHeader(int connection) const {
+    std::string header;
+    while (header.find("\r\n\r\n") == std::string::npos) {
+        std::array<pollfd, 2> events{{{connection, POLLIN, 0}, {stop_, POLLIN, 0}}};
+        poll(events.data(), events.size(), -1);
+        if (events[1].revents != 0) return false;
+        std::array<char, 4096> buffer{};
+        const ssize_t length = recv(connection, buffer.data(), buffer.size(), 0);
+        if (length <= 0) return false;
+        header.append(buffer.data(), static_cast<std::size_t>(length));
+    }
+    return true;
+}
+
+void VKTRawServer::answer(int connection) {
+    if (receiveHeader(connection)) {
+        ++requestCount_;
+        for (const std::string& piece : answer_.pieces) {
+            if (send(connection, piece.data(), piece.size(), MSG_NOSIGNAL) < 0 || isStopped(answer_.pause))
+                break;
+        }
+        if (answer_.ending == VKTRawAnswer::Hang) {
+            hanging_.push_back(connection);
+            return;
+        }
+        if (answer_.ending == VKTRawAnswer::Reset) {
+            const linger atOnce{1, 0};
+            setsockopt(connection, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+        }
+    }
+    close(connection);
+}

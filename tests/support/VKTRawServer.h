@@ -1,0 +1,48 @@
+// A server that sends exactly the bytes it is given, however broken.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+struct VKTRawAnswer {
+    enum Ending { Close, Hang, Reset };
+
+    std::vector<std::string> pieces;
+    Ending ending = Close;
+    std::chrono::milliseconds pause{0};  ///< after each piece
+};
+
+/// Gives every connection on 127.0.0.1, one after the other, the same answer once a request header has come.
+/// Ends at once when destroyed, whatever it is doing.
+class VKTRawServer {
+  public:
+    explicit VKTRawServer(VKTRawAnswer answer);
+    ~VKTRawServer();
+    VKTRawServer(const VKTRawServer&) = delete;
+    VKTRawServer& operator=(const VKTRawServer&) = delete;
+
+    [[nodiscard]] std::string url(const std::string& path = "/") const;
+
+    /// Connections that have sent a request so far.
+    [[nodiscard]] int requestCount() const { return requestCount_; }
+
+    /// A URL on which nobody listens.
+    static std::string refusingURL();
+
+  private:
+    void run();
+    void answer(int connection);
+    [[nodiscard]] bool receiveHeader(int connection) const;
+    [[nodiscard]] bool isStopped(std::chrono::milliseconds wait) const;
+
+    const VKTRawAnswer answer_;
+    int listener_ = -1;
+    int stop_ = -1;
+    int port_ = 0;
+    std::vector<int> hanging_;
+    std::atomic<int> requestCount_ = 0;
+    std::thread thread_;
+};
