@@ -9,7 +9,9 @@ using namespace std::chrono;
 namespace {
 
 // The instant as the zone's clocks show it.
-VKTDate localDate(VKTDate date, const VKTTimeZone& timeZone) { return date + timeZone.secondsFromUTC(date); }
+VKTDate localDate(VKTDate date, const VKTTimeZone& timeZone) {
+    return date + timeZone.secondsFromUTC(date);
+}
 
 }  // namespace
 

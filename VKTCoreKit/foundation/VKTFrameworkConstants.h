@@ -1,4 +1,5 @@
-// What the library says of itself. The version is written here and nowhere else; the build reads it from here.
+// What the library says of itself. The version is written here and nowhere else; the build reads it from
+// here.
 #pragma once
 
 inline constexpr const char* VKTFrameworkName = "VKTCoreKit";

@@ -24,7 +24,8 @@ enum Tag : char {
 };
 
 void appendUnsigned(std::string& out, std::uint64_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>((value >> (8 * i)) & 0xFFU));
+    for (int i = 0; i < bytes; ++i)
+        out.push_back(static_cast<char>((value >> (8 * i)) & 0xFFU));
 }
 
 void appendText(std::string& out, std::string_view text) {
@@ -67,7 +68,8 @@ void appendValue(std::string& out, const VKTValue& value) {
     } else if (const auto* array = value.asArray()) {
         out.push_back(TagArray);
         appendUnsigned(out, array->size(), 4);
-        for (const VKTValue& element : *array) appendValue(out, element);
+        for (const VKTValue& element : *array)
+            appendValue(out, element);
     } else if (const auto* dictionary = value.asDictionary()) {
         appendDictionary(out, *dictionary);
     } else {
@@ -108,12 +110,16 @@ class Reader {
         const auto tag = take(1);
         if (!tag || depth > depthLimit) return std::nullopt;
         switch ((*tag)[0]) {
-            case TagNull: return VKTValue();
-            case TagFalse: return VKTValue(false);
-            case TagTrue: return VKTValue(true);
+            case TagNull:
+                return VKTValue();
+            case TagFalse:
+                return VKTValue(false);
+            case TagTrue:
+                return VKTValue(true);
             case TagInteger:
             case TagDouble:
-            case TagDate: return takeFixed((*tag)[0]);
+            case TagDate:
+                return takeFixed((*tag)[0]);
             case TagString:
             case TagBytes: {
                 const auto text = takeText();
@@ -121,9 +127,12 @@ class Reader {
                 if ((*tag)[0] == TagString) return VKTValue(*text);
                 return VKTValue(VKTBytes{std::string(*text)});
             }
-            case TagArray: return takeArray(depth);
-            case TagDictionary: return takeDictionary(depth);
-            default: return std::nullopt;
+            case TagArray:
+                return takeArray(depth);
+            case TagDictionary:
+                return takeDictionary(depth);
+            default:
+                return std::nullopt;
         }
     }
 
@@ -181,9 +190,13 @@ void VKTKeyedArchiver::encodeNumber(std::string_view key, const std::optional<VK
     values_.set(key, value->isInteger() ? VKTValue(value->integerValue()) : VKTValue(value->doubleValue()));
 }
 
-void VKTKeyedArchiver::encodeBool(std::string_view key, bool value) { values_.set(key, value); }
+void VKTKeyedArchiver::encodeBool(std::string_view key, bool value) {
+    values_.set(key, value);
+}
 
-void VKTKeyedArchiver::encodeDate(std::string_view key, VKTDate value) { values_.set(key, value); }
+void VKTKeyedArchiver::encodeDate(std::string_view key, VKTDate value) {
+    values_.set(key, value);
+}
 
 std::optional<std::string> VKTKeyedUnarchiver::decodeString(std::string_view key) const {
     const VKTValue* value = values_.find(key);

@@ -33,7 +33,8 @@ class VKTKeyedArchiver {
     template <typename List>
     void encodeObjects(std::string_view key, const List& objects) {
         VKTArray array;
-        for (const auto& object : objects) array.emplace_back(archived(object));
+        for (const auto& object : objects)
+            array.emplace_back(archived(object));
         values_.set(key, std::move(array));
     }
 
@@ -75,8 +76,8 @@ class VKTKeyedUnarchiver {
         return object == nullptr ? Result{} : Object::initWithCoder(VKTKeyedUnarchiver(*object));
     }
 
-    /// The objects of a list in order, without those that do not build. A value type gives values, a type with
-    /// identity gives shared pointers.
+    /// The objects of a list in order, without those that do not build. A value type gives values, a type
+    /// with identity gives shared pointers.
     template <typename Object>
     [[nodiscard]] auto decodeObjects(std::string_view key) const {
         using Result = decltype(Object::initWithCoder(*this));
@@ -103,8 +104,8 @@ class VKTKeyedUnarchiver {
     const VKTDictionary& values_;
 };
 
-/// The bytes of one archived object. Layout: "VKTA", a format byte (1), the class name, then the keyed values;
-/// integers are little-endian, lengths are 32-bit and come first.
+/// The bytes of one archived object. Layout: "VKTA", a format byte (1), the class name, then the keyed
+/// values; integers are little-endian, lengths are 32-bit and come first.
 std::string vkt_archiveData(std::string_view className, const VKTDictionary& values);
 
 /// The keyed values of an archive; nothing when the bytes are damaged, cut short, followed by others, nested

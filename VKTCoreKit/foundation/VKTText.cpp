@@ -58,7 +58,8 @@ std::string_view withoutLeadingWhiteSpace(std::string_view text) {
 
 std::size_t digitsAt(std::string_view text, std::size_t start) {
     std::size_t end = start;
-    while (end < text.size() && vkt_isDigit(text[end])) ++end;
+    while (end < text.size() && vkt_isDigit(text[end]))
+        ++end;
     return end - start;
 }
 
@@ -134,8 +135,12 @@ std::string fixedSixDecimals(double value) {
     return {buffer.data(), result.ptr};
 }
 
-char toLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-char toUpper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+char toLower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+char toUpper(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
 
 }  // namespace
 
@@ -165,7 +170,9 @@ std::string vkt_removingWhiteSpace(std::string_view text) {
     return result;
 }
 
-bool vkt_isEmptyOrWhiteSpace(std::string_view text) { return withoutLeadingWhiteSpace(text).empty(); }
+bool vkt_isEmptyOrWhiteSpace(std::string_view text) {
+    return withoutLeadingWhiteSpace(text).empty();
+}
 
 std::string vkt_lowercased(std::string_view text) {
     std::string result(text);
@@ -220,8 +227,12 @@ std::string vkt_joined(const std::vector<std::string>& pieces, std::string_view 
     return result;
 }
 
-double vkt_doubleValue(std::string_view text) { return lenientValue<double>(text); }
-float vkt_floatValue(std::string_view text) { return lenientValue<float>(text); }
+double vkt_doubleValue(std::string_view text) {
+    return lenientValue<double>(text);
+}
+float vkt_floatValue(std::string_view text) {
+    return lenientValue<float>(text);
+}
 
 std::int64_t vkt_integerValue(std::string_view text) {
     text = withoutLeadingWhiteSpace(text);
@@ -241,8 +252,12 @@ bool vkt_boolValue(std::string_view text) {
     return std::string_view("tTyY123456789").find(text[0]) != std::string_view::npos;
 }
 
-std::string vkt_numberDescription(double value) { return shortestDescription(value); }
-std::string vkt_numberDescription(float value) { return shortestDescription(value); }
+std::string vkt_numberDescription(double value) {
+    return shortestDescription(value);
+}
+std::string vkt_numberDescription(float value) {
+    return shortestDescription(value);
+}
 
 bool vkt_isValidUTF8(std::string_view bytes) {
     while (!bytes.empty()) {
@@ -275,7 +290,8 @@ double VKTFormatArgument::floatingPoint() const {
     return std::get<double>(value_);
 }
 
-std::string vkt_stringWithFormat(std::string_view format, std::initializer_list<VKTFormatArgument> arguments) {
+std::string vkt_stringWithFormat(std::string_view format,
+                                 std::initializer_list<VKTFormatArgument> arguments) {
     struct Placeholder {
         std::string_view text;
         std::string (*print)(const VKTFormatArgument&);

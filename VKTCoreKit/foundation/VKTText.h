@@ -33,8 +33,12 @@ std::string vkt_uppercased(std::string_view text);
 /// Equal but for the case of ASCII letters.
 bool vkt_equalsIgnoringCase(std::string_view left, std::string_view right);
 
-inline bool vkt_isDigit(char c) { return c >= '0' && c <= '9'; }
-inline bool vkt_isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+inline bool vkt_isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+inline bool vkt_isLetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
 inline bool vkt_isHexDigit(char c) {
     return vkt_isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
@@ -48,8 +52,8 @@ std::vector<std::string_view> vkt_split(std::string_view text, char separator);
 
 std::string vkt_joined(const std::vector<std::string>& pieces, std::string_view separator);
 
-/// Lenient numbers: leading white space, sign, digits, fraction, exponent, and stop there; 0 when no number is
-/// there. Never infinite and never NaN: what is too large becomes the largest finite value.
+/// Lenient numbers: leading white space, sign, digits, fraction, exponent, and stop there; 0 when no number
+/// is there. Never infinite and never NaN: what is too large becomes the largest finite value.
 double vkt_doubleValue(std::string_view text);
 float vkt_floatValue(std::string_view text);
 
@@ -91,6 +95,7 @@ class VKTFormatArgument {
     std::variant<std::string_view, std::int64_t, double> value_;
 };
 
-/// Formats with "%@" (any argument), "%ld" and "%d" (integers), "%f" (six decimals, never localised) and "%%".
-/// A placeholder without an argument prints "(null)"; an argument too many is ignored; any other "%" stays.
+/// Formats with "%@" (any argument), "%ld" and "%d" (integers), "%f" (six decimals, never localised) and
+/// "%%". A placeholder without an argument prints "(null)"; an argument too many is ignored; any other "%"
+/// stays.
 std::string vkt_stringWithFormat(std::string_view format, std::initializer_list<VKTFormatArgument> arguments);

@@ -13,8 +13,10 @@ using CharacterTable = std::array<bool, 256>;
 
 constexpr CharacterTable tableOf(std::string_view more) {
     CharacterTable table{};
-    for (const char c : unreserved) table[static_cast<unsigned char>(c)] = true;
-    for (const char c : more) table[static_cast<unsigned char>(c)] = true;
+    for (const char c : unreserved)
+        table[static_cast<unsigned char>(c)] = true;
+    for (const char c : more)
+        table[static_cast<unsigned char>(c)] = true;
     return table;
 }
 
@@ -25,7 +27,9 @@ constexpr CharacterTable urlAllowed = tableOf("!$&'()*+,;=:@/?[]");
 constexpr CharacterTable registeredNameAllowed = tableOf("!$&'()*+,;=%");
 constexpr CharacterTable userInfoAllowed = tableOf("!$&'()*+,;=:%");
 
-bool contains(const CharacterTable& table, char c) { return table[static_cast<unsigned char>(c)]; }
+bool contains(const CharacterTable& table, char c) {
+    return table[static_cast<unsigned char>(c)];
+}
 
 bool containsAll(const CharacterTable& table, std::string_view text) {
     return std::all_of(text.begin(), text.end(), [&](char c) { return contains(table, c); });
@@ -40,7 +44,8 @@ void appendEncoded(std::string& result, char c) {
 }
 
 bool isEscape(std::string_view text, std::size_t percent) {
-    return percent + 2 < text.size() && vkt_isHexDigit(text[percent + 1]) && vkt_isHexDigit(text[percent + 2]);
+    return percent + 2 < text.size() && vkt_isHexDigit(text[percent + 1]) &&
+           vkt_isHexDigit(text[percent + 2]);
 }
 
 // RFC 3986 section 3.1; the length without the colon, 0 when there is no scheme.
@@ -169,7 +174,9 @@ std::optional<VKTURL> VKTURL::URLWithDocumentText(std::string_view text) {
     return VKTURL(std::move(encoded));
 }
 
-VKTURL VKTURL::URLByEncodingSquareBrackets() const { return VKTURL(encodedForURL(text_)); }
+VKTURL VKTURL::URLByEncodingSquareBrackets() const {
+    return VKTURL(encodedForURL(text_));
+}
 
 std::optional<std::string_view> VKTURL::scheme() const {
     const std::size_t length = schemeLength(text_);

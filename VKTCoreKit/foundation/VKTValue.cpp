@@ -46,7 +46,8 @@ VKTDictionary::~VKTDictionary() = default;
 
 VKTDictionary::VKTDictionary(std::initializer_list<Entry> entries) {
     reserve(entries.size());
-    for (const Entry& entry : entries) set(entry.key, entry.value);
+    for (const Entry& entry : entries)
+        set(entry.key, entry.value);
 }
 
 VKTDictionary::VKTDictionary(const VKTDictionary& other)
@@ -103,14 +104,25 @@ void VKTDictionary::remove(std::string_view key) {
 
 void VKTDictionary::rebuildIndex() {
     index_ = std::make_unique<Index>();
-    for (std::size_t i = 0; i < entries_.size(); ++i) index_->emplace(entries_[i].key, i);
+    for (std::size_t i = 0; i < entries_.size(); ++i)
+        index_->emplace(entries_[i].key, i);
 }
 
-void VKTDictionary::reserve(std::size_t count) { entries_.reserve(count); }
-std::size_t VKTDictionary::size() const { return entries_.size(); }
-bool VKTDictionary::empty() const { return entries_.empty(); }
-const VKTDictionary::Entry* VKTDictionary::begin() const { return entries_.data(); }
-const VKTDictionary::Entry* VKTDictionary::end() const { return entries_.data() + entries_.size(); }
+void VKTDictionary::reserve(std::size_t count) {
+    entries_.reserve(count);
+}
+std::size_t VKTDictionary::size() const {
+    return entries_.size();
+}
+bool VKTDictionary::empty() const {
+    return entries_.empty();
+}
+const VKTDictionary::Entry* VKTDictionary::begin() const {
+    return entries_.data();
+}
+const VKTDictionary::Entry* VKTDictionary::end() const {
+    return entries_.data() + entries_.size();
+}
 
 bool operator==(const VKTDictionary& left, const VKTDictionary& right) {
     return left.size() == right.size() &&
@@ -135,10 +147,12 @@ std::string VKTValue::description() const {
     if (const auto* date = asDate()) return vkt_ISO8601StringFromDate(*date, VKTTimeZone::UTC());
     std::vector<std::string> pieces;
     if (const auto* array = asArray()) {
-        for (const VKTValue& element : *array) pieces.push_back(element.description());
+        for (const VKTValue& element : *array)
+            pieces.push_back(element.description());
         return "(" + vkt_joined(pieces, ", ") + ")";
     }
-    for (const auto& [key, value] : *asDictionary()) pieces.push_back(key + " = " + value.description());
+    for (const auto& [key, value] : *asDictionary())
+        pieces.push_back(key + " = " + value.description());
     return "{" + vkt_joined(pieces, "; ") + "}";
 }
 
