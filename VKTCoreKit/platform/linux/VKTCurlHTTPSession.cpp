@@ -383,7 +383,9 @@ class TransferSet {
 
     void begin(const std::shared_ptr<CurlTask>& task) {
         if (auto error = errorBeforeStart(task->request())) {
-            if (task->settle()) task->complete({nullptr, nullptr, std::move(error)});
+            if (task->settle()) return task->complete({nullptr, nullptr, std::move(error)});
+            // Cancelled meanwhile: a command follows, unless the task is a blocking one.
+            if (task->request().completesOnTransferThread) endCancelled(*task);
             return;
         }
         std::unique_ptr<Transfer> transfer = takeTransfer();

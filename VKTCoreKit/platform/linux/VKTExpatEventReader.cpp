@@ -3,6 +3,7 @@
 #include <expat.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <memory>
 #include <string>
@@ -16,6 +17,21 @@ enum : std::int64_t { limitErrorCode = 1000 };
 struct ParserDeleter {
     void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
 };
+
+// Whether a start tag, as written, refers to anything but characters and the five predefined entities.
+bool hasUndefinedReference(std::string_view tag) {
+    std::string text(tag);
+    std::erase(text, '\0');  // UTF-16
+    for (std::size_t at = text.find('&'); at != std::string::npos; at = text.find('&', at + 1)) {
+        const std::string_view reference = std::string_view(text).substr(at + 1);
+        constexpr std::array<std::string_view, 6> known = {"#", "amp;", "lt;", "gt;", "quot;", "apos;"};
+        if (std::none_of(known.begin(), known.end(),
+                         [&](std::string_view name) { return reference.starts_with(name); })) {
+            return true;
+        }
+    }
+    return false;
+}
 
 class ExpatEventReader final : public VKTXMLEventReader {
   public:
@@ -34,6 +50,7 @@ class ExpatEventReader final : public VKTXMLEventReader {
         if (stopReason_ != nullptr) {
             reportError(limitErrorCode, stopReason_);
         } else {
+            notePosition();
             reportError(code, XML_ErrorString(code));
         }
         return false;
@@ -57,6 +74,9 @@ class ExpatEventReader final : public VKTXMLEventReader {
         XML_SetEntityDeclHandler(parser, [](void* userData, const XML_Char*, int, const XML_Char*, int,
                                             const XML_Char*, const XML_Char*, const XML_Char*,
                                             const XML_Char*) { self(userData).stop("entity declaration"); });
+        XML_SetStartDoctypeDeclHandler(
+            parser, [](void* userData, const XML_Char*, const XML_Char* systemIdentifier, const XML_Char*,
+                       int) { self(userData).hasExternalDefinitions_ = systemIdentifier != nullptr; });
         XML_SetSkippedEntityHandler(
             parser, [](void* userData, const XML_Char*, int) { self(userData).stop("undefined entity"); });
     }
@@ -81,6 +101,10 @@ class ExpatEventReader final : public VKTXMLEventReader {
         if (reader.stopReason_ != nullptr) return;
         if (++reader.depth_ > VKTXMLDepthLimit) {
             reader.stop("elements nested too deep");
+            return;
+        }
+        if (reader.hasExternalDefinitions_ && hasUndefinedReference(reader.currentMarkup())) {
+            reader.stop("undefined entity");
             return;
         }
         reader.attributes_.clear();
@@ -117,15 +141,23 @@ class ExpatEventReader final : public VKTXMLEventReader {
     void stop(const char* reason) {
         if (stopReason_ != nullptr) return;
         stopReason_ = reason;
+        notePosition();
         XML_StopParser(parser_.get(), XML_FALSE);
     }
 
-    void reportError(std::int64_t code, const char* reason) {
-        std::string text = reason;
-        if (parser_) {
-            text += " at line " + std::to_string(XML_GetCurrentLineNumber(parser_.get())) + ", column " +
-                    std::to_string(XML_GetCurrentColumnNumber(parser_.get()) + 1);
-        }
+    void notePosition() {
+        line_ = XML_GetCurrentLineNumber(parser_.get());
+        column_ = XML_GetCurrentColumnNumber(parser_.get()) + 1;
+    }
+
+    [[nodiscard]] std::string_view currentMarkup() const {
+        return data_.substr(static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get())),
+                            static_cast<std::size_t>(XML_GetCurrentByteCount(parser_.get())));
+    }
+
+    void reportError(std::int64_t code, const std::string& reason) {
+        std::string text =
+            reason + " at line " + std::to_string(line_) + ", column " + std::to_string(column_);
         handler_->parseErrorOccurred(
             VKTError(VKTXMLErrorDomain, code, {{VKTLocalizedDescriptionKey, std::move(text)}}));
     }
@@ -135,7 +167,10 @@ class ExpatEventReader final : public VKTXMLEventReader {
     VKTXMLEventHandler* handler_ = nullptr;
     std::vector<VKTXMLAttribute> attributes_;  // reused for every element
     const char* stopReason_ = nullptr;
+    XML_Size line_ = 1;
+    XML_Size column_ = 1;
     int depth_ = 0;
+    bool hasExternalDefinitions_ = false;  // expat then drops undefined references in attributes silently
     bool inCDATA_ = false;
 };
 

@@ -2,6 +2,13 @@
 
 #include <algorithm>
 
+namespace {
+
+// Far above any delay that is meant, far below what overflows the clock.
+constexpr VKTTimeInterval longestDelay = std::chrono::hours(24 * 365);
+
+}  // namespace
+
 class VKTManualRunLoop::Timer final : public VKTRunLoopTimer {
   public:
     explicit Timer(std::weak_ptr<Call> call) : call_(std::move(call)) {}
@@ -18,7 +25,8 @@ class VKTManualRunLoop::Timer final : public VKTRunLoopTimer {
 
 std::shared_ptr<VKTManualRunLoop::Call> VKTManualRunLoop::add(VKTTimeInterval delay, VKTTask task) {
     auto call = std::make_shared<Call>(std::move(task));
-    const auto wait = std::chrono::ceil<std::chrono::nanoseconds>(std::max(delay, VKTTimeInterval(0)));
+    const auto wait =
+        std::chrono::ceil<std::chrono::nanoseconds>(std::clamp(delay, VKTTimeInterval(0), longestDelay));
     VKTLock lock(mutex_);
     calls_.emplace(clock_->monotonicNow() + wait, call);
     return call;

@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+
+#include <latch>
+#include <string>
+#include <thread>
+
+#include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
+#include "VKTCoreKit/platform/testing/VKTManualRunLoop.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+struct AsioSubject {
+    std::shared_ptr<VKTRunLoop> loop = vkt_makeAsioRunLoop();
+    std::unique_ptr<VKTSerialQueue> queue = vkt_makeAsioSerialQueue();
+    std::unique_ptr<VKTConcurrentPool> pool = vkt_makeAsioConcurrentPool(3);
+};
+
+struct ManualSubject {
+    std::shared_ptr<VKTRunLoop> loop = std::make_shared<VKTManualRunLoop>(std::make_shared<VKTManualClock>());
+    std::unique_ptr<VKTSerialQueue> queue = std::make_unique<VKTManualSerialQueue>();
+    std::unique_ptr<VKTConcurrentPool> pool = std::make_unique<VKTManualPool>();
+};
+
+template <typename Subject>
+class RunLoopContract : public testing::Test {
+  protected:
+    VKTTask note(char c) {
+        return [this, c] { log_ += c; };
+    }
+
+    bool runUntilLogged(std::size_t count) {
+        return subject_.loop->runUntil([&] { return log_.size() >= count; }, 5s);
+    }
+
+    std::string log_;
+    Subject subject_;
+};
+
+using Subjects = testing::Types<AsioSubject, ManualSubject>;
+TYPED_TEST_SUITE(RunLoopContract, Subjects);
+
+TYPED_TEST(RunLoopContract, RunsInOrderAndNeverAtOnce) {
+    VKTRunLoop& loop = *this->subject_.loop;
+    loop.post(this->note('a'));
+    loop.post([&] { loop.post(this->note('c')); });
+    loop.post(this->note('b'));
+    EXPECT_EQ(this->log_, "");
+    EXPECT_EQ(loop.drain(), 4U);
+    EXPECT_EQ(this->log_, "abc");
+    EXPECT_EQ(loop.drain(), 0U);
+}
+
+TYPED_TEST(RunLoopContract, TimersRunByTheirDelay) {
+    VKTRunLoop& loop = *this->subject_.loop;
+    loop.postAfter(20ms, this->note('c'));
+    loop.postAfter(10ms, this->note('b'));
+    loop.postAfter(-1s, this->note('a'));
+    loop.postAfter(1e300s, this->note('x'));
+    EXPECT_TRUE(this->runUntilLogged(3));
+    EXPECT_EQ(this->log_, "abc");
+}
+
+TYPED_TEST(RunLoopContract, CancelledTimersDoNotRun) {
+    VKTRunLoop& loop = *this->subject_.loop;
+    const auto kept = loop.schedule(10ms, this->note('k'));
+    const auto cancelled = loop.schedule(0ms, this->note('x'));
+    auto destroyed = loop.schedule(0ms, this->note('x'));
+    cancelled->cancel();
+    destroyed.reset();
+    // A timer may go within its own tick.
+    std::unique_ptr<VKTRunLoopTimer> own;
+    own = loop.schedule(0ms, [&] {
+        own.reset();
+        this->log_ += 'o';
+    });
+    EXPECT_TRUE(this->runUntilLogged(2));
+    EXPECT_EQ(this->log_, "ok");
+    kept->cancel();
+}
+
+TYPED_TEST(RunLoopContract, TimerMayOutliveTheLoop) {
+    const auto held = std::make_shared<int>();
+    const auto timer = this->subject_.loop->schedule(1h, [held] {});
+    this->subject_.loop.reset();
+    EXPECT_EQ(held.use_count(), 1);
+    timer->cancel();
+}
+
+TYPED_TEST(RunLoopContract, RunUntilGivesUpAtItsTimeout) {
+    VKTRunLoop& loop = *this->subject_.loop;
+    loop.postAfter(1h, this->note('x'));
+    EXPECT_FALSE(loop.runUntil([] { return false; }, 10ms));
+    EXPECT_TRUE(loop.runUntil([] { return true; }, 0s));
+    EXPECT_EQ(this->log_, "");
+}
+
+TYPED_TEST(RunLoopContract, StopEndsRunAfterTheCurrentTask) {
+    VKTRunLoop& loop = *this->subject_.loop;
+    loop.post([&] {
+        loop.stop();
+        this->log_ += 'a';
+    });
+    loop.post(this->note('b'));
+    loop.run();
+    EXPECT_EQ(this->log_, "a");
+    loop.stop();  // before `run`: ends it at once
+    loop.run();
+    EXPECT_EQ(this->log_, "a");
+    loop.drain();
+    EXPECT_EQ(this->log_, "ab");
+}
+
+TYPED_TEST(RunLoopContract, BelongsToItsMakerUntilAnotherThreadRunsIt) {
+    VKTRunLoop& loop = *this->subject_.loop;
+    EXPECT_TRUE(loop.isCurrentThread());
+    bool isOther = true;
+    bool isAdopted = false;
+    std::thread([&] {
+        isOther = !loop.isCurrentThread();
+        loop.drain();
+        isAdopted = loop.isCurrentThread();
+    }).join();
+    EXPECT_TRUE(isOther);
+    EXPECT_TRUE(isAdopted);
+    EXPECT_FALSE(loop.isCurrentThread());
+}
+
+TYPED_TEST(RunLoopContract, TakesPostsOfOtherThreads) {
+    VKTRunLoop& loop = *this->subject_.loop;
+    std::thread poster([&] {
+        for (int i = 0; i < 100; ++i)
+            loop.post(this->note('x'));
+    });
+    if constexpr (std::is_same_v<TypeParam, ManualSubject>) poster.join();
+    EXPECT_TRUE(this->runUntilLogged(100));
+    if (poster.joinable()) poster.join();
+}
+
+TYPED_TEST(RunLoopContract, SerialQueueRunsEverythingInOrderBeforeItEnds) {
+    VKTSerialQueue& queue = *this->subject_.queue;
+    bool isOnQueue = false;
+    for (const char c : {'a', 'b', 'c'})
+        queue.post(this->note(c));
+    queue.post([&] { isOnQueue = queue.isCurrentThread(); });
+    EXPECT_FALSE(queue.isCurrentThread());
+    this->subject_.queue.reset();
+    EXPECT_EQ(this->log_, "abc");
+    EXPECT_TRUE(isOnQueue);
+}
+
+TYPED_TEST(RunLoopContract, PoolLetsGoOfWhatItDrops) {
+    const auto held = std::make_shared<int>();
+    std::latch started(1);
+    std::latch release(1);
+    if constexpr (std::is_same_v<TypeParam, AsioSubject>) {
+        this->subject_.pool = vkt_makeAsioConcurrentPool(1);
+        this->subject_.pool->post([&] {
+            started.count_down();
+            release.wait();
+        });
+        started.wait();
+    }
+    this->subject_.pool->post([this, held] { this->log_ += 'x'; });
+    std::thread destroyer([&] { this->subject_.pool.reset(); });
+    release.count_down();
+    destroyer.join();
+    EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(AsioSerialQueue, MayEndOnItsOwnThread) {
+    std::latch ended(2);
+    auto queue = vkt_makeAsioSerialQueue();
+    VKTSerialQueue& posted = *queue;
+    posted.post([&] {
+        queue->post([&] { ended.count_down(); });
+        queue.reset();
+        ended.count_down();
+    });
+    ended.wait();
+    EXPECT_FALSE(queue);
+}
+
+TEST(AsioConcurrentPool, RunsAsManyAtOnceAsItHasThreads) {
+    auto pool = vkt_makeAsioConcurrentPool(3);
+    std::latch together(3);
+    std::latch finished(3);
+    std::atomic<int> running = 0;
+    std::atomic<bool> isExceeded = false;
+    std::latch later(20);
+    for (int i = 0; i < 3; ++i) {
+        pool->post([&] {
+            together.arrive_and_wait();
+            finished.count_down();
+        });
+    }
+    finished.wait();
+    for (int i = 0; i < 20; ++i) {
+        pool->post([&] {
+            isExceeded = ++running > 3 || isExceeded;
+            --running;
+            later.count_down();
+        });
+    }
+    later.wait();
+    pool.reset();
+    EXPECT_FALSE(isExceeded);
+}
+
+}  // namespace

@@ -1,0 +1,189 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <limits>
+#include <set>
+
+#include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/platform/VKTServices.h"
+#include "VKTCoreKit/platform/linux/VKTSystemClock.h"
+#include "VKTCoreKit/platform/linux/VKTSystemRandom.h"
+#include "VKTCoreKit/platform/testing/VKTFixedRandomSource.h"
+#include "VKTCoreKit/platform/testing/VKTManualClock.h"
+#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+std::string nestedArrays(int depth) {
+    const auto count = static_cast<std::size_t>(depth);
+    return std::string(count, '[') + std::string(count, ']');
+}
+
+TEST(JSON, ReadsAndWritesBack) {
+    const struct {
+        std::string text;
+        std::string written;
+    } cases[] = {
+        {R"({"b":1,"a":[true,null,"x/y"]})", R"({"b":1,"a":[true,null,"x/y"]})"},
+        {" [ ] ", "[]"},
+        {R"("\u00e9\n\"")", "\"\xC3\xA9\\n\\\"\""},
+        {R"({"a":1,"b":2,"a":{"c":3}})", R"({"a":{"c":3},"b":2})"},
+        {"[9223372036854775807,-9223372036854775808]", "[9223372036854775807,-9223372036854775808]"},
+        {"[1.5,2.0]", "[1.5,2]"},
+        {nestedArrays(VKTJSONDepthLimit), nestedArrays(VKTJSONDepthLimit)},
+    };
+    for (const auto& each : cases) {
+        const auto value = vkt_JSONValueWithData(each.text);
+        ASSERT_TRUE(value) << each.text;
+        EXPECT_EQ(vkt_JSONStringWithValue(*value), each.written);
+    }
+}
+
+TEST(JSON, IntegersStayIntegersWhereTheyFit) {
+    const VKTArray values =
+        *vkt_JSONValueWithData("[7, 7.0, 9223372036854775808, -9223372036854775809]")->asArray();
+    EXPECT_EQ(*values[0].asInteger(), 7);
+    EXPECT_EQ(*values[1].asDouble(), 7.0);
+    EXPECT_EQ(*values[2].asDouble(), 9223372036854775808.0);
+    EXPECT_EQ(*values[3].asDouble(), -9223372036854775808.0);
+}
+
+TEST(JSON, RefusesWhatIsNotJSON) {
+    for (const std::string& text :
+         {""s, "{"s, "[1,]"s, "{'a':1}"s, "nul"s, "01"s, "1e999"s, "\"\x01\""s, "\"\xFF\""s, "[1] 2"s,
+          "{}\0x"s, "NaN"s, "// c\n1"s, nestedArrays(VKTJSONDepthLimit + 1), std::string(1'000'000, '[')}) {
+        std::optional<VKTError> error;
+        EXPECT_FALSE(vkt_JSONValueWithData(text, &error)) << text.substr(0, 50);
+        EXPECT_TRUE(error && !error->localizedDescription()->empty());
+    }
+}
+
+TEST(JSON, DoesNotWriteWhatJSONCannotHold) {
+    VKTValue deep = VKTArray();
+    for (int i = 0; i < VKTJSONDepthLimit; ++i) {
+        VKTArray outer;
+        outer.push_back(std::move(deep));
+        deep = VKTValue(std::move(outer));
+    }
+    const std::vector<VKTValue> values = {VKTBytes{"x"},
+                                          VKTDate(),
+                                          "\xC3",
+                                          VKTDictionary{{"\xC3", 1}},
+                                          std::numeric_limits<double>::infinity(),
+                                          std::numeric_limits<double>::quiet_NaN(),
+                                          std::move(deep)};
+    for (const VKTValue& value : values)
+        EXPECT_FALSE(vkt_JSONStringWithValue(value));
+}
+
+TEST(JSON, PrettyForPeople) {
+    const auto value = vkt_JSONValueWithData(R"({"a":[1,{}],"b":[]})");
+    EXPECT_EQ(vkt_prettyJSONStringWithValue(*value), "{\n  \"a\": [\n    1,\n    {}\n  ],\n  \"b\": []\n}");
+}
+
+TEST(Services, MD5OfTheStandardExamples) {
+    const auto hex = [](std::string_view bytes) {
+        std::string text;
+        for (const char c : vkt_MD5Digest(bytes)) {
+            constexpr const char* digits = "0123456789abcdef";
+            text +=
+                {digits[(static_cast<unsigned char>(c)) >> 4U], digits[static_cast<unsigned char>(c) & 15U]};
+        }
+        return text;
+    };
+    EXPECT_EQ(hex(""), "d41d8cd98f00b204e9800998ecf8427e");
+    EXPECT_EQ(hex("message digest"), "f96b697d7cb7938d525a2f31aaf161d0");
+}
+
+TEST(Services, LocalOffsetKnowsDaylightSaving) {
+    const char* old = std::getenv("TZ");
+    const std::string saved = old == nullptr ? "" : old;
+    setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+    tzset();
+    using std::chrono::sys_days;
+    EXPECT_EQ(vkt_localOffsetFromUTC(sys_days{std::chrono::January / 15 / 2024}), std::chrono::hours(1));
+    EXPECT_EQ(vkt_localOffsetFromUTC(sys_days{std::chrono::July / 15 / 2024}), std::chrono::hours(2));
+    if (old == nullptr) {
+        unsetenv("TZ");
+    } else {
+        setenv("TZ", saved.c_str(), 1);
+    }
+    tzset();
+}
+
+TEST(Services, CallStackHasTheCaller) {
+    EXPECT_GT(vkt_callStackSymbols().size(), 2U);
+}
+
+TEST(Random, StaysInRange) {
+    VKTSystemRandom system;
+    VKTFixedRandomSource fixed({0, 1, 5, 4'000'000'000U});
+    for (VKTRandomSource* source : std::initializer_list<VKTRandomSource*>{&system, &fixed}) {
+        EXPECT_EQ(source->uniform(0), 0U);
+        EXPECT_EQ(source->uniform(1), 0U);
+        std::set<std::uint32_t> seen;
+        for (int i = 0; i < 200; ++i)
+            seen.insert(source->uniform(3));
+        EXPECT_EQ(seen, (std::set<std::uint32_t>{0, 1, 2}));
+    }
+}
+
+TEST(Clock, ManualClockMovesByHandOnly) {
+    VKTManualClock clock;
+    const VKTDate start = clock.now();
+    const auto monotonicStart = clock.monotonicNow();
+    clock.advance(VKTTimeInterval(1.5));
+    EXPECT_EQ(clock.now() - start, std::chrono::milliseconds(1500));
+    clock.setNow(start);
+    EXPECT_EQ(clock.now(), start);
+    EXPECT_EQ(clock.monotonicNow() - monotonicStart, std::chrono::milliseconds(1500));
+}
+
+TEST(Clock, SystemClockTellsTheTimeOfDay) {
+    const VKTSystemClock clock;
+    const auto before = clock.monotonicNow();
+    EXPECT_LT(std::chrono::abs(clock.now() - std::chrono::system_clock::now()), std::chrono::seconds(5));
+    EXPECT_GE(clock.monotonicNow(), before);
+}
+
+std::ptrdiff_t threadCount() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
+
+class NullHandler final : public VKTXMLEventHandler {
+    void didStartElement(std::string_view /*name*/, std::span<const VKTXMLAttribute> /*all*/) override {}
+    void didEndElement(std::string_view /*name*/) override {}
+    void foundCharacters(std::string_view /*text*/) override {}
+    void foundCDATA(std::string_view /*text*/) override {}
+    void foundComment(std::string_view /*text*/) override {}
+    void parseErrorOccurred(const VKTError& /*error*/) override {}
+};
+
+TEST(Platform, StartsNoThreadBeforeItIsNeeded) {
+    const auto before = threadCount();
+    {
+        const VKTPlatform platform = vkt_makeDefaultPlatform();
+        NullHandler handler;
+        EXPECT_TRUE(platform.makeXMLEventReader("<a/>")->parse(handler));
+        EXPECT_EQ(threadCount(), before);
+        platform.passbackPool->post([] {});
+        EXPECT_EQ(threadCount(), before + 1);
+    }
+    EXPECT_EQ(threadCount(), before);
+}
+
+TEST(Platform, ScopedPlatformPutsTheOldOneBack) {
+    const auto clock = VKTPlatform::current().clock;
+    {
+        const VKTTestPlatform test = vkt_makeTestPlatform();
+        const VKTScopedPlatform scope(test.platform);
+        EXPECT_EQ(VKTPlatform::current().clock, test.clock);
+    }
+    EXPECT_EQ(VKTPlatform::current().clock, clock);
+}
+
+}  // namespace

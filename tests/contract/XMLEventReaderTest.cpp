@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "VKTCoreKit/platform/linux/VKTExpatEventReader.h"
+#include "VKTCoreKit/platform/testing/VKTScriptedXMLEventReader.h"
+
+namespace {
+
+// Writes the events down, neighbouring pieces of text as one, and keeps them for replay.
+class EventLog final : public VKTXMLEventHandler {
+  public:
+    void didStartElement(std::string_view name, std::span<const VKTXMLAttribute> attributes) override {
+        VKTXMLStartEvent event{std::string(name), {}};
+        log_ += "<" + event.name;
+        for (const VKTXMLAttribute& attribute : attributes) {
+            event.attributes.emplace_back(attribute.name, attribute.value);
+            log_ += " " + event.attributes.back().first + "=" + event.attributes.back().second;
+        }
+        log_ += ">";
+        events_.emplace_back(std::move(event));
+    }
+    void didEndElement(std::string_view name) override {
+        log_ += "</" + std::string(name) + ">";
+        events_.emplace_back(VKTXMLEndEvent{std::string(name)});
+    }
+    void foundCharacters(std::string_view text) override {
+        addText(VKTXMLTextEvent::Characters, "", text, "");
+    }
+    void foundCDATA(std::string_view text) override { addText(VKTXMLTextEvent::CDATA, "[", text, "]"); }
+    void foundComment(std::string_view text) override { addText(VKTXMLTextEvent::Comment, "!", text, "!"); }
+    void parseErrorOccurred(const VKTError& error) override {
+        log_ += "#" + error.localizedDescription().value_or("");
+        events_.emplace_back(error);
+    }
+
+    [[nodiscard]] const std::string& log() const { return log_; }
+    [[nodiscard]] const std::vector<VKTXMLEvent>& events() const { return events_; }
+
+  private:
+    void addText(VKTXMLTextEvent::Kind kind, const char* before, std::string_view text, const char* after) {
+        log_.append(before).append(text).append(after);
+        events_.emplace_back(VKTXMLTextEvent{kind, std::string(text)});
+    }
+
+    std::string log_;
+    std::vector<VKTXMLEvent> events_;
+};
+
+std::string nested(int depth) {
+    std::string text;
+    for (int i = 0; i < depth; ++i)
+        text += "<a>";
+    for (int i = 0; i < depth; ++i)
+        text += "</a>";
+    return text;
+}
+
+// A replayed script of the same events must be heard in the same way.
+std::string logOf(std::string_view document, bool* succeeded = nullptr) {
+    EventLog log;
+    const bool isRead = vkt_makeExpatEventReader(document)->parse(log);
+    EventLog replayed;
+    EXPECT_EQ(VKTScriptedXMLEventReader(log.events()).parse(replayed), isRead);
+    EXPECT_EQ(replayed.log(), log.log());
+    if (succeeded != nullptr) *succeeded = isRead;
+    return log.log();
+}
+
+TEST(XMLEventReader, Events) {
+    using namespace std::string_literals;
+    const struct {
+        std::string document;
+        const char* log;
+    } cases[] = {
+        {"<a b='1' n:c=\"&lt;2\"><n:d/>x &amp; y</a>", "<a b=1 n:c=<2><n:d></n:d>x & y</a>"},
+        {"<a>x<![CDATA[<y>]]>z<!--c--></a>", "<a>x[<y>]z!c!</a>"},
+        {"\xEF\xBB\xBF<?xml version='1.0' encoding='UTF-8'?><a>\xC3\xA9&#233;</a> <!--end-->",
+         "<a>\xC3\xA9\xC3\xA9</a>!end!"},
+        {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE9</a>", "<a>\xC3\xA9</a>"},
+        {"<?xml version='1.0' encoding='US-ASCII'?><a/>", "<a></a>"},
+        {"\xFF\xFE<\0a\0/\0>\0"s, "<a></a>"},
+        {"\xFE\xFF\0<\0a\0>\0\xE9\0<\0/\0a\0>"s, "<a>\xC3\xA9</a>"},
+        {"<!DOCTYPE a SYSTEM 'http://h/a.dtd'><a b='&amp;&#33;'/>", "<a b=&!></a>"},
+    };
+    for (const auto& each : cases)
+        EXPECT_EQ(logOf(each.document), each.log) << each.document;
+}
+
+TEST(XMLEventReader, Errors) {
+    const struct {
+        const char* document;
+        const char* log;
+    } cases[] = {
+        {"", "#no element found at line 1, column 1"},
+        {"<a>\n<b>\n  </a>", "<a>\n<b>\n  #mismatched tag at line 3, column 5"},
+        {"<a/>x", "<a></a>#junk after document element at line 1, column 5"},
+        {"<a/><b/>", "<a></a>#junk after document element at line 1, column 5"},
+        {"<a>&none;</a>", "<a>#undefined entity at line 1, column 4"},
+        {"<!DOCTYPE a SYSTEM 'a.dtd'><a>&none;</a>", "<a>#undefined entity at line 1, column 31"},
+        {"<!DOCTYPE a SYSTEM 'a.dtd'><a b='&none;'/>", "#undefined entity at line 1, column 28"},
+    };
+    for (const auto& each : cases)
+        EXPECT_EQ(logOf(each.document), each.log) << each.document;
+    bool succeeded = true;
+    logOf("<a>\xE9</a>", &succeeded);
+    EXPECT_FALSE(succeeded) << "not UTF-8";
+}
+
+TEST(XMLEventReader, NoDocumentDefinesEntities) {
+    for (const char* declaration : {"<!ENTITY e 'v'>", "<!ENTITY e SYSTEM 'file:///etc/hostname'>",
+                                    "<!ENTITY % p 'v'>", "%p;<!ENTITY e 'v'>"}) {
+        bool succeeded = true;
+        const std::string log =
+            logOf("<!DOCTYPE a [" + std::string(declaration) + "]><a>text</a>", &succeeded);
+        EXPECT_FALSE(succeeded) << declaration;
+        EXPECT_EQ(log.find("text"), std::string::npos);
+    }
+}
+
+TEST(XMLEventReader, LimitsTheDepth) {
+    bool succeeded = false;
+    logOf(nested(VKTXMLDepthLimit), &succeeded);
+    EXPECT_TRUE(succeeded);
+    const std::string log = logOf(nested(VKTXMLDepthLimit + 1), &succeeded);
+    EXPECT_FALSE(succeeded);
+    EXPECT_EQ(log.substr(log.find('#')), "#elements nested too deep at line 1, column 1537");
+}
+
+}  // namespace
