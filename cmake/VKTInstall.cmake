@@ -5,7 +5,7 @@ include(CMakePackageConfigHelpers)
 install(TARGETS VKTCoreKit VKTCore VKTLinuxPlatform EXPORT VKTCoreKitTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY VKTCoreKit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-    FILES_MATCHING PATTERN "*.h" PATTERN "testing" EXCLUDE PATTERN "linux" EXCLUDE)
+    FILES_MATCHING PATTERN "*.h" PATTERN "*.inc" PATTERN "testing" EXCLUDE PATTERN "linux" EXCLUDE)
 install(EXPORT VKTCoreKitTargets NAMESPACE VKTCoreKit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
 
 configure_package_config_file(cmake/VKTCoreKitConfig.cmake.in VKTCoreKitConfig.cmake
