@@ -24,7 +24,7 @@ class VKTManualRunLoop::Timer final : public VKTRunLoopTimer {
 };
 
 std::shared_ptr<VKTManualRunLoop::Call> VKTManualRunLoop::add(VKTTimeInterval delay, VKTTask task) {
-    auto call = std::make_shared<Call>(std::move(task));
+    auto call = std::make_shared<Call>(Call{std::move(task)});
     const auto wait =
         std::chrono::ceil<std::chrono::nanoseconds>(std::clamp(delay, VKTTimeInterval(0), longestDelay));
     VKTLock lock(mutex_);
