@@ -236,11 +236,12 @@ std::string lineOfError(const ReportedError& reported) {
     return line;
 }
 
-void printJSON(const VKTValue& value) {
+bool printJSON(const VKTValue& value) {
     const auto text = vkt_prettyJSONStringWithValue(value);
     if (text) {
         std::cout << *text << '\n';
     } else {
         printError("the result cannot be written as JSON: it nests too deep or holds text that is not UTF-8");
     }
+    return text.has_value();
 }

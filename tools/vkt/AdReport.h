@@ -32,5 +32,6 @@ std::shared_ptr<VKTVASTMediaFile> chosenMediaFile(const VKTVASTCreativeLinear& c
 /// "VAST error 301 VAST_WRAPPER_ERROR_FETCH: …; error pixels: …", one line for people.
 std::string lineOfError(const ReportedError& error);
 
-/// Indented JSON and a line feed on the standard output.
-void printJSON(const VKTValue& value);
+/// Indented JSON and a line feed on the standard output. False, with an error line, for what cannot be
+/// written.
+bool printJSON(const VKTValue& value);

@@ -1,0 +1,284 @@
+// vkt inspect: one document as the library reads it, without following where it leads.
+#include <iostream>
+#include <mutex>
+#include <unordered_map>
+
+#include "AdReport.h"
+#include "AdText.h"
+#include "Commands.h"
+#include "Inspection.h"
+#include "Source.h"
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
+#include "VKTCoreKit/vast/VKTVASTModelGenerator.h"
+
+namespace {
+
+constexpr VKTTimeInterval downloadTimeout{30};
+
+// Keeps the last body that another provider brings: the generator gives a model only. Any thread.
+class BodyKeeper : public VKTURLSessionProviderProtocol {
+  public:
+    explicit BodyKeeper(std::shared_ptr<VKTURLSessionProviderProtocol> provider)
+        : provider_(std::move(provider)), body_(std::make_shared<Body>()) {}
+
+    std::shared_ptr<VKTURLSessionTask> dataRequest(
+        const VKTURLRequest& request, VKTURLSessionCompletionHandler completionHandler) override {
+        return provider_->dataRequest(request, [body = body_, handler = std::move(completionHandler)](
+                                                   const VKTURLSessionResponse& response,
+                                                   const std::shared_ptr<VKTURLSessionTask>& task) {
+            {
+                const std::lock_guard lock(body->mutex);
+                body->data = response.data();
+            }
+            if (handler) handler(response, task);
+        });
+    }
+
+    [[nodiscard]] VKTData data() const {
+        const std::lock_guard lock(body_->mutex);
+        return body_->data;
+    }
+
+  private:
+    struct Body {
+        std::mutex mutex;
+        VKTData data;
+    };
+
+    std::shared_ptr<VKTURLSessionProviderProtocol> provider_;
+    std::shared_ptr<Body> body_;  // shared with requests under way
+};
+
+using Indices = std::vector<std::size_t>;
+
+struct Report {
+    VKTVASTParserResponse response;
+    VKTVASTModel::Ads ads;
+    Indices mainAds;  // indices into `ads`
+    Indices passbackAds;
+    Inspection inspection;
+    std::vector<ReportedError> errors;
+    std::vector<RequestRecord> requests;
+};
+
+Report readDocument(const Source& source) {
+    Report report;
+    const auto recorder = std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance());
+    const auto keeper = std::make_shared<BodyKeeper>(recorder);
+    const auto generator =
+        VKTVASTModelGenerator::initWithSessionManager(VKTURLSession::initWithSessionProvider(keeper));
+    report.response = generator.generateVASTModelFromXML(
+        source.data, source.url, downloadTimeout,
+        [&](const VKTVASTError& error, const std::vector<VKTVASTURL>& pixels, const auto& document) {
+            report.errors.push_back({error, pixels, document.has_value()});
+        });
+    report.requests = recorder->records();
+
+    const VKTData body = keeper->data();
+    const VKTVASTModel* model = report.response.model.get();
+    if (source.data) {
+        report.inspection = inspectDocument(*source.data, model);
+    } else if (body) {
+        report.inspection = inspectDocument(*body, model);
+    }
+    if (model == nullptr) return report;
+
+    report.ads = model->ads();
+    std::unordered_map<const VKTVASTAd*, std::size_t> places;
+    for (const auto& ad : report.ads)
+        places.emplace(ad.get(), places.size());
+    const auto indicesOf = [&](const VKTVASTModel::Ads& ads) {
+        Indices indices;
+        for (const auto& ad : ads)
+            indices.push_back(places.at(ad.get()));
+        return indices;
+    };
+    report.mainAds = indicesOf(model->mainAds());
+    report.passbackAds = indicesOf(model->passbackAds());
+    return report;
+}
+
+const char* kindOf(const VKTVASTAd& ad) {
+    return ad.isWrapper() ? "wrapper" : "inline";
+}
+
+// JSON.
+
+VKTArray reportOfIndices(const Indices& indices) {
+    VKTArray array;
+    for (const std::size_t index : indices)
+        array.emplace_back(static_cast<std::int64_t>(index));
+    return array;
+}
+
+VKTDictionary reportOfDocument(const std::string& source, const Report& report) {
+    const VKTVASTModel* model = report.response.model.get();
+    VKTArray ads;
+    for (const auto& ad : report.ads) {
+        VKTDictionary entry = reportOfAd(*ad, VKTDefaultNetworkAccessType);
+        entry.set("kind", kindOf(*ad));
+        entry.set("valid", ad->isValid());
+        ads.emplace_back(std::move(entry));
+    }
+    VKTArray dropped;
+    for (const DroppedElement& element : report.inspection.dropped)
+        dropped.emplace_back(VKTDictionary{{"path", element.path}, {"reason", element.reason}});
+    return {{"source", source},
+            {"version", model == nullptr ? VKTValue() : VKTValue(model->version())},
+            {"ads", std::move(ads)},
+            {"mainAds", reportOfIndices(report.mainAds)},
+            {"passbackAds", reportOfIndices(report.passbackAds)},
+            {"documentErrorPixels", model == nullptr ? VKTArray() : reportOfURLs(model->errorPixels())},
+            {"dropped", std::move(dropped)},
+            {"errors", reportOfErrors(report.errors)},
+            {"requests", reportOfRequests(report.requests)},
+            {"end", reportOfError(report.response.error)}};
+}
+
+// Text for people.
+
+void printLabelled(const char* label, const std::string& text) {
+    constexpr std::size_t labelWidth = 12;
+    std::string line = std::string("     ") + label;
+    line.resize(5 + labelWidth, ' ');
+    std::cout << line << text << '\n';
+}
+
+void printMediaFile(const InspectedMediaFile& row) {
+    static constexpr const char* verdicts[] = {"chosen", "kept", "refused"};
+    printLabelled(verdicts[row.verdict], textOfMediaFile(row.file));
+    if (row.file.url) printLabelled("", row.file.url->url().absoluteString());
+    printLabelled("", row.reason);
+}
+
+void printLinear(const InspectedLinear& linear, bool isWrapper) {
+    std::cout << "   linear creative";
+    if (!linear.creative) {
+        std::cout << ", dropped: " << linear.dropReason << '\n';
+    } else if (isWrapper) {
+        std::cout << ", for tracking\n";
+    } else {
+        std::cout << ", " << linear.creative->duration().value_or("of unknown duration");
+        if (linear.creative->skipOffset()) {
+            std::cout << ", skippable after " << *linear.creative->skipOffset();
+        }
+        std::cout << ", " << countOf(linear.mediaFiles.size(), "media file") << '\n';
+    }
+    for (const InspectedMediaFile& row : linear.mediaFiles)
+        printMediaFile(row);
+    if (!linear.creative) return;
+    const auto printCount = [](std::size_t count, const char* noun) {
+        if (count > 0) printLabelled("with", countOf(count, noun));
+    };
+    printCount(linear.creative->trackingEvents().size(), "tracking event");
+    printCount(linear.creative->clickTracking().size(), "click tracker");
+    printCount(linear.creative->icons().size(), "icon");
+    if (linear.creative->clickThrough()) {
+        printLabelled("click to", linear.creative->clickThrough()->url().absoluteString());
+    }
+}
+
+std::string useOf(bool isMain, bool isPassback) {
+    if (isMain) return isPassback ? "main ad, and passback of itself" : "main ad";
+    return isPassback ? "passback" : "not used: another ad comes before it";
+}
+
+void printAd(std::size_t index, const VKTVASTAd& ad, const InspectedAd& inspected, const std::string& use) {
+    std::cout << "\n[" << index << "] " << kindOf(ad) << " ad " << ad.adID().value_or("without id");
+    if (ad.adTitle()) std::cout << ", " << '"' << *ad.adTitle() << '"';
+    if (ad.adSystem()) std::cout << " from " << *ad.adSystem();
+    if (ad.hasSequence()) std::cout << ", sequence " << *ad.adSequence();
+    std::cout << "\n   " << use << "; " << (ad.isValid() ? "valid" : "not valid: " + inspected.invalidReason)
+              << '\n';
+    if (ad.isWrapper()) {
+        const auto next = ad.nextActionURL();
+        std::cout << "   leads to "
+                  << (next ? next->absoluteString() : "nowhere: it has no usable VASTAdTagURI") << '\n';
+    }
+    for (const InspectedLinear& linear : inspected.linearCreatives)
+        printLinear(linear, ad.isWrapper());
+    std::vector<std::string> counts;
+    const auto add = [&](std::size_t count, const char* noun) {
+        if (count > 0) counts.push_back(countOf(count, noun));
+    };
+    add(ad.nonLinearCreatives().size(), "non-linear creative");
+    add(ad.companionCreatives().size(), "companion");
+    add(ad.impressions().size(), "impression");
+    add(ad.errorPixels().size(), "error pixel");
+    add(ad.viewabilityEvents().size(), "viewability event");
+    add(ad.adVerifications().size(), "verification");
+    if (!counts.empty()) std::cout << "   " << vkt_joined(counts, ", ") << '\n';
+}
+
+std::vector<bool> marksOf(const Indices& indices, std::size_t count) {
+    std::vector<bool> marks(count);
+    for (const std::size_t index : indices)
+        marks[index] = true;
+    return marks;
+}
+
+void printHeader(const std::string& source, const Report& report) {
+    std::cout << source << '\n';
+    if (const VKTVASTModel* model = report.response.model.get()) {
+        std::cout << "VAST " << model->version() << ", " << countOf(report.ads.size(), "ad");
+        if (model->isAdPod()) {
+            std::cout << ", a pod of " << model->sequencedAdsCount();
+        } else if (!report.ads.empty()) {
+            std::cout << ", no pod";
+        }
+        std::cout << '\n';
+    } else {
+        std::cout << "not read: "
+                  << (report.response.error ? report.response.error->localizedDescription().value_or("") : "")
+                  << '\n';
+    }
+}
+
+void printText(const std::string& source, const Report& report) {
+    printHeader(source, report);
+    const std::vector<bool> isMain = marksOf(report.mainAds, report.ads.size());
+    const std::vector<bool> isPassback = marksOf(report.passbackAds, report.ads.size());
+    for (std::size_t i = 0; i < report.ads.size(); ++i)
+        printAd(i, *report.ads[i], report.inspection.ads.at(i), useOf(isMain[i], isPassback[i]));
+
+    const VKTVASTModel* model = report.response.model.get();
+    if (model != nullptr && !model->errorPixels().empty()) {
+        std::cout << "\nerror pixels of the document\n" << linesOfURLs(model->errorPixels());
+    }
+    const auto& dropped = report.inspection.dropped;
+    std::cout << "\ndropped: " << (dropped.empty() ? "nothing" : countOf(dropped.size(), "element")) << '\n';
+    for (const DroppedElement& element : dropped)
+        std::cout << "   " << element.path << "\n      " << element.reason << '\n';
+    std::cout << "\nproblems: " << (report.errors.empty() ? "none" : std::to_string(report.errors.size()))
+              << '\n';
+    for (const ReportedError& error : report.errors)
+        std::cout << "   " << lineOfError(error) << '\n';
+    if (!report.requests.empty()) std::cout << "\nrequests\n" << textOfRequests(report.requests);
+}
+
+}  // namespace
+
+int runInspect(const InspectOptions& options) {
+    const Source source = openSource(options.source);
+    if (!source.problem.empty()) {
+        printError("cannot read " + options.source + ": " + source.problem);
+        return ExitSourceUnread;
+    }
+    const Report report = readDocument(source);
+    if (options.JSON) {
+        printJSON(reportOfDocument(options.source, report));
+        for (const ReportedError& error : report.errors)
+            printError(lineOfError(error));
+    } else {
+        printText(options.source, report);
+    }
+    if (source.url && !report.requests.empty() && report.requests.front().error) {
+        const auto reason = report.requests.front().error->localizedDescription();
+        printError("cannot read " + options.source + ": " + reason.value_or("the transfer failed"));
+        return ExitSourceUnread;
+    }
+    const bool isAnyValid =
+        std::any_of(report.ads.begin(), report.ads.end(), [](const auto& ad) { return ad->isValid(); });
+    return isAnyValid ? ExitPlayable : ExitNonePlayable;
+}

@@ -1,0 +1,778 @@
+// The document is held twice: as the library reads it, and with the empty elements that reading strips, so
+// that each element keeps its place. Both trees are walked side by side along tables of what is read under
+// each element. Whether an element is kept is asked of the library's readers and of the model; only the words
+// for the reason are found here.
+#include "Inspection.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+
+#include "AdReport.h"
+#include "VKTCoreKit/core/VKTXMLDictionary.h"
+#include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
+#include "VKTCoreKit/vast/VKTVASTNodeReading.h"
+
+using Utils = VKTXMLDictionaryUtils;
+
+namespace {
+
+// A root may have any name, and every path repeats it.
+constexpr std::size_t longestRootName = 64;
+
+struct Element {
+    const Element* parent;
+    std::string_view name;
+    std::size_t position;  // from 1; 0 for an element without siblings of its name
+    const VKTValue* full;  // with its empty children
+    const VKTValue* read;  // as the library reads it; null when it was stripped
+
+    [[nodiscard]] const VKTDictionary& node() const { return *read->asDictionary(); }
+    [[nodiscard]] const std::string* text() const { return Utils::findNodeText(node()); }
+};
+
+std::string pathOf(const Element& element) {
+    std::vector<const Element*> line;
+    for (const Element* each = &element; each != nullptr; each = each->parent)
+        line.push_back(each);
+    std::string path;
+    for (auto each = line.rbegin(); each != line.rend(); ++each) {
+        path.append("/").append((*each)->name);
+        if ((*each)->position > 0) path += "[" + std::to_string((*each)->position) + "]";
+    }
+    return path;
+}
+
+std::string quoted(std::string_view text) {
+    return '"' + std::string(text) + '"';
+}
+
+// Without attributes, children and text: what reading strips.
+bool isEmptyElement(const VKTDictionary& full) {
+    const std::string* text = Utils::findNodeText(full);
+    return full.size() == 1 && text != nullptr && text->empty();
+}
+
+const VKTArray* childrenNamed(std::string_view name, const VKTValue* parent) {
+    const VKTDictionary* node = parent == nullptr ? nullptr : parent->asDictionary();
+    return node == nullptr ? nullptr : Utils::findArrayForKey(name, *node);
+}
+
+// Why a text could not be read as a URL.
+std::string textProblem(const Element& element) {
+    const VKTValue* text = element.node().find(VKTXMLDictionaryTextKey);
+    if (text == nullptr) return "it has no text";
+    return text->asString() == nullptr ? "its text is split by child elements" : "its text is not a URL";
+}
+
+// The accepted event name that differs in case only, or nothing.
+std::optional<std::string> eventNameInRightCase(const std::string& name) {
+    static constexpr std::array<std::string_view, 9> mixedCaseNames{
+        "creativeView", "firstSecond",        "firstQuartile", "thirdQuartile", "exitFullscreen",
+        "timeToClick",  "vpaidAdInteraction", "playerExpand",  "playerCollapse"};
+    const auto* found =
+        std::find_if(mixedCaseNames.begin(), mixedCaseNames.end(),
+                     [&](std::string_view each) { return vkt_equalsIgnoringCase(each, name); });
+    std::string right = found == mixedCaseNames.end() ? vkt_lowercased(name) : std::string(*found);
+    return vkt_isAcceptedTrackingEventName(right) ? std::optional(std::move(right)) : std::nullopt;
+}
+
+std::string trackingProblem(const Element& element) {
+    const std::string* name = Utils::findAttribute("_event", element.node());
+    if (name == nullptr) return "it has no event attribute";
+    if (vkt_isAcceptedTrackingEventName(*name)) return textProblem(element);
+    if (const auto right = eventNameInRightCase(*name)) {
+        return "event name " + quoted(*name) + " must be written " + quoted(*right);
+    }
+    return "event name " + quoted(*name) + " is not accepted";
+}
+
+std::string verificationEventProblem(const Element& element) {
+    const std::string* name = Utils::findAttribute("_event", element.node());
+    if (name == nullptr) return "it has no event attribute";
+    if (*name == "verificationNotExecuted") return textProblem(element);
+    return "event name " + quoted(*name) +
+           " is not accepted: verifications know verificationNotExecuted only";
+}
+
+std::string metricProblem(const Element& element) {
+    const std::string* name = Utils::findAttribute("_name", element.node());
+    if (name == nullptr) return "it has no name attribute";
+    if (VKTVASTTrackingEvent::convertExtensionNameToVASTTrackingName(*name)) return textProblem(element);
+    return "metric " + quoted(*name) + " is not accepted: the only one is viewcount";
+}
+
+std::string universalAdIdProblem(const Element& element) {
+    const VKTDictionary& node = element.node();
+    const std::string* registry = Utils::findAttribute("_idRegistry", node);
+    if (registry == nullptr || registry->empty()) return "it has no idRegistry";
+    const std::string* value = element.text();
+    if (value == nullptr) value = Utils::findAttribute("_idValue", node);
+    if (value == nullptr || value->empty()) return "it has no value";
+    return "its value is " + quoted(*value);
+}
+
+// The attributes that tell a media file apart, whether or not it can be played.
+VKTVASTMediaFile describedMediaFile(const Element& element) {
+    VKTVASTMediaFile file;
+    const VKTDictionary& node = element.node();
+    file.type = vkt_stringAttribute("_type", node);
+    file.apiFramework = vkt_stringAttribute("_apiFramework", node);
+    file.bitrate = vkt_floatAttribute("_bitrate", node, -1);
+    file.width = vkt_floatAttribute("_width", node, -1);
+    file.height = vkt_floatAttribute("_height", node, -1);
+    file.url = VKTVASTURL::initFromXML(node);
+    return file;
+}
+
+std::string mediaFileProblem(const Element& element, const VKTVASTMediaFile& file) {
+    if (!file.url) return textProblem(element);
+    if (!file.type) return "it has no type";
+    if (file.isJavascript()) return "JavaScript is played with apiFramework \"VPAID\" only";
+    return "type " + quoted(*file.type) + " is not playable";
+}
+
+std::string maximumBitrateText() {
+    return vkt_numberDescription(VKTVASTDefaultMaximumBitrate) + " kbit/s";
+}
+
+std::string choiceReason(const VKTVASTMediaFile& chosen) {
+    if (chosen.bitrate < 0) return "largest picture: no bitrate is known";
+    if (chosen.bitrate <= VKTVASTDefaultMaximumBitrate)
+        return "highest bitrate up to " + maximumBitrateText();
+    return "lowest known bitrate: all are above " + maximumBitrateText();
+}
+
+std::string keptReason(const VKTVASTMediaFile& file, const VKTVASTMediaFile& chosen) {
+    if (chosen.bitrate < 0) {
+        return file.width * file.height < chosen.width * chosen.height
+                   ? "the chosen one has a larger picture"
+                   : "the chosen one has as large a picture and comes first";
+    }
+    if (file.bitrate < 0) return "its bitrate is unknown and another one's is known";
+    if (chosen.bitrate > VKTVASTDefaultMaximumBitrate) {
+        return file.bitrate > chosen.bitrate ? "its bitrate is further above " + maximumBitrateText()
+                                             : "the chosen one has the same bitrate and comes last";
+    }
+    if (file.bitrate > VKTVASTDefaultMaximumBitrate) return "its bitrate is above " + maximumBitrateText();
+    return file.bitrate < chosen.bitrate ? "the chosen one has a higher bitrate"
+                                         : "the chosen one has the same bitrate and comes first";
+}
+
+// Kept files stand in the creative in the order of their elements.
+void judgeMediaFiles(InspectedLinear& linear) {
+    if (!linear.creative) return;
+    const auto chosen = chosenMediaFile(*linear.creative, VKTDefaultNetworkAccessType);
+    std::size_t index = 0;
+    for (InspectedMediaFile& row : linear.mediaFiles) {
+        if (row.verdict == MediaFileRefused) continue;
+        const bool isChosen = linear.creative->mediaFiles().at(index++) == chosen;
+        row.verdict = isChosen ? MediaFileChosen : MediaFileKept;
+        row.reason = isChosen ? choiceReason(*chosen) : keptReason(row.file, *chosen);
+    }
+}
+
+// Contents of an "Extension": a sample that the reader cannot miss, and whether it read it.
+struct ExtensionContent {
+    const char* name;
+    VKTDictionary sample;
+    bool (*isRead)(const VKTVASTAdExtension& extension);
+};
+
+const std::vector<ExtensionContent>& extensionContents() {
+    const VKTArray texts{VKTDictionary{{"__text", "2"}}};
+    const VKTArray metrics{VKTDictionary{{"_name", "viewcount"}, {"__text", "2"}}};
+    const VKTArray verifications{VKTDictionary{{"JavaScriptResource", texts}}};
+    using Extension = VKTVASTAdExtension;
+    static const auto* contents = new std::vector<ExtensionContent>{
+        {"offset", {{"_skipoffset", "2"}}, [](const Extension& e) { return e.skipOffset.has_value(); }},
+        {"sort", {{"_rank", "2"}}, [](const Extension& e) { return e.sortRank.has_value(); }},
+        {"customisedScript",
+         {{"__text", "2"}},
+         [](const Extension& e) { return e.customScript.has_value(); }},
+        {"instanceCount", {{"__text", "2"}}, [](const Extension& e) { return e.instanceCount == 2; }},
+        {"KorvoMetrics", {{"KorvoMetric", metrics}}, [](const Extension& e) { return !e.metrics.empty(); }},
+        {"KorvoMacros", {{"pageID", texts}}, [](const Extension& e) { return e.pageID.has_value(); }},
+        {"RtbMacros", {{"DspId", texts}}, [](const Extension& e) { return e.rtbDspID.has_value(); }},
+        {"AdVerifications",
+         {{"Verification", verifications}},
+         [](const Extension& e) { return !e.adVerifications.empty(); }},
+    };
+    return *contents;
+}
+
+// The names of the contents that the library reads of an "Extension" node: samples in their places are read
+// in their stead.
+std::vector<std::string_view> contentsReadOf(const VKTDictionary& extension) {
+    VKTDictionary probe;
+    for (const ExtensionContent& content : extensionContents()) {
+        if (Utils::findFirstObjectOfArrayAsDictionary(content.name, extension) != nullptr) {
+            probe.set(content.name, VKTArray{content.sample});
+        }
+    }
+    const auto result = VKTVASTAdExtension::init();
+    result->processExtensions({std::move(probe)});
+    std::vector<std::string_view> names;
+    for (const ExtensionContent& content : extensionContents()) {
+        if (content.isRead(*result)) names.emplace_back(content.name);
+    }
+    return names;
+}
+
+// Walks as deep as its tables go, however deep the document is.
+class Walk {
+  public:
+    Walk(const VKTVASTModel& model, Inspection& inspection) : model_(model), inspection_(inspection) {}
+
+    void document(const Element& root) {
+        static const Rules rules{{"Ad", Every, &Walk::ad}, {"Error", Every, &Walk::documentError}};
+        children(root, rules);
+    }
+
+  private:
+    enum Count : std::uint8_t { First, Every };
+    struct Rule;
+    using Rules = std::vector<Rule>;
+    using Visit = void (Walk::*)(const Element& element);
+    struct Rule {
+        std::string_view name;
+        Count count;
+        Visit visit;                    // null for an element that only holds others
+        const Rules* inside = nullptr;  // of such an element
+    };
+    enum OwnText : std::uint8_t { TextUnread, TextRead };
+
+    void drop(const Element& element, std::string reason) {
+        inspection_.dropped.push_back({pathOf(element), std::move(reason)});
+    }
+
+    void children(const Element& parent, const Rules& rules, OwnText ownText = TextUnread) {
+        if (ownText == TextUnread && parent.node().contains(VKTXMLDictionaryTextKey)) {
+            inspection_.dropped.push_back({pathOf(parent) + "/text()", "no text is read here"});
+        }
+        for (const Rule& rule : rules)
+            childrenOfRule(parent, rule);
+        for (const auto& [name, value] : *parent.full->asDictionary()) {
+            if (value.asArray() == nullptr || name == VKTXMLDictionaryTextKey) continue;
+            const bool isRead = std::any_of(rules.begin(), rules.end(),
+                                            [&, &key = name](const Rule& r) { return r.name == key; });
+            if (!isRead) dropAll(parent, name, *value.asArray());
+        }
+    }
+
+    void childrenOfRule(const Element& parent, const Rule& rule) {
+        const VKTArray* all = childrenNamed(rule.name, parent.full);
+        const VKTArray* kept = childrenNamed(rule.name, parent.read);
+        if (all == nullptr) return;
+        std::size_t position = 0;
+        std::size_t keptCount = 0;
+        for (const VKTValue& full : *all) {
+            Element child{&parent, rule.name, all->size() > 1 ? ++position : 0, &full, nullptr};
+            const VKTDictionary* node = full.asDictionary();
+            if (node != nullptr && !isEmptyElement(*node) && kept != nullptr && keptCount < kept->size()) {
+                child.read = &(*kept)[keptCount++];
+            }
+            if (child.read == nullptr) {
+                drop(child, "it is empty");
+            } else if (rule.count == First && keptCount > 1) {
+                drop(child, "only the first " + std::string(rule.name) + " is read");
+            } else if (rule.visit != nullptr) {
+                (this->*rule.visit)(child);
+            } else {
+                children(child, *rule.inside);
+            }
+        }
+    }
+
+    void dropAll(const Element& parent, std::string_view name, const VKTArray& elements) {
+        std::size_t position = 0;
+        for (const VKTValue& full : elements) {
+            drop({&parent, name, elements.size() > 1 ? ++position : 0, &full, nullptr},
+                 "element not read by this library");
+        }
+    }
+
+    // Elements without elements of their own.
+
+    void leaf(const Element& element) { children(element, {}, TextRead); }
+    void attributesOnly(const Element& element) { children(element, {}); }
+
+    void keepIf(bool isKept, const Element& element, std::string (*problem)(const Element&)) {
+        if (isKept) {
+            leaf(element);
+        } else {
+            drop(element, problem(element));
+        }
+    }
+
+    void text(const Element& element) { keepIf(element.text() != nullptr, element, textProblem); }
+
+    void number(const Element& element) {
+        if (Utils::findNodeTextAsNSNumber(element.node())) {
+            leaf(element);
+        } else {
+            drop(element,
+                 element.text() == nullptr ? textProblem(element) : "its text is not a whole number");
+        }
+    }
+
+    void url(const Element& element) {
+        keepIf(VKTVASTURL::initFromXML(element.node()).has_value(), element, textProblem);
+    }
+
+    void eventURL(const Element& element) {
+        const std::string* text = element.text();
+        keepIf(text != nullptr && VKTURL::URLWithDocumentText(*text), element, textProblem);
+    }
+
+    void tracking(const Element& element) {
+        keepIf(VKTVASTTrackingEvent::initWithDictionary(*element.read) != nullptr, element, trackingProblem);
+    }
+
+    void metric(const Element& element) {
+        keepIf(VKTVASTTrackingEvent::initWithExtensionDictionary(*element.read) != nullptr, element,
+               metricProblem);
+    }
+
+    void verificationEvent(const Element& element) {
+        keepIf(VKTVASTAdVerificationEvent::initWithDictionary(*element.read) != nullptr, element,
+               verificationEventProblem);
+    }
+
+    // The document and its ads.
+
+    void documentError(const Element& element) {
+        if (model_.errorPixels().empty() && VKTVASTURL::initFromXML(element.node())) {
+            drop(element, "the document's Error is read only when there is no Ad");
+        } else {
+            url(element);
+        }
+    }
+
+    void ad(const Element& element) {
+        const VKTDictionary& node = element.node();
+        isWrapper_ = !node.contains("InLine");
+        if (isWrapper_ && !node.contains("Wrapper")) {
+            drop(element, "it has neither InLine nor Wrapper");
+            return;
+        }
+        std::optional<VKTError> error;
+        std::shared_ptr<VKTVASTAd> built;
+        if (isWrapper_) {
+            built = VKTVASTAdWrapper::initWithDictionary(node, &error);
+        } else {
+            built = VKTVASTAdInline::initWithDictionary(node, &error);
+        }
+        if (!built) {
+            drop(element, isWrapper_ ? "its Wrapper is empty" : "its InLine is empty");
+            return;
+        }
+        ad_ = model_.ads().at(inspection_.ads.size()).get();
+        InspectedAd& inspected = inspection_.ads.emplace_back();
+        if (!ad_->isValid()) {
+            inspected.invalidReason =
+                error ? error->localizedDescription().value_or("") : "it has no creative";
+        }
+        linearCount_ = nonLinearCount_ = companionCount_ = verificationCount_ = 0;
+        children(element, isWrapper_ ? wrapperAdRules() : inlineAdRules());
+    }
+
+    static const Rules& inlineAdRules() {
+        static const Rules content = adContentRules();
+        static const Rules rules{{"InLine", First, nullptr, &content},
+                                 {"Wrapper", Every, &Walk::besideInLine}};
+        return rules;
+    }
+
+    static const Rules& wrapperAdRules() {
+        static const Rules content = [] {
+            Rules both = adContentRules();
+            both.push_back({"VASTAdTagURI", First, &Walk::url});
+            return both;
+        }();
+        static const Rules rules{{"Wrapper", First, nullptr, &content}};
+        return rules;
+    }
+
+    void besideInLine(const Element& element) { drop(element, "the InLine beside it is read instead"); }
+
+    // Verifications before extensions, as they are read.
+    static Rules adContentRules() {
+        static const Rules viewability{{"Viewable", Every, &Walk::eventURL},
+                                       {"NotViewable", Every, &Walk::eventURL},
+                                       {"ViewUndetermined", Every, &Walk::eventURL}};
+        static const Rules verifications{{"Verification", Every, &Walk::verification}};
+        static const Rules creatives{{"Creative", Every, &Walk::creative}};
+        static const Rules extensions{{"Extension", Every, &Walk::extension}};
+        return {{"AdSystem", First, &Walk::text},
+                {"AdTitle", First, &Walk::text},
+                {"Impression", Every, &Walk::url},
+                {"Error", Every, &Walk::url},
+                {"ViewableImpression", First, nullptr, &viewability},
+                {"Creatives", First, nullptr, &creatives},
+                {"AdVerifications", First, nullptr, &verifications},
+                {"Extensions", First, nullptr, &extensions}};
+    }
+
+    static const Rules& trackingRules() {
+        static const Rules rules{{"Tracking", Every, &Walk::tracking}};
+        return rules;
+    }
+
+    // Creatives. Identifiers after the linear creative that they belong to, as they are read.
+
+    void creative(const Element& element) {
+        static const Rules companions{{"Companion", First, &Walk::companion}};
+        static const Rules nonLinears{{"NonLinear", First, &Walk::nonLinear},
+                                      {"TrackingEvents", First, &Walk::nonLinearTracking}};
+        static const Rules rules{{"Linear", First, &Walk::linear},
+                                 {"UniversalAdId", Every, &Walk::universalAdId},
+                                 {"CompanionAds", First, nullptr, &companions},
+                                 {"NonLinearAds", First, nullptr, &nonLinears}};
+        linear_ = nullptr;
+        universalAdIdCount_ = 0;
+        children(element, rules);
+    }
+
+    // The creative of the model that a valid one became; null, and dropped, beyond the limit.
+    template <typename Creative>
+    std::shared_ptr<Creative> kept(const Element& element, const std::vector<std::shared_ptr<Creative>>& list,
+                                   std::size_t& count) {
+        if (count < list.size()) return list[count++];
+        drop(element,
+             "beyond the limit of " + std::to_string(VKTVASTCreativeLimit) + " creatives of its kind");
+        return nullptr;
+    }
+
+    void linear(const Element& element) {
+        InspectedLinear& inspected = inspection_.ads.back().linearCreatives.emplace_back();
+        const auto built = VKTVASTCreativeLinear::initWithDictionary(element.node(), nullptr,
+                                                                     vkt_ignoreVASTErrors, isWrapper_);
+        if (built && built->isValidForWrapper(isWrapper_)) {
+            inspected.creative = kept(element, ad_->linearCreatives(), linearCount_);
+            if (!inspected.creative) inspected.dropReason = inspection_.dropped.back().reason;
+        } else {
+            inspected.dropReason = "it has no playable media file";
+            drop(element, inspected.dropReason);
+        }
+        linear_ = inspected.creative.get();
+        static const Rules mediaFiles{{"MediaFile", Every, &Walk::mediaFile},
+                                      {"InteractiveCreativeFile", Every, &Walk::interactiveFile}};
+        static const Rules clicks{{"ClickThrough", First, &Walk::url}, {"ClickTracking", Every, &Walk::url}};
+        static const Rules icons{{"Icon", Every, &Walk::icon}};
+        static const Rule mediaRule{"MediaFiles", First, nullptr, &mediaFiles};
+        static const Rules rules{{"Duration", First, &Walk::text},
+                                 {"AdParameters", First, &Walk::text},
+                                 mediaRule,
+                                 {"TrackingEvents", First, nullptr, &trackingRules()},
+                                 {"VideoClicks", First, nullptr, &clicks},
+                                 {"Icons", First, nullptr, &icons}};
+        if (linear_ != nullptr) {
+            children(element, rules);
+        } else {
+            childrenOfRule(element, mediaRule);
+        }
+        judgeMediaFiles(inspected);
+    }
+
+    void mediaFile(const Element& element) { addMediaFile(element, false); }
+    void interactiveFile(const Element& element) { addMediaFile(element, true); }
+
+    void addMediaFile(const Element& element, bool onlyVPAID) {
+        InspectedMediaFile& row = inspection_.ads.back().linearCreatives.back().mediaFiles.emplace_back();
+        row.file = describedMediaFile(element);
+        const auto built = VKTVASTMediaFile::initWithDictionary(element.node());
+        if (built && (!onlyVPAID || built->isVPAID())) {
+            row.verdict = MediaFileKept;
+            row.reason = "usable, but its creative was dropped";
+            leaf(element);
+            return;
+        }
+        row.reason =
+            built ? "an interactive file must be VPAID JavaScript" : mediaFileProblem(element, row.file);
+        drop(element, row.reason);
+    }
+
+    void universalAdId(const Element& element) {
+        const auto id = VKTVASTUniversalAdId::initWithDictionary(*element.read);
+        if (!id) {
+            drop(element, universalAdIdProblem(element));
+        } else if (linear_ == nullptr) {
+            drop(element, "only a linear creative keeps universal ad ids");
+        } else if (universalAdIdCount_ < linear_->universalAdIds().size() &&
+                   linear_->universalAdIds()[universalAdIdCount_] == *id) {
+            ++universalAdIdCount_;
+            leaf(element);
+        } else {
+            drop(element, "it repeats an earlier one");
+        }
+    }
+
+    void icon(const Element& element) {
+        static const Rules clicks{{"IconClickTracking", Every, &Walk::url},
+                                  {"IconClickThrough", First, &Walk::url}};
+        static const Rules rules = withResources(
+            {{"IconClicks", First, nullptr, &clicks}, {"TrackingEvents", First, nullptr, &trackingRules()}});
+        const auto built = VKTVASTCreativeIcon::initWithDictionary(element.node(), nullptr,
+                                                                   vkt_ignoreVASTErrors, isWrapper_);
+        if (built->isValidForWrapper(false)) {
+            resourceContent(element, *built, rules);
+        } else {
+            drop(element, noResource);
+        }
+    }
+
+    void companion(const Element& element) {
+        static const Rules rules = withResources({{"AdParameters", First, &Walk::text},
+                                                  {"CompanionClickThrough", First, &Walk::url},
+                                                  {"CompanionClickTracking", Every, &Walk::url},
+                                                  {"TrackingEvents", First, nullptr, &trackingRules()}});
+        resourceCreative<VKTVASTCreativeCompanion>(element, ad_->companionCreatives(), companionCount_,
+                                                   rules);
+    }
+
+    void nonLinear(const Element& element) {
+        static const Rules rules = withResources({{"AdParameters", First, &Walk::text},
+                                                  {"NonLinearClickThrough", First, &Walk::url},
+                                                  {"NonLinearClickTracking", Every, &Walk::url}});
+        resourceCreative<VKTVASTCreativeNonLinear>(element, ad_->nonLinearCreatives(), nonLinearCount_,
+                                                   rules);
+    }
+
+    void nonLinearTracking(const Element& element) {
+        if (nonLinearCount_ == 0) {
+            drop(element, "the ad has no non-linear creative to carry it");
+        } else {
+            children(element, trackingRules());
+        }
+    }
+
+    template <typename Creative>
+    void resourceCreative(const Element& element, const std::vector<std::shared_ptr<Creative>>& list,
+                          std::size_t& count, const Rules& rules) {
+        const auto built =
+            Creative::initWithDictionary(element.node(), nullptr, vkt_ignoreVASTErrors, isWrapper_);
+        if (!built || !built->isValidForWrapper(isWrapper_)) {
+            drop(element, noResource);
+        } else if (kept(element, list, count)) {
+            resourceContent(element, *built, rules);
+        }
+    }
+
+    static Rules withResources(Rules rules) {
+        for (const char* name : {"StaticResource", "IFrameResource", "HTMLResource"})
+            rules.push_back({name, First, &Walk::resource});
+        return rules;
+    }
+
+    void resourceContent(const Element& element, const VKTVASTCreativeResource& creative,
+                         const Rules& rules) {
+        resource_ = &creative;
+        children(element, rules);
+        resource_ = nullptr;
+    }
+
+    void resource(const Element& element) {
+        const bool isKept = (element.name == "StaticResource" && resource_->staticResource()) ||
+                            (element.name == "IFrameResource" && resource_->iFrameResource()) ||
+                            (element.name == "HTMLResource" && resource_->htmlResource());
+        if (isKept) {
+            leaf(element);
+        } else if (VKTVASTURL::initFromXML(element.node())) {
+            drop(element, "one resource is read: the StaticResource, else the IFrameResource, else this one");
+        } else {
+            drop(element, textProblem(element));
+        }
+    }
+
+    // Verifications.
+
+    // Whether the element gave the ad its next verification: those of the model stand in document order.
+    bool isNextVerification(const Element& element) {
+        const auto built = VKTVASTAdVerification::initWithDictionary(*element.read);
+        const auto& verifications = ad_->adVerifications();
+        const bool isNext =
+            built && verificationCount_ < verifications.size() && verifications[verificationCount_] == *built;
+        if (isNext) ++verificationCount_;
+        return isNext;
+    }
+
+    void verification(const Element& element) {
+        if (isNextVerification(element)) {
+            verificationContent(element);
+        } else {
+            drop(element, "it has no resource");
+        }
+    }
+
+    void verificationContent(const Element& element) {
+        static const Rules events{{"Tracking", Every, &Walk::verificationEvent}};
+        static const Rules rules{{"VerificationParameters", First, &Walk::text},
+                                 {"TrackingEvents", First, nullptr, &events},
+                                 {"JavaScriptResource", Every, &Walk::script},
+                                 {"JavascriptResource", Every, &Walk::script},
+                                 {"ExecutableResource", Every, &Walk::executable}};
+        children(element, rules);
+    }
+
+    void script(const Element& element) {
+        verificationResource(
+            element, VKTVASTAdVerificationResource::initJavascriptResourceWithDictionary(*element.read));
+    }
+    void executable(const Element& element) {
+        verificationResource(
+            element, VKTVASTAdVerificationResource::initExecutableResourceWithDictionary(*element.read));
+    }
+
+    void verificationResource(const Element& element,
+                              const std::optional<VKTVASTAdVerificationResource>& resource) {
+        if (!resource) {
+            drop(element, textProblem(element));
+        } else if (!resource->url) {
+            drop(element, textProblem(element) + "; the resource is kept without one");
+        } else {
+            leaf(element);
+        }
+    }
+
+    // Extensions.
+
+    void extension(const Element& element) {
+        static const Rules rules{{"offset", First, &Walk::extensionAttributes},
+                                 {"sort", First, &Walk::extensionAttributes},
+                                 {"customisedScript", First, &Walk::extensionText},
+                                 {"instanceCount", First, &Walk::extensionText},
+                                 {"KorvoMetrics", First, &Walk::extensionMetrics},
+                                 {"KorvoMacros", First, &Walk::extensionMacros},
+                                 {"RtbMacros", First, &Walk::extensionRTBMacros},
+                                 {"AdVerifications", First, &Walk::extensionVerifications}};
+        contentsRead_ = contentsReadOf(element.node());
+        children(element, rules);
+    }
+
+    [[nodiscard]] bool isContentRead(std::string_view name) const {
+        return std::find(contentsRead_.begin(), contentsRead_.end(), name) != contentsRead_.end();
+    }
+
+    // True when the content is read; otherwise it is dropped.
+    bool keepContent(const Element& element) {
+        if (isContentRead(element.name)) return true;
+        const bool needsMacros = element.name == "RtbMacros" && !isContentRead("KorvoMacros");
+        drop(element, needsMacros ? "RtbMacros are read only beside KorvoMacros"
+                                  : "one kind of content is read of an Extension: " +
+                                        std::string(contentsRead_.empty() ? "none" : contentsRead_.front()));
+        return false;
+    }
+
+    void extensionAttributes(const Element& element) {
+        if (keepContent(element)) attributesOnly(element);
+    }
+    void extensionText(const Element& element) {
+        if (keepContent(element)) text(element);
+    }
+    void extensionMetrics(const Element& element) {
+        static const Rules rules{{"KorvoMetric", Every, &Walk::metric}};
+        if (keepContent(element)) children(element, rules);
+    }
+    void extensionMacros(const Element& element) {
+        static const Rules rules = [] {
+            Rules macros;
+            for (const auto& field : vkt_extensionNumberMacros())
+                macros.push_back({field.element, First, &Walk::number});
+            for (const auto& field : vkt_extensionTextMacros())
+                macros.push_back({field.element, First, &Walk::text});
+            return macros;
+        }();
+        if (keepContent(element)) children(element, rules);
+    }
+    void extensionRTBMacros(const Element& element) {
+        static const Rules rules = [] {
+            Rules macros;
+            for (const auto& field : vkt_extensionRTBMacros())
+                macros.push_back({field.element, First, &Walk::text});
+            return macros;
+        }();
+        if (keepContent(element)) children(element, rules);
+    }
+
+    // Read twice: as the extension's scripts and, when nothing stands in the ad's own element, as the ad's.
+    void extensionVerifications(const Element& element) {
+        static const Rules rules{{"Verification", Every, &Walk::extensionVerification}};
+        const std::string* type = Utils::findAttribute("_type", element.parent->node());
+        if ((type != nullptr && *type == "AdVerifications") || keepContent(element)) children(element, rules);
+    }
+
+    void extensionVerification(const Element& element) {
+        VKTVASTAdExtension extension;
+        if (isContentRead("AdVerifications")) extension.processVerifications({*element.read});
+        static const Rules legacyRules{{"VerificationParameters", First, &Walk::text},
+                                       {"JavaScriptResource", Every, &Walk::legacyScript},
+                                       {"JavascriptResource", Every, &Walk::legacyScript}};
+        if (isNextVerification(element)) {
+            verificationContent(element);
+        } else if (!extension.adVerifications.empty()) {
+            legacyScriptURL_ = &extension.adVerifications.front().javascriptResourceURL;
+            children(element, legacyRules);
+        } else {
+            drop(element, "it has no script with a URL, or the ad's own AdVerifications are read instead");
+        }
+    }
+
+    void legacyScript(const Element& element) {
+        const std::string* text = element.text();
+        const auto url = text == nullptr ? std::nullopt : VKTURL::URLWithDocumentText(*text);
+        if (!url) {
+            drop(element, textProblem(element));
+        } else if (*url == *legacyScriptURL_) {
+            leaf(element);
+        } else {
+            drop(element, "only the last script is read");
+        }
+    }
+
+    static constexpr const char* noResource = "it has no usable resource";
+
+    const VKTVASTModel& model_;
+    Inspection& inspection_;
+
+    // Of the ad, creative or extension that is being walked.
+    const VKTVASTAd* ad_ = nullptr;
+    bool isWrapper_ = false;
+    std::size_t linearCount_ = 0;
+    std::size_t nonLinearCount_ = 0;
+    std::size_t companionCount_ = 0;
+    std::size_t verificationCount_ = 0;
+    std::size_t universalAdIdCount_ = 0;
+    const VKTVASTCreativeLinear* linear_ = nullptr;
+    const VKTVASTCreativeResource* resource_ = nullptr;
+    std::vector<std::string_view> contentsRead_;
+    const VKTURL* legacyScriptURL_ = nullptr;
+};
+
+}  // namespace
+
+Inspection inspectDocument(std::string_view data, const VKTVASTModel* model) {
+    Inspection inspection;
+    auto parser = VKTXMLDictionaryParser::sharedInstance().copy();
+    auto readRoot = parser.vkt_dictionaryWithData(data);
+    parser.stripEmptyNodes = false;
+    auto fullRoot = parser.vkt_dictionaryWithData(data);
+    if (!readRoot || !fullRoot) return inspection;
+
+    const std::string* version = Utils::findAttribute("_version", *readRoot);
+    const std::string refusal = version == nullptr ? "it has no version attribute"
+                                                   : "version " + quoted(*version) + " is not supported";
+    const std::string* nodeName = vkt_nodeName(*readRoot);
+    const std::string name = nodeName != nullptr && nodeName->size() <= longestRootName ? *nodeName : "*";
+    const VKTValue read(std::move(*readRoot));
+    const VKTValue full(std::move(*fullRoot));
+    const Element root{nullptr, name, 0, &full, &read};
+    if (model == nullptr) {
+        inspection.dropped.push_back({pathOf(root), refusal});
+    } else {
+        Walk(*model, inspection).document(root);
+    }
+    return inspection;
+}
