@@ -32,7 +32,8 @@ enum VKTURLErrorCode : std::int16_t {
     VKTURLErrorCannotConnectToHost = -1004,
     VKTURLErrorNetworkConnectionLost = -1005,  ///< or a body shorter than announced
     VKTURLErrorHTTPTooManyRedirects = -1007,
-    VKTURLErrorNotConnectedToInternet = -1009,  ///< no interface but loopback is up; never for a loopback address
+    VKTURLErrorNotConnectedToInternet =
+        -1009,  ///< no interface but loopback is up; never for a loopback address
     VKTURLErrorBadServerResponse = -1011,
     VKTURLErrorDataLengthExceedsMaximum = -1103,
     VKTURLErrorSecureConnectionFailed = -1200,
@@ -59,8 +60,8 @@ struct VKTURLRequest {
 
     /// Whoever resumes this waits for it: the transfer may be made on the thread that calls `resume`, which
     /// then returns after the completion, or the completion may run on a transfer thread, before those that
-    /// are queued for delivery; it only stores its arguments and wakes a waiter. This is what makes a blocking
-    /// request possible everywhere, the delivery thread included.
+    /// are queued for delivery; it only stores its arguments and wakes a waiter. This is what makes a
+    /// blocking request possible everywhere, the delivery thread included.
     bool completesOnTransferThread = false;
 
     void addValue(std::string value, std::string headerField) {
@@ -78,8 +79,8 @@ struct VKTURLResponse {
 /// The body; null when there is none. An empty body is not null.
 using VKTData = std::shared_ptr<const std::string>;
 
-/// Called exactly once. Without an error, both data and response are there. With one, the data is null, and the
-/// response is there when its header had arrived.
+/// Called exactly once. Without an error, both data and response are there. With one, the data is null, and
+/// the response is there when its header had arrived.
 using VKTHTTPCompletion = std::function<void(VKTData data, std::shared_ptr<const VKTURLResponse> response,
                                              std::optional<VKTError> error)>;
 
@@ -100,12 +101,13 @@ class VKTHTTPDataTask {
 
 /// Makes transfers. Every operation may be called on any thread.
 ///
-/// Follows at most 20 redirects, to http and https only (POST becomes GET on 301 to 303; a 3xx without Location
-/// is delivered as it is); verifies certificates; accepts compressed bodies; sends no User-Agent unless the
-/// request has one. Every resumed or cancelled task ends in exactly one completion, on the session's one serial
-/// delivery thread (but see `completesOnTransferThread`), never before `resume` or `cancel` has been called.
-/// Destroying the session cancels what is under way, delivers those completions and waits for the thread, unless
-/// it is destroyed on that very thread.
+/// Follows at most 20 redirects, to http and https only (POST becomes GET on 301 to 303; a 3xx without
+/// Location is delivered as it is); verifies certificates; accepts compressed bodies; sends no User-Agent
+/// unless the request has one. Every resumed or cancelled task ends in exactly one completion, on the
+/// session's one serial delivery thread (but see `completesOnTransferThread`), never before `resume` or
+/// `cancel` has been called. Destroying the session cancels what is under way, delivers those completions and
+/// waits for the thread, unless it is destroyed on that very thread. Requests that block their callers are
+/// cancelled too, and complete there.
 class VKTHTTPSession {
   public:
     virtual ~VKTHTTPSession() = default;

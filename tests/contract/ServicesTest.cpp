@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <limits>
 #include <set>
+#include <thread>
 
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/VKTServices.h"
@@ -174,6 +175,17 @@ TEST(Platform, StartsNoThreadBeforeItIsNeeded) {
         EXPECT_EQ(threadCount(), before + 1);
     }
     EXPECT_EQ(threadCount(), before);
+}
+
+TEST(Platform, MainLoopBelongsToTheMainThreadWhoeverMakesIt) {
+    std::shared_ptr<VKTRunLoop> loop;
+    bool isMakersLoop = true;
+    std::thread([&] {
+        loop = vkt_makeDefaultPlatform().mainRunLoop;
+        isMakersLoop = loop->isCurrentThread();
+    }).join();
+    EXPECT_FALSE(isMakersLoop);
+    EXPECT_TRUE(loop->isCurrentThread());
 }
 
 TEST(Platform, ScopedPlatformPutsTheOldOneBack) {

@@ -26,7 +26,9 @@ namespace {
 
 // Idle handles kept; more than that many transfers at once are rare.
 constexpr std::size_t idleTransferLimit = 8;
-constexpr std::size_t idleSetLimit = 4;
+
+// Sets kept with their connections: one for each thread of a fan-out of blocking requests.
+constexpr std::size_t idleSetLimit = 16;
 
 constexpr int longestWaitMilliseconds = 60'000;
 
