@@ -1,4 +1,5 @@
 // vkt inspect: one document as the library reads it, without following where it leads.
+#include <algorithm>
 #include <iostream>
 #include <mutex>
 #include <unordered_map>
@@ -114,6 +115,8 @@ VKTArray reportOfIndices(const Indices& indices) {
 
 VKTDictionary reportOfDocument(const std::string& source, const Report& report) {
     const VKTVASTModel* model = report.response.model.get();
+    VKTValue version;
+    if (model != nullptr) version = model->version();
     VKTArray ads;
     for (const auto& ad : report.ads) {
         VKTDictionary entry = reportOfAd(*ad, VKTDefaultNetworkAccessType);
@@ -125,7 +128,7 @@ VKTDictionary reportOfDocument(const std::string& source, const Report& report) 
     for (const DroppedElement& element : report.inspection.dropped)
         dropped.emplace_back(VKTDictionary{{"path", element.path}, {"reason", element.reason}});
     return {{"source", source},
-            {"version", model == nullptr ? VKTValue() : VKTValue(model->version())},
+            {"version", std::move(version)},
             {"ads", std::move(ads)},
             {"mainAds", reportOfIndices(report.mainAds)},
             {"passbackAds", reportOfIndices(report.passbackAds)},
@@ -139,10 +142,19 @@ VKTDictionary reportOfDocument(const std::string& source, const Report& report) 
 // Text for people.
 
 void printLabelled(const char* label, const std::string& text) {
-    constexpr std::size_t labelWidth = 12;
+    constexpr std::size_t textColumn = 15;
     std::string line = std::string("     ") + label;
-    line.resize(5 + labelWidth, ' ');
+    line.resize(textColumn, ' ');
     std::cout << line << text << '\n';
+}
+
+// "3 impressions, 1 companion": only what is there.
+std::string textOfCounts(const std::vector<std::pair<std::size_t, const char*>>& counts) {
+    std::vector<std::string> pieces;
+    for (const auto& [count, noun] : counts) {
+        if (count > 0) pieces.push_back(countOf(count, noun));
+    }
+    return vkt_joined(pieces, ", ");
 }
 
 void printMediaFile(const InspectedMediaFile& row) {
@@ -168,12 +180,12 @@ void printLinear(const InspectedLinear& linear, bool isWrapper) {
     for (const InspectedMediaFile& row : linear.mediaFiles)
         printMediaFile(row);
     if (!linear.creative) return;
-    const auto printCount = [](std::size_t count, const char* noun) {
-        if (count > 0) printLabelled("with", countOf(count, noun));
-    };
-    printCount(linear.creative->trackingEvents().size(), "tracking event");
-    printCount(linear.creative->clickTracking().size(), "click tracker");
-    printCount(linear.creative->icons().size(), "icon");
+    const std::string tracking =
+        textOfCounts({{linear.creative->trackingEvents().size(), "tracking event"},
+                      {linear.creative->clickTracking().size(), "click tracker"},
+                      {linear.creative->icons().size(), "icon"},
+                      {linear.creative->universalAdIds().size(), "universal ad id"}});
+    if (!tracking.empty()) printLabelled("with", tracking);
     if (linear.creative->clickThrough()) {
         printLabelled("click to", linear.creative->clickThrough()->url().absoluteString());
     }
@@ -198,17 +210,13 @@ void printAd(std::size_t index, const VKTVASTAd& ad, const InspectedAd& inspecte
     }
     for (const InspectedLinear& linear : inspected.linearCreatives)
         printLinear(linear, ad.isWrapper());
-    std::vector<std::string> counts;
-    const auto add = [&](std::size_t count, const char* noun) {
-        if (count > 0) counts.push_back(countOf(count, noun));
-    };
-    add(ad.nonLinearCreatives().size(), "non-linear creative");
-    add(ad.companionCreatives().size(), "companion");
-    add(ad.impressions().size(), "impression");
-    add(ad.errorPixels().size(), "error pixel");
-    add(ad.viewabilityEvents().size(), "viewability event");
-    add(ad.adVerifications().size(), "verification");
-    if (!counts.empty()) std::cout << "   " << vkt_joined(counts, ", ") << '\n';
+    const std::string counts = textOfCounts({{ad.nonLinearCreatives().size(), "non-linear creative"},
+                                             {ad.companionCreatives().size(), "companion"},
+                                             {ad.impressions().size(), "impression"},
+                                             {ad.errorPixels().size(), "error pixel"},
+                                             {ad.viewabilityEvents().size(), "viewability event"},
+                                             {ad.adVerifications().size(), "verification"}});
+    if (!counts.empty()) std::cout << "   " << counts << '\n';
 }
 
 std::vector<bool> marksOf(const Indices& indices, std::size_t count) {
@@ -229,9 +237,12 @@ void printHeader(const std::string& source, const Report& report) {
         }
         std::cout << '\n';
     } else {
-        std::cout << "not read: "
-                  << (report.response.error ? report.response.error->localizedDescription().value_or("") : "")
+        const auto& error = report.response.error;
+        std::cout << "not read: " << (error ? error->localizedDescription().value_or("") : "no answer")
                   << '\n';
+        if (!report.inspection.XMLProblem.empty()) {
+            std::cout << "not well-formed XML: " << report.inspection.XMLProblem << '\n';
+        }
     }
 }
 

@@ -232,7 +232,7 @@ class Walk {
     }
 
   private:
-    enum Count : std::uint8_t { First, Every };
+    enum Count : std::uint8_t { First, Every, EveryAlsoEmpty };
     struct Rule;
     using Rules = std::vector<Rule>;
     using Visit = void (Walk::*)(const Element& element);
@@ -274,8 +274,8 @@ class Walk {
             if (node != nullptr && !isEmptyElement(*node) && kept != nullptr && keptCount < kept->size()) {
                 child.read = &(*kept)[keptCount++];
             }
-            if (child.read == nullptr) {
-                drop(child, "it is empty");
+            if (child.read == nullptr && rule.count != EveryAlsoEmpty) {
+                drop(child, isEmpty);
             } else if (rule.count == First && keptCount > 1) {
                 drop(child, "only the first " + std::string(rule.name) + " is read");
             } else if (rule.visit != nullptr) {
@@ -297,7 +297,6 @@ class Walk {
     // Elements without elements of their own.
 
     void leaf(const Element& element) { children(element, {}, TextRead); }
-    void attributesOnly(const Element& element) { children(element, {}); }
 
     void keepIf(bool isKept, const Element& element, std::string (*problem)(const Element&)) {
         if (isKept) {
@@ -308,15 +307,6 @@ class Walk {
     }
 
     void text(const Element& element) { keepIf(element.text() != nullptr, element, textProblem); }
-
-    void number(const Element& element) {
-        if (Utils::findNodeTextAsNSNumber(element.node())) {
-            leaf(element);
-        } else {
-            drop(element,
-                 element.text() == nullptr ? textProblem(element) : "its text is not a whole number");
-        }
-    }
 
     void url(const Element& element) {
         keepIf(VKTVASTURL::initFromXML(element.node()).has_value(), element, textProblem);
@@ -458,8 +448,8 @@ class Walk {
             drop(element, inspected.dropReason);
         }
         linear_ = inspected.creative.get();
-        static const Rules mediaFiles{{"MediaFile", Every, &Walk::mediaFile},
-                                      {"InteractiveCreativeFile", Every, &Walk::interactiveFile}};
+        static const Rules mediaFiles{{"MediaFile", EveryAlsoEmpty, &Walk::mediaFile},
+                                      {"InteractiveCreativeFile", EveryAlsoEmpty, &Walk::interactiveFile}};
         static const Rules clicks{{"ClickThrough", First, &Walk::url}, {"ClickTracking", Every, &Walk::url}};
         static const Rules icons{{"Icon", Every, &Walk::icon}};
         static const Rule mediaRule{"MediaFiles", First, nullptr, &mediaFiles};
@@ -482,6 +472,11 @@ class Walk {
 
     void addMediaFile(const Element& element, bool onlyVPAID) {
         InspectedMediaFile& row = inspection_.ads.back().linearCreatives.back().mediaFiles.emplace_back();
+        if (element.read == nullptr) {
+            row.reason = isEmpty;
+            drop(element, row.reason);
+            return;
+        }
         row.file = describedMediaFile(element);
         const auto built = VKTVASTMediaFile::initWithDictionary(element.node());
         if (built && (!onlyVPAID || built->isVPAID())) {
@@ -581,7 +576,7 @@ class Walk {
         if (isKept) {
             leaf(element);
         } else if (VKTVASTURL::initFromXML(element.node())) {
-            drop(element, "one resource is read: the StaticResource, else the IFrameResource, else this one");
+            drop(element, "one resource is read: StaticResource before IFrameResource before HTMLResource");
         } else {
             drop(element, textProblem(element));
         }
@@ -640,10 +635,10 @@ class Walk {
     // Extensions.
 
     void extension(const Element& element) {
-        static const Rules rules{{"offset", First, &Walk::extensionAttributes},
-                                 {"sort", First, &Walk::extensionAttributes},
-                                 {"customisedScript", First, &Walk::extensionText},
-                                 {"instanceCount", First, &Walk::extensionText},
+        static const Rules rules{{"offset", First, &Walk::offset},
+                                 {"sort", First, &Walk::sort},
+                                 {"customisedScript", First, &Walk::customisedScript},
+                                 {"instanceCount", First, &Walk::instanceCount},
                                  {"KorvoMetrics", First, &Walk::extensionMetrics},
                                  {"KorvoMacros", First, &Walk::extensionMacros},
                                  {"RtbMacros", First, &Walk::extensionRTBMacros},
@@ -661,17 +656,75 @@ class Walk {
         if (isContentRead(element.name)) return true;
         const bool needsMacros = element.name == "RtbMacros" && !isContentRead("KorvoMacros");
         drop(element, needsMacros ? "RtbMacros are read only beside KorvoMacros"
-                                  : "one kind of content is read of an Extension: " +
+                                  : "an Extension is read for one kind of content, here: " +
                                         std::string(contentsRead_.empty() ? "none" : contentsRead_.front()));
         return false;
     }
 
-    void extensionAttributes(const Element& element) {
-        if (keepContent(element)) attributesOnly(element);
+    // A value stays unless a later Extension overwrote it.
+    void keepValue(const Element& element, bool isInModel, OwnText ownText) {
+        if (isInModel) {
+            children(element, {}, ownText);
+        } else {
+            drop(element, "a later Extension overwrites it");
+        }
     }
-    void extensionText(const Element& element) {
-        if (keepContent(element)) text(element);
+
+    void offset(const Element& element) {
+        const auto own = vkt_stringAttribute("_skipoffset", element.node());
+        if (keepContent(element))
+            keepValue(element, !own || own == ad_->extensions()->skipOffset, TextUnread);
     }
+    void sort(const Element& element) {
+        const auto own = vkt_stringAttribute("_rank", element.node());
+        if (keepContent(element)) keepValue(element, !own || own == ad_->extensions()->sortRank, TextUnread);
+    }
+    void customisedScript(const Element& element) {
+        if (keepContent(element)) extensionText(element, ad_->extensions()->customScript);
+    }
+    void instanceCount(const Element& element) {
+        if (!keepContent(element)) return;
+        const std::string* text = element.text();
+        if (text == nullptr) {
+            drop(element, textProblem(element));
+        } else {
+            keepValue(element, vkt_integerValue(*text) == ad_->extensions()->instanceCount, TextRead);
+        }
+    }
+
+    void extensionText(const Element& element, const std::optional<std::string>& valueInModel) {
+        const std::string* text = element.text();
+        if (text == nullptr) {
+            drop(element, textProblem(element));
+        } else {
+            keepValue(element, valueInModel == *text, TextRead);
+        }
+    }
+
+    template <typename T>
+    const std::optional<T>& macroInModel(const std::vector<VKTVASTAdExtensionField<T>>& fields,
+                                         std::string_view name) const {
+        const auto found = std::find_if(fields.begin(), fields.end(),
+                                        [&](const auto& field) { return field.element == name; });
+        return (*ad_->extensions()).*found->member;
+    }
+
+    void numberMacro(const Element& element) {
+        const auto number = Utils::findNodeTextAsNSNumber(element.node());
+        if (number) {
+            keepValue(element, number == macroInModel(vkt_extensionNumberMacros(), element.name), TextRead);
+        } else {
+            drop(element,
+                 element.text() == nullptr ? textProblem(element) : "its text is not a whole number");
+        }
+    }
+    void textMacro(const Element& element) {
+        extensionText(element, macroInModel(vkt_extensionTextMacros(), element.name));
+    }
+    void RTBMacro(const Element& element) {
+        extensionText(element, macroInModel(vkt_extensionRTBMacros(), element.name));
+    }
+
     void extensionMetrics(const Element& element) {
         static const Rules rules{{"KorvoMetric", Every, &Walk::metric}};
         if (keepContent(element)) children(element, rules);
@@ -680,9 +733,9 @@ class Walk {
         static const Rules rules = [] {
             Rules macros;
             for (const auto& field : vkt_extensionNumberMacros())
-                macros.push_back({field.element, First, &Walk::number});
+                macros.push_back({field.element, First, &Walk::numberMacro});
             for (const auto& field : vkt_extensionTextMacros())
-                macros.push_back({field.element, First, &Walk::text});
+                macros.push_back({field.element, First, &Walk::textMacro});
             return macros;
         }();
         if (keepContent(element)) children(element, rules);
@@ -691,7 +744,7 @@ class Walk {
         static const Rules rules = [] {
             Rules macros;
             for (const auto& field : vkt_extensionRTBMacros())
-                macros.push_back({field.element, First, &Walk::text});
+                macros.push_back({field.element, First, &Walk::RTBMacro});
             return macros;
         }();
         if (keepContent(element)) children(element, rules);
@@ -716,7 +769,9 @@ class Walk {
             legacyScriptURL_ = &extension.adVerifications.front().javascriptResourceURL;
             children(element, legacyRules);
         } else {
-            drop(element, "it has no script with a URL, or the ad's own AdVerifications are read instead");
+            drop(element, VKTVASTAdVerification::initWithDictionary(*element.read)
+                              ? "the ad's own AdVerifications are read instead"
+                              : "it has no script");
         }
     }
 
@@ -732,6 +787,7 @@ class Walk {
         }
     }
 
+    static constexpr const char* isEmpty = "it is empty";
     static constexpr const char* noResource = "it has no usable resource";
 
     const VKTVASTModel& model_;
@@ -759,7 +815,11 @@ Inspection inspectDocument(std::string_view data, const VKTVASTModel* model) {
     auto readRoot = parser.vkt_dictionaryWithData(data);
     parser.stripEmptyNodes = false;
     auto fullRoot = parser.vkt_dictionaryWithData(data);
-    if (!readRoot || !fullRoot) return inspection;
+    if (!readRoot || !fullRoot) {
+        const auto& error = parser.parsingError();
+        inspection.XMLProblem = error ? error->localizedDescription().value_or("") : "there is no element";
+        return inspection;
+    }
 
     const std::string* version = Utils::findAttribute("_version", *readRoot);
     const std::string refusal = version == nullptr ? "it has no version attribute"

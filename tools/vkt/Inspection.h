@@ -1,6 +1,7 @@
 // What the library's readers made of a document, element by element.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -37,6 +38,7 @@ struct InspectedAd {
 struct Inspection {
     std::vector<InspectedAd> ads;  ///< one for each ad of the model
     std::vector<DroppedElement> dropped;
+    std::string XMLProblem;  ///< with line and column; empty for a well-formed document
 };
 
 /// Looks for what the document holds and its model does not. `model` is what the library read from the same
