@@ -34,6 +34,13 @@ bool hasChildNodes(const VKTDictionary& node) {
     return std::any_of(node.begin(), node.end(), [](const auto& entry) { return isChildKey(entry.key); });
 }
 
+// Puts a value into an array of its own, in its place.
+void makeArray(VKTValue& place) {
+    VKTArray array;
+    array.push_back(std::move(place));
+    place = std::move(array);
+}
+
 // The value at a key path: dictionaries are asked for the key, arrays ask each of their elements.
 std::optional<VKTValue> valueForKeyPath(const VKTDictionary& node, std::string_view keyPath) {
     const auto valueForKey = [](const VKTValue& value, std::string_view key) -> std::optional<VKTValue> {
@@ -214,14 +221,13 @@ std::optional<VKTDictionary> VKTXMLDictionaryParser::vkt_dictionaryWithFile(cons
 void VKTXMLDictionaryParser::didStartElement(std::string_view name,
                                              std::span<const VKTXMLAttribute> attributes) {
     endText();
-    VKTDictionary node;
-    node.reserve(attributes.size() + 1);
-    if (nodeNameMode == VKTXMLDictionaryNodeNameModeAlways ||
-        (nodeNameMode == VKTXMLDictionaryNodeNameModeRootOnly && !root_)) {
-        node.set(VKTXMLDictionaryNodeNameKey, name);
-    }
-    addAttributes(node, attributes);
-    stack_.push_back(root_ ? openChild(name, std::move(node)) : openRoot(name, std::move(node)));
+    const bool isNamed = nodeNameMode == VKTXMLDictionaryNodeNameModeAlways ||
+                         (nodeNameMode == VKTXMLDictionaryNodeNameModeRootOnly && !root_);
+    VKTDictionary* node = root_ ? openChild(name) : openRoot(name);
+    stack_.push_back(node);
+    node->reserve(attributes.size() + 1);
+    if (isNamed) node->set(VKTXMLDictionaryNodeNameKey, name);
+    addAttributes(*node, attributes);
 }
 
 void VKTXMLDictionaryParser::addAttributes(VKTDictionary& node,
@@ -245,26 +251,25 @@ void VKTXMLDictionaryParser::addAttributes(VKTDictionary& node,
     }
 }
 
-VKTDictionary* VKTXMLDictionaryParser::openRoot(std::string_view name, VKTDictionary node) {
-    if (!wrapRootNode) return &root_.emplace(std::move(node));
+VKTDictionary* VKTXMLDictionaryParser::openRoot(std::string_view name) {
+    if (!wrapRootNode) return &root_.emplace();
     VKTDictionary& wrapper = root_.emplace();
     stack_.push_back(&wrapper);
-    return wrapper.set(name, std::move(node)).asDictionary();
+    return wrapper.set(name, VKTDictionary()).asDictionary();
 }
 
-VKTDictionary* VKTXMLDictionaryParser::openChild(std::string_view name, VKTDictionary node) {
-    VKTDictionary& top = *stack_.back();
-    VKTValue* existing = top.find(name);
-    if (existing == nullptr) {
-        VKTValue& stored = top.set(name, alwaysUseArrays ? VKTValue(VKTArray()) : VKTValue(std::move(node)));
-        if (!alwaysUseArrays) return stored.asDictionary();
-        existing = &stored;
-    } else if (existing->asArray() == nullptr) {
-        VKTArray array;
-        array.push_back(std::move(*existing));
-        *existing = std::move(array);
+VKTDictionary* VKTXMLDictionaryParser::openChild(std::string_view name) {
+    VKTValue& place = (*stack_.back())[name];
+    if (place.isNull() && !alwaysUseArrays) {
+        place = VKTDictionary();
+        return place.asDictionary();
     }
-    return existing->asArray()->emplace_back(std::move(node)).asDictionary();
+    if (place.isNull()) {
+        place = VKTArray();
+    } else if (place.asArray() == nullptr) {
+        makeArray(place);
+    }
+    return place.asArray()->emplace_back(VKTDictionary()).asDictionary();
 }
 
 void VKTXMLDictionaryParser::didEndElement(std::string_view name) {
@@ -300,19 +305,15 @@ void VKTXMLDictionaryParser::collapseOrStrip(VKTDictionary& node, std::string_vi
 }
 
 void VKTXMLDictionaryParser::endText() {
+    if (text_.empty()) return;
     const std::string_view run = trimWhiteSpace ? vkt_trimmed(text_) : std::string_view(text_);
     if (!run.empty() && !stack_.empty()) {
-        VKTDictionary& top = *stack_.back();
-        VKTValue* existing = top.find(VKTXMLDictionaryTextKey);
-        if (existing == nullptr) {
-            top.set(VKTXMLDictionaryTextKey, run);
-        } else if (VKTArray* runs = existing->asArray()) {
-            runs->emplace_back(run);
+        VKTValue& place = (*stack_.back())[VKTXMLDictionaryTextKey];
+        if (place.isNull()) {
+            place = run;
         } else {
-            VKTArray both;
-            both.push_back(std::move(*existing));
-            both.emplace_back(run);
-            *existing = std::move(both);
+            if (place.asArray() == nullptr) makeArray(place);
+            place.asArray()->emplace_back(run);
         }
     }
     text_.clear();

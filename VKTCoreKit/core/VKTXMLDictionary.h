@@ -88,8 +88,8 @@ class VKTXMLDictionaryParser final : public VKTXMLDictionarySettings, private VK
 
     void endText();
     void addAttributes(VKTDictionary& node, std::span<const VKTXMLAttribute> attributes) const;
-    VKTDictionary* openRoot(std::string_view name, VKTDictionary node);
-    VKTDictionary* openChild(std::string_view name, VKTDictionary node);
+    VKTDictionary* openRoot(std::string_view name);
+    VKTDictionary* openChild(std::string_view name);
     void collapseOrStrip(VKTDictionary& node, std::string_view elementName) const;
 
     // Working fields, empty between parses. An open node never moves: only the innermost one grows.

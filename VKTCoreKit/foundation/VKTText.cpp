@@ -32,6 +32,14 @@ CodePoint codePointAt(std::string_view text) {
     return {value, length};
 }
 
+bool isASCII(char c) {
+    return static_cast<unsigned char>(c) < 0x80;
+}
+
+bool isASCIIWhiteSpace(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
 // The Unicode White_Space property (PropList.txt).
 bool isWhiteSpace(char32_t c) {
     return (c >= 0x09 && c <= 0x0D) || c == 0x20 || c == 0x85 || c == 0xA0 || c == 0x1680 ||
@@ -40,6 +48,7 @@ bool isWhiteSpace(char32_t c) {
 }
 
 std::size_t trailingWhiteSpaceLength(std::string_view text) {
+    if (!text.empty() && isASCII(text.back())) return isASCIIWhiteSpace(text.back()) ? 1 : 0;
     for (std::size_t length = 1; length <= std::min<std::size_t>(3, text.size()); ++length) {
         const std::string_view tail = text.substr(text.size() - length);
         const CodePoint last = codePointAt(tail);
@@ -49,6 +58,8 @@ std::size_t trailingWhiteSpaceLength(std::string_view text) {
 }
 
 std::string_view withoutLeadingWhiteSpace(std::string_view text) {
+    while (!text.empty() && isASCIIWhiteSpace(text.front()))
+        text.remove_prefix(1);
     for (std::size_t length = vkt_leadingWhiteSpaceLength(text); length > 0;
          length = vkt_leadingWhiteSpaceLength(text)) {
         text.remove_prefix(length);

@@ -22,8 +22,9 @@ constexpr CharacterTable tableOf(std::string_view more) {
 
 constexpr CharacterTable queryAllowed = tableOf("!$&'()*+,;=:@/?");
 constexpr CharacterTable queryItemAllowed = tableOf("!$'()*+,;:@/?");
-// Anything that may stand somewhere in a URL; "%" and "#" have rules of their own.
-constexpr CharacterTable urlAllowed = tableOf("!$&'()*+,;=:@/?[]");
+// What may stand anywhere in a URL; "%", "#", "[" and "]" have rules of their own.
+constexpr CharacterTable urlAllowed = tableOf("!$&'()*+,;=:@/?");
+constexpr CharacterTable plainHostAllowed = tableOf("");
 constexpr CharacterTable registeredNameAllowed = tableOf("!$&'()*+,;=%");
 constexpr CharacterTable userInfoAllowed = tableOf("!$&'()*+,;=:%");
 
@@ -69,7 +70,9 @@ std::optional<Range> authorityRange(std::string_view text) {
     const std::size_t scheme = schemeLength(text);
     const std::size_t start = scheme == 0 ? 0 : scheme + 1;
     if (!text.substr(start).starts_with("//")) return std::nullopt;
-    return Range{start + 2, std::min(text.find_first_of("/?#", start + 2), text.size())};
+    const auto* const end = std::find_if(text.begin() + static_cast<std::ptrdiff_t>(start) + 2, text.end(),
+                                         [](char c) { return c == '/' || c == '?' || c == '#'; });
+    return Range{start + 2, static_cast<std::size_t>(end - text.begin())};
 }
 
 // The path with everything after it.
@@ -116,6 +119,7 @@ bool isValidIPv6Host(std::string_view host) {
 }
 
 bool isValidAuthority(std::string_view text) {
+    if (containsAll(plainHostAllowed, text)) return true;  // most hosts
     const Authority authority = splitAuthority(text);
     const bool hostIsValid = authority.host.starts_with('[')
                                  ? isValidIPv6Host(authority.host)
@@ -124,37 +128,53 @@ bool isValidAuthority(std::string_view text) {
            isValidPort(authority.port.value_or(""));
 }
 
-bool isStrictURL(std::string_view text) {
-    if (text.empty()) return false;
-    bool hasFragment = false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        if (contains(urlAllowed, c)) continue;
-        const bool isFirstFragment = c == '#' && !std::exchange(hasFragment, true);
-        if (!isFirstFragment && !(c == '%' && isEscape(text, i))) return false;
-    }
+// Where the run of characters that need no look ends, from `start` on.
+std::size_t endOfPlainRun(std::string_view text, std::size_t start) {
+    const auto* const end = std::find_if_not(text.begin() + static_cast<std::ptrdiff_t>(start), text.end(),
+                                             [](char c) { return contains(urlAllowed, c); });
+    return static_cast<std::size_t>(end - text.begin());
+}
+
+bool hasValidAuthority(std::string_view text) {
     const auto authority = authorityRange(text);
     return !authority || isValidAuthority(text.substr(authority->start, authority->end - authority->start));
 }
 
+bool isStrictURL(std::string_view text) {
+    if (text.empty()) return false;
+    bool hasFragment = false;
+    for (std::size_t i = endOfPlainRun(text, 0); i < text.size(); i = endOfPlainRun(text, i + 1)) {
+        const char c = text[i];
+        const bool isBracket = c == '[' || c == ']';
+        const bool isFirstFragment = c == '#' && !std::exchange(hasFragment, true);
+        if (!isBracket && !isFirstFragment && !(c == '%' && isEscape(text, i))) return false;
+    }
+    return hasValidAuthority(text);
+}
+
 // Percent-encodes what may not stand in a URL, and the square brackets outside the authority.
 std::string encodedForURL(std::string_view text) {
-    const Range authority = authorityRange(text).value_or(Range{});
     std::string result;
-    result.reserve(text.size() + 16);
-    bool hasFragment = false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        bool keep = contains(urlAllowed, c);
-        if (c == '[' || c == ']') keep = i >= authority.start && i < authority.end;
-        if (c == '%') keep = isEscape(text, i);
-        if (c == '#') keep = !std::exchange(hasFragment, true);
-        if (keep) {
-            result.push_back(c);
-        } else {
+    std::size_t start = 0;
+    std::size_t i = endOfPlainRun(text, 0);
+    if (i < text.size()) {
+        result.reserve(text.size() + 32);
+        const Range authority = authorityRange(text).value_or(Range{});
+        bool hasFragment = false;
+        for (; i < text.size(); i = endOfPlainRun(text, i + 1)) {
+            const char c = text[i];
+            const bool isBracket = c == '[' || c == ']';
+            const bool isFirstFragment = c == '#' && !std::exchange(hasFragment, true);
+            if (isFirstFragment || (c == '%' && isEscape(text, i)) ||
+                (isBracket && i >= authority.start && i < authority.end)) {
+                continue;
+            }
+            result.append(text, start, i - start);
             appendEncoded(result, c);
+            start = i + 1;
         }
     }
+    result.append(text, start);
     return result;
 }
 
@@ -166,11 +186,9 @@ std::optional<VKTURL> VKTURL::URLWithString(std::string_view text) {
 }
 
 std::optional<VKTURL> VKTURL::URLWithDocumentText(std::string_view text) {
-    if (isStrictURL(text) && text.find_first_of("[]") == std::string_view::npos) {
-        return VKTURL(std::string(text));  // nothing to encode: most texts
-    }
-    std::string encoded = encodedForURL(text);
-    if (!isStrictURL(encoded)) return std::nullopt;
+    if (text.empty()) return std::nullopt;
+    std::string encoded = encodedForURL(text);  // every character of it is now allowed where it stands
+    if (!hasValidAuthority(encoded)) return std::nullopt;
     return VKTURL(std::move(encoded));
 }
 

@@ -1,7 +1,9 @@
 #include "VKTCoreKit/foundation/VKTValue.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <functional>
 #include <limits>
 
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -61,12 +63,21 @@ VKTDictionary& VKTDictionary::operator=(const VKTDictionary& other) {
 
 std::size_t VKTDictionary::position(std::string_view key) const {
     if (index_) {
-        const auto found = index_->find(key);
-        return found == index_->end() ? notFound : found->second;
+        const std::uint32_t found = (*index_)[slot(key)];
+        return found == 0 ? notFound : found - 1;
     }
     const auto found =
         std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) { return entry.key == key; });
     return found == entries_.end() ? notFound : static_cast<std::size_t>(found - entries_.begin());
+}
+
+// The slot of the index that holds `key`, or the free one where it belongs.
+std::size_t VKTDictionary::slot(std::string_view key) const {
+    const std::size_t mask = index_->size() - 1;
+    std::size_t at = std::hash<std::string_view>()(key) & mask;
+    while ((*index_)[at] != 0 && entries_[(*index_)[at] - 1].key != key)
+        at = (at + 1) & mask;
+    return at;
 }
 
 const VKTValue* VKTDictionary::find(std::string_view key) const {
@@ -80,32 +91,39 @@ VKTValue* VKTDictionary::find(std::string_view key) {
 }
 
 VKTValue& VKTDictionary::set(std::string_view key, VKTValue value) {
-    if (VKTValue* existing = find(key)) {
-        *existing = std::move(value);
-        return *existing;
-    }
-    entries_.push_back({std::string(key), std::move(value)});
-    if (index_) {
-        index_->emplace(key, entries_.size() - 1);
-    } else if (entries_.size() > linearSearchLimit) {
-        rebuildIndex();
-    }
+    VKTValue* existing = find(key);
+    if (existing == nullptr) return append(key, std::move(value));
+    *existing = std::move(value);
+    return *existing;
+}
+
+VKTValue& VKTDictionary::operator[](std::string_view key) {
+    VKTValue* existing = find(key);
+    return existing == nullptr ? append(key, VKTValue()) : *existing;
+}
+
+VKTValue& VKTDictionary::append(std::string_view key, VKTValue&& value) {
+    if (index_) (*index_)[slot(key)] = static_cast<std::uint32_t>(entries_.size() + 1);
+    entries_.emplace_back(key, std::move(value));
+    const std::size_t capacity = index_ ? index_->size() / 2 : linearSearchLimit;
+    if (entries_.size() > capacity) rebuildIndex();
     return entries_.back().value;
 }
 
 void VKTDictionary::remove(std::string_view key) {
     const std::size_t at = position(key);
     if (at == notFound) return;
+    // The last entry's slot ends its run of collisions only if it was also filled last, which it was.
     const bool isLast = at + 1 == entries_.size();
-    if (index_ && isLast) index_->erase(entries_[at].key);
+    if (index_ && isLast) (*index_)[slot(key)] = 0;
     entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(at));
     if (index_ && !isLast) rebuildIndex();
 }
 
 void VKTDictionary::rebuildIndex() {
-    index_ = std::make_unique<Index>();
+    index_ = std::make_unique<Index>(std::bit_ceil(entries_.size()) * 4);
     for (std::size_t i = 0; i < entries_.size(); ++i)
-        index_->emplace(entries_[i].key, i);
+        (*index_)[slot(entries_[i].key)] = static_cast<std::uint32_t>(i + 1);
 }
 
 void VKTDictionary::reserve(std::size_t count) {

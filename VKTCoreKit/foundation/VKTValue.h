@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -73,6 +73,9 @@ class VKTDictionary {
     /// Sets or replaces; a replaced value keeps its place in the order. Returns the stored value.
     VKTValue& set(std::string_view key, VKTValue value);
 
+    /// The value under `key`, a new null one when there was none. Valid until the dictionary next changes.
+    VKTValue& operator[](std::string_view key);
+
     /// Removes `key` if present: constant-time for the key set last, else linear.
     void remove(std::string_view key);
 
@@ -86,17 +89,17 @@ class VKTDictionary {
     friend bool operator==(const VKTDictionary& left, const VKTDictionary& right);
 
   private:
-    struct KeyHash {
-        using is_transparent = void;
-        std::size_t operator()(std::string_view key) const { return std::hash<std::string_view>()(key); }
-    };
-    using Index = std::unordered_map<std::string, std::size_t, KeyHash, std::equal_to<>>;
-
     [[nodiscard]] std::size_t position(std::string_view key) const;
+    VKTValue& append(std::string_view key, VKTValue&& value);
+    [[nodiscard]] std::size_t slot(std::string_view key) const;
     void rebuildIndex();
 
+    // An open-addressing hash table of positions in `entries_` plus one; 0 is a free slot. Its size is a
+    // power of two and at least twice the number of entries. Null while a linear search is faster.
+    using Index = std::vector<std::uint32_t>;
+
     std::vector<Entry> entries_;
-    std::unique_ptr<Index> index_;  // only above `linearSearchLimit` entries
+    std::unique_ptr<Index> index_;
 };
 
 /// Null, a boolean, a number, a text, bytes, a date, an array or a dictionary.
@@ -107,8 +110,8 @@ class VKTValue {
     VKTValue(int value) : storage_(static_cast<std::int64_t>(value)) {}
     VKTValue(std::int64_t value) : storage_(value) {}
     VKTValue(double value) : storage_(value) {}
-    VKTValue(const char* value) : storage_(std::string(value)) {}
-    VKTValue(std::string_view value) : storage_(std::string(value)) {}
+    VKTValue(const char* value) : storage_(std::in_place_type<std::string>, value) {}
+    VKTValue(std::string_view value) : storage_(std::in_place_type<std::string>, value) {}
     VKTValue(std::string value) : storage_(std::move(value)) {}
     VKTValue(VKTBytes value) : storage_(std::move(value)) {}
     VKTValue(VKTDate value) : storage_(value) {}
@@ -146,6 +149,8 @@ class VKTValue {
 };
 
 struct VKTDictionary::Entry {
+    Entry(std::string_view entryKey, VKTValue&& entryValue) : key(entryKey), value(std::move(entryValue)) {}
+
     std::string key;
     VKTValue value;
 };

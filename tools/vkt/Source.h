@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 
 /// A URL to fetch, or the bytes of a file or of the standard input, or why there are none.

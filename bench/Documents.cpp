@@ -1,0 +1,125 @@
+#include "Documents.h"
+
+namespace {
+
+const std::string host = "https://tracking.adserver.example/v1/";
+
+std::string tracking(const std::string& event, std::size_t number) {
+    return "              <Tracking event=\"" + event + "\"><![CDATA[" + host + "event?type=" + event +
+           "&creative=" + std::to_string(number) +
+           "&session=6f1c2a8e-93c1-4d0f-b7a2-5f6e1c0d9a34&cb=[CACHEBUSTING]&ts=[TIMESTAMP]]]></Tracking>\n";
+}
+
+std::string mediaFile(int width, int height, int bitrate) {
+    return "              <MediaFile delivery=\"progressive\" type=\"video/mp4\" bitrate=\"" +
+           std::to_string(bitrate) + "\" width=\"" + std::to_string(width) + "\" height=\"" +
+           std::to_string(height) + "\" scalable=\"true\" maintainAspectRatio=\"true\"><![CDATA[" +
+           "https://cdn.adserver.example/media/campaign-20811/creative-77120/" + std::to_string(bitrate) +
+           ".mp4]]></MediaFile>\n";
+}
+
+std::string trackingEvents(std::size_t rounds) {
+    std::string events = "            <TrackingEvents>\n";
+    for (std::size_t round = 0; round < rounds; ++round) {
+        for (const char* event : {"start", "firstQuartile", "midpoint", "thirdQuartile", "complete", "mute",
+                                  "unmute", "pause", "resume"}) {
+            events += tracking(event, round);
+        }
+    }
+    return events + "            </TrackingEvents>\n";
+}
+
+std::string inlineAd(const std::string& attributes, std::size_t trackingRounds) {
+    return "  <Ad " + attributes +
+           ">\n    <InLine>\n"
+           "      <AdSystem version=\"4.2\">Example Ad Server</AdSystem>\n"
+           "      <AdTitle><![CDATA[Fifteen seconds of something good]]></AdTitle>\n"
+           "      <Error><![CDATA[" +
+           host +
+           "error?code=[ERRORCODE]]]></Error>\n"
+           "      <Impression id=\"server\"><![CDATA[" +
+           host +
+           "impression?cb=[CACHEBUSTING]]]></Impression>\n"
+           "      <Creatives>\n        <Creative id=\"77120\" sequence=\"1\">\n"
+           "          <UniversalAdId idRegistry=\"ad-id.org\">8465KORV0001H</UniversalAdId>\n"
+           "          <Linear skipoffset=\"00:00:05\">\n            <Duration>00:00:15</Duration>\n" +
+           trackingEvents(trackingRounds) +
+           "            <VideoClicks>\n"
+           "              "
+           "<ClickThrough><![CDATA[https://www.advertiser.example/landing?utm=tv]]></ClickThrough>\n"
+           "              <ClickTracking><![CDATA[" +
+           host +
+           "click?cb=[CACHEBUSTING]]]></ClickTracking>\n"
+           "            </VideoClicks>\n            <MediaFiles>\n" +
+           mediaFile(640, 360, 800) + mediaFile(1280, 720, 2500) + mediaFile(1920, 1080, 5000) +
+           mediaFile(3840, 2160, 12000) +
+           "            </MediaFiles>\n          </Linear>\n        </Creative>\n      </Creatives>\n"
+           "    </InLine>\n  </Ad>\n";
+}
+
+std::string document(const std::string& content) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<VAST version=\"4.2\">\n" + content + "</VAST>\n";
+}
+
+}  // namespace
+
+std::string inlineDocument() {
+    return document(inlineAd("id=\"20811\"", 1));
+}
+
+std::string podDocument() {
+    std::string ads;
+    for (int i = 1; i <= 40; ++i) {
+        const std::string number = std::to_string(i);
+        ads += inlineAd("id=\"" + number + "\" sequence=\"" + number + "\"", 12);
+    }
+    return document(ads);
+}
+
+std::string wideAdsDocument(std::size_t count) {
+    std::string ads;
+    for (std::size_t i = 0; i < count; ++i) {
+        ads +=
+            "<Ad><InLine><AdSystem>s</AdSystem><AdTitle>t</AdTitle><Creatives><Creative><Linear>"
+            "<Duration>00:00:15</Duration><MediaFiles><MediaFile type=\"video/mp4\">http://h/m.mp4"
+            "</MediaFile></MediaFiles></Linear></Creative></Creatives></InLine></Ad>\n";
+    }
+    return document(ads);
+}
+
+std::string wideTrackingDocument(std::size_t count) {
+    std::string events;
+    for (std::size_t i = 0; i < count; ++i)
+        events += tracking("progress", i);
+    return document(
+        "<Ad><InLine><AdSystem>s</AdSystem><AdTitle>t</AdTitle><Creatives><Creative><Linear>"
+        "<Duration>00:00:15</Duration><TrackingEvents>" +
+        events +
+        "</TrackingEvents><MediaFiles><MediaFile type=\"video/mp4\">http://h/m.mp4</MediaFile>"
+        "</MediaFiles></Linear></Creative></Creatives></InLine></Ad>");
+}
+
+std::string wideNamesDocument(std::size_t count) {
+    std::string elements;
+    for (std::size_t i = 0; i < count; ++i) {
+        elements += "<Element" + std::to_string(i) + ">text</Element" + std::to_string(i) + ">\n";
+    }
+    return document("<Ad><InLine><AdSystem>s</AdSystem><AdTitle>t</AdTitle>" + elements + "</InLine></Ad>");
+}
+
+std::string wrapperDocument(const std::string& url) {
+    return document(
+        "  <Ad id=\"wrapper\">\n    <Wrapper>\n      <AdSystem>Example Exchange</AdSystem>\n"
+        "      <VASTAdTagURI><![CDATA[" +
+        url +
+        "]]></VASTAdTagURI>\n"
+        "      <Error><![CDATA[" +
+        host +
+        "error?code=[ERRORCODE]]]></Error>\n"
+        "      <Impression><![CDATA[" +
+        host +
+        "impression?cb=[CACHEBUSTING]]]></Impression>\n"
+        "      <Creatives>\n        <Creative>\n          <Linear>\n" +
+        trackingEvents(1) +
+        "          </Linear>\n        </Creative>\n      </Creatives>\n    </Wrapper>\n  </Ad>\n");
+}

@@ -1,0 +1,19 @@
+// The documents that the benchmarks read.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+/// An inline ad of about 4 KB, as an ad server sends it.
+std::string inlineDocument();
+
+/// A pod of 40 ads, about 1 MB.
+std::string podDocument();
+
+/// `count` ads; `count` tracking events in one creative; `count` child elements of distinct names.
+std::string wideAdsDocument(std::size_t count);
+std::string wideTrackingDocument(std::size_t count);
+std::string wideNamesDocument(std::size_t count);
+
+/// A wrapper of about 2 KB that leads to `url`.
+std::string wrapperDocument(const std::string& url);

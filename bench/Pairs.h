@@ -1,0 +1,12 @@
+// Benchmarks in pairs: ours beside its raw limit, measured in one process and reported as a ratio of medians.
+#pragma once
+
+#include <functional>
+#include <string>
+
+/// Registers "NAME/ours" and "NAME/limit". Each function does the work once.
+void addPair(const std::string& name, std::function<void()> ours, std::function<void()> limit);
+
+/// Registers the benchmarks of one file.
+void addParseBenchmarks();
+void addNetworkBenchmarks();

@@ -1,0 +1,63 @@
+// Bytes to model, beside the XML reader with empty handlers on the same bytes.
+#include <expat.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "Documents.h"
+#include "Pairs.h"
+#include "VKTCoreKit/vast/VKTVASTParser.h"
+
+namespace {
+
+using Document = std::shared_ptr<const std::string>;
+
+Document shared(std::string text) {
+    return std::make_shared<const std::string>(std::move(text));
+}
+
+void parseModel(const Document& document, std::size_t expectedAds) {
+    const auto response = VKTVASTParser::parseXMLAndGenerateVASTObjectModel(*document);
+    if (!response.model || response.model->ads().size() != expectedAds) std::abort();
+}
+
+void readEvents(const Document& document) {
+    XML_Parser parser = XML_ParserCreate(nullptr);
+    XML_SetElementHandler(
+        parser, [](void*, const XML_Char*, const XML_Char**) {}, [](void*, const XML_Char*) {});
+    XML_SetCharacterDataHandler(parser, [](void*, const XML_Char*, int) {});
+    XML_SetCdataSectionHandler(
+        parser, [](void*) {}, [](void*) {});
+    XML_SetCommentHandler(parser, [](void*, const XML_Char*) {});
+    if (XML_Parse(parser, document->data(), static_cast<int>(document->size()), 1) != XML_STATUS_OK)
+        std::abort();
+    XML_ParserFree(parser);
+}
+
+void addParsePair(const std::string& name, const Document& document, std::size_t ads) {
+    addPair(
+        name, [document, ads] { parseModel(document, ads); }, [document] { readEvents(document); });
+}
+
+// Ten times the input: its time is the "limit", and the ratio is how the cost grows.
+void addGrowthPair(const std::string& name, const Document& large, std::size_t largeAds,
+                   const Document& small, std::size_t smallAds) {
+    addPair(
+        name, [large, largeAds] { parseModel(large, largeAds); },
+        [small, smallAds] { parseModel(small, smallAds); });
+}
+
+}  // namespace
+
+void addParseBenchmarks() {
+    addParsePair("parse_4k", shared(inlineDocument()), 1);
+    addParsePair("parse_1m", shared(podDocument()), 40);
+    constexpr std::size_t large = 100'000;
+    constexpr std::size_t small = 10'000;
+    addGrowthPair("parse_wide_100k_ads", shared(wideAdsDocument(large)), large,
+                  shared(wideAdsDocument(small)), small);
+    addGrowthPair("parse_wide_100k", shared(wideTrackingDocument(large)), 1,
+                  shared(wideTrackingDocument(small)), 1);
+    addGrowthPair("parse_wide_100k_names", shared(wideNamesDocument(large)), 1,
+                  shared(wideNamesDocument(small)), 1);
+}

@@ -1,0 +1,102 @@
+// vkt_bench [--json] [Google Benchmark flags]: each benchmark beside its raw limit. With --json it prints one
+// object: name -> {"ours_us", "limit_us", "ratio"}.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <string_view>
+#include <vector>
+
+#include "Pairs.h"
+
+namespace {
+
+// Collects the time of every repetition; the medians are taken at the end.
+class PairReporter : public benchmark::BenchmarkReporter {
+  public:
+    bool ReportContext(const Context& /*context*/) override { return true; }
+
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs) {
+            if (run.error_occurred) {
+                std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
+                             run.error_message.c_str());
+                hasFailed_ = true;
+            } else if (run.run_type == Run::RT_Iteration) {
+                times_[run.run_name.function_name].push_back(run.GetAdjustedRealTime());
+            }
+        }
+    }
+
+    void print(bool asJSON) const {
+        const char* separator = "{\n";
+        if (!asJSON) std::printf("%-26s %12s %12s %8s\n", "", "ours, us", "limit, us", "ratio");
+        for (const auto& [name, times] : times_) {
+            const std::size_t suffix = name.rfind("/ours");
+            if (suffix == std::string::npos) continue;
+            const std::string pair = name.substr(0, suffix);
+            const auto limitTimes = times_.find(pair + "/limit");
+            if (limitTimes == times_.end()) continue;
+            const double ours = median(times);
+            const double limit = median(limitTimes->second);
+            if (asJSON) {
+                std::printf("%s  \"%s\": {\"ours_us\": %.3f, \"limit_us\": %.3f, \"ratio\": %.3f}", separator,
+                            pair.c_str(), ours, limit, ours / limit);
+                separator = ",\n";
+            } else {
+                std::printf("%-26s %12.2f %12.2f %8.2f\n", pair.c_str(), ours, limit, ours / limit);
+            }
+        }
+        if (asJSON) std::printf("\n}\n");
+    }
+
+    [[nodiscard]] bool hasFailed() const { return hasFailed_; }
+
+  private:
+    static double median(std::vector<double> values) {
+        std::sort(values.begin(), values.end());
+        return values[values.size() / 2];
+    }
+
+    std::map<std::string, std::vector<double>> times_;
+    bool hasFailed_ = false;
+};
+
+void addOne(const std::string& name, std::function<void()> work) {
+    benchmark::RegisterBenchmark(name.c_str(),
+                                 [work = std::move(work)](benchmark::State& state) {
+                                     for ([[maybe_unused]] auto _ : state)
+                                         work();
+                                 })
+        ->Unit(benchmark::kMicrosecond)
+        ->UseRealTime();
+}
+
+}  // namespace
+
+void addPair(const std::string& name, std::function<void()> ours, std::function<void()> limit) {
+    addOne(name + "/ours", std::move(ours));
+    addOne(name + "/limit", std::move(limit));
+}
+
+int main(int argc, char** argv) {
+    const auto isJSONFlag = [](const char* argument) { return std::string_view(argument) == "--json"; };
+    const bool asJSON = std::any_of(argv + 1, argv + argc, isJSONFlag);
+    std::vector<char*> arguments(argv, std::remove_if(argv + 1, argv + argc, isJSONFlag));
+    // Repetitions of both halves of a pair are mixed, so that a disturbance of the machine hits both.
+    std::vector<std::string> defaults{"--benchmark_repetitions=9", "--benchmark_min_time=0.05",
+                                      "--benchmark_enable_random_interleaving=true"};
+    for (std::string& flag : defaults)
+        arguments.insert(arguments.begin() + 1, flag.data());
+    int count = static_cast<int>(arguments.size());
+    benchmark::Initialize(&count, arguments.data());
+    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
+
+    addParseBenchmarks();
+    addNetworkBenchmarks();
+    PairReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    reporter.print(asJSON);
+    return reporter.hasFailed() ? 1 : 0;
+}
