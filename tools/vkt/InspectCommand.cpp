@@ -1,5 +1,6 @@
 // vkt inspect: one document as the library reads it, without following where it leads.
 #include <algorithm>
+#include <array>
 #include <iostream>
 #include <mutex>
 #include <unordered_map>
@@ -158,8 +159,8 @@ std::string textOfCounts(const std::vector<std::pair<std::size_t, const char*>>&
 }
 
 void printMediaFile(const InspectedMediaFile& row) {
-    static constexpr const char* verdicts[] = {"chosen", "kept", "refused"};
-    printLabelled(verdicts[row.verdict], textOfMediaFile(row.file));
+    static constexpr std::array verdicts{"chosen", "kept", "refused"};
+    printLabelled(verdicts.at(row.verdict), textOfMediaFile(row.file));
     if (row.file.url) printLabelled("", row.file.url->url().absoluteString());
     printLabelled("", row.reason);
 }

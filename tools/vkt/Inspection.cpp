@@ -38,9 +38,10 @@ std::string pathOf(const Element& element) {
     for (const Element* each = &element; each != nullptr; each = each->parent)
         line.push_back(each);
     std::string path;
-    for (auto each = line.rbegin(); each != line.rend(); ++each) {
-        path.append("/").append((*each)->name);
-        if ((*each)->position > 0) path += "[" + std::to_string((*each)->position) + "]";
+    std::reverse(line.begin(), line.end());
+    for (const Element* each : line) {
+        path.append("/").append(each->name);
+        if (each->position > 0) path += "[" + std::to_string(each->position) + "]";
     }
     return path;
 }
