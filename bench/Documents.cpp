@@ -76,50 +76,48 @@ std::string podDocument() {
     return document(ads);
 }
 
+// The wide documents are made of the shortest elements that the readers keep: what grows is their number, and
+// not the memory that their texts take.
 std::string wideAdsDocument(std::size_t count) {
     std::string ads;
-    for (std::size_t i = 0; i < count; ++i) {
-        ads +=
-            "<Ad><InLine><AdSystem>s</AdSystem><AdTitle>t</AdTitle><Creatives><Creative><Linear>"
-            "<Duration>00:00:15</Duration><MediaFiles><MediaFile type=\"video/mp4\">http://h/m.mp4"
-            "</MediaFile></MediaFiles></Linear></Creative></Creatives></InLine></Ad>\n";
-    }
+    for (std::size_t i = 0; i < count; ++i)
+        ads += "<Ad><Wrapper><AdSystem>s</AdSystem></Wrapper></Ad>";
     return document(ads);
 }
 
 std::string wideTrackingDocument(std::size_t count) {
     std::string events;
     for (std::size_t i = 0; i < count; ++i)
-        events += tracking("progress", i);
+        events += "<Tracking event=\"start\">//h</Tracking>";
     return document(
-        "<Ad><InLine><AdSystem>s</AdSystem><AdTitle>t</AdTitle><Creatives><Creative><Linear>"
+        "<Ad><Wrapper><AdSystem>s</AdSystem><AdTitle>t</AdTitle><Creatives><Creative><Linear>"
         "<Duration>00:00:15</Duration><TrackingEvents>" +
-        events +
-        "</TrackingEvents><MediaFiles><MediaFile type=\"video/mp4\">http://h/m.mp4</MediaFile>"
-        "</MediaFiles></Linear></Creative></Creatives></InLine></Ad>");
+        events + "</TrackingEvents></Linear></Creative></Creatives></Wrapper></Ad>");
 }
 
 std::string wideNamesDocument(std::size_t count) {
     std::string elements;
-    for (std::size_t i = 0; i < count; ++i) {
-        elements += "<Element" + std::to_string(i) + ">text</Element" + std::to_string(i) + ">\n";
-    }
-    return document("<Ad><InLine><AdSystem>s</AdSystem><AdTitle>t</AdTitle>" + elements + "</InLine></Ad>");
+    for (std::size_t i = 0; i < count; ++i)
+        elements += "<E" + std::to_string(i) + "/>";
+    return document("<Ad><Wrapper><AdSystem>s</AdSystem><AdTitle>t</AdTitle>" + elements + "</Wrapper></Ad>");
 }
 
 std::string wrapperDocument(const std::string& url) {
+    const auto event = [](const std::string& name) {
+        return "            <Tracking event=\"" + name + "\"><![CDATA[" + host + "event?type=" + name +
+               "&cb=[CACHEBUSTING]]]></Tracking>\n";
+    };
     return document(
         "  <Ad id=\"wrapper\">\n    <Wrapper>\n      <AdSystem>Example Exchange</AdSystem>\n"
-        "      <VASTAdTagURI><![CDATA[" +
-        url +
-        "]]></VASTAdTagURI>\n"
-        "      <Error><![CDATA[" +
-        host +
+        "      <AdTitle>Wrapper</AdTitle>\n      <VASTAdTagURI><![CDATA[" +
+        url + "]]></VASTAdTagURI>\n      <Error><![CDATA[" + host +
         "error?code=[ERRORCODE]]]></Error>\n"
         "      <Impression><![CDATA[" +
         host +
         "impression?cb=[CACHEBUSTING]]]></Impression>\n"
-        "      <Creatives>\n        <Creative>\n          <Linear>\n" +
-        trackingEvents(1) +
-        "          </Linear>\n        </Creative>\n      </Creatives>\n    </Wrapper>\n  </Ad>\n");
+        "      <Creatives>\n        <Creative>\n          <Linear>\n            <TrackingEvents>\n" +
+        event("start") + event("firstQuartile") + event("midpoint") + event("thirdQuartile") +
+        event("complete") +
+        "            </TrackingEvents>\n          </Linear>\n        </Creative>\n      </Creatives>\n"
+        "    </Wrapper>\n  </Ad>\n");
 }

@@ -15,5 +15,5 @@ std::string wideAdsDocument(std::size_t count);
 std::string wideTrackingDocument(std::size_t count);
 std::string wideNamesDocument(std::size_t count);
 
-/// A wrapper of about 2 KB that leads to `url`.
+/// A wrapper of about 1.5 KB, as most are, that leads to `url`.
 std::string wrapperDocument(const std::string& url);

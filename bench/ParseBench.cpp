@@ -58,6 +58,10 @@ void addParseBenchmarks() {
                   shared(wideAdsDocument(small)), small);
     addGrowthPair("parse_wide_100k", shared(wideTrackingDocument(large)), 1,
                   shared(wideTrackingDocument(small)), 1);
+    // How the reader alone grows: distinct names cost it a growing table of its own.
+    addPair(
+        "reader_wide_100k_names", [document = shared(wideNamesDocument(large))] { readEvents(document); },
+        [document = shared(wideNamesDocument(small))] { readEvents(document); });
     addGrowthPair("parse_wide_100k_names", shared(wideNamesDocument(large)), 1,
                   shared(wideNamesDocument(small)), 1);
 }

@@ -290,16 +290,17 @@ void VKTXMLDictionaryParser::collapseOrStrip(VKTDictionary& node, std::string_vi
     VKTArray* siblings = place->asArray();
     if (siblings != nullptr && siblings->empty()) return;
 
-    const auto text = vkt_innerText(node);
-    if (text && collapseTextNodes) {
-        (siblings == nullptr ? *place : siblings->back()) = *text;
-    } else if (!text && stripEmptyNodes) {
+    const bool hasText = node.contains(VKTXMLDictionaryTextKey);
+    if (hasText && collapseTextNodes) {
+        const std::string text = vkt_innerText(node).value_or("");
+        (siblings == nullptr ? *place : siblings->back()) = text;
+    } else if (!hasText && stripEmptyNodes) {
         if (siblings == nullptr) {
             parent.remove(key);
         } else {
             siblings->pop_back();
         }
-    } else if (!text && !collapseTextNodes) {
+    } else if (!hasText && !collapseTextNodes) {
         node.set(VKTXMLDictionaryTextKey, "");
     }
 }

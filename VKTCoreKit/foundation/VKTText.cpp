@@ -271,10 +271,11 @@ std::string vkt_numberDescription(float value) {
 }
 
 bool vkt_isValidUTF8(std::string_view bytes) {
-    while (!bytes.empty()) {
-        const CodePoint first = codePointAt(bytes);
-        if (first.value == 0xFFFD && first.length == 1) return false;
-        bytes.remove_prefix(first.length);
+    const auto* at = bytes.begin();
+    while ((at = std::find_if_not(at, bytes.end(), isASCII)) != bytes.end()) {
+        const CodePoint next = codePointAt({at, bytes.end()});
+        if (next.value == 0xFFFD && next.length == 1) return false;
+        at += next.length;
     }
     return true;
 }

@@ -104,6 +104,8 @@ VKTValue& VKTDictionary::operator[](std::string_view key) {
 
 VKTValue& VKTDictionary::append(std::string_view key, VKTValue&& value) {
     if (index_) (*index_)[slot(key)] = static_cast<std::uint32_t>(entries_.size() + 1);
+    // From a node with one entry to one with children: most have several.
+    if (entries_.size() == 1 && entries_.capacity() == 1) entries_.reserve(4);
     entries_.emplace_back(key, std::move(value));
     const std::size_t capacity = index_ ? index_->size() / 2 : linearSearchLimit;
     if (entries_.size() > capacity) rebuildIndex();

@@ -47,12 +47,12 @@ std::vector<VKTVASTUniversalAdId> universalAdIdsOf(const VKTDictionary& creative
 }
 
 // The "InLine" or "Wrapper" node of an ad; `missing` is reported when it cannot be found.
-const VKTDictionary* contentNode(const VKTDictionary& ad, const char* key, const VKTVASTError& missing,
+const VKTDictionary* contentNode(const VKTDictionary& ad, const char* key, VKTVASTError (*missing)(),
                                  VKTErrorOutput error, const VKTVASTErrorHandler& errorHandler) {
     const VKTDictionary* content = Utils::findFirstObjectOfArrayAsDictionary(key, ad);
     if (content == nullptr) {
-        if (error != nullptr) *error = missing.error();
-        errorHandler(missing, {});
+        if (error != nullptr) *error = missing().error();
+        errorHandler(missing(), {});
     }
     return content;
 }
@@ -245,7 +245,7 @@ void VKTVASTAd::merge(const VKTVASTAd& wrapper) {
 std::shared_ptr<VKTVASTAdInline> VKTVASTAdInline::initWithDictionary(
     const VKTDictionary& dictionary, VKTErrorOutput error, const VKTVASTErrorHandler& errorHandler) {
     const VKTDictionary* content =
-        contentNode(dictionary, "InLine", VKTVASTError::XML_PARSING_ERROR(), error, errorHandler);
+        contentNode(dictionary, "InLine", VKTVASTError::XML_PARSING_ERROR, error, errorHandler);
     if (content == nullptr) return nullptr;
     std::shared_ptr<VKTVASTAdInline> ad(new VKTVASTAdInline());
     ad->read(dictionary, *content, error, errorHandler);
@@ -260,7 +260,7 @@ bool VKTVASTAdInline::isValid() const {
 std::shared_ptr<VKTVASTAdWrapper> VKTVASTAdWrapper::initWithDictionary(
     const VKTDictionary& dictionary, VKTErrorOutput error, const VKTVASTErrorHandler& errorHandler) {
     const VKTDictionary* content =
-        contentNode(dictionary, "Wrapper", VKTVASTError::XML_PARSING_ERROR_WRAPPER(), error, errorHandler);
+        contentNode(dictionary, "Wrapper", VKTVASTError::XML_PARSING_ERROR_WRAPPER, error, errorHandler);
     if (content == nullptr) return nullptr;
     std::shared_ptr<VKTVASTAdWrapper> ad(new VKTVASTAdWrapper());
     ad->read(dictionary, *content, error, errorHandler);

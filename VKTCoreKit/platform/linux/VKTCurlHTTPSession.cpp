@@ -17,6 +17,7 @@
 #include <future>
 #include <thread>
 #include <unordered_map>
+#include <utility>
 
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
@@ -142,7 +143,7 @@ class Transfer {
 
     void prepare(std::shared_ptr<CurlTask> task, const std::string& hostsWithoutProxy) {
         task_ = std::move(task);
-        setBehaviour(hostsWithoutProxy);
+        if (!std::exchange(hasBehaviour_, true)) setBehaviour(hostsWithoutProxy);
         setRequest(task_->request());
     }
 
@@ -166,7 +167,12 @@ class Transfer {
     }
 
     void clear() {
-        curl_easy_reset(easy_);
+        // What a plain GET sets is overwritten by the next request; everything else starts anew.
+        const VKTURLRequest& request = task_->request();
+        if (request.HTTPMethod != "GET" || request.HTTPBody || headers_ != nullptr) {
+            curl_easy_reset(easy_);
+            hasBehaviour_ = false;
+        }
         curl_slist_free_all(headers_);
         headers_ = nullptr;
         task_ = nullptr;
@@ -359,6 +365,7 @@ class Transfer {
     curl_slist* headers_ = nullptr;
     std::string body_;
     VKTURLResponse response_;
+    bool hasBehaviour_ = false;
     bool isHeaderComplete_ = false;
     bool isBodyTooLarge_ = false;
     std::array<char, CURL_ERROR_SIZE> reason_{};
