@@ -12,6 +12,10 @@ VKTPlatform& installedPlatform() {
 
 }  // namespace
 
-const VKTPlatform& VKTPlatform::current() { return installedPlatform(); }
+const VKTPlatform& VKTPlatform::current() {
+    return installedPlatform();
+}
 
-void VKTPlatform::setCurrent(VKTPlatform platform) { installedPlatform() = std::move(platform); }
+void VKTPlatform::setCurrent(VKTPlatform platform) {
+    installedPlatform() = std::move(platform);
+}

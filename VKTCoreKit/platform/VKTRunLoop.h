@@ -33,8 +33,8 @@ class VKTRunLoop {
     /// A cancellable `postAfter`.
     [[nodiscard]] virtual std::unique_ptr<VKTRunLoopTimer> schedule(VKTTimeInterval delay, VKTTask task) = 0;
 
-    /// Whether the caller is on the loop's thread: the thread that made the loop, until a thread that calls one
-    /// of the running operations adopts it.
+    /// Whether the caller is on the loop's thread: the thread that made the loop, until a thread that calls
+    /// one of the running operations adopts it.
     [[nodiscard]] virtual bool isCurrentThread() const = 0;
 
     /// Runs tasks until `stop`.

@@ -1,5 +1,5 @@
-// Stateless services of the platform. Declared here, defined by the platform library that is linked; all of them
-// are safe from any thread.
+// Stateless services of the platform. Declared here, defined by the platform library that is linked; all of
+// them are safe from any thread.
 #pragma once
 
 #include <chrono>
@@ -17,11 +17,12 @@ inline constexpr int VKTJSONDepthLimit = 512;
 
 /// Reads one JSON text: strict RFC 8259, UTF-8, integers kept as integers, the last of duplicate names wins.
 /// Nothing for anything else; `error`, when given, then says where.
-std::optional<VKTValue> vkt_JSONValueWithData(std::string_view data, std::optional<VKTError>* error = nullptr);
+std::optional<VKTValue> vkt_JSONValueWithData(std::string_view data,
+                                              std::optional<VKTError>* error = nullptr);
 
-/// Writes compact JSON ("/" not escaped, names in the dictionary's order; a double without a fraction is written
-/// without ".0"). Nothing when the value holds bytes, a date, a text that is not UTF-8, a number that is not
-/// finite, or nests too deep.
+/// Writes compact JSON ("/" not escaped, names in the dictionary's order; a double without a fraction is
+/// written without ".0"). Nothing when the value holds bytes, a date, a text that is not UTF-8, a number that
+/// is not finite, or nests too deep.
 std::optional<std::string> vkt_JSONStringWithValue(const VKTValue& value);
 
 /// The same, indented by two blanks a level, for people to read.

@@ -36,10 +36,10 @@ class VKTXMLEventHandler {
 
 /// Reads one document, once. Not thread-safe; one reader per parse.
 ///
-/// Encodings: UTF-8 (byte order mark or not), UTF-16 with a byte order mark, ISO-8859-1, US-ASCII. No namespace
-/// processing and never an external entity. An error: anything after the root element but comments and white
-/// space, a document that defines entities (a DOCTYPE without them is fine), a reference to an undefined
-/// entity, and nesting deeper than `VKTXMLDepthLimit`.
+/// Encodings: UTF-8 (byte order mark or not), UTF-16 with a byte order mark, ISO-8859-1, US-ASCII. No
+/// namespace processing and never an external entity. An error: anything after the root element but comments
+/// and white space, a document that defines entities (a DOCTYPE without them is fine), a reference to an
+/// undefined entity, and nesting deeper than `VKTXMLDepthLimit`.
 class VKTXMLEventReader {
   public:
     virtual ~VKTXMLEventReader() = default;
