@@ -135,9 +135,13 @@ std::size_t endOfPlainRun(std::string_view text, std::size_t start) {
     return static_cast<std::size_t>(end - text.begin());
 }
 
+bool isValidAuthority(std::string_view text, Range authority) {
+    return isValidAuthority(text.substr(authority.start, authority.end - authority.start));
+}
+
 bool hasValidAuthority(std::string_view text) {
     const auto authority = authorityRange(text);
-    return !authority || isValidAuthority(text.substr(authority->start, authority->end - authority->start));
+    return !authority || isValidAuthority(text, *authority);
 }
 
 bool isStrictURL(std::string_view text) {
@@ -153,13 +157,12 @@ bool isStrictURL(std::string_view text) {
 }
 
 // Percent-encodes what may not stand in a URL, and the square brackets outside the authority.
-std::string encodedForURL(std::string_view text) {
+std::string encodedForURL(std::string_view text, Range authority) {
     std::string result;
     std::size_t start = 0;
     std::size_t i = endOfPlainRun(text, 0);
     if (i < text.size()) {
         result.reserve(text.size() + 32);
-        const Range authority = authorityRange(text).value_or(Range{});
         bool hasFragment = false;
         for (; i < text.size(); i = endOfPlainRun(text, i + 1)) {
             const char c = text[i];
@@ -187,13 +190,15 @@ std::optional<VKTURL> VKTURL::URLWithString(std::string_view text) {
 
 std::optional<VKTURL> VKTURL::URLWithDocumentText(std::string_view text) {
     if (text.empty()) return std::nullopt;
-    std::string encoded = encodedForURL(text);  // every character of it is now allowed where it stands
-    if (!hasValidAuthority(encoded)) return std::nullopt;
+    const auto authority = authorityRange(text);
+    std::string encoded = encodedForURL(text, authority.value_or(Range{}));
+    // Every character is now allowed where it stands. An authority that was valid needed no encoding.
+    if (authority && !isValidAuthority(text, *authority) && !hasValidAuthority(encoded)) return std::nullopt;
     return VKTURL(std::move(encoded));
 }
 
 VKTURL VKTURL::URLByEncodingSquareBrackets() const {
-    return VKTURL(encodedForURL(text_));
+    return VKTURL(encodedForURL(text_, authorityRange(text_).value_or(Range{})));
 }
 
 std::optional<std::string_view> VKTURL::scheme() const {
