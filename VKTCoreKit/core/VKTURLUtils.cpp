@@ -61,11 +61,12 @@ std::string queryOfParameters(const VKTDictionary& parameters) {
     const auto encoded = [](std::string_view text) {
         return vkt_addingPercentEncoding(text, VKTURLCharacterSet::QueryItemAllowed);
     };
-    std::vector<std::string> items;
     // Keys are unique, so sorting by them alone settles the order.
     std::map<std::string_view, const VKTValue*> sorted;
     for (const auto& [key, value] : parameters)
         sorted.emplace(key, &value);
+    std::vector<std::string> items;
+    items.reserve(sorted.size());
     for (const auto& [key, value] : sorted)
         items.push_back(encoded(key) + "=" + encoded(value->description()));
     return vkt_joined(items, "&");
@@ -93,7 +94,7 @@ std::optional<VKTURL> VKTURLUtils::buildURLWithBaseURLString(std::string_view ba
     if (!path || !path->starts_with('/')) text.push_back('/');
     text.append(path.value_or(""));
 
-    const auto url = VKTURL::URLWithString(text);
+    auto url = VKTURL::URLWithString(text);
     if (!url || parameters.empty()) return url;
     return VKTURL::URLWithString(textWithQuery(*url, queryOfParameters(parameters)));
 }

@@ -23,9 +23,8 @@ const VKTDictionary* dictionaryUnder(const VKTDictionary& node, std::string_view
 }
 
 bool hasAttributes(const VKTDictionary& node) {
-    if (node.contains(VKTXMLDictionaryAttributesKey)) {
-        const VKTDictionary* attributes = dictionaryUnder(node, VKTXMLDictionaryAttributesKey);
-        return attributes != nullptr && !attributes->empty();
+    if (const auto* attributes = dictionaryUnder(node, VKTXMLDictionaryAttributesKey)) {
+        return !attributes->empty();
     }
     return std::any_of(node.begin(), node.end(), [](const auto& entry) { return isAttributeKey(entry.key); });
 }
@@ -282,10 +281,9 @@ void VKTXMLDictionaryParser::didEndElement(std::string_view name) {
 }
 
 void VKTXMLDictionaryParser::collapseOrStrip(VKTDictionary& node, std::string_view elementName) const {
+    // Not the node's "__name": an attribute called "_name" can pretend to be it.
     VKTDictionary& parent = *stack_.back();
-    const std::string* nodeName = vkt_nodeName(node);
-    const std::string key(nodeName == nullptr ? elementName : std::string_view(*nodeName));
-    VKTValue* place = parent.find(key);
+    VKTValue* place = parent.find(elementName);
     if (place == nullptr) return;
     VKTArray* siblings = place->asArray();
     if (siblings != nullptr && siblings->empty()) return;
@@ -296,7 +294,7 @@ void VKTXMLDictionaryParser::collapseOrStrip(VKTDictionary& node, std::string_vi
         (siblings == nullptr ? *place : siblings->back()) = text;
     } else if (!hasText && stripEmptyNodes) {
         if (siblings == nullptr) {
-            parent.remove(key);
+            parent.remove(elementName);
         } else {
             siblings->pop_back();
         }

@@ -84,6 +84,7 @@ class VKTFormatArgument {
     VKTFormatArgument(std::int64_t number) : value_(number) {}
     VKTFormatArgument(int number) : value_(static_cast<std::int64_t>(number)) {}
     VKTFormatArgument(unsigned number) : value_(static_cast<std::int64_t>(number)) {}
+    VKTFormatArgument(std::uint64_t number) : value_(static_cast<std::int64_t>(number)) {}
     VKTFormatArgument(double number) : value_(number) {}
 
     /// The argument as "%@" prints it.
