@@ -5,14 +5,13 @@
 #include "Inspection.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 
-#include "AdReport.h"
+#include "ExtensionProbe.h"
+#include "InspectionReasons.h"
 #include "VKTCoreKit/core/VKTXMLDictionary.h"
 #include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
 #include "VKTCoreKit/vast/VKTVASTNodeReading.h"
 
 using Utils = VKTXMLDictionaryUtils;
@@ -21,34 +20,6 @@ namespace {
 
 // A root may have any name, and every path repeats it.
 constexpr std::size_t longestRootName = 64;
-
-struct Element {
-    const Element* parent;
-    std::string_view name;
-    std::size_t position;  // from 1; 0 for an element without siblings of its name
-    const VKTValue* full;  // with its empty children
-    const VKTValue* read;  // as the library reads it; null when it was stripped
-
-    [[nodiscard]] const VKTDictionary& node() const { return *read->asDictionary(); }
-    [[nodiscard]] const std::string* text() const { return Utils::findNodeText(node()); }
-};
-
-std::string pathOf(const Element& element) {
-    std::vector<const Element*> line;
-    for (const Element* each = &element; each != nullptr; each = each->parent)
-        line.push_back(each);
-    std::string path;
-    std::reverse(line.begin(), line.end());
-    for (const Element* each : line) {
-        path.append("/").append(each->name);
-        if (each->position > 0) path += "[" + std::to_string(each->position) + "]";
-    }
-    return path;
-}
-
-std::string quoted(std::string_view text) {
-    return '"' + std::string(text) + '"';
-}
 
 // Without attributes, children and text: what reading strips.
 bool isEmptyElement(const VKTDictionary& full) {
@@ -59,167 +30,6 @@ bool isEmptyElement(const VKTDictionary& full) {
 const VKTArray* childrenNamed(std::string_view name, const VKTValue* parent) {
     const VKTDictionary* node = parent == nullptr ? nullptr : parent->asDictionary();
     return node == nullptr ? nullptr : Utils::findArrayForKey(name, *node);
-}
-
-// Why a text could not be read as a URL.
-std::string textProblem(const Element& element) {
-    const VKTValue* text = element.node().find(VKTXMLDictionaryTextKey);
-    if (text == nullptr) return "it has no text";
-    return text->asString() == nullptr ? "its text is split by child elements" : "its text is not a URL";
-}
-
-// The accepted event name that differs in case only, or nothing.
-std::optional<std::string> eventNameInRightCase(const std::string& name) {
-    static constexpr std::array<std::string_view, 9> mixedCaseNames{
-        "creativeView", "firstSecond",        "firstQuartile", "thirdQuartile", "exitFullscreen",
-        "timeToClick",  "vpaidAdInteraction", "playerExpand",  "playerCollapse"};
-    const auto* found =
-        std::find_if(mixedCaseNames.begin(), mixedCaseNames.end(),
-                     [&](std::string_view each) { return vkt_equalsIgnoringCase(each, name); });
-    std::string right = found == mixedCaseNames.end() ? vkt_lowercased(name) : std::string(*found);
-    return vkt_isAcceptedTrackingEventName(right) ? std::optional(std::move(right)) : std::nullopt;
-}
-
-std::string trackingProblem(const Element& element) {
-    const std::string* name = Utils::findAttribute("_event", element.node());
-    if (name == nullptr) return "it has no event attribute";
-    if (vkt_isAcceptedTrackingEventName(*name)) return textProblem(element);
-    if (const auto right = eventNameInRightCase(*name)) {
-        return "event name " + quoted(*name) + " must be written " + quoted(*right);
-    }
-    return "event name " + quoted(*name) + " is not accepted";
-}
-
-std::string verificationEventProblem(const Element& element) {
-    const std::string* name = Utils::findAttribute("_event", element.node());
-    if (name == nullptr) return "it has no event attribute";
-    if (*name == "verificationNotExecuted") return textProblem(element);
-    return "event name " + quoted(*name) +
-           " is not accepted: verifications know verificationNotExecuted only";
-}
-
-std::string metricProblem(const Element& element) {
-    const std::string* name = Utils::findAttribute("_name", element.node());
-    if (name == nullptr) return "it has no name attribute";
-    if (VKTVASTTrackingEvent::convertExtensionNameToVASTTrackingName(*name)) return textProblem(element);
-    return "metric " + quoted(*name) + " is not accepted: the only one is viewcount";
-}
-
-std::string universalAdIdProblem(const Element& element) {
-    const VKTDictionary& node = element.node();
-    const std::string* registry = Utils::findAttribute("_idRegistry", node);
-    if (registry == nullptr || registry->empty()) return "it has no idRegistry";
-    const std::string* value = element.text();
-    if (value == nullptr) value = Utils::findAttribute("_idValue", node);
-    if (value == nullptr || value->empty()) return "it has no value";
-    return "its value is " + quoted(*value);
-}
-
-// The attributes that tell a media file apart, whether or not it can be played.
-VKTVASTMediaFile describedMediaFile(const Element& element) {
-    VKTVASTMediaFile file;
-    const VKTDictionary& node = element.node();
-    file.type = vkt_stringAttribute("_type", node);
-    file.apiFramework = vkt_stringAttribute("_apiFramework", node);
-    file.bitrate = vkt_floatAttribute("_bitrate", node, -1);
-    file.width = vkt_floatAttribute("_width", node, -1);
-    file.height = vkt_floatAttribute("_height", node, -1);
-    file.url = VKTVASTURL::initFromXML(node);
-    return file;
-}
-
-std::string mediaFileProblem(const Element& element, const VKTVASTMediaFile& file) {
-    if (!file.url) return textProblem(element);
-    if (!file.type) return "it has no type";
-    if (file.isJavascript()) return "JavaScript is played with apiFramework \"VPAID\" only";
-    return "type " + quoted(*file.type) + " is not playable";
-}
-
-std::string maximumBitrateText() {
-    return vkt_numberDescription(VKTVASTDefaultMaximumBitrate) + " kbit/s";
-}
-
-std::string choiceReason(const VKTVASTMediaFile& chosen) {
-    if (chosen.bitrate < 0) return "largest picture: no bitrate is known";
-    if (chosen.bitrate <= VKTVASTDefaultMaximumBitrate)
-        return "highest bitrate up to " + maximumBitrateText();
-    return "lowest known bitrate: all are above " + maximumBitrateText();
-}
-
-std::string keptReason(const VKTVASTMediaFile& file, const VKTVASTMediaFile& chosen) {
-    if (chosen.bitrate < 0) {
-        return file.width * file.height < chosen.width * chosen.height
-                   ? "the chosen one has a larger picture"
-                   : "the chosen one has as large a picture and comes first";
-    }
-    if (file.bitrate < 0) return "its bitrate is unknown and another one's is known";
-    if (chosen.bitrate > VKTVASTDefaultMaximumBitrate) {
-        return file.bitrate > chosen.bitrate ? "its bitrate is further above " + maximumBitrateText()
-                                             : "the chosen one has the same bitrate and comes last";
-    }
-    if (file.bitrate > VKTVASTDefaultMaximumBitrate) return "its bitrate is above " + maximumBitrateText();
-    return file.bitrate < chosen.bitrate ? "the chosen one has a higher bitrate"
-                                         : "the chosen one has the same bitrate and comes first";
-}
-
-// Kept files stand in the creative in the order of their elements.
-void judgeMediaFiles(InspectedLinear& linear) {
-    if (!linear.creative) return;
-    const auto chosen = chosenMediaFile(*linear.creative, VKTDefaultNetworkAccessType);
-    std::size_t index = 0;
-    for (InspectedMediaFile& row : linear.mediaFiles) {
-        if (row.verdict == MediaFileRefused) continue;
-        const bool isChosen = linear.creative->mediaFiles().at(index++) == chosen;
-        row.verdict = isChosen ? MediaFileChosen : MediaFileKept;
-        row.reason = isChosen ? choiceReason(*chosen) : keptReason(row.file, *chosen);
-    }
-}
-
-// Contents of an "Extension": a sample that the reader cannot miss, and whether it read it.
-struct ExtensionContent {
-    const char* name;
-    VKTDictionary sample;
-    bool (*isRead)(const VKTVASTAdExtension& extension);
-};
-
-const std::vector<ExtensionContent>& extensionContents() {
-    const VKTArray texts{VKTDictionary{{"__text", "2"}}};
-    const VKTArray metrics{VKTDictionary{{"_name", "viewcount"}, {"__text", "2"}}};
-    const VKTArray verifications{VKTDictionary{{"JavaScriptResource", texts}}};
-    using Extension = VKTVASTAdExtension;
-    static const auto* contents = new std::vector<ExtensionContent>{
-        {"offset", {{"_skipoffset", "2"}}, [](const Extension& e) { return e.skipOffset.has_value(); }},
-        {"sort", {{"_rank", "2"}}, [](const Extension& e) { return e.sortRank.has_value(); }},
-        {"customisedScript",
-         {{"__text", "2"}},
-         [](const Extension& e) { return e.customScript.has_value(); }},
-        {"instanceCount", {{"__text", "2"}}, [](const Extension& e) { return e.instanceCount == 2; }},
-        {"KorvoMetrics", {{"KorvoMetric", metrics}}, [](const Extension& e) { return !e.metrics.empty(); }},
-        {"KorvoMacros", {{"pageID", texts}}, [](const Extension& e) { return e.pageID.has_value(); }},
-        {"RtbMacros", {{"DspId", texts}}, [](const Extension& e) { return e.rtbDspID.has_value(); }},
-        {"AdVerifications",
-         {{"Verification", verifications}},
-         [](const Extension& e) { return !e.adVerifications.empty(); }},
-    };
-    return *contents;
-}
-
-// The names of the contents that the library reads of an "Extension" node: samples in their places are read
-// in their stead.
-std::vector<std::string_view> contentsReadOf(const VKTDictionary& extension) {
-    VKTDictionary probe;
-    for (const ExtensionContent& content : extensionContents()) {
-        if (Utils::findFirstObjectOfArrayAsDictionary(content.name, extension) != nullptr) {
-            probe.set(content.name, VKTArray{content.sample});
-        }
-    }
-    const auto result = VKTVASTAdExtension::init();
-    result->processExtensions({std::move(probe)});
-    std::vector<std::string_view> names;
-    for (const ExtensionContent& content : extensionContents()) {
-        if (content.isRead(*result)) names.emplace_back(content.name);
-    }
-    return names;
 }
 
 // Walks as deep as its tables go, however deep the document is.
