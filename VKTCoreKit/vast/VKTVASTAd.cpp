@@ -175,7 +175,7 @@ void VKTVASTAd::findCreative(const VKTDictionary& creative, VKTErrorOutput error
         }
         const auto events = VKTVASTTrackingEvent::findTrackingEvents(*container);
         for (const auto& nonLinear : nonLinearCreatives_)
-            nonLinear->addTrackingEvents(events);
+            nonLinear->addSharedTrackingEvents(events);
     }
 }
 

@@ -28,9 +28,9 @@ struct VKTVASTAdVerificationResource {
 
     /// Nothing for a node without text.
     static std::optional<VKTVASTAdVerificationResource> initJavascriptResourceWithDictionary(
-        const VKTValue& node);
+        const VKTValue& value);
     static std::optional<VKTVASTAdVerificationResource> initExecutableResourceWithDictionary(
-        const VKTValue& node);
+        const VKTValue& value);
 
     static std::optional<VKTVASTAdVerificationResource> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;
@@ -51,7 +51,7 @@ class VKTVASTAdVerificationEvent final : public VKTTrackingEvent {
 
     /// Nothing for any other name.
     static std::shared_ptr<VKTVASTAdVerificationEvent> initWithName(std::string name, VKTURL url);
-    static std::shared_ptr<VKTVASTAdVerificationEvent> initWithDictionary(const VKTValue& node);
+    static std::shared_ptr<VKTVASTAdVerificationEvent> initWithDictionary(const VKTValue& value);
     static std::shared_ptr<VKTVASTAdVerificationEvent> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;
 
@@ -98,7 +98,7 @@ struct VKTVASTAdVerification {
 
     /// Nothing for a node without a resource. Resources: JavaScript ones (both spellings of the element),
     /// then executable ones.
-    static std::optional<VKTVASTAdVerification> initWithDictionary(const VKTValue& node);
+    static std::optional<VKTVASTAdVerification> initWithDictionary(const VKTValue& value);
 
     static std::optional<VKTVASTAdVerification> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;

@@ -28,6 +28,7 @@ std::shared_ptr<VKTVASTCreative> VKTVASTCreative::initWithDictionary(const VKTDi
 
 void VKTVASTCreative::addUniversalAdIds(const std::vector<VKTVASTUniversalAdId>& ids) {
     for (const VKTVASTUniversalAdId& id : ids) {
+        if (universalAdIds_.size() >= VKTVASTUniversalAdIdLimit) return;
         if (std::find(universalAdIds_.begin(), universalAdIds_.end(), id) == universalAdIds_.end()) {
             universalAdIds_.push_back(id);
         }
@@ -38,8 +39,12 @@ void VKTVASTCreative::addTrackingEvents(const TrackingEvents& events) {
     trackingEvents_.insert(trackingEvents_.end(), events.begin(), events.end());
 }
 
+void VKTVASTCreative::addSharedTrackingEvents(const TrackingEvents& events) {
+    appendUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, events);
+}
+
 void VKTVASTCreative::addTrackingOf(const VKTVASTCreative& wrapperCreative) {
-    appendUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, wrapperCreative.trackingEvents_);
+    addSharedTrackingEvents(wrapperCreative.trackingEvents_);
     appendUpTo(VKTVASTMergedClickTrackingLimit, clickTracking_, wrapperCreative.clickTracking_);
 }
 

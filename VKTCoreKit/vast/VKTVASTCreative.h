@@ -13,8 +13,11 @@
 /// Creatives kept per kind and ad; further ones are dropped. Real ads have fewer than ten.
 inline constexpr std::size_t VKTVASTCreativeLimit = 256;
 
-/// Tracking events and click-tracking URLs that a creative may have after wrappers were folded into it; what
-/// would exceed them is dropped.
+/// Universal ad identifiers kept per creative; further ones are dropped. Real creatives have one or two.
+inline constexpr std::size_t VKTVASTUniversalAdIdLimit = 256;
+
+/// Tracking events and click-tracking URLs that a creative may have after those of a wrapper, or of the
+/// element around several non-linear creatives, were added to it; what would exceed them is dropped.
 inline constexpr std::size_t VKTVASTMergedTrackingEventLimit = 65536;
 inline constexpr std::size_t VKTVASTMergedClickTrackingLimit = 4096;
 
@@ -34,10 +37,13 @@ class VKTVASTCreative {
                                                                const VKTVASTErrorHandler& errorHandler,
                                                                bool isWrapper);
 
-    /// Appends each identifier that is not already there.
+    /// Appends each identifier that is not already there, up to `VKTVASTUniversalAdIdLimit`.
     void addUniversalAdIds(const std::vector<VKTVASTUniversalAdId>& ids);
 
     void addTrackingEvents(const TrackingEvents& events);
+
+    /// Appends events that several creatives share, up to `VKTVASTMergedTrackingEventLimit`.
+    void addSharedTrackingEvents(const TrackingEvents& events);
 
     /// Appends a wrapper creative's tracking events and click tracking, up to the limits above.
     void addTrackingOf(const VKTVASTCreative& wrapperCreative);

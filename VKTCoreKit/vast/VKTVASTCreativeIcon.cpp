@@ -6,7 +6,7 @@
 std::shared_ptr<VKTVASTCreativeIcon> VKTVASTCreativeIcon::initWithDictionary(
     const VKTDictionary& dictionary, VKTErrorOutput /*error*/, const VKTVASTErrorHandler& /*errorHandler*/,
     bool /*isWrapper*/) {
-    const std::shared_ptr<VKTVASTCreativeIcon> icon(new VKTVASTCreativeIcon());
+    std::shared_ptr<VKTVASTCreativeIcon> icon(new VKTVASTCreativeIcon());
     icon->program_ = vkt_stringAttribute("_program", dictionary);
     icon->duration_ = vkt_stringAttribute("_duration", dictionary);
     icon->offset_ = vkt_stringAttribute("_offset", dictionary);

@@ -3,6 +3,8 @@
 
 #include "VKTCoreKit/vast/VKTVASTCreativeResource.h"
 
+/// Built on one thread and not changed afterwards; then any thread may read it. Shared by its linear creative
+/// and the player.
 class VKTVASTCreativeIcon final : public VKTVASTCreativeResource {
   public:
     /// Never nothing: an icon without a resource is only not valid. `error` and `errorHandler` are not used.

@@ -13,6 +13,8 @@
 /// Highest bitrate of `mostAppropriateMediaFile`, in kbit/s.
 inline constexpr float VKTVASTDefaultMaximumBitrate = 5000;
 
+/// Duration, media files, clicks and icons. Built on one thread and not changed once its ad is merged; then
+/// any thread may read it. Shared by its ad and the player.
 class VKTVASTCreativeLinear final : public VKTVASTCreative {
   public:
     using MediaFiles = std::vector<std::shared_ptr<VKTVASTMediaFile>>;

@@ -3,6 +3,8 @@
 
 #include "VKTCoreKit/vast/VKTVASTCreativeResource.h"
 
+/// Built on one thread and not changed once its ad is merged; then any thread may read it. Shared by its ad
+/// and the player.
 class VKTVASTCreativeNonLinear final : public VKTVASTCreativeResource {
   public:
     static std::shared_ptr<VKTVASTCreativeNonLinear> initEmptyCreative();

@@ -33,10 +33,10 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
 
     /// From a `Tracking` node: nothing unless its text is one run that reads as a URL and the name is
     /// accepted.
-    static std::shared_ptr<VKTVASTTrackingEvent> initWithDictionary(const VKTValue& node);
+    static std::shared_ptr<VKTVASTTrackingEvent> initWithDictionary(const VKTValue& value);
 
     /// From a metric node of the ad extension: only "viewcount" is accepted.
-    static std::shared_ptr<VKTVASTTrackingEvent> initWithExtensionDictionary(const VKTValue& node);
+    static std::shared_ptr<VKTVASTTrackingEvent> initWithExtensionDictionary(const VKTValue& value);
 
     static std::shared_ptr<VKTVASTTrackingEvent> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;
