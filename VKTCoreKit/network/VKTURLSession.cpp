@@ -62,7 +62,7 @@ std::shared_ptr<VKTURLSessionTask> VKTURLSessionProvider::dataRequest(
         handler(VKTURLSessionResponse::initWithData(std::move(data), std::move(response), std::move(error)),
                 task);
     };
-    const auto task = VKTURLSessionTask::sessionTaskWithSession(*session_, request, std::move(completion));
+    auto task = VKTURLSessionTask::sessionTaskWithSession(*session_, request, std::move(completion));
     *pendingTask = task;
     task->resume();
     return task;
