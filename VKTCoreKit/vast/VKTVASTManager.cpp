@@ -66,6 +66,15 @@ std::shared_ptr<VKTVASTManager> VKTVASTManager::initWithDelegate(
     return initWithDelegate(delegate, adapter, std::move(sessionManager), config);
 }
 
+std::shared_ptr<VKTVASTManager> VKTVASTManager::initWithDelegate(
+    const std::shared_ptr<VKTVASTManagerDelegate>& delegate,
+    const std::shared_ptr<VKTVASTAdAdapterProtocol>& adapter, std::shared_ptr<VKTURLSession> sessionManager,
+    const std::shared_ptr<VKTPixelManager>& /*pixelManager*/, VKTTimeInterval requestTimeout,
+    std::int64_t maximumWrappers, bool handleWrappersAdpods) {
+    return initWithDelegate(delegate, adapter, std::move(sessionManager), requestTimeout, maximumWrappers,
+                            handleWrappersAdpods);
+}
+
 void VKTVASTManager::configureWithDelegate(const std::shared_ptr<VKTVASTManagerDelegate>& delegate,
                                            const std::shared_ptr<VKTVASTAdAdapterProtocol>& adapter,
                                            std::shared_ptr<VKTURLSession> sessionManager,
@@ -92,18 +101,19 @@ void VKTVASTManager::createAdsStoreWithXML(std::optional<std::string_view> xml,
     const VKTVASTParserResponse response = generator.generateVASTModelFromXML(
         xml, withURL, timeout,
         [this](const auto& error, const auto& pixels, const auto& text) { report(error, pixels, text); });
-    if (response.model) {
-        rootVASTModel_ = response.model;
-        processRootModel(*rootVASTModel_);
-        if (const auto listener = delegate()) listener->vastManagerIsReadyToProvideAds();
-    } else if (response.error) {
-        if (const auto listener = delegate()) listener->vastManagerDidFailWithError(*response.error);
+    if (!response.model) {
+        if (const auto listener = delegate()) listener->vastManagerDidFailWithError(response.error);
+        return;
     }
+    rootVASTModel_ = response.model;
+    rootAds_.clear();
+    for (const AdPointer& ad : rootVASTModel_->ads())
+        rootAds_.insert(ad.get());
+    processRootModel(*rootVASTModel_);
+    if (const auto listener = delegate()) listener->vastManagerIsReadyToProvideAds();
 }
 
 void VKTVASTManager::processRootModel(const VKTVASTModel& model) {
-    for (const AdPointer& ad : model.ads())
-        rootAds_.insert(ad.get());
     addMainAds(model.mainAds());
     addPassbackAds(model.passbackAds());
 }
@@ -287,7 +297,8 @@ void VKTVASTManager::resolvePassback(const AdPointer& passback) {
 
 // The end of one passback, decided in one critical section so that exactly one valid result wins. True when
 // `resolved` has won; it is then converted outside the lock. The wait ends empty once every wrapper has been
-// started and this one gave nothing, even while others are still downloading: their ads stay in the store.
+// started and this one gave nothing, even while others are still downloading. The first of those to give a
+// valid ad still wins, for nobody any more; what comes after it stays in the store for later calls.
 bool VKTVASTManager::endPassback(const AdPointer& resolved) {
     const VKTLock lock(mutex_);
     const bool wins = resolved && !resolution_.isWon && resolved->consume() && resolved->isValid();

@@ -17,6 +17,8 @@
 #include "VKTCoreKit/vast/VKTVASTManagerProtocols.h"
 #include "VKTCoreKit/vast/VKTVASTModelGenerator.h"
 
+class VKTPixelManager;
+
 /// Codes of the manager's own errors, domain `VKTVASTErrorDomain`.
 enum VKTVASTManagerErrorCode : std::int32_t {
     VKTVASTManagerErrorTimeout = 10001,
@@ -38,7 +40,7 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
   public:
     using Ads = VKTVASTModel::Ads;
 
-    /// A null session or pool means the shared one.
+    /// A null session or pool means the shared one. A pool of one's own must outlive the manager.
     static std::shared_ptr<VKTVASTManager> initWithDelegate(
         const std::shared_ptr<VKTVASTManagerDelegate>& delegate,
         const std::shared_ptr<VKTVASTAdAdapterProtocol>& adapter,
@@ -50,6 +52,13 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
         const std::shared_ptr<VKTVASTAdAdapterProtocol>& adapter,
         std::shared_ptr<VKTURLSession> sessionManager, VKTTimeInterval requestTimeout,
         std::int64_t maximumWrappers, bool handleWrappersAdpods);
+
+    /// The pixel manager is ignored: the delegate calls the pixels.
+    static std::shared_ptr<VKTVASTManager> initWithDelegate(
+        const std::shared_ptr<VKTVASTManagerDelegate>& delegate,
+        const std::shared_ptr<VKTVASTAdAdapterProtocol>& adapter,
+        std::shared_ptr<VKTURLSession> sessionManager, const std::shared_ptr<VKTPixelManager>& pixelManager,
+        VKTTimeInterval requestTimeout, std::int64_t maximumWrappers, bool handleWrappersAdpods);
 
     /// Reads the text, or downloads the URL when there is none, and tells the delegate whether there is a
     /// model. Does nothing but log when the delegate or the adapter is gone. Blocks for `timeout` at most.

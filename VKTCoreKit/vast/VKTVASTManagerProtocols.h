@@ -43,8 +43,9 @@ class VKTVASTManagerDelegate {
     /// The first document has been read; it may hold no ad. Once per store.
     virtual void vastManagerIsReadyToProvideAds() {}
 
-    /// The first document could not be read. Instead of the above.
-    virtual void vastManagerDidFailWithError(const VKTError& /*error*/) {}
+    /// The first document could not be read. Instead of the above. No error when the session gave neither
+    /// data nor an error.
+    virtual void vastManagerDidFailWithError(const std::optional<VKTError>& /*error*/) {}
 
     /// A VAST problem. Call the error pixels with the error's VAST code, unless that is -1, and log. The
     /// response is the document concerned, if there is one.

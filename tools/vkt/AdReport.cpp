@@ -1,6 +1,7 @@
 #include "AdReport.h"
 
 #include <iostream>
+#include <map>
 
 #include "Commands.h"
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -228,12 +229,27 @@ std::string lineOfError(const ReportedError& reported) {
     std::string line = error.VASTCode() == -1 ? "error " + std::to_string(error.korvoCode())
                                               : "VAST error " + std::to_string(error.VASTCode());
     line += " " + error.errorName() + ": " + error.errorDescription().value_or("");
+    if (reported.detail) line += " " + *reported.detail;
     if (error.VASTCode() == -1) return line + " (has no VAST code, so no error pixel is called)";
     if (reported.errorURLs.empty()) return line + " (no error pixel to call)";
     line += " Error pixels to call:";
     for (const VKTVASTURL& url : reported.errorURLs)
         line += " " + url.url().absoluteString();
     return line;
+}
+
+std::vector<std::string> linesOfErrors(const std::vector<ReportedError>& errors) {
+    std::vector<std::string> lines;
+    std::map<std::string, std::size_t> counts;
+    for (const ReportedError& error : errors) {
+        std::string line = lineOfError(error);
+        if (counts[line]++ == 0) lines.push_back(std::move(line));
+    }
+    for (std::string& line : lines) {
+        const std::size_t count = counts[line];
+        if (count > 1) line += " (" + std::to_string(count) + " times)";
+    }
+    return lines;
 }
 
 bool printJSON(const VKTValue& value) {

@@ -14,6 +14,7 @@ struct ReportedError {
     VKTVASTError error;
     std::vector<VKTVASTURL> errorURLs;
     bool hasDocument = false;
+    std::optional<std::string> detail = std::nullopt;  ///< a sentence that says more
 };
 
 /// `networkAccessType` decides the most appropriate media file.
@@ -31,6 +32,9 @@ std::shared_ptr<VKTVASTMediaFile> chosenMediaFile(const VKTVASTCreativeLinear& c
 
 /// "VAST error 301 VAST_WRAPPER_ERROR_FETCH: …; error pixels: …", one line for people.
 std::string lineOfError(const ReportedError& error);
+
+/// Each distinct line once, with its count, in the order of the first of them.
+std::vector<std::string> linesOfErrors(const std::vector<ReportedError>& errors);
 
 /// Indented JSON and a line feed on the standard output. False, with an error line, for what cannot be
 /// written.

@@ -284,6 +284,7 @@ std::string timeOfDay() {
 
 DemoServer::Impl::Impl(const std::string& root, std::ostream& log) : log_(log) {
     server_.new_task_queue = [] { return new httplib::ThreadPool(threadLimit); };
+    server_.set_tcp_nodelay(true);
     server_.set_keep_alive_timeout(1);  // an idle connection delays the end by that much
     if (!root.empty()) server_.set_mount_point("/files", root);
     server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
