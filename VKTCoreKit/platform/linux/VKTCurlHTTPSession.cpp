@@ -1,17 +1,9 @@
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
 
 #include <curl/curl.h>
-#include <ifaddrs.h>
-#include <net/if.h>
 #include <pthread.h>
 
-#include <algorithm>
-#include <array>
 #include <atomic>
-#include <cerrno>
-#include <chrono>
-#include <climits>
-#include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <future>
@@ -19,9 +11,9 @@
 #include <unordered_map>
 #include <utility>
 
-#include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
+#include "VKTCoreKit/platform/linux/VKTCurlTransfer.h"
 
 namespace {
 
@@ -33,49 +25,13 @@ constexpr std::size_t idleSetLimit = 16;
 
 constexpr int longestWaitMilliseconds = 60'000;
 
-constexpr bool isRedirectStatus(int status) {
-    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
-}
-
-bool isLoopbackHost(std::string_view host) {
-    return vkt_equalsIgnoringCase(host, "localhost") || host.starts_with("127.") || host == "::1";
-}
-
-bool isHTTPScheme(std::string_view scheme) {
-    return vkt_equalsIgnoringCase(scheme, "http") || vkt_equalsIgnoringCase(scheme, "https");
-}
-
-bool hasNetworkInterface() {
-    ifaddrs* interfaces = nullptr;
-    if (getifaddrs(&interfaces) != 0) return true;
-    bool isUp = false;
-    for (const ifaddrs* each = interfaces; each != nullptr; each = each->ifa_next) {
-        isUp = isUp || ((each->ifa_flags & IFF_UP) != 0 && (each->ifa_flags & IFF_LOOPBACK) == 0);
-    }
-    freeifaddrs(interfaces);
-    return isUp;
-}
-
-VKTError makeError(VKTURLErrorCode code, const char* what, const VKTURL& url, std::string_view reason = {}) {
-    std::string text = what;
-    if (const auto host = url.host()) text.append(" (").append(*host).append(")");
-    if (!reason.empty()) text.append(": ").append(reason);
-    return {VKTURLErrorDomain, code, {{VKTLocalizedDescriptionKey, std::move(text)}}};
-}
-
 VKTError cancelledError(const VKTURL& url) {
-    return makeError(VKTURLErrorCancelled, "cancelled", url);
+    return vkt_transferError(VKTURLErrorCancelled, "cancelled", url);
 }
 
 class TransferEngine;
 
 enum class Command { Start, Cancel };
-
-struct TransferResult {
-    VKTData data;
-    std::shared_ptr<const VKTURLResponse> response;
-    std::optional<VKTError> error;
-};
 
 class CurlTask final : public VKTHTTPDataTask, public std::enable_shared_from_this<CurlTask> {
   public:
@@ -98,7 +54,7 @@ class CurlTask final : public VKTHTTPDataTask, public std::enable_shared_from_th
     [[nodiscard]] bool isSettled() const { return isSettled_; }
 
     /// Called once, on the thread that makes the transfer, for a task that is settled.
-    void complete(TransferResult result) {
+    void complete(VKTCurlResult result) {
         if (!request_.completesOnTransferThread) {
             deliver(std::move(result));
             return;
@@ -112,7 +68,7 @@ class CurlTask final : public VKTHTTPDataTask, public std::enable_shared_from_th
 
     void deliverCancelled() { deliver({nullptr, nullptr, cancelledError(request_.url)}); }
 
-    void deliver(TransferResult result) {
+    void deliver(VKTCurlResult result) {
         deliveryQueue_->post([completion = std::move(completion_), result = std::move(result)] {
             completion(result.data, result.response, result.error);
         });
@@ -125,250 +81,6 @@ class CurlTask final : public VKTHTTPDataTask, public std::enable_shared_from_th
     const std::shared_ptr<VKTSerialQueue> deliveryQueue_;
     std::atomic<bool> isStarted_ = false;
     std::atomic<bool> isSettled_ = false;
-};
-
-// One easy handle and what it has received. Reused; its connection lives in the multi handle.
-class Transfer {
-  public:
-    Transfer() : easy_(curl_easy_init()) {}
-    ~Transfer() {
-        curl_easy_cleanup(easy_);
-        curl_slist_free_all(headers_);
-    }
-    Transfer(const Transfer&) = delete;
-    Transfer& operator=(const Transfer&) = delete;
-
-    [[nodiscard]] CURL* easy() const { return easy_; }
-    [[nodiscard]] const std::shared_ptr<CurlTask>& task() const { return task_; }
-
-    void prepare(std::shared_ptr<CurlTask> task, const std::string& hostsWithoutProxy) {
-        task_ = std::move(task);
-        if (!std::exchange(hasBehaviour_, true)) setBehaviour(hostsWithoutProxy);
-        setRequest(task_->request());
-    }
-
-    TransferResult result(CURLcode code) {
-        if (code == CURLE_OK) {
-            auto response = takeResponse();
-            return {std::make_shared<const std::string>(std::move(body_)), std::move(response), std::nullopt};
-        }
-        VKTError error = errorForCode(code);
-        return {nullptr, takeFinalResponse(), std::move(error)};
-    }
-
-    // Nothing while the last header belongs to an answer that only leads on to another.
-    std::shared_ptr<const VKTURLResponse> takeFinalResponse() {
-        const bool hasLocation =
-            std::any_of(response_.headers.begin(), response_.headers.end(),
-                        [](const auto& header) { return vkt_equalsIgnoringCase(header.first, "Location"); });
-        const bool isFinal =
-            response_.statusCode >= 200 && !(isRedirectStatus(response_.statusCode) && hasLocation);
-        return isHeaderComplete_ && isFinal ? takeResponse() : nullptr;
-    }
-
-    void clear() {
-        // What a plain GET sets is overwritten by the next request; everything else starts anew.
-        const VKTURLRequest& request = task_->request();
-        if (request.HTTPMethod != "GET" || request.HTTPBody || headers_ != nullptr) {
-            curl_easy_reset(easy_);
-            hasBehaviour_ = false;
-        }
-        curl_slist_free_all(headers_);
-        headers_ = nullptr;
-        task_ = nullptr;
-        body_ = {};
-        response_ = {};
-        isHeaderComplete_ = false;
-        isBodyTooLarge_ = false;
-        reason_.front() = '\0';
-    }
-
-  private:
-    template <typename Value>
-    void set(CURLoption option, Value value) {
-        curl_easy_setopt(easy_, option, value);
-    }
-
-    void setBehaviour(const std::string& hostsWithoutProxy) {
-        set(CURLOPT_PRIVATE, this);
-        set(CURLOPT_ERRORBUFFER, reason_.data());
-        set(CURLOPT_WRITEFUNCTION, &Transfer::receiveBody);
-        set(CURLOPT_WRITEDATA, this);
-        set(CURLOPT_HEADERFUNCTION, &Transfer::receiveHeader);
-        set(CURLOPT_HEADERDATA, this);
-        set(CURLOPT_PROTOCOLS_STR, "http,https");
-        set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-        set(CURLOPT_FOLLOWLOCATION, 1L);
-        set(CURLOPT_MAXREDIRS, static_cast<long>(VKTHTTPRedirectLimit));
-        set(CURLOPT_PATH_AS_IS, 1L);
-        set(CURLOPT_ACCEPT_ENCODING, "");
-        set(CURLOPT_NOSIGNAL, 1L);
-        set(CURLOPT_QUICK_EXIT, 1L);  // a resolver that is still busy is left behind, not joined
-        set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-        set(CURLOPT_NOPROXY, hostsWithoutProxy.c_str());
-    }
-
-    void setRequest(const VKTURLRequest& request) {
-        set(CURLOPT_URL, request.url.absoluteString().c_str());
-        const std::chrono::duration<double, std::milli> timeout = request.timeoutInterval;
-        const long milliseconds = static_cast<long>(std::min(std::ceil(timeout.count()), double{INT_MAX}));
-        set(CURLOPT_TIMEOUT_MS, milliseconds);
-        set(CURLOPT_CONNECTTIMEOUT_MS, milliseconds);
-        setMethod(request);
-        for (const auto& [name, value] : request.headers)
-            addHeader(name, value);
-        if (request.cachePolicy == VKTURLRequestReloadIgnoringLocalAndRemoteCacheData) {
-            addHeader("Cache-Control", "no-cache");
-            addHeader("Pragma", "no-cache");
-        }
-        set(CURLOPT_HTTPHEADER, headers_);
-    }
-
-    void setMethod(const VKTURLRequest& request) {
-        const std::string& method = request.HTTPMethod;
-        if (request.HTTPBody || method == "POST") {
-            const std::string_view body = request.HTTPBody ? std::string_view(*request.HTTPBody) : "";
-            set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
-            set(CURLOPT_POSTFIELDS, body.data());
-            addHeaderLine("Expect:");  // no waiting for a "100 Continue"
-            // A custom method would survive the redirects that turn POST into GET.
-            if (method != "POST") set(CURLOPT_CUSTOMREQUEST, method.c_str());
-        } else if (method == "HEAD") {
-            set(CURLOPT_NOBODY, 1L);
-        } else if (method != "GET") {
-            set(CURLOPT_CUSTOMREQUEST, method.c_str());
-        }
-    }
-
-    void addHeader(std::string_view name, std::string_view value) {
-        std::string line(name);
-        // An empty value is written with a semicolon; a colon alone would remove the header.
-        if (value.empty()) {
-            line += ';';
-        } else {
-            line.append(": ").append(value);
-        }
-        // A line break would begin another header.
-        std::replace_if(
-            line.begin(), line.end(), [](char c) { return c == '\r' || c == '\n' || c == '\0'; }, ' ');
-        addHeaderLine(line.c_str());
-    }
-
-    void addHeaderLine(const char* line) { headers_ = curl_slist_append(headers_, line); }
-
-    static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* userData) {
-        Transfer& transfer = *static_cast<Transfer*>(userData);
-        const std::size_t length = size * count;
-        if (transfer.body_.size() + length > VKTHTTPBodyLimit) {
-            transfer.isBodyTooLarge_ = true;
-            return 0;
-        }
-        transfer.body_.append(bytes, length);
-        return length;
-    }
-
-    static std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count, void* userData) {
-        Transfer& transfer = *static_cast<Transfer*>(userData);
-        transfer.addResponseLine(vkt_trimmed(std::string_view(bytes, size * count)));
-        return size * count;
-    }
-
-    // Each answer of a chain of redirects begins anew; lines after the header are trailers.
-    void addResponseLine(std::string_view line) {
-        if (line.starts_with("HTTP/")) {
-            response_ = {};
-            response_.statusCode =
-                static_cast<int>(vkt_integerValue(line.substr(std::min(line.find(' '), line.size()))));
-            isHeaderComplete_ = false;
-        } else if (line.empty()) {
-            isHeaderComplete_ = true;
-        } else if (const std::size_t colon = line.find(':');
-                   colon != std::string_view::npos && !isHeaderComplete_) {
-            response_.headers.emplace_back(line.substr(0, colon), vkt_trimmed(line.substr(colon + 1)));
-        }
-    }
-
-    std::shared_ptr<const VKTURLResponse> takeResponse() {
-        response_.url = finalURL();
-        return std::make_shared<const VKTURLResponse>(std::move(response_));
-    }
-
-    [[nodiscard]] VKTURL finalURL() const {
-        const VKTURL& requested = task_->request().url;
-        long redirects = 0;
-        const char* text = nullptr;
-        curl_easy_getinfo(easy_, CURLINFO_REDIRECT_COUNT, &redirects);
-        if (redirects == 0) return requested;
-        curl_easy_getinfo(easy_, CURLINFO_EFFECTIVE_URL, &text);
-        auto url = VKTURL::URLWithString(text);
-        if (!url) url = VKTURL::URLWithDocumentText(text);
-        return url.value_or(requested);
-    }
-
-    [[nodiscard]] VKTError errorForCode(CURLcode code) const {
-        const VKTURL url = finalURL();
-        const std::string_view reason = reason_.front() != '\0' ? reason_.data() : curl_easy_strerror(code);
-        const auto error = [&](VKTURLErrorCode errorCode, const char* what) {
-            return makeError(errorCode, what, url, reason);
-        };
-        switch (code) {
-            case CURLE_URL_MALFORMAT:
-                return error(VKTURLErrorBadURL, "bad URL");
-            case CURLE_OPERATION_TIMEDOUT:
-                return error(VKTURLErrorTimedOut, "timed out");
-            case CURLE_UNSUPPORTED_PROTOCOL:
-                // Also what an answer without a header (HTTP/0.9) is reported as.
-                return isHTTPScheme(url.scheme().value_or(""))
-                           ? error(VKTURLErrorBadServerResponse, "malformed answer")
-                           : error(VKTURLErrorUnsupportedURL, "unsupported URL scheme");
-            case CURLE_COULDNT_RESOLVE_HOST:
-            case CURLE_COULDNT_RESOLVE_PROXY:
-                return isOffline(url) ? error(VKTURLErrorNotConnectedToInternet, "not connected")
-                                      : error(VKTURLErrorCannotFindHost, "cannot find host");
-            case CURLE_COULDNT_CONNECT:
-                return isOffline(url) ? error(VKTURLErrorNotConnectedToInternet, "not connected")
-                                      : error(VKTURLErrorCannotConnectToHost, "cannot connect to host");
-            case CURLE_GOT_NOTHING:
-            case CURLE_PARTIAL_FILE:
-            case CURLE_RECV_ERROR:
-            case CURLE_SEND_ERROR:
-            case CURLE_HTTP2_STREAM:
-                return error(VKTURLErrorNetworkConnectionLost, "connection lost");
-            case CURLE_TOO_MANY_REDIRECTS:
-                return error(VKTURLErrorHTTPTooManyRedirects, "too many redirects");
-            case CURLE_SSL_CONNECT_ERROR:
-            case CURLE_SSL_ENGINE_NOTFOUND:
-            case CURLE_SSL_ENGINE_SETFAILED:
-            case CURLE_SSL_ENGINE_INITFAILED:
-            case CURLE_SSL_CERTPROBLEM:
-            case CURLE_SSL_CIPHER:
-            case CURLE_SSL_CACERT_BADFILE:
-            case CURLE_SSL_ISSUER_ERROR:
-            case CURLE_SSL_INVALIDCERTSTATUS:
-            case CURLE_PEER_FAILED_VERIFICATION:
-                return error(VKTURLErrorSecureConnectionFailed, "secure connection failed");
-            default:
-                return isBodyTooLarge_ ? makeError(VKTURLErrorDataLengthExceedsMaximum, "body too large", url)
-                                       : error(VKTURLErrorBadServerResponse, "malformed answer");
-        }
-    }
-
-    [[nodiscard]] bool isOffline(const VKTURL& url) const {
-        if (isLoopbackHost(url.host().value_or(""))) return false;
-        long systemError = 0;
-        curl_easy_getinfo(easy_, CURLINFO_OS_ERRNO, &systemError);
-        return systemError == ENETUNREACH || !hasNetworkInterface();
-    }
-
-    CURL* easy_;
-    std::shared_ptr<CurlTask> task_;
-    curl_slist* headers_ = nullptr;
-    std::string body_;
-    VKTURLResponse response_;
-    bool hasBehaviour_ = false;
-    bool isHeaderComplete_ = false;
-    bool isBodyTooLarge_ = false;
-    std::array<char, CURL_ERROR_SIZE> reason_{};
 };
 
 // A multi handle with its connections and the transfers on it. Used by one thread at a time, but for `wake`.
@@ -397,10 +109,10 @@ class TransferSet {
             if (task->request().completesOnTransferThread) endCancelled(*task);
             return;
         }
-        std::unique_ptr<Transfer> transfer = takeTransfer();
-        transfer->prepare(task, hostsWithoutProxy_);
+        std::unique_ptr<VKTCurlTransfer> transfer = takeTransfer();
+        transfer->prepare(task->request(), task.get(), hostsWithoutProxy_);
         curl_multi_add_handle(multi_, transfer->easy());
-        active_.emplace(task.get(), std::move(transfer));
+        active_.emplace(task.get(), Active{task, std::move(transfer)});
     }
 
     /// Moves all transfers on as far as they get without waiting, and completes those that have ended.
@@ -410,14 +122,14 @@ class TransferSet {
         int left = 0;
         while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
             if (message->msg != CURLMSG_DONE) continue;
-            char* userData = nullptr;
-            curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &userData);
-            Transfer& transfer = *reinterpret_cast<Transfer*>(userData);
-            const std::shared_ptr<CurlTask> task = transfer.task();
+            char* owner = nullptr;
+            curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &owner);
+            const Active& active = active_.at(reinterpret_cast<const CurlTask*>(owner));
+            const std::shared_ptr<CurlTask> task = active.task;
             // One that was cancelled meanwhile is ended by `endCancelled`.
             if (!task->settle()) continue;
             // Completed first: cleaning up may take its time.
-            task->complete(transfer.result(message->data.result));
+            task->complete(active.transfer->result(message->data.result));
             retire(*task);
         }
     }
@@ -429,11 +141,11 @@ class TransferSet {
 
     /// Completes a task that was settled as cancelled, whether its transfer has begun or not.
     void endCancelled(CurlTask& task) {
-        TransferResult result{nullptr, nullptr, cancelledError(task.request().url)};
+        VKTCurlResult result{nullptr, nullptr, cancelledError(task.request().url)};
         const auto found = active_.find(&task);
         if (found == active_.end()) return task.complete(std::move(result));
-        result.response = found->second->takeFinalResponse();
-        const std::shared_ptr<CurlTask> keptAlive = found->second->task();
+        result.response = found->second.transfer->takeFinalResponse();
+        const std::shared_ptr<CurlTask> keptAlive = found->second.task;
         task.complete(std::move(result));
         retire(task);
     }
@@ -441,7 +153,7 @@ class TransferSet {
     /// Cancels all. A task that has been cancelled already is left to that.
     void cancelAll() {
         while (!active_.empty()) {
-            const std::shared_ptr<CurlTask> task = active_.begin()->second->task();
+            const std::shared_ptr<CurlTask> task = active_.begin()->second.task;
             if (task->settle()) {
                 endCancelled(*task);
             } else {
@@ -451,29 +163,37 @@ class TransferSet {
     }
 
   private:
+    struct Active {
+        std::shared_ptr<CurlTask> task;
+        std::unique_ptr<VKTCurlTransfer> transfer;
+    };
+
     static std::optional<VKTError> errorBeforeStart(const VKTURLRequest& request) {
         const VKTURL& url = request.url;
         const auto scheme = url.scheme();
-        if (scheme && !isHTTPScheme(*scheme)) {
-            return makeError(VKTURLErrorUnsupportedURL, "unsupported URL scheme", url, *scheme);
+        if (scheme && !vkt_isHTTPScheme(*scheme)) {
+            return vkt_transferError(VKTURLErrorUnsupportedURL, "unsupported URL scheme", url, *scheme);
         }
-        if (!scheme || !url.host()) return makeError(VKTURLErrorBadURL, "bad URL", url, url.absoluteString());
+        if (!scheme || !url.host())
+            return vkt_transferError(VKTURLErrorBadURL, "bad URL", url, url.absoluteString());
         if (!(request.timeoutInterval > VKTTimeInterval(0))) {
-            return makeError(VKTURLErrorTimedOut, "timed out", url, "no time was given");
+            return vkt_transferError(VKTURLErrorTimedOut, "timed out", url, "no time was given");
         }
         return std::nullopt;
     }
 
-    std::unique_ptr<Transfer> takeTransfer() {
-        if (idle_.empty()) return std::make_unique<Transfer>();
-        std::unique_ptr<Transfer> transfer = std::move(idle_.back());
+    std::unique_ptr<VKTCurlTransfer> takeTransfer() {
+        if (idle_.empty()) return std::make_unique<VKTCurlTransfer>();
+        std::unique_ptr<VKTCurlTransfer> transfer = std::move(idle_.back());
         idle_.pop_back();
         return transfer;
     }
 
     void retire(const CurlTask& task) {
         const auto found = active_.find(&task);
-        std::unique_ptr<Transfer> transfer = std::move(found->second);
+        // The task, whose request the transfer uses, lives until both have been cleared.
+        Active ended = std::move(found->second);
+        std::unique_ptr<VKTCurlTransfer> transfer = std::move(ended.transfer);
         active_.erase(found);
         curl_multi_remove_handle(multi_, transfer->easy());
         transfer->clear();
@@ -482,8 +202,8 @@ class TransferSet {
 
     CURLM* multi_;
     std::string hostsWithoutProxy_ = "localhost,127.0.0.0/8,::1";
-    std::unordered_map<const CurlTask*, std::unique_ptr<Transfer>> active_;
-    std::vector<std::unique_ptr<Transfer>> idle_;
+    std::unordered_map<const CurlTask*, Active> active_;
+    std::vector<std::unique_ptr<VKTCurlTransfer>> idle_;
 };
 
 // All transfers of a session: one thread with a set of its own, and a set for each blocking request, driven
