@@ -9,7 +9,6 @@ namespace {
 struct Part {
     std::string name;
 
-    static constexpr const char* archiveClassName = "Part";
     void encodeWithCoder(VKTKeyedArchiver& coder) const { coder.encodeString("name", name); }
     static std::optional<Part> initWithCoder(const VKTKeyedUnarchiver& coder) {
         const auto name = coder.decodeString("name");
@@ -123,34 +122,24 @@ TEST(KeyedArchive, EveryTypeKeepsItsTypeAndValue) {
     EXPECT_NE(read->find("double")->asDouble(), nullptr);
 }
 
-TEST(KeyedArchive, DamageGivesNothing) {
+TEST(KeyedArchive, DamageIsRefusedOrGivesASoundTree) {
     const std::string archive = vkt_archiveData("C", everyType());
-    for (std::size_t length = 0; length < archive.size(); ++length) {
-        EXPECT_FALSE(vkt_unarchivedValues(archive.substr(0, length), "C")) << "cut to " << length;
-    }
     EXPECT_FALSE(vkt_unarchivedValues(archive + "x", "C"));
     EXPECT_FALSE(vkt_unarchivedValues(archive, "D"));
-    for (std::size_t at = 0; at < 5; ++at) {
-        std::string other = archive;
-        other[at] ^= 1;
-        EXPECT_FALSE(vkt_unarchivedValues(other, "C")) << "header byte " << at;
-    }
-}
-
-TEST(KeyedArchive, AnyOtherByteChangedIsReadOrRefusedButNeverMore) {
-    const std::string archive = vkt_archiveData("C", everyType());
     std::size_t refused = 0;
     for (std::size_t at = 0; at < archive.size(); ++at) {
+        EXPECT_FALSE(vkt_unarchivedValues(archive.substr(0, at), "C")) << "cut to " << at;
         for (const char flip : {'\x01', '\x20', '\x80', '\xFF'}) {
             std::string damaged = archive;
             damaged[at] = static_cast<char>(damaged[at] ^ flip);
             const auto read = vkt_unarchivedValues(damaged, "C");
-            if (!read) {
+            if (read) {
+                EXPECT_TRUE(vkt_unarchivedValues(vkt_archiveData("C", *read), "C")) << at;
+            } else {
                 ++refused;
-                continue;
             }
-            // What is read is a sound tree: it can be written and read again.
-            EXPECT_TRUE(vkt_unarchivedValues(vkt_archiveData("C", *read), "C")) << at;
+            constexpr std::size_t headerLength = 5;
+            EXPECT_FALSE(read && at < headerLength) << at;
         }
     }
     EXPECT_GT(refused, archive.size());

@@ -126,7 +126,9 @@ TEST(Text, RefusesMalformedUTF8) {
 
 TEST(Text, Formats) {
     const std::optional<std::string> absent;
-    EXPECT_EQ(vkt_stringWithFormat("%@|%ld|%d|%f", {"a", std::int64_t{-2}, 3, 0.5}), "a|-2|3|0.500000");
+    EXPECT_EQ(
+        vkt_stringWithFormat("%@|%ld|%d|%f|%ld", {"a", std::int64_t{-2}, 3, 0.5, std::string("four").size()}),
+        "a|-2|3|0.500000|4");
     EXPECT_EQ(vkt_stringWithFormat("%@ %@", {std::nullopt}), "(null) (null)");
     EXPECT_EQ(vkt_stringWithFormat("%@", {absent}), "(null)");
     EXPECT_EQ(vkt_stringWithFormat("%@", {static_cast<const char*>(nullptr)}), "(null)");

@@ -51,7 +51,8 @@ class AsioTimer final : public VKTRunLoopTimer {
         const auto call = call_.lock();
         if (!call) return;
         const VKTTask dropped = std::exchange(call->task, nullptr);
-        call->timer.cancel();
+        asio::error_code ignored;  // by destructors too, so nothing is thrown
+        call->timer.cancel(ignored);
     }
 
     std::weak_ptr<PendingCall> call_;
