@@ -1,0 +1,249 @@
+#include <gtest/gtest.h>
+
+#include "VKTCoreKit/core/VKTLog.h"
+#include "VKTCoreKit/vast/VKTVASTClickEvent.h"
+#include "VKTCoreKit/vast/VKTVASTTrackingEvent.h"
+#include "VKTCoreKit/vast/VKTVASTUniversalAdId.h"
+#include "VKTCoreKit/vast/VKTVASTViewabilityEvent.h"
+#include "tests/vast/TestNodes.h"
+
+namespace {
+
+using Tracking = VKTVASTTrackingEvent;
+using Viewability = VKTVASTViewabilityEvent;
+
+std::shared_ptr<Tracking> trackingOf(std::string_view xml) {
+    return Tracking::initWithDictionary(nodeOf(xml));
+}
+
+// What is printed while `log` runs with debug messages switched on.
+template <typename Log>
+std::string debugOutputOf(const Log& log) {
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
+    testing::internal::CaptureStdout();
+    log();
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
+    return testing::internal::GetCapturedStdout();
+}
+
+TEST(TrackingEvent, AcceptedNames) {
+    const std::pair<const char*, bool> names[] = {
+        {"creativeView", true},    {"start", true},
+        {"firstSecond", true},     {"firstQuartile", true},
+        {"midpoint", true},        {"thirdQuartile", true},
+        {"complete", true},        {"progress", true},
+        {"loaded", true},          {"click", false},
+        {"mute", false},           {"unmute", false},
+        {"pause", false},          {"rewind", false},
+        {"resume", false},         {"fullscreen", false},
+        {"exitFullscreen", false}, {"timeToClick", false},
+        {"skip", false},           {"vpaidAdInteraction", false},
+        {"playerExpand", false},   {"playerCollapse", false},
+    };
+    for (const auto& [name, isConsumable] : names) {
+        const auto event = trackingOf("<Tracking event=\"" + std::string(name) + "\">http://h/</Tracking>");
+        ASSERT_TRUE(event) << name;
+        EXPECT_EQ(event->eventName(), name);
+        EXPECT_EQ(event->isEventConsumable(), isConsumable) << name;
+    }
+    for (const char* name : {"Start", "viewcount", "acceptInvitation", "close", "start ", ""}) {
+        EXPECT_FALSE(trackingOf("<Tracking event=\"" + std::string(name) + "\">http://h/</Tracking>"))
+            << name;
+    }
+}
+
+TEST(TrackingEvent, UnknownNamesAreLoggedAndNotConsumable) {
+    const std::string line =
+        "Event 'acceptInvitation' is neither consumable nor nonconsumable! It has been assumed as "
+        "consumable.";
+    for (const auto isConsumable :
+         {Tracking::isEventConsumableFromName, Viewability::isEventConsumableFromName}) {
+        const std::string output = debugOutputOf([&] { EXPECT_FALSE(isConsumable("acceptInvitation")); });
+        EXPECT_NE(output.find(line), std::string::npos) << output;
+    }
+    EXPECT_EQ(debugOutputOf([] {
+                  EXPECT_TRUE(Tracking::isEventConsumableFromName("viewcount"));
+                  EXPECT_FALSE(Tracking::isEventConsumableFromName("mute"));
+                  EXPECT_TRUE(Viewability::isEventConsumableFromName("viewundetermined"));
+              }),
+              "");
+}
+
+TEST(TrackingEvent, NodesAreRead) {
+    const auto event = trackingOf(
+        "<Tracking event='progress' offset='00:00:05'><![CDATA[ http://h/[CB]?a|b ${X} ]]></Tracking>");
+    ASSERT_TRUE(event);
+    EXPECT_EQ(event->offset(), "00:00:05");
+    EXPECT_EQ(event->eventURL().absoluteString(), "http://h/%5BCB%5D?a%7Cb%20$%7BX%7D");
+    EXPECT_EQ(event->eventOffset(), -1);
+    event->setEventOffset(5);
+    EXPECT_EQ(event->eventOffset(), 5);
+    EXPECT_EQ(trackingOf("<Tracking event='start' offset=''>http://h/</Tracking>")->offset(), "");
+
+    for (const char* xml : {"<Tracking event='start'/>", "<Tracking>http://h/</Tracking>",
+                            "<Tracking event='start'>http://h/<b x='1'/>more</Tracking>",
+                            "<Tracking event='start'>http://h:x/</Tracking>"}) {
+        EXPECT_FALSE(trackingOf(xml)) << xml;
+    }
+    EXPECT_FALSE(Tracking::initWithDictionary(VKTValue("http://h/")));
+}
+
+TEST(TrackingEvent, OnlyTheFirstContainerIsReadInOrder) {
+    const auto node = nodeOf(
+        "<Linear><TrackingEvents><Tracking event='start'>http://1</Tracking><Tracking event='no'>http://2"
+        "</Tracking><Tracking event='mute'>http://3</Tracking></TrackingEvents>"
+        "<TrackingEvents><Tracking event='start'>http://4</Tracking></TrackingEvents></Linear>");
+    EXPECT_EQ(eventTextsOf(Tracking::findTrackingEvents(node)), (Texts{"start http://1", "mute http://3"}));
+    EXPECT_TRUE(Tracking::findTrackingEvents(nodeOf("<Linear a='1'/>")).empty());
+}
+
+TEST(TrackingEvent, MetricsAreViewCountsOnly) {
+    const auto metric = [](const char* xml) { return Tracking::initWithExtensionDictionary(nodeOf(xml)); };
+    const auto event = metric("<KorvoMetric name='viewcount' offset='5'>http://h/</KorvoMetric>");
+    ASSERT_TRUE(event);
+    EXPECT_EQ(event->name(), "viewcount");
+    EXPECT_EQ(event->offset(), "5");
+    EXPECT_TRUE(event->isEventConsumable());
+    for (const char* xml :
+         {"<M name='start'>http://h/</M>", "<M event='viewcount'>http://h/</M>", "<M name='viewcount'/>"}) {
+        EXPECT_FALSE(metric(xml)) << xml;
+    }
+}
+
+TEST(TrackingEvent, AnAbsentOffsetEqualsNothing) {
+    const auto make = [](const char* name, std::optional<std::string> offset, const char* url) {
+        return Tracking::initWithName(name, std::move(offset), urlOf(url));
+    };
+    const auto event = make("progress", "5", "http://h/");
+    const auto bare = make("start", std::nullopt, "http://h/");
+    EXPECT_TRUE(event->isEqual(*make("progress", "5", "http://h/")));
+    EXPECT_FALSE(event->isEqual(*make("start", "5", "http://h/")));
+    EXPECT_FALSE(event->isEqual(*make("progress", "6", "http://h/")));
+    EXPECT_FALSE(event->isEqual(*make("progress", "5", "http://i/")));
+    EXPECT_FALSE(event->isEqual(*make("progress", std::nullopt, "http://h/")));
+    EXPECT_FALSE(bare->isEqual(*bare->copy()));
+    EXPECT_TRUE(bare->isEqual(*bare));
+    EXPECT_TRUE(event->isEqual(*event->copy()));
+}
+
+TEST(ViewabilityEvent, NamesAndEquality) {
+    const VKTURL url = urlOf("http://h/");
+    for (const auto& [name, event] :
+         {std::pair("viewable", Viewability::viewableEventWithURL(url)),
+          std::pair("notviewable", Viewability::notViewableEventWithURL(url)),
+          std::pair("viewundetermined", Viewability::viewUndeterminedEventWithURL(url))}) {
+        EXPECT_EQ(event->eventName(), name);
+        EXPECT_TRUE(event->isEventConsumable());
+        EXPECT_TRUE(event->isEqual(*Viewability::initWithName(name, url)));
+        EXPECT_TRUE(event->isEqual(*event->copy()));
+        EXPECT_FALSE(event->isEqual(*Viewability::initWithName(name, urlOf("http://i/"))));
+    }
+    EXPECT_FALSE(Viewability::viewableEventWithURL(url)->isEqual(*Viewability::notViewableEventWithURL(url)));
+    EXPECT_FALSE(Viewability::initWithName("Viewable", url));
+    EXPECT_FALSE(Viewability::initWithName("viewcount", url));
+}
+
+TEST(ClickEvent, NeedsATypeAndAURL) {
+    const auto event = VKTVASTClickEvent::initWithType("click", "http://h/");
+    ASSERT_TRUE(event);
+    EXPECT_EQ(*event, VKTVASTClickEvent::initWithType("click", urlOf("http://h/")));
+    EXPECT_NE(*event, VKTVASTClickEvent::initWithType("other", urlOf("http://h/")));
+    EXPECT_NE(*event, VKTVASTClickEvent::initWithType("click", urlOf("http://i/")));
+    for (const auto& [type, url] :
+         {std::pair("", "http://h/"), std::pair(" \t", "http://h/"), std::pair("click", ""),
+          std::pair("click", " \n"), std::pair("click", "http://h:x/")}) {
+        EXPECT_FALSE(VKTVASTClickEvent::initWithType(type, std::string_view(url))) << type << url;
+    }
+}
+
+TEST(VASTURL, TolerantReading) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"http://h/a?b=c#d", "http://h/a?b=c#d"},
+        {"//h/x", "//h/x"},
+        // The text as it is; brackets outside the authority are stored encoded.
+        {"http://[::1]:80/[A]?[B]#[C]", "http://[::1]:80/%5BA%5D?%5BB%5D#%5BC%5D"},
+        // Without curly-brace macros, with "|" encoded.
+        {"http://h/a|b", "http://h/a%7Cb"},
+        {"http://h/?a=${X-y_1.0}&b={}&c=[CB]", "http://h/?a=&b=&c=%5BCB%5D"},
+        {"http://h/${A} b{B} ", "http://h/b"},
+        {"http://h/$${A}", "http://h/$"},
+        {"http://h/%41{A}", "http://h/%41"},
+        // Encoded as a whole, from the text as it came.
+        {"http://h/{A}  b", "http://h/%7BA%7D%20%20b"},
+        {"http://h/{A B}#c", "http://h/%7BA%20B%7D%23c"},
+        {"http://h/%zz|%41", "http://h/%25zz%7C%2541"},
+        {"http://[HOST]/", "http://%5BHOST%5D/"},
+        {"{A}", "%7BA%7D"},
+        {"<a href=\"//h\">\xC3\xA4</a>", "%3Ca%20href=%22//h%22%3E%C3%A4%3C/a%3E"},
+        {"http://h:x/", nullptr},
+        {"", nullptr},
+        {" \n\t\xC2\xA0", nullptr},
+    };
+    for (const auto& [text, expected] : cases) {
+        const auto url = VKTVASTURL::initWithString(text);
+        ASSERT_EQ(url.has_value(), expected != nullptr) << text;
+        if (!url) continue;
+        EXPECT_EQ(url->url().absoluteString(), expected);
+    }
+}
+
+TEST(VASTURL, FromStringsAndNodesWithOneText) {
+    const auto url = VKTVASTURL::initFromXML(VKTValue("http://h/"));
+    ASSERT_TRUE(url);
+    EXPECT_EQ(url, VKTVASTURL::initFromXML(VKTValue(nodeOf("<U a='1'> http://h/ </U>"))));
+    EXPECT_EQ(url, VKTVASTURL::initWithURL(urlOf("http://h/")));
+    EXPECT_NE(url, VKTVASTURL::initWithURL(urlOf("http://h")));
+    EXPECT_EQ(url->description(), "VKTVASTURL(url=http://h/)");
+    EXPECT_EQ(VKTVASTURL::initWithURL(urlOf("http://h/[A]")).url().absoluteString(), "http://h/[A]");
+    EXPECT_FALSE(VKTVASTURL::initFromXML(nodeOf("<U>http://h/<b x='1'/>c</U>")));
+    EXPECT_FALSE(VKTVASTURL::initFromXML(nodeOf("<U a='1'/>")));
+    EXPECT_FALSE(VKTVASTURL::initFromXML(VKTValue(1)));
+}
+
+TEST(UniversalAdId, TextWinsOverTheAttribute) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"<U idRegistry='r' idValue='old'>new</U>", "r/new"},
+        {"<U idRegistry='r' idValue='old'> </U>", "r/old"},
+        {"<U idRegistry='unknown'>v</U>", "unknown/v"},
+        {"<U idRegistry='r'>Unknown</U>", "r/Unknown"},
+        {"<U idRegistry='r'>unknown</U>", nullptr},
+        {"<U idRegistry='r' idValue='unknown'/>", nullptr},
+        {"<U idRegistry='r' idValue='old'>unknown</U>", nullptr},
+        {"<U idRegistry=''>v</U>", nullptr},
+        {"<U idRegistry='r'/>", nullptr},
+        {"<U idRegistry='r' idValue=''/>", nullptr},
+        {"<U idValue='v'>v</U>", nullptr},
+    };
+    for (const auto& [xml, expected] : cases) {
+        const auto id = VKTVASTUniversalAdId::initWithDictionary(nodeOf(xml));
+        ASSERT_EQ(id.has_value(), expected != nullptr) << xml;
+        if (!id) continue;
+        EXPECT_EQ(id->registry + "/" + id->value, expected);
+    }
+    EXPECT_NE(VKTVASTUniversalAdId::initWithRegistry("r", "v"),
+              VKTVASTUniversalAdId::initWithRegistry("s", "v"));
+    EXPECT_NE(VKTVASTUniversalAdId::initWithRegistry("r", "v"),
+              VKTVASTUniversalAdId::initWithRegistry("r", "w"));
+}
+
+TEST(EventArchives, ComeBackAsTheyWere) {
+    const auto event = Tracking::initWithName("progress", "5%", urlOf("http://h/[A]"), 2.5);
+    const auto back = vkt_unarchivedObject<Tracking>(vkt_archivedData(*event));
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(back->isEqual(*event));
+    EXPECT_EQ(back->eventOffset(), 2.5);
+    EXPECT_TRUE(back->isEventConsumable());
+    for (const char* key : {"name", "offset", "url", "eventOffset"})
+        EXPECT_TRUE(VKTKeyedArchiver::archived(event).contains(key)) << key;
+    const auto bare = Tracking::initWithName("mute", std::nullopt, urlOf("http://h/"));
+    EXPECT_FALSE(vkt_unarchivedObject<Tracking>(vkt_archivedData(*bare))->offset());
+
+    const auto viewable = Viewability::viewableEventWithURL(urlOf("http://h/"));
+    EXPECT_TRUE(vkt_unarchivedObject<Viewability>(vkt_archivedData(*viewable))->isEqual(*viewable));
+    const auto id = VKTVASTUniversalAdId::initWithRegistry("r", "v");
+    EXPECT_EQ(vkt_unarchivedObject<VKTVASTUniversalAdId>(vkt_archivedData(*id)), id);
+    const VKTVASTUniversalAdId unknown{"r", "unknown"};
+    EXPECT_FALSE(vkt_unarchivedObject<VKTVASTUniversalAdId>(vkt_archivedData(unknown)));
+}
+
+}  // namespace

@@ -1,0 +1,311 @@
+#include "VKTCoreKit/vast/VKTVASTModel.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/vast/TestNodes.h"
+
+namespace {
+
+const std::string names = "<AdSystem>s</AdSystem><AdTitle>t</AdTitle>";
+const std::string pixel = "<Error>http://e</Error>";
+const std::string video = "<MediaFiles><MediaFile type='video/mp4'>http://m</MediaFile></MediaFiles>";
+const std::string linear = "<Linear><Duration>1</Duration>" + video + "</Linear>";
+const std::string banner =
+    "<CompanionAds><Companion><StaticResource>http://r</StaticResource></Companion></CompanionAds>";
+const std::string overlay = "<NonLinear><StaticResource>http://r</StaticResource></NonLinear>";
+
+std::string creativesOf(const std::string& content) {
+    return "<Creatives><Creative>" + content + "</Creative></Creatives>";
+}
+std::string trackingOf(const std::string& url) {
+    return "<TrackingEvents><Tracking event='start'>" + url + "</Tracking></TrackingEvents>";
+}
+std::string inlineAd(const std::string& content, const std::string& attributes = "") {
+    return "<Ad" + attributes + "><InLine>" + content + "</InLine></Ad>";
+}
+std::string wrapperAd(const std::string& content, const std::string& attributes = "") {
+    return "<Ad" + attributes + "><Wrapper>" + content + "</Wrapper></Ad>";
+}
+
+std::shared_ptr<VKTVASTModel> modelOf(const std::string& ads) {
+    return VKTVASTModel::initWithDictionary(nodeOf("<VAST version='4.2'>" + ads + "</VAST>"));
+}
+std::shared_ptr<VKTVASTAd> adOf(const std::string& ad) {
+    return modelOf(ad)->firstAd();
+}
+
+Texts idsOf(const VKTVASTModel::Ads& ads) {
+    Texts ids;
+    for (const auto& ad : ads)
+        ids.push_back(ad->adID().value_or("-"));
+    return ids;
+}
+
+TEST(Model, NeedsAVersion) {
+    for (const char* version : {"2.0", "3.0", "4.0", "4.1", "4.2"})
+        EXPECT_TRUE(VKTVASTModel::initWithVersion(version, {}, {})->versionIsSupported()) << version;
+    for (const char* version : {"4", "3.0.1", "1.0", "4.3", " 4.2", ""})
+        EXPECT_FALSE(VKTVASTModel::initWithVersion(version, {}, {})->versionIsSupported()) << version;
+
+    RecordedErrors errors;
+    std::optional<VKTError> error;
+    const auto node = nodeOf("<VAST>" + pixel + "<Error/><Error>http://f</Error></VAST>");
+    EXPECT_FALSE(VKTVASTModel::initWithDictionary(node, &error, errors.handler()));
+    EXPECT_EQ(errors.lines, Texts{"VAST_VALIDATION_ERROR_MISSING_VERSION http://e http://f"});
+    EXPECT_EQ(error, VKTVASTError::VAST_VALIDATION_ERROR_MISSING_VERSION().error());
+    EXPECT_EQ(VKTVASTModel::initWithDictionary(nodeOf("<VAST version=''>x</VAST>"))->version(), "");
+}
+
+TEST(Model, RootErrorPixelsAreForDocumentsWithoutAds) {
+    EXPECT_EQ(textsOf(modelOf(pixel)->errorPixels()), Texts{"http://e"});
+    EXPECT_TRUE(modelOf(pixel + "<Ad id='1'/>")->errorPixels().empty());
+    EXPECT_TRUE(modelOf(pixel + "<Ad/>")->errorPixels().empty());
+}
+
+TEST(Model, WhatHandlersHear) {
+    struct Case {
+        std::string ads;
+        Texts lines;
+        std::int64_t code;  // of the error output, 0 when it stays empty
+        Texts validities;   // "valid" or "invalid" for each ad that was built
+    };
+    const std::string creatives = "VAST_VALIDATION_ERROR_MISSING_CREATIVES";
+    const std::string noDuration = "VAST_VALIDATION_ERROR_LINEAR_MISSING_DURATION";
+    const std::string noMedia = "VAST_VALIDATION_ERROR_LINEAR_MISSING_MEDIAFILES";
+    const std::string untimed = "<Linear>" + video + "</Linear>";
+    const std::string mute = "<Linear><Duration>1</Duration></Linear>";
+    const std::string brokenOverlay = "<NonLinearAds><NonLinear id='1'/></NonLinearAds>";
+    const Case cases[] = {
+        {"", {}, 0, {}},
+        {"<Ad id='1'/>", {}, 0, {}},
+        {inlineAd(names + creativesOf(linear)), {}, 0, {"valid"}},
+        {inlineAd(pixel + creativesOf(linear)),
+         {"VAST_VALIDATION_ERROR_MISSING_ADSYSTEM http://e",
+          "VAST_VALIDATION_ERROR_MISSING_ADTITLE http://e"},
+         0,
+         {"valid"}},
+        {wrapperAd(pixel),
+         {"VAST_VALIDATION_ERROR_MISSING_ADSYSTEM", "VAST_VALIDATION_ERROR_MISSING_ADTITLE"},
+         0,
+         {"valid"}},
+        {"<Ad><InLine/><Wrapper>x</Wrapper></Ad>", {"XML_PARSING_ERROR"}, 100, {}},
+        {"<Ad><Wrapper/></Ad>", {"XML_PARSING_ERROR_WRAPPER"}, 303, {}},
+        {inlineAd(names + pixel), {creatives + " http://e"}, 101, {"invalid"}},
+        {inlineAd(names + pixel + "<Creatives/>"), {creatives + " http://e"}, 101, {"invalid"}},
+        {inlineAd(names + "<Creatives x='1'/>"), {}, 0, {"invalid"}},
+        {inlineAd(names + "<Creatives><Creative/></Creatives>"), {creatives}, 101, {"invalid"}},
+        {inlineAd(names + pixel + creativesOf(banner)), {creatives + " http://e"}, 101, {"invalid"}},
+        {inlineAd(names + pixel + creativesOf(mute)), {noMedia + " http://e"}, 401, {"invalid"}},
+        {inlineAd(names + creativesOf(brokenOverlay)), {creatives}, 101, {"invalid"}},
+        {inlineAd(names + pixel + creativesOf(untimed)), {noDuration + " http://e"}, 0, {"valid"}},
+        {wrapperAd(names + pixel + creativesOf("<Linear a='1'/>")), {noDuration}, 0, {"valid"}},
+        {inlineAd(names + creativesOf(untimed + "<NonLinearAds>" + overlay + "</NonLinearAds>")),
+         {},
+         0,
+         {"valid"}},
+        {inlineAd(names + creativesOf(mute) + creativesOf(linear)), {noMedia}, 401, {"invalid"}},
+        {inlineAd(names + "<Creatives><Creative>" + mute + "</Creative><Creative>" + linear +
+                  "</Creative></Creatives>"),
+         {},
+         401,
+         {"valid"}},
+        {inlineAd(names + creativesOf(linear + brokenOverlay)), {}, 101, {"valid"}},
+        {inlineAd(names) + "<Ad><Wrapper/></Ad>", {creatives, "XML_PARSING_ERROR_WRAPPER"}, 303, {"invalid"}},
+    };
+    for (const Case& row : cases) {
+        const auto node = nodeOf("<VAST version='4.2'>" + row.ads + "</VAST>");
+        RecordedErrors errors;
+        std::optional<VKTError> error;
+        const auto model = VKTVASTModel::initWithDictionary(node, &error, errors.handler());
+        Texts validities;
+        for (const auto& ad : model->ads())
+            validities.push_back(ad->isValid() ? "valid" : "invalid");
+        EXPECT_EQ(errors.lines, row.lines) << row.ads;
+        EXPECT_EQ(error ? error->code() : 0, row.code) << row.ads;
+        EXPECT_EQ(validities, row.validities) << row.ads;
+    }
+    // Without an error output an unusable creative is silent, but the ad is as invalid.
+    RecordedErrors errors;
+    const auto ad = VKTVASTAdInline::initWithDictionary(nodeOf(inlineAd(names + creativesOf(banner))),
+                                                        nullptr, errors.handler());
+    EXPECT_TRUE(errors.lines.empty());
+    EXPECT_TRUE(ad->hasTriggeredAParsingError());
+}
+
+TEST(Model, Sequences) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"2", "2"},          {"0", "2147483647"}, {"abc", "2147483647"},
+        {" ", "2147483647"}, {"-1", "-1"},        {"3x", "3x"}};
+    for (const auto& [written, expected] : cases) {
+        const auto ad = adOf(wrapperAd("x", " sequence='" + std::string(written) + "'"));
+        EXPECT_EQ(ad->adSequence(), expected);
+        EXPECT_TRUE(ad->hasSequence());
+    }
+    EXPECT_FALSE(adOf(wrapperAd("x", " sequence=''"))->hasSequence());
+    EXPECT_FALSE(adOf(wrapperAd("x"))->hasSequence());
+}
+
+TEST(Model, MainAndPassbackAds) {
+    const auto ad = [](const char* kind, const char* id, const char* sequence) {
+        return "<Ad id='" + std::string(id) + "' sequence='" + sequence + "'><" + kind + ">x</" + kind +
+               "></Ad>";
+    };
+    const auto in = [&](const char* id, const char* sequence = "") { return ad("InLine", id, sequence); };
+    const auto wrap = [&](const char* id, const char* sequence = "") { return ad("Wrapper", id, sequence); };
+    const std::tuple<std::string, Texts, Texts> cases[] = {
+        {"", {}, {}},
+        {in("a"), {"a"}, {}},
+        {wrap("a") + wrap("b"), {"a"}, {"b"}},
+        {wrap("a") + in("b") + in("c"), {"b"}, {"b", "c"}},
+        {in("a", "2") + wrap("b", "1") + in("c"), {"b", "a"}, {"c"}},
+        {in("a", "10") + in("b", "x") + in("c", "9") + in("d", "010") + in("e", "0"),
+         {"c", "a", "d", "b", "e"},
+         {}},
+        {in("a") + in("b", "1") + wrap("c"), {"b"}, {"a", "c"}},
+        {in("a", "1"), {"a"}, {}},
+    };
+    for (const auto& [ads, mainAds, passbackAds] : cases) {
+        const auto model = modelOf(ads);
+        EXPECT_EQ(idsOf(model->mainAds()), mainAds) << ads;
+        EXPECT_EQ(idsOf(model->passbackAds()), passbackAds) << ads;
+    }
+    const auto model = modelOf(in("a") + wrap("b", "1") + "<Ad id='none'/>" + wrap("c", "1"));
+    const auto& ads = model->ads();
+    EXPECT_EQ(model->sequencedAdsCount(), 2U);
+    EXPECT_EQ(model->wrapperCount(), 2U);
+    EXPECT_EQ(model->adAfter(nullptr), ads[0]);
+    EXPECT_EQ(model->adAfter(ads[1]), ads[2]);
+    EXPECT_EQ(model->adAfter(ads[2]), nullptr);
+    EXPECT_EQ(model->adAfter(adOf(in("a"))), nullptr);
+    EXPECT_TRUE(model->isOwnerOf(*ads[2]));
+    EXPECT_FALSE(model->isOwnerOf(*adOf(in("a"))));
+    EXPECT_TRUE(ads[0]->consume());
+    EXPECT_FALSE(ads[0]->consume());
+    EXPECT_TRUE(ads[0]->hasBeenConsumed());
+}
+
+TEST(Ad, EverythingIsRead) {
+    const std::string script =
+        "<Verification><JavaScriptResource>http://v</JavaScriptResource></Verification>";
+    const std::string legacy =
+        "<Extension type='AdVerifications'><AdVerifications>" + script + "</AdVerifications></Extension>";
+    const std::string metrics =
+        "<Extension><KorvoMetrics><KorvoMetric "
+        "name='viewcount'>http://x</KorvoMetric></KorvoMetrics></Extension>";
+    const auto ad = adOf(wrapperAd(
+        "<VASTAdTagURI>http://next|</VASTAdTagURI><Extensions>" + legacy + metrics +
+            "<Extension type='adVerifications'><AdVerifications>" + script +
+            "</AdVerifications></Extension></Extensions>"
+            "<ViewableImpression><ViewUndetermined>http://u/[M]</ViewUndetermined><NotViewable>http://n</"
+            "NotViewable>"
+            "<Viewable>http://1</Viewable><Viewable/><Viewable>http://2</Viewable></ViewableImpression>"
+            "<Impression>http://i1</Impression><Impression>http://i:x</Impression><Impression>http://i2</"
+            "Impression>" +
+            pixel + names,
+        " id='7'"));
+    EXPECT_EQ(std::tie(ad->adID(), ad->adSystem(), ad->adTitle()), std::make_tuple("7", "s", "t"));
+    EXPECT_EQ(textsOf(ad->impressions()), (Texts{"http://i1", "http://i2"}));
+    EXPECT_EQ(textsOf(ad->errorPixels()), Texts{"http://e"});
+    EXPECT_EQ(eventTextsOf(ad->viewabilityEvents()),
+              (Texts{"viewable http://1", "viewable http://2", "notviewable http://n",
+                     "viewundetermined http://u/%5BM%5D", "viewable http://x"}));
+    EXPECT_EQ(ad->adVerifications().size(), 1U);
+    EXPECT_EQ(ad->nextActionURL(), urlOf("http://next%7C"));
+    EXPECT_TRUE(ad->isWrapper() && ad->isValid() && !ad->isInline());
+    EXPECT_FALSE(adOf(wrapperAd("x"))->nextActionURL());
+
+    // The ad's own verifications silence the legacy form, even when none of them builds.
+    const std::string extensions = "<Extensions>" + legacy + "</Extensions>";
+    const auto countOf = [&](const std::string& own) {
+        return adOf(inlineAd("<AdVerifications>" + own + "</AdVerifications>" + extensions))
+            ->adVerifications()
+            .size();
+    };
+    EXPECT_EQ(countOf(script + script), 2U);
+    EXPECT_EQ(countOf("<Verification vendor='v'/>"), 0U);
+    EXPECT_EQ(countOf("<Verification/>"), 1U);
+}
+
+TEST(Ad, CreativesOfEachKind) {
+    const std::string overlays =
+        "<NonLinearAds>" + overlay + overlay + trackingOf("http://o1") + "</NonLinearAds>";
+    const auto ad = adOf(inlineAd(
+        "<Creatives><Creative><UniversalAdId idRegistry='r'>1</UniversalAdId><UniversalAdId idRegistry='r'>2"
+        "</UniversalAdId>" +
+        linear + linear + overlays + "<CompanionAds><Companion id='no'/>" +
+        "<Companion><StaticResource>http://r</StaticResource></Companion></CompanionAds></"
+        "Creative><Creative>" +
+        banner + "<NonLinearAds>" + overlay + trackingOf("http://o2") +
+        "</NonLinearAds></Creative></Creatives>"));
+    ASSERT_EQ(ad->linearCreatives().size(), 1U);
+    EXPECT_EQ(ad->linearCreatives()[0]->universalAdIds().size(), 2U);
+    EXPECT_EQ(ad->companionCreatives().size(), 1U);
+    ASSERT_EQ(ad->nonLinearCreatives().size(), 2U);
+    EXPECT_EQ(eventTextsOf(ad->nonLinearCreatives()[0]->trackingEvents()),
+              (Texts{"start http://o1", "start http://o2"}));
+    EXPECT_EQ(eventTextsOf(ad->nonLinearCreatives()[1]->trackingEvents()), Texts{"start http://o2"});
+
+    std::string many;
+    for (std::size_t i = 0; i <= VKTVASTCreativeLimit; ++i)
+        many += "<Creative>" + linear + "</Creative>";
+    EXPECT_EQ(adOf(inlineAd("<Creatives>" + many + "</Creatives>"))->linearCreatives().size(),
+              VKTVASTCreativeLimit);
+}
+
+// An ad with one of everything that merging takes, its URLs told apart by `host`.
+std::string contentWith(const std::string& host) {
+    const std::string url = "http://" + host;
+    return "<Error>" + url + "</Error><Impression>" + url + "</Impression><ViewableImpression><Viewable>" +
+           url + "</Viewable></ViewableImpression><AdVerifications><Verification><JavaScriptResource>" + url +
+           "</JavaScriptResource></Verification></AdVerifications><Extensions><Extension><sort rank='" +
+           host + "'/></Extension><Extension><KorvoMetrics><KorvoMetric name='viewcount'>" + url +
+           "</KorvoMetric></KorvoMetrics></Extension></Extensions>" +
+           creativesOf("<Linear>" + video + trackingOf(url) + "<VideoClicks><ClickThrough>" + url +
+                       "</ClickThrough><ClickTracking>" + url + "</ClickTracking></VideoClicks></Linear>");
+}
+
+TEST(Merge, AWrapperIsAppended) {
+    const auto ad = adOf(inlineAd(contentWith("own")));
+    const auto wrapper = adOf(wrapperAd(contentWith("wrap")));
+    wrapper->merge(*adOf(wrapperAd("x")));
+    ad->merge(*wrapper);
+    EXPECT_EQ(ad->wrapperDepth(), 2);
+    const Texts both{"http://own", "http://wrap"};
+    EXPECT_EQ(textsOf(ad->errorPixels()), both);
+    EXPECT_EQ(textsOf(ad->impressions()), both);
+    EXPECT_EQ(eventTextsOf(ad->viewabilityEvents()), (Texts{"viewable http://own", "viewable http://own",
+                                                            "viewable http://wrap", "viewable http://wrap"}));
+    ASSERT_EQ(ad->linearCreatives().size(), 1U);
+    const auto& creative = *ad->linearCreatives()[0];
+    EXPECT_EQ(eventTextsOf(creative.trackingEvents()), (Texts{"start http://own", "start http://wrap"}));
+    EXPECT_EQ(textsOf(creative.clickTracking()), both);
+    EXPECT_EQ(creative.clickThrough()->url(), urlOf("http://own"));
+    EXPECT_EQ(ad->adVerifications().size(), 2U);
+    EXPECT_EQ(ad->extensions(), wrapper->extensions());
+    EXPECT_EQ(ad->extensions()->sortRank, "wrap");
+    EXPECT_EQ(eventTextsOf(ad->extensions()->metrics),
+              (Texts{"viewcount http://wrap", "viewcount http://own"}));
+
+    const auto alone = adOf(inlineAd(contentWith("own")));
+    alone->merge(*adOf(wrapperAd("<Extensions><Extension><sort rank='1'/></Extension></Extensions>")));
+    EXPECT_EQ(alone->extensions()->sortRank, "own");
+}
+
+TEST(Merge, HoldersTakeWhatTheAdHasNoCreativeFor) {
+    const std::string two = "<Creatives><Creative><Linear>" + trackingOf("http://1") +
+                            "</Linear></Creative><Creative><Linear>" + trackingOf("http://2") +
+                            "</Linear></Creative></Creatives>";
+    const auto ad = adOf(inlineAd("<Creatives x='1'/>"));
+    EXPECT_FALSE(ad->isValid());
+    ad->merge(*adOf(wrapperAd(two)));
+    ASSERT_EQ(ad->linearCreatives().size(), 1U);
+    const auto& holder = *ad->linearCreatives()[0];
+    EXPECT_EQ(eventTextsOf(holder.trackingEvents()), (Texts{"start http://1", "start http://2"}));
+    EXPECT_TRUE(holder.isValidForWrapper(true));
+    EXPECT_FALSE(holder.isValidForWrapper(false));
+    EXPECT_EQ(ad->companionCreatives().size(), 1U);
+    EXPECT_EQ(ad->nonLinearCreatives().size(), 1U);
+    EXPECT_TRUE(ad->isValid());
+}
+
+}  // namespace
