@@ -4,10 +4,13 @@ namespace {
 
 const std::string host = "https://tracking.adserver.example/v1/";
 
+// Of the URLs of public documents, three in five carry macros.
 std::string tracking(const std::string& event, std::size_t number) {
+    const bool hasMacros = event.size() % 5 != 3;
     return "              <Tracking event=\"" + event + "\"><![CDATA[" + host + "event?type=" + event +
-           "&creative=" + std::to_string(number) +
-           "&session=6f1c2a8e-93c1-4d0f-b7a2-5f6e1c0d9a34&cb=[CACHEBUSTING]&ts=[TIMESTAMP]]]></Tracking>\n";
+           "&creative=" + std::to_string(number) + "&session=6f1c2a8e-93c1-4d0f-b7a2-5f6e1c0d9a34" +
+           (hasMacros ? "&cb=[CACHEBUSTING]&ts=[TIMESTAMP]" : "&cb=60912387&ts=2026-03-05T08:08:09Z") +
+           "]]></Tracking>\n";
 }
 
 std::string mediaFile(int width, int height, int bitrate) {

@@ -319,6 +319,8 @@ void VKTXMLDictionaryParser::endText() {
 }
 
 void VKTXMLDictionaryParser::foundCharacters(std::string_view text) {
+    // Most runs are the white space between two elements: not worth gathering.
+    if (trimWhiteSpace && text_.empty()) text = vkt_trimmedAtStart(text);
     text_.append(text);
 }
 

@@ -57,16 +57,6 @@ std::size_t trailingWhiteSpaceLength(std::string_view text) {
     return 0;
 }
 
-std::string_view withoutLeadingWhiteSpace(std::string_view text) {
-    while (!text.empty() && isASCIIWhiteSpace(text.front()))
-        text.remove_prefix(1);
-    for (std::size_t length = vkt_leadingWhiteSpaceLength(text); length > 0;
-         length = vkt_leadingWhiteSpaceLength(text)) {
-        text.remove_prefix(length);
-    }
-    return text;
-}
-
 std::size_t digitsAt(std::string_view text, std::size_t start) {
     std::size_t end = start;
     while (end < text.size() && vkt_isDigit(text[end]))
@@ -76,7 +66,7 @@ std::size_t digitsAt(std::string_view text, std::size_t start) {
 
 // The longest decimal number at the start of `text`, without a leading plus sign; empty when there is none.
 std::string_view decimalNumberPrefix(std::string_view text) {
-    text = withoutLeadingWhiteSpace(text);
+    text = vkt_trimmedAtStart(text);
     const bool hasPlus = text.starts_with('+');
     if (hasPlus) text.remove_prefix(1);
     std::size_t end = !hasPlus && text.starts_with('-') ? 1 : 0;
@@ -161,8 +151,18 @@ std::size_t vkt_leadingWhiteSpaceLength(std::string_view text) {
     return isWhiteSpace(first.value) ? first.length : 0;
 }
 
+std::string_view vkt_trimmedAtStart(std::string_view text) {
+    while (!text.empty() && isASCIIWhiteSpace(text.front()))
+        text.remove_prefix(1);
+    for (std::size_t length = vkt_leadingWhiteSpaceLength(text); length > 0;
+         length = vkt_leadingWhiteSpaceLength(text)) {
+        text.remove_prefix(length);
+    }
+    return text;
+}
+
 std::string_view vkt_trimmed(std::string_view text) {
-    text = withoutLeadingWhiteSpace(text);
+    text = vkt_trimmedAtStart(text);
     for (std::size_t length = trailingWhiteSpaceLength(text); length > 0;
          length = trailingWhiteSpaceLength(text)) {
         text.remove_suffix(length);
@@ -182,7 +182,7 @@ std::string vkt_removingWhiteSpace(std::string_view text) {
 }
 
 bool vkt_isEmptyOrWhiteSpace(std::string_view text) {
-    return withoutLeadingWhiteSpace(text).empty();
+    return vkt_trimmedAtStart(text).empty();
 }
 
 std::string vkt_lowercased(std::string_view text) {
@@ -246,7 +246,7 @@ float vkt_floatValue(std::string_view text) {
 }
 
 std::int64_t vkt_integerValue(std::string_view text) {
-    text = withoutLeadingWhiteSpace(text);
+    text = vkt_trimmedAtStart(text);
     if (!text.empty() && text[0] == '+') {
         text.remove_prefix(1);
         if (text.starts_with('-')) return 0;

@@ -17,6 +17,9 @@
 /// The text without white space at both ends; a view into `text`.
 std::string_view vkt_trimmed(std::string_view text);
 
+/// The same without white space at the start only.
+std::string_view vkt_trimmedAtStart(std::string_view text);
+
 /// Bytes of the white space character at the start of `text`; 0 when there is none.
 std::size_t vkt_leadingWhiteSpaceLength(std::string_view text);
 
