@@ -1,77 +1,21 @@
 // "vkt inspect" and "vkt xml", run as a user runs them.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
-#include "VKTCoreKit/platform/VKTServices.h"
+#include "tests/integration/ToolRun.h"
 #include "tests/support/VKTLoopbackServer.h"
 
 namespace {
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
-struct Outcome {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
-std::string temporaryFile(const std::string& name) {
-    return testing::TempDir() + "vkt-inspect-" + std::to_string(getpid()) + "-" + name;
-}
-
-std::string takeFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(file), {}};
-    std::remove(path.c_str());
-    return text;
-}
-
-Outcome runTool(const std::string& arguments, const std::string& input = "") {
-    const std::string inputPath = temporaryFile("in");
-    const std::string outPath = temporaryFile("out");
-    const std::string errPath = temporaryFile("err");
-    std::ofstream(inputPath, std::ios::binary) << input;
-    const std::string command =
-        std::string(VKT_TOOL) + " " + arguments + " <" + inputPath + " >" + outPath + " 2>" + errPath;
-    const int status = std::system(command.c_str());
-    takeFile(inputPath);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, takeFile(outPath), takeFile(errPath)};
-}
-
 std::string dataFile(const std::string& name) {
     return std::string(VKT_SOURCE_DIR) + "/tests/data/inspect/" + name;
-}
-
-VKTDictionary parsed(const std::string& text) {
-    const auto value = vkt_JSONValueWithData(text);
-    const VKTDictionary* dictionary = value ? value->asDictionary() : nullptr;
-    EXPECT_NE(dictionary, nullptr) << text;
-    return dictionary == nullptr ? VKTDictionary() : *dictionary;
-}
-
-const VKTValue& valueOf(const VKTDictionary& report, const char* key) {
-    static const VKTValue none("no such key");
-    const VKTValue* value = report.find(key);
-    return value == nullptr ? none : *value;
-}
-
-std::vector<VKTDictionary> entriesOf(const VKTDictionary& report, const char* key) {
-    std::vector<VKTDictionary> entries;
-    const VKTArray* array = valueOf(report, key).asArray();
-    EXPECT_NE(array, nullptr) << key;
-    for (const VKTValue& element : array == nullptr ? VKTArray() : *array)
-        entries.push_back(*element.asDictionary());
-    return entries;
 }
 
 Pairs droppedOf(const VKTDictionary& report) {

@@ -1,0 +1,242 @@
+// "vkt resolve" against real sockets: every bad answer ends in time, in its VAST error and pixels.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/foundation/VKTValue.h"
+#include "tests/integration/ToolRun.h"
+#include "tests/support/VKTLoopbackServer.h"
+#include "tests/support/VKTRawServer.h"
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+// The document given stands on the standard input.
+Outcome resolve(const std::string& arguments, const std::string& document = "") {
+    return runTool("resolve " + arguments, document);
+}
+
+Texts keysOf(const VKTValue& value) {
+    Texts keys;
+    const VKTArray* list = value.asArray();
+    const VKTDictionary* dictionary =
+        list != nullptr && !list->empty() ? list->front().asDictionary() : value.asDictionary();
+    if (dictionary == nullptr) return {"no dictionary"};
+    for (const auto& [key, content] : *dictionary)
+        keys.push_back(key);
+    return keys;
+}
+
+// "NAME pixel pixel" of each reported error.
+Texts errorsOf(const VKTDictionary& report) {
+    Texts errors;
+    for (const VKTDictionary& error : entriesOf(report, "errors")) {
+        std::string line = *valueOf(error, "name").asString();
+        for (const VKTValue& pixel : *valueOf(error, "errorURLs").asArray())
+            line += " " + *pixel.asString();
+        errors.push_back(line);
+    }
+    return errors;
+}
+
+std::string lastLineOf(const std::string& text) {
+    const auto lines = vkt_split(vkt_trimmed(text), '\n');
+    return std::string(lines.back());
+}
+
+std::string vast(const std::string& ads) {
+    return "<VAST version=\"3.0\">" + ads + "</VAST>";
+}
+std::string wrapperTo(const std::string& url, const std::string& attributes = "") {
+    return "<Ad " + attributes +
+           "><Wrapper><AdSystem>s</AdSystem><AdTitle>t</AdTitle><Error>http://ads.test/e</Error>"
+           "<VASTAdTagURI><![CDATA[" +
+           url + "]]></VASTAdTagURI></Wrapper></Ad>";
+}
+std::string inlineAd(const std::string& content = "") {
+    return "<Ad id=\"a\"><InLine><AdSystem>s</AdSystem><AdTitle>t</AdTitle>" + content +
+           "<Creatives><Creative>"
+           "<UniversalAdId "
+           "idRegistry=\"r\">v</UniversalAdId><Linear><Duration>00:00:05</Duration><TrackingEvents>"
+           "<Tracking event=\"start\">http://ads.test/s</Tracking></TrackingEvents><MediaFiles><MediaFile "
+           "type=\"video/mp4\">http://ads.test/a.mp4</MediaFile></MediaFiles></Linear></Creative></"
+           "Creatives></InLine></Ad>";
+}
+std::string httpAnswer(const std::string& body) {
+    return "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+}  // namespace
+
+TEST(Resolve, EndsEveryBadDocumentInItsErrorAndTheReadersWords) {
+    struct Case {
+        std::string name;
+        std::string document;
+        std::string words;
+    };
+    std::string deep = "<VAST version=\"3.0\">";
+    for (int i = 0; i < 1'000'000; ++i)
+        deep += "<a>";
+    const std::vector<Case> cases{
+        {"empty", "", "no element found at line 1, column 1"},
+        {"HTML", "<!DOCTYPE html><title>x</title><p>no<br>",
+         "junk after document element at line 1, column 32"},
+        {"truncated", "<VAST version=\"3.0\">\n<Ad>", "no element found at line 2, column 5"},
+        {"wrong encoding", "<?xml version=\"1.0\" encoding=\"UTF-16\"?><VAST version=\"3.0\"/>",
+         "encoding specified in XML declaration is incorrect at line 1, column 31"},
+        {"not UTF-8", vast("\xE9"), "The document is not UTF-8 text."},
+        {"text after the root", vast("") + "text", "junk after document element at line 1, column 28"},
+        {"entities", "<!DOCTYPE VAST [<!ENTITY a \"b\">]>" + vast("&a;"),
+         "entity declaration at line 1, column"},
+        {"deep", deep, "elements nested too deep at line 1, column 1554"},
+        {"NUL", vast(std::string(2, '\0')), "not well-formed (invalid token) at line 1, column 21"},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        const Outcome outcome = resolve("--json -", each.document);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(errorsOf(parsed(outcome.out)), Texts{"XML_PARSING_ERROR"});
+        EXPECT_NE(outcome.err.find(each.words), std::string::npos) << outcome.err;
+        EXPECT_EQ(lastLineOf(outcome.err), "vkt: no ad is playable");
+    }
+    const Outcome marked = resolve("-", "\xEF\xBB\xBF" + vast(inlineAd()));
+    EXPECT_EQ(marked.status, 0);
+    EXPECT_EQ(marked.err, "");
+}
+
+TEST(Resolve, EndsEveryBadWrapperInTimeWithItsPixels) {
+    VKTLoopbackServer server;
+    const std::string itself = server.url("/self");
+    server.serve("/self", vast(wrapperTo(itself)));
+    server.serve("/broken", "<VAST");
+    server.serve("/empty", vast("<Error>http://ads.test/root</Error>"));
+    server.serve("/large", std::string(33U << 20U, ' '));
+    server.handle("/loop", [&](const auto&) {
+        return VKTServerResponse{302, "", {{"Location", server.url("/loop")}}};
+    });
+    server.handle("/file", [](const auto&) {
+        return VKTServerResponse{302, "", {{"Location", "file:///etc/hostname"}}};
+    });
+    const std::string answer = httpAnswer(vast(inlineAd()));
+    const VKTRawServer silent({{}, VKTRawAnswer::Hang, {}});
+    const VKTRawServer cut({{answer.substr(0, answer.size() / 2)}, VKTRawAnswer::Close, {}});
+    Texts drops(100, " ");
+    drops.front() = httpAnswer(std::string(1000, ' ')).substr(0, 60);
+    const VKTRawServer slow({drops, VKTRawAnswer::Hang, std::chrono::milliseconds(100)});
+    struct Case {
+        std::string url;
+        std::string error;
+    };
+    const std::string fetch = "VAST_WRAPPER_ERROR_FETCH http://ads.test/e";
+    const std::string late = "VAST_WRAPPER_ERROR_FETCH_TIMEOUT http://ads.test/e";
+    std::string allPixels = "VAST_WRAPPER_ERROR_LIMIT_REACHED";
+    for (int i = 0; i < 6; ++i)
+        allPixels += " http://ads.test/e";
+    const std::vector<Case> cases{
+        {itself, allPixels},
+        {VKTRawServer::refusingURL(), fetch},
+        {silent.url(), late},
+        {slow.url(), late},
+        {cut.url(), fetch},
+        {server.url("/loop"), fetch},
+        {server.url("/file"), fetch},
+        {server.url("/large"), fetch},
+        {"file:///etc/hostname", fetch},
+        {server.url("/broken"), "XML_PARSING_ERROR_WRAPPER http://ads.test/e"},
+        {server.url("/missing"), "XML_PARSING_ERROR_WRAPPER http://ads.test/e"},
+        {server.url("/empty"), "VAST_WRAPPER_ERROR_NOT_VAST_RESPONSE http://ads.test/root http://ads.test/e"},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.url);
+        const auto begin = std::chrono::steady_clock::now();
+        const Outcome outcome = resolve("--json --request-timeout 1 -", vast(wrapperTo(each.url)));
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(errorsOf(parsed(outcome.out)), Texts{each.error});
+        EXPECT_NE(outcome.err.find("Error pixels to call: http://ads.test/"), std::string::npos)
+            << outcome.err;
+    }
+}
+
+TEST(Resolve, KeepsTheBudgetWhateverTheNumberOfRequests) {
+    const VKTRawServer silent({{}, VKTRawAnswer::Hang, {}});
+    std::string ads;
+    for (int i = 0; i < 20; ++i)
+        ads += wrapperTo(silent.url(), "sequence=\"1\"");
+    const auto begin = std::chrono::steady_clock::now();
+    const Outcome outcome = resolve("--timeout 1 --request-timeout 0.6 -", vast(ads));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("Error pixels to call: http://ads.test/e (20 times)\n"), std::string::npos);
+    EXPECT_EQ(lastLineOf(outcome.err), "vkt: the time budget of 1 s ran out");
+}
+
+TEST(Resolve, ReportsEveryFieldAndFillsMacros) {
+    VKTLoopbackServer server;
+    server.serve(
+        "/next",
+        vast(inlineAd("<Extensions><Extension><sort rank=\"2\"/></Extension></Extensions><AdVerifications>"
+                      "<Verification vendor=\"v\"><JavaScriptResource>http://ads.test/j</JavaScriptResource>"
+                      "</Verification></AdVerifications>")));
+    const Outcome outcome =
+        resolve("--json --macro OWN=mine --macro APPBUNDLE=other -",
+                vast(wrapperTo(server.url("/next?o=[OWN]&b=[APPBUNDLE]&v=[VERIFICATIONVENDORS]"))));
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    ASSERT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(server.requests().front().target, "/next?o=mine&b=other&v=-2");
+    const VKTDictionary report = parsed(outcome.out);
+    EXPECT_EQ(keysOf(report), (Texts{"source", "version", "ads", "errors", "requests", "end"}));
+    EXPECT_EQ(keysOf(valueOf(report, "requests")), (Texts{"url", "statusCode", "errorCode", "milliseconds"}));
+    EXPECT_EQ(keysOf(valueOf(report, "end")), (Texts{"domain", "code", "description"}));
+    EXPECT_EQ(keysOf(valueOf(report, "ads")),
+              (Texts{"adID", "adSequence", "adSystem", "adTitle", "wrapperDepth", "impressions",
+                     "errorPixels", "viewabilityEvents", "linearCreatives", "nonLinearCreatives",
+                     "companionCreatives", "adVerifications", "extension"}));
+    const VKTDictionary& ad = *valueOf(report, "ads").asArray()->front().asDictionary();
+    EXPECT_EQ(valueOf(ad, "wrapperDepth"), VKTValue(1));
+    EXPECT_EQ(keysOf(valueOf(ad, "adVerifications")),
+              (Texts{"vendor", "verificationParameters", "resources", "trackingEvents"}));
+    EXPECT_EQ(valueOf(*valueOf(ad, "extension").asDictionary(), "sortRank"), VKTValue("2"));
+    const VKTDictionary& linear = *valueOf(ad, "linearCreatives").asArray()->front().asDictionary();
+    EXPECT_EQ(keysOf(linear),
+              (Texts{"duration", "skipOffset", "adParameters", "clickThrough", "clickTracking",
+                     "universalAdIds", "trackingEvents", "mediaFiles", "mostAppropriateMediaFile", "icons"}));
+    EXPECT_EQ(keysOf(valueOf(linear, "universalAdIds")), (Texts{"registry", "value"}));
+    EXPECT_EQ(keysOf(valueOf(linear, "trackingEvents")),
+              (Texts{"name", "offset", "url", "isEventConsumable"}));
+    EXPECT_EQ(keysOf(valueOf(linear, "mediaFiles")),
+              (Texts{"id", "delivery", "type", "bitrate", "minBitrate", "maxBitrate", "width", "height",
+                     "scalable", "maintainAspectRatio", "codec", "apiFramework", "fileSize", "url"}));
+    EXPECT_EQ(valueOf(linear, "mostAppropriateMediaFile"), VKTValue("http://ads.test/a.mp4"));
+}
+
+TEST(Resolve, SaysInOneLineWhyThereIsNoAd) {
+    VKTLoopbackServer server;
+    server.serve("/large", std::string(33U << 20U, ' '));
+    struct Case {
+        std::string source;
+        int status;
+        std::string err;
+    };
+    const std::string unread = "vkt: cannot read ";
+    const std::vector<Case> cases{
+        {"-", 1, "vkt: the answer holds no ad"},
+        {"--timeout 0 -", 1, "vkt: the time budget of 0 s ran out"},
+        {"/no/such/file", 3, unread + "/no/such/file: No such file or directory"},
+        {"/", 3, unread + "/: Is a directory"},
+        {"ftp://ads.test/", 3, unread + "ftp://ads.test/: it is not an http or https URL"},
+        {VKTRawServer::refusingURL(), 3, unread + "http://127.0.0.1"},
+        {server.url("/large"), 3, unread + server.url("/large") + ": body too large"},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.source);
+        const Outcome outcome = resolve(each.source, vast(""));
+        EXPECT_EQ(outcome.status, each.status);
+        EXPECT_EQ(lastLineOf(outcome.err).substr(0, each.err.size()), each.err);
+    }
+}

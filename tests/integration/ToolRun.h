@@ -1,0 +1,62 @@
+// The vkt tool, run as a user runs it, and its JSON.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTValue.h"
+#include "VKTCoreKit/platform/VKTServices.h"
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+inline std::string takeFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    std::remove(path.c_str());
+    return text;
+}
+
+/// `input` is what the tool finds on its standard input.
+inline Outcome runTool(const std::string& arguments, const std::string& input = "") {
+    const std::string prefix = testing::TempDir() + "vkt-tool-" + std::to_string(getpid()) + "-";
+    std::ofstream(prefix + "in", std::ios::binary) << input;
+    const std::string command =
+        std::string(VKT_TOOL) + " " + arguments + " <" + prefix + "in >" + prefix + "out 2>" + prefix + "err";
+    const int status = std::system(command.c_str());
+    takeFile(prefix + "in");
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, takeFile(prefix + "out"), takeFile(prefix + "err")};
+}
+
+inline VKTDictionary parsed(const std::string& text) {
+    const auto value = vkt_JSONValueWithData(text);
+    const VKTDictionary* dictionary = value ? value->asDictionary() : nullptr;
+    EXPECT_NE(dictionary, nullptr) << text;
+    return dictionary == nullptr ? VKTDictionary() : *dictionary;
+}
+
+inline const VKTValue& valueOf(const VKTDictionary& report, const char* key) {
+    static const VKTValue none("no such key");
+    const VKTValue* value = report.find(key);
+    return value == nullptr ? none : *value;
+}
+
+inline std::vector<VKTDictionary> entriesOf(const VKTDictionary& report, const char* key) {
+    std::vector<VKTDictionary> entries;
+    const VKTArray* array = valueOf(report, key).asArray();
+    EXPECT_NE(array, nullptr) << key;
+    for (const VKTValue& element : array == nullptr ? VKTArray() : *array)
+        entries.push_back(*element.asDictionary());
+    return entries;
+}
