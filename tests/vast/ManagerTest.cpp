@@ -1,0 +1,419 @@
+// One ad request from the first document to playable ads: the order of everything the delegate hears.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <latch>
+#include <map>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/platform/testing/VKTFakeHTTPSession.h"
+#include "VKTCoreKit/vast/VKTVASTManager.h"
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+std::string url(const std::string& path) {
+    return "http://ads.test/" + path;
+}
+
+// Ads with an error pixel "/e-ID". `attributes` stand in the Ad element.
+std::string ad(const std::string& id, const std::string& kind, const std::string& content,
+               const std::string& attributes) {
+    return "<Ad id=\"" + id + "\" " + attributes + "><" + kind +
+           "><AdSystem>s</AdSystem><AdTitle>t</AdTitle><Error>" + url("e-" + id) + "</Error>" + content +
+           "</" + kind + "></Ad>";
+}
+std::string inlineAd(const std::string& id, const std::string& attributes = "") {
+    return ad(
+        id, "InLine",
+        "<Creatives><Creative><Linear><Duration>00:00:05</Duration><MediaFiles><MediaFile "
+        "type=\"video/mp4\">http://ads.test/a.mp4</MediaFile></MediaFiles></Linear></Creative></Creatives>",
+        attributes);
+}
+std::string wrapper(const std::string& id, const std::string& to, const std::string& attributes = "") {
+    return ad(id, "Wrapper", "<VASTAdTagURI>" + url(to) + "</VASTAdTagURI>", attributes);
+}
+std::string invalid(const std::string& id, const std::string& attributes = "") {
+    return ad(id, "InLine", "", attributes);
+}
+std::string vast(const std::string& ads) {
+    return "<VAST version=\"3.0\">" + ads + "</VAST>";
+}
+
+struct Playable : VKTConsumableVideoAd {
+    std::shared_ptr<VKTVASTAd> ad;
+};
+
+// Delegate, adapter and answers of one request.
+struct Embedder : VKTVASTManagerDelegate, VKTVASTAdAdapterProtocol {
+    void vastManagerIsReadyToProvideAds() override { note("ready"); }
+    void vastManagerDidFailWithError(const std::optional<VKTError>& error) override {
+        note("failed" + (error ? " " + std::to_string(error->code()) : ""));
+    }
+    void vastManagerDidEncounterError(VKTVASTManager& /*manager*/, const VKTVASTError& error,
+                                      const std::vector<VKTVASTURL>& errorURLs,
+                                      const std::optional<std::string>& VASTResponse) override {
+        std::string line = error.errorName();
+        for (const VKTVASTURL& pixel : errorURLs)
+            line += " " + pixel.url().absoluteString().substr(url("").size());
+        note(line + (VASTResponse ? " + document" : ""));
+    }
+    void vastManagerDidStartToResolveWrapperAd(VKTVASTManager& /*manager*/,
+                                               const std::shared_ptr<VKTVASTAd>& wrapperAd) override {
+        note("start " + *wrapperAd->adID());
+    }
+    void vastManagerDidFailToResolveWrapperAd(VKTVASTManager& /*manager*/,
+                                              const std::shared_ptr<VKTVASTAd>& wrapperAd) override {
+        note("no ad behind " + *wrapperAd->adID());
+    }
+    std::optional<std::map<std::string, std::string>> vastManagerRequestsVASTMacros(
+        VKTVASTManager& /*manager*/) override {
+        return macros;
+    }
+    std::shared_ptr<VKTConsumableVideoAd> convertVASTAdToConsumableVideoAd(
+        const std::shared_ptr<VKTVASTAd>& vastAd) override {
+        ++conversions;
+        auto playable = std::make_shared<Playable>();
+        playable->ad = vastAd;
+        return playable;
+    }
+
+    void note(std::string line) {
+        const VKTLock lock(mutex);
+        heard.push_back(std::move(line));
+    }
+    Texts takeHeard() {
+        const VKTLock lock(mutex);
+        return std::exchange(heard, {});
+    }
+
+    std::optional<std::map<std::string, std::string>> macros;
+    std::atomic<int> conversions = 0;
+    VKTMutex mutex;
+    Texts heard VKT_GUARDED_BY(mutex);
+};
+
+class VASTManager : public testing::Test {
+  protected:
+    void serve(const std::string& path, const std::string& ads) {
+        fake->setAnswer(url(path), VKTFakeHTTPAnswer::withBody(vast(ads)));
+    }
+    void start(const std::string& ads, std::shared_ptr<VKTConcurrentPool> pool = nullptr) {
+        manager = VKTVASTManager::initWithDelegate(embedder, embedder, session, config, std::move(pool));
+        manager->createAdsStoreWithXML(vast(ads), std::nullopt, VKTTimeInterval(1));
+    }
+    // The ID of the ad that comes next, or "CODE description".
+    std::string next(bool dueToAdFailure = false, double timeout = 1) {
+        const auto response = manager->nextAdWithTimeout(VKTTimeInterval(timeout), dueToAdFailure);
+        EXPECT_NE(response.ad == nullptr, !response.error);
+        if (!response.ad) {
+            return std::to_string(response.error->code()) + " " +
+                   response.error->localizedDescription().value_or("");
+        }
+        last = static_cast<const Playable&>(*response.ad).ad;
+        return last->adID().value_or("");
+    }
+
+    const std::shared_ptr<VKTFakeHTTPSession> fake = std::make_shared<VKTFakeHTTPSession>();
+    const std::shared_ptr<VKTURLSession> session =
+        VKTURLSession::initWithSessionProvider(VKTURLSessionProvider::initWithSession(fake));
+    const std::shared_ptr<Embedder> embedder = std::make_shared<Embedder>();
+    VKTVASTManagerConfig config;
+    std::shared_ptr<VKTVASTManager> manager;
+    std::shared_ptr<VKTVASTAd> last;
+};
+
+// A pool whose tasks run when the test says so; the first `atOnce` run while they are posted.
+struct SteppedPool : VKTConcurrentPool {
+    explicit SteppedPool(int count) : atOnce(count) {}
+    void post(VKTTask task) override {
+        if (atOnce-- > 0) return task();
+        waiting.push_back(std::move(task));
+    }
+    int atOnce;
+    std::vector<VKTTask> waiting;
+};
+
+const std::string noMoreAds = "10005 No more ads available.";
+const std::string noMorePassback = "10007 No more Passback.";
+
+}  // namespace
+
+TEST_F(VASTManager, TellsWhetherThereIsAModel) {
+    struct Case {
+        std::string document;
+        Texts heard;
+        std::string next;
+    };
+    const std::vector<Case> cases{
+        {vast(inlineAd("a")), {"ready"}, "a"},
+        {vast("<Error>http://ads.test/e</Error>"), {"ready"}, noMoreAds},
+        {"<VAST", {"XML_PARSING_ERROR + document", "failed 100"}, "10004 Unable to create VAST Model."},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.document);
+        manager = VKTVASTManager::initWithDelegate(embedder, embedder, session, nullptr, VKTTimeInterval(5),
+                                                   5, false);
+        manager->createAdsStoreWithXML(each.document, std::nullopt, VKTTimeInterval(1));
+        EXPECT_EQ(embedder->takeHeard(), each.heard);
+        EXPECT_EQ(next(false, 0), "10001 VASTManager Timeout.");
+        EXPECT_EQ(next(), each.next);
+    }
+}
+
+TEST_F(VASTManager, FailsWithoutAnErrorWhenTheSessionGivesNothing) {
+    struct SilentProvider : VKTURLSessionProviderProtocol {
+        std::shared_ptr<VKTURLSessionTask> dataRequest(const VKTURLRequest& /*request*/,
+                                                       VKTURLSessionCompletionHandler handler) override {
+            const auto task = VKTURLSessionTask::initWithDataTask(nullptr);
+            handler(VKTURLSessionResponse::initWithData(nullptr, nullptr, std::nullopt), task);
+            return task;
+        }
+    };
+    const auto silent = VKTURLSession::initWithSessionProvider(std::make_shared<SilentProvider>());
+    manager = VKTVASTManager::initWithDelegate(embedder, embedder, silent, config);
+    manager->createAdsStoreWithXML(std::nullopt, VKTURL::URLWithString(url("first")), VKTTimeInterval(1));
+    EXPECT_EQ(embedder->takeHeard(), Texts{"failed"});
+    // A wrapper to such an answer is passed over.
+    manager->createAdsStoreWithXML(
+        vast(wrapper("w", "x", "sequence=\"1\"") + inlineAd("a", "sequence=\"2\"")), std::nullopt,
+        VKTTimeInterval(1));
+    EXPECT_EQ(next(), "a");
+}
+
+// For one root document: the ways to ask ("m" for a main ad, "p" for a passback), what comes, what is heard.
+TEST_F(VASTManager, WalksMainAdsAndPassbacksInOrder) {
+    const std::string one = "sequence=\"1\"";
+    const std::string two = "sequence=\"2\"";
+    const std::string title = "VAST_VALIDATION_ERROR_MISSING_ADTITLE";
+    const std::string noAd =
+        "start w; VAST_WRAPPER_ERROR_NOT_VAST_RESPONSE root e-w + document; no ad behind w";
+    serve("a", inlineAd("a"));
+    serve("pod", inlineAd("p3") + inlineAd("p2", two) + inlineAd("p1", one));
+    serve("empty", "<Error>http://ads.test/root</Error>");
+    serve("untitled",
+          "<Ad><Wrapper><AdSystem>s</AdSystem><VASTAdTagURI>http://ads.test/a</VASTAdTagURI></Wrapper></Ad>");
+    fake->setAnswer(url("late"), VKTFakeHTTPAnswer::withError(VKTURLErrorTimedOut));
+    fake->setAnswer(url("broken"), VKTFakeHTTPAnswer::withBody("<VAST"));
+    struct Case {
+        std::string ads;
+        std::string asks;
+        std::string given;
+        std::string heard;
+    };
+    const std::string bad = "VAST_VALIDATION_ERROR_MISSING_CREATIVES e-x + document";
+    const std::vector<Case> cases{
+        {inlineAd("b", two) + inlineAd("a", one), "mmm", "a; b; " + noMoreAds, ""},
+        {invalid("x", one) + inlineAd("b", two) + inlineAd("p"), "mmp", "p; b; " + noMorePassback, bad},
+        {inlineAd("a") + invalid("x") + inlineAd("p"), "mpp", "a; p; " + noMorePassback, bad},
+        {wrapper("w", "none") + inlineAd("a"), "mp", "a; " + noMorePassback, ""},
+        {wrapper("w", "pod"), "mm", "p3; " + noMoreAds, "start w"},
+        {wrapper("w", "empty", one) + inlineAd("b", two), "m", "b", noAd},
+        {wrapper("w", "late", one) + inlineAd("p"), "mm", "p; " + noMoreAds,
+         "start w; VAST_WRAPPER_ERROR_FETCH_TIMEOUT e-w"},
+        {wrapper("w", "broken"), "m", noMoreAds, "start w; XML_PARSING_ERROR_WRAPPER e-w + document"},
+        {ad("w", "Wrapper", "", ""), "m", noMoreAds, "VAST_VALIDATION_ERROR_MISSING_VASTADTAGURI e-w"},
+        {wrapper("w", "untitled"), "m", "a", "start w; " + title + " + document"},
+        {inlineAd("m") + wrapper("w", "untitled"), "p", "a", "start w; " + title + " e-w + document"},
+        {inlineAd("m") + wrapper("w", "empty"), "ppm", noMorePassback + "; " + noMorePassback + "; m", noAd},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.ads);
+        start(each.ads);
+        Texts given;
+        for (const char ask : each.asks)
+            given.push_back(next(ask == 'p'));
+        EXPECT_EQ(vkt_joined(given, "; "), each.given);
+        Texts heard = embedder->takeHeard();
+        const auto ready = std::find(heard.begin(), heard.end(), "ready");
+        ASSERT_NE(ready, heard.end());
+        EXPECT_EQ(ready - heard.begin(), each.heard == bad ? 1 : 0);
+        heard.erase(ready);
+        EXPECT_EQ(vkt_joined(heard, "; "), each.heard);
+    }
+}
+
+TEST_F(VASTManager, TakesWholePodsWhenConfigured) {
+    serve("pod", inlineAd("p3", "sequence=\"3\"") + inlineAd("no") + inlineAd("p1", "sequence=\"1\""));
+    config.handleWrappersAdpods = true;
+    start(wrapper("w", "pod", "sequence=\"1\"") + inlineAd("z", "sequence=\"2\""));
+    EXPECT_EQ((Texts{next(), next(), next(), next()}), (Texts{"p1", "p3", "z", noMoreAds}));
+    EXPECT_EQ(manager->mainAdsStore().size(), 4U);
+}
+
+TEST_F(VASTManager, FollowsFiveWrappersToAMainAdAndSixToAPassback) {
+    for (int depth = 1; depth <= 6; ++depth) {
+        serve("w" + std::to_string(depth), wrapper(std::to_string(depth), "w" + std::to_string(depth + 1)));
+    }
+    const Texts limit{"ready", "start 0", "VAST_WRAPPER_ERROR_LIMIT_REACHED e-5 e-4 e-3 e-2 e-1 e-0"};
+    start(wrapper("0", "w1"));
+    EXPECT_EQ(next(), noMoreAds);
+    EXPECT_EQ(embedder->takeHeard(), limit);
+    EXPECT_EQ(fake->requests().size(), 5U);
+
+    serve("w6", inlineAd("six"));
+    start(inlineAd("m") + wrapper("0", "w1"));
+    EXPECT_EQ(next(true), "six");
+    EXPECT_EQ(last->wrapperDepth(), 6);
+    EXPECT_EQ(last->errorPixels().size(), 7U);
+}
+
+TEST_F(VASTManager, FillsMacrosAndRefusesFirstWrappersWithoutImpressionWhenStrict) {
+    serve("a?cb=12", wrapper("inner", "b?cb=[CACHEBUSTING]"));
+    serve("b?cb=12", inlineAd("a"));
+    embedder->macros.emplace().emplace("CACHEBUSTING", "12");
+    config.requestTimeout = VKTTimeInterval(3);
+    start(wrapper("w", "a?cb=[CACHEBUSTING]"));
+    EXPECT_EQ(next(), "a");
+    EXPECT_EQ(fake->requests().front().timeoutInterval, VKTTimeInterval(3));
+    embedder->takeHeard();
+
+    config.strictWrapperFirstLevelImpressionValidation = true;
+    start(wrapper("w", "a?cb=[CACHEBUSTING]"));
+    EXPECT_EQ(next(), noMoreAds);
+    EXPECT_EQ(embedder->takeHeard(), (Texts{"ready", "VAST_VALIDATION_ERROR_MISSING_IMPRESSION e-w"}));
+    start(ad("w", "Wrapper",
+             "<Impression>http://ads.test/i</Impression><VASTAdTagURI>http://ads.test/a?cb=12</VASTAdTagURI>",
+             ""));
+    EXPECT_EQ(next(), "a");
+}
+
+TEST_F(VASTManager, IsSilentAfterCancelAndWithoutDelegateOrAdapter) {
+    serve("a", inlineAd("a"));
+    start(wrapper("w", "a"));
+    manager->cancel();
+    embedder->takeHeard();
+    EXPECT_EQ(next(), "a");
+    EXPECT_EQ(embedder->takeHeard(), Texts{});
+    manager->createAdsStoreWithXML(vast(inlineAd("b")), std::nullopt, VKTTimeInterval(1));
+    EXPECT_EQ(next(), noMoreAds);
+
+    manager = VKTVASTManager::initWithDelegate(embedder, std::make_shared<Embedder>(), session, config);
+    manager->createAdsStoreWithXML(vast(inlineAd("b")), std::nullopt, VKTTimeInterval(1));
+    EXPECT_EQ(embedder->takeHeard(), Texts{});
+}
+
+TEST_F(VASTManager, ReplacesTheCurrentRootAdAndKnowsItsOwnPassbacks) {
+    start(inlineAd("a", "sequence=\"1\"") + inlineAd("b", "sequence=\"2\""));
+    const auto other = VKTVASTParser::parseXMLAndGenerateVASTObjectModel(
+        vast(inlineAd("c", "sequence=\"1\"") + inlineAd("d", "sequence=\"2\"") + inlineAd("p")));
+    manager->setCurrentRootAd(manager->mainAdsStore().front());
+    manager->processRootModel(*other.model);
+    EXPECT_EQ((Texts{next(), next(), next(), next()}), (Texts{"c", "d", "b", noMoreAds}));
+    EXPECT_EQ(next(true), noMorePassback);  // "p" is not the root model's
+    EXPECT_EQ(VKTVASTManager::adIndex(*other.model->ads()[1], manager->mainAdsStore()), 1U);
+    EXPECT_EQ(VKTVASTManager::adIndex(*other.model->ads()[2], manager->mainAdsStore()), 0U);
+}
+
+TEST_F(VASTManager, SaysThatPassbacksAreStillBeingResolved) {
+    serve("p1", inlineAd("p1"));
+    serve("p2", inlineAd("p2"));
+    const auto pool = std::make_shared<SteppedPool>(1);
+    start(inlineAd("m") + wrapper("w1", "p1") + wrapper("w2", "p2"), pool);
+    EXPECT_EQ(next(true), "p1");
+    EXPECT_EQ(next(true), "10006 Passback resolution incomplete.");
+    ASSERT_EQ(pool->waiting.size(), 1U);
+    pool->waiting.front()();
+    EXPECT_TRUE(manager->didResolvePassbackWrappers());
+    EXPECT_EQ(next(true), "p2");  // late, and kept
+    EXPECT_EQ(next(true), noMorePassback);
+    EXPECT_EQ(embedder->conversions, 2);
+}
+
+// The wait ends when every passback has been started and one has given nothing; the next valid one wins for
+// nobody, and what comes after it is kept.
+TEST_F(VASTManager, EndsEmptyWhileOthersStillDownload) {
+    std::latch started(2);
+    std::latch firstMayEnd(1);
+    std::latch secondMayEnd(1);
+    fake->setHandler([&](const VKTURLRequest& request) {
+        const std::string& target = request.url.absoluteString();
+        if (target == url("none")) {
+            started.wait();
+            return VKTFakeHTTPAnswer::withError(VKTURLErrorCannotFindHost);
+        }
+        started.count_down();
+        (target == url("p1") ? firstMayEnd : secondMayEnd).wait();
+        return VKTFakeHTTPAnswer::withBody(vast(inlineAd(target.substr(url("").size()))));
+    });
+    const auto pool = std::shared_ptr<VKTConcurrentPool>(VKTPlatform::current().makeConcurrentPool(3));
+    start(inlineAd("m") + wrapper("w1", "p1") + wrapper("w2", "p2") + wrapper("w3", "none"), pool);
+    EXPECT_EQ(next(true), noMorePassback);
+    firstMayEnd.count_down();
+    while (embedder->conversions == 0)
+        std::this_thread::yield();
+    EXPECT_EQ(next(true), noMorePassback);
+    secondMayEnd.count_down();
+    while (manager->inlinePassbackAdsStore().size() < 2)
+        std::this_thread::yield();
+    EXPECT_EQ(next(true), "p2");
+}
+
+TEST_F(VASTManager, HasOneWinnerAmongManyPassbacks) {
+    constexpr int count = 200;
+    fake->setHandler([](const VKTURLRequest& request) {
+        return VKTFakeHTTPAnswer::withBody(
+            vast(inlineAd(request.url.absoluteString().substr(url("").size()))));
+    });
+    std::string ads = inlineAd("m");
+    for (int i = 0; i < count; ++i)
+        ads += wrapper("w" + std::to_string(i), "p" + std::to_string(i));
+    auto pool =
+        std::shared_ptr<VKTConcurrentPool>(VKTPlatform::current().makeConcurrentPool(VKTPassbackThreadLimit));
+    start(ads, pool);
+    std::set<std::string> given{next(true)};
+    while (manager->isResolvingPassbackWrappers() || manager->inlinePassbackAdsStore().size() < count)
+        std::this_thread::yield();
+    EXPECT_EQ(embedder->conversions, 1);
+    for (int i = 1; i < count; ++i)
+        given.insert(next(true));
+    EXPECT_EQ(given.size(), static_cast<std::size_t>(count));
+    EXPECT_EQ(next(true), noMorePassback);
+}
+
+// Ten times as many ads take about ten times as long; a square would take a hundred times.
+TEST_F(VASTManager, PassesManyInvalidAdsInLinearTimeAndConstantStack) {
+    const auto seconds = [&](int count) {
+        std::string ads;
+        for (int i = 0; i < count; ++i)
+            ads += "<Ad sequence=\"1\"><InLine><AdSystem>s</AdSystem></InLine></Ad><Ad><InLine/></Ad>" +
+                   std::string();
+        ads += inlineAd("last", "sequence=\"2\"") + inlineAd("p") + inlineAd("q");
+        start(ads);
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ((Texts{next(), next(), next(), next()}), (Texts{"p", "q", "last", noMoreAds}));
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    };
+    const double few = std::max(seconds(10'000), 1e-3);
+    EXPECT_LT(seconds(100'000), 40 * few);
+}
+
+TEST(VASTManagerMacros, AreThoseOfTheTable) {
+    auto macros =
+        VKTVASTManager::generateDefaultVASTMacrosWithAppBundleIdentifier("b", "partner", "1.2", {5, 7});
+    EXPECT_EQ(std::to_string(std::stoi(macros["CACHEBUSTING"])).size(), 8U);
+    EXPECT_EQ(macros["TIMESTAMP"].size(), std::string("2024-03-05T07:08:09.123+0000").size());
+    macros.erase("CACHEBUSTING");
+    macros.erase("TIMESTAMP");
+    const std::map<std::string, std::string> expected{{"APIFRAMEWORKS", "5,7"},
+                                                      {"APPBUNDLE", "b"},
+                                                      {"OMIDPARTNER", "partner/1.2"},
+                                                      {"VASTVERSIONS", "2,3,5,6,7,8,11,12,13,14"},
+                                                      {"VERIFICATIONVENDORS", "-2"}};
+    EXPECT_EQ(macros, expected);
+    EXPECT_EQ(
+        VKTVASTManager::generateDefaultVASTMacrosWithAppBundleIdentifier("b", "p", "1", {})["APIFRAMEWORKS"],
+        "-1");
+    EXPECT_EQ(VKTVASTManagerConfig().description(),
+              "VKTVASTManagerConfig(requestTimeout: 5.000000, maximumWrappers: 5, handleWrappersAdpods: NO, "
+              "strictWrapperFirstLevelImpressionValidation: NO)");
+}
