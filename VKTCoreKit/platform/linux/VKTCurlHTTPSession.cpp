@@ -215,7 +215,7 @@ class TransferEngine : public std::enable_shared_from_this<TransferEngine> {
         {
             VKTLock lock(mutex_);
             if (isStopped_) return false;
-            submitted_.push_back({std::move(task), command});
+            submitted_.emplace_back(std::move(task), command);
             if (!thread_.joinable()) startThread();
         }
         transfers_->wake();
