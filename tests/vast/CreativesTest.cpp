@@ -56,32 +56,20 @@ TEST(Linear, EverythingIsRead) {
 
 TEST(Linear, WhatIsReported) {
     struct Case {
-        const char* xml;
+        std::string content;
         bool isWrapper;
         bool isBuilt;
         Texts withErrorOutput;
         Texts withoutErrorOutput;
     };
+    const std::string timed = "<Duration>1</Duration>";
     const Case cases[] = {
-        {"<Linear a='1'/>", false, false, {duration, media}, {duration}},
-        {"<Linear a='1'/>", true, true, {duration}, {duration}},
-        {"<Linear><Duration> </Duration><MediaFiles/></Linear>", false, false, {duration, media}, {duration}},
-        {"<Linear><Duration>1</Duration><MediaFiles/></Linear>", false, false, {media}, {}},
-        {"<Linear><Duration>1</Duration><MediaFiles/></Linear>", true, true, {}, {}},
-        {"<Linear><Duration>1</Duration><MediaFiles><MediaFile/></MediaFiles></Linear>",
-         false,
-         true,
-         {media},
-         {}},
-        {"<Linear><Duration>1</Duration><MediaFiles x='1'/></Linear>", false, true, {media}, {}},
-        {"<Linear><Duration>1</Duration><MediaFiles><MediaFile type='video/webm'>http://m</MediaFile>"
-         "</MediaFiles></Linear>",
-         true,
-         true,
-         {},
-         {}},
-        {"<Linear><Duration>1</Duration><MediaFiles><MediaFile type='video/mp4'>http://m</MediaFile>"
-         "</MediaFiles></Linear>",
+        {"<Duration> </Duration><MediaFiles/>", false, false, {duration, media}, {duration}},
+        {"<Duration> </Duration><MediaFiles/>", true, true, {duration}, {duration}},
+        {timed, false, false, {media}, {}},
+        {timed + "<MediaFiles><MediaFile/></MediaFiles>", false, true, {media}, {}},
+        {timed + "<MediaFiles><MediaFile/></MediaFiles>", true, true, {}, {}},
+        {timed + "<MediaFiles><MediaFile type='video/mp4'>http://m</MediaFile></MediaFiles>",
          false,
          true,
          {},
@@ -91,20 +79,18 @@ TEST(Linear, WhatIsReported) {
         RecordedErrors with;
         RecordedErrors without;
         std::optional<VKTError> error;
-        const auto linear =
-            Linear::initWithDictionary(nodeOf(row.xml), &error, with.handler(), row.isWrapper);
-        EXPECT_EQ(linear != nullptr, row.isBuilt) << row.xml;
-        EXPECT_EQ(with.lines, row.withErrorOutput) << row.xml;
+        const auto node = nodeOf("<Linear>" + row.content + "</Linear>");
+        const auto linear = Linear::initWithDictionary(node, &error, with.handler(), row.isWrapper);
+        const auto silent = Linear::initWithDictionary(node, nullptr, without.handler(), row.isWrapper);
+        EXPECT_EQ(linear != nullptr, row.isBuilt) << row.content;
+        EXPECT_EQ(silent != nullptr, row.isBuilt) << row.content;
+        EXPECT_EQ(with.lines, row.withErrorOutput) << row.content;
+        EXPECT_EQ(without.lines, row.withoutErrorOutput) << row.content;
         const bool isBlocked = !with.lines.empty() && with.lines.back() == media;
-        EXPECT_EQ(error ? error->code() : 0, isBlocked ? 401 : 0) << row.xml;
-        if (linear) {
-            EXPECT_TRUE(linear->isValidForWrapper(true));
-            EXPECT_EQ(linear->isValidForWrapper(false), !linear->mediaFiles().empty()) << row.xml;
-        }
-        const auto silent =
-            Linear::initWithDictionary(nodeOf(row.xml), nullptr, without.handler(), row.isWrapper);
-        EXPECT_EQ(silent != nullptr, row.isBuilt) << row.xml;
-        EXPECT_EQ(without.lines, row.withoutErrorOutput) << row.xml;
+        EXPECT_EQ(error ? error->code() : 0, isBlocked ? 401 : 0) << row.content;
+        if (!linear) continue;
+        EXPECT_TRUE(linear->isValidForWrapper(true));
+        EXPECT_EQ(linear->isValidForWrapper(false), !linear->mediaFiles().empty()) << row.content;
     }
 }
 
@@ -119,13 +105,11 @@ TEST(MediaFile, WhichAreKept) {
         {"type='video/mpegurl'>http://m", true, false},
         {"type='video/webm'>http://m", false, false},
         {"type=' video/mp4'>http://m", false, false},
-        {"type='video/mp4;codecs=x'>http://m", false, false},
         {"delivery='progressive'>http://m", false, false},
         {"type='video/mp4'>", false, false},
         {"type='video/mp4'>http://m:x", false, false},
         {"type='application/javascript' apiFramework='vpaid'>http://m", true, true},
         {"type='application/x-JavaScript' apiFramework='VPAID'>http://m", true, true},
-        {"type='text/javascript' apiFramework='VPAID'>http://m", false, false},
         {"type='application/javascript' apiFramework='SIMID'>http://m", false, false},
         {"type='application/javascript'>http://m", false, false},
         {"type='video/mp4' apiFramework='VPAID'>http://m", true, false},
@@ -279,7 +263,7 @@ TEST(Creative, UniversalAdIdsAreKeptOnceUpToTheLimit) {
     EXPECT_EQ(creative->universalAdIds(),
               (std::vector<VKTVASTUniversalAdId>{{"r", "1"}, {"r", "2"}, {"s", "1"}}));
     std::vector<VKTVASTUniversalAdId> many;
-    for (int i = 0; i < 100'000; ++i)
+    for (int i = 0; i < 1000; ++i)
         many.push_back({"m", std::to_string(i)});
     creative->addUniversalAdIds(many);
     ASSERT_EQ(creative->universalAdIds().size(), VKTVASTUniversalAdIdLimit);

@@ -130,21 +130,17 @@ TEST(VASTError, CatalogueIsComplete) {
     }
 }
 
-TEST(VASTError, EveryFieldTakesPartInEquality) {
+TEST(VASTError, EqualityAndDescriptions) {
     const auto error = VKTVASTError::initWithName("N", "D", 1, 2);
     EXPECT_EQ(error, VKTVASTError::initWithName("N", "D", 1, 2));
     EXPECT_NE(error, VKTVASTError::initWithName("M", "D", 1, 2));
     EXPECT_NE(error, VKTVASTError::initWithName("N", std::nullopt, 1, 2));
     EXPECT_NE(error, VKTVASTError::initWithName("N", "D", -1, 2));
     EXPECT_NE(error, VKTVASTError::initWithName("N", "D", 1, 3));
+    const auto bare = VKTVASTError::initWithName("N", std::nullopt, -1, 7);
+    EXPECT_TRUE(bare.error().userInfo().empty());
+    EXPECT_EQ(bare.description(), "VKTVASTError(name=N, VASTCode=-1, korvoCode=7, errorDescription=(null))");
     EXPECT_EQ(error.description(), "VKTVASTError(name=N, VASTCode=1, korvoCode=2, errorDescription=D)");
-}
-
-TEST(VASTError, WithoutDescriptionTheErrorObjectHasNoUserInfo) {
-    const auto error = VKTVASTError::initWithName("N", std::nullopt, -1, 7);
-    EXPECT_TRUE(error.error().userInfo().empty());
-    EXPECT_EQ(error.error().code(), 7);
-    EXPECT_EQ(error.description(), "VKTVASTError(name=N, VASTCode=-1, korvoCode=7, errorDescription=(null))");
 }
 
 }  // namespace

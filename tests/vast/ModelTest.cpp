@@ -76,7 +76,6 @@ TEST(Model, WhatHandlersHear) {
     const std::string mute = "<Linear><Duration>1</Duration></Linear>";
     const std::string brokenOverlay = "<NonLinearAds><NonLinear id='1'/></NonLinearAds>";
     const Case cases[] = {
-        {"", {}, 0, {}},
         {"<Ad id='1'/>", {}, 0, {}},
         {inlineAd(names + creativesOf(linear)), {}, 0, {"valid"}},
         {inlineAd(pixel + creativesOf(linear)),
@@ -91,7 +90,6 @@ TEST(Model, WhatHandlersHear) {
         {"<Ad><InLine/><Wrapper>x</Wrapper></Ad>", {"XML_PARSING_ERROR"}, 100, {}},
         {"<Ad><Wrapper/></Ad>", {"XML_PARSING_ERROR_WRAPPER"}, 303, {}},
         {inlineAd(names + pixel), {creatives + " http://e"}, 101, {"invalid"}},
-        {inlineAd(names + pixel + "<Creatives/>"), {creatives + " http://e"}, 101, {"invalid"}},
         {inlineAd(names + "<Creatives x='1'/>"), {}, 0, {"invalid"}},
         {inlineAd(names + "<Creatives><Creative/></Creatives>"), {creatives}, 101, {"invalid"}},
         {inlineAd(names + pixel + creativesOf(banner)), {creatives + " http://e"}, 101, {"invalid"}},
@@ -103,7 +101,6 @@ TEST(Model, WhatHandlersHear) {
          {},
          0,
          {"valid"}},
-        {inlineAd(names + creativesOf(mute) + creativesOf(linear)), {noMedia}, 401, {"invalid"}},
         {inlineAd(names + "<Creatives><Creative>" + mute + "</Creative><Creative>" + linear +
                   "</Creative></Creatives>"),
          {},
@@ -124,12 +121,21 @@ TEST(Model, WhatHandlersHear) {
         EXPECT_EQ(error ? error->code() : 0, row.code) << row.ads;
         EXPECT_EQ(validities, row.validities) << row.ads;
     }
+}
+
+TEST(Model, AdsReadAloneNameTheirErrorPixelsOnlyForMissingCreatives) {
     // Without an error output an unusable creative is silent, but the ad is as invalid.
+    for (const auto& [creatives, line] : {std::pair("", "VAST_VALIDATION_ERROR_MISSING_CREATIVES http://e"),
+                                          std::pair("<Creatives><Creative x='1'/></Creatives>", "")}) {
+        RecordedErrors errors;
+        const auto node = nodeOf(inlineAd(names + pixel + creatives));
+        const auto ad = VKTVASTAdInline::initWithDictionary(node, nullptr, errors.handler());
+        EXPECT_EQ(errors.lines, *line == '\0' ? Texts{} : Texts{line});
+        EXPECT_TRUE(ad->hasTriggeredAParsingError());
+    }
     RecordedErrors errors;
-    const auto ad = VKTVASTAdInline::initWithDictionary(nodeOf(inlineAd(names + creativesOf(banner))),
-                                                        nullptr, errors.handler());
-    EXPECT_TRUE(errors.lines.empty());
-    EXPECT_TRUE(ad->hasTriggeredAParsingError());
+    const auto ad = VKTVASTAdInline::initWithDictionary(nodeOf(inlineAd(pixel)), nullptr, errors.handler());
+    EXPECT_EQ(errors.lines[0], "VAST_VALIDATION_ERROR_MISSING_ADSYSTEM");
 }
 
 TEST(Model, Sequences) {
@@ -142,7 +148,6 @@ TEST(Model, Sequences) {
         EXPECT_TRUE(ad->hasSequence());
     }
     EXPECT_FALSE(adOf(wrapperAd("x", " sequence=''"))->hasSequence());
-    EXPECT_FALSE(adOf(wrapperAd("x"))->hasSequence());
 }
 
 TEST(Model, MainAndPassbackAds) {
