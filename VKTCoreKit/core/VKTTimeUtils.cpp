@@ -108,7 +108,7 @@ std::optional<std::string> VKTTimeUtils::stringFromDuration(std::int64_t seconds
 }
 
 std::optional<std::string> VKTTimeUtils::stringFromDuration(std::int64_t seconds,
-                                                            std::size_t withNumberOfDigits) {
+                                                            std::uint8_t withNumberOfDigits) {
     const std::string text = std::to_string(seconds);
     if (seconds < 0 || text.size() > withNumberOfDigits) return std::nullopt;
     return std::string(withNumberOfDigits - text.size(), '0') + text;

@@ -57,7 +57,7 @@ class VKTTimeUtils {
 
     /// The number padded with zeros to the digits given; nothing when it is negative or longer.
     static std::optional<std::string> stringFromDuration(std::int64_t seconds,
-                                                         std::size_t withNumberOfDigits);
+                                                         std::uint8_t withNumberOfDigits);
 
     /// The time of day as "HH:mm:ss", in the device's zone unless one is given.
     static std::string timeFromDate(VKTDate date);

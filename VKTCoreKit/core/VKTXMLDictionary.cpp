@@ -1,6 +1,7 @@
 #include "VKTCoreKit/core/VKTXMLDictionary.h"
 
 #include <algorithm>
+#include <array>
 #include <fstream>
 
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -210,10 +211,13 @@ std::optional<VKTDictionary> VKTXMLDictionaryParser::vkt_dictionaryWithString(st
 std::optional<VKTDictionary> VKTXMLDictionaryParser::vkt_dictionaryWithFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) return std::nullopt;
-    std::string data(VKTXMLFileSizeLimit + 1, '\0');
-    file.read(data.data(), static_cast<std::streamsize>(data.size()));
-    if (file.bad() || data.size() == static_cast<std::size_t>(file.gcount())) return std::nullopt;
-    data.resize(static_cast<std::size_t>(file.gcount()));
+    std::string data;
+    std::array<char, 65536> piece{};
+    while (file.read(piece.data(), piece.size()), file.gcount() > 0) {
+        data.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+        if (data.size() > VKTXMLFileSizeLimit) return std::nullopt;
+    }
+    if (file.bad()) return std::nullopt;
     return vkt_dictionaryWithData(data);
 }
 
