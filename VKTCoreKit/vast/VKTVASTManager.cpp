@@ -82,8 +82,10 @@ void VKTVASTManager::configureWithDelegate(const std::shared_ptr<VKTVASTManagerD
                                            std::shared_ptr<VKTConcurrentPool> passbackPool) {
     setDelegate(delegate);
     adapter_ = adapter;
-    urlSessionManager_ = sessionManager ? std::move(sessionManager) : VKTURLSession::sharedInstance();
-    passbackPool_ = passbackPool ? std::move(passbackPool) : VKTPlatform::current().passbackPool;
+    urlSessionManager_ = std::move(sessionManager);
+    if (!urlSessionManager_) urlSessionManager_ = VKTURLSession::sharedInstance();
+    passbackPool_ = std::move(passbackPool);
+    if (!passbackPool_) passbackPool_ = VKTPlatform::current().passbackPool;
     config_ = config;
 }
 
@@ -438,6 +440,7 @@ std::map<std::string, std::string> VKTVASTManager::generateDefaultVASTMacrosWith
 
 std::string VKTVASTManager::stringWithNumberArrayJoinedByComma(const std::vector<int>& numbers) {
     std::vector<std::string> texts;
+    texts.reserve(numbers.size());
     for (const int number : numbers)
         texts.push_back(std::to_string(number));
     return vkt_joined(texts, ",");

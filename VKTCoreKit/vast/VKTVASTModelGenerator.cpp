@@ -17,7 +17,8 @@ VKTVASTModelGenerator VKTVASTModelGenerator::init() {
 
 VKTVASTModelGenerator VKTVASTModelGenerator::initWithSessionManager(
     std::shared_ptr<VKTURLSession> sessionManager, bool isWrapper) {
-    return {sessionManager ? std::move(sessionManager) : VKTURLSession::sharedInstance(), isWrapper};
+    if (!sessionManager) sessionManager = VKTURLSession::sharedInstance();
+    return {std::move(sessionManager), isWrapper};
 }
 
 VKTVASTParserResponse VKTVASTModelGenerator::generateVASTModelFromXML(

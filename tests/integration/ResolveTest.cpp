@@ -20,15 +20,14 @@ Outcome resolve(const std::string& arguments, const std::string& document = "") 
     return runTool("resolve " + arguments, document);
 }
 
-Texts keysOf(const VKTValue& value) {
-    Texts keys;
+// The keys of a dictionary, or of the first one in a list.
+std::string keysOf(const VKTValue& value) {
     const VKTArray* list = value.asArray();
-    const VKTDictionary* dictionary =
-        list != nullptr && !list->empty() ? list->front().asDictionary() : value.asDictionary();
-    if (dictionary == nullptr) return {"no dictionary"};
-    for (const auto& [key, content] : *dictionary)
+    const VKTValue& first = list != nullptr && !list->empty() ? list->front() : value;
+    std::vector<std::string> keys;
+    for (const auto& [key, content] : first.asDictionary() ? *first.asDictionary() : VKTDictionary())
         keys.push_back(key);
-    return keys;
+    return vkt_joined(keys, " ");
 }
 
 // "NAME pixel pixel" of each reported error.
@@ -190,28 +189,26 @@ TEST(Resolve, ReportsEveryFieldAndFillsMacros) {
     ASSERT_EQ(server.requests().size(), 1U);
     EXPECT_EQ(server.requests().front().target, "/next?o=mine&b=other&v=-2");
     const VKTDictionary report = parsed(outcome.out);
-    EXPECT_EQ(keysOf(report), (Texts{"source", "version", "ads", "errors", "requests", "end"}));
-    EXPECT_EQ(keysOf(valueOf(report, "requests")), (Texts{"url", "statusCode", "errorCode", "milliseconds"}));
-    EXPECT_EQ(keysOf(valueOf(report, "end")), (Texts{"domain", "code", "description"}));
+    EXPECT_EQ(keysOf(report), "source version ads errors requests end");
+    EXPECT_EQ(keysOf(valueOf(report, "requests")), "url statusCode errorCode milliseconds");
+    EXPECT_EQ(keysOf(valueOf(report, "end")), "domain code description");
     EXPECT_EQ(keysOf(valueOf(report, "ads")),
-              (Texts{"adID", "adSequence", "adSystem", "adTitle", "wrapperDepth", "impressions",
-                     "errorPixels", "viewabilityEvents", "linearCreatives", "nonLinearCreatives",
-                     "companionCreatives", "adVerifications", "extension"}));
+              "adID adSequence adSystem adTitle wrapperDepth impressions errorPixels viewabilityEvents "
+              "linearCreatives nonLinearCreatives companionCreatives adVerifications extension");
     const VKTDictionary& ad = *valueOf(report, "ads").asArray()->front().asDictionary();
     EXPECT_EQ(valueOf(ad, "wrapperDepth"), VKTValue(1));
     EXPECT_EQ(keysOf(valueOf(ad, "adVerifications")),
-              (Texts{"vendor", "verificationParameters", "resources", "trackingEvents"}));
+              "vendor verificationParameters resources trackingEvents");
     EXPECT_EQ(valueOf(*valueOf(ad, "extension").asDictionary(), "sortRank"), VKTValue("2"));
     const VKTDictionary& linear = *valueOf(ad, "linearCreatives").asArray()->front().asDictionary();
     EXPECT_EQ(keysOf(linear),
-              (Texts{"duration", "skipOffset", "adParameters", "clickThrough", "clickTracking",
-                     "universalAdIds", "trackingEvents", "mediaFiles", "mostAppropriateMediaFile", "icons"}));
-    EXPECT_EQ(keysOf(valueOf(linear, "universalAdIds")), (Texts{"registry", "value"}));
-    EXPECT_EQ(keysOf(valueOf(linear, "trackingEvents")),
-              (Texts{"name", "offset", "url", "isEventConsumable"}));
+              "duration skipOffset adParameters clickThrough clickTracking universalAdIds trackingEvents "
+              "mediaFiles mostAppropriateMediaFile icons");
+    EXPECT_EQ(keysOf(valueOf(linear, "universalAdIds")), "registry value");
+    EXPECT_EQ(keysOf(valueOf(linear, "trackingEvents")), "name offset url isEventConsumable");
     EXPECT_EQ(keysOf(valueOf(linear, "mediaFiles")),
-              (Texts{"id", "delivery", "type", "bitrate", "minBitrate", "maxBitrate", "width", "height",
-                     "scalable", "maintainAspectRatio", "codec", "apiFramework", "fileSize", "url"}));
+              "id delivery type bitrate minBitrate maxBitrate width height scalable maintainAspectRatio "
+              "codec apiFramework fileSize url");
     EXPECT_EQ(valueOf(linear, "mostAppropriateMediaFile"), VKTValue("http://ads.test/a.mp4"));
 }
 

@@ -31,7 +31,7 @@ std::shared_ptr<VKTVASTMediaFile> chosenMediaFile(const VKTVASTCreativeLinear& c
                                                   std::uint32_t networkAccessType);
 
 /// "VAST error 301 VAST_WRAPPER_ERROR_FETCH: …; error pixels: …", one line for people.
-std::string lineOfError(const ReportedError& error);
+std::string lineOfError(const ReportedError& reported);
 
 /// Each distinct line once, with its count, in the order of the first of them.
 std::vector<std::string> linesOfErrors(const std::vector<ReportedError>& errors);
