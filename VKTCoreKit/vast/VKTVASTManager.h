@@ -40,7 +40,8 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
   public:
     using Ads = VKTVASTModel::Ads;
 
-    /// A null session or pool means the shared one. A pool of one's own must outlive the manager.
+    /// A null session or pool means the shared one. A pool of one's own must outlive the passbacks
+    /// that it resolves: the last of them may be the last to hold the manager.
     static std::shared_ptr<VKTVASTManager> initWithDelegate(
         const std::shared_ptr<VKTVASTManagerDelegate>& delegate,
         const std::shared_ptr<VKTVASTAdAdapterProtocol>& adapter,
