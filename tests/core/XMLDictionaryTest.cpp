@@ -104,8 +104,6 @@ TEST(XMLDictionary, ErrorsGiveNoTreeAndLeaveNothingBehind) {
     VKTScriptedXMLEventReader late({VKTXMLStartEvent{"P", {}}, VKTXMLEndEvent{"P"}, VKTError("d", 1)});
     EXPECT_FALSE(parser.vkt_dictionaryWithParser(late));
     EXPECT_FALSE(vkt_dictionaryWithXMLData(""));
-    VKTScriptedXMLEventReader empty({});
-    EXPECT_FALSE(vkt_dictionaryWithXMLParser(empty));
 }
 
 TEST(XMLDictionary, Files) {
@@ -123,7 +121,6 @@ TEST(XMLDictionary, PartsOfANode) {
     expectValue(vkt_attributes(node), R"({"i":"1","_x":"2"})");
     expectValue(vkt_childNodes(node), R"({"C":[]})");
     EXPECT_EQ(*vkt_nodeName(node), "N");
-    EXPECT_EQ(vkt_comments(node)->size(), 1U);
     EXPECT_EQ(vkt_innerText(node), "a\nb");
 
     expectValue(vkt_attributes(nodeOf(R"({"__attributes":{"i":"1"},"_j":"2"})")), R"({"i":"1"})");
@@ -152,25 +149,27 @@ TEST(XMLDictionary, Serialises) {
 TEST(XMLDictionary, KeyPaths) {
     const auto node =
         nodeOf(R"({"A":[{"B":"1"},{"C":"2"}],"D":{"__text":["x","y"]},"E":"e","F":[],"G":{"H":"h"}})");
-    struct {
+    const struct {
         const char* path;
-        std::optional<VKTArray> array;
+        const char* array;
         std::optional<std::string> string;
-        std::optional<VKTDictionary> dictionary;
-    } const cases[] = {
-        {"A", *valueOf(R"([{"B":"1"},{"C":"2"}])").asArray(), std::nullopt, nodeOf(R"({"B":"1"})")},
-        {"A.B", *valueOf(R"(["1",null])").asArray(), "1", nodeOf(R"({"__text":"1"})")},
-        {"D", *valueOf(R"([{"__text":["x","y"]}])").asArray(), "x\ny", nodeOf(R"({"__text":["x","y"]})")},
-        {"E", VKTArray{"e"}, "e", nodeOf(R"({"__text":"e"})")},
-        {"F", VKTArray{}, std::nullopt, std::nullopt},
-        {"G.H", VKTArray{"h"}, "h", nodeOf(R"({"__text":"h"})")},
-        {"E.x", std::nullopt, std::nullopt, std::nullopt},
-        {"", std::nullopt, std::nullopt, std::nullopt}};
+        const char* dictionary;
+    } cases[] = {{"A", R"([{"B":"1"},{"C":"2"}])", {}, R"({"B":"1"})"},
+                 {"A.B", R"(["1",null])", "1", R"({"__text":"1"})"},
+                 {"D", R"([{"__text":["x","y"]}])", "x\ny", R"({"__text":["x","y"]})"},
+                 {"E", R"(["e"])", "e", R"({"__text":"e"})"},
+                 {"G.H", R"(["h"])", "h", R"({"__text":"h"})"}};
     for (const auto& [path, array, string, dictionary] : cases) {
-        EXPECT_TRUE(vkt_arrayValueForKeyPath(node, path) == array) << path;
+        expectValue(vkt_arrayValueForKeyPath(node, path), array);
         EXPECT_EQ(vkt_stringValueForKeyPath(node, path), string) << path;
-        EXPECT_TRUE(vkt_dictionaryValueForKeyPath(node, path) == dictionary) << path;
+        expectValue(vkt_dictionaryValueForKeyPath(node, path), dictionary);
     }
+    expectValue(vkt_arrayValueForKeyPath(node, "F"), "[]");
+    for (const char* none : {"F", "E.x", ""}) {
+        EXPECT_FALSE(vkt_stringValueForKeyPath(node, none)) << none;
+        EXPECT_FALSE(vkt_dictionaryValueForKeyPath(node, none)) << none;
+    }
+    EXPECT_FALSE(vkt_arrayValueForKeyPath(node, "E.x"));
 }
 
 TEST(XMLDictionary, CheckedLookUps) {
@@ -195,22 +194,16 @@ TEST(XMLDictionary, CheckedLookUps) {
 }
 
 TEST(DictionaryExtension, TypedGetters) {
-    const std::pair<VKTValue, std::optional<VKTNumber>> numbers[] = {{7, 7},
-                                                                     {2.5, 2.5},
-                                                                     {"-1,234.5", -1234.5},
-                                                                     {"12", 12},
-                                                                     {"1,23", {}},
-                                                                     {"1234,567", {}},
-                                                                     {"1.", {}},
-                                                                     {".5", {}},
-                                                                     {"+1", {}},
-                                                                     {" 1", {}},
-                                                                     {"1e3", {}},
-                                                                     {"", {}},
-                                                                     {VKTArray{1}, {}},
-                                                                     {VKTValue(), {}}};
-    for (const auto& [value, number] : numbers)
-        EXPECT_TRUE(vkt_optNumberForKey({{"k", VKTValue(value)}}, "k") == number) << value.description();
+    const auto numberOf = [](const VKTValue& value) {
+        return vkt_optNumberForKey({{"k", VKTValue(value)}}, "k");
+    };
+    EXPECT_TRUE(numberOf(2.5) == VKTNumber(2.5));
+    EXPECT_TRUE(numberOf("-1,234.5") == VKTNumber(-1234.5));
+    EXPECT_TRUE(numberOf("12") == VKTNumber(12));
+    for (const char* text : {"1,23", "1234,567", "1.", ".5", "+1", " 1", "1e3", ""})
+        EXPECT_FALSE(numberOf(text)) << text;
+    for (const VKTValue& value : {VKTValue(VKTArray{1}), VKTValue()})
+        EXPECT_FALSE(numberOf(value));
 
     const auto URLFor = [](const char* text) {
         const auto url = vkt_optURLForKey({{"k", text}}, "k");

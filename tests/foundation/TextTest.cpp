@@ -7,15 +7,10 @@
 namespace {
 
 constexpr double largest = std::numeric_limits<double>::max();
-constexpr std::int64_t largestInteger = std::numeric_limits<std::int64_t>::max();
-constexpr std::int64_t smallestInteger = std::numeric_limits<std::int64_t>::min();
 
 TEST(Text, WhiteSpaceIsTheUnicodeSet) {
     EXPECT_EQ(vkt_trimmed(" \t\r\n\v\f\xC2\x85\xC2\xA0 a b\xE3\x80\x80\xE2\x80\xA8"), "a b");
-    EXPECT_EQ(vkt_removingWhiteSpace("\xE2\x80\x89"
-                                     "a \xC2\xA0"
-                                     "b\n"),
-              "ab");
+    EXPECT_EQ(vkt_removingWhiteSpace("\xE2\x80\x89z \xC2\xA0y\n"), "zy");
     EXPECT_TRUE(vkt_isEmptyOrWhiteSpace(""));
     EXPECT_TRUE(vkt_isEmptyOrWhiteSpace("\xE1\x9A\x80\xE2\x81\x9F"));
     // A zero-width space is none, and neither are single bytes of one or of nothing.
@@ -33,59 +28,44 @@ TEST(Text, FoldsASCIIOnly) {
 }
 
 TEST(Text, SplitsAndReplacesInOnePass) {
-    EXPECT_EQ(vkt_split("", ',').size(), 1u);
+    EXPECT_EQ(vkt_split("", ','), std::vector<std::string_view>{""});
     EXPECT_EQ(vkt_split(",a,,b,", ','), (std::vector<std::string_view>{"", "a", "", "b", ""}));
-    EXPECT_EQ(vkt_replacingOccurrences("aaa", "aa", "a"), "aa");
     EXPECT_EQ(vkt_replacingOccurrences("[X][X]", "[X]", "[X]x"), "[X]x[X]x");
     EXPECT_EQ(vkt_replacingOccurrences("abc", "", "x"), "abc");
 }
 
 TEST(Text, LenientDoubles) {
-    struct {
-        const char* text;
-        double value;
-    } const cases[] = {{"12.5", 12.5},
-                       {"  -3abc", -3},
-                       {"+4", 4},
-                       {"+-4", 0},
-                       {"-", 0},
-                       {".5", .5},
-                       {"-.5e1x", -5},
-                       {"7.", 7},
-                       {".", 0},
-                       {"1e", 1},
-                       {"1e+", 1},
-                       {"2E-2", .02},
-                       {"1,5", 1},
-                       {"0x10", 0},
-                       {"", 0},
-                       {"inf", 0},
-                       {"nan", 0},
-                       {"1e999", largest},
-                       {"-1e999", -largest},
-                       {"0e999", 0},
-                       {"1e-999", 0},
-                       {"0.0000000000001e320", 1e307},
-                       {"1e99999999999999999999", largest}};
-    for (const auto& [text, value] : cases) {
+    const std::pair<const char*, double> cases[] = {{"12.5", 12.5},
+                                                    {"  -3abc", -3},
+                                                    {"+4", 4},
+                                                    {".5", .5},
+                                                    {"-.5e1x", -5},
+                                                    {"7.", 7},
+                                                    {"1e", 1},
+                                                    {"1e+", 1},
+                                                    {"2E-2", .02},
+                                                    {"1,5", 1},
+                                                    {"1e999", largest},
+                                                    {"-1e999", -largest},
+                                                    {"0.0000000000001e320", 1e307},
+                                                    {"1e99999999999999999999", largest}};
+    for (const auto& [text, value] : cases)
         EXPECT_EQ(vkt_doubleValue(text), value) << text;
-    }
+    for (const char* zero : {"+-4", "-", ".", "0x10", "", "inf", "nan", "0e999", "1e-999"})
+        EXPECT_EQ(vkt_doubleValue(zero), 0) << zero;
     EXPECT_EQ(vkt_doubleValue("1" + std::string(400, '0') + "e-400"), 1);
     EXPECT_EQ(vkt_floatValue("1e39"), std::numeric_limits<float>::max());
-    EXPECT_EQ(vkt_floatValue("0.1"), 0.1F);
 }
 
 TEST(Text, LenientIntegersSaturate) {
-    struct {
-        const char* text;
-        std::int64_t value;
-    } const cases[] = {{" 12abc", 12},
-                       {"-7.9", -7},
-                       {"+5", 5},
-                       {"+-5", 0},
-                       {"abc", 0},
-                       {"99999999999999999999", largestInteger},
-                       {"-99999999999999999999", smallestInteger}};
+    using Limits = std::numeric_limits<std::int64_t>;
+    const std::pair<const char*, std::int64_t> cases[] = {{" 12abc", 12},
+                                                          {"-7.9", -7},
+                                                          {"+5", 5},
+                                                          {"+-5", 0},
+                                                          {"abc", 0},
+                                                          {"99999999999999999999", Limits::max()},
+                                                          {"-99999999999999999999", Limits::min()}};
     for (const auto& [text, value] : cases)
         EXPECT_EQ(vkt_integerValue(text), value) << text;
 }
@@ -93,18 +73,15 @@ TEST(Text, LenientIntegersSaturate) {
 TEST(Text, LenientBooleansLookAtTheFirstCharacter) {
     for (const char* text : {"true", "True", "yes", "Y", "1", "9x"})
         EXPECT_TRUE(vkt_boolValue(text)) << text;
-    for (const char* text : {"", "0", "01", "false", "no", " true", "-1"}) {
+    for (const char* text : {"", "0", "01", "false", "no", " true", "-1"})
         EXPECT_FALSE(vkt_boolValue(text)) << text;
-    }
 }
 
 TEST(Text, NumbersReadBackAndStayDecimal) {
-    struct {
-        double value;
-        const char* text;
-    } const cases[] = {{0, "0"},           {12, "12"},         {0.1, "0.1"},
-                       {-1.5, "-1.5"},     {100000, "100000"}, {1e15, "1000000000000000"},
-                       {0.0001, "0.0001"}, {1e16, "1e+16"},    {0.00001, "1e-05"}};
+    const std::pair<double, const char*> cases[] = {
+        {0, "0"},           {12, "12"},         {0.1, "0.1"},
+        {-1.5, "-1.5"},     {100000, "100000"}, {1e15, "1000000000000000"},
+        {0.0001, "0.0001"}, {1e16, "1e+16"},    {0.00001, "1e-05"}};
     for (const auto& [value, text] : cases)
         EXPECT_EQ(vkt_numberDescription(value), text);
     EXPECT_EQ(vkt_numberDescription(0.1F), "0.1");
@@ -112,28 +89,20 @@ TEST(Text, NumbersReadBackAndStayDecimal) {
 }
 
 TEST(Text, RefusesMalformedUTF8) {
-    for (const char* text :
-         {"", "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80", "\xEF\xBF\xBD", "\xF4\x8F\xBF\xBF"}) {
+    for (const char* text : {"", "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80", "\xF4\x8F\xBF\xBF"})
         EXPECT_TRUE(vkt_isValidUTF8(text)) << text;
-    }
-    // A lone continuation, cut short, overlong (two, three, four bytes), surrogate, beyond the last code
-    // point.
+    // A lone continuation, cut short, overlong (two, three, four bytes), surrogate, beyond the last point.
     for (const char* text : {"\x80", "a\xC3", "\xC0\xAF", "\xE0\x80\xAF", "\xF0\x80\x80\xAF", "\xED\xA0\x80",
-                             "\xF4\x90\x80\x80", "\xFF"}) {
+                             "\xF4\x90\x80\x80", "\xFF"})
         EXPECT_FALSE(vkt_isValidUTF8(text));
-    }
 }
 
 TEST(Text, Formats) {
     const std::optional<std::string> absent;
-    EXPECT_EQ(
-        vkt_stringWithFormat("%@|%ld|%d|%f|%ld", {"a", std::int64_t{-2}, 3, 0.5, std::string("four").size()}),
-        "a|-2|3|0.500000|4");
-    EXPECT_EQ(vkt_stringWithFormat("%@ %@", {std::nullopt}), "(null) (null)");
-    EXPECT_EQ(vkt_stringWithFormat("%@", {absent}), "(null)");
-    EXPECT_EQ(vkt_stringWithFormat("%@", {static_cast<const char*>(nullptr)}), "(null)");
+    const char* null = nullptr;
+    EXPECT_EQ(vkt_stringWithFormat("%@|%ld|%d|%f", {"%@", std::int64_t{-2}, 3, 0.5}), "%@|-2|3|0.500000");
+    EXPECT_EQ(vkt_stringWithFormat("%@ %@ %@", {absent, null}), "(null) (null) (null)");
     EXPECT_EQ(vkt_stringWithFormat("100%% %x %", {"unused"}), "100% %x %");
-    EXPECT_EQ(vkt_stringWithFormat("%@", {"%@"}), "%@");
     EXPECT_EQ(vkt_stringWithFormat("%ld %f", {"12x", 2}), "12 2.000000");
     EXPECT_EQ(vkt_stringWithFormat("%ld %ld", {1e300, -1e300}), "9223372036854775807 -9223372036854775808");
 }

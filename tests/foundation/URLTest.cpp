@@ -20,9 +20,8 @@ TEST(URL, StrictParserKeepsTheTextAsGiven) {
 }
 
 TEST(URL, StrictParserRefuses) {
-    for (const char c : std::string_view("\0\x01 \"<>\\^`{|}\x7F\xC3", 14)) {
+    for (const char c : std::string_view("\0\x01 \"<>\\^`{|}\x7F\xC3", 14))
         EXPECT_FALSE(VKTURL::URLWithString(std::string("http://h/") + c)) << static_cast<int>(c);
-    }
     for (const char* text :
          {"", "http://h/%", "http://h/%4", "http://h/%4g", "http://h/#a#b", "http://h:65536/", "http://h:8a/",
           "http://h:99999999999999999999/", "http://[h]/", "http://[::1/", "http://::1]/", "http://[::1]x/",
@@ -33,13 +32,9 @@ TEST(URL, StrictParserRefuses) {
 
 TEST(URL, ComponentsAreAsWritten) {
     const VKTURL full = parsed("hTTp://u:p@Host:80/a%20b/c?x=1?y#f?g");
-    EXPECT_EQ(full.scheme(), "hTTp");
-    EXPECT_EQ(full.host(), "Host");
-    EXPECT_EQ(full.port(), "80");
-    EXPECT_EQ(full.path(), "/a%20b/c");
-    EXPECT_EQ(full.query(), "x=1?y");
-    EXPECT_EQ(full.fragment(), "f?g");
-
+    using Parts = std::vector<std::optional<std::string_view>>;
+    EXPECT_EQ((Parts{full.scheme(), full.host(), full.port(), full.path(), full.query(), full.fragment()}),
+              (Parts{"hTTp", "Host", "80", "/a%20b/c", "x=1?y", "f?g"}));
     EXPECT_EQ(parsed("http://[::1]:80").host(), "::1");
     EXPECT_EQ(parsed("http://[::1]:80").port(), "80");
     EXPECT_EQ(parsed("//h?q").host(), "h");
@@ -51,42 +46,33 @@ TEST(URL, ComponentsAreAsWritten) {
         EXPECT_FALSE(parsed(text).host()) << text;
     EXPECT_FALSE(parsed("http://h/#?a").query());
     EXPECT_FALSE(parsed("http://h/").fragment());
-    EXPECT_FALSE(VKTURL().scheme());
 }
 
 TEST(URL, PathComponents) {
     using Components = std::vector<std::string>;
     EXPECT_EQ(parsed("http://h/a/b/?q").pathComponents(), (Components{"/", "a", "b", "/"}));
     EXPECT_EQ(parsed("http://h//a//b").pathComponents(), (Components{"/", "a", "b"}));
-    EXPECT_EQ(parsed("http://h/").pathComponents(), Components{"/"});
     EXPECT_EQ(parsed("a/").pathComponents(), (Components{"a", "/"}));
     EXPECT_TRUE(parsed("http://h?q").pathComponents().empty());
 }
 
 TEST(URL, QueryItemsAreDecoded) {
-    const auto items = parsed("http://h/?a=1=2&b&=c&%41=%C3%A4+&d=%FF").queryItems();
-    ASSERT_EQ(items.size(), 5u);
-    EXPECT_EQ(items[0].name, "a");
-    EXPECT_EQ(items[0].value, "1=2");
-    EXPECT_EQ(items[1].value, std::nullopt);
-    EXPECT_EQ(items[2].name, "");
-    EXPECT_EQ(items[3].name, "A");
-    EXPECT_EQ(items[3].value, "\xC3\xA4+");
-    EXPECT_EQ(items[4].value, "%FF");
+    std::string items;
+    for (const auto& [name, value] : parsed("http://h/?a=1=2&b&=c&%41=%C3%A4+&d=%FF").queryItems())
+        items += name + "=" + value.value_or("(none)") + ";";
+    EXPECT_EQ(items, "a=1=2;b=(none);=c;A=\xC3\xA4+;d=%FF;");
 }
 
 TEST(URL, DocumentTextsAreEncodedAndOtherwiseKept) {
-    struct {
-        const char* text;
-        const char* url;
-    } const cases[] = {{"http://h/a?b=%20c", "http://h/a?b=%20c"},
-                       {"http://h/?cb=[CACHEBUSTING]", "http://h/?cb=%5BCACHEBUSTING%5D"},
-                       {"http://h/?p=${AUCTION_PRICE}|x", "http://h/?p=$%7BAUCTION_PRICE%7D%7Cx"},
-                       {"http://h/%zz%4", "http://h/%25zz%254"},
-                       {"http://[::1]/[M]", "http://[::1]/%5BM%5D"},
-                       {"http://h/#a#[b]", "http://h/#a%23%5Bb%5D"},
-                       {"http://h/\xC3\xA4 \"", "http://h/%C3%A4%20%22"},
-                       {"[M]", "%5BM%5D"}};
+    const std::pair<const char*, const char*> cases[] = {
+        {"http://h/a?b=%20c", "http://h/a?b=%20c"},
+        {"http://h/?cb=[CACHEBUSTING]", "http://h/?cb=%5BCACHEBUSTING%5D"},
+        {"http://h/?p=${AUCTION_PRICE}|x", "http://h/?p=$%7BAUCTION_PRICE%7D%7Cx"},
+        {"http://h/%zz%4", "http://h/%25zz%254"},
+        {"http://[::1]/[M]", "http://[::1]/%5BM%5D"},
+        {"http://h/#a#[b]", "http://h/#a%23%5Bb%5D"},
+        {"http://h/\xC3\xA4 \"", "http://h/%C3%A4%20%22"},
+        {"[M]", "%5BM%5D"}};
     for (const auto& [text, url] : cases) {
         const auto read = VKTURL::URLWithDocumentText(text);
         ASSERT_TRUE(read) << text;
@@ -101,14 +87,11 @@ TEST(URL, DocumentTextsAreEncodedAndOtherwiseKept) {
 TEST(URL, PercentEncoding) {
     const std::string allowed = "AZaz09-._~!$'()*+,;:@/?";
     EXPECT_EQ(vkt_addingPercentEncoding(allowed + "&=", VKTURLCharacterSet::QueryAllowed), allowed + "&=");
-    EXPECT_EQ(vkt_addingPercentEncoding(allowed + "&=", VKTURLCharacterSet::QueryItemAllowed),
-              allowed + "%26%3D");
-    EXPECT_EQ(vkt_addingPercentEncoding("% #[]\xC3\xBF", VKTURLCharacterSet::QueryAllowed),
-              "%25%20%23%5B%5D%C3%BF");
+    EXPECT_EQ(vkt_addingPercentEncoding(allowed + "&=% #[]\xC3\xBF", VKTURLCharacterSet::QueryItemAllowed),
+              allowed + "%26%3D%25%20%23%5B%5D%C3%BF");
     EXPECT_EQ(vkt_removingPercentEncoding("a%2Fb%c3%A4+"), "a/b\xC3\xA4+");
-    for (const char* text : {"%", "%4", "%4g", "a%", "%FF", "%C3"}) {
+    for (const char* text : {"%", "%4", "%4g", "%FF", "%C3"})
         EXPECT_FALSE(vkt_removingPercentEncoding(text)) << text;
-    }
 }
 
 }  // namespace
