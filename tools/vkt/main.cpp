@@ -90,7 +90,7 @@ int run(int argc, char** argv) {
     } catch (const CLI::Success& asked) {
         return app.exit(asked);  // --help, --version
     } catch (const CLI::ParseError& error) {
-        printError(error.what());
+        printError(std::string(error.what()) + " (vkt --help tells more)");
         return ExitWrongUsage;
     }
 
