@@ -48,18 +48,19 @@ void vkt_logUnknownTrackingEventName(std::string_view name) {
 }
 
 VKTVASTTrackingEvent::VKTVASTTrackingEvent(Private, std::string name, std::optional<std::string> offset,
-                                           VKTURL url, double eventOffset)
+                                           VKTURL url, double eventOffset, bool isEventConsumable)
     : name_(std::move(name)),
       offset_(std::move(offset)),
       url_(std::move(url)),
       eventOffset_(eventOffset),
-      isEventConsumable_(isEventConsumableFromName(name_)) {}
+      isEventConsumable_(isEventConsumable) {}
 
 std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithName(std::string name,
                                                                          std::optional<std::string> offset,
                                                                          VKTURL url, double eventOffset) {
+    const bool isConsumable = isEventConsumableFromName(name);
     return std::make_shared<VKTVASTTrackingEvent>(Private(), std::move(name), std::move(offset),
-                                                  std::move(url), eventOffset);
+                                                  std::move(url), eventOffset, isConsumable);
 }
 
 std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithDictionary(const VKTValue& value) {
@@ -67,10 +68,12 @@ std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithDictionary(c
     const std::string* text = node == nullptr ? nullptr : VKTXMLDictionaryUtils::findNodeText(*node);
     if (text == nullptr) return nullptr;
     const std::string* name = VKTXMLDictionaryUtils::findAttribute("_event", *node);
-    if (name == nullptr || !vkt_isAcceptedTrackingEventName(*name)) return nullptr;
+    const EventName* event = name == nullptr ? nullptr : acceptedName(*name);
+    if (event == nullptr) return nullptr;
     auto url = VKTURL::URLWithDocumentText(*text);
     if (!url) return nullptr;
-    return initWithName(*name, vkt_stringAttribute("_offset", *node), std::move(*url));
+    return std::make_shared<VKTVASTTrackingEvent>(Private(), *name, vkt_stringAttribute("_offset", *node),
+                                                  std::move(*url), -1, event->isConsumable);
 }
 
 std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithExtensionDictionary(

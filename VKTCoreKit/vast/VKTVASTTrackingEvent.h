@@ -52,7 +52,7 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
     static bool isEventConsumableFromName(std::string_view name);
 
     VKTVASTTrackingEvent(Private, std::string name, std::optional<std::string> offset, VKTURL url,
-                         double eventOffset);
+                         double eventOffset, bool isEventConsumable);
 
     [[nodiscard]] const std::string& name() const { return name_; }
     [[nodiscard]] const std::optional<std::string>& offset() const { return offset_; }
