@@ -17,16 +17,6 @@ std::shared_ptr<Tracking> trackingOf(std::string_view xml) {
     return Tracking::initWithDictionary(nodeOf(xml));
 }
 
-// What is printed while `log` runs with debug messages switched on.
-template <typename Log>
-std::string debugOutputOf(const Log& log) {
-    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
-    testing::internal::CaptureStdout();
-    log();
-    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
-    return testing::internal::GetCapturedStdout();
-}
-
 TEST(TrackingEvent, AcceptedNames) {
     const std::string_view consumable =
         "creativeView start firstSecond firstQuartile midpoint thirdQuartile complete progress loaded";
@@ -48,20 +38,21 @@ TEST(TrackingEvent, AcceptedNames) {
 }
 
 TEST(TrackingEvent, UnknownNamesAreLoggedAndNotConsumable) {
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(Tracking::isEventConsumableFromName("viewcount"));
+    EXPECT_FALSE(Tracking::isEventConsumableFromName("mute"));
+    EXPECT_TRUE(Viewability::isEventConsumableFromName("viewundetermined"));
+    for (const auto isConsumable :
+         {Tracking::isEventConsumableFromName, Viewability::isEventConsumableFromName})
+        EXPECT_FALSE(isConsumable("acceptInvitation"));
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
+    const std::string output = testing::internal::GetCapturedStdout();
     const std::string line =
         "Event 'acceptInvitation' is neither consumable nor nonconsumable! It has been assumed as "
         "consumable.";
-    for (const auto isConsumable :
-         {Tracking::isEventConsumableFromName, Viewability::isEventConsumableFromName}) {
-        const std::string output = debugOutputOf([&] { EXPECT_FALSE(isConsumable("acceptInvitation")); });
-        EXPECT_NE(output.find(line), std::string::npos) << output;
-    }
-    EXPECT_EQ(debugOutputOf([] {
-                  EXPECT_TRUE(Tracking::isEventConsumableFromName("viewcount"));
-                  EXPECT_FALSE(Tracking::isEventConsumableFromName("mute"));
-                  EXPECT_TRUE(Viewability::isEventConsumableFromName("viewundetermined"));
-              }),
-              "");
+    EXPECT_EQ(vkt_split(output, '\n').size(), 3U) << output;
+    EXPECT_NE(output.find(line), output.rfind(line)) << output;
 }
 
 TEST(TrackingEvent, NodesAreRead) {
@@ -71,8 +62,6 @@ TEST(TrackingEvent, NodesAreRead) {
     EXPECT_EQ(event->offset(), "00:00:05");
     EXPECT_EQ(event->eventURL().absoluteString(), "http://h/%5BCB%5D?a%7Cb%20$%7BX%7D");
     EXPECT_EQ(event->eventOffset(), -1);
-    event->setEventOffset(5);
-    EXPECT_EQ(event->eventOffset(), 5);
     EXPECT_EQ(trackingOf("<Tracking event='start' offset=''>http://h/</Tracking>")->offset(), "");
 
     for (const char* xml : {"<Tracking event='start'/>", "<Tracking>http://h/</Tracking>",
@@ -92,32 +81,26 @@ TEST(TrackingEvent, OnlyTheFirstContainerIsReadInOrder) {
         "</Tracking><Tracking event='mute'>http://3</Tracking></TrackingEvents>"
         "<TrackingEvents><Tracking event='start'>http://4</Tracking></TrackingEvents></Linear>");
     EXPECT_EQ(eventTextsOf(Tracking::findTrackingEvents(node)), (Texts{"start http://1", "mute http://3"}));
-    EXPECT_TRUE(Tracking::findTrackingEvents(nodeOf("<Linear a='1'/>")).empty());
 }
 
 TEST(TrackingEvent, AnAbsentOffsetEqualsNothing) {
-    const auto make = [](const char* name, std::optional<std::string> offset, const char* url) {
-        return Tracking::initWithName(name, std::move(offset), urlOf(url));
-    };
-    const auto event = make("progress", "5", "http://h/");
-    const auto bare = make("start", std::nullopt, "http://h/");
-    EXPECT_TRUE(event->isEqual(*make("progress", "5", "http://h/")));
-    EXPECT_FALSE(event->isEqual(*make("start", "5", "http://h/")));
-    EXPECT_FALSE(event->isEqual(*make("progress", "6", "http://h/")));
-    EXPECT_FALSE(event->isEqual(*make("progress", "5", "http://i/")));
-    EXPECT_FALSE(event->isEqual(*make("progress", std::nullopt, "http://h/")));
+    const auto event = Tracking::initWithName("progress", "5", urlOf("http://h/"));
+    const auto bare = Tracking::initWithName("progress", std::nullopt, urlOf("http://h/"));
+    EXPECT_TRUE(event->isEqual(*event->copy()));
+    EXPECT_FALSE(event->isEqual(*Tracking::initWithName("start", "5", urlOf("http://h/"))));
+    EXPECT_FALSE(event->isEqual(*Tracking::initWithName("progress", "6", urlOf("http://h/"))));
+    EXPECT_FALSE(event->isEqual(*Tracking::initWithName("progress", "5", urlOf("http://i/"))));
+    EXPECT_FALSE(event->isEqual(*bare));
     EXPECT_FALSE(bare->isEqual(*bare->copy()));
     EXPECT_TRUE(bare->isEqual(*bare));
-    EXPECT_TRUE(event->isEqual(*event->copy()));
 }
 
 TEST(ViewabilityEvent, NamesAndEquality) {
     const VKTURL url = urlOf("http://h/");
     const auto event = Viewability::viewableEventWithURL(url);
-    EXPECT_EQ(event->eventName(), "viewable");
-    EXPECT_EQ(Viewability::notViewableEventWithURL(url)->eventName(), "notviewable");
-    EXPECT_EQ(Viewability::viewUndeterminedEventWithURL(url)->eventName(), "viewundetermined");
-    EXPECT_TRUE(event->isEventConsumable());
+    EXPECT_EQ(eventTextsOf(std::vector{event, Viewability::notViewableEventWithURL(url),
+                                       Viewability::viewUndeterminedEventWithURL(url)}),
+              (Texts{"viewable http://h/", "notviewable http://h/", "viewundetermined http://h/"}));
     EXPECT_TRUE(event->isEqual(*event->copy()));
     EXPECT_FALSE(event->isEqual(*Viewability::notViewableEventWithURL(url)));
     EXPECT_FALSE(event->isEqual(*Viewability::viewableEventWithURL(urlOf("http://i/"))));
@@ -137,7 +120,6 @@ TEST(ClickEvent, NeedsATypeAndAURL) {
 
 TEST(VASTURL, TolerantReading) {
     const std::pair<const char*, const char*> cases[] = {
-        {"http://h/a?b=c#d", "http://h/a?b=c#d"},
         {"//h/x", "//h/x"},
         // The text as it is; brackets outside the authority are stored encoded.
         {"http://[::1]:80/[A]?[B]#[C]", "http://[::1]:80/%5BA%5D?%5BB%5D#%5BC%5D"},
@@ -149,10 +131,8 @@ TEST(VASTURL, TolerantReading) {
         {"http://h/%41{A}|", "http://h/%41%7C"},
         // Encoded as a whole, from the text as it came.
         {"http://h/{A}  b", "http://h/%7BA%7D%20%20b"},
-        {"http://h/{A B}#c", "http://h/%7BA%20B%7D%23c"},
         {"http://h/%zz|%41", "http://h/%25zz%7C%2541"},
         {"http://[HOST]/", "http://%5BHOST%5D/"},
-        {"{A}", "%7BA%7D"},
         {"<a href=\"//h\">\xC3\xA4</a>", "%3Ca%20href=%22//h%22%3E%C3%A4%3C/a%3E"},
         {"http://h:x/", nullptr},
         {"", nullptr},
@@ -161,18 +141,15 @@ TEST(VASTURL, TolerantReading) {
     for (const auto& [text, expected] : cases) {
         const auto url = VKTVASTURL::initWithString(text);
         ASSERT_EQ(url.has_value(), expected != nullptr) << text;
-        if (!url) continue;
-        EXPECT_EQ(url->url().absoluteString(), expected);
+        if (url) EXPECT_EQ(url->url().absoluteString(), expected);
     }
 }
 
 TEST(VASTURL, FromStringsAndNodesWithOneText) {
-    const auto url = VKTVASTURL::initFromXML(VKTValue("http://h/"));
-    ASSERT_TRUE(url);
-    EXPECT_EQ(url, VKTVASTURL::initFromXML(VKTValue(nodeOf("<U a='1'> http://h/ </U>"))));
-    EXPECT_EQ(url, VKTVASTURL::initWithURL(urlOf("http://h/")));
-    EXPECT_EQ(url->description(), "VKTVASTURL(url=http://h/)");
-    EXPECT_EQ(VKTVASTURL::initWithURL(urlOf("http://h/[A]")).url().absoluteString(), "http://h/[A]");
+    const auto url = VKTVASTURL::initWithURL(urlOf("http://h/"));
+    EXPECT_EQ(VKTVASTURL::initFromXML(VKTValue("http://h/")), url);
+    EXPECT_EQ(VKTVASTURL::initFromXML(VKTValue(nodeOf("<U a='1'> http://h/ </U>"))), url);
+    EXPECT_EQ(url.description(), "VKTVASTURL(url=http://h/)");
     EXPECT_FALSE(VKTVASTURL::initFromXML(nodeOf("<U>http://h/<b x='1'/>c</U>")));
     EXPECT_FALSE(VKTVASTURL::initFromXML(nodeOf("<U a='1'/>")));
     EXPECT_FALSE(VKTVASTURL::initFromXML(VKTValue(1)));
@@ -184,7 +161,6 @@ TEST(UniversalAdId, TextWinsOverTheAttribute) {
         {"<U idRegistry='r' idValue='old'> </U>", "r/old"},
         {"<U idRegistry='unknown'>v</U>", "unknown/v"},
         {"<U idRegistry='r'>unknown</U>", nullptr},
-        {"<U idRegistry='r' idValue='old'>unknown</U>", nullptr},
         {"<U idRegistry=''>v</U>", nullptr},
         {"<U idRegistry='r'/>", nullptr},
         {"<U idValue='v'>v</U>", nullptr},
@@ -192,8 +168,7 @@ TEST(UniversalAdId, TextWinsOverTheAttribute) {
     for (const auto& [xml, expected] : cases) {
         const auto id = VKTVASTUniversalAdId::initWithDictionary(nodeOf(xml));
         ASSERT_EQ(id.has_value(), expected != nullptr) << xml;
-        if (!id) continue;
-        EXPECT_EQ(id->registry + "/" + id->value, expected);
+        if (id) EXPECT_EQ(id->registry + "/" + id->value, expected);
     }
 }
 

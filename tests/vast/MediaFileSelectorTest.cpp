@@ -72,8 +72,6 @@ TEST(MediaFileSelector, FastConnectionsAreFourToSix) {
         EXPECT_FALSE(VKTVASTMediaFileSelector::isConsideredLowNetworkConnection(code)) << code;
     for (const std::uint32_t code : {0U, 3U, 7U, 4294967295U})
         EXPECT_TRUE(VKTVASTMediaFileSelector::isConsideredLowNetworkConnection(code)) << code;
-    const auto selector = VKTVASTMediaFileSelector::initWithMinBitrate(1, 2, {});
-    EXPECT_EQ(selector.networkAccessType(), 6U);
 }
 
 }  // namespace
