@@ -46,21 +46,14 @@ VKTLoopbackServer::VKTLoopbackServer() : impl_(std::make_unique<Impl>()) {
     // An idle connection occupies a thread of the server, so it must not be kept for long.
     server.set_keep_alive_timeout(1);
     server.new_task_queue = [] { return new httplib::ThreadPool(32); };
-    server.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
-        // Only methods without a body are complete here.
-        if (request.has_header("Content-Length")) return httplib::Server::HandlerResponse::Unhandled;
-        impl_->answer(request, response);
-        return httplib::Server::HandlerResponse::Handled;
-    });
     const auto answer = [this](const httplib::Request& request, httplib::Response& response) {
         impl_->answer(request, response);
     };
     server.Get(".*", answer).Post(".*", answer).Put(".*", answer).Delete(".*", answer);
     impl_->port = server.bind_to_any_port("127.0.0.1");
     impl_->thread = std::thread([this] { impl_->server.listen_after_bind(); });
-    while (!server.is_running()) {
+    while (!server.is_running())
         std::this_thread::yield();
-    }
 }
 
 VKTLoopbackServer::~VKTLoopbackServer() {
