@@ -7,6 +7,9 @@
 /// Registers "NAME/ours" and "NAME/limit". Each function does the work once.
 void addPair(const std::string& name, std::function<void()> ours, std::function<void()> limit);
 
+/// The raw limit of reading: expat over the document, with handlers that do nothing.
+void readEvents(const std::string& document);
+
 /// Registers the benchmarks of one file.
 void addParseBenchmarks();
 void addNetworkBenchmarks();
