@@ -16,7 +16,7 @@ std::string VKTServerRequest::header(const std::string& name) const {
 
 struct VKTLoopbackServer::Impl {
     void answer(const httplib::Request& request, httplib::Response& response) {
-        VKTServerRequest received{request.method, request.path, request.target, {}, request.body};
+        VKTServerRequest received{request.method, request.target, {}, request.body};
         received.headers.assign(request.headers.begin(), request.headers.end());
         Handler handler;
         {

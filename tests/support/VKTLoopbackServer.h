@@ -10,7 +10,6 @@
 
 struct VKTServerRequest {
     std::string method;
-    std::string path;    ///< without the query, decoded
     std::string target;  ///< as it came
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
@@ -35,7 +34,7 @@ class VKTLoopbackServer {
     VKTLoopbackServer(const VKTLoopbackServer&) = delete;
     VKTLoopbackServer& operator=(const VKTLoopbackServer&) = delete;
 
-    /// Any method; paths without a handler are answered with 404.
+    /// Any common method; paths without a handler are answered with 404.
     void handle(const std::string& path, Handler handler);
 
     /// An answer with status 200 and this body.
