@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -12,6 +13,7 @@
 
 namespace {
 
+using Texts = std::vector<std::string>;
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
 std::string dataFile(const std::string& name) {
@@ -122,37 +124,29 @@ TEST(Inspect, TellsEverythingDroppedWithPlaceAndReason) {
 }
 
 TEST(Inspect, ReportsAdsWithTheirKindsAndUses) {
-    struct Case {
-        const char* file;
-        std::vector<std::string> ads;
-        VKTArray mainAds;
-        VKTArray passbackAds;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<const char*, Texts, VKTArray, VKTArray> cases[] = {
         {"everything.xml",
          {"inline inline valid", "wrapper wrapper valid", "extensions inline valid", "invalid inline"},
          {0},
          {1, 2, 3}},
         {"pod.xml", {"above inline valid", "below inline valid", "sizes inline valid"}, {1, 0}, {2}},
     };
-    const std::vector<std::string> fields{
-        "source",  "version", "ads",      "mainAds", "passbackAds", "documentErrorPixels",
-        "dropped", "errors",  "requests", "end"};
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.file);
-        const VKTDictionary report = parsed(runTool("inspect --json " + dataFile(each.file)).out);
-        std::vector<std::string> names;
+    for (const auto& [file, expected, mainAds, passbackAds] : cases) {
+        SCOPED_TRACE(file);
+        const VKTDictionary report = parsed(runTool("inspect --json " + dataFile(file)).out);
+        Texts names;
         for (const auto& [name, value] : report)
             names.push_back(name);
-        EXPECT_EQ(names, fields);
-        std::vector<std::string> ads;
+        EXPECT_EQ(names, (Texts{"source", "version", "ads", "mainAds", "passbackAds", "documentErrorPixels",
+                                "dropped", "errors", "requests", "end"}));
+        Texts ads;
         for (const VKTDictionary& ad : entriesOf(report, "ads")) {
             ads.push_back(*valueOf(ad, "adID").asString() + " " + *valueOf(ad, "kind").asString() +
                           (*valueOf(ad, "valid").asBool() ? " valid" : ""));
         }
-        EXPECT_EQ(ads, each.ads);
-        EXPECT_EQ(valueOf(report, "mainAds"), VKTValue(each.mainAds));
-        EXPECT_EQ(valueOf(report, "passbackAds"), VKTValue(each.passbackAds));
+        EXPECT_EQ(ads, expected);
+        EXPECT_EQ(valueOf(report, "mainAds"), VKTValue(mainAds));
+        EXPECT_EQ(valueOf(report, "passbackAds"), VKTValue(passbackAds));
         EXPECT_TRUE(valueOf(report, "end").isNull());
     }
 }
@@ -179,11 +173,10 @@ TEST(Inspect, TellsWhyEachMediaFileIsKeptOrChosen) {
 
 TEST(Inspect, DropsCreativesBeyondTheLimit) {
     std::string document = "<VAST version=\"3.0\"><Ad><InLine><Creatives>";
-    for (int i = 0; i < 257; ++i) {
+    for (int i = 0; i < 257; ++i)
         document +=
-            "<Creative><Linear><MediaFiles><MediaFile type=\"video/mp4\">http://ads.test/a.mp4</MediaFile>"
+            "<Creative><Linear><MediaFiles><MediaFile type=\"video/mp4\">http://m</MediaFile>"
             "</MediaFiles></Linear></Creative>";
-    }
     document += "</Creatives></InLine></Ad></VAST>";
     const Pairs expected{
         {"/VAST/Ad/InLine/Creatives/Creative[257]/Linear", "beyond the limit of 256 creatives of its kind"}};
@@ -191,12 +184,7 @@ TEST(Inspect, DropsCreativesBeyondTheLimit) {
 }
 
 TEST(Inspect, EndsEveryDocumentWithoutAdsInAStatus) {
-    struct Case {
-        const char* document;
-        Pairs dropped;
-        VKTArray documentErrorPixels;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<const char*, Pairs, VKTArray> cases[] = {
         {"", {}, {}},
         {"<VAST version=\"3.0\"><Ad>", {}, {}},
         {"<html><body>no</body></html>", {{"/html", "it has no version attribute"}}, {}},
@@ -205,13 +193,13 @@ TEST(Inspect, EndsEveryDocumentWithoutAdsInAStatus) {
          {{"/VAST/Error[2]", "it is empty"}},
          {"http://ads.test/no-ad"}},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.document);
-        const Outcome outcome = runTool("inspect --json -", each.document);
+    for (const auto& [document, dropped, documentErrorPixels] : cases) {
+        SCOPED_TRACE(document);
+        const Outcome outcome = runTool("inspect --json -", document);
         EXPECT_EQ(outcome.status, 1);
         const VKTDictionary report = parsed(outcome.out);
-        EXPECT_EQ(droppedOf(report), each.dropped);
-        EXPECT_EQ(valueOf(report, "documentErrorPixels"), VKTValue(each.documentErrorPixels));
+        EXPECT_EQ(droppedOf(report), dropped);
+        EXPECT_EQ(valueOf(report, "documentErrorPixels"), VKTValue(documentErrorPixels));
         EXPECT_NE(valueOf(report, "end").asDictionary(), nullptr);
     }
 }
@@ -228,7 +216,6 @@ TEST(Inspect, DownloadsADocumentAndFollowsNothing) {
     const auto requests = entriesOf(report, "requests");
     ASSERT_EQ(requests.size(), 1U);
     EXPECT_EQ(valueOf(requests[0], "statusCode"), VKTValue(200));
-
     EXPECT_EQ(runTool("inspect --json " + server.url("/missing")).status, 1);
     const Outcome unread = runTool("inspect --json http://127.0.0.1:1/");
     EXPECT_EQ(unread.status, 3);

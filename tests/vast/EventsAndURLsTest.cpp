@@ -141,7 +141,8 @@ TEST(VASTURL, TolerantReading) {
     for (const auto& [text, expected] : cases) {
         const auto url = VKTVASTURL::initWithString(text);
         ASSERT_EQ(url.has_value(), expected != nullptr) << text;
-        if (url) EXPECT_EQ(url->url().absoluteString(), expected);
+        if (!url) continue;
+        EXPECT_EQ(url->url().absoluteString(), expected);
     }
 }
 
@@ -168,7 +169,8 @@ TEST(UniversalAdId, TextWinsOverTheAttribute) {
     for (const auto& [xml, expected] : cases) {
         const auto id = VKTVASTUniversalAdId::initWithDictionary(nodeOf(xml));
         ASSERT_EQ(id.has_value(), expected != nullptr) << xml;
-        if (id) EXPECT_EQ(id->registry + "/" + id->value, expected);
+        if (!id) continue;
+        EXPECT_EQ(id->registry + "/" + id->value, expected);
     }
 }
 

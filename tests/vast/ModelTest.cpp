@@ -59,36 +59,32 @@ TEST(Model, NeedsAVersion) {
 TEST(Model, RootErrorPixelsAreForDocumentsWithoutAds) {
     EXPECT_EQ(textsOf(modelOf(pixel)->errorPixels()), Texts{"http://e"});
     EXPECT_TRUE(modelOf(pixel + "<Ad id='1'/>")->errorPixels().empty());
-    EXPECT_TRUE(modelOf(pixel + "<Ad/>")->errorPixels().empty());
 }
 
 TEST(Model, WhatHandlersHear) {
-    struct Case {
-        std::string ads;
-        Texts lines;
-        std::int64_t code;  // of the error output, 0 when it stays empty
-        Texts validities;   // "valid" or "invalid" for each ad that was built
-    };
     const std::string creatives = "VAST_VALIDATION_ERROR_MISSING_CREATIVES";
+    const std::string noSystem = "VAST_VALIDATION_ERROR_MISSING_ADSYSTEM";
+    const std::string noTitle = "VAST_VALIDATION_ERROR_MISSING_ADTITLE";
     const std::string noDuration = "VAST_VALIDATION_ERROR_LINEAR_MISSING_DURATION";
     const std::string noMedia = "VAST_VALIDATION_ERROR_LINEAR_MISSING_MEDIAFILES";
+    const std::string badWrapper = "XML_PARSING_ERROR_WRAPPER";
     const std::string untimed = "<Linear>" + video + "</Linear>";
     const std::string mute = "<Linear><Duration>1</Duration></Linear>";
+    const std::string overlays = "<NonLinearAds>" + overlay + "</NonLinearAds>";
     const std::string brokenOverlay = "<NonLinearAds><NonLinear id='1'/></NonLinearAds>";
-    const Case cases[] = {
+    const std::string muteThenLinear =
+        "<Creatives><Creative>" + mute + "</Creative><Creative>" + linear + "</Creative></Creatives>";
+    const std::string wrapperOfNothing = "<Ad><Wrapper/></Ad>";
+    // Ads, what is heard, the code in the error output or 0, "valid" or "invalid" for each ad that was built.
+    const std::tuple<std::string, Texts, std::int64_t, Texts> cases[] = {
         {"<Ad id='1'/>", {}, 0, {}},
-        {inlineAd(names + creativesOf(linear)), {}, 0, {"valid"}},
-        {inlineAd(pixel + creativesOf(linear)),
-         {"VAST_VALIDATION_ERROR_MISSING_ADSYSTEM http://e",
-          "VAST_VALIDATION_ERROR_MISSING_ADTITLE http://e"},
-         0,
-         {"valid"}},
-        {wrapperAd(pixel),
-         {"VAST_VALIDATION_ERROR_MISSING_ADSYSTEM", "VAST_VALIDATION_ERROR_MISSING_ADTITLE"},
-         0,
-         {"valid"}},
         {"<Ad><InLine/><Wrapper>x</Wrapper></Ad>", {"XML_PARSING_ERROR"}, 100, {}},
-        {"<Ad><Wrapper/></Ad>", {"XML_PARSING_ERROR_WRAPPER"}, 303, {}},
+        {wrapperOfNothing, {badWrapper}, 303, {}},
+        {inlineAd(pixel + creativesOf(linear)),
+         {noSystem + " http://e", noTitle + " http://e"},
+         0,
+         {"valid"}},
+        {wrapperAd(pixel), {noSystem, noTitle}, 0, {"valid"}},
         {inlineAd(names + pixel), {creatives + " http://e"}, 101, {"invalid"}},
         {inlineAd(names + "<Creatives x='1'/>"), {}, 0, {"invalid"}},
         {inlineAd(names + "<Creatives><Creative/></Creatives>"), {creatives}, 101, {"invalid"}},
@@ -97,40 +93,36 @@ TEST(Model, WhatHandlersHear) {
         {inlineAd(names + creativesOf(brokenOverlay)), {creatives}, 101, {"invalid"}},
         {inlineAd(names + pixel + creativesOf(untimed)), {noDuration + " http://e"}, 0, {"valid"}},
         {wrapperAd(names + pixel + creativesOf("<Linear a='1'/>")), {noDuration}, 0, {"valid"}},
-        {inlineAd(names + creativesOf(untimed + "<NonLinearAds>" + overlay + "</NonLinearAds>")),
-         {},
-         0,
-         {"valid"}},
-        {inlineAd(names + "<Creatives><Creative>" + mute + "</Creative><Creative>" + linear +
-                  "</Creative></Creatives>"),
-         {},
-         401,
-         {"valid"}},
+        {inlineAd(names + creativesOf(untimed + overlays)), {}, 0, {"valid"}},
+        {inlineAd(names + muteThenLinear), {}, 401, {"valid"}},
         {inlineAd(names + creativesOf(linear + brokenOverlay)), {}, 101, {"valid"}},
-        {inlineAd(names) + "<Ad><Wrapper/></Ad>", {creatives, "XML_PARSING_ERROR_WRAPPER"}, 303, {"invalid"}},
+        {inlineAd(names) + wrapperOfNothing, {creatives, badWrapper}, 303, {"invalid"}},
     };
-    for (const Case& row : cases) {
-        const auto node = nodeOf("<VAST version='4.2'>" + row.ads + "</VAST>");
+    for (const auto& [ads, heard, code, expected] : cases) {
+        const auto node = nodeOf("<VAST version='4.2'>" + ads + "</VAST>");
         RecordedErrors errors;
         std::optional<VKTError> error;
         const auto model = VKTVASTModel::initWithDictionary(node, &error, errors.handler());
+        EXPECT_EQ(errors.lines, heard) << ads;
+        EXPECT_EQ(error ? error->code() : 0, code) << ads;
         Texts validities;
         for (const auto& ad : model->ads())
             validities.push_back(ad->isValid() ? "valid" : "invalid");
-        EXPECT_EQ(errors.lines, row.lines) << row.ads;
-        EXPECT_EQ(error ? error->code() : 0, row.code) << row.ads;
-        EXPECT_EQ(validities, row.validities) << row.ads;
+        EXPECT_EQ(validities, expected) << ads;
     }
 }
 
 TEST(Model, AdsReadAloneNameTheirErrorPixelsOnlyForMissingCreatives) {
     // Without an error output an unusable creative is silent, but the ad is as invalid.
-    for (const auto& [creatives, line] : {std::pair("", "VAST_VALIDATION_ERROR_MISSING_CREATIVES http://e"),
-                                          std::pair("<Creatives><Creative x='1'/></Creatives>", "")}) {
+    const std::pair<const char*, Texts> cases[] = {
+        {"", {"VAST_VALIDATION_ERROR_MISSING_CREATIVES http://e"}},
+        {"<Creatives><Creative x='1'/></Creatives>", {}},
+    };
+    for (const auto& [creatives, heard] : cases) {
         RecordedErrors errors;
         const auto node = nodeOf(inlineAd(names + pixel + creatives));
         const auto ad = VKTVASTAdInline::initWithDictionary(node, nullptr, errors.handler());
-        EXPECT_EQ(errors.lines, *line == '\0' ? Texts{} : Texts{line});
+        EXPECT_EQ(errors.lines, heard);
         EXPECT_TRUE(ad->hasTriggeredAParsingError());
     }
 }
@@ -182,7 +174,6 @@ TEST(Model, MainAndPassbackAds) {
     EXPECT_FALSE(model->isOwnerOf(*adOf(in("a"))));
     EXPECT_TRUE(ads[0]->consume());
     EXPECT_FALSE(ads[0]->consume());
-    EXPECT_TRUE(ads[0]->hasBeenConsumed());
 }
 
 TEST(Ad, EverythingIsRead) {
@@ -190,18 +181,16 @@ TEST(Ad, EverythingIsRead) {
         "<Verification><JavaScriptResource>http://v</JavaScriptResource></Verification>";
     const std::string legacy =
         "<Extension type='AdVerifications'><AdVerifications>" + script + "</AdVerifications></Extension>";
-    const std::string metrics =
-        "<Extension><KorvoMetrics><KorvoMetric "
-        "name='viewcount'>http://x</KorvoMetric></KorvoMetrics></Extension>";
     const auto ad = adOf(wrapperAd(
-        "<VASTAdTagURI>http://next|</VASTAdTagURI><Extensions>" + legacy + metrics +
-            "<Extension type='adVerifications'><AdVerifications>" + script +
-            "</AdVerifications></Extension></Extensions>"
-            "<ViewableImpression><ViewUndetermined>http://u/[M]</ViewUndetermined><NotViewable>http://n</"
-            "NotViewable>"
+        "<VASTAdTagURI>http://next|</VASTAdTagURI><Extensions>" + legacy +
+            "<Extension><KorvoMetrics><KorvoMetric name='viewcount'>http://x</KorvoMetric></KorvoMetrics>"
+            "</Extension><Extension type='adVerifications'><AdVerifications>" +
+            script +
+            "</AdVerifications></Extension></Extensions><ViewableImpression>"
+            "<ViewUndetermined>http://u/[M]</ViewUndetermined><NotViewable>http://n</NotViewable>"
             "<Viewable>http://1</Viewable><Viewable/><Viewable>http://2</Viewable></ViewableImpression>"
-            "<Impression>http://i1</Impression><Impression>http://i:x</Impression><Impression>http://i2</"
-            "Impression>" +
+            "<Impression>http://i1</Impression><Impression>http://i:x</Impression>"
+            "<Impression>http://i2</Impression>" +
             pixel + names,
         " id='7'"));
     EXPECT_EQ(std::tie(ad->adID(), ad->adSystem(), ad->adTitle()), std::make_tuple("7", "s", "t"));
@@ -228,16 +217,16 @@ TEST(Ad, EverythingIsRead) {
 }
 
 TEST(Ad, CreativesOfEachKind) {
-    const std::string overlays =
+    const std::string ids =
+        "<UniversalAdId idRegistry='r'>1</UniversalAdId><UniversalAdId idRegistry='r'>2</UniversalAdId>";
+    const std::string companions =
+        "<CompanionAds><Companion id='no'/><Companion><StaticResource>http://r</StaticResource></Companion>"
+        "</CompanionAds>";
+    const std::string twoOverlays =
         "<NonLinearAds>" + overlay + overlay + trackingOf("http://o1") + "</NonLinearAds>";
-    const auto ad = adOf(inlineAd(
-        "<Creatives><Creative><UniversalAdId idRegistry='r'>1</UniversalAdId><UniversalAdId idRegistry='r'>2"
-        "</UniversalAdId>" +
-        linear + linear + overlays + "<CompanionAds><Companion id='no'/>" +
-        "<Companion><StaticResource>http://r</StaticResource></Companion></CompanionAds></"
-        "Creative><Creative>" +
-        banner + "<NonLinearAds>" + overlay + trackingOf("http://o2") +
-        "</NonLinearAds></Creative></Creatives>"));
+    const std::string oneOverlay = "<NonLinearAds>" + overlay + trackingOf("http://o2") + "</NonLinearAds>";
+    const auto ad = adOf(inlineAd("<Creatives><Creative>" + ids + linear + linear + twoOverlays + companions +
+                                  "</Creative><Creative>" + banner + oneOverlay + "</Creative></Creatives>"));
     ASSERT_EQ(ad->linearCreatives().size(), 1U);
     EXPECT_EQ(ad->linearCreatives()[0]->universalAdIds().size(), 2U);
     EXPECT_EQ(ad->companionCreatives().size(), 1U);
@@ -293,17 +282,15 @@ TEST(Merge, AWrapperIsAppended) {
 }
 
 TEST(Merge, HoldersTakeWhatTheAdHasNoCreativeFor) {
-    const std::string two = "<Creatives><Creative><Linear>" + trackingOf("http://1") +
-                            "</Linear></Creative><Creative><Linear>" + trackingOf("http://2") +
-                            "</Linear></Creative></Creatives>";
+    const std::string first = "<Creative><Linear>" + trackingOf("http://1") + "</Linear></Creative>";
+    const std::string second = "<Creative><Linear>" + trackingOf("http://2") + "</Linear></Creative>";
     const auto ad = adOf(inlineAd("<Creatives x='1'/>"));
     EXPECT_FALSE(ad->isValid());
-    ad->merge(*adOf(wrapperAd(two)));
+    ad->merge(*adOf(wrapperAd("<Creatives>" + first + second + "</Creatives>")));
     ASSERT_EQ(ad->linearCreatives().size(), 1U);
     const auto& holder = *ad->linearCreatives()[0];
     EXPECT_EQ(eventTextsOf(holder.trackingEvents()), (Texts{"start http://1", "start http://2"}));
-    EXPECT_TRUE(holder.isValidForWrapper(true));
-    EXPECT_FALSE(holder.isValidForWrapper(false));
+    EXPECT_TRUE(holder.isValidForWrapper(true) && !holder.isValidForWrapper(false));
     EXPECT_EQ(ad->companionCreatives().size(), 1U);
     EXPECT_EQ(ad->nonLinearCreatives().size(), 1U);
     EXPECT_TRUE(ad->isValid());
