@@ -224,10 +224,10 @@ TEST_F(CurlHTTPSession, SendsTheRequestAsGiven) {
     ASSERT_EQ(received.size(), 2U);
     EXPECT_EQ(received[0].method, "GET");
     EXPECT_EQ(received[0].target, "/a/../b%2F?x=[1]");
-    EXPECT_EQ(received[0].header("Cache-Control"), "no-cache");
-    EXPECT_EQ(received[0].header("Pragma"), "no-cache");
-    EXPECT_EQ(received[0].header("User-Agent"), "");
-    EXPECT_EQ(received[0].header("X-Smuggled"), "");
+    for (const char* name : {"Cache-Control", "Pragma"})
+        EXPECT_EQ(received[0].header(name), "no-cache") << name;
+    for (const char* name : {"User-Agent", "X-Smuggled"})
+        EXPECT_EQ(received[0].header(name), "") << name;
     const auto isTwice = [](const auto& header) { return header.first == "X-Twice"; };
     EXPECT_EQ(std::count_if(received[0].headers.begin(), received[0].headers.end(), isTwice), 2);
     EXPECT_EQ(received[1].method, "POST");

@@ -119,8 +119,8 @@ TEST(URLUtils, AppStoreURLs) {
 TEST(URLUtils, SchemesAndValidity) {
     EXPECT_TRUE(VKTURLUtils::URLHasHTTPScheme(U("HtTpS://h")));
     EXPECT_FALSE(VKTURLUtils::URLHasHTTPScheme(U("httpx://h")));
-    EXPECT_EQ(textOf(VKTURLUtils::URLByAddingHTTPSchemeTo(U("h/x"), true)), "https://h/x");
-    EXPECT_EQ(textOf(VKTURLUtils::URLByAddingHTTPSchemeTo(U("h/x"), false)), "http://h/x");
+    EXPECT_EQ(VKTURLUtils::URLByAddingHTTPSchemeTo(U("h/x"), true), U("https://h/x"));
+    EXPECT_EQ(VKTURLUtils::URLByAddingHTTPSchemeTo(U("h/x"), false), U("http://h/x"));
     EXPECT_EQ(textOf(VKTURLUtils::URLByAddingHTTPSchemeTo(U("[h]/x"), true)), "(none)");
     EXPECT_TRUE(vkt_isValid(U("x://h")));
     for (const char* text : {"//h/x", "mailto:a@b", "http:///x"})

@@ -82,6 +82,8 @@ TEST(XMLDictionary, Trees) {
          R"({"__name":"P","__comments":["1","2"],"__text":"ab","C":[{"__comments":["3"]}]})"},
         // Names that look like our own keys do no harm to other elements.
         {defaults, "<P><B i='1'/><A _name='B'/></P>", R"({"__name":"P","B":[{"_i":"1"}],"A":[]})"},
+        {named, "<P><B/><A _name='B'/></P>", R"({"__name":"P","B":[],"A":[]})"},
+        {collapsedSingle, "<P><B i='1'/><A _name='B'>t</A></P>", R"({"__name":"P","B":{"_i":"1"},"A":"t"})"},
         {defaults, "<P><A _attributes='x'/></P>", R"({"__name":"P","A":[{"__attributes":"x"}]})"},
         {defaults, "<P>a<__text/>b<__name/></P>", R"({"__name":["P"],"__text":["a","b"]})"}};
     for (const auto& [settings, XML, json] : cases) {

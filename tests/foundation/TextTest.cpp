@@ -92,7 +92,7 @@ TEST(Text, RefusesMalformedUTF8) {
     for (const char* text : {"", "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80", "\xF4\x8F\xBF\xBF"})
         EXPECT_TRUE(vkt_isValidUTF8(text)) << text;
     // A lone continuation, cut short, overlong (two, three, four bytes), surrogate, beyond the last point.
-    for (const char* text : {"\x80", "a\xC3", "\xC0\xAF", "\xE0\x80\xAF", "\xF0\x80\x80\xAF", "\xED\xA0\x80",
+    for (const char* text : {"\x80", "a\xC3", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80",
                              "\xF4\x90\x80\x80", "\xFF"})
         EXPECT_FALSE(vkt_isValidUTF8(text));
 }

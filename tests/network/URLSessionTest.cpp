@@ -33,23 +33,18 @@ TEST_F(URLSession, FormsWithAURLAreGETRequestsWithTheDefaultsOrWhatIsGiven) {
     (void)session->synchronousDataRequestWithURL(address);
     (void)session->synchronousDataRequestWithURL(address, VKTURLRequestReloadIgnoringLocalCacheData,
                                                  VKTTimeInterval(1));
-    struct {
-        VKTURLRequestCachePolicy cachePolicy;
-        double timeout;
-        bool isBlocking;
-    } const expected[] = {{VKTURLRequestUseProtocolCachePolicy, 60, false},
-                          {VKTURLRequestReloadIgnoringLocalAndRemoteCacheData, 2.5, false},
-                          {VKTURLRequestUseProtocolCachePolicy, 60, true},
-                          {VKTURLRequestReloadIgnoringLocalCacheData, 1, true}};
-    const auto requests = atOnce_->requests();
-    ASSERT_EQ(requests.size(), std::size(expected));
-    for (std::size_t i = 0; i < std::size(expected); ++i) {
-        EXPECT_EQ(requests[i].url, address);
-        EXPECT_EQ(requests[i].HTTPMethod, "GET");
-        EXPECT_EQ(requests[i].cachePolicy, expected[i].cachePolicy) << i;
-        EXPECT_EQ(requests[i].timeoutInterval.count(), expected[i].timeout) << i;
-        EXPECT_EQ(requests[i].completesOnTransferThread, expected[i].isBlocking) << i;
+    using Row = std::tuple<VKTURLRequestCachePolicy, double, bool>;
+    std::vector<Row> rows;
+    for (const VKTURLRequest& request : atOnce_->requests()) {
+        EXPECT_EQ(request.url, address);
+        EXPECT_EQ(request.HTTPMethod, "GET");
+        rows.emplace_back(request.cachePolicy, request.timeoutInterval.count(),
+                          request.completesOnTransferThread);
     }
+    EXPECT_EQ(rows, (std::vector<Row>{{VKTURLRequestUseProtocolCachePolicy, 60, false},
+                                      {VKTURLRequestReloadIgnoringLocalAndRemoteCacheData, 2.5, false},
+                                      {VKTURLRequestUseProtocolCachePolicy, 60, true},
+                                      {VKTURLRequestReloadIgnoringLocalCacheData, 1, true}}));
 }
 
 TEST_F(URLSession, DeliversTheAnswerOrTheCancellingWithItsTask) {

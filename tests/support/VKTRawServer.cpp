@@ -64,11 +64,14 @@ bool VKTRawServer::isStopped(std::chrono::milliseconds wait) const {
     return poll(&event, 1, static_cast<int>(wait.count())) > 0;
 }
 
+bool VKTRawServer::waitForInput(int descriptor) const {
+    std::array<pollfd, 2> events{{{descriptor, POLLIN, 0}, {stop_, POLLIN, 0}}};
+    poll(events.data(), events.size(), -1);
+    return events[1].revents == 0;
+}
+
 void VKTRawServer::run() {
-    while (true) {
-        std::array<pollfd, 2> events{{{listener_, POLLIN, 0}, {stop_, POLLIN, 0}}};
-        poll(events.data(), events.size(), -1);
-        if (events[1].revents != 0) return;
+    while (waitForInput(listener_)) {
         const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
         if (connection >= 0) answer(connection);
     }
@@ -77,9 +80,7 @@ void VKTRawServer::run() {
 bool VKTRawServer::receiveHeader(int connection) const {
     std::string header;
     while (header.find("\r\n\r\n") == std::string::npos) {
-        std::array<pollfd, 2> events{{{connection, POLLIN, 0}, {stop_, POLLIN, 0}}};
-        poll(events.data(), events.size(), -1);
-        if (events[1].revents != 0) return false;
+        if (!waitForInput(connection)) return false;
         std::array<char, 4096> buffer{};
         const ssize_t length = recv(connection, buffer.data(), buffer.size(), 0);
         if (length <= 0) return false;

@@ -36,6 +36,8 @@ class VKTRawServer {
     void run();
     void answer(int connection);
     [[nodiscard]] bool receiveHeader(int connection) const;
+    /// False if the server is to end.
+    [[nodiscard]] bool waitForInput(int descriptor) const;
     [[nodiscard]] bool isStopped(std::chrono::milliseconds wait) const;
 
     const VKTRawAnswer answer_;
