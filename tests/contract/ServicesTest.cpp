@@ -13,7 +13,6 @@
 #include "VKTCoreKit/platform/linux/VKTSystemRandom.h"
 #include "VKTCoreKit/platform/testing/VKTFixedRandomSource.h"
 #include "VKTCoreKit/platform/testing/VKTManualClock.h"
-#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 
 namespace {
 
@@ -142,16 +141,6 @@ TEST(Platform, MainLoopBelongsToTheMainThreadWhoeverMakesIt) {
         EXPECT_FALSE(loop->isCurrentThread());
     }).join();
     EXPECT_TRUE(loop->isCurrentThread());
-}
-
-TEST(Platform, ScopedPlatformPutsTheOldOneBack) {
-    const auto clock = VKTPlatform::current().clock;
-    {
-        const VKTTestPlatform test = vkt_makeTestPlatform();
-        const VKTScopedPlatform scope(test.platform);
-        EXPECT_EQ(VKTPlatform::current().clock, test.clock);
-    }
-    EXPECT_EQ(VKTPlatform::current().clock, clock);
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace {
 
 VKTURL U(std::string_view text) {
@@ -15,12 +17,7 @@ std::string textOf(const std::optional<VKTURL>& url) {
 }
 
 TEST(URLUtils, BuildsURLs) {
-    struct {
-        const char* base;
-        std::optional<std::string_view> path;
-        VKTDictionary parameters;
-        const char* url;
-    } const cases[] = {
+    const std::tuple<const char*, std::optional<std::string_view>, VKTDictionary, const char*> cases[] = {
         {"", "a", {}, "(none)"},
         {"http://h//", "a", {}, "http://h/a"},
         {"http://h/x///", std::nullopt, {}, "http://h/x/"},
@@ -35,20 +32,17 @@ TEST(URLUtils, BuildsURLs) {
 }
 
 TEST(URLUtils, ReplacesMacros) {
-    struct {
-        const char* url;
-        const char* value;
-        const char* result;
-    } const cases[] = {{"http://h/?a=%5BM%5D&b=[M]", "1", "http://h/?a=1&b=1"},
-                       // The whole URL is decoded, whether or not the macro is there.
-                       {"http://h/?a=%41", "1", "http://h/?a=A"},
-                       {"http://h/?a=%2541", "1", "http://h/?a=%41"},
-                       // Neither the decoded nor the filled URL need parse: then it stays as it was.
-                       {"http://h/?a=%20&b=[M]", "1", "http://h/?a=%20&b=[M]"},
-                       {"http://h/?a=%FF&b=[M]", "1", "http://h/?a=%FF&b=[M]"},
-                       {"http://h/?b=%5BM%5D", "a b", "http://h/?b=%5BM%5D"},
-                       {"http://h/?b=[M]", "%20", "http://h/?b=%20"},
-                       {"http://h/?b=[M]", "[M][M]", "http://h/?b=[M][M]"}};
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"http://h/?a=%5BM%5D&b=[M]", "1", "http://h/?a=1&b=1"},
+        // The whole URL is decoded, whether or not the macro is there.
+        {"http://h/?a=%41", "1", "http://h/?a=A"},
+        {"http://h/?a=%2541", "1", "http://h/?a=%41"},
+        // Neither the decoded nor the filled URL need parse: then it stays as it was.
+        {"http://h/?a=%20&b=[M]", "1", "http://h/?a=%20&b=[M]"},
+        {"http://h/?a=%FF&b=[M]", "1", "http://h/?a=%FF&b=[M]"},
+        {"http://h/?b=%5BM%5D", "a b", "http://h/?b=%5BM%5D"},
+        {"http://h/?b=[M]", "%20", "http://h/?b=%20"},
+        {"http://h/?b=[M]", "[M][M]", "http://h/?b=[M][M]"}};
     for (const auto& [url, value, result] : cases)
         EXPECT_EQ(VKTURLUtils::replaceMacro("M", U(url), value, true).absoluteString(), result) << url;
     const auto withoutBrackets = [](const char* url, const char* macro) {
@@ -93,21 +87,18 @@ TEST(URLUtils, URLTypes) {
 }
 
 TEST(URLUtils, AppStoreURLs) {
-    struct {
-        const char* text;
-        VKTAppStoreURLType type;
-        std::optional<std::int64_t> identifier;
-    } const cases[] = {{"http://appstore.com/id12", VKTAppStoreURLTypeAppStore, 12},
-                       {"https://apps.apple.com/us/app/name/ID345?mt=8", VKTAppStoreURLTypeAppStore, 345},
-                       {"https://apps.apple.com/us/app/id345/", VKTAppStoreURLTypeAppStore, 345},
-                       {"https://apps.apple.com/", VKTAppStoreURLTypeAppStore, {}},
-                       {"itms-apps://itunes.apple.com/app/id6", VKTAppStoreURLTypeITunes, 6},
-                       {"itms-apps://apps.apple.com/app/id6", VKTAppStoreURLTypeNone, {}},
-                       {"http://itunes.apple.com/app/id0", VKTAppStoreURLTypeITunes, {}},
-                       {"http://phobos.apple.com/x?a=1&id=78", VKTAppStoreURLTypePhobos, 78},
-                       {"http://phobos.apple.com/id78", VKTAppStoreURLTypePhobos, {}},
-                       {"https://apps.apple.com", VKTAppStoreURLTypeNone, {}},
-                       {"http://h/id9?id=9", VKTAppStoreURLTypeNone, {}}};
+    const std::tuple<const char*, VKTAppStoreURLType, std::optional<std::int64_t>> cases[] = {
+        {"http://appstore.com/id12", VKTAppStoreURLTypeAppStore, 12},
+        {"https://apps.apple.com/us/app/name/ID345?mt=8", VKTAppStoreURLTypeAppStore, 345},
+        {"https://apps.apple.com/us/app/id345/", VKTAppStoreURLTypeAppStore, 345},
+        {"https://apps.apple.com/", VKTAppStoreURLTypeAppStore, {}},
+        {"itms-apps://itunes.apple.com/app/id6", VKTAppStoreURLTypeITunes, 6},
+        {"itms-apps://apps.apple.com/app/id6", VKTAppStoreURLTypeNone, {}},
+        {"http://itunes.apple.com/app/id0", VKTAppStoreURLTypeITunes, {}},
+        {"http://phobos.apple.com/x?a=1&id=78", VKTAppStoreURLTypePhobos, 78},
+        {"http://phobos.apple.com/id78", VKTAppStoreURLTypePhobos, {}},
+        {"https://apps.apple.com", VKTAppStoreURLTypeNone, {}},
+        {"http://h/id9?id=9", VKTAppStoreURLTypeNone, {}}};
     for (const auto& [text, type, identifier] : cases) {
         EXPECT_EQ(VKTURLUtils::appStoreURLType(U(text)), type) << text;
         EXPECT_EQ(VKTURLUtils::appStoreAppId(U(text)), identifier) << text;
@@ -128,16 +119,13 @@ TEST(URLUtils, SchemesAndValidity) {
 }
 
 TEST(URLUtils, DeletesQueriesAndPathComponents) {
-    struct {
-        const char* text;
-        const char* withoutQuery;
-        const char* withoutLastComponent;
-    } const cases[] = {{"http://h/a/b?q=1", "http://h/a/b", "http://h/a/"},
-                       {"http://h/a/b/", "http://h/a/b/", "http://h/a/b/"},
-                       {"http://h/a?q?r=1#f?g", "http://h/a#fg", "http://h/#fg"},
-                       {"http://h?q", "http://h", "http://h"},
-                       {"http://h/a?a", "http://h/a", "http://h/"},
-                       {"?q", "(none)", "(none)"}};
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"http://h/a/b?q=1", "http://h/a/b", "http://h/a/"},
+        {"http://h/a/b/", "http://h/a/b/", "http://h/a/b/"},
+        {"http://h/a?q?r=1#f?g", "http://h/a#fg", "http://h/#fg"},
+        {"http://h?q", "http://h", "http://h"},
+        {"http://h/a?a", "http://h/a", "http://h/"},
+        {"?q", "(none)", "(none)"}};
     for (const auto& [text, withoutQuery, withoutLastComponent] : cases) {
         EXPECT_EQ(textOf(VKTURLUtils::URLByDeletingQuery(U(text))), withoutQuery);
         EXPECT_EQ(textOf(VKTURLUtils::URLByDeletingLastPathComponentAndQuery(U(text))), withoutLastComponent);
