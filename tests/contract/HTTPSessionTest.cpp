@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
@@ -264,16 +265,13 @@ TEST_F(CurlHTTPSession, RedirectsThatLeadNowhere) {
 }
 
 TEST_F(CurlHTTPSession, RequestsThatCannotBeMade) {
-    const struct {
-        const char* url;
-        VKTTimeInterval timeout;
-        int code;
-    } cases[] = {{"relative/path", 1s, VKTURLErrorBadURL},
-                 {"http:///nohost", 1s, VKTURLErrorBadURL},
-                 {"ftp://127.0.0.1/x", 1s, VKTURLErrorUnsupportedURL},
-                 {"file:///etc/hostname", 1s, VKTURLErrorUnsupportedURL},
-                 {"http://127.0.0.1:1/", 0s, VKTURLErrorTimedOut},
-                 {"http://127.0.0.1:1/", -1s, VKTURLErrorTimedOut}};
+    const std::tuple<const char*, VKTTimeInterval, int> cases[] = {
+        {"relative/path", 1s, VKTURLErrorBadURL},
+        {"http:///nohost", 1s, VKTURLErrorBadURL},
+        {"ftp://127.0.0.1/x", 1s, VKTURLErrorUnsupportedURL},
+        {"file:///etc/hostname", 1s, VKTURLErrorUnsupportedURL},
+        {"http://127.0.0.1:1/", 0s, VKTURLErrorTimedOut},
+        {"http://127.0.0.1:1/", -1s, VKTURLErrorTimedOut}};
     for (const auto& [url, timeout, code] : cases) {
         for (const bool isBlocking : {false, true}) {
             VKTURLRequest request = requestTo(url, timeout);

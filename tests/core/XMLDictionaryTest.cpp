@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <tuple>
 
 #include "VKTCoreKit/core/VKTDictionaryExtension.h"
 #include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
@@ -46,11 +47,7 @@ const Settings wrapped{.wrapRootNode = true};
 const Settings commented{.preserveComments = true};
 
 TEST(XMLDictionary, Trees) {
-    const struct {
-        const Settings& settings;
-        const char* XML;
-        const char* json;
-    } cases[] = {
+    const std::tuple<const Settings&, const char*, const char*> cases[] = {
         {defaults, "<V a='4'><A i='1'/><x:A/><A>t</A></V>",
          R"({"__name":"V","_a":"4","A":[{"_i":"1"},{"__text":"t"}],"x:A":[]})"},
         // The kept key of a stripped child makes its parent more than empty.
@@ -148,16 +145,12 @@ TEST(XMLDictionary, Serialises) {
 TEST(XMLDictionary, KeyPaths) {
     const auto node =
         nodeOf(R"({"A":[{"B":"1"},{"C":"2"}],"D":{"__text":["x","y"]},"E":"e","F":[],"G":{"H":"h"}})");
-    const struct {
-        const char* path;
-        const char* array;
-        std::optional<std::string> string;
-        const char* dictionary;
-    } cases[] = {{"A", R"([{"B":"1"},{"C":"2"}])", {}, R"({"B":"1"})"},
-                 {"A.B", R"(["1",null])", "1", R"({"__text":"1"})"},
-                 {"D", R"([{"__text":["x","y"]}])", "x\ny", R"({"__text":["x","y"]})"},
-                 {"E", R"(["e"])", "e", R"({"__text":"e"})"},
-                 {"G.H", R"(["h"])", "h", R"({"__text":"h"})"}};
+    const std::tuple<const char*, const char*, std::optional<std::string>, const char*> cases[] = {
+        {"A", R"([{"B":"1"},{"C":"2"}])", {}, R"({"B":"1"})"},
+        {"A.B", R"(["1",null])", "1", R"({"__text":"1"})"},
+        {"D", R"([{"__text":["x","y"]}])", "x\ny", R"({"__text":["x","y"]})"},
+        {"E", R"(["e"])", "e", R"({"__text":"e"})"},
+        {"G.H", R"(["h"])", "h", R"({"__text":"h"})"}};
     for (const auto& [path, array, string, dictionary] : cases) {
         expectValue(vkt_arrayValueForKeyPath(node, path), array);
         EXPECT_EQ(vkt_stringValueForKeyPath(node, path), string) << path;
