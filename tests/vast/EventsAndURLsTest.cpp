@@ -87,10 +87,10 @@ TEST(TrackingEvent, AnAbsentOffsetEqualsNothing) {
     const auto event = Tracking::initWithName("progress", "5", urlOf("http://h/"));
     const auto bare = Tracking::initWithName("progress", std::nullopt, urlOf("http://h/"));
     EXPECT_TRUE(event->isEqual(*event->copy()));
-    EXPECT_FALSE(event->isEqual(*Tracking::initWithName("start", "5", urlOf("http://h/"))));
-    EXPECT_FALSE(event->isEqual(*Tracking::initWithName("progress", "6", urlOf("http://h/"))));
-    EXPECT_FALSE(event->isEqual(*Tracking::initWithName("progress", "5", urlOf("http://i/"))));
-    EXPECT_FALSE(event->isEqual(*bare));
+    for (const auto& other : {bare, Tracking::initWithName("start", "5", urlOf("http://h/")),
+                              Tracking::initWithName("progress", "6", urlOf("http://h/")),
+                              Tracking::initWithName("progress", "5", urlOf("http://i/"))})
+        EXPECT_FALSE(event->isEqual(*other)) << other->eventName();
     EXPECT_FALSE(bare->isEqual(*bare->copy()));
     EXPECT_TRUE(bare->isEqual(*bare));
 }
@@ -178,13 +178,12 @@ TEST(EventArchives, ComeBackAsTheyWere) {
     const auto event = Tracking::initWithName("progress", "5%", urlOf("http://h/[A]"), 2.5);
     const auto back = vkt_unarchivedObject<Tracking>(vkt_archivedData(*event));
     EXPECT_TRUE(back->isEqual(*event));
-    EXPECT_EQ(back->eventOffset(), 2.5);
     EXPECT_TRUE(back->isEventConsumable());
+    EXPECT_EQ(back->eventOffset(), 2.5);
     for (const char* key : {"name", "offset", "url", "eventOffset"})
         EXPECT_TRUE(VKTKeyedArchiver::archived(event).contains(key)) << key;
     const auto bare = Tracking::initWithName("mute", std::nullopt, urlOf("http://h/"));
     EXPECT_FALSE(vkt_unarchivedObject<Tracking>(vkt_archivedData(*bare))->offset());
-
     const auto viewable = Viewability::viewableEventWithURL(urlOf("http://h/"));
     EXPECT_TRUE(vkt_unarchivedObject<Viewability>(vkt_archivedData(*viewable))->isEqual(*viewable));
     const auto id = VKTVASTUniversalAdId::initWithRegistry("r", "v");

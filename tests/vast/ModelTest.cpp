@@ -20,8 +20,8 @@ std::string creativesOf(const std::string& content) {
 std::string trackingOf(const std::string& url) {
     return "<TrackingEvents><Tracking event='start'>" + url + "</Tracking></TrackingEvents>";
 }
-std::string inlineAd(const std::string& content, const std::string& attributes = "") {
-    return "<Ad" + attributes + "><InLine>" + content + "</InLine></Ad>";
+std::string inlineAd(const std::string& content) {
+    return "<Ad><InLine>" + content + "</InLine></Ad>";
 }
 std::string wrapperAd(const std::string& content, const std::string& attributes = "") {
     return "<Ad" + attributes + "><Wrapper>" + content + "</Wrapper></Ad>";
