@@ -187,6 +187,7 @@ TYPED_TEST(HTTPSessionContract, EndOfTheSessionCancelsWhatIsUnderWayAndWhatComes
     this->makeTask(this->subject_.silentURL, underWay)->resume();
     const auto lateTask = this->makeTask(this->subject_.url("/hello"), resumedLater);
     const auto cancelledTask = this->makeTask(this->subject_.url("/hello"), cancelledLater);
+    EXPECT_NE(lateTask->taskIdentifier(), cancelledTask->taskIdentifier());
     this->subject_.session.reset();
     if constexpr (std::is_same_v<TypeParam, FakeSubject>) this->subject_.fake.reset();
     EXPECT_EQ(underWay.count(), 1);

@@ -87,6 +87,9 @@ TEST_F(AdRequestManager, FailuresAreDeliveredAndNothingIsSent) {
     for (const char* base : {"", "http://h h"})
         EXPECT_EQ(answerTo(base, "ad", VKTHTTPMethodGET, {})->error(), badURL);
     EXPECT_EQ(answerTo("http://h", "ad", VKTHTTPMethodPOST, notJSON)->error(), badBody);
+    EXPECT_FALSE(VKTAdRequestManager::adRequestWithURL(*VKTURL::URLWithString("http://h"), VKTHTTPMethodPOST,
+                                                       {}, {}, notJSON, VKTTimeInterval(1), nullptr, nullptr))
+        << "nobody asks for the error";
     validator_->veto = VKTError("veto", 3);
     EXPECT_EQ(answerTo("http://h", "ad", VKTHTTPMethodGET, {})->error(), validator_->veto);
     EXPECT_TRUE(http_->requests().empty());
