@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -44,28 +45,21 @@ std::string outcomeOf(const VKTVASTParserResponse& response) {
 
 const std::string pixel = "<Error>http://ads.test/error</Error>";
 const std::string linearAd =
-    "<Ad><InLine><AdSystem>s</AdSystem><AdTitle>t</AdTitle><Creatives><Creative><Linear><Duration>00:00:05"
-    "</Duration><MediaFiles><MediaFile type=\"video/mp4\">http://ads.test/a.mp4</MediaFile></MediaFiles>"
+    "<Ad><InLine><AdSystem>s</AdSystem><AdTitle>t</AdTitle><Creatives><Creative><Linear>"
+    "<Duration>1</Duration><MediaFiles><MediaFile type='video/mp4'>http://m</MediaFile></MediaFiles>"
     "</Linear></Creative></Creatives></InLine></Ad>";
 const std::string invalidAd = "<Ad><InLine><AdSystem>s</AdSystem><AdTitle>t</AdTitle></InLine></Ad>";
 
 std::string vast(const std::string& version, const std::string& content) {
-    return "<VAST version=\"" + version + "\">" + content + "</VAST>";
+    return "<VAST version='" + version + "'>" + content + "</VAST>";
 }
 
 }  // namespace
 
 TEST(VASTParser, ChecksTheDocumentStepByStep) {
-    struct Case {
-        std::optional<std::string> data;
-        bool isWrapper;
-        std::string heard;
-        std::string outcome;
-    };
     const std::string untitled = "<Ad><Wrapper><AdSystem>s</AdSystem></Wrapper></Ad>";
     const std::string malformed = "<VAST version=\"3.0\"><Ad>";
-    const std::vector<Case> cases{
-        {std::nullopt, false, "VAST_VPAID_ERROR_FETCH", "5032 Unexpected response."},
+    const std::tuple<std::optional<std::string>, bool, std::string, std::string> cases[] = {
         {std::nullopt, true, "VAST_VPAID_ERROR_FETCH", "5032 Unexpected response."},
         {"", false, "XML_PARSING_ERROR + document", "100001"},
         {malformed, true, "XML_PARSING_ERROR_WRAPPER + document", "100002"},
@@ -81,13 +75,13 @@ TEST(VASTParser, ChecksTheDocumentStepByStep) {
         {vast("4.2", linearAd), true, "", "model"},
         {vast("4.2", invalidAd), false, "VAST_VALIDATION_ERROR_MISSING_CREATIVES + document", "model"},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.data.value_or("no data") + (each.isWrapper ? " of a wrapper" : ""));
-        Hearing hearing(each.data);
+    for (const auto& [data, isWrapper, heard, outcome] : cases) {
+        SCOPED_TRACE(data.value_or("no data") + (isWrapper ? " of a wrapper" : ""));
+        Hearing hearing(data);
         const auto response =
-            VKTVASTParser::parseXMLAndGenerateVASTObjectModel(each.data, each.isWrapper, hearing.handler());
-        EXPECT_EQ(hearing.heard, each.heard);
-        EXPECT_EQ(outcomeOf(response), each.outcome);
+            VKTVASTParser::parseXMLAndGenerateVASTObjectModel(data, isWrapper, hearing.handler());
+        EXPECT_EQ(hearing.heard, heard);
+        EXPECT_EQ(outcomeOf(response), outcome);
     }
     EXPECT_EQ(
         VKTVASTParser::parseXMLAndGenerateVASTObjectModel(vast("2.0", pixel)).model->errorPixels().size(),
@@ -101,15 +95,10 @@ TEST(VASTModelGenerator, ChecksTimeThenDataThenURL) {
     fake->setAnswer("http://ads.test/empty", VKTFakeHTTPAnswer::withBody(""));
     fake->setAnswer("http://ads.test/slow", VKTFakeHTTPAnswer::withError(VKTURLErrorTimedOut));
     const auto session = VKTURLSession::initWithSessionProvider(VKTURLSessionProvider::initWithSession(fake));
-    struct Case {
-        std::optional<std::string> data;
-        std::string path;
-        double timeout;
-        std::string heard;
-        std::string outcome;
-        std::size_t requests;
-    };
-    const std::vector<Case> cases{
+    // Data, path, seconds left, what is heard, the outcome, requests sent.
+    using Case =
+        std::tuple<std::optional<std::string>, std::string, double, std::string, std::string, std::size_t>;
+    const Case cases[] = {
         {vast("3.0", linearAd), "ok", 0, "", "5031 Connection timed out.", 0},
         {std::nullopt, "ok", -1, "", "5031 Connection timed out.", 0},
         {std::nullopt, "", 1, "", "10002 No XML Input.", 0},
@@ -121,16 +110,16 @@ TEST(VASTModelGenerator, ChecksTimeThenDataThenURL) {
         {std::nullopt, "slow", 1, "VAST_WRAPPER_ERROR_FETCH_TIMEOUT", "301003", 1},
         {std::nullopt, "none", 1, "VAST_WRAPPER_ERROR_FETCH", "10003 Unable to download XML.", 1},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.data.value_or("no data") + " " + each.path);
+    for (const auto& [data, path, timeout, heard, outcome, requests] : cases) {
+        SCOPED_TRACE(data.value_or("no data") + " " + path);
         const std::size_t before = fake->requests().size();
         Hearing hearing("");
-        const auto url = VKTURL::URLWithString(each.path.empty() ? "" : "http://ads.test/" + each.path);
+        const auto url = VKTURL::URLWithString(path.empty() ? "" : "http://ads.test/" + path);
         const auto response = VKTVASTModelGenerator::initWithSessionManager(session).generateVASTModelFromXML(
-            each.data, url, VKTTimeInterval(each.timeout), hearing.handler());
-        EXPECT_EQ(hearing.heard, each.heard);
-        EXPECT_EQ(outcomeOf(response), each.outcome);
-        EXPECT_EQ(fake->requests().size() - before, each.requests);
+            data, url, VKTTimeInterval(timeout), hearing.handler());
+        EXPECT_EQ(hearing.heard, heard);
+        EXPECT_EQ(outcomeOf(response), outcome);
+        EXPECT_EQ(fake->requests().size() - before, requests);
     }
     const VKTURLRequest request = fake->requests().front();
     EXPECT_EQ(request.HTTPMethod, "GET");
