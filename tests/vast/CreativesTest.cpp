@@ -98,7 +98,9 @@ TEST(MediaFile, WhichAreKept) {
     const std::tuple<const char*, bool, bool> cases[] = {
         {"type='video/mp4'>http://m", true, false},
         {"type='ViDeO/3gPP'>http://m", true, false},
+        {"type='video/m4v'>http://m", true, false},
         {"type='application/vnd.apple.mpegURL'>http://m", true, false},
+        {"type='application/x-mpegurl'>http://m", true, false},
         {"type='video/mpegurl'>http://m", true, false},
         {"type='video/webm'>http://m", false, false},
         {"type=' video/mp4'>http://m", false, false},
@@ -108,6 +110,7 @@ TEST(MediaFile, WhichAreKept) {
         {"type='application/javascript' apiFramework='vpaid'>http://m", true, true},
         {"type='application/x-JavaScript' apiFramework='VPAID'>http://m", true, true},
         {"type='application/javascript' apiFramework='SIMID'>http://m", false, false},
+        {"type='application/javascript'>http://m", false, false},
         {"type='video/mp4' apiFramework='VPAID'>http://m", true, false},
     };
     for (const auto& [content, isKept, isKeptAsInteractive] : cases) {

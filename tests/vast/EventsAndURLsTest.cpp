@@ -110,8 +110,6 @@ TEST(ViewabilityEvent, NamesAndEquality) {
 TEST(ClickEvent, NeedsATypeAndAURL) {
     const auto event = VKTVASTClickEvent::initWithType("click", std::string_view("http://h/"));
     EXPECT_EQ(event, VKTVASTClickEvent::initWithType("click", urlOf("http://h/")));
-    EXPECT_NE(event, VKTVASTClickEvent::initWithType("other", urlOf("http://h/")));
-    EXPECT_NE(event, VKTVASTClickEvent::initWithType("click", urlOf("http://i/")));
     for (const auto& [type, url] :
          {std::pair(" \t", "http://h/"), std::pair("click", " \n"), std::pair("click", "http://h:x/")}) {
         EXPECT_FALSE(VKTVASTClickEvent::initWithType(type, std::string_view(url))) << type << url;
@@ -131,6 +129,7 @@ TEST(VASTURL, TolerantReading) {
         {"http://h/%41{A}|", "http://h/%41%7C"},
         // Encoded as a whole, from the text as it came.
         {"http://h/{A}  b", "http://h/%7BA%7D%20%20b"},
+        {"http://h/{A B}#c", "http://h/%7BA%20B%7D%23c"},
         {"http://h/%zz|%41", "http://h/%25zz%7C%2541"},
         {"http://[HOST]/", "http://%5BHOST%5D/"},
         {"<a href=\"//h\">\xC3\xA4</a>", "%3Ca%20href=%22//h%22%3E%C3%A4%3C/a%3E"},
@@ -162,8 +161,8 @@ TEST(UniversalAdId, TextWinsOverTheAttribute) {
         {"<U idRegistry='r' idValue='old'> </U>", "r/old"},
         {"<U idRegistry='unknown'>v</U>", "unknown/v"},
         {"<U idRegistry='r'>unknown</U>", nullptr},
+        {"<U idRegistry='r' idValue='old'>unknown</U>", nullptr},
         {"<U idRegistry=''>v</U>", nullptr},
-        {"<U idRegistry='r'/>", nullptr},
         {"<U idValue='v'>v</U>", nullptr},
     };
     for (const auto& [xml, expected] : cases) {
