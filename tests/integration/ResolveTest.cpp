@@ -152,8 +152,11 @@ TEST(Resolve, EndsEveryBadWrapperInTimeWithItsPixels) {
     for (const Case& each : cases) {
         SCOPED_TRACE(each.url);
         const auto begin = std::chrono::steady_clock::now();
-        const Outcome outcome = resolve("--json --request-timeout 1 -", vast(wrapperTo(each.url)));
-        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+        // Only what is meant to be late runs into its time-out, however busy the machine is.
+        const std::string timeout = each.error == late ? "1" : "20";
+        const Outcome outcome =
+            resolve("--json --request-timeout " + timeout + " -", vast(wrapperTo(each.url)));
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
         EXPECT_EQ(outcome.status, 1);
         EXPECT_EQ(errorsOf(parsed(outcome.out)), Texts{each.error});
         EXPECT_NE(outcome.err.find("Error pixels to call: http://ads.test/"), std::string::npos)
@@ -168,7 +171,7 @@ TEST(Resolve, KeepsTheBudgetWhateverTheNumberOfRequests) {
         ads += wrapperTo(silent.url(), "sequence=\"1\"");
     const auto begin = std::chrono::steady_clock::now();
     const Outcome outcome = resolve("--timeout 1 --request-timeout 0.6 -", vast(ads));
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
     EXPECT_EQ(outcome.status, 1);
     EXPECT_NE(outcome.err.find("Error pixels to call: http://ads.test/e (20 times)\n"), std::string::npos);
     EXPECT_EQ(lastLineOf(outcome.err), "vkt: the time budget of 1 s ran out");
