@@ -1,6 +1,8 @@
 // The interfaces of the events that become tracking pixels.
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <string>
 
 #include "VKTCoreKit/foundation/VKTURL.h"
@@ -17,6 +19,9 @@ class VKTTrackingEvent {
 
     /// The event class's own rule of equality; an object equals itself.
     [[nodiscard]] virtual bool isEqual(const VKTTrackingEvent& other) const { return this == &other; }
+
+    /// Equal events have equal hashes: a class with a rule of its own overrides both.
+    [[nodiscard]] virtual std::size_t hash() const { return std::hash<const void*>()(this); }
 };
 
 /// An event of a video, due at a time of its content.
@@ -24,4 +29,14 @@ class VKTVideoTrackingEvent : public VKTTrackingEvent {
   public:
     /// Seconds from the start of the content; -1 when the event has no time offset.
     [[nodiscard]] virtual double eventOffset() const = 0;
+};
+
+/// An event that is due once enough of an ad view has been visible for long enough without a break.
+class VKTViewabilityTrackingEvent : public VKTTrackingEvent {
+  public:
+    /// The least visible share of the view, from 0 to 1.
+    [[nodiscard]] virtual double eventArea() const = 0;
+
+    /// Seconds of continuous exposure.
+    [[nodiscard]] virtual double eventExpositionTime() const = 0;
 };

@@ -25,6 +25,31 @@ class VKT_THREAD_ATTRIBUTE(capability("mutex")) VKTMutex {
     std::mutex mutex_;
 };
 
+/// A mutex that its owner may lock again.
+class VKT_THREAD_ATTRIBUTE(capability("mutex")) VKTRecursiveMutex {
+  public:
+    void lock() VKT_THREAD_ATTRIBUTE(acquire_capability()) { mutex_.lock(); }
+    void unlock() VKT_THREAD_ATTRIBUTE(release_capability()) { mutex_.unlock(); }
+
+  private:
+    std::recursive_mutex mutex_;
+};
+
+/// Holds a `VKTRecursiveMutex` from construction to destruction.
+class VKT_THREAD_ATTRIBUTE(scoped_lockable) VKTRecursiveLock {
+  public:
+    explicit VKTRecursiveLock(VKTRecursiveMutex& mutex) VKT_THREAD_ATTRIBUTE(acquire_capability(mutex))
+        : mutex_(mutex) {
+        mutex_.lock();
+    }
+    ~VKTRecursiveLock() VKT_THREAD_ATTRIBUTE(release_capability()) { mutex_.unlock(); }
+    VKTRecursiveLock(const VKTRecursiveLock&) = delete;
+    VKTRecursiveLock& operator=(const VKTRecursiveLock&) = delete;
+
+  private:
+    VKTRecursiveMutex& mutex_;
+};
+
 /// Holds a `VKTMutex` from construction to destruction. Also a lockable, so that a
 /// `std::condition_variable_any` can wait on it.
 class VKT_THREAD_ATTRIBUTE(scoped_lockable) VKTLock {

@@ -12,6 +12,7 @@
 
 #include "VKTCoreKit/foundation/VKTDate.h"
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 
 /// How local caches are used. There is no local cache: 4 asks the remote ones to be passed by
@@ -21,6 +22,8 @@ enum VKTURLRequestCachePolicy : std::uint8_t {
     VKTURLRequestReloadIgnoringLocalCacheData = 1,
     VKTURLRequestReloadIgnoringLocalAndRemoteCacheData = 4,
 };
+
+class VKTHTTPDataTask;
 
 /// Codes of transport errors, domain `VKTURLErrorDomain`.
 enum VKTURLErrorCode : std::int16_t {
@@ -45,6 +48,21 @@ inline constexpr std::size_t VKTHTTPBodyLimit = std::size_t{32} * 1024 * 1024;
 /// Redirects followed for one request.
 inline constexpr int VKTHTTPRedirectLimit = 20;
 
+/// Ends a request of which only this is known. Any thread.
+class VKTHTTPCanceller {
+  public:
+    /// Cancels the request that is attached, and each that is attached from now on.
+    void cancel();
+
+    /// The request that `cancel` ends from now on. Called by whoever starts it, before it is resumed.
+    void attach(const std::shared_ptr<VKTHTTPDataTask>& task);
+
+  private:
+    VKTMutex mutex_;
+    bool isCancelled_ VKT_GUARDED_BY(mutex_) = false;
+    std::weak_ptr<VKTHTTPDataTask> task_ VKT_GUARDED_BY(mutex_);
+};
+
 /// One request. A passive record.
 struct VKTURLRequest {
     VKTURL url;
@@ -63,6 +81,13 @@ struct VKTURLRequest {
     /// are queued for delivery; it only stores its arguments and wakes a waiter. This is what makes a
     /// blocking request possible everywhere, the delivery thread included.
     bool completesOnTransferThread = false;
+
+    /// Bytes of the body that are kept; what comes after them is read and dropped, and still counts for
+    /// `VKTHTTPBodyLimit`.
+    std::size_t bodyKeepLimit = VKTHTTPBodyLimit;
+
+    /// Lets another thread end a request whose caller is blocked; may be null.
+    std::shared_ptr<VKTHTTPCanceller> canceller;
 
     void addValue(std::string value, std::string headerField) {
         headers.emplace_back(std::move(headerField), std::move(value));

@@ -4,12 +4,16 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "VKTCoreKit/platform/VKTClock.h"
 #include "VKTCoreKit/platform/VKTHTTPSession.h"
+#include "VKTCoreKit/platform/VKTKeyValueStore.h"
+#include "VKTCoreKit/platform/VKTNotificationCentre.h"
 #include "VKTCoreKit/platform/VKTRandomSource.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
+#include "VKTCoreKit/platform/VKTView.h"
 #include "VKTCoreKit/platform/VKTXMLEventReader.h"
 
 /// One implementation of every interface, and makers for those that are needed more than once. No member is
@@ -23,10 +27,26 @@ struct VKTPlatform {
     /// Resolves passbacks, at most 16 at a time; nothing else runs there.
     std::shared_ptr<VKTConcurrentPool> passbackPool;
 
+    /// Runs futures and other background work, at most 64 tasks at a time.
+    std::shared_ptr<VKTConcurrentPool> globalPool;
+
+    /// The process's own store: in memory unless the embedder puts one with a file in its place.
+    std::shared_ptr<VKTKeyValueStore> keyValueStore;
+    std::shared_ptr<VKTNotificationCentre> notificationCentre;
+
+    /// Active unless the embedder puts its own in its place.
+    std::shared_ptr<VKTApplication> application;
+
     /// A reader of `data`, which must outlive it.
     std::function<std::unique_ptr<VKTXMLEventReader>(std::string_view data)> makeXMLEventReader;
     std::function<std::unique_ptr<VKTSerialQueue>()> makeSerialQueue;
     std::function<std::unique_ptr<VKTConcurrentPool>(std::size_t threads)> makeConcurrentPool;
+
+    /// A store in the file at `path`, made when missing; in memory when the path is empty or the file cannot
+    /// be used, and then the handler has heard why. Never null.
+    std::function<std::shared_ptr<VKTKeyValueStore>(const std::string& path,
+                                                    VKTStoreProblemHandler onProblem)>
+        makeKeyValueStore;
 
     /// The set in force: the linked platform's own, made on first use, until `setCurrent`.
     static const VKTPlatform& current();
@@ -40,3 +60,6 @@ VKTPlatform vkt_makeDefaultPlatform();
 
 /// Passback wrappers resolved at once.
 inline constexpr std::size_t VKTPassbackThreadLimit = 16;
+
+/// Background tasks that run at once.
+inline constexpr std::size_t VKTGlobalPoolThreadLimit = 64;

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 // Lowest first; an include never runs up.
 const std::vector<std::string_view> floors = {"foundation", "platform", "core",
-                                              "network",    "vast",     "tracking"};
+                                              "network",    "vast",     "tracking", "privacy"};
 
 constexpr std::string_view libraryFolder = "VKTCoreKit/";
 constexpr std::string_view linuxFolder = "VKTCoreKit/platform/linux/";

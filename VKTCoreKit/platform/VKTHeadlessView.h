@@ -1,0 +1,68 @@
+// Views, windows and an application without a screen: for devices whose player draws by itself and tells the
+// library where, for the command line and for tests.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "VKTCoreKit/platform/VKTNotificationCentre.h"
+#include "VKTCoreKit/platform/VKTView.h"
+
+/// A view whose properties are set by hand. Main thread only. A view owns its subviews; a subview knows its
+/// superview weakly.
+class VKTHeadlessView : public VKTView, public std::enable_shared_from_this<VKTHeadlessView> {
+  public:
+    /// The bounds have the frame's size and begin at (0, 0).
+    static std::shared_ptr<VKTHeadlessView> initWithFrame(const VKTRect& frame);
+
+    /// The same for a window.
+    static std::shared_ptr<VKTHeadlessView> windowWithFrame(const VKTRect& frame);
+
+    [[nodiscard]] VKTRect frame() const override { return frame_; }
+    [[nodiscard]] VKTRect bounds() const override {
+        return {boundsOrigin_.x, boundsOrigin_.y, frame_.width, frame_.height};
+    }
+    [[nodiscard]] bool isHidden() const override { return isHidden_; }
+    [[nodiscard]] double alpha() const override { return alpha_; }
+    [[nodiscard]] bool isWindow() const override { return isWindow_; }
+    [[nodiscard]] std::shared_ptr<VKTView> superview() const override { return superview_.lock(); }
+    [[nodiscard]] std::vector<std::shared_ptr<VKTView>> subviews() const override;
+
+    void setFrame(const VKTRect& frame) { frame_ = frame; }
+    void setBoundsOrigin(VKTPoint origin) { boundsOrigin_ = origin; }
+    void setHidden(bool hidden) { isHidden_ = hidden; }
+    void setAlpha(double alpha) { alpha_ = alpha; }
+
+    /// Puts the view in front of the other subviews, after taking it out of where it stood. Does nothing for
+    /// this view itself and for its ancestors.
+    void addSubview(const std::shared_ptr<VKTHeadlessView>& view);
+    void removeFromSuperview();
+
+  private:
+    VKTHeadlessView(const VKTRect& frame, bool isWindow) : frame_(frame), isWindow_(isWindow) {}
+
+    VKTRect frame_;
+    VKTPoint boundsOrigin_;
+    bool isHidden_ = false;
+    double alpha_ = 1;
+    const bool isWindow_;
+    std::weak_ptr<VKTHeadlessView> superview_;
+    std::vector<std::shared_ptr<VKTHeadlessView>> subviews_;
+};
+
+/// An application whose state is set by hand; active at first. Main thread only.
+class VKTHeadlessApplication : public VKTApplication {
+  public:
+    /// The centre must not be null.
+    explicit VKTHeadlessApplication(std::shared_ptr<VKTNotificationCentre> notificationCentre)
+        : notificationCentre_(std::move(notificationCentre)) {}
+
+    [[nodiscard]] VKTApplicationState applicationState() const override { return state_; }
+
+    /// Posts that the application entered the background, or is about to leave it.
+    void setApplicationState(VKTApplicationState state);
+
+  private:
+    const std::shared_ptr<VKTNotificationCentre> notificationCentre_;
+    VKTApplicationState state_ = VKTApplicationStateActive;
+};

@@ -1,0 +1,67 @@
+// One tracking URL to be called before it expires.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTKeyedArchive.h"
+#include "VKTCoreKit/foundation/VKTURL.h"
+
+enum VKTPixelStatus : std::uint8_t {
+    VKTPixelStatusPending = 0,
+    VKTPixelStatusSuccess = 1,
+};
+
+/// An object with identity, shared by its store, the sending worker and callers. Any thread: all but the
+/// status is immutable, and the status is atomic.
+class VKTPixel {
+    struct Private {
+        explicit Private() = default;
+    };
+
+  public:
+    static constexpr const char* archiveClassName = "VKTPixel";
+    static constexpr VKTTimeInterval DEFAULT_EXPIRATION_INTERVAL{86400.0};
+
+    static std::shared_ptr<VKTPixel> initWithID(std::uint32_t ID, VKTURL url, VKTDate expirationDate,
+                                                VKTPixelStatus status);
+
+    /// Pending, with a random ID.
+    static std::shared_ptr<VKTPixel> initWithUrl(VKTURL url, VKTDate expirationDate);
+
+    /// The same, expiring 24 hours from now.
+    static std::shared_ptr<VKTPixel> initWithUrl(VKTURL url);
+
+    /// Nothing unless ID, URL and date are there; an absent status is pending.
+    static std::shared_ptr<VKTPixel> initWithCoder(const VKTKeyedUnarchiver& coder);
+    void encodeWithCoder(VKTKeyedArchiver& coder) const;
+
+    VKTPixel(Private, std::uint32_t ID, VKTURL url, VKTDate expirationDate, VKTPixelStatus status)
+        : ID_(ID), url_(std::move(url)), expirationDate_(expirationDate), status_(status) {}
+
+    [[nodiscard]] std::uint32_t ID() const { return ID_; }
+    [[nodiscard]] const VKTURL& url() const { return url_; }  ///< macros already filled
+    [[nodiscard]] VKTDate expirationDate() const { return expirationDate_; }
+    [[nodiscard]] VKTPixelStatus status() const { return status_; }
+    void setStatus(VKTPixelStatus status) { status_ = status; }
+
+    /// Whether now is later than the expiration date; a pixel that expires exactly now has not expired.
+    [[nodiscard]] bool isExpired() const;
+
+    static VKTPixelStatus statusFromInt(std::int64_t value);
+    static std::int64_t intFromStatus(VKTPixelStatus status);
+
+    /// The same object, or equal ID, URL and expiration date.
+    [[nodiscard]] bool isEqualToPixel(const VKTPixel& other) const;
+    [[nodiscard]] std::string description() const;
+
+  private:
+    const std::uint32_t ID_;
+    const VKTURL url_;
+    const VKTDate expirationDate_;
+    std::atomic<VKTPixelStatus> status_;
+};

@@ -1,0 +1,71 @@
+// The one sender of tracking pixels.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+
+#include "VKTCoreKit/network/VKTURLSession.h"
+#include "VKTCoreKit/platform/VKTRunLoop.h"
+#include "VKTCoreKit/tracking/VKTPixelStore.h"
+
+/// One pixel's request, in total.
+inline constexpr VKTTimeInterval VKTPixelTimeout{10.0};
+
+/// Bytes of a pixel's answer that are kept; the rest is read and dropped.
+inline constexpr std::size_t VKTPixelBodyLimit = std::size_t{64} * 1024;
+
+/// Passes without a handler that wait for their turn. More are folded into the last of them, which sends
+/// whatever is pending when it starts.
+inline constexpr std::size_t VKTPixelWaitingPassLimit = 32;
+
+/// Keeps pixels in its store and sends them, one after another, on a serial worker of its own: a GET each,
+/// delivered when the final status is 200 to 399 or 404. A pixel that fails stays in the store; every later
+/// pass tries it again, oldest first, until it expires.
+///
+/// Every operation may be called on any thread. Destroying the manager ends the pass between two pixels,
+/// cancels the request under way, runs the handlers of the passes that are left (they send nothing) and joins
+/// the worker; on the worker itself it does not wait.
+class VKTPixelManager {
+  public:
+    /// Called once, on the worker, when the pass has ended.
+    using CompletionHandler = std::function<void()>;
+
+    /// Over the shared store and session. Never destroyed.
+    static const std::shared_ptr<VKTPixelManager>& sharedInstance();
+
+    /// Neither may be null.
+    static std::shared_ptr<VKTPixelManager> initWithPixelStore(std::shared_ptr<VKTPixelStore> pixelStore,
+                                                               std::shared_ptr<VKTURLSession> urlSession);
+
+    ~VKTPixelManager();
+    VKTPixelManager(const VKTPixelManager&) = delete;
+    VKTPixelManager& operator=(const VKTPixelManager&) = delete;
+
+    [[nodiscard]] const std::shared_ptr<VKTPixelStore>& pixelStore() const;
+    [[nodiscard]] const std::shared_ptr<VKTURLSession>& urlSession() const;
+
+    /// Adds to the store and saves it, unless the pixel's ID is there.
+    void addPixel(const std::shared_ptr<VKTPixel>& pixel);
+
+    /// Adds each; saves once, if any was added.
+    void addPixels(const VKTPixels& pixels);
+
+    /// One sending pass, after those asked for before. Returns at once.
+    void callPixels() { callPixelsWithCompletionHandler(nullptr); }
+    void callPixelsWithCompletionHandler(CompletionHandler completionHandler);
+
+    [[nodiscard]] VKTPixels allPixels() const { return pixelStore()->allPixels(); }
+    [[nodiscard]] VKTPixels validPendingPixels() const { return pixelStore()->validPendingPixels(); }
+
+    [[nodiscard]] static bool isResponseSuccessful(const VKTURLSessionResponse& response);
+    [[nodiscard]] static bool isStatusCodeValid(int statusCode);
+
+  private:
+    struct Worker;  // shared with the passes, which may outlive the manager
+
+    VKTPixelManager(std::shared_ptr<VKTPixelStore> pixelStore, std::shared_ptr<VKTURLSession> urlSession);
+
+    const std::shared_ptr<Worker> worker_;
+    const std::unique_ptr<VKTSerialQueue> queue_;
+};

@@ -1,0 +1,98 @@
+// The pixels that are still to be sent.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+#include "VKTCoreKit/tracking/VKTPixel.h"
+
+using VKTPixels = std::vector<std::shared_ptr<VKTPixel>>;
+
+/// Loads and saves a store's list. Called with the store's lock held, so one call at a time; on any thread.
+class VKTPixelStoreProviderProtocol {
+  public:
+    virtual ~VKTPixelStoreProviderProtocol() = default;
+
+    /// Nothing when there is no list.
+    virtual std::optional<VKTPixels> loadPixels() = 0;
+
+    /// True when the list, in its order, has been taken.
+    virtual bool savePixels(const VKTPixels& pixels) = 0;
+
+    /// Where the list is kept; it names the framework version, so that no version reads another's list.
+    [[nodiscard]] virtual std::string pixelStoreKey() const = 0;
+};
+
+/// The default: keeps nothing between launches. Stateless; any thread.
+class VKTPixelStoreProvider : public VKTPixelStoreProviderProtocol {
+  public:
+    std::optional<VKTPixels> loadPixels() override { return std::nullopt; }
+    bool savePixels(const VKTPixels& /*pixels*/) override { return true; }
+    [[nodiscard]] std::string pixelStoreKey() const override;
+};
+
+/// A list of pixels in the order of their addition, each ID once. Every operation may be called on any thread
+/// and is atomic; finding, adding and deleting cost the same however many there are.
+///
+/// Holds its provider for its whole life and calls it under its lock, which is recursive: a provider may call
+/// the store back. Nothing is saved but by `saveToDisk`.
+class VKTPixelStore {
+    struct Private {
+        explicit Private() = default;
+    };
+
+  public:
+    /// Over a `VKTPixelStoreProvider`. Never destroyed.
+    static const std::shared_ptr<VKTPixelStore>& sharedInstance();
+
+    /// Starts with the provider's list, without pixels whose ID was there before. The provider must not be
+    /// null.
+    static std::shared_ptr<VKTPixelStore> initWithProvider(
+        std::shared_ptr<VKTPixelStoreProviderProtocol> provider);
+
+    VKTPixelStore(Private, std::shared_ptr<VKTPixelStoreProviderProtocol> provider);
+
+    [[nodiscard]] const std::shared_ptr<VKTPixelStoreProviderProtocol>& provider() const { return provider_; }
+
+    /// The provider's list; an empty one when it has none.
+    [[nodiscard]] VKTPixels loadPixels() const;
+    bool saveToDisk() const;
+
+    /// Appends; false when a pixel with its ID is there.
+    bool addPixel(const std::shared_ptr<VKTPixel>& pixel);
+
+    /// Puts the pixel at the end, in place of the one with its ID; false when there is none.
+    bool updatePixel(const std::shared_ptr<VKTPixel>& pixel);
+
+    /// Removes the pixel with the same ID; false when there is none.
+    bool deletePixel(const VKTPixel& pixel);
+    void deleteObsoletePixels();
+
+    [[nodiscard]] std::shared_ptr<VKTPixel> pixelWithID(std::uint32_t ID) const;  ///< null when there is none
+    [[nodiscard]] VKTPixels allPixels() const;                                    ///< a copy
+    [[nodiscard]] VKTPixels validPendingPixels() const;  ///< those that are not obsolete, a copy
+
+    [[nodiscard]] bool isPixelInStore(const VKTPixel& pixel) const;
+
+    /// The place in the list; nothing when it is not there. Linear.
+    [[nodiscard]] std::optional<std::size_t> pixelIndexInStoreWithID(std::uint32_t ID) const;
+    [[nodiscard]] std::optional<std::size_t> pixelIndexInStore(const VKTPixel& pixel) const;
+
+    /// Expired or sent.
+    [[nodiscard]] static bool isPixelObsolete(const VKTPixel& pixel);
+
+  private:
+    using List = std::list<std::shared_ptr<VKTPixel>>;
+
+    const std::shared_ptr<VKTPixelStoreProviderProtocol> provider_;
+    mutable VKTRecursiveMutex mutex_;
+    List pixels_ VKT_GUARDED_BY(mutex_);
+    std::unordered_map<std::uint32_t, List::iterator> placesByID_ VKT_GUARDED_BY(mutex_);
+};

@@ -1,0 +1,68 @@
+// Where a tracking event manager's events come from.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "VKTCoreKit/core/VKTTrackingEvent.h"
+#include "VKTCoreKit/vast/VKTVASTTrackingEvent.h"
+
+using VKTTrackingEvents = std::vector<std::shared_ptr<VKTTrackingEvent>>;
+
+class VKTTrackingEventFactory {
+  public:
+    virtual ~VKTTrackingEventFactory() = default;
+
+    [[nodiscard]] virtual const VKTTrackingEvents& trackingEvents() const = 0;
+};
+
+/// A plain list, or the part of it that a filter keeps. Immutable; any thread.
+class VKTTrackingEventDefaultFactory : public VKTTrackingEventFactory {
+  public:
+    /// Variable bindings of a filter; none are given here.
+    using Bindings = std::map<std::string, std::string>;
+    /// Whether the event is kept.
+    using Filter = std::function<bool(const VKTTrackingEvent& event, const Bindings& bindings)>;
+
+    static std::shared_ptr<VKTTrackingEventDefaultFactory> initWithEvents(VKTTrackingEvents events);
+    static std::shared_ptr<VKTTrackingEventDefaultFactory> initWithEvents(VKTTrackingEvents events,
+                                                                          const Filter& withFilter);
+
+    /// The events that the filter keeps, in their order; all of them when it is empty.
+    static VKTTrackingEvents filterEvents(VKTTrackingEvents events, const Filter& withFilter);
+
+    [[nodiscard]] const VKTTrackingEvents& events() const { return events_; }
+    [[nodiscard]] const VKTTrackingEvents& trackingEvents() const override { return events_; }
+
+  private:
+    explicit VKTTrackingEventDefaultFactory(VKTTrackingEvents events) : events_(std::move(events)) {}
+
+    const VKTTrackingEvents events_;
+};
+
+/// The tracking events of a VAST creative, each with the second at which it is due. Immutable; any thread.
+class VKTVASTTrackingEventFactory : public VKTTrackingEventFactory {
+  public:
+    using VASTTrackingEvents = std::vector<std::shared_ptr<VKTVASTTrackingEvent>>;
+
+    /// `contentTotalTime` is in seconds; 0 or less when it is not known. Sets the offsets of the events
+    /// themselves, which the ad shares: one tracking manager at a time for one creative.
+    static std::shared_ptr<VKTVASTTrackingEventFactory> initWithVASTTrackingEvents(
+        const VASTTrackingEvents& vastTrackingEvents, double contentTotalTime);
+
+    /// Every event, in order, after its offset has been set: by its name for start, the quartiles and
+    /// complete, by its offset attribute (which goes first) as a time or a share of the total; else -1.
+    static VKTTrackingEvents trackingEventsFromVASTTrackingEvents(
+        const VASTTrackingEvents& vastTrackingEvents, double contentTotalTime);
+
+    [[nodiscard]] const VKTTrackingEvents& events() const { return events_; }
+    [[nodiscard]] const VKTTrackingEvents& trackingEvents() const override { return events_; }
+
+  private:
+    explicit VKTVASTTrackingEventFactory(VKTTrackingEvents events) : events_(std::move(events)) {}
+
+    const VKTTrackingEvents events_;
+};
