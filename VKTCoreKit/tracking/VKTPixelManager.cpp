@@ -1,0 +1,122 @@
+#include "VKTCoreKit/tracking/VKTPixelManager.h"
+
+#include <atomic>
+#include <utility>
+
+#include "VKTCoreKit/core/VKTLog.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+
+struct VKTPixelManager::Worker {
+    Worker(std::shared_ptr<VKTPixelStore> thePixelStore, std::shared_ptr<VKTURLSession> theURLSession)
+        : pixelStore(std::move(thePixelStore)), urlSession(std::move(theURLSession)) {}
+
+    // True when a pass has to be posted; otherwise one that waits will do.
+    bool addWaitingPass() {
+        VKTLock lock(mutex);
+        if (waitingPasses == VKTPixelWaitingPassLimit) return false;
+        ++waitingPasses;
+        return true;
+    }
+
+    void removeWaitingPass() {
+        VKTLock lock(mutex);
+        --waitingPasses;
+    }
+
+    void send(VKTPixel& pixel) const {
+        VKTURLRequest request;
+        request.url = pixel.url();
+        request.cachePolicy = VKTURLRequestReloadIgnoringLocalCacheData;
+        request.timeoutInterval = VKTPixelTimeout;
+        request.bodyKeepLimit = VKTPixelBodyLimit;
+        request.canceller = canceller;
+        if (isResponseSuccessful(urlSession->synchronousDataRequestWithURLRequest(request))) {
+            pixel.setStatus(VKTPixelStatusSuccess);
+            pixelStore->deletePixel(pixel);
+        } else {
+            VKTLog::sharedInstance()->logDebugWithFormat("Can't send pixel '%@'!",
+                                                         pixel.url().absoluteString());
+        }
+    }
+
+    void runPass() const {
+        pixelStore->deleteObsoletePixels();
+        for (const auto& pixel : pixelStore->validPendingPixels()) {
+            if (isStopped) break;
+            send(*pixel);
+        }
+        pixelStore->saveToDisk();
+    }
+
+    const std::shared_ptr<VKTPixelStore> pixelStore;
+    const std::shared_ptr<VKTURLSession> urlSession;
+    const std::shared_ptr<VKTHTTPCanceller> canceller = std::make_shared<VKTHTTPCanceller>();
+    std::atomic<bool> isStopped = false;
+    VKTMutex mutex;
+    std::size_t waitingPasses VKT_GUARDED_BY(mutex) = 0;  // without a handler
+};
+
+const std::shared_ptr<VKTPixelManager>& VKTPixelManager::sharedInstance() {
+    static const auto* instance = new std::shared_ptr<VKTPixelManager>(
+        initWithPixelStore(VKTPixelStore::sharedInstance(), VKTURLSession::sharedInstance()));
+    return *instance;
+}
+
+std::shared_ptr<VKTPixelManager> VKTPixelManager::initWithPixelStore(
+    std::shared_ptr<VKTPixelStore> pixelStore, std::shared_ptr<VKTURLSession> urlSession) {
+    return std::shared_ptr<VKTPixelManager>(
+        new VKTPixelManager(std::move(pixelStore), std::move(urlSession)));
+}
+
+VKTPixelManager::VKTPixelManager(std::shared_ptr<VKTPixelStore> pixelStore,
+                                 std::shared_ptr<VKTURLSession> urlSession)
+    : worker_(std::make_shared<Worker>(std::move(pixelStore), std::move(urlSession))),
+      queue_(VKTPlatform::current().makeSerialQueue()) {}
+
+VKTPixelManager::~VKTPixelManager() {
+    worker_->isStopped = true;
+    worker_->canceller->cancel();
+}
+
+const std::shared_ptr<VKTPixelStore>& VKTPixelManager::pixelStore() const {
+    return worker_->pixelStore;
+}
+
+const std::shared_ptr<VKTURLSession>& VKTPixelManager::urlSession() const {
+    return worker_->urlSession;
+}
+
+void VKTPixelManager::addPixel(const std::shared_ptr<VKTPixel>& pixel) {
+    addPixels({pixel});
+}
+
+void VKTPixelManager::addPixels(const VKTPixels& pixels) {
+    bool isAnyAdded = false;
+    for (const auto& pixel : pixels)
+        isAnyAdded |= pixelStore()->addPixel(pixel);
+    if (isAnyAdded) pixelStore()->saveToDisk();
+}
+
+void VKTPixelManager::callPixelsWithCompletionHandler(CompletionHandler completionHandler) {
+    if (!completionHandler) {
+        if (!worker_->addWaitingPass()) return;
+        queue_->post([worker = worker_] {
+            worker->removeWaitingPass();
+            if (!worker->isStopped) worker->runPass();
+        });
+        return;
+    }
+    queue_->post([worker = worker_, handler = std::move(completionHandler)] {
+        if (!worker->isStopped) worker->runPass();
+        handler();
+    });
+}
+
+bool VKTPixelManager::isResponseSuccessful(const VKTURLSessionResponse& response) {
+    return response.response() && !response.error() && isStatusCodeValid(response.response()->statusCode);
+}
+
+bool VKTPixelManager::isStatusCodeValid(int statusCode) {
+    constexpr int notFound = 404;  // a dead URL is not tried again for a whole day
+    return (statusCode >= 200 && statusCode < 400) || statusCode == notFound;
+}
