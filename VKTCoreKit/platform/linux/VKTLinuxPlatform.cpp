@@ -1,17 +1,25 @@
+#include "VKTCoreKit/platform/VKTHeadlessView.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
 #include "VKTCoreKit/platform/linux/VKTExpatEventReader.h"
+#include "VKTCoreKit/platform/linux/VKTSQLiteKeyValueStore.h"
 #include "VKTCoreKit/platform/linux/VKTSystemClock.h"
 #include "VKTCoreKit/platform/linux/VKTSystemRandom.h"
 
 VKTPlatform vkt_makeDefaultPlatform() {
+    const auto notificationCentre = std::make_shared<VKTNotificationCentre>();
     return {.clock = std::make_shared<VKTSystemClock>(),
             .random = std::make_shared<VKTSystemRandom>(),
             .HTTPSession = vkt_makeCurlHTTPSession(),
             .mainRunLoop = vkt_makeAsioMainRunLoop(),
             .passbackPool = vkt_makeAsioConcurrentPool(VKTPassbackThreadLimit),
+            .globalPool = vkt_makeAsioConcurrentPool(VKTGlobalPoolThreadLimit),
+            .keyValueStore = vkt_makeSQLiteKeyValueStore("", nullptr),
+            .notificationCentre = notificationCentre,
+            .application = std::make_shared<VKTHeadlessApplication>(notificationCentre),
             .makeXMLEventReader = vkt_makeExpatEventReader,
             .makeSerialQueue = vkt_makeAsioSerialQueue,
-            .makeConcurrentPool = vkt_makeAsioConcurrentPool};
+            .makeConcurrentPool = vkt_makeAsioConcurrentPool,
+            .makeKeyValueStore = vkt_makeSQLiteKeyValueStore};
 }
