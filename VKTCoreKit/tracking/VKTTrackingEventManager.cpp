@@ -1,0 +1,177 @@
+#include "VKTCoreKit/tracking/VKTTrackingEventManager.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
+
+#include "VKTCoreKit/core/VKTLog.h"
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+
+namespace {
+
+// A list of events that two threads change loses pixels or sends them twice, and nobody would notice.
+void requireMainThread(const char* operation) {
+    if (VKTPlatform::current().mainRunLoop->isCurrentThread()) return;
+    std::fprintf(stderr,
+                 "VKTCoreKit: %s was called off the main thread; post the call to the main run loop "
+                 "(VKTPlatform::current().mainRunLoop->post).\n",
+                 operation);
+    std::abort();
+}
+
+std::size_t occurrences(std::string_view text, std::string_view pattern) {
+    std::size_t count = 0;
+    for (auto found = text.find(pattern); found != std::string_view::npos;
+         found = text.find(pattern, found + pattern.size()))
+        ++count;
+    return count;
+}
+
+// False, and the text as it was, when the result would be too long.
+bool replaceWithinLimit(std::string& text, std::string_view pattern, std::string_view replacement) {
+    const std::size_t count = pattern.empty() ? 0 : occurrences(text, pattern);
+    if (count == 0) return true;
+    if (text.size() - count * pattern.size() + count * replacement.size() > VKTEventURLLengthLimit)
+        return false;
+    text = vkt_replacingOccurrences(text, pattern, replacement);
+    return true;
+}
+
+bool replaceMacros(std::string& text, const VKTReplacements& macros) {
+    for (const auto& [name, value] : macros) {
+        if (!replaceWithinLimit(text, "%5B" + name + "%5D", value)) return false;
+    }
+    return true;
+}
+
+bool replaceVariable(std::string& text, std::string_view variable, std::string_view value) {
+    const auto replacement = VKTTrackingEventManager::replacedVariable(variable, value);
+    return !replacement ||
+           replaceWithinLimit(text, VKTTrackingEventManager::plainVariableFromVariable(variable),
+                              *replacement);
+}
+
+}  // namespace
+
+std::shared_ptr<VKTTrackingEventManager> VKTTrackingEventManager::initWithEventFactory(
+    const VKTTrackingEventFactory& eventFactory, VKTReplacements macros,
+    const std::shared_ptr<VKTTrackingEventManagerDelegate>& delegate,
+    std::shared_ptr<VKTPixelManager> pixelManager) {
+    return std::shared_ptr<VKTTrackingEventManager>(
+        new VKTTrackingEventManager(eventFactory, std::move(macros), delegate, std::move(pixelManager)));
+}
+
+VKTTrackingEventManager::VKTTrackingEventManager(
+    const VKTTrackingEventFactory& eventFactory, VKTReplacements macros,
+    const std::shared_ptr<VKTTrackingEventManagerDelegate>& delegate,
+    std::shared_ptr<VKTPixelManager> pixelManager)
+    : events_(eventFactory.trackingEvents()),
+      macros_(std::move(macros)),
+      pixelManager_(pixelManager ? std::move(pixelManager) : VKTPixelManager::sharedInstance()),
+      delegate_(delegate) {}
+
+bool VKTTrackingEventManager::trackEvent(std::string_view eventName, const VKTReplacements& variables,
+                                         const VKTReplacements& additionalMacros) {
+    requireMainThread("trackEvent");
+    const auto self = shared_from_this();  // the delegate may let go of it
+    const std::string name(eventName);
+    VKTTrackingEvents selection;
+    for (const auto& event : events_) {
+        if (event->eventName() == name) selection.push_back(event);
+    }
+    for (auto event = selection.rbegin(); event != selection.rend(); ++event)
+        trackEventByReference(*event, variables, additionalMacros, false, false);
+    if (!selection.empty()) pixelManager_->callPixels();
+    if (const auto listener = delegate()) listener->trackingEventManager(*this, name, selection.size());
+    return !selection.empty();
+}
+
+void VKTTrackingEventManager::trackEventByReference(const std::shared_ptr<VKTTrackingEvent>& event,
+                                                    const VKTReplacements& variables,
+                                                    const VKTReplacements& additionalMacros,
+                                                    bool callPixelsImmediately) {
+    trackEventByReference(event, variables, additionalMacros, callPixelsImmediately, true);
+}
+
+void VKTTrackingEventManager::trackEventByReference(const std::shared_ptr<VKTTrackingEvent>& event,
+                                                    const VKTReplacements& variables,
+                                                    const VKTReplacements& additionalMacros,
+                                                    bool callPixelsImmediately, bool shouldCallDelegate) {
+    requireMainThread("trackEventByReference");
+    if (!events_.contains(*event)) {
+        VKTLog::sharedInstance()->logDebugWithFormat(
+            "Event tracking cancelled because the event was not contained in the events array: '%@'!",
+            event->eventURL().absoluteString());
+        return;
+    }
+    const auto self = shared_from_this();  // the delegate may let go of it
+    const auto fired = event;              // the caller's reference may be into the list
+    pixelManager_->addPixel(
+        VKTPixel::initWithUrl(finalEventURLWithURL(fired->eventURL(), variables, additionalMacros)));
+    if (fired->isEventConsumable()) events_.remove(*fired);
+    if (callPixelsImmediately) pixelManager_->callPixels();
+    if (!shouldCallDelegate) return;
+    if (const auto listener = delegate()) listener->trackingEventManager(*this, fired->eventName(), 1);
+}
+
+VKTURL VKTTrackingEventManager::finalEventURLWithURL(const VKTURL& url, const VKTReplacements& variables,
+                                                     const VKTReplacements& additionalMacros) const {
+    VKTReplacements macroSet = macrosForURL(url);
+    macroSet.insert(additionalMacros.begin(), additionalMacros.end());
+    const auto withMacros = eventURLWithMacrosReplacedFromTemplateURL(url, macroSet);
+    if (!withMacros) {
+        VKTLog::sharedInstance()->logDebugWithFormat(
+            "Replacing macros in URL '%@' has resulted in a invalid URL! Using the original URL instead.",
+            url.absoluteString());
+        return url;
+    }
+    VKTReplacements variableSet = variablesForURL(url);
+    variableSet.insert(variables.begin(), variables.end());
+    auto withVariables = eventURLWithKorvoVariablesReplacedFromTemplateURL(*withMacros, variableSet);
+    if (!withVariables) {
+        VKTLog::sharedInstance()->logDebugWithFormat(
+            "Replacing variables in URL '%@' has resulted in a invalid URL! Using the original URL instead.",
+            url.absoluteString());
+        return url;
+    }
+    return *std::move(withVariables);
+}
+
+std::optional<VKTURL> VKTTrackingEventManager::eventURLWithMacrosReplacedFromTemplateURL(
+    const VKTURL& url, const VKTReplacements& additionalMacros) const {
+    std::string text = url.absoluteString();
+    if (!replaceMacros(text, macros_) || !replaceMacros(text, additionalMacros)) return std::nullopt;
+    return VKTURL::URLWithString(text);
+}
+
+std::optional<VKTURL> VKTTrackingEventManager::eventURLWithKorvoVariablesReplacedFromTemplateURL(
+    const VKTURL& url, const VKTReplacements& variables) {
+    if (variables.empty()) return url;
+    std::string text = url.absoluteString();
+    for (const auto& [variable, value] : variables) {
+        if (!replaceVariable(text, variable, value)) return std::nullopt;
+    }
+    return VKTURL::URLWithString(text);
+}
+
+std::string VKTTrackingEventManager::string(std::string string, std::string_view byReplacingVariable,
+                                            std::string_view withValue) {
+    replaceVariable(string, byReplacingVariable, withValue);
+    return string;
+}
+
+std::string VKTTrackingEventManager::plainVariableFromVariable(std::string_view variable) {
+    std::string plain(variable);
+    std::erase_if(plain, [](char c) { return c == '{' || c == '}'; });
+    return plain;
+}
+
+std::optional<std::string> VKTTrackingEventManager::replacedVariable(std::string_view variable,
+                                                                     std::string_view withValue) {
+    const auto outer = vkt_split(variable, '{');
+    if (outer.size() != 2) return std::nullopt;
+    const auto inner = vkt_split(outer[1], '}');
+    if (inner.size() != 2) return std::nullopt;
+    return std::string(outer[0]).append(withValue).append(inner[1]);
+}
