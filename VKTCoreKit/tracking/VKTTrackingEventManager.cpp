@@ -80,9 +80,12 @@ bool VKTTrackingEventManager::trackEvent(std::string_view eventName, const VKTRe
     for (const auto& event : events_) {
         if (event->eventName() == name) selection.push_back(event);
     }
-    for (auto event = selection.rbegin(); event != selection.rend(); ++event)
-        trackEventByReference(*event, variables, additionalMacros, false, false);
-    if (!selection.empty()) pixelManager_->callPixels();
+    if (!selection.empty()) {
+        beginWalk();
+        for (auto event = selection.rbegin(); event != selection.rend(); ++event)
+            trackEventByReference(*event, variables, additionalMacros, false, false);
+        endWalk();
+    }
     if (const auto listener = delegate()) listener->trackingEventManager(*this, name, selection.size());
     return !selection.empty();
 }
@@ -107,12 +110,23 @@ void VKTTrackingEventManager::trackEventByReference(const std::shared_ptr<VKTTra
     }
     const auto self = shared_from_this();  // the delegate may let go of it
     const auto fired = event;              // the caller's reference may be into the list
-    pixelManager_->addPixel(
+    gatheredPixels_.push_back(
         VKTPixel::initWithUrl(finalEventURLWithURL(fired->eventURL(), variables, additionalMacros)));
     if (fired->isEventConsumable()) events_.remove(*fired);
+    if (walks_ == 0 || callPixelsImmediately) handOverPixels();
     if (callPixelsImmediately) pixelManager_->callPixels();
     if (!shouldCallDelegate) return;
     if (const auto listener = delegate()) listener->trackingEventManager(*this, fired->eventName(), 1);
+}
+
+void VKTTrackingEventManager::endWalk() {
+    --walks_;
+    handOverPixels();
+    pixelManager_->callPixels();
+}
+
+void VKTTrackingEventManager::handOverPixels() {
+    pixelManager_->addPixels(std::exchange(gatheredPixels_, {}));
 }
 
 VKTURL VKTTrackingEventManager::finalEventURLWithURL(const VKTURL& url, const VKTReplacements& variables,

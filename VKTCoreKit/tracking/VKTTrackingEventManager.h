@@ -76,7 +76,8 @@ class VKTTrackingEventManager : public std::enable_shared_from_this<VKTTrackingE
     [[nodiscard]] static std::optional<VKTURL> eventURLWithKorvoVariablesReplacedFromTemplateURL(
         const VKTURL& url, const VKTReplacements& variables);
 
-    /// "$name" for the variable "${name}" gives "$" and the value: the prefix stays, on purpose.
+    /// "$name" for the variable "${name}" gives "$" and the value: the prefix stays, on purpose. A string
+    /// that would become too long stays as it is.
     [[nodiscard]] static std::string string(std::string string, std::string_view byReplacingVariable,
                                             std::string_view withValue);
     [[nodiscard]] static std::string plainVariableFromVariable(std::string_view variable);
@@ -95,12 +96,21 @@ class VKTTrackingEventManager : public std::enable_shared_from_this<VKTTrackingE
                             const std::shared_ptr<VKTTrackingEventManagerDelegate>& delegate,
                             std::shared_ptr<VKTPixelManager> pixelManager);
 
+    /// Between the two, the pixels of fired events are gathered; the end hands them over at once and has them
+    /// called. A store saves its whole list at each handing over, so one by one would cost the square.
+    void beginWalk() { ++walks_; }
+    void endWalk();
+
     /// What a subclass knows of one URL; it goes over what the caller gave. Empty here.
     [[nodiscard]] virtual VKTReplacements macrosForURL(const VKTURL& /*url*/) const { return {}; }
     [[nodiscard]] virtual VKTReplacements variablesForURL(const VKTURL& /*url*/) const { return {}; }
 
   private:
+    void handOverPixels();
+
     VKTTrackingEventList events_;
+    VKTPixels gatheredPixels_;
+    std::size_t walks_ = 0;  // under way, one within the other when a delegate tracks
     const VKTReplacements macros_;
     const std::shared_ptr<VKTPixelManager> pixelManager_;
     const std::weak_ptr<VKTTrackingEventManagerDelegate> delegate_;
