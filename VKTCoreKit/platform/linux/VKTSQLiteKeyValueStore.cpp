@@ -157,7 +157,7 @@ class Connection {
         std::int64_t tables = 0;
         int result = number("PRAGMA application_id", application);
         if (result == SQLITE_OK) result = number("PRAGMA user_version", version);
-        if (result == SQLITE_OK) result = number("SELECT count(*) FROM sqlite_schema", tables);
+        if (result == SQLITE_OK) result = number("SELECT count(*) FROM sqlite_master", tables);
         if (result != SQLITE_OK) return result;
         if (application == applicationID && version == schemaVersion) return SQLITE_OK;
         const bool isNew = application == 0 && version == 0 && tables == 0;

@@ -6,10 +6,16 @@ VKTTestPlatform vkt_makeTestPlatform() {
     test.random = std::make_shared<VKTFixedRandomSource>();
     test.HTTPSession = std::make_shared<VKTFakeHTTPSession>();
     test.mainRunLoop = std::make_shared<VKTManualRunLoop>(test.clock);
+    test.keyValueStore = std::make_shared<VKTMemoryKeyValueStore>();
+    test.notificationCentre = std::make_shared<VKTNotificationCentre>();
+    test.application = std::make_shared<VKTHeadlessApplication>(test.notificationCentre);
     test.platform = vkt_makeDefaultPlatform();
     test.platform.clock = test.clock;
     test.platform.random = test.random;
     test.platform.HTTPSession = test.HTTPSession;
     test.platform.mainRunLoop = test.mainRunLoop;
+    test.platform.keyValueStore = test.keyValueStore;
+    test.platform.notificationCentre = test.notificationCentre;
+    test.platform.application = test.application;
     return test;
 }

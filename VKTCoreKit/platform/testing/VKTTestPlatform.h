@@ -4,11 +4,13 @@
 #include <memory>
 #include <utility>
 
+#include "VKTCoreKit/platform/VKTHeadlessView.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/testing/VKTFakeHTTPSession.h"
 #include "VKTCoreKit/platform/testing/VKTFixedRandomSource.h"
 #include "VKTCoreKit/platform/testing/VKTManualClock.h"
 #include "VKTCoreKit/platform/testing/VKTManualRunLoop.h"
+#include "VKTCoreKit/platform/testing/VKTMemoryKeyValueStore.h"
 
 /// The platform and its fakes by their own types.
 struct VKTTestPlatform {
@@ -16,11 +18,15 @@ struct VKTTestPlatform {
     std::shared_ptr<VKTFixedRandomSource> random;
     std::shared_ptr<VKTFakeHTTPSession> HTTPSession;
     std::shared_ptr<VKTManualRunLoop> mainRunLoop;
+    std::shared_ptr<VKTMemoryKeyValueStore> keyValueStore;
+    std::shared_ptr<VKTNotificationCentre> notificationCentre;
+    std::shared_ptr<VKTHeadlessApplication> application;
     VKTPlatform platform;
 };
 
-/// Time, draws, answers and the main loop by hand. The XML reader, queues and pools are the linked
-/// platform's: what blocks on them would never end on a queue that is stepped by hand.
+/// Time, draws, answers, the main loop and the application's state by hand. The XML reader, queues, pools and
+/// stores with a file are the linked platform's: what blocks on them would never end on a queue that is
+/// stepped by hand.
 VKTTestPlatform vkt_makeTestPlatform();
 
 /// Puts a platform in force and, when destroyed, the old one. One at a time, while nothing of the library
