@@ -34,8 +34,9 @@ struct ResolveOptions {
 };
 
 struct ServeOptions {
-    int port = 8080;   ///< 0: any free one
-    std::string root;  ///< folder served under /files/; none when empty
+    int port = 8080;                 ///< 0: any free one
+    std::string root;                ///< folder served under /files/; none when empty
+    std::vector<std::string> tells;  ///< "PATH=ANSWER[:N]" each, checked
 };
 
 int runXML(const XMLOptions& options);

@@ -11,18 +11,18 @@ namespace {
 
 constexpr std::string_view fullInlineAd = R"(    <InLine>
       <AdSystem version="1.0">VKTCoreKit demo server</AdSystem>
-      <Error><![CDATA[{BASE}/pixel/error?code=[ERRORCODE]&{QUERY}]]></Error>
+      <Error><![CDATA[{BASE}/pixel/{ID}/error?code=[ERRORCODE]&{QUERY}]]></Error>
       <Extensions>
         <Extension type="demo"><instanceCount>1</instanceCount></Extension>
         <Extension type="demo"><sort rank="1"/></Extension>
       </Extensions>
-      <Impression id="first"><![CDATA[{BASE}/pixel/impression?{QUERY}]]></Impression>
-      <Impression id="second"><![CDATA[{BASE}/pixel/impression2?{QUERY}]]></Impression>
+      <Impression id="first"><![CDATA[{BASE}/pixel/{ID}/impression?{QUERY}]]></Impression>
+      <Impression id="second"><![CDATA[{BASE}/pixel/{ID}/impression2?{QUERY}]]></Impression>
       <Pricing model="CPM" currency="EUR">12.50</Pricing>
       <ViewableImpression id="viewability">
-        <Viewable><![CDATA[{BASE}/pixel/viewable?{QUERY}]]></Viewable>
-        <NotViewable><![CDATA[{BASE}/pixel/notViewable?{QUERY}]]></NotViewable>
-        <ViewUndetermined><![CDATA[{BASE}/pixel/viewUndetermined?{QUERY}]]></ViewUndetermined>
+        <Viewable><![CDATA[{BASE}/pixel/{ID}/viewable?{QUERY}]]></Viewable>
+        <NotViewable><![CDATA[{BASE}/pixel/{ID}/notViewable?{QUERY}]]></NotViewable>
+        <ViewUndetermined><![CDATA[{BASE}/pixel/{ID}/viewUndetermined?{QUERY}]]></ViewUndetermined>
       </ViewableImpression>
       <AdServingId>serving-{ID}</AdServingId>
       <AdTitle>Demo ad {ID}</AdTitle>
@@ -30,7 +30,7 @@ constexpr std::string_view fullInlineAd = R"(    <InLine>
         <Verification vendor="demo.verification">
           <JavaScriptResource apiFramework="omid" browserOptional="true"><![CDATA[{BASE}/media/verification.js]]></JavaScriptResource>
           <TrackingEvents>
-            <Tracking event="verificationNotExecuted"><![CDATA[{BASE}/pixel/verificationNotExecuted?reason=[REASON]&{QUERY}]]></Tracking>
+            <Tracking event="verificationNotExecuted"><![CDATA[{BASE}/pixel/{ID}/verificationNotExecuted?reason=[REASON]&{QUERY}]]></Tracking>
           </TrackingEvents>
           <VerificationParameters><![CDATA[ad={ID}]]></VerificationParameters>
         </Verification>
@@ -45,24 +45,26 @@ constexpr std::string_view fullInlineAd = R"(    <InLine>
                 <StaticResource creativeType="image/gif"><![CDATA[{BASE}/media/icon.gif]]></StaticResource>
                 <IconClicks>
                   <IconClickThrough><![CDATA[{BASE}/html]]></IconClickThrough>
-                  <IconClickTracking id="icon"><![CDATA[{BASE}/pixel/iconClick?{QUERY}]]></IconClickTracking>
+                  <IconClickTracking id="icon"><![CDATA[{BASE}/pixel/{ID}/iconClick?{QUERY}]]></IconClickTracking>
                 </IconClicks>
-                <IconViewTracking><![CDATA[{BASE}/pixel/iconView?{QUERY}]]></IconViewTracking>
+                <IconViewTracking><![CDATA[{BASE}/pixel/{ID}/iconView?{QUERY}]]></IconViewTracking>
               </Icon>
             </Icons>
             <TrackingEvents>
-              <Tracking event="start"><![CDATA[{BASE}/pixel/start?{QUERY}]]></Tracking>
-              <Tracking event="firstQuartile"><![CDATA[{BASE}/pixel/firstQuartile?{QUERY}]]></Tracking>
-              <Tracking event="midpoint"><![CDATA[{BASE}/pixel/midpoint?{QUERY}]]></Tracking>
-              <Tracking event="thirdQuartile"><![CDATA[{BASE}/pixel/thirdQuartile?{QUERY}]]></Tracking>
-              <Tracking event="complete"><![CDATA[{BASE}/pixel/complete?{QUERY}]]></Tracking>
-              <Tracking event="progress" offset="00:00:03.500"><![CDATA[{BASE}/pixel/progress?at=3.5&{QUERY}]]></Tracking>
-              <Tracking event="progress" offset="40%"><![CDATA[{BASE}/pixel/progress?at=40p&{QUERY}]]></Tracking>
-              <Tracking event="mute"><![CDATA[{BASE}/pixel/mute?{QUERY}]]></Tracking>
-              <Tracking event="unmute"><![CDATA[{BASE}/pixel/unmute?{QUERY}]]></Tracking>
-              <Tracking event="pause"><![CDATA[{BASE}/pixel/pause?{QUERY}]]></Tracking>
-              <Tracking event="resume"><![CDATA[{BASE}/pixel/resume?{QUERY}]]></Tracking>
-              <Tracking event="skip"><![CDATA[{BASE}/pixel/skip?{QUERY}]]></Tracking>
+              <Tracking event="creativeView"><![CDATA[{BASE}/pixel/{ID}/creativeView?{QUERY}]]></Tracking>
+              <Tracking event="loaded"><![CDATA[{BASE}/pixel/{ID}/loaded?{QUERY}]]></Tracking>
+              <Tracking event="start"><![CDATA[{BASE}/pixel/{ID}/start?{QUERY}]]></Tracking>
+              <Tracking event="firstQuartile"><![CDATA[{BASE}/pixel/{ID}/firstQuartile?{QUERY}]]></Tracking>
+              <Tracking event="midpoint"><![CDATA[{BASE}/pixel/{ID}/midpoint?{QUERY}]]></Tracking>
+              <Tracking event="thirdQuartile"><![CDATA[{BASE}/pixel/{ID}/thirdQuartile?{QUERY}]]></Tracking>
+              <Tracking event="complete"><![CDATA[{BASE}/pixel/{ID}/complete?{QUERY}]]></Tracking>
+              <Tracking event="progress" offset="00:00:03.500"><![CDATA[{BASE}/pixel/{ID}/progress-3.5s?{QUERY}]]></Tracking>
+              <Tracking event="progress" offset="40%"><![CDATA[{BASE}/pixel/{ID}/progress-40-percent?{QUERY}]]></Tracking>
+              <Tracking event="mute"><![CDATA[{BASE}/pixel/{ID}/mute?{QUERY}]]></Tracking>
+              <Tracking event="unmute"><![CDATA[{BASE}/pixel/{ID}/unmute?{QUERY}]]></Tracking>
+              <Tracking event="pause"><![CDATA[{BASE}/pixel/{ID}/pause?{QUERY}]]></Tracking>
+              <Tracking event="resume"><![CDATA[{BASE}/pixel/{ID}/resume?{QUERY}]]></Tracking>
+              <Tracking event="skip"><![CDATA[{BASE}/pixel/{ID}/skip?{QUERY}]]></Tracking>
             </TrackingEvents>
             <AdParameters><![CDATA[{"ad":"{ID}"}]]></AdParameters>
             <Duration>00:00:15</Duration>
@@ -74,7 +76,7 @@ constexpr std::string_view fullInlineAd = R"(    <InLine>
               <MediaFile id="open" delivery="progressive" type="video/webm" width="1280" height="720" bitrate="2000"><![CDATA[{BASE}/media/{ID}.webm]]></MediaFile>
             </MediaFiles>
             <VideoClicks>
-              <ClickTracking id="click"><![CDATA[{BASE}/pixel/click?{QUERY}]]></ClickTracking>
+              <ClickTracking id="click"><![CDATA[{BASE}/pixel/{ID}/click?{QUERY}]]></ClickTracking>
               <ClickThrough><![CDATA[{BASE}/html?from={ID}]]></ClickThrough>
             </VideoClicks>
           </Linear>
@@ -86,9 +88,9 @@ constexpr std::string_view fullInlineAd = R"(    <InLine>
               <StaticResource creativeType="image/gif"><![CDATA[{BASE}/media/companion.gif]]></StaticResource>
               <AltText>Demo companion</AltText>
               <CompanionClickThrough><![CDATA[{BASE}/html]]></CompanionClickThrough>
-              <CompanionClickTracking id="companion"><![CDATA[{BASE}/pixel/companionClick?{QUERY}]]></CompanionClickTracking>
+              <CompanionClickTracking id="companion"><![CDATA[{BASE}/pixel/{ID}/companionClick?{QUERY}]]></CompanionClickTracking>
               <TrackingEvents>
-                <Tracking event="creativeView"><![CDATA[{BASE}/pixel/companionView?{QUERY}]]></Tracking>
+                <Tracking event="creativeView"><![CDATA[{BASE}/pixel/{ID}/companionView?{QUERY}]]></Tracking>
               </TrackingEvents>
             </Companion>
           </CompanionAds>
@@ -101,8 +103,8 @@ constexpr std::string_view fullInlineAd = R"(    <InLine>
 // Well-formed and complete, but in a format that no player here knows.
 constexpr std::string_view unplayableInlineAd = R"(    <InLine>
       <AdSystem version="1.0">VKTCoreKit demo server</AdSystem>
-      <Error><![CDATA[{BASE}/pixel/error?code=[ERRORCODE]&{QUERY}]]></Error>
-      <Impression><![CDATA[{BASE}/pixel/impression?{QUERY}]]></Impression>
+      <Error><![CDATA[{BASE}/pixel/{ID}/error?code=[ERRORCODE]&{QUERY}]]></Error>
+      <Impression><![CDATA[{BASE}/pixel/{ID}/impression?{QUERY}]]></Impression>
       <AdServingId>serving-{ID}</AdServingId>
       <AdTitle>Unplayable ad {ID}</AdTitle>
       <Creatives>
@@ -122,20 +124,27 @@ constexpr std::string_view unplayableInlineAd = R"(    <InLine>
 constexpr std::string_view fullWrapperAd =
     R"(    <Wrapper followAdditionalWrappers="true" allowMultipleAds="true" fallbackOnNoAd="true">
       <AdSystem version="1.0">VKTCoreKit demo server</AdSystem>
-      <Error><![CDATA[{BASE}/pixel/error?code=[ERRORCODE]&{QUERY}]]></Error>
-      <Impression id="wrapper"><![CDATA[{BASE}/pixel/impression?{QUERY}]]></Impression>
+      <Error><![CDATA[{BASE}/pixel/{ID}/error?code=[ERRORCODE]&{QUERY}]]></Error>
+      <Impression id="wrapper"><![CDATA[{BASE}/pixel/{ID}/impression?{QUERY}]]></Impression>
       <ViewableImpression>
-        <Viewable><![CDATA[{BASE}/pixel/viewable?{QUERY}]]></Viewable>
+        <Viewable><![CDATA[{BASE}/pixel/{ID}/viewable?{QUERY}]]></Viewable>
+        <NotViewable><![CDATA[{BASE}/pixel/{ID}/notViewable?{QUERY}]]></NotViewable>
+        <ViewUndetermined><![CDATA[{BASE}/pixel/{ID}/viewUndetermined?{QUERY}]]></ViewUndetermined>
       </ViewableImpression>
       <Creatives>
         <Creative id="{ID}-linear" sequence="1">
           <Linear>
             <TrackingEvents>
-              <Tracking event="start"><![CDATA[{BASE}/pixel/start?{QUERY}]]></Tracking>
-              <Tracking event="complete"><![CDATA[{BASE}/pixel/complete?{QUERY}]]></Tracking>
+              <Tracking event="creativeView"><![CDATA[{BASE}/pixel/{ID}/creativeView?{QUERY}]]></Tracking>
+              <Tracking event="loaded"><![CDATA[{BASE}/pixel/{ID}/loaded?{QUERY}]]></Tracking>
+              <Tracking event="start"><![CDATA[{BASE}/pixel/{ID}/start?{QUERY}]]></Tracking>
+              <Tracking event="firstQuartile"><![CDATA[{BASE}/pixel/{ID}/firstQuartile?{QUERY}]]></Tracking>
+              <Tracking event="midpoint"><![CDATA[{BASE}/pixel/{ID}/midpoint?{QUERY}]]></Tracking>
+              <Tracking event="thirdQuartile"><![CDATA[{BASE}/pixel/{ID}/thirdQuartile?{QUERY}]]></Tracking>
+              <Tracking event="complete"><![CDATA[{BASE}/pixel/{ID}/complete?{QUERY}]]></Tracking>
             </TrackingEvents>
             <VideoClicks>
-              <ClickTracking id="wrapper"><![CDATA[{BASE}/pixel/click?{QUERY}]]></ClickTracking>
+              <ClickTracking id="wrapper"><![CDATA[{BASE}/pixel/{ID}/click?{QUERY}]]></ClickTracking>
             </VideoClicks>
           </Linear>
         </Creative>
@@ -148,8 +157,8 @@ constexpr std::string_view smallInlineAd = R"(  <Ad id="{ID}">
     <InLine>
       <AdSystem>VKTCoreKit demo server</AdSystem>
       <AdTitle>Small ad {ID}</AdTitle>
-      <Error><![CDATA[{BASE}/pixel/error?code=[ERRORCODE]&{QUERY}]]></Error>
-      <Impression><![CDATA[{BASE}/pixel/impression?{QUERY}]]></Impression>
+      <Error><![CDATA[{BASE}/pixel/{ID}/error?code=[ERRORCODE]&{QUERY}]]></Error>
+      <Impression><![CDATA[{BASE}/pixel/{ID}/impression?{QUERY}]]></Impression>
       <Creatives>
         <Creative>
           <Linear>
@@ -178,8 +187,7 @@ std::string document(std::string_view version, std::string_view content) {
 }  // namespace
 
 std::string DemoDocuments::filled(std::string_view text, std::string_view id) const {
-    std::string result =
-        vkt_replacingOccurrences(text, "{QUERY}", "ad={ID}&cb=[CACHEBUSTING]&ts=[TIMESTAMP]");
+    std::string result = vkt_replacingOccurrences(text, "{QUERY}", "cb=[CACHEBUSTING]&ts=[TIMESTAMP]");
     result = vkt_replacingOccurrences(result, "{BASE}", baseURL_);
     return vkt_replacingOccurrences(result, "{ID}", id);
 }
@@ -249,7 +257,7 @@ std::string DemoDocuments::empty() const {
 
 std::string DemoDocuments::emptyWithError() const {
     constexpr std::string_view error =
-        "  <Error><![CDATA[{BASE}/pixel/error?code=[ERRORCODE]&{QUERY}]]></Error>\n";
+        "  <Error><![CDATA[{BASE}/pixel/{ID}/error?code=[ERRORCODE]&{QUERY}]]></Error>\n";
     return document("4.2", filled(error, "none"));
 }
 

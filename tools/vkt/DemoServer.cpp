@@ -7,13 +7,11 @@
 #include <charconv>
 #include <chrono>
 #include <condition_variable>
-#include <ctime>
-#include <iomanip>
-#include <ostream>
 #include <string_view>
 #include <thread>
 
 #include "DemoDocuments.h"
+#include "PixelLog.h"
 #include "RawListener.h"
 
 namespace {
@@ -26,6 +24,7 @@ constexpr milliseconds hangLimit = std::chrono::minutes(10);
 constexpr int adLimit = 100'000;
 constexpr int depthLimit = 1'000'000;
 constexpr int byteLimit = 256 * 1024 * 1024;
+constexpr std::size_t hugeSize = std::size_t{1} << 30U;
 constexpr const char* xmlType = "application/xml; charset=utf-8";
 
 constexpr std::string_view gif{
@@ -53,12 +52,15 @@ class DemoServer::Impl {
 
     void dispatch(const httplib::Request& request, std::string_view path, httplib::Response& response);
     void waitUnlessStopped(milliseconds time);
-    void logPixel(const httplib::Request& request);
+    void tell(ToldAnswer told) { toldAnswers_.tell(std::move(told)); }
+    [[nodiscard]] PixelLog& pixelLog() { return pixelLog_; }
 
     [[nodiscard]] std::string baseURL(const httplib::Request& request) const;
     [[nodiscard]] int rawPort() const { return rawListener_.port(); }
 
   private:
+    void answer(const httplib::Request& request, httplib::Response& response);
+
     httplib::Server server_;
     RawListener rawListener_;
     std::thread thread_;
@@ -68,8 +70,8 @@ class DemoServer::Impl {
     std::condition_variable stopSignal_;
     bool stopped_ = false;
 
-    std::mutex logMutex_;
-    std::ostream& log_;
+    ToldAnswers toldAnswers_;
+    PixelLog pixelLog_;
 };
 
 namespace {
@@ -156,12 +158,50 @@ void sendByteByByte(const Exchange& exchange) {
         });
 }
 
+void sendNothing(const Exchange& exchange) {
+    exchange.server.waitUnlessStopped(hangLimit);
+    exchange.response.status = 503;
+}
+
 void closeHalfway(const Exchange& exchange) {
     const std::string text = exchange.documents().version("3.0");
     exchange.response.set_content_provider(text.size(), xmlType,
                                            [text](std::size_t offset, std::size_t, httplib::DataSink& sink) {
                                                return offset == 0 && sink.write(text.data(), text.size() / 2);
                                            });
+}
+
+void sendHugeBody(const Exchange& exchange) {
+    exchange.response.set_content_provider(
+        hugeSize, "application/octet-stream", [](std::size_t, std::size_t left, httplib::DataSink& sink) {
+            static const std::string blanks(std::size_t{1} << 16U, ' ');
+            return sink.write(blanks.data(), std::min(left, blanks.size()));
+        });
+}
+
+void redirectForEver(const Exchange& exchange) {
+    exchange.response.set_redirect(exchange.baseURL() + "/redirect-loop");
+}
+
+void sendPixelLog(const Exchange& exchange) {
+    if (exchange.argument == "clear") {
+        exchange.server.pixelLog().clear();
+    } else if (!exchange.argument.empty()) {
+        exchange.response.status = 404;
+        return;
+    }
+    exchange.response.set_content(exchange.server.pixelLog().JSON(), "application/json");
+}
+
+void hearAnswer(const Exchange& exchange) {
+    const auto parameter = [&](const char* name) { return exchange.request.get_param_value(name); };
+    auto told = ToldAnswer::initWithTexts(parameter("path"), parameter("answer"), parameter("times"));
+    if (!told) {
+        exchange.refuse(std::string("path=PATH, answer=ANSWER and perhaps times=N go here; ANSWER is ") +
+                        ToldAnswer::names + ".");
+        return;
+    }
+    exchange.server.tell(std::move(*told));
 }
 
 void sendMedia(const Exchange& exchange) {
@@ -182,7 +222,8 @@ void sendRaw(const Exchange& exchange, std::string_view path) {
 constexpr auto routes = std::to_array<Route>({
     {"", "", "this list",
      [](const Exchange& e) { e.response.set_content(DemoServer::listing(), "text/plain; charset=utf-8"); }},
-    {"demo", "", "the sample chain: wrapper, wrapper, pod of three (one unplayable), inline passback", sendDemo},
+    {"demo", "", "the sample chain: wrapper, wrapper, pod of three (one unplayable), inline passback",
+     sendDemo},
     {"inline", "[/ID]", "a VAST 4.2 inline linear ad with everything that goes with one",
      [](const Exchange& e) {
          if (const auto id = e.name()) e.sendXML(e.documents().inlineDocument(id->empty() ? "inline" : *id));
@@ -232,7 +273,8 @@ constexpr auto routes = std::to_array<Route>({
      [](const Exchange& e) { e.sendXML(e.documents().malformed()); }},
     {"entities", "", "a document that defines entities",
      [](const Exchange& e) { e.sendXML(e.documents().withEntities()); }},
-    {"nul", "", "a document with NUL bytes", [](const Exchange& e) { e.sendXML(e.documents().withNULBytes()); }},
+    {"nul", "", "a document with NUL bytes",
+     [](const Exchange& e) { e.sendXML(e.documents().withNULBytes()); }},
     {"html", "", "an HTML page",
      [](const Exchange& e) {
          e.response.set_content("<!DOCTYPE html><title>Demo</title><p>Not an ad.<br>\n", "text/html");
@@ -245,52 +287,59 @@ constexpr auto routes = std::to_array<Route>({
          const std::string next = *n <= 1 ? "/inline" : "/redirect/" + std::to_string(*n - 1);
          e.response.set_redirect(e.baseURL() + next);
      }},
-    {"redirect-loop", "", "a redirect to itself",
-     [](const Exchange& e) { e.response.set_redirect(e.baseURL() + "/redirect-loop"); }},
+    {"redirect-loop", "", "a redirect to itself", redirectForEver},
     {"redirect-file", "", "a redirect to a file: URL",
      [](const Exchange& e) { e.response.set_redirect("file:///etc/hostname"); }},
     {"slow", "/SECONDS/PATH", "PATH, that many seconds late", sendLate},
     {"drip", "", "a document, one byte a second", sendByteByByte},
-    {"hang", "", "no answer at all",
-     [](const Exchange& e) {
-         e.server.waitUnlessStopped(hangLimit);
-         e.response.status = 503;
-     }},
+    {"hang", "", "no answer at all", sendNothing},
     {"close", "", "a connection closed in the middle of the body", closeHalfway},
     {"reset", "", "a connection reset (after a redirect to another port)",
      [](const Exchange& e) { sendRaw(e, "/reset"); }},
     {"garbage", "", "bytes that are not HTTP (after a redirect to another port)",
      [](const Exchange& e) { sendRaw(e, "/garbage"); }},
     {"media", "/NAME", "a few bytes of video/mp4; of image/gif or JavaScript for .gif and .js", sendMedia},
-    {"pixel", "/...", "a 1x1 GIF; the request is logged",
-     [](const Exchange& e) {
-         e.server.logPixel(e.request);
-         e.response.set_content(gif.data(), gif.size(), "image/gif");
-     }},
+    {"huge", "", "a body of 1 GiB", sendHugeBody},
+    {"pixel", "/...", "a 1x1 GIF; the request is logged, however it is answered",
+     [](const Exchange& e) { e.response.set_content(gif.data(), gif.size(), "image/gif"); }},
+    {"pixels", "[/clear]", "the log of the pixels as JSON; /clear empties it first", sendPixelLog},
+    {"tell", "?path=P&answer=A",
+     "answers the path (a prefix with * at its end) so from now on; &times=N: N times", hearAnswer},
 });
 
-std::string timeOfDay() {
-    const auto now = std::chrono::system_clock::now();
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-    std::tm parts{};
-    localtime_r(&seconds, &parts);
-    const auto fraction = std::chrono::duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000;
-    std::ostringstream text;
-    text << std::put_time(&parts, "%H:%M:%S") << '.' << std::setw(3) << std::setfill('0') << fraction;
-    return text.str();
+// What a path can be told to do, besides a status.
+struct Misbehaviour {
+    std::string_view name;
+    void (*handle)(const Exchange& exchange);
+};
+
+constexpr auto misbehaviours = std::to_array<Misbehaviour>({
+    {"hang", sendNothing},
+    {"close", closeHalfway},
+    {"redirect-loop", redirectForEver},
+    {"huge", sendHugeBody},
+});
+
+void misbehave(const Exchange& exchange, const std::string& answer) {
+    const auto* named = std::find_if(misbehaviours.begin(), misbehaviours.end(),
+                                     [&](const Misbehaviour& each) { return each.name == answer; });
+    if (named != misbehaviours.end()) {
+        named->handle(exchange);
+    } else {
+        exchange.response.status = std::stoi(answer);
+    }
 }
 
 }  // namespace
 
-DemoServer::Impl::Impl(const std::string& root, std::ostream& log) : log_(log) {
+DemoServer::Impl::Impl(const std::string& root, std::ostream& log) : pixelLog_(log) {
     server_.new_task_queue = [] { return new httplib::ThreadPool(threadLimit); };
     server_.set_tcp_nodelay(true);
     server_.set_keep_alive_timeout(1);  // an idle connection delays the end by that much
     if (!root.empty()) server_.set_mount_point("/files", root);
     server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
         if (request.path.starts_with("/files/")) return httplib::Server::HandlerResponse::Unhandled;
-        response.status = 200;
-        dispatch(request, request.path, response);
+        answer(request, response);
         return httplib::Server::HandlerResponse::Handled;
     });
 }
@@ -317,6 +366,18 @@ void DemoServer::Impl::stop() {
     thread_.join();
 }
 
+void DemoServer::Impl::answer(const httplib::Request& request, httplib::Response& response) {
+    response.status = 200;
+    const bool isControl = request.path == "/tell" || request.path.starts_with("/pixels");
+    const std::string told = isControl ? "normal" : toldAnswers_.answerToHit(request.path);
+    if (request.path.starts_with("/pixel/")) pixelLog_.add(request.target, told);
+    if (told == "normal") {
+        dispatch(request, request.path, response);
+    } else {
+        misbehave({*this, request, response, {}}, told);
+    }
+}
+
 void DemoServer::Impl::dispatch(const httplib::Request& request, std::string_view path,
                                 httplib::Response& response) {
     if (path.starts_with('/')) path.remove_prefix(1);
@@ -337,14 +398,6 @@ void DemoServer::Impl::waitUnlessStopped(milliseconds time) {
     stopSignal_.wait_for(lock, time, [this] { return stopped_; });
 }
 
-void DemoServer::Impl::logPixel(const httplib::Request& request) {
-    // The target as it came, still percent-encoded: one line whatever it holds.
-    const std::size_t mark = request.target.find('?');
-    const std::string query = mark == std::string::npos ? "" : " " + request.target.substr(mark + 1);
-    const std::lock_guard lock(logMutex_);
-    log_ << timeOfDay() << ' ' << request.target.substr(0, mark) << query << std::endl;
-}
-
 std::string DemoServer::Impl::baseURL(const httplib::Request& request) const {
     const std::string host = request.get_header_value("Host");
     const bool usable = !host.empty() && isPlain(host, "-._:[]");
@@ -358,6 +411,9 @@ DemoServer::~DemoServer() {
 }
 std::optional<int> DemoServer::start(int port) {
     return impl_->start(port);
+}
+void DemoServer::tell(ToldAnswer told) {
+    impl_->tell(std::move(told));
 }
 void DemoServer::stop() {
     impl_->stop();

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "ToldAnswers.h"
+
 /// Generates every document on request; `listing` names the paths. Requests run on threads of the server;
 /// `start` and `stop` belong to the owner's thread. Stopping ends requests that wait, and destroying stops.
 class DemoServer {
@@ -20,6 +22,9 @@ class DemoServer {
     /// Answers on 127.0.0.1 from now on. Returns the port, any free one for 0; nothing when it is taken.
     std::optional<int> start(int port);
     void stop();
+
+    /// Answers hits of a path in that way from now on.
+    void tell(ToldAnswer told);
 
     /// Every path with what it answers, one line each.
     static std::string listing();

@@ -14,6 +14,9 @@ int runServe(const ServeOptions& options) {
     pthread_sigmask(SIG_BLOCK, &endSignals, nullptr);
 
     DemoServer server(options.root, std::cout);
+    for (const std::string& text : options.tells) {
+        if (auto told = ToldAnswer::initWithText(text)) server.tell(std::move(*told));
+    }
     const std::optional<int> port = server.start(options.port);
     if (!port) {
         printError("port " + std::to_string(options.port) + " of 127.0.0.1 cannot be used");

@@ -18,6 +18,11 @@ std::string macroProblem(const std::string& text) {
     return equals == std::string::npos || equals == 0 ? "NAME=VALUE is expected, not \"" + text + "\"" : "";
 }
 
+std::string tellProblem(const std::string& text) {
+    if (ToldAnswer::initWithText(text)) return "";
+    return "PATH=ANSWER or PATH=ANSWER:N is expected, not \"" + text + "\"; ANSWER is " + ToldAnswer::names;
+}
+
 void addSource(CLI::App& command, std::string& source) {
     command.add_option("SOURCE", source, "A file, - for the standard input, or an http(s) URL")->required();
 }
@@ -68,6 +73,11 @@ void addServe(CLI::App& app, ServeOptions& options) {
         ->check(CLI::Range(0, 65535));
     command->add_option("--root", options.root, "A folder to serve under /files/")
         ->check(CLI::ExistingDirectory);
+    command
+        ->add_option("--tell", options.tells,
+                     "PATH=ANSWER[:N], how (the first N) hits of a path are answered; may be repeated")
+        ->allow_extra_args(false)
+        ->check(tellProblem);
     command->footer(DemoServer::listing());
 }
 

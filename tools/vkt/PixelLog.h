@@ -1,0 +1,40 @@
+// The pixels that the demo server was asked for.
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <iosfwd>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "VKTCoreKit/foundation/VKTDate.h"
+
+/// The latest hits, the oldest first. Any thread.
+class PixelLog {
+  public:
+    /// Hits kept; the oldest go first.
+    static constexpr std::size_t limit = 100'000;
+
+    /// Each hit is written to `out`, too, one flushed line each; it must outlive the log.
+    explicit PixelLog(std::ostream& out) : out_(out) {}
+
+    /// `target` is a path and query as they came, still percent-encoded; `answer` is how the hit is answered.
+    void add(std::string_view target, std::string answer);
+    void clear();
+
+    /// [{"time","path","query","answer"}], the time as ISO 8601.
+    [[nodiscard]] std::string JSON() const;
+
+  private:
+    struct Hit {
+        VKTDate time;
+        std::string path;
+        std::string query;
+        std::string answer;
+    };
+
+    mutable std::mutex mutex_;
+    std::deque<Hit> hits_;
+    std::ostream& out_;
+};
