@@ -34,7 +34,7 @@ enum VKTVideoEvent : std::uint8_t {
 
 /// Also fires events by playback position, each at most once, consumable or not. A replay needs a new
 /// manager. Main thread only; lifetimes as in the base class.
-class VKTVideoTrackingEventManager final : public VKTTrackingEventManager {
+class VKTVideoTrackingEventManager : public VKTTrackingEventManager {
   public:
     /// Without a pixel manager, the shared one.
     static std::shared_ptr<VKTVideoTrackingEventManager> initWithEventFactory(
@@ -63,10 +63,13 @@ class VKTVideoTrackingEventManager final : public VKTTrackingEventManager {
     /// offsets in the order of `events`.
     [[nodiscard]] const VKTTrackingEventList& videoEvents() const { return videoEvents_; }
 
-  private:
+  protected:
     using VKTTrackingEventManager::VKTTrackingEventManager;
 
+    /// Fills `videoEvents`: for the maker, once.
     void initializeVideoTrackingEventTable();
+
+  private:
     [[nodiscard]] bool isEventDueAtTime(double time) const;
 
     VKTTrackingEventList videoEvents_;

@@ -90,7 +90,7 @@ void VKTVASTAdVerificationResource::encodeWithCoder(VKTKeyedArchiver& coder) con
 }
 
 VKTVASTAdVerificationEvent::VKTVASTAdVerificationEvent(Private, std::string name, VKTURL url)
-    : name_(std::move(name)), url_(std::move(url)), isEventConsumable_(isEventConsumableFromName(name_)) {}
+    : VKTVASTNamedEvent(std::move(name), std::move(url)) {}
 
 std::shared_ptr<VKTVASTAdVerificationEvent> VKTVASTAdVerificationEvent::initWithName(std::string name,
                                                                                      VKTURL url) {
@@ -115,20 +115,15 @@ std::shared_ptr<VKTVASTAdVerificationEvent> VKTVASTAdVerificationEvent::initWith
 }
 
 void VKTVASTAdVerificationEvent::encodeWithCoder(VKTKeyedArchiver& coder) const {
-    coder.encodeString("name", name_);
-    coder.encodeURL("url", url_);
-    coder.encodeBool("isEventConsumable", isEventConsumable_);
+    coder.encodeString("name", name());
+    coder.encodeURL("url", url());
+    coder.encodeBool("isEventConsumable", isEventConsumable());
 }
 
 bool VKTVASTAdVerificationEvent::isEventConsumableFromName(std::string_view name) {
     if (name == notExecutedName) return true;
     vkt_logUnknownTrackingEventName(name);
     return false;
-}
-
-bool VKTVASTAdVerificationEvent::isEqual(const VKTTrackingEvent& other) const {
-    const auto* event = dynamic_cast<const VKTVASTAdVerificationEvent*>(&other);
-    return event != nullptr && name_ == event->name_ && url_ == event->url_;
 }
 
 VKTVASTAdVerification VKTVASTAdVerification::initWithVendor(

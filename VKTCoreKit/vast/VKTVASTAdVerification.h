@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "VKTCoreKit/core/VKTTrackingEvent.h"
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
+#include "VKTCoreKit/vast/VKTVASTNamedEvent.h"
 
 /// One script of a verification. A value; any thread.
 struct VKTVASTAdVerificationResource {
@@ -41,7 +41,7 @@ struct VKTVASTAdVerificationResource {
 
 /// An event of a verification; the only one is "verificationNotExecuted", which is consumable. Immutable,
 /// shared with its tracking manager; any thread.
-class VKTVASTAdVerificationEvent final : public VKTTrackingEvent {
+class VKTVASTAdVerificationEvent final : public VKTVASTNamedEvent {
     struct Private {
         explicit Private() = default;
     };
@@ -59,21 +59,6 @@ class VKTVASTAdVerificationEvent final : public VKTTrackingEvent {
     static bool isEventConsumableFromName(std::string_view name);
 
     VKTVASTAdVerificationEvent(Private, std::string name, VKTURL url);
-
-    [[nodiscard]] const std::string& name() const { return name_; }
-    [[nodiscard]] const VKTURL& url() const { return url_; }
-
-    [[nodiscard]] const std::string& eventName() const override { return name_; }
-    [[nodiscard]] const VKTURL& eventURL() const override { return url_; }
-    [[nodiscard]] bool isEventConsumable() const override { return isEventConsumable_; }
-
-    /// Equal names and URLs.
-    [[nodiscard]] bool isEqual(const VKTTrackingEvent& other) const override;
-
-  private:
-    std::string name_;
-    VKTURL url_;
-    bool isEventConsumable_;
 };
 
 /// One verification. A value (its events are shared); any thread.

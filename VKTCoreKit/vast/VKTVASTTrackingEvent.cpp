@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
@@ -141,4 +142,9 @@ bool VKTVASTTrackingEvent::isEqual(const VKTTrackingEvent& other) const {
     const auto* event = dynamic_cast<const VKTVASTTrackingEvent*>(&other);
     return event != nullptr && offset_ && event->offset_ && *offset_ == *event->offset_ &&
            name_ == event->name_ && url_ == event->url_;
+}
+
+std::size_t VKTVASTTrackingEvent::hash() const {
+    if (!offset_) return VKTVideoTrackingEvent::hash();
+    return std::hash<std::string>()(name_ + ' ' + *offset_ + ' ' + url_.absoluteString());
 }

@@ -1,6 +1,7 @@
 // A tracking event of a creative ("Tracking" element) or of the ad extension (metric).
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -67,6 +68,7 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
     /// Identity first; otherwise equal names, offsets and URLs, where an absent offset equals nothing, not
     /// even another absent one.
     [[nodiscard]] bool isEqual(const VKTTrackingEvent& other) const override;
+    [[nodiscard]] std::size_t hash() const override;
 
   private:
     std::string name_;

@@ -11,7 +11,7 @@ bool isViewabilityName(std::string_view name) {
 }  // namespace
 
 VKTVASTViewabilityEvent::VKTVASTViewabilityEvent(Private, std::string name, VKTURL url)
-    : name_(std::move(name)), url_(std::move(url)), isEventConsumable_(isEventConsumableFromName(name_)) {}
+    : VKTVASTNamedEvent(std::move(name), std::move(url)) {}
 
 std::shared_ptr<VKTVASTViewabilityEvent> VKTVASTViewabilityEvent::initWithName(std::string name, VKTURL url) {
     if (!isViewabilityName(name)) return nullptr;
@@ -38,21 +38,16 @@ std::shared_ptr<VKTVASTViewabilityEvent> VKTVASTViewabilityEvent::initWithCoder(
 }
 
 void VKTVASTViewabilityEvent::encodeWithCoder(VKTKeyedArchiver& coder) const {
-    coder.encodeString("name", name_);
-    coder.encodeURL("url", url_);
+    coder.encodeString("name", name());
+    coder.encodeURL("url", url());
 }
 
 std::shared_ptr<VKTVASTViewabilityEvent> VKTVASTViewabilityEvent::copy() const {
-    return initWithName(name_, url_);
+    return initWithName(name(), url());
 }
 
 bool VKTVASTViewabilityEvent::isEventConsumableFromName(std::string_view name) {
     if (isViewabilityName(name)) return true;
     vkt_logUnknownTrackingEventName(name);
     return false;
-}
-
-bool VKTVASTViewabilityEvent::isEqual(const VKTTrackingEvent& other) const {
-    const auto* event = dynamic_cast<const VKTVASTViewabilityEvent*>(&other);
-    return event != nullptr && name_ == event->name_ && url_ == event->url_;
 }

@@ -5,11 +5,11 @@
 #include <string>
 #include <string_view>
 
-#include "VKTCoreKit/core/VKTTrackingEvent.h"
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
+#include "VKTCoreKit/vast/VKTVASTNamedEvent.h"
 
 /// Immutable, shared between the ad and its viewability tracking; any thread.
-class VKTVASTViewabilityEvent final : public VKTTrackingEvent {
+class VKTVASTViewabilityEvent final : public VKTVASTNamedEvent {
     struct Private {
         explicit Private() = default;
     };
@@ -31,19 +31,4 @@ class VKTVASTViewabilityEvent final : public VKTTrackingEvent {
     static bool isEventConsumableFromName(std::string_view name);
 
     VKTVASTViewabilityEvent(Private, std::string name, VKTURL url);
-
-    [[nodiscard]] const std::string& name() const { return name_; }
-    [[nodiscard]] const VKTURL& url() const { return url_; }
-
-    [[nodiscard]] const std::string& eventName() const override { return name_; }
-    [[nodiscard]] const VKTURL& eventURL() const override { return url_; }
-    [[nodiscard]] bool isEventConsumable() const override { return isEventConsumable_; }
-
-    /// Equal names and URLs.
-    [[nodiscard]] bool isEqual(const VKTTrackingEvent& other) const override;
-
-  private:
-    std::string name_;
-    VKTURL url_;
-    bool isEventConsumable_;
 };

@@ -1,0 +1,16 @@
+#include "VKTCoreKit/vast/VKTVASTNamedEvent.h"
+
+#include <functional>
+#include <typeinfo>
+#include <utility>
+
+VKTVASTNamedEvent::VKTVASTNamedEvent(std::string name, VKTURL url)
+    : name_(std::move(name)), url_(std::move(url)) {}
+
+bool VKTVASTNamedEvent::isEqual(const VKTTrackingEvent& other) const {
+    return typeid(*this) == typeid(other) && name_ == other.eventName() && url_ == other.eventURL();
+}
+
+std::size_t VKTVASTNamedEvent::hash() const {
+    return std::hash<std::string>()(name_ + ' ' + url_.absoluteString());
+}
