@@ -1,13 +1,26 @@
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 
+#include <array>
 #include <bit>
-#include <cstdint>
 
 namespace {
 
 constexpr std::string_view magic = "VKTA";
-constexpr char formatVersion = 1;
+constexpr char formatVersion = 2;
 constexpr int depthLimit = 64;
+constexpr std::size_t checksumLength = 4;
+
+// The remainders of all bytes for the reversed polynomial of CRC-32.
+constexpr auto checksumTable = [] {
+    std::array<std::uint32_t, 256> table{};
+    for (std::uint32_t byte = 0; byte < table.size(); ++byte) {
+        std::uint32_t remainder = byte;
+        for (int bit = 0; bit < 8; ++bit)
+            remainder = (remainder >> 1U) ^ ((remainder & 1U) != 0 ? 0xEDB88320U : 0U);
+        table.at(byte) = remainder;
+    }
+    return table;
+}();
 
 // One byte before each value.
 enum Tag : char {
@@ -226,16 +239,28 @@ std::optional<VKTDate> VKTKeyedUnarchiver::decodeDate(std::string_view key) cons
     return date == nullptr ? std::nullopt : std::optional<VKTDate>(*date);
 }
 
+std::uint32_t vkt_archiveChecksum(std::string_view bytes) {
+    std::uint32_t checksum = ~0U;
+    for (const char byte : bytes)
+        checksum = (checksum >> 8U) ^ checksumTable.at((checksum ^ static_cast<unsigned char>(byte)) & 0xFFU);
+    return ~checksum;
+}
+
 std::string vkt_archiveData(std::string_view className, const VKTDictionary& values) {
     std::string out(magic);
     out.push_back(formatVersion);
     appendText(out, className);
     appendDictionary(out, values);
+    appendUnsigned(out, vkt_archiveChecksum(out), checksumLength);
     return out;
 }
 
 std::optional<VKTDictionary> vkt_unarchivedValues(std::string_view data, std::string_view className) {
-    Reader reader(data);
+    if (data.size() < checksumLength) return std::nullopt;
+    const std::string_view content = data.substr(0, data.size() - checksumLength);
+    if (Reader(data.substr(content.size())).takeUnsigned(checksumLength) != vkt_archiveChecksum(content))
+        return std::nullopt;
+    Reader reader(content);
     if (reader.take(magic.size()) != magic || reader.take(1) != std::string_view(&formatVersion, 1) ||
         reader.takeText() != className) {
         return std::nullopt;

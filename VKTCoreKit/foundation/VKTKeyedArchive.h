@@ -7,6 +7,7 @@
 // An absent property has no key. Readers yield nothing for a missing key and for a value of another type.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -104,9 +105,12 @@ class VKTKeyedUnarchiver {
     const VKTDictionary& values_;
 };
 
-/// The bytes of one archived object. Layout: "VKTA", a format byte (1), the class name, then the keyed
-/// values; integers are little-endian, lengths are 32-bit and come first.
+/// The bytes of one archived object. Layout: "VKTA", a format byte (2), the class name, the keyed values, and
+/// the 32-bit checksum of all before it. Integers are little-endian; lengths are 32-bit and come first.
 std::string vkt_archiveData(std::string_view className, const VKTDictionary& values);
+
+/// CRC-32 (IEEE 802.3) of the bytes.
+std::uint32_t vkt_archiveChecksum(std::string_view bytes);
 
 /// The keyed values of an archive; nothing when the bytes are damaged, cut short, followed by others, nested
 /// more than 64 deep, of another format or of another class.

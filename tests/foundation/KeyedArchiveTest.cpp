@@ -78,10 +78,11 @@ TEST(KeyedArchive, AbsentPropertiesHaveNoKeyAndWrongTypesAreAbsent) {
 
 TEST(KeyedArchive, LayoutIsFixed) {
     const std::string expected(
-        "VKTA\x01\x01\0\0\0C"
+        "VKTA\x02\x01\0\0\0C"
         "o\x01\0\0\0\x01\0\0\0k"
-        "i\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF",
-        29);
+        "i\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF"
+        "\x03\x99\x44\x36",
+        33);
     EXPECT_EQ(vkt_archiveData("C", {{"k", -2}}), expected);
 }
 
@@ -92,20 +93,35 @@ TEST(KeyedArchive, EveryTypeKeepsItsTypeAndValue) {
     EXPECT_NE(read->find("integer")->asInteger(), nullptr);
 }
 
-TEST(KeyedArchive, DamageIsRefusedOrGivesASoundTree) {
+TEST(KeyedArchive, AnyDamageGivesNothing) {
     const std::string archive = vkt_archiveData("C", everyType());
     EXPECT_FALSE(vkt_unarchivedValues(archive + "x", "C"));
     EXPECT_FALSE(vkt_unarchivedValues(archive, "D"));
-    constexpr std::size_t headerLength = 5;
     for (std::size_t at = 0; at < archive.size(); ++at) {
         EXPECT_FALSE(vkt_unarchivedValues(archive.substr(0, at), "C")) << "cut to " << at;
-        for (const char flip : {'\x01', '\x20', '\x80', '\xFF'}) {
+        for (int bit = 0; bit < 8; ++bit) {
             std::string damaged = archive;
-            damaged[at] = static_cast<char>(damaged[at] ^ flip);
-            const auto read = vkt_unarchivedValues(damaged, "C");
-            EXPECT_FALSE(read && at < headerLength) << at;
-            EXPECT_TRUE(!read || vkt_unarchivedValues(vkt_archiveData("C", *read), "C")) << at;
+            damaged[at] = static_cast<char>(damaged[at] ^ (1 << bit));
+            EXPECT_FALSE(vkt_unarchivedValues(damaged, "C")) << at;
         }
+    }
+}
+
+// Well-formed to the checksum, but not behind it.
+TEST(KeyedArchive, ContentIsReadNoFurtherThanItGoes) {
+    const std::string header("VKTA\x02\x01\0\0\0C", 10);
+    const std::string four("\xFF\xFF\xFF\xFF", 4);
+    const std::string entry = "o" + std::string("\1\0\0\0\1\0\0\0k", 9);
+    for (const std::string& content :
+         {std::string(), std::string("VKTA"), header, header + "n", header + "o" + four,
+          header + entry + "a" + four, header + entry + "o" + four, header + entry + "s" + four,
+          header + entry + "?", header + entry + "nn",
+          std::string("VKTA\x01") + header.substr(5) + entry + "n"}) {
+        const std::uint32_t checksum = vkt_archiveChecksum(content);
+        std::string archive = content;
+        for (unsigned shift = 0; shift < 32; shift += 8)
+            archive.push_back(static_cast<char>(checksum >> shift));
+        EXPECT_FALSE(vkt_unarchivedValues(archive, "C")) << testing::PrintToString(content);
     }
 }
 
