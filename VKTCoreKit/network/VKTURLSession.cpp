@@ -64,6 +64,7 @@ std::shared_ptr<VKTURLSessionTask> VKTURLSessionProvider::dataRequest(
     };
     auto task = VKTURLSessionTask::sessionTaskWithSession(*session_, request, std::move(completion));
     *pendingTask = task;
+    if (request.canceller) request.canceller->attach(task->dataTask());
     task->resume();
     return task;
 }

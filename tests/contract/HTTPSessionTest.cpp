@@ -148,6 +148,19 @@ TYPED_TEST(HTTPSessionContract, DeliversBodyAndResponse) {
     EXPECT_TRUE(empty.data->empty());
 }
 
+TYPED_TEST(HTTPSessionContract, KeepsNoMoreOfTheBodyThanAskedFor) {
+    const std::pair<std::size_t, std::string> cases[] = {{0, ""}, {2, "he"}, {5, "hello"}, {6, "hello"}};
+    for (const auto& [limit, kept] : cases) {
+        VKTURLRequest request = requestTo(this->subject_.url("/hello"));
+        request.bodyKeepLimit = limit;
+        Recorder recorder;
+        const auto task = this->subject_.session->dataTaskWithRequest(request, recorder.completion());
+        const auto outcome = this->finish(task, recorder);
+        ASSERT_TRUE(outcome.data) << limit;
+        EXPECT_EQ(*outcome.data, kept);
+    }
+}
+
 TYPED_TEST(HTTPSessionContract, CompletesOnceHoweverOftenResumedAndCancelled) {
     Recorder recorder;
     const auto task = this->makeTask(this->subject_.url("/hello"), recorder);
@@ -322,6 +335,9 @@ TEST_F(CurlHTTPSession, LimitsTheBody) {
     server_.serve("/larger", std::string(VKTHTTPBodyLimit + 1, 'x'));
     EXPECT_EQ(codeOf("/largest"), 0);
     EXPECT_EQ(codeOf("/larger"), VKTURLErrorDataLengthExceedsMaximum);
+    VKTURLRequest request = requestTo(server_.url("/larger"), 60s);
+    request.bodyKeepLimit = 10;
+    EXPECT_EQ(fetch(*session_, request).code(), VKTURLErrorDataLengthExceedsMaximum) << "it counts unkept";
 }
 
 TEST_F(CurlHTTPSession, DeliversOnOneThreadWhereABlockingRequestDoesNotHang) {

@@ -7,6 +7,7 @@
 
 #include "VKTCoreKit/platform/testing/VKTFakeHTTPSession.h"
 #include "tests/support/VKTLoopbackServer.h"
+#include "tests/support/VKTRawServer.h"
 
 namespace {
 
@@ -93,6 +94,27 @@ TEST_F(URLSession, BlockingRequestWaitsForAnAnswerFromAnotherThread) {
     });
     EXPECT_EQ(*session->synchronousDataRequestWithURL(address).data(), "body");
     delivering.join();
+}
+
+// The time-out is far away: a request that is not ended by the canceller ends with another error.
+TEST_F(URLSession, ACancellerEndsTheBlockingRequestAndEachLaterOne) {
+    const VKTRawServer silent({{}, VKTRawAnswer::Hang});
+    VKTURLRequest request;
+    request.url = *VKTURL::URLWithString(silent.url());
+    request.canceller = std::make_shared<VKTHTTPCanceller>();
+    std::thread cancelling([&] {
+        while (silent.requestCount() == 0)
+            std::this_thread::yield();
+        request.canceller->cancel();
+    });
+    for (const auto& session : {VKTURLSession::sharedInstance(), VKTURLSession::sharedInstance(),
+                                sessionOver(atOnce_), sessionOver(byHand_)}) {
+        const auto response = session->synchronousDataRequestWithURLRequest(request);
+        ASSERT_TRUE(response.error());
+        EXPECT_EQ(response.error()->code(), VKTURLErrorCancelled);
+    }
+    cancelling.join();
+    EXPECT_EQ(silent.requestCount(), 1);
 }
 
 TEST(URLSessionTask, WithoutADataTaskTheTestIdentifierStandsIn) {

@@ -90,6 +90,7 @@ void VKTCurlTransfer::clear() {
     headers_ = nullptr;
     request_ = nullptr;
     body_ = {};
+    receivedLength_ = 0;
     response_ = {};
     isHeaderComplete_ = false;
     isBodyTooLarge_ = false;
@@ -167,11 +168,14 @@ void VKTCurlTransfer::addHeaderLine(const char* line) {
 std::size_t VKTCurlTransfer::receiveBody(char* bytes, std::size_t size, std::size_t count, void* userData) {
     VKTCurlTransfer& transfer = *static_cast<VKTCurlTransfer*>(userData);
     const std::size_t length = size * count;
-    if (transfer.body_.size() + length > VKTHTTPBodyLimit) {
+    transfer.receivedLength_ += length;
+    if (transfer.receivedLength_ > VKTHTTPBodyLimit) {
         transfer.isBodyTooLarge_ = true;
         return 0;
     }
-    transfer.body_.append(bytes, length);
+    const std::size_t keepLimit = transfer.request_->bodyKeepLimit;
+    const std::size_t room = keepLimit - std::min(keepLimit, transfer.body_.size());
+    transfer.body_.append(bytes, std::min(length, room));
     return length;
 }
 

@@ -70,7 +70,8 @@ class VKTCurlTransfer {
     CURL* easy_;
     const VKTURLRequest* request_ = nullptr;
     curl_slist* headers_ = nullptr;
-    std::string body_;
+    std::string body_;  // what is kept of the bytes received
+    std::size_t receivedLength_ = 0;
     VKTURLResponse response_;
     bool hasBehaviour_ = false;
     bool isHeaderComplete_ = false;

@@ -41,7 +41,11 @@ class VKTFakeHTTPSession::Task final : public VKTHTTPDataTask, public std::enabl
           state_(std::move(state)) {}
 
     void resume() override {
-        if (isStarted_.exchange(true)) return;
+        if (isStarted_.exchange(true)) {
+            // Nobody else would end the wait of a blocking request that was cancelled before.
+            if (isCancelled_ && request_.completesOnTransferThread) complete();
+            return;
+        }
         const auto state = state_.lock();
         if (!state) return cancelAndComplete();
         {
@@ -75,7 +79,11 @@ class VKTFakeHTTPSession::Task final : public VKTHTTPDataTask, public std::enabl
         }
         const VKTFakeHTTPAnswer answer = state->answer(request_);
         if (answer.error) return completion(nullptr, nullptr, answer.error);
-        completion(std::make_shared<const std::string>(answer.body),
+        if (answer.body.size() > VKTHTTPBodyLimit) {
+            return completion(nullptr, nullptr,
+                              errorWithCode(VKTURLErrorDataLengthExceedsMaximum, "body too large"));
+        }
+        completion(std::make_shared<const std::string>(answer.body, 0, request_.bodyKeepLimit),
                    std::make_shared<const VKTURLResponse>(VKTURLResponse{
                        answer.finalURL.value_or(request_.url), answer.statusCode, answer.headers}),
                    std::nullopt);
