@@ -1,0 +1,260 @@
+#include "VKTCoreKit/tracking/VKTPixelManager.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+
+#include "VKTCoreKit/core/VKTLog.h"
+#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+#include "VKTCoreKit/tracking/VKTVASTPixelManager.h"
+#include "tests/support/VKTRawServer.h"
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+// Keeps the last list that was saved.
+struct RecordingProvider : VKTPixelStoreProvider {
+    bool savePixels(const VKTPixels& pixels) override {
+        saved = pixels;
+        ++savings;
+        return true;
+    }
+    VKTPixels saved;
+    int savings = 0;
+};
+
+std::shared_ptr<VKTPixelManager> managerOver(const std::shared_ptr<VKTPixelStore>& store,
+                                             const std::shared_ptr<VKTHTTPSession>& http) {
+    return VKTPixelManager::initWithPixelStore(
+        store, VKTURLSession::initWithSessionProvider(VKTURLSessionProvider::initWithSession(http)));
+}
+
+std::shared_ptr<VKTPixel> pixelWithURL(const std::string& url) {
+    return VKTPixel::initWithUrl(*VKTURL::URLWithString(url));
+}
+
+void waitForPass(VKTPixelManager& manager) {
+    std::promise<void> ended;
+    manager.callPixelsWithCompletionHandler([&] { ended.set_value(); });
+    ended.get_future().wait();
+}
+
+Texts urlsOf(const VKTPixels& pixels) {
+    Texts urls;
+    for (const auto& pixel : pixels)
+        urls.push_back(pixel->url().absoluteString());
+    return urls;
+}
+
+class PixelManager : public testing::Test {
+  protected:
+    PixelManager() {
+        test_.platform.random = realPlatform_.random;
+        VKTPlatform::setCurrent(test_.platform);
+    }
+
+    [[nodiscard]] Texts requestedURLs(const VKTFakeHTTPSession& http) const {
+        Texts urls;
+        for (const VKTURLRequest& request : http.requests())
+            urls.push_back(request.url.absoluteString());
+        return urls;
+    }
+
+    const VKTPlatform realPlatform_ = VKTPlatform::current();
+    VKTTestPlatform test_ = vkt_makeTestPlatform();
+    VKTScopedPlatform scope_{test_.platform};
+    std::shared_ptr<VKTFakeHTTPSession> http_ = test_.HTTPSession;
+    std::shared_ptr<RecordingProvider> provider_ = std::make_shared<RecordingProvider>();
+    std::shared_ptr<VKTPixelStore> store_ = VKTPixelStore::initWithProvider(provider_);
+    std::shared_ptr<VKTPixelManager> manager_ = managerOver(store_, http_);
+};
+
+TEST_F(PixelManager, SendsInOrderAndKeepsWhatWasNotDelivered) {
+    Texts urls;
+    Texts kept;
+    VKTPixels pixels;
+    for (const auto& [status, isDelivered] : std::vector<std::pair<int, bool>>{{199, false},
+                                                                               {200, true},
+                                                                               {204, true},
+                                                                               {302, true},
+                                                                               {399, true},
+                                                                               {400, false},
+                                                                               {403, false},
+                                                                               {404, true},
+                                                                               {405, false},
+                                                                               {410, false},
+                                                                               {500, false},
+                                                                               {503, false},
+                                                                               {0, false}}) {
+        const std::string url = "http://h/" + std::to_string(status);
+        if (status != 0) http_->setAnswer(url, VKTFakeHTTPAnswer::withStatus(status));
+        urls.push_back(url);
+        if (!isDelivered) kept.push_back(url);
+        pixels.push_back(pixelWithURL(url));
+    }
+    manager_->addPixels(pixels);
+    manager_->addPixels(pixels);
+    EXPECT_EQ(provider_->savings, 1) << "once for all, and not for those that are there";
+    waitForPass(*manager_);
+    EXPECT_EQ(provider_->savings, 2);
+    EXPECT_EQ(requestedURLs(*http_), urls);
+    EXPECT_EQ(urlsOf(provider_->saved), kept);
+    for (const auto& pixel : pixels)
+        EXPECT_EQ(pixel->status() == VKTPixelStatusPending, store_->isPixelInStore(*pixel));
+    for (const VKTURLRequest& request : http_->requests()) {
+        EXPECT_EQ(request.HTTPMethod, "GET");
+        EXPECT_EQ(request.cachePolicy, VKTURLRequestReloadIgnoringLocalCacheData);
+        EXPECT_EQ(request.timeoutInterval, VKTTimeInterval(10));
+        EXPECT_EQ(request.bodyKeepLimit, 65536u);
+    }
+    waitForPass(*manager_);
+    urls.insert(urls.end(), kept.begin(), kept.end());
+    EXPECT_EQ(requestedURLs(*http_), urls);
+}
+
+// The clock moves by the seconds given; then the server answers with the status.
+TEST_F(PixelManager, PixelIsTriedInEachPassUntilItsDateWhateverTheClockDoes) {
+    struct Step {
+        double advance;
+        int status;
+        std::size_t requests, left;
+    };
+    const std::vector<std::pair<const char*, std::vector<Step>>> stories{
+        {"an hour of 500", {{0, 500, 1, 1}, {1800, 500, 2, 1}, {1800, 500, 3, 1}, {1, 200, 4, 0}}},
+        {"the very last instant", {{86400, 500, 1, 1}, {0.001, 200, 1, 0}}},
+        {"a jump ahead and back", {{90000, 200, 0, 0}, {-90000, 200, 0, 0}}},
+        {"a jump back", {{-1e6, 503, 1, 1}, {1e6, 503, 2, 1}, {86400.001, 200, 2, 0}}},
+    };
+    for (const auto& [story, steps] : stories) {
+        SCOPED_TRACE(story);
+        const auto http = std::make_shared<VKTFakeHTTPSession>();
+        const auto manager = managerOver(store_, http);
+        manager->addPixel(pixelWithURL("http://h/p"));
+        for (const Step& step : steps) {
+            test_.clock->advance(VKTTimeInterval(step.advance));
+            http->setAnswer("http://h/p", VKTFakeHTTPAnswer::withStatus(step.status));
+            waitForPass(*manager);
+            EXPECT_EQ(http->requests().size(), step.requests);
+            EXPECT_EQ(provider_->saved.size(), step.left);
+        }
+    }
+}
+
+TEST_F(PixelManager, FoldsWaitingPassesWithoutAHandlerOnly) {
+    const auto http = std::make_shared<VKTFakeHTTPSession>(VKTFakeHTTPSession::Delivery::ByHand);
+    const auto manager = managerOver(store_, http);
+    manager->addPixel(pixelWithURL("http://h/fails"));
+    std::atomic<std::size_t> handled = 0;
+    constexpr std::size_t handlers = 40;
+    manager->callPixels();
+    while (http->requests().empty())
+        std::this_thread::yield();
+    for (std::size_t i = 0; i < 100; ++i)
+        manager->callPixels();
+    for (std::size_t i = 0; i < handlers; ++i)
+        manager->callPixelsWithCompletionHandler([&] { ++handled; });
+    while (handled < handlers)
+        http->deliverNext();
+    EXPECT_EQ(http->requests().size(), 1 + VKTPixelWaitingPassLimit + handlers);
+}
+
+TEST_F(PixelManager, DestructionEndsTheRequestUnderWayAndRunsEachHandlerOnce) {
+    VKTRawServer good({{"HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n"}});
+    VKTRawServer hanging({{}, VKTRawAnswer::Hang});
+    auto manager = managerOver(store_, realPlatform_.HTTPSession);
+    manager->addPixels({pixelWithURL(good.url()), pixelWithURL(hanging.url()), pixelWithURL(good.url())});
+    std::atomic<int> handled = 0;
+    manager->callPixelsWithCompletionHandler([&] { ++handled; });
+    manager->callPixelsWithCompletionHandler([&] { ++handled; });
+    while (hanging.requestCount() == 0)
+        std::this_thread::yield();
+    const auto start = std::chrono::steady_clock::now();
+    manager.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_EQ(handled, 2);
+    EXPECT_EQ(good.requestCount(), 1);
+    EXPECT_EQ(urlsOf(provider_->saved), (Texts{hanging.url(), good.url()}));
+}
+
+TEST_F(PixelManager, MayBeDestroyedOnItsOwnWorker) {
+    std::promise<void> isPosted;
+    std::promise<void> isLast;
+    manager_->callPixelsWithCompletionHandler([&] {
+        isPosted.get_future().wait();
+        manager_.reset();
+    });
+    manager_->callPixelsWithCompletionHandler([&] { isLast.set_value(); });
+    isPosted.set_value();
+    isLast.get_future().wait();
+    EXPECT_FALSE(manager_);
+}
+
+TEST_F(PixelManager, BadServersDoNotStopThePass) {
+    const std::string megabyte(std::size_t{1} << 20, 'x');
+    const std::string ok = "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n";
+    const auto answerOfMegabytes = [&](std::size_t count) {
+        Texts pieces(count + 1, megabyte);
+        pieces[0] = ok;
+        return VKTRawAnswer{pieces};
+    };
+    VKTRawServer big(answerOfMegabytes(4));
+    VKTRawServer tooBig(answerOfMegabytes(33));
+    VKTRawServer cutShort({{"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nx"}});
+    VKTRawServer loop({{"HTTP/1.1 302 F\r\nLocation: /\r\nContent-Length: 0\r\nConnection: close\r\n\r\n"}});
+    VKTRawServer good({{ok}});
+    const Texts failing{tooBig.url(), VKTRawServer::refusingURL(), cutShort.url(), loop.url()};
+    const auto manager = managerOver(store_, realPlatform_.HTTPSession);
+    for (const std::string& url : failing)
+        manager->addPixel(pixelWithURL(url));
+    manager->addPixels({pixelWithURL(big.url()), pixelWithURL(good.url())});
+    waitForPass(*manager);
+    EXPECT_EQ(urlsOf(store_->allPixels()), failing);
+    EXPECT_EQ(good.requestCount(), 1);
+}
+
+TEST_F(PixelManager, ThreadsMayAddWhilePassesRun) {
+    http_->setHandler([](const VKTURLRequest&) { return VKTFakeHTTPAnswer::withStatus(200); });
+    constexpr int perThread = 200;
+    const auto addMany = [&] {
+        for (int i = 0; i < perThread; ++i) {
+            manager_->addPixel(pixelWithURL("http://h/p"));
+            manager_->callPixels();
+        }
+    };
+    std::thread first(addMany);
+    std::thread second(addMany);
+    first.join();
+    second.join();
+    waitForPass(*manager_);
+    EXPECT_EQ(http_->requests().size(), 2u * perThread);
+    EXPECT_TRUE(manager_->allPixels().empty());
+}
+
+TEST_F(PixelManager, ErrorPixelsCarryTheirCode) {
+    const auto errors = VKTVASTPixelManager::initWithPixelManager(manager_);
+    const std::vector<VKTVASTURL> urls{*VKTVASTURL::initWithString("http://h/e?c=[ERRORCODE]&d=[ERRORCODE]"),
+                                       *VKTVASTURL::initWithString("http://h/ERRORCODE")};
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
+    testing::internal::CaptureStdout();
+    errors->callVASTErrorPixels(urls, -1);
+    errors->callVASTErrorPixels({}, 303);
+    waitForPass(*manager_);
+    EXPECT_TRUE(http_->requests().empty());
+    errors->callVASTErrorPixels(urls, 303);
+    waitForPass(*manager_);
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
+    const std::string log = testing::internal::GetCapturedStdout();
+    for (const char* line :
+         {"Error pixels cannot be called for error code: -1\n",
+          "No error pixels to call for error code: 303\n", "Can't send pixel 'http://h/ERRORCODE'!\n"}) {
+        EXPECT_NE(log.find(line), std::string::npos) << log;
+    }
+    const Texts filled{"http://h/e?c=303&d=303", "http://h/ERRORCODE"};
+    EXPECT_EQ(urlsOf(manager_->allPixels()), filled);
+    EXPECT_EQ(requestedURLs(*http_), (Texts{filled[0], filled[1], filled[0], filled[1]}));
+}
+
+}  // namespace
