@@ -1,0 +1,92 @@
+#include "VKTCoreKit/platform/VKTHeadlessView.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using Views = std::vector<std::shared_ptr<VKTView>>;
+
+std::shared_ptr<VKTHeadlessView> view(const VKTRect& frame = {0, 0, 10, 10}) {
+    return VKTHeadlessView::initWithFrame(frame);
+}
+
+TEST(HeadlessView, AViewStandsInOnePlaceAndNeverInItself) {
+    const auto window = VKTHeadlessView::windowWithFrame({0, 0, 100, 100});
+    const auto first = view();
+    const auto second = view();
+    window->addSubview(first);
+    window->addSubview(second);
+    window->addSubview(first);
+    EXPECT_EQ(window->subviews(), (Views{second, first})) << "in front, and once";
+    second->addSubview(first);
+    EXPECT_EQ(window->subviews(), Views{second});
+    EXPECT_EQ(first->superview(), second);
+    for (const auto& ancestorOrSelf : {first, second, window})
+        first->addSubview(ancestorOrSelf);
+    EXPECT_TRUE(first->subviews().empty());
+    EXPECT_EQ(second->superview(), window);
+    second->removeFromSuperview();
+    second->removeFromSuperview();
+    EXPECT_TRUE(window->subviews().empty());
+    EXPECT_EQ(second->superview(), nullptr);
+    EXPECT_TRUE(window->isWindow());
+    EXPECT_FALSE(first->isWindow());
+}
+
+TEST(HeadlessView, ASuperviewOwnsItsSubviewsOnly) {
+    auto parent = view();
+    auto child = view();
+    parent->addSubview(child);
+    const std::weak_ptr<VKTHeadlessView> held = child;
+    child.reset();
+    ASSERT_FALSE(held.expired());
+    child = held.lock();
+    parent.reset();
+    EXPECT_EQ(child->superview(), nullptr);
+}
+
+TEST(HeadlessView, ConvertsPointsByOrigins) {
+    const auto window = VKTHeadlessView::windowWithFrame({5, 5, 100, 100});
+    const auto scrolled = view({10, 20, 50, 50});
+    const auto inner = view({1, 2, 3, 4});
+    const auto aside = view({30, 30, 5, 5});
+    window->addSubview(scrolled);
+    window->addSubview(aside);
+    scrolled->addSubview(inner);
+    scrolled->setBoundsOrigin({4, 8});
+    const auto at = [&](const VKTView& from, const VKTView& to) {
+        const VKTPoint point = from.convertPointToView({1, 1}, to);
+        return std::pair(point.x, point.y);
+    };
+    // 1 + 1 - 4 + 10, 1 + 2 - 8 + 20
+    EXPECT_EQ(at(*inner, *window), std::pair(8.0, 15.0));
+    EXPECT_EQ(at(*window, *inner), std::pair(-6.0, -13.0));
+    EXPECT_EQ(at(*inner, *aside), std::pair(-22.0, -15.0));
+    EXPECT_EQ(at(*inner, *inner), std::pair(1.0, 1.0));
+}
+
+TEST(HeadlessApplication, TellsOfEnteringAndLeavingTheBackground) {
+    const auto centre = std::make_shared<VKTNotificationCentre>();
+    VKTHeadlessApplication application(centre);
+    std::vector<std::string> heard;
+    std::vector<VKTNotificationToken> tokens;
+    for (const char* name :
+         {VKTApplicationWillEnterForegroundNotification, VKTApplicationDidEnterBackgroundNotification}) {
+        tokens.push_back(centre->addObserver(
+            name, [&](const VKTNotification& notification) { heard.push_back(notification.name); }));
+    }
+    EXPECT_EQ(application.applicationState(), VKTApplicationStateActive);
+    for (const auto state :
+         {VKTApplicationStateInactive, VKTApplicationStateBackground, VKTApplicationStateBackground,
+          VKTApplicationStateInactive, VKTApplicationStateActive}) {
+        application.setApplicationState(state);
+        EXPECT_EQ(application.applicationState(), state);
+    }
+    EXPECT_EQ(heard, (std::vector<std::string>{VKTApplicationDidEnterBackgroundNotification,
+                                               VKTApplicationWillEnterForegroundNotification}));
+}
+
+}  // namespace

@@ -1,0 +1,312 @@
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <thread>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTKeyedArchive.h"
+#include "VKTCoreKit/platform/linux/VKTSQLiteKeyValueStore.h"
+#include "VKTCoreKit/platform/testing/VKTMemoryKeyValueStore.h"
+
+namespace {
+
+// A folder of its own, removed in the end, and the store's file in it.
+class StoreFolder {
+  public:
+    StoreFolder() { EXPECT_NE(mkdtemp(folder_.data()), nullptr); }
+    ~StoreFolder() { std::filesystem::remove_all(folder_); }
+    StoreFolder(const StoreFolder&) = delete;
+    StoreFolder& operator=(const StoreFolder&) = delete;
+
+    [[nodiscard]] std::string path() const { return folder_ + "/store"; }
+
+    std::shared_ptr<VKTKeyValueStore> open() {
+        return vkt_makeSQLiteKeyValueStore(path(), [this](const auto& text) { problems.push_back(text); });
+    }
+
+    std::vector<std::string> problems;
+
+  private:
+    std::string folder_ = testing::TempDir() + "vkt-store-XXXXXX";
+};
+
+// Type and value to the last bit.
+std::string exactly(const std::optional<VKTValue>& value) {
+    return value ? vkt_archiveData("", {{"", VKTValue(*value)}}) : "nothing";
+}
+
+std::string contentOf(const std::string& path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void overwrite(const std::string& path, std::streamoff at, const std::string& bytes) {
+    std::fstream stream(path, std::ios::binary | std::ios::in | std::ios::out);
+    stream.seekp(at);
+    stream << bytes;
+}
+
+struct MemorySubject {
+    std::shared_ptr<VKTKeyValueStore> store = std::make_shared<VKTMemoryKeyValueStore>();
+};
+
+struct SQLiteInMemorySubject {
+    std::shared_ptr<VKTKeyValueStore> store = vkt_makeSQLiteKeyValueStore("", nullptr);
+};
+
+struct SQLiteFileSubject {
+    StoreFolder folder;
+    std::shared_ptr<VKTKeyValueStore> store = folder.open();
+};
+
+template <typename Subject>
+class KeyValueStoreContract : public testing::Test {
+  protected:
+    Subject subject_;
+    VKTKeyValueStore& store_ = *subject_.store;
+};
+
+using Subjects = testing::Types<MemorySubject, SQLiteInMemorySubject, SQLiteFileSubject>;
+TYPED_TEST_SUITE(KeyValueStoreContract, Subjects);
+
+TYPED_TEST(KeyValueStoreContract, EveryValueKeepsTypeAndBits) {
+    const VKTArray values{true,
+                          false,
+                          1,
+                          std::numeric_limits<std::int64_t>::min(),
+                          1.0,
+                          -0.0,
+                          0.1,
+                          std::numeric_limits<double>::quiet_NaN(),
+                          std::numeric_limits<double>::infinity(),
+                          "1",
+                          "",
+                          std::string("a\0b\xFF", 4),
+                          std::string(10'000'000, 'x'),
+                          VKTBytes{},
+                          VKTBytes{std::string("\0\1", 2)},
+                          VKTDate(std::chrono::microseconds(-1)),
+                          VKTArray{},
+                          VKTArray{1, 1.0, VKTValue(), VKTArray{"x"}},
+                          VKTDictionary{{"b", 1}, {"a", VKTBytes{"x"}}}};
+    for (const VKTValue& value : values) {
+        ASSERT_TRUE(this->store_.setValueForKey(value, "key"));
+        EXPECT_EQ(exactly(this->store_.valueForKey("key")), exactly(value));
+    }
+}
+
+TYPED_TEST(KeyValueStoreContract, KeysAreBytesAndNullRemoves) {
+    const std::string keys[] = {"",         "a",   "A", std::string("a\0", 2), std::string("a\0b", 3),
+                                "\xC3\xA4", "\xFF"};
+    for (const std::string& key : keys) {
+        EXPECT_FALSE(this->store_.valueForKey(key));
+        EXPECT_TRUE(this->store_.removeValueForKey(key)) << "nothing to remove is no failure";
+        EXPECT_TRUE(this->store_.setValueForKey(key, key));
+    }
+    EXPECT_TRUE(this->store_.removeValueForKey("a"));
+    for (const std::string& key : keys)
+        EXPECT_EQ(exactly(this->store_.valueForKey(key)), key == "a" ? "nothing" : exactly(VKTValue(key)));
+}
+
+TYPED_TEST(KeyValueStoreContract, ThreadsShareIt) {
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number) {
+        threads.emplace_back([this, number] {
+            for (int round = 0; round < 50; ++round) {
+                const std::string key = std::to_string(number);
+                this->store_.setValueForKey(round, key);
+                EXPECT_EQ(this->store_.valueForKey(key), VKTValue(round));
+                this->store_.setValueForKey(VKTArray{number, number}, "shared");
+                const auto shared = this->store_.valueForKey("shared").value();
+                EXPECT_EQ(shared.asArray()->at(0), shared.asArray()->at(1));
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+TEST(MemoryKeyValueStore, FailsWritesOnDemand) {
+    VKTMemoryKeyValueStore store;
+    EXPECT_TRUE(store.setValueForKey(1, "k"));
+    store.setFailsWrites(true);
+    EXPECT_FALSE(store.setValueForKey(2, "k"));
+    EXPECT_FALSE(store.removeValueForKey("k"));
+    EXPECT_EQ(store.valueForKey("k"), VKTValue(1));
+}
+
+class SQLiteKeyValueStore : public testing::Test {
+  protected:
+    // Runs `body` in a child process, which must end by itself or be killed.
+    template <typename Body>
+    static pid_t inChild(const Body& body) {
+        const pid_t child = fork();
+        if (child == 0) _exit(body() ? 0 : 1);
+        return child;
+    }
+
+    static int statusOf(pid_t child) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        return status;
+    }
+
+    StoreFolder folder_;
+};
+
+TEST_F(SQLiteKeyValueStore, StoresOnOneFileSeeEachOtherAndItsPast) {
+    folder_.open()->setValueForKey("old", "k");
+    const auto first = folder_.open();
+    const auto second = folder_.open();
+    EXPECT_EQ(first->valueForKey("k"), VKTValue("old"));
+    EXPECT_TRUE(first->setValueForKey("new", "k"));
+    EXPECT_EQ(second->valueForKey("k"), VKTValue("new"));
+    EXPECT_TRUE(second->removeValueForKey("k"));
+    EXPECT_FALSE(first->valueForKey("k"));
+    EXPECT_TRUE(folder_.problems.empty());
+}
+
+TEST_F(SQLiteKeyValueStore, KeepsEachWriteThatHadReturnedWhenItsProcessIsKilled) {
+    for (int round = 0; round < 10; ++round) {
+        int pipeEnds[2];
+        ASSERT_EQ(pipe(pipeEnds), 0);
+        const std::string prefix = std::to_string(round) + "/";
+        const pid_t child = inChild([&] {
+            const auto store = folder_.open();
+            for (int i = 0; store->setValueForKey(i, prefix + std::to_string(i)); ++i) {
+                if (write(pipeEnds[1], &i, sizeof i) < 0) break;
+            }
+            return false;
+        });
+        close(pipeEnds[1]);
+        int last = -1;
+        while (last < 20 + 7 * round && read(pipeEnds[0], &last, sizeof last) > 0) {
+        }
+        kill(child, SIGKILL);
+        EXPECT_TRUE(WIFSIGNALED(statusOf(child)));
+        while (read(pipeEnds[0], &last, sizeof last) > 0) {
+        }
+        close(pipeEnds[0]);
+        const auto store = folder_.open();
+        for (int i = 0; i <= last; ++i)
+            ASSERT_EQ(store->valueForKey(prefix + std::to_string(i)), VKTValue(i)) << round;
+    }
+    EXPECT_TRUE(folder_.problems.empty());
+}
+
+TEST_F(SQLiteKeyValueStore, ProcessesMayBeginOneFileAtOnce) {
+    // The second time, all of them find a file that has to be set aside.
+    for (const bool isDamaged : {false, true}) {
+        if (isDamaged) std::ofstream(folder_.path()) << std::string(10'000, 'x');
+        int gate[2];
+        ASSERT_EQ(pipe(gate), 0);
+        std::vector<pid_t> children;
+        for (int number = 0; number < 8; ++number) {
+            children.push_back(inChild([&] {
+                char byte = 0;
+                close(gate[1]);
+                (void)!read(gate[0], &byte, 1);  // returns when the parent closes its end
+                const auto store = folder_.open();
+                return store->setValueForKey(number, std::to_string(number)) &&
+                       folder_.problems.size() <= (isDamaged ? 1 : 0);
+            }));
+        }
+        close(gate[0]);
+        close(gate[1]);
+        for (const pid_t child : children)
+            EXPECT_EQ(statusOf(child), 0);
+        const auto store = folder_.open();
+        for (int number = 0; number < 8; ++number)
+            EXPECT_EQ(store->valueForKey(std::to_string(number)), VKTValue(number));
+        EXPECT_EQ(std::filesystem::exists(folder_.path() + ".damaged"), isDamaged);
+        EXPECT_FALSE(std::filesystem::exists(folder_.path() + ".damaged.1"));
+    }
+}
+
+TEST_F(SQLiteKeyValueStore, SetsAsideWhatIsNoStore) {
+    folder_.open()->setValueForKey(std::string(20'000, 'x'), "old");
+    const std::string sound = contentOf(folder_.path());
+    const auto patched = [&](std::size_t at, char byte) {
+        std::string content = sound;
+        content[at] = byte;
+        return content;
+    };
+    const std::pair<const char*, std::string> cases[] = {{"text", std::string(5'000, 't')},
+                                                         {"short text", "tt"},
+                                                         {"cut in its first page", sound.substr(0, 1'000)},
+                                                         {"damaged schema", patched(100, '\x7F')},
+                                                         {"of another application", patched(68, 'X')},
+                                                         {"of another version", patched(63, '\2')}};
+    std::string aside = folder_.path() + ".damaged";
+    int number = 0;
+    for (const auto& [name, content] : cases) {
+        std::filesystem::remove(folder_.path());
+        std::ofstream(folder_.path(), std::ios::binary) << content;
+        const auto store = folder_.open();
+        ASSERT_EQ(folder_.problems.size(), 1U) << name;
+        EXPECT_NE(folder_.problems.front().find("kept as " + aside + " and"), std::string::npos)
+            << folder_.problems.front();
+        EXPECT_EQ(contentOf(aside), content) << name;
+        EXPECT_FALSE(store->valueForKey("old"));
+        EXPECT_TRUE(store->setValueForKey(1, "new"));
+        EXPECT_EQ(folder_.open()->valueForKey("new"), VKTValue(1)) << name;
+        folder_.problems.clear();
+        aside = folder_.path() + ".damaged." + std::to_string(++number);
+    }
+}
+
+TEST_F(SQLiteKeyValueStore, SetsAsideWhatProvesDamagedLater) {
+    auto store = folder_.open();
+    for (int i = 0; i < 100; ++i)
+        store->setValueForKey(std::string(1'000, 'x'), std::to_string(i));
+    store.reset();
+    store = folder_.open();
+    const auto other = folder_.open();
+    // Behind the first page, which is all that opening reads.
+    overwrite(folder_.path(), 4096, std::string(90'000, '\xFF'));
+    EXPECT_FALSE(store->valueForKey("50"));
+    EXPECT_TRUE(store->setValueForKey("new", "50"));
+    EXPECT_EQ(store->valueForKey("50"), VKTValue("new"));
+    EXPECT_EQ(other->valueForKey("50"), VKTValue("new")) << "it follows to the new file";
+    EXPECT_EQ(folder_.problems.size(), 1U);
+    EXPECT_TRUE(std::filesystem::exists(folder_.path() + ".damaged"));
+}
+
+TEST_F(SQLiteKeyValueStore, WithoutAFileItKeepsValuesInMemory) {
+    std::filesystem::create_directory(folder_.path());
+    const auto store = folder_.open();
+    EXPECT_TRUE(store->setValueForKey(1, "k"));
+    EXPECT_EQ(store->valueForKey("k"), VKTValue(1));
+    EXPECT_EQ(folder_.problems.size(), 1U);
+}
+
+TEST_F(SQLiteKeyValueStore, AFullDiskIsReportedOnceAndCostsNothingStored) {
+    const int status = statusOf(inChild([&] {
+        const auto store = folder_.open();
+        const bool isStored = store->setValueForKey("old", "k");
+        std::signal(SIGXFSZ, SIG_IGN);
+        rlimit limit{};
+        getrlimit(RLIMIT_FSIZE, &limit);
+        limit.rlim_cur = 100'000;
+        setrlimit(RLIMIT_FSIZE, &limit);
+        bool isRefused = true;
+        for (int i = 0; i < 3; ++i)
+            isRefused = isRefused && !store->setValueForKey(std::string(200'000, 'x'), "k");
+        const bool isKept = store->valueForKey("k") == VKTValue("old");
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_FSIZE, &limit);
+        return isStored && isRefused && isKept && folder_.problems.size() == 1 &&
+               store->setValueForKey("new", "k");
+    }));
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(folder_.open()->valueForKey("k"), VKTValue("new"));
+}
+
+}  // namespace
