@@ -1,0 +1,118 @@
+#include "VKTCoreKit/tracking/VKTViewabilityTrackingEventManager.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "VKTCoreKit/core/VKTLog.h"
+#include "VKTCoreKit/core/VKTRandom.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+
+namespace {
+
+constexpr double noTimestamp = -1;
+
+}  // namespace
+
+std::shared_ptr<VKTViewabilityTrackingEventManagerEventProgression>
+VKTViewabilityTrackingEventManagerEventProgression::initWithEvent(
+    std::shared_ptr<VKTViewabilityTrackingEvent> event) {
+    return std::shared_ptr<VKTViewabilityTrackingEventManagerEventProgression>(
+        new VKTViewabilityTrackingEventManagerEventProgression(std::move(event)));
+}
+
+VKTViewabilityTrackingEventManagerEventProgression::VKTViewabilityTrackingEventManagerEventProgression(
+    std::shared_ptr<VKTViewabilityTrackingEvent> event)
+    : ID_(VKTRandom::randomUnsignedInt()), event_(std::move(event)) {}
+
+std::shared_ptr<VKTViewabilityTrackingEventManager> VKTViewabilityTrackingEventManager::initWithEventFactory(
+    const VKTTrackingEventFactory& eventFactory, VKTReplacements macros,
+    const std::shared_ptr<VKTTrackingEventManagerDelegate>& delegate,
+    std::shared_ptr<VKTPixelManager> pixelManager) {
+    return std::shared_ptr<VKTViewabilityTrackingEventManager>(new VKTViewabilityTrackingEventManager(
+        eventFactory, std::move(macros), delegate, std::move(pixelManager)));
+}
+
+VKTViewabilityTrackingEventManager::VKTViewabilityTrackingEventManager(
+    const VKTTrackingEventFactory& eventFactory, VKTReplacements macros,
+    const std::shared_ptr<VKTTrackingEventManagerDelegate>& delegate,
+    std::shared_ptr<VKTPixelManager> pixelManager)
+    : VKTTrackingEventManager(eventFactory, std::move(macros), delegate, std::move(pixelManager)) {
+    initializeViewabilityTrackingEventTable();
+}
+
+void VKTViewabilityTrackingEventManager::initializeViewabilityTrackingEventTable() {
+    eventProgressionItems_.clear();
+    for (const auto& event : events()) {
+        if (auto viewabilityEvent = std::dynamic_pointer_cast<VKTViewabilityTrackingEvent>(event))
+            eventProgressionItems_.push_back(EventProgression::initWithEvent(std::move(viewabilityEvent)));
+    }
+}
+
+void VKTViewabilityTrackingEventManager::startViewabilityTracking() {
+    previousTimestamp_ = noTimestamp;
+    timer_.start({shared_from_this(), this});
+}
+
+void VKTViewabilityTrackingEventManager::resetViewabilityTracking() {
+    previousTimestamp_ = noTimestamp;
+    ++resets_;
+    for (const auto& progression : eventProgressionItems_)
+        progression->setCurrentDuration(0);
+}
+
+void VKTViewabilityTrackingEventManager::viewabilityUpdated(bool viewable, double withPercentage) {
+    currentViewableStatus_ = viewable;
+    currentPercentage_ = static_cast<float>(withPercentage);
+}
+
+void VKTViewabilityTrackingEventManager::viewabilityUpdatedWithViewabilityStatus(
+    const VKTViewabilityStatus& status) {
+    currentViewableStatus_ = status.isViewable();
+    currentPercentage_ = status.percentage;
+}
+
+void VKTViewabilityTrackingEventManager::timerFired(VKTTimer& /*timer*/) {
+    if (!currentViewableStatus_ || !currentPercentage_) return;
+    fireOrPostponeViewabilityPixels(static_cast<float>(*currentPercentage_), *currentViewableStatus_);
+}
+
+double VKTViewabilityTrackingEventManager::timestampInterval() {
+    const double now = VKTTimeInterval(VKTPlatform::current().clock->now().time_since_epoch()).count();
+    const double previous = std::exchange(previousTimestamp_, now);
+    return previous == noTimestamp ? noTimestamp : now - previous;
+}
+
+void VKTViewabilityTrackingEventManager::fireOrPostponeViewabilityPixels(double percentage, bool viewable) {
+    const double interval = timestampInterval();
+    if (interval == noTimestamp) return;
+    const auto self = shared_from_this();        // the delegate may let go of it,
+    const auto walked = eventProgressionItems_;  // change the list
+    const std::size_t resetsBefore = resets_;    // or reset the tracking: this tick's time is then void
+    for (auto each = walked.rbegin(); each != walked.rend() && resets_ == resetsBefore; ++each)
+        updatePixelVisibilityStatus(*each, viewable ? percentage : 0, interval);
+}
+
+void VKTViewabilityTrackingEventManager::updatePixelVisibilityStatus(
+    const std::shared_ptr<EventProgression>& progression, double percentageOfVisibility,
+    double timestampInterval) {
+    const bool isSeen = percentageOfVisibility >= progression->area();
+    progression->setCurrentDuration(isSeen ? progression->currentDuration() + timestampInterval : 0);
+    const bool isDue = isSeen && progression->currentDuration() >= progression->duration();
+    if (!isDue) return;
+    // Taken out before it is fired, so that a delegate that comes back here finds it gone.
+    const auto event = progression->event();
+    if (!removeProgression(*progression)) return;
+    VKTLog::sharedInstance()->logDebugWithFormat("Viewability criteria reached for pixel: %@",
+                                                 event->eventName());
+    trackEventByReference(event, variablesForEvent(event), additionalMacrosForEvent(event), true);
+}
+
+bool VKTViewabilityTrackingEventManager::removeProgression(const EventProgression& progression) {
+    // From the end, where the walk begins: what fires together is removed in linear time.
+    const auto found = std::find_if(eventProgressionItems_.rbegin(), eventProgressionItems_.rend(),
+                                    [&](const auto& each) { return each.get() == &progression; });
+    if (found == eventProgressionItems_.rend()) return false;
+    eventProgressionItems_.erase(std::next(found).base());
+    return true;
+}
