@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <filesystem>
 #include <limits>
 #include <system_error>
@@ -253,10 +254,13 @@ class OpeningLock {
   public:
     explicit OpeningLock(const std::string& path)
         : file_(open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666)) {
-        if (file_ >= 0) flock(file_, LOCK_EX);
+        while (file_ >= 0 && flock(file_, LOCK_EX) != 0 && errno == EINTR) {
+        }
     }
     ~OpeningLock() {
-        if (file_ >= 0) close(file_);
+        if (file_ < 0) return;
+        flock(file_, LOCK_UN);  // closing alone would leave it with a child forked meanwhile
+        close(file_);
     }
     OpeningLock(const OpeningLock&) = delete;
     OpeningLock& operator=(const OpeningLock&) = delete;
