@@ -13,3 +13,5 @@ void readEvents(const std::string& document);
 /// Registers the benchmarks of one file.
 void addParseBenchmarks();
 void addNetworkBenchmarks();
+void addPixelBenchmarks();
+void addTrackingBenchmarks();

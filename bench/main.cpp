@@ -106,6 +106,8 @@ int main(int argc, char** argv) {
 
     addParseBenchmarks();
     addNetworkBenchmarks();
+    addPixelBenchmarks();
+    addTrackingBenchmarks();
     PairReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     reporter.print(asJSON);

@@ -1,6 +1,7 @@
 #include "VKTCoreKit/tracking/VKTPixelStore.h"
 
 #include <algorithm>
+#include <bit>
 #include <iterator>
 #include <utility>
 
@@ -23,6 +24,8 @@ std::shared_ptr<VKTPixelStore> VKTPixelStore::initWithProvider(
 
 VKTPixelStore::VKTPixelStore(Private /*unused*/, std::shared_ptr<VKTPixelStoreProviderProtocol> provider)
     : provider_(std::move(provider)) {
+    VKTRecursiveLock lock(mutex_);
+    rebuildSlots();
     for (const auto& pixel : loadPixels())
         addPixel(pixel);
 }
@@ -40,7 +43,9 @@ bool VKTPixelStore::saveToDisk() const {
 bool VKTPixelStore::addPixel(const std::shared_ptr<VKTPixel>& pixel) {
     VKTRecursiveLock lock(mutex_);
     if (isPixelInStore(*pixel)) return false;
-    placesByID_.emplace(pixel->ID(), pixels_.insert(pixels_.end(), pixel));
+    if (2 * (pixels_.size() + 1) > slots_.size()) rebuildSlots();
+    pixels_.push_back(pixel);
+    slots_[slotOfID(pixel->ID())] = {pixel->ID(), static_cast<std::uint32_t>(pixels_.size())};
     return true;
 }
 
@@ -51,38 +56,36 @@ bool VKTPixelStore::updatePixel(const std::shared_ptr<VKTPixel>& pixel) {
 
 bool VKTPixelStore::deletePixel(const VKTPixel& pixel) {
     VKTRecursiveLock lock(mutex_);
-    const auto place = placesByID_.find(pixel.ID());
-    if (place == placesByID_.end()) return false;
-    pixels_.erase(place->second);
-    placesByID_.erase(place);
-    return true;
+    const auto place = placeOfID(pixel.ID());
+    if (place) pixels_[*place] = nullptr;
+    return place.has_value();
 }
 
 void VKTPixelStore::deleteObsoletePixels() {
     VKTRecursiveLock lock(mutex_);
-    VKTPixels obsolete;
-    std::copy_if(pixels_.begin(), pixels_.end(), std::back_inserter(obsolete),
-                 [](const auto& pixel) { return isPixelObsolete(*pixel); });
-    for (const auto& pixel : obsolete)
-        deletePixel(*pixel);
+    pixels_ = validPendingPixels();
+    rebuildSlots();
 }
 
 std::shared_ptr<VKTPixel> VKTPixelStore::pixelWithID(std::uint32_t ID) const {
     VKTRecursiveLock lock(mutex_);
-    const auto place = placesByID_.find(ID);
-    return place == placesByID_.end() ? nullptr : *place->second;
+    const auto place = placeOfID(ID);
+    return place ? pixels_[*place] : nullptr;
 }
 
 VKTPixels VKTPixelStore::allPixels() const {
     VKTRecursiveLock lock(mutex_);
-    return {pixels_.begin(), pixels_.end()};
+    VKTPixels all;
+    std::copy_if(pixels_.begin(), pixels_.end(), std::back_inserter(all),
+                 [](const auto& pixel) { return pixel != nullptr; });
+    return all;
 }
 
 VKTPixels VKTPixelStore::validPendingPixels() const {
     VKTRecursiveLock lock(mutex_);
     VKTPixels pending;
     std::copy_if(pixels_.begin(), pixels_.end(), std::back_inserter(pending),
-                 [](const auto& pixel) { return !isPixelObsolete(*pixel); });
+                 [](const auto& pixel) { return pixel && !isPixelObsolete(*pixel); });
     return pending;
 }
 
@@ -92,9 +95,11 @@ bool VKTPixelStore::isPixelInStore(const VKTPixel& pixel) const {
 
 std::optional<std::size_t> VKTPixelStore::pixelIndexInStoreWithID(std::uint32_t ID) const {
     VKTRecursiveLock lock(mutex_);
-    const auto place = placesByID_.find(ID);
-    if (place == placesByID_.end()) return std::nullopt;
-    return static_cast<std::size_t>(std::distance(pixels_.begin(), List::const_iterator(place->second)));
+    const auto place = placeOfID(ID);
+    if (!place) return std::nullopt;
+    const auto end = pixels_.begin() + static_cast<std::ptrdiff_t>(*place);
+    const auto deletedBefore = static_cast<std::size_t>(std::count(pixels_.begin(), end, nullptr));
+    return *place - deletedBefore;
 }
 
 std::optional<std::size_t> VKTPixelStore::pixelIndexInStore(const VKTPixel& pixel) const {
@@ -103,4 +108,28 @@ std::optional<std::size_t> VKTPixelStore::pixelIndexInStore(const VKTPixel& pixe
 
 bool VKTPixelStore::isPixelObsolete(const VKTPixel& pixel) {
     return pixel.isExpired() || pixel.status() == VKTPixelStatusSuccess;
+}
+
+// The slot that has the ID, else the free one where it belongs.
+std::size_t VKTPixelStore::slotOfID(std::uint32_t ID) const {
+    constexpr std::uint32_t golden = 2'654'435'769;  // spreads IDs that follow a pattern, too
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t slot = (ID * golden) >> std::countl_zero(static_cast<std::uint32_t>(mask));
+    while (slots_[slot].place != 0 && slots_[slot].ID != ID)
+        slot = (slot + 1) & mask;
+    return slot;
+}
+
+std::optional<std::size_t> VKTPixelStore::placeOfID(std::uint32_t ID) const {
+    const Slot& slot = slots_[slotOfID(ID)];
+    if (slot.place == 0 || !pixels_[slot.place - 1]) return std::nullopt;
+    return slot.place - 1;
+}
+
+// Drops the holes and makes room for half as many pixels more, at least.
+void VKTPixelStore::rebuildSlots() {
+    pixels_ = allPixels();
+    slots_.assign(std::bit_ceil(3 * (pixels_.size() + 1)), Slot());
+    for (std::uint32_t i = 0; i < pixels_.size(); ++i)
+        slots_[slotOfID(pixels_[i]->ID())] = {pixels_[i]->ID(), i + 1};
 }
