@@ -7,9 +7,12 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/platform/VKTBundle.h"
 #include "VKTCoreKit/platform/VKTClock.h"
+#include "VKTCoreKit/platform/VKTDevice.h"
 #include "VKTCoreKit/platform/VKTHTTPSession.h"
 #include "VKTCoreKit/platform/VKTKeyValueStore.h"
+#include "VKTCoreKit/platform/VKTLocationServices.h"
 #include "VKTCoreKit/platform/VKTNotificationCentre.h"
 #include "VKTCoreKit/platform/VKTRandomSource.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
@@ -36,6 +39,13 @@ struct VKTPlatform {
 
     /// Active unless the embedder puts its own in its place.
     std::shared_ptr<VKTApplication> application;
+
+    /// Without names unless the embedder puts its own in its place.
+    std::shared_ptr<VKTBundle> mainBundle;
+    std::shared_ptr<VKTDevice> device;
+
+    /// Switched off unless the embedder puts its own in its place.
+    std::shared_ptr<VKTLocationServices> locationServices;
 
     /// A reader of `data`, which must outlive it.
     std::function<std::unique_ptr<VKTXMLEventReader>(std::string_view data)> makeXMLEventReader;

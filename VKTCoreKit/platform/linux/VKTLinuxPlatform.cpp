@@ -3,6 +3,7 @@
 #include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
 #include "VKTCoreKit/platform/linux/VKTExpatEventReader.h"
+#include "VKTCoreKit/platform/linux/VKTLinuxDevice.h"
 #include "VKTCoreKit/platform/linux/VKTSQLiteKeyValueStore.h"
 #include "VKTCoreKit/platform/linux/VKTSystemClock.h"
 #include "VKTCoreKit/platform/linux/VKTSystemRandom.h"
@@ -18,6 +19,9 @@ VKTPlatform vkt_makeDefaultPlatform() {
             .keyValueStore = vkt_makeSQLiteKeyValueStore("", nullptr),
             .notificationCentre = notificationCentre,
             .application = std::make_shared<VKTHeadlessApplication>(notificationCentre),
+            .mainBundle = std::make_shared<VKTStringTableBundle>(),
+            .device = std::make_shared<VKTLinuxDevice>(),
+            .locationServices = std::make_shared<VKTLinuxLocationServices>(),
             .makeXMLEventReader = vkt_makeExpatEventReader,
             .makeSerialQueue = vkt_makeAsioSerialQueue,
             .makeConcurrentPool = vkt_makeAsioConcurrentPool,

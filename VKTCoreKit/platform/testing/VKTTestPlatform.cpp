@@ -9,6 +9,9 @@ VKTTestPlatform vkt_makeTestPlatform() {
     test.keyValueStore = std::make_shared<VKTMemoryKeyValueStore>();
     test.notificationCentre = std::make_shared<VKTNotificationCentre>();
     test.application = std::make_shared<VKTHeadlessApplication>(test.notificationCentre);
+    test.mainBundle = std::make_shared<VKTStringTableBundle>();
+    test.device = std::make_shared<VKTSettableDevice>();
+    test.locationServices = std::make_shared<VKTFakeLocationServices>();
     test.platform = vkt_makeDefaultPlatform();
     test.platform.clock = test.clock;
     test.platform.random = test.random;
@@ -17,5 +20,8 @@ VKTTestPlatform vkt_makeTestPlatform() {
     test.platform.keyValueStore = test.keyValueStore;
     test.platform.notificationCentre = test.notificationCentre;
     test.platform.application = test.application;
+    test.platform.mainBundle = test.mainBundle;
+    test.platform.device = test.device;
+    test.platform.locationServices = test.locationServices;
     return test;
 }

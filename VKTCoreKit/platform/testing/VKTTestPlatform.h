@@ -7,6 +7,7 @@
 #include "VKTCoreKit/platform/VKTHeadlessView.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/testing/VKTFakeHTTPSession.h"
+#include "VKTCoreKit/platform/testing/VKTFakeLocationServices.h"
 #include "VKTCoreKit/platform/testing/VKTFixedRandomSource.h"
 #include "VKTCoreKit/platform/testing/VKTManualClock.h"
 #include "VKTCoreKit/platform/testing/VKTManualRunLoop.h"
@@ -21,12 +22,15 @@ struct VKTTestPlatform {
     std::shared_ptr<VKTMemoryKeyValueStore> keyValueStore;
     std::shared_ptr<VKTNotificationCentre> notificationCentre;
     std::shared_ptr<VKTHeadlessApplication> application;
+    std::shared_ptr<VKTStringTableBundle> mainBundle;
+    std::shared_ptr<VKTSettableDevice> device;
+    std::shared_ptr<VKTFakeLocationServices> locationServices;
     VKTPlatform platform;
 };
 
-/// Time, draws, answers, the main loop and the application's state by hand. The XML reader, queues, pools and
-/// stores with a file are the linked platform's: what blocks on them would never end on a queue that is
-/// stepped by hand.
+/// Time, draws, answers, the main loop, application, device and location by hand. The XML reader, queues,
+/// pools and stores with a file are the linked platform's: what blocks on them would never end on a queue
+/// that is stepped by hand.
 VKTTestPlatform vkt_makeTestPlatform();
 
 /// Puts a platform in force and, when destroyed, the old one. One at a time, while nothing of the library
