@@ -1,0 +1,10 @@
+// A place.
+#pragma once
+
+/// A value, in degrees, north and east positive.
+struct VKTLocation {
+    double latitude = 0;
+    double longitude = 0;
+
+    friend bool operator==(const VKTLocation&, const VKTLocation&) = default;
+};
