@@ -51,20 +51,21 @@ Texts urlsOf(const VKTPixels& pixels) {
 
 class PixelManager : public testing::Test {
   protected:
-    PixelManager() {
-        test_.platform.random = realPlatform_.random;
-        VKTPlatform::setCurrent(test_.platform);
+    static VKTTestPlatform platformOfDifferingDraws() {
+        VKTTestPlatform test = vkt_makeTestPlatform();
+        test.platform.random = VKTPlatform::current().random;
+        return test;
     }
 
-    [[nodiscard]] Texts requestedURLs(const VKTFakeHTTPSession& http) const {
+    [[nodiscard]] Texts requestedURLs() const {
         Texts urls;
-        for (const VKTURLRequest& request : http.requests())
+        for (const VKTURLRequest& request : http_->requests())
             urls.push_back(request.url.absoluteString());
         return urls;
     }
 
     const VKTPlatform realPlatform_ = VKTPlatform::current();
-    VKTTestPlatform test_ = vkt_makeTestPlatform();
+    VKTTestPlatform test_ = platformOfDifferingDraws();
     VKTScopedPlatform scope_{test_.platform};
     std::shared_ptr<VKTFakeHTTPSession> http_ = test_.HTTPSession;
     std::shared_ptr<RecordingProvider> provider_ = std::make_shared<RecordingProvider>();
@@ -100,7 +101,7 @@ TEST_F(PixelManager, SendsInOrderAndKeepsWhatWasNotDelivered) {
     EXPECT_EQ(provider_->savings, 1) << "once for all, and not for those that are there";
     waitForPass(*manager_);
     EXPECT_EQ(provider_->savings, 2);
-    EXPECT_EQ(requestedURLs(*http_), urls);
+    EXPECT_EQ(requestedURLs(), urls);
     EXPECT_EQ(urlsOf(provider_->saved), kept);
     for (const auto& pixel : pixels)
         EXPECT_EQ(pixel->status() == VKTPixelStatusPending, store_->isPixelInStore(*pixel));
@@ -112,7 +113,7 @@ TEST_F(PixelManager, SendsInOrderAndKeepsWhatWasNotDelivered) {
     }
     waitForPass(*manager_);
     urls.insert(urls.end(), kept.begin(), kept.end());
-    EXPECT_EQ(requestedURLs(*http_), urls);
+    EXPECT_EQ(requestedURLs(), urls);
 }
 
 // The clock moves by the seconds given; then the server answers with the status.
@@ -254,7 +255,7 @@ TEST_F(PixelManager, ErrorPixelsCarryTheirCode) {
     }
     const Texts filled{"http://h/e?c=303&d=303", "http://h/ERRORCODE"};
     EXPECT_EQ(urlsOf(manager_->allPixels()), filled);
-    EXPECT_EQ(requestedURLs(*http_), (Texts{filled[0], filled[1], filled[0], filled[1]}));
+    EXPECT_EQ(requestedURLs(), (Texts{filled[0], filled[1], filled[0], filled[1]}));
 }
 
 }  // namespace

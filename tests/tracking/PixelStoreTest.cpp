@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
@@ -61,6 +62,29 @@ TEST_F(PixelStore, KeepsEachIDOnceInTheOrderOfAddition) {
     EXPECT_FALSE(store_->pixelIndexInStoreWithID(1));
     EXPECT_EQ(store_->pixelIndexInStoreWithID(3), 1u);
     EXPECT_EQ(idsOf(store_->allPixels()), (IDs{2, 3}));
+}
+
+TEST_F(PixelStore, ManyChangesKeepOrderAndIndex) {
+    std::mt19937 random(1);  // NOLINT(cert-msc51-cpp): the same changes in every run
+    IDs expected;
+    for (int step = 0; step < 5000; ++step) {
+        const auto changed = pixel(static_cast<std::uint32_t>(random() % 300) << 20U);
+        const auto place = std::find(expected.begin(), expected.end(), changed->ID());
+        const bool isThere = place != expected.end();
+        ASSERT_EQ(store_->pixelWithID(changed->ID()) != nullptr, isThere);
+        const auto action = random() % 100;
+        if (action == 0) store_->deleteObsoletePixels();
+        if (action % 2 == 0) {
+            ASSERT_EQ(store_->addPixel(changed), !isThere);
+            if (!isThere) expected.push_back(changed->ID());
+        } else {
+            ASSERT_EQ(action % 3 == 0 ? store_->updatePixel(changed) : store_->deletePixel(*changed),
+                      isThere);
+            if (isThere) expected.erase(place);
+            if (isThere && action % 3 == 0) expected.push_back(changed->ID());
+        }
+        ASSERT_EQ(idsOf(store_->allPixels()), expected);
+    }
 }
 
 TEST_F(PixelStore, DropsWhatIsSentOrPastItsDate) {
