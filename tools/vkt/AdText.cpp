@@ -69,7 +69,7 @@ std::string countOf(std::size_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
-std::string textOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType) {
+std::string headingOf(const VKTVASTAd& ad) {
     std::ostringstream out;
     out << "ad " << ad.adID().value_or("without id");
     if (ad.adTitle()) out << ", \"" << *ad.adTitle() << '"';
@@ -78,7 +78,12 @@ std::string textOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType) {
     if (ad.wrapperDepth() > 0) {
         out << ", behind " << countOf(static_cast<std::size_t>(ad.wrapperDepth()), "wrapper");
     }
-    out << '\n';
+    return out.str();
+}
+
+std::string textOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType) {
+    std::ostringstream out;
+    out << headingOf(ad) << '\n';
     for (const auto& creative : ad.linearCreatives())
         appendLinear(out, *creative, networkAccessType);
     Counts counts;

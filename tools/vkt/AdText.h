@@ -12,6 +12,9 @@
 /// "1 ad", "3 ads".
 std::string countOf(std::size_t count, const std::string& noun);
 
+/// "ad 12, "A title" from A system, behind 2 wrappers".
+std::string headingOf(const VKTVASTAd& ad);
+
 /// An ad in a few lines: what it is, what plays, what is tracked. Ends with a line feed.
 std::string textOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType);
 

@@ -1,6 +1,7 @@
 // The commands of the vkt tool. Each returns the exit status of the process.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,21 @@ struct ResolveOptions {
     unsigned networkAccessType = 6;
 };
 
+struct PlayOptions {
+    ResolveOptions resolve;
+    double speed = 10;   ///< simulated seconds in a real one; 0 for no waiting
+    double wait = 15;    ///< real seconds for the pixels at the end
+    std::string report;  ///< file of an HTML report; none when empty
+    std::string store;   ///< file that keeps pixels; none when empty
+    std::optional<double> skipAt, muteAt, pauseAt, clickAt, hideAt;  ///< seconds of content
+};
+
+struct PixelsOptions {
+    std::string store;  ///< the file
+    bool send = false;
+    bool JSON = false;
+};
+
 struct ServeOptions {
     int port = 8080;                 ///< 0: any free one
     std::string root;                ///< folder served under /files/; none when empty
@@ -42,6 +58,8 @@ struct ServeOptions {
 int runXML(const XMLOptions& options);
 int runInspect(const InspectOptions& options);
 int runResolve(const ResolveOptions& options);
+int runPlay(const PlayOptions& options);
+int runPixels(const PixelsOptions& options);
 int runServe(const ServeOptions& options);
 
 /// One clear line on the standard error.

@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
+#include <optional>
 #include <string>
 
 #include "Commands.h"
@@ -39,31 +40,65 @@ void addInspect(CLI::App& app, InspectOptions& options) {
     command->add_flag("--json", options.JSON, "One JSON object");
 }
 
-void addResolve(CLI::App& app, ResolveOptions& options) {
-    auto* command = app.add_subcommand("resolve", "Follow wrappers and passbacks to every playable ad");
-    addSource(*command, options.source);
-    command->add_flag("--json", options.JSON, "One JSON object");
-    command->add_option("--timeout", options.timeout, "Seconds for everything")
+void addResolveOptions(CLI::App& command, ResolveOptions& options) {
+    addSource(command, options.source);
+    command.add_flag("--json", options.JSON, "One JSON object");
+    command.add_option("--timeout", options.timeout, "Seconds for resolving everything")
         ->capture_default_str()
         ->check(CLI::NonNegativeNumber);
-    command->add_option("--request-timeout", options.requestTimeout, "Seconds for one download")
+    command.add_option("--request-timeout", options.requestTimeout, "Seconds for one download")
         ->capture_default_str()
         ->check(CLI::NonNegativeNumber);
-    command->add_option("--max-wrappers", options.maxWrappers, "Wrappers followed in a row")
+    command.add_option("--max-wrappers", options.maxWrappers, "Wrappers followed in a row")
         ->capture_default_str()
         ->check(CLI::NonNegativeNumber);
-    command->add_flag("--handle-wrapper-adpods", options.handleWrapperAdpods,
-                      "Take whole pods behind wrappers");
-    command->add_flag("--strict-first-impression", options.strictFirstImpression,
-                      "Refuse a first wrapper without an impression");
-    command->add_option("--macro", options.macros, "NAME=VALUE, filled into wrapper URLs; may be repeated")
+    command.add_flag("--handle-wrapper-adpods", options.handleWrapperAdpods,
+                     "Take whole pods behind wrappers");
+    command.add_flag("--strict-first-impression", options.strictFirstImpression,
+                     "Refuse a first wrapper without an impression");
+    command.add_option("--macro", options.macros, "NAME=VALUE, filled into URLs; may be repeated")
         ->allow_extra_args(false)
         ->check(macroProblem);
-    command->add_option("--fail", options.fail, "Report the first N ads as failed, which asks for passbacks")
+    command.add_option("--fail", options.fail, "Report the first N ads as failed, which asks for passbacks")
         ->capture_default_str()
         ->check(CLI::NonNegativeNumber);
-    command->add_option("--network-access-type", options.networkAccessType, "4 to 6: fast; any other: slow")
+    command.add_option("--network-access-type", options.networkAccessType, "4 to 6: fast; any other: slow")
         ->capture_default_str();
+}
+
+void addResolve(CLI::App& app, ResolveOptions& options) {
+    addResolveOptions(*app.add_subcommand("resolve", "Follow wrappers and passbacks to every playable ad"),
+                      options);
+}
+
+void addPlay(CLI::App& app, PlayOptions& options) {
+    auto* command =
+        app.add_subcommand("play", "Resolve, play each ad on a simulated clock and send its tracking pixels");
+    addResolveOptions(*command, options.resolve);
+    command->add_option("--speed", options.speed, "Simulated seconds in a real one; 0: no waiting")
+        ->capture_default_str()
+        ->check(CLI::NonNegativeNumber);
+    command->add_option("--wait", options.wait, "Real seconds for the last pixels")
+        ->capture_default_str()
+        ->check(CLI::NonNegativeNumber);
+    command->add_option("--store", options.store, "A file that keeps undelivered pixels for the next run");
+    command->add_option("--report", options.report, "Write an HTML page with everything");
+    const auto addAction = [&](const char* name, std::optional<double>& position, const char* description) {
+        command->add_option(name, position, description)->check(CLI::NonNegativeNumber);
+    };
+    addAction("--skip-at", options.skipAt, "Second of each ad at which it is skipped");
+    addAction("--mute-at", options.muteAt, "Second at which the sound is switched off");
+    addAction("--pause-at", options.pauseAt, "Second at which it stands still for two seconds");
+    addAction("--click-at", options.clickAt, "Second at which it is clicked");
+    addAction("--hide-at", options.hideAt, "Second at which the view leaves the window");
+}
+
+void addPixels(CLI::App& app, PixelsOptions& options) {
+    auto* command =
+        app.add_subcommand("pixels", "List the undelivered pixels of vkt play --store, or send them");
+    command->add_option("--store", options.store, "The file that keeps them")->required();
+    command->add_flag("--send", options.send, "Make one sending pass");
+    command->add_flag("--json", options.JSON, "One JSON object");
 }
 
 void addServe(CLI::App& app, ServeOptions& options) {
@@ -82,17 +117,21 @@ void addServe(CLI::App& app, ServeOptions& options) {
 }
 
 int run(int argc, char** argv) {
-    CLI::App app("Reads, resolves and serves VAST documents.", "vkt");
+    CLI::App app("Reads, resolves, plays and serves VAST documents.", "vkt");
     app.set_version_flag("--version", versionText());
     app.require_subcommand(1);
 
     XMLOptions xml;
     InspectOptions inspect;
     ResolveOptions resolve;
+    PlayOptions play;
+    PixelsOptions pixels;
     ServeOptions serve;
     addXML(app, xml);
     addInspect(app, inspect);
     addResolve(app, resolve);
+    addPlay(app, play);
+    addPixels(app, pixels);
     addServe(app, serve);
 
     try {
@@ -107,6 +146,8 @@ int run(int argc, char** argv) {
     if (app.got_subcommand("xml")) return runXML(xml);
     if (app.got_subcommand("inspect")) return runInspect(inspect);
     if (app.got_subcommand("resolve")) return runResolve(resolve);
+    if (app.got_subcommand("play")) return runPlay(play);
+    if (app.got_subcommand("pixels")) return runPixels(pixels);
     return runServe(serve);
 }
 

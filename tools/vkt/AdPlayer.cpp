@@ -1,0 +1,343 @@
+#include "AdPlayer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "AdReport.h"
+#include "AdText.h"
+#include "VKTCoreKit/core/VKTTimeUtils.h"
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+
+namespace {
+
+constexpr double tickInterval = 0.25;
+constexpr double pauseTime = 2;
+
+// A video ad has been seen when half of it was visible for two seconds without a break. The seconds are added
+// up from differences of the wall clock, which are not exact.
+constexpr double viewableArea = 0.5;
+constexpr double viewableTime = 2;
+constexpr double roundingTime = 0.001;
+
+constexpr const char* viewableName = "viewable";
+constexpr const char* clickTrackingName = "clickTracking";
+
+// An impression or a click tracker.
+class URLEvent : public VKTTrackingEvent {
+  public:
+    URLEvent(std::string name, VKTURL url, bool isConsumable)
+        : name_(std::move(name)), url_(std::move(url)), isConsumable_(isConsumable) {}
+
+    [[nodiscard]] const std::string& eventName() const override { return name_; }
+    [[nodiscard]] const VKTURL& eventURL() const override { return url_; }
+    [[nodiscard]] bool isEventConsumable() const override { return isConsumable_; }
+
+  private:
+    const std::string name_;
+    const VKTURL url_;
+    const bool isConsumable_;
+};
+
+// A "viewable" event of the document with the criterion for video ads.
+class ViewableEvent : public VKTViewabilityTrackingEvent {
+  public:
+    explicit ViewableEvent(std::shared_ptr<VKTVASTViewabilityEvent> event) : event_(std::move(event)) {}
+
+    [[nodiscard]] const std::string& eventName() const override { return event_->eventName(); }
+    [[nodiscard]] const VKTURL& eventURL() const override { return event_->eventURL(); }
+    [[nodiscard]] bool isEventConsumable() const override { return true; }
+    [[nodiscard]] double eventArea() const override { return viewableArea; }
+    [[nodiscard]] double eventExpositionTime() const override { return viewableTime - roundingTime; }
+
+  private:
+    const std::shared_ptr<VKTVASTViewabilityEvent> event_;
+};
+
+VKTTrackingEvents eventsOf(const std::vector<VKTVASTURL>& urls, const std::string& name, bool isConsumable) {
+    VKTTrackingEvents events;
+    for (const VKTVASTURL& url : urls)
+        events.push_back(std::make_shared<URLEvent>(name, url.url(), isConsumable));
+    return events;
+}
+
+VKTRunLoop& loop() {
+    return *VKTPlatform::current().mainRunLoop;
+}
+
+std::string secondsText(double seconds) {
+    return vkt_numberDescription(seconds) + " s";
+}
+
+// Seconds; nothing when the ad cannot be skipped.
+std::optional<double> skipOffsetOf(const VKTVASTAd& ad, const VKTVASTCreativeLinear& creative,
+                                   double duration) {
+    std::optional<std::string> text = creative.skipOffset();
+    if (!text && ad.extensions()) text = ad.extensions()->skipOffset;
+    if (!text) return std::nullopt;
+    const double offset = VKTTimeUtils::offsetTypeFromString(*text) == VKTOffsetTypePercentage
+                              ? VKTTimeUtils::timeIntervalFromPercentVASTDuration(*text, duration)
+                              : VKTTimeUtils::timeIntervalFromVASTDuration(*text);
+    return offset < 0 ? std::nullopt : std::optional(offset);
+}
+
+}  // namespace
+
+TimelineEntry& TimelineRecorder::entryOf(double time, const std::string& event) {
+    const bool isNew = timeline_.empty() || timeline_.back().time != time || timeline_.back().event != event;
+    if (isNew) timeline_.push_back({time, event, {}});
+    return timeline_.back();
+}
+
+void TimelineRecorder::add(double time, const std::string& event) {
+    auto& pixels = entryOf(time, event).pixels;
+    const auto claimed = ledger_.claim(event);
+    pixels.insert(pixels.end(), claimed.begin(), claimed.end());
+    if (claimed.empty()) waiting_.push_back(timeline_.size() - 1);
+}
+
+void TimelineRecorder::show() {
+    for (const std::size_t place : std::exchange(waiting_, {})) {
+        TimelineEntry& entry = timeline_[place];
+        const auto claimed = ledger_.claim(entry.event, 1);
+        entry.pixels.insert(entry.pixels.end(), claimed.begin(), claimed.end());
+    }
+    for (; shown_ < timeline_.size(); ++shown_) {
+        const auto& [time, event, pixels] = timeline_[shown_];
+        const std::string count = pixels.empty() ? "nothing to call" : countOf(pixels.size(), "pixel");
+        screen_.line(textOfTime(time) + "  " + event + ": " + count);
+    }
+}
+
+AdPlayer::AdPlayer(const AdPlayerContext& context, std::shared_ptr<VKTVASTAd> ad,
+                   std::shared_ptr<VKTVASTCreativeLinear> creative)
+    : context_(context),
+      ad_(std::move(ad)),
+      creative_(std::move(creative)),
+      duration_(VKTTimeUtils::timeIntervalFromVASTDuration(creative_->duration().value_or(""))),
+      startTime_(VKTPlatform::current().clock->monotonicNow()),
+      recorder_(context.ledger, context.screen) {}
+
+void AdPlayer::start() {
+    makeManagers();
+    planActions();
+    impressions_->trackEvent("impression", {});
+    video_->trackVideoEvent(VKTVideoEventCreativeView, {});
+    video_->trackVideoEvent(VKTVideoEventLoaded, {});
+    if (duration_ <= 0) {
+        playWithoutDuration();
+        return;
+    }
+    startViewability();
+    reach(0);
+}
+
+void AdPlayer::makeManagers() {
+    const VKTRect screen{0, 0, 1920, 1080};
+    window_ = VKTHeadlessView::windowWithFrame(screen);
+    view_ = VKTHeadlessView::initWithFrame(screen);
+    window_->addSubview(view_);
+
+    const auto videoEvents =
+        VKTVASTTrackingEventFactory::initWithVASTTrackingEvents(creative_->trackingEvents(), duration_);
+    video_ = VKTVideoTrackingEventManager::initWithEventFactory(*videoEvents, context_.macros,
+                                                                shared_from_this(), context_.pixelManager);
+    impressions_ = managerOf(eventsOf(ad_->impressions(), "impression", true));
+    clicks_ = managerOf(eventsOf(creative_->clickTracking(), clickTrackingName, false));
+
+    VKTTrackingEvents viewable;
+    VKTTrackingEvents outcomes;
+    for (const auto& event : ad_->viewabilityEvents()) {
+        if (event->eventName() == viewableName) {
+            viewable.push_back(std::make_shared<ViewableEvent>(event));
+        } else {
+            outcomes.push_back(event);
+        }
+    }
+    viewabilityOutcomes_ = managerOf(std::move(outcomes));
+    viewable_ = VKTViewabilityTrackingEventManager::initWithEventFactory(
+        *VKTTrackingEventDefaultFactory::initWithEvents(std::move(viewable)), context_.macros,
+        shared_from_this(), context_.pixelManager);
+    viewability_ = VKTViewabilityManager::initWithView(view_, shared_from_this());
+}
+
+std::shared_ptr<VKTTrackingEventManager> AdPlayer::managerOf(VKTTrackingEvents events) {
+    return VKTTrackingEventManager::initWithEventFactory(
+        *VKTTrackingEventDefaultFactory::initWithEvents(std::move(events)), context_.macros,
+        shared_from_this(), context_.pixelManager);
+}
+
+void AdPlayer::planActions() {
+    const PlayOptions& options = context_.options;
+    const auto plan = [this](const std::optional<double>& position, const char* option,
+                             void (AdPlayer::*run)()) {
+        if (!position) return;
+        if (*position < duration_) {
+            actions_.push_back({*position, option, run});
+        } else {
+            context_.screen.note(std::string("note: ") + option + " " + secondsText(*position) +
+                                 " is beyond the end of the ad and does nothing");
+        }
+    };
+    plan(options.muteAt, "--mute-at", &AdPlayer::mute);
+    plan(options.clickAt, "--click-at", &AdPlayer::click);
+    plan(options.hideAt, "--hide-at", &AdPlayer::hide);
+    plan(options.pauseAt, "--pause-at", &AdPlayer::pause);
+    plan(options.skipAt, "--skip-at", &AdPlayer::skip);
+    std::stable_sort(actions_.begin(), actions_.end(),
+                     [](const Action& left, const Action& right) { return left.position < right.position; });
+    std::reverse(actions_.begin(), actions_.end());
+}
+
+void AdPlayer::playWithoutDuration() {
+    context_.screen.note("note: the ad's duration is not known; only its start and its end are tracked");
+    video_->trackVideoEvent(VKTVideoEventStart, {});
+    video_->trackVideoEvent(VKTVideoEventComplete, {});
+    end();
+}
+
+void AdPlayer::scheduleNextStop() {
+    const double nextTick = (std::floor(position_ / tickInterval) + 1) * tickInterval;
+    nextPosition_ = std::min(nextTick, duration_);
+    if (!actions_.empty()) nextPosition_ = std::min(nextPosition_, actions_.back().position);
+    after(nextPosition_ - position_, &AdPlayer::reachNextStop);
+}
+
+void AdPlayer::reachNextStop() {
+    reach(nextPosition_);
+}
+
+void AdPlayer::reach(double position) {
+    position_ = position;
+    video_->playbackProgressedToTime(position, {});
+    recorder_.show();
+    context_.screen.showBar(position, duration_);
+    while (!hasEnded_ && !actions_.empty() && actions_.back().position <= position) {
+        const Action action = actions_.back();
+        actions_.pop_back();
+        (this->*action.run)();
+    }
+    recorder_.show();
+    if (hasEnded_ || isPaused_) return;
+    if (position_ < duration_) {
+        scheduleNextStop();
+    } else {
+        end();
+    }
+}
+
+void AdPlayer::mute() {
+    video_->trackVideoEvent(VKTVideoEventMute, {});
+}
+
+void AdPlayer::click() {
+    video_->trackVideoEvent(VKTVideoEventClick, {});
+    clicks_->trackEvent(clickTrackingName, {});
+}
+
+void AdPlayer::hide() {
+    view_->removeFromSuperview();
+}
+
+void AdPlayer::pause() {
+    isPaused_ = true;
+    video_->trackVideoEvent(VKTVideoEventPause, {});
+    stopViewability();
+    after(pauseTime, &AdPlayer::resume);
+}
+
+void AdPlayer::resume() {
+    isPaused_ = false;
+    video_->trackVideoEvent(VKTVideoEventResume, {});
+    startViewability();
+    reach(position_);
+}
+
+void AdPlayer::skip() {
+    const auto offset = skipOffsetOf(*ad_, *creative_, duration_);
+    if (!offset) {
+        context_.screen.note("note: the ad is not skippable; it is skipped all the same");
+    } else if (position_ < *offset) {
+        context_.screen.note("note: the ad is not skippable before " + secondsText(*offset) +
+                             "; it is skipped all the same");
+    }
+    video_->trackVideoEvent(VKTVideoEventSkip, {});
+    end();
+}
+
+void AdPlayer::end() {
+    hasEnded_ = true;
+    stepTimer_.reset();
+    stopViewability();
+    trackOutcomeOfViewability();
+    recorder_.show();
+    context_.screen.hideBar();
+}
+
+void AdPlayer::trackOutcomeOfViewability() {
+    if (!wasMeasured_) {
+        viewabilityOutcomes_->trackEvent("viewundetermined", {});
+    } else if (!wasViewable_) {
+        viewabilityOutcomes_->trackEvent("notviewable", {});
+    }
+}
+
+void AdPlayer::startViewability() {
+    viewability_->startViewabilityTracking();
+    viewable_->startViewabilityTracking();
+}
+
+void AdPlayer::stopViewability() {
+    viewability_->stopViewabilityTracking();
+    viewable_->stopViewabilityTracking();
+    exposureTimer_.reset();
+}
+
+void AdPlayer::after(double seconds, void (AdPlayer::*step)()) {
+    stepTimer_ = loop().schedule(VKTTimeInterval(seconds), [this, step] { (this->*step)(); });
+}
+
+double AdPlayer::time() const {
+    return VKTTimeInterval(VKTPlatform::current().clock->monotonicNow() - startTime_).count();
+}
+
+void AdPlayer::trackingEventManager(VKTTrackingEventManager& manager,
+                                    const std::string& didTrackEventWithName, std::size_t count) {
+    if (&manager == viewable_.get()) wasViewable_ = true;
+    if (count > 0) {
+        recorder_.add(time(), didTrackEventWithName);
+    } else if (&manager == video_.get()) {
+        recorder_.addWithoutPixels(time(), didTrackEventWithName);
+    }
+}
+
+// The exposure is timed here, too: the document may ask for no viewable pixel, but for one in the other case.
+void AdPlayer::viewabilityManagerDidChangeViewabilityStatus(VKTViewabilityManager& /*manager*/,
+                                                            const VKTViewabilityStatus& status) {
+    viewable_->viewabilityUpdatedWithViewabilityStatus(status);
+    if (VKTViewabilityManager::parentWindowForView(*view_)) wasMeasured_ = true;
+    const bool isExposed = status.viewable && status.percentage >= viewableArea;
+    if (!isExposed) {
+        exposureTimer_.reset();
+    } else if (!exposureTimer_) {
+        exposureTimer_ = loop().schedule(VKTTimeInterval(viewableTime), [this] { wasViewable_ = true; });
+    }
+}
+
+std::shared_ptr<VKTVASTCreativeLinear> playableCreativeOf(const VKTVASTAd& ad,
+                                                          std::uint32_t networkAccessType) {
+    const auto& creatives = ad.linearCreatives();
+    const auto playable = std::find_if(creatives.begin(), creatives.end(), [&](const auto& creative) {
+        return chosenMediaFile(*creative, networkAccessType) != nullptr;
+    });
+    return playable == creatives.end() ? nullptr : *playable;
+}
+
+VKTVASTError errorOfUnplayableAd(const VKTVASTAd& ad) {
+    const auto& creatives = ad.linearCreatives();
+    const bool hasMedia = std::any_of(creatives.begin(), creatives.end(),
+                                      [](const auto& creative) { return !creative->mediaFiles().empty(); });
+    return hasMedia ? VKTVASTError::VAST_LINEAR_ERROR_MEDIA_NO_VALID_FORMAT()
+                    : VKTVASTError::VAST_CREATIVE_ERROR_MISMATCHED_AD_LINEARITY();
+}

@@ -1,0 +1,79 @@
+#include <unistd.h>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <future>
+#include <iostream>
+
+#include "AdReport.h"
+#include "AdText.h"
+#include "Commands.h"
+#include "PixelLedger.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/platform/VKTServices.h"
+#include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
+#include "VKTCoreKit/tracking/VKTPixelManager.h"
+
+namespace {
+
+std::string textOfDate(VKTDate date) {
+    return vkt_ISO8601StringFromDate(date, VKTTimeZone(vkt_localOffsetFromUTC));
+}
+
+const char* statusOf(const PixelRecord& pixel) {
+    if (pixel.isDelivered) return "success";
+    return VKTPlatform::current().clock->now() > pixel.expirationDate ? "expired" : "pending";
+}
+
+void sendAll(const std::shared_ptr<PixelLedger>& ledger, const std::shared_ptr<VKTPixelStore>& store) {
+    const auto provider = std::make_shared<RecordingProvider>(
+        VKTURLSessionProvider::sharedInstance(),
+        [ledger](const RequestRecord& request) { ledger->requestEnded(request); });
+    const auto manager =
+        VKTPixelManager::initWithPixelStore(store, VKTURLSession::initWithSessionProvider(provider));
+    std::promise<void> end;
+    manager->callPixelsWithCompletionHandler([&end] { end.set_value(); });
+    end.get_future().wait();
+}
+
+void printReport(const PixelsOptions& options, const std::vector<PixelRecord>& pixels) {
+    VKTArray list;
+    for (const PixelRecord& pixel : pixels) {
+        VKTDictionary report{{"url", pixel.url},
+                             {"expirationDate", textOfDate(pixel.expirationDate)},
+                             {"status", statusOf(pixel)}};
+        if (options.send) {
+            report.set("statusCode", pixel.statusCode ? VKTValue(*pixel.statusCode) : VKTValue());
+        }
+        list.emplace_back(std::move(report));
+    }
+    printJSON(VKTDictionary{{"store", options.store}, {"pixels", std::move(list)}});
+}
+
+void printText(const PixelsOptions& options, const std::vector<PixelRecord>& pixels) {
+    std::cout << options.store << ": " << countOf(pixels.size(), "pixel") << '\n';
+    for (const PixelRecord& pixel : pixels) {
+        std::cout << "   " << statusOf(pixel) << (options.send ? " " + pixel.outcome() : "") << "  until "
+                  << textOfDate(pixel.expirationDate) << "  " << pixel.url << '\n';
+    }
+}
+
+}  // namespace
+
+int runPixels(const PixelsOptions& options) {
+    if (access(options.store.c_str(), R_OK) != 0) {
+        printError("cannot read " + options.store + ": " + std::strerror(errno));
+        return ExitSourceUnread;
+    }
+    const auto ledger = std::make_shared<PixelLedger>(VKTPersistentPixelStoreProvider::initWithKeyValueStore(
+        VKTPlatform::current().makeKeyValueStore(options.store, printError)));
+    const auto store = VKTPixelStore::initWithProvider(ledger);
+    if (options.send) sendAll(ledger, store);
+    if (options.JSON) {
+        printReport(options, ledger->records());
+    } else {
+        printText(options, ledger->records());
+    }
+    return ExitPlayable;
+}

@@ -1,0 +1,36 @@
+// What a run of vkt play has brought, as JSON and as a page.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "AdPlayer.h"
+#include "Commands.h"
+#include "PixelLedger.h"
+#include "Resolving.h"
+
+/// An ad and what happened with it.
+struct PlayedAd {
+    std::shared_ptr<VKTVASTAd> ad;
+    bool isPlayed = false;  ///< false: only its error pixels were called
+    Timeline timeline;
+};
+
+struct PlayResult {
+    Resolution resolution;
+    std::vector<PlayedAd> ads;
+    Timeline problems;  ///< error pixels that were called while the source was resolved
+    std::vector<PixelRecord> pixels;
+    std::size_t pixelsLeftByEarlierRun = 0;  ///< so many stand first
+};
+
+/// The report of `vkt resolve` and per ad "timeline" and "pixels"; "errorPixels" of what was met while
+/// resolving; "pixelsLeftByEarlierRun".
+VKTDictionary reportOfPlay(const PlayOptions& options, const PlayResult& result);
+
+/// How many of the pixels were delivered, and each that was not.
+std::vector<std::string> summaryOfPixels(const PlayOptions& options, const PlayResult& result);
+
+/// One HTML page that needs nothing else. False, with an error line, when the file cannot be written.
+bool writePage(const PlayOptions& options, const PlayResult& result);

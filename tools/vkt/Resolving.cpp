@@ -1,0 +1,212 @@
+#include "Resolving.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <mutex>
+
+#include "VKTCoreKit/core/VKTXMLDictionary.h"
+#include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/vast/VKTVASTManager.h"
+
+namespace {
+
+// The time for everything, which starts when this is made. Any thread.
+class Budget {
+  public:
+    explicit Budget(double seconds) : seconds_(seconds) {}
+
+    [[nodiscard]] VKTTimeInterval timeLeft() const {
+        return seconds_ - VKTTimeInterval(std::chrono::steady_clock::now() - start_);
+    }
+
+  private:
+    VKTTimeInterval seconds_;
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+// The manager gives each wrapper its own time, however many there are; no request may outlast the budget.
+class BudgetProvider : public VKTURLSessionProviderProtocol {
+  public:
+    BudgetProvider(std::shared_ptr<VKTURLSessionProviderProtocol> provider, Budget budget)
+        : provider_(std::move(provider)), budget_(budget) {}
+
+    std::shared_ptr<VKTURLSessionTask> dataRequest(
+        const VKTURLRequest& request, VKTURLSessionCompletionHandler completionHandler) override {
+        VKTURLRequest limited = request;
+        limited.timeoutInterval = std::min(limited.timeoutInterval, budget_.timeLeft());
+        return provider_->dataRequest(limited, std::move(completionHandler));
+    }
+
+  private:
+    const std::shared_ptr<VKTURLSessionProviderProtocol> provider_;
+    const Budget budget_;
+};
+
+struct PlayableAd : VKTConsumableVideoAd {
+    explicit PlayableAd(std::shared_ptr<VKTVASTAd> vastAd) : ad(std::move(vastAd)) {}
+    std::shared_ptr<VKTVASTAd> ad;
+};
+
+class Adapter : public VKTVASTAdAdapterProtocol {
+  public:
+    std::shared_ptr<VKTConsumableVideoAd> convertVASTAdToConsumableVideoAd(
+        const std::shared_ptr<VKTVASTAd>& ad) override {
+        return std::make_shared<PlayableAd>(ad);
+    }
+};
+
+class Listener : public VKTVASTManagerDelegate {
+  public:
+    Listener(std::map<std::string, std::string> macros, std::function<void(const ReportedError&)> onError)
+        : macros_(std::move(macros)), onError_(std::move(onError)) {}
+
+    void vastManagerDidFailWithError(const std::optional<VKTError>& error) override { failure_ = error; }
+
+    void vastManagerDidEncounterError(VKTVASTManager& /*manager*/, const VKTVASTError& error,
+                                      const std::vector<VKTVASTURL>& errorURLs,
+                                      const std::optional<std::string>& VASTResponse) override {
+        ReportedError reported{error, errorURLs, VASTResponse.has_value()};
+        if (isParsingError(error)) reported.detail = parsingProblem(VASTResponse);
+        if (onError_) onError_(reported);
+        const std::lock_guard lock(mutex_);
+        errors_.push_back(std::move(reported));
+    }
+
+    std::optional<std::map<std::string, std::string>> vastManagerRequestsVASTMacros(
+        VKTVASTManager& /*manager*/) override {
+        return macros_;
+    }
+
+    std::vector<ReportedError> errors() {
+        const std::lock_guard lock(mutex_);
+        return errors_;
+    }
+    [[nodiscard]] const std::optional<VKTError>& failure() const { return failure_; }
+
+  private:
+    static bool isParsingError(const VKTVASTError& error) {
+        return error == VKTVASTError::XML_PARSING_ERROR() ||
+               error == VKTVASTError::XML_PARSING_ERROR_WRAPPER();
+    }
+
+    // What the XML reader has against the document. An ad without content is reported by the same error; its
+    // document may hold very many of them, and each would cost another reading.
+    std::optional<std::string> parsingProblem(const std::optional<std::string>& document) {
+        if (!document) return "The document is not UTF-8 text.";
+        if (readings_++ >= readingLimit) return std::nullopt;
+        auto parser = VKTXMLDictionaryParser::sharedInstance().copy();
+        parser.vkt_dictionaryWithString(*document);
+        const auto& problem = parser.parsingError();
+        if (!problem) return std::nullopt;
+        return "The XML reader says: " + problem->localizedDescription().value_or("") + ".";
+    }
+
+    static constexpr int readingLimit = 16;
+
+    const std::map<std::string, std::string> macros_;
+    const std::function<void(const ReportedError&)> onError_;
+    std::atomic<int> readings_ = 0;
+    std::optional<VKTError> failure_;
+    std::mutex mutex_;
+    std::vector<ReportedError> errors_;
+};
+
+// When there is no passback for a failed ad, the next main ad has its turn.
+void requestAds(VKTVASTManager& manager, const ResolutionHooks& hooks, const Budget& budget,
+                Resolution& resolution) {
+    bool hasFailed = false;
+    while (true) {
+        const VKTVASTManagerResponse response = manager.nextAdWithTimeout(budget.timeLeft(), hasFailed);
+        if (response.ad) {
+            const auto& ad = static_cast<const PlayableAd&>(*response.ad).ad;
+            hasFailed = hooks.adFails && hooks.adFails(*ad, resolution.ads.size());
+            resolution.ads.push_back(ad);
+        } else if (hasFailed && response.error && response.error->code() != VKTVASTManagerErrorTimeout) {
+            hasFailed = false;
+        } else {
+            resolution.end = response.error;
+            return;
+        }
+    }
+}
+
+std::string unreadableMessage(const std::string& source, const std::string& reason) {
+    return "cannot read " + source + ": " + reason;
+}
+
+}  // namespace
+
+Resolution resolveSource(const ResolveOptions& options, const Source& source, const ResolutionHooks& hooks) {
+    const Budget budget(options.timeout);
+    const auto provider = std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance());
+    const auto listener = std::make_shared<Listener>(macrosOf(options), hooks.onError);
+    const auto adapter = std::make_shared<Adapter>();
+    VKTVASTManagerConfig config;
+    config.requestTimeout = VKTTimeInterval(options.requestTimeout);
+    config.maximumWrappers = options.maxWrappers;
+    config.handleWrappersAdpods = options.handleWrapperAdpods;
+    config.strictWrapperFirstLevelImpressionValidation = options.strictFirstImpression;
+    const auto manager = VKTVASTManager::initWithDelegate(
+        listener, adapter,
+        VKTURLSession::initWithSessionProvider(std::make_shared<BudgetProvider>(provider, budget)), config);
+
+    manager->createAdsStoreWithXML(source.data, source.url, budget.timeLeft());
+    Resolution resolution;
+    resolution.model = manager->rootVASTModel();
+    resolution.end = listener->failure();
+    if (resolution.model) requestAds(*manager, hooks, budget, resolution);
+    resolution.hasRunOutOfTime = budget.timeLeft() <= VKTTimeInterval::zero();
+    resolution.requests = provider->records();
+    resolution.errors = listener->errors();
+    return resolution;
+}
+
+std::map<std::string, std::string> macrosOf(const ResolveOptions& options) {
+    auto macros = VKTVASTManager::generateDefaultVASTMacrosWithAppBundleIdentifier(
+        "com.korvonet.vkt", "Korvonet", VKTFrameworkVersionString, {});
+    for (const std::string& macro : options.macros) {
+        const std::size_t equals = macro.find('=');
+        macros[macro.substr(0, equals)] = macro.substr(equals + 1);
+    }
+    return macros;
+}
+
+bool readSource(const std::string& name, Source& source) {
+    source = openSource(name);
+    if (source.problem.empty()) return true;
+    printError(unreadableMessage(name, source.problem));
+    return false;
+}
+
+VKTDictionary reportOfResolution(const ResolveOptions& options, const Resolution& resolution, VKTArray ads) {
+    return {{"source", options.source},
+            {"version", resolution.model ? VKTValue(resolution.model->version()) : VKTValue()},
+            {"ads", std::move(ads)},
+            {"errors", reportOfErrors(resolution.errors)},
+            {"requests", reportOfRequests(resolution.requests)},
+            {"end", reportOfError(resolution.end)}};
+}
+
+std::string titleOf(const ResolveOptions& options, const Resolution& resolution) {
+    return options.source + (resolution.model ? ": VAST " + resolution.model->version() : "");
+}
+
+ExitStatus conclude(const ResolveOptions& options, const Resolution& resolution, bool isAnyAdPlayable) {
+    const auto& requests = resolution.requests;
+    const bool isUnread = !resolution.model && !requests.empty() && requests.front().error;
+    if (isUnread) {
+        const auto reason = requests.front().error->localizedDescription().value_or("the transfer failed");
+        printError(unreadableMessage(options.source, reason));
+        return ExitSourceUnread;
+    }
+    if (resolution.hasRunOutOfTime) {
+        printError("the time budget of " + vkt_numberDescription(options.timeout) + " s ran out");
+    } else if (resolution.model && resolution.model->ads().empty()) {
+        printError("the answer holds no ad");
+    } else if (!isAnyAdPlayable) {
+        printError("no ad is playable");
+    }
+    return isAnyAdPlayable ? ExitPlayable : ExitNonePlayable;
+}
