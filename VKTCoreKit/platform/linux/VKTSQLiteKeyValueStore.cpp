@@ -140,11 +140,6 @@ class Connection {
         return result;
     }
 
-    /// Lets closing leave the files alone: at their paths may be another store's by now.
-    void keepFilesWhenClosed() {
-        sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    }
-
   private:
     struct Closer {
         void operator()(sqlite3* database) const { sqlite3_close(database); }
@@ -294,11 +289,6 @@ class SQLiteStore final : public VKTKeyValueStore {
         report(problems);
     }
 
-    ~SQLiteStore() override {
-        VKTLock lock(mutex_);
-        if (isReplaced()) connection_->keepFilesWhenClosed();
-    }
-
     [[nodiscard]] std::optional<VKTValue> valueForKey(std::string_view key) const override {
         std::optional<VKTValue> value;
         perform(Reading, [&](Connection& connection) { return connection.read(key, value); });
@@ -343,7 +333,8 @@ class SQLiteStore final : public VKTKeyValueStore {
         return result == SQLITE_DONE;
     }
 
-    // Another process has set the file aside, or someone has removed it.
+    // Another process has set the file aside, or someone has removed it. Closing is safe even then: SQLite
+    // leaves the files at a path alone when its database has moved away from there.
     [[nodiscard]] bool isReplaced() const VKT_REQUIRES(mutex_) {
         return isInFile_ && identityOfFile(path_) != identity_;
     }
@@ -356,14 +347,12 @@ class SQLiteStore final : public VKTKeyValueStore {
     }
 
     void reopen(Problems& problems) const VKT_REQUIRES(mutex_) {
-        if (connection_) connection_->keepFilesWhenClosed();
         if (path_.empty()) return openInMemory();
         const OpeningLock openingLock(path_);
         open(problems);
     }
 
     void replaceDamaged(int damage, Problems& problems) const VKT_REQUIRES(mutex_) {
-        connection_->keepFilesWhenClosed();
         if (!isInFile_) return openInMemory();
         const OpeningLock openingLock(path_);
         // Another process may have been here first.
@@ -377,7 +366,6 @@ class SQLiteStore final : public VKTKeyValueStore {
     void open(Problems& problems) const VKT_REQUIRES(mutex_) {
         int result = openFile();
         if (isDamage(result)) {
-            connection_->keepFilesWhenClosed();
             connection_.reset();
             if (!replaceFile(result, problems)) return openInMemory();
             result = openFile();
