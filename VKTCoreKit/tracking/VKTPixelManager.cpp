@@ -86,11 +86,11 @@ const std::shared_ptr<VKTURLSession>& VKTPixelManager::urlSession() const {
     return worker_->urlSession;
 }
 
-void VKTPixelManager::addPixel(const std::shared_ptr<VKTPixel>& pixel) {
+void VKTPixelManager::addPixel(const std::shared_ptr<VKTPixel>& pixel) const {
     addPixels({pixel});
 }
 
-void VKTPixelManager::addPixels(const VKTPixels& pixels) {
+void VKTPixelManager::addPixels(const VKTPixels& pixels) const {
     bool isAnyAdded = false;
     for (const auto& pixel : pixels)
         isAnyAdded |= pixelStore()->addPixel(pixel);

@@ -46,10 +46,10 @@ class VKTPixelManager {
     [[nodiscard]] const std::shared_ptr<VKTURLSession>& urlSession() const;
 
     /// Adds to the store and saves it, unless the pixel's ID is there.
-    void addPixel(const std::shared_ptr<VKTPixel>& pixel);
+    void addPixel(const std::shared_ptr<VKTPixel>& pixel) const;
 
     /// Adds each; saves once, if any was added.
-    void addPixels(const VKTPixels& pixels);
+    void addPixels(const VKTPixels& pixels) const;
 
     /// One sending pass, after those asked for before. Returns at once.
     void callPixels() { callPixelsWithCompletionHandler(nullptr); }
