@@ -1,5 +1,6 @@
 #include "VKTCoreKit/tracking/VKTTrackingEventManager.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -68,7 +69,8 @@ VKTTrackingEventManager::VKTTrackingEventManager(
     std::shared_ptr<VKTPixelManager> pixelManager)
     : events_(eventFactory.trackingEvents()),
       macros_(std::move(macros)),
-      pixelManager_(pixelManager ? std::move(pixelManager) : VKTPixelManager::sharedInstance()),
+      pixelManager_(pixelManager ? std::move(pixelManager)
+                                 : std::shared_ptr<VKTPixelManager>(VKTPixelManager::sharedInstance())),
       delegate_(delegate) {}
 
 bool VKTTrackingEventManager::trackEvent(std::string_view eventName, const VKTReplacements& variables,
@@ -80,10 +82,11 @@ bool VKTTrackingEventManager::trackEvent(std::string_view eventName, const VKTRe
     for (const auto& event : events_) {
         if (event->eventName() == name) selection.push_back(event);
     }
+    std::reverse(selection.begin(), selection.end());
     if (!selection.empty()) {
         beginWalk();
-        for (auto event = selection.rbegin(); event != selection.rend(); ++event)
-            trackEventByReference(*event, variables, additionalMacros, false, false);
+        for (const auto& event : selection)
+            trackEventByReference(event, variables, additionalMacros, false, false);
         endWalk();
     }
     if (const auto listener = delegate()) listener->trackingEventManager(*this, name, selection.size());

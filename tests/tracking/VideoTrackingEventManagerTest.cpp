@@ -9,9 +9,12 @@
 // Counts every allocation of the program. Not inlined: GCC takes `free` for the wrong end of `new` then.
 static std::atomic<std::size_t> allocations = 0;
 
-void* operator new(std::size_t size) {
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
     ++allocations;
-    if (void* memory = std::malloc(size)) return memory;
+    return std::malloc(size);
+}
+void* operator new(std::size_t size) {
+    if (void* memory = operator new(size, std::nothrow)) return memory;
     throw std::bad_alloc();
 }
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
