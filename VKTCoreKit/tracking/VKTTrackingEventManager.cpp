@@ -112,7 +112,8 @@ void VKTTrackingEventManager::trackEventByReference(const std::shared_ptr<VKTTra
         return;
     }
     const auto self = shared_from_this();  // the delegate may let go of it
-    const auto fired = event;              // the caller's reference may be into the list
+    // The caller's reference may be into the list.
+    const auto fired = event;  // NOLINT(performance-unnecessary-copy-initialization)
     gatheredPixels_.push_back(
         VKTPixel::initWithUrl(finalEventURLWithURL(fired->eventURL(), variables, additionalMacros)));
     if (fired->isEventConsumable()) events_.remove(*fired);

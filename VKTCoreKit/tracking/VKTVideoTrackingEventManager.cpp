@@ -63,7 +63,8 @@ void VKTVideoTrackingEventManager::trackEventByReference(const std::shared_ptr<V
                                                          const VKTReplacements& variables,
                                                          const VKTReplacements& additionalMacros,
                                                          bool callPixelsImmediately) {
-    const auto fired = event;  // the caller's reference may be into the table
+    // The caller's reference may be into the table.
+    const auto fired = event;  // NOLINT(performance-unnecessary-copy-initialization)
     // Before the delegate hears of it: one that reports progress must not fire it again.
     videoEvents_.remove(*fired);
     VKTTrackingEventManager::trackEventByReference(fired, variables, additionalMacros, callPixelsImmediately);
