@@ -60,25 +60,23 @@ class Listener : public VKTLocationRequestDelegate {
 TEST(LocationServices, ARequestEndsOnceLaterAndNotWhenItIsGone) {
     const auto test = vkt_makeTestPlatform();
     const VKTScopedPlatform scope(test.platform);
-    const auto off = std::make_shared<VKTLinuxLocationServices>();
-    for (const std::shared_ptr<VKTLocationServices>& services :
-         std::initializer_list<std::shared_ptr<VKTLocationServices>>{off, test.locationServices}) {
-        const auto listeners = {std::make_shared<Listener>(), std::make_shared<Listener>()};
-        for (const auto& listener : listeners)
-            listener->request = services->requestLocation(listener);
-        (*listeners.begin())->request.reset();
-        auto gone = std::make_shared<Listener>();
-        const auto kept = services->requestLocation(gone);
-        gone.reset();
-        EXPECT_EQ((*std::next(listeners.begin()))->ends, 0);
+    const std::shared_ptr<VKTLocationServices> subjects[] = {std::make_shared<VKTLinuxLocationServices>(),
+                                                             test.locationServices};
+    for (const auto& services : subjects) {
+        const auto heard = std::make_shared<Listener>();
+        const auto dropped = std::make_shared<Listener>();
+        heard->request = services->requestLocation(heard);
+        services->requestLocation(dropped).reset();
+        const auto unheard = services->requestLocation(std::make_shared<Listener>());
+        EXPECT_EQ(heard->ends, 0);
         for (int i = 0; i < 2; ++i) {
             test.mainRunLoop->drain();
             test.locationServices->tellDelegates([](auto& delegate) {
                 delegate.locationManagerDidUpdateLocations({{1, 2}});
             });
         }
-        EXPECT_EQ((*listeners.begin())->ends, 0);
-        EXPECT_EQ((*std::next(listeners.begin()))->ends, 1);
+        EXPECT_EQ(heard->ends, 1);
+        EXPECT_EQ(dropped->ends, 0);
     }
 }
 

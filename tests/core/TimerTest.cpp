@@ -122,14 +122,4 @@ TEST_F(Timer, LetGoWhileRunningWarnsAndStops) {
     EXPECT_EQ(delegate_->ticks, 0);
 }
 
-TEST_F(Timer, EqualByIDAlone) {
-    test_.platform.random = std::make_shared<VKTFixedRandomSource>(std::vector<std::uint32_t>{7, 7, 8});
-    const VKTScopedPlatform scope(test_.platform);
-    const auto one = VKTTimer::initWithInterval(VKTTimerInterval::nonRepeatingWithTime(1s));
-    const auto same = VKTTimer::initWithInterval(VKTTimerInterval::infiniteRepetitionsWithTime(2s));
-    const auto other = VKTTimer::initWithInterval(VKTTimerInterval::nonRepeatingWithTime(1s));
-    EXPECT_TRUE(one->isEqualToTimer(*same));
-    EXPECT_FALSE(one->isEqualToTimer(*other));
-}
-
 }  // namespace

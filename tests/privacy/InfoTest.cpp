@@ -1,12 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 
-#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "VKTCoreKit/privacy/VKTAppInfo.h"
 #include "VKTCoreKit/privacy/VKTDeviceInfo.h"
-#include "VKTCoreKit/privacy/VKTFrameworkInfo.h"
 
 namespace {
 
@@ -77,14 +74,6 @@ TEST(DeviceInfo, TrackingByTheUsersAnswerElseByTheFlag) {
     }
 }
 
-TEST(DeviceInfo, GeneratedUserAgent) {
-    auto test = vkt_makeTestPlatform();
-    test.device->setFacts({.model = "iPad Simulator", .systemVersion = "16.1.2"});
-    const VKTScopedPlatform scope(test.platform);
-    EXPECT_EQ(VKTDeviceInfoProvider::generateUserAgent(),
-              "Mozilla/5.0 (iPad; U; CPU OS 16_1_2 like Mac OS X; en-us)");
-}
-
 TEST(AppInfo, EachValueHasItsFallback) {
     using Values = std::vector<std::pair<const char*, const char*>>;
     // The bundle's values; name, version and identifier.
@@ -108,12 +97,6 @@ TEST(AppInfo, EachValueHasItsFallback) {
         EXPECT_EQ(info->appVersion(), version);
         EXPECT_EQ(info->appBundleIdentifier(), identifier);
     }
-}
-
-TEST(FrameworkInfo, RevisionIsStampedByTheBuild) {
-    const std::string revision = VKTFrameworkInfo::sharedInstance()->frameworkRevisionString();
-    EXPECT_EQ(revision.size(), 8U);
-    EXPECT_EQ(revision.find_first_not_of("0123456789abcdef"), std::string::npos) << revision;
 }
 
 }  // namespace

@@ -65,9 +65,6 @@ TEST_F(Location, OneFixForEachStart) {
     EXPECT_TRUE(manager_->isStarted()) << "a handler may start anew";
     find({{7, 8}});
     EXPECT_EQ(updates, 10);
-    manager_->startProvider([&] { manager_.reset(); });
-    find({{9, 10}});
-    EXPECT_EQ(manager_, nullptr);
 }
 
 TEST_F(Location, WhoMayBeLocated) {
@@ -79,7 +76,6 @@ TEST_F(Location, WhoMayBeLocated) {
         {true, {}, true, VKTLocationAuthorizationStatusAuthorizedAlways, found},
         {true, {}, true, VKTLocationAuthorizationStatusAuthorizedWhenInUse, found},
         {true, {}, true, VKTLocationAuthorizationStatusDenied, {}},
-        {true, {}, true, VKTLocationAuthorizationStatusNotDetermined, {}},
         {true, {}, false, VKTLocationAuthorizationStatusAuthorizedAlways, {}},
         {false, {}, true, VKTLocationAuthorizationStatusAuthorizedAlways, {}},
         {true, manual, true, VKTLocationAuthorizationStatusAuthorizedAlways, manual},
@@ -118,15 +114,6 @@ TEST_F(Location, ProviderFollowsServicesAndApplication) {
     refresh();
     EXPECT_EQ(services_->requestCount(), 0U);
     EXPECT_FALSE(provider->locationServiceEnabled());
-
-    services_->setEnabled(true);
-    provider->locationManagerDidChangeAuthorization();
-    manager_.reset();
-    refresh();
-    EXPECT_TRUE(provider->locationServiceEnabled());
-    provider->startLocationProvider();
-    services_->tellDelegates([](auto& delegate) { delegate.locationManagerDidFailWithError({"d", 1}); });
-    find({{1, 2}});  // the manager is gone
 }
 
 }  // namespace
