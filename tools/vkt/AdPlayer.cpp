@@ -92,9 +92,12 @@ TimelineEntry& TimelineRecorder::entryOf(double time, const std::string& event) 
 
 void TimelineRecorder::add(double time, const std::string& event) {
     auto& pixels = entryOf(time, event).pixels;
-    const auto claimed = ledger_.claim(event);
-    pixels.insert(pixels.end(), claimed.begin(), claimed.end());
-    if (claimed.empty()) waiting_.push_back(timeline_.size() - 1);
+    if (waiting_.empty()) {
+        const auto claimed = ledger_.claim(event);
+        pixels.insert(pixels.end(), claimed.begin(), claimed.end());
+        if (!claimed.empty()) return;
+    }
+    waiting_.push_back(timeline_.size() - 1);
 }
 
 void TimelineRecorder::show() {

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
+#include <map>
 #include <sstream>
+#include <utility>
 
 #include "AdText.h"
 #include "PlayReport.h"
@@ -51,6 +53,7 @@ class PlayRun {
     Resolution resolve(const Source& source);
     void callErrorPixels(const std::vector<VKTVASTURL>& errorPixels, const VKTVASTError& error,
                          TimelineRecorder& recorder);
+    [[nodiscard]] std::vector<VKTVASTURL> withMacrosFilled(const std::vector<VKTVASTURL>& templates) const;
     void callErrorPixelsOfAnswer(const Resolution& resolution);
     PlayedAd play(const std::shared_ptr<VKTVASTAd>& ad, std::size_t number, Resolution& resolution);
     PlayedAd playCreative(const std::shared_ptr<VKTVASTAd>& ad,
@@ -68,6 +71,7 @@ class PlayRun {
     TimelineRecorder problems_;
     std::shared_ptr<VKTPixelManager> pixelManager_;
     std::size_t pixelsLeftByEarlierRun_ = 0;
+    std::map<std::size_t, std::string> shownOutcomes_;  // of each pixel; a repeated one is no news
 };
 
 std::shared_ptr<VKTPixelStoreProviderProtocol> PlayRun::makeProvider() {
@@ -94,6 +98,7 @@ void PlayRun::requestEnded(const RequestRecord& request) {
 
 void PlayRun::showOutcome(std::size_t place) {
     const PixelRecord pixel = ledger_->record(place);
+    if (std::exchange(shownOutcomes_[place], pixel.outcome()) == pixel.outcome()) return;
     std::ostringstream line;
     line << std::setw(outcomeColumn) << pixel.outcome() << "  " << std::left << std::setw(eventWidth)
          << pixel.event << "  " << pixel.url << (pixel.isDelivered ? "" : " (stays pending)");
@@ -123,8 +128,19 @@ void PlayRun::callErrorPixels(const std::vector<VKTVASTURL>& errorPixels, const 
                               TimelineRecorder& recorder) {
     if (errorPixels.empty() || error.VASTCode() == -1) return;
     VKTVASTPixelManager::initWithPixelManager(pixelManager_)
-        ->callVASTErrorPixels(errorPixels, error.VASTCode());
+        ->callVASTErrorPixels(withMacrosFilled(errorPixels), error.VASTCode());
     recorder.add(0, "error");
+}
+
+// All but the error code, which is the VAST pixel manager's.
+std::vector<VKTVASTURL> PlayRun::withMacrosFilled(const std::vector<VKTVASTURL>& templates) const {
+    const auto filler =
+        VKTTrackingEventManager::initWithEventFactory(*VKTTrackingEventDefaultFactory::initWithEvents({}),
+                                                      macrosOf(options_.resolve), nullptr, pixelManager_);
+    std::vector<VKTVASTURL> urls;
+    for (const VKTVASTURL& url : templates)
+        urls.push_back(VKTVASTURL::initWithURL(filler->finalEventURLWithURL(url.url(), {}, {})));
+    return urls;
 }
 
 // An answer without ads may name pixels that hear of it.
@@ -182,7 +198,8 @@ PlayResult PlayRun::run(const Source& source) {
         screen_.note(line);
     screen_.line(titleOf(options_.resolve, resolution) + ", " + countOf(resolution.ads.size(), "ad"));
     callErrorPixelsOfAnswer(resolution);
-    problems_.show();
+    const std::size_t errorPixels = ledger_->records().size() - pixelsLeftByEarlierRun_;
+    if (errorPixels > 0) screen_.line("   " + countOf(errorPixels, "error pixel") + " called");
     for (const auto& ad : resolution.ads)
         result.ads.push_back(play(ad, result.ads.size(), resolution));
     screen_.line("");

@@ -1,0 +1,189 @@
+// "vkt play" and "vkt pixels" against "vkt serve": what was delivered is counted by the server.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "tests/integration/DemoServerProcess.h"
+#include "tests/integration/ToolRun.h"
+
+namespace {
+
+using Counts = std::map<std::string, int>;
+
+std::string textOf(const VKTDictionary& dictionary, const char* key) {
+    return valueOf(dictionary, key).description();
+}
+
+VKTDictionary firstAdOf(const VKTDictionary& report) {
+    const auto ads = entriesOf(report, "ads");
+    EXPECT_FALSE(ads.empty());
+    return ads.empty() ? VKTDictionary() : ads.front();
+}
+
+Counts statusesOf(const VKTDictionary& owner, const char* key) {
+    Counts counts;
+    for (const VKTDictionary& pixel : entriesOf(owner, key))
+        ++counts[textOf(pixel, "status")];
+    return counts;
+}
+
+// "0 start|3.75 firstQuartile"
+std::string timelineOf(const VKTDictionary& ad) {
+    std::vector<std::string> entries;
+    for (const VKTDictionary& entry : entriesOf(ad, "timeline"))
+        entries.push_back(textOf(entry, "time") + " " + textOf(entry, "event"));
+    return vkt_joined(entries, "|");
+}
+
+// Hits that were answered as usual.
+Counts deliveriesOf(const std::vector<VKTDictionary>& hits) {
+    Counts counts;
+    for (const VKTDictionary& hit : hits) {
+        if (textOf(hit, "answer") == "normal") ++counts[textOf(hit, "path")];
+    }
+    return counts;
+}
+
+class Play : public testing::Test {
+  protected:
+    Outcome play(const std::string& path, const std::string& arguments) const {
+        return runTool("play " + server_.url(path) + " --speed 0 --json " + arguments);
+    }
+
+    const DemoServerProcess server_;
+    const std::string store_ = testing::TempDir() + "vkt-play-" + std::to_string(getpid()) + ".store";
+};
+
+}  // namespace
+
+TEST_F(Play, DeliversEveryPixelOfAChainExactlyOnce) {
+    const Outcome outcome = play("/chain/5", "--click-at 3");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    Counts expected{{"/pixel/chain-end/impression2", 1},
+                    {"/pixel/chain-end/progress-3.5s", 1},
+                    {"/pixel/chain-end/progress-40-percent", 1}};
+    for (const char* level : {"wrapper-1", "wrapper-2", "wrapper-3", "wrapper-4", "wrapper-5", "chain-end"}) {
+        for (const char* event : {"impression", "creativeView", "loaded", "start", "firstQuartile",
+                                  "midpoint", "thirdQuartile", "complete", "click", "viewable"})
+            expected[std::string("/pixel/") + level + "/" + event] = 1;
+    }
+    const auto hits = server_.takePixels();
+    EXPECT_EQ(deliveriesOf(hits), expected);
+    for (const VKTDictionary& hit : hits) {
+        const std::string query = textOf(hit, "query");
+        EXPECT_EQ(query.find_first_of("[%"), std::string::npos) << query;
+        EXPECT_TRUE(query.starts_with("cb=")) << query;
+    }
+    const VKTDictionary ad = firstAdOf(parsed(outcome.out));
+    EXPECT_EQ(statusesOf(ad, "pixels"), (Counts{{"success", static_cast<int>(expected.size())}}));
+    for (const VKTDictionary& entry : entriesOf(ad, "timeline")) {
+        const std::string event = textOf(entry, "event");
+        const std::string part = event == "clickTracking" ? "/click?" : "/" + event;
+        for (const VKTValue& url : *valueOf(entry, "urls").asArray())
+            EXPECT_NE(url.asString()->find(part), std::string::npos) << event << ": " << *url.asString();
+    }
+}
+
+TEST_F(Play, ChangesTheTimelineAsTheViewerActs) {
+    struct Case {
+        std::string arguments;
+        std::string timeline;
+        std::string note;
+    };
+    const std::string begin = "0 impression|0 creativeView|0 loaded|0 start|";
+    const std::string rest =
+        "3.5 progress|3.75 firstQuartile|6 progress|7.5 midpoint|11.25 thirdQuartile|15 complete";
+    const std::string early = "vkt: note: the ad is not skippable before 5 s; it is skipped all the same\n";
+    const std::vector<Case> cases{
+        {"", begin + "2.25 viewable|" + rest, ""},
+        {"--mute-at 1 --skip-at 2", begin + "1 mute|2 skip|2 notviewable", early},
+        {"--skip-at 0.1", begin + "0.1 skip|0.1 viewundetermined", early},
+        {"--hide-at 1", begin + rest + "|15 notviewable", ""},
+        {"--hide-at 0", begin + rest + "|15 viewundetermined", ""},
+        {"--pause-at 1.1 --skip-at 6",
+         begin + "1.1 pause|3.1 resume|4.6 viewable|5.5 progress|5.75 firstQuartile|8 progress|8 skip", ""},
+        {"--click-at 15", begin + "2.25 viewable|" + rest,
+         "vkt: note: --click-at 15 s is beyond the end of the ad and does nothing\n"},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.arguments);
+        const Outcome outcome = play("/inline", each.arguments);
+        EXPECT_EQ(timelineOf(firstAdOf(parsed(outcome.out))), each.timeline);
+        EXPECT_EQ(outcome.err, each.note);
+    }
+}
+
+TEST_F(Play, CallsTheErrorPixelsOfWhatCannotBePlayed) {
+    struct Case {
+        std::string path;
+        std::string arguments;
+        int status;
+        std::string pixel;
+    };
+    const std::vector<Case> cases{
+        {"/passback", "", 0, "/pixel/leads-nowhere/error?code=303&cb="},
+        {"/empty-error", "", 1, "/pixel/none/error?code=303&cb="},
+        {"/pod-broken/2", "", 0, "/pixel/pod-2/error?code=401&cb="},
+        {"/inline", "--fail 1", 1, "/pixel/inline/error?code=400&cb="},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.path);
+        EXPECT_EQ(play(each.path, each.arguments).status, each.status);
+        int count = 0;
+        for (const VKTDictionary& hit : server_.takePixels()) {
+            const std::string target = textOf(hit, "path") + "?" + textOf(hit, "query");
+            if (target.starts_with(each.pixel) && target.find('[') == std::string::npos) ++count;
+        }
+        EXPECT_EQ(count, 1);
+    }
+}
+
+TEST_F(Play, KeepsWhatFailsForTheNextRun) {
+    const std::string failing = "/pixel/inline/start";
+    server_.tell(failing, "503");
+    const VKTDictionary first = parsed(play("/inline", "--store " + store_).out);
+    EXPECT_EQ(statusesOf(firstAdOf(first), "pixels"), (Counts{{"pending", 1}, {"success", 11}}));
+    EXPECT_EQ(deliveriesOf(server_.takePixels()).count(failing), 0U);
+
+    const auto pending = entriesOf(parsed(runTool("pixels --json --store " + store_).out), "pixels");
+    ASSERT_EQ(pending.size(), 1U);
+    EXPECT_EQ(textOf(pending.front(), "url").find(server_.url(failing + "?cb=")), 0U);
+    EXPECT_EQ(textOf(pending.front(), "status"), "pending");
+
+    server_.tell(failing, "normal");
+    const VKTDictionary second = parsed(play("/empty", "--store " + store_).out);
+    EXPECT_EQ(statusesOf(second, "pixelsLeftByEarlierRun"), (Counts{{"success", 1}}));
+    EXPECT_EQ(deliveriesOf(server_.takePixels()), (Counts{{failing, 1}}));
+    EXPECT_TRUE(entriesOf(parsed(runTool("pixels --send --json --store " + store_).out), "pixels").empty());
+    EXPECT_TRUE(server_.takePixels().empty());
+}
+
+TEST_F(Play, EndsInTimeWhenThePixelServerHangs) {
+    server_.tell("/pixel/*", "hang");
+    const auto begin = std::chrono::steady_clock::now();
+    const Outcome outcome = play("/inline", "--wait 1 --store " + store_);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(8));
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(statusesOf(firstAdOf(parsed(outcome.out)), "pixels"), (Counts{{"pending", 12}}));
+    server_.tell("/pixel/*", "normal");
+    const Outcome sent = runTool("pixels --send --json --store " + store_);
+    EXPECT_EQ(statusesOf(parsed(sent.out), "pixels"), (Counts{{"success", 12}}));
+}
+
+TEST(Pixels, TellsAMissingStoreFromADamagedOne) {
+    const std::string path = testing::TempDir() + "vkt-pixels-" + std::to_string(getpid());
+    const Outcome missing = runTool("pixels --store " + path);
+    EXPECT_EQ(missing.status, 3);
+    EXPECT_EQ(missing.err, "vkt: cannot read " + path + ": No such file or directory\n");
+    std::ofstream(path) << "not a store";
+    const Outcome damaged = runTool("pixels --json --store " + path);
+    EXPECT_EQ(damaged.status, 0);
+    EXPECT_EQ(vkt_split(vkt_trimmed(damaged.err), '\n').size(), 1U);
+    EXPECT_NE(damaged.err.find(path + ".damaged"), std::string::npos);
+    EXPECT_TRUE(entriesOf(parsed(damaged.out), "pixels").empty());
+}
