@@ -114,10 +114,8 @@ void VKTTrackingEventManager::trackEventByReference(const std::shared_ptr<VKTTra
     const auto self = shared_from_this();  // the delegate may let go of it
     // The caller's reference may be into the list.
     const auto fired = event;  // NOLINT(performance-unnecessary-copy-initialization)
-    gatheredPixels_.push_back(
-        VKTPixel::initWithUrl(finalEventURLWithURL(fired->eventURL(), variables, additionalMacros)));
+    addPixel(VKTPixel::initWithUrl(finalEventURLWithURL(fired->eventURL(), variables, additionalMacros)));
     if (fired->isEventConsumable()) events_.remove(*fired);
-    if (walks_ == 0 || callPixelsImmediately) handOverPixels();
     if (callPixelsImmediately) pixelManager_->callPixels();
     if (!shouldCallDelegate) return;
     if (const auto listener = delegate()) listener->trackingEventManager(*this, fired->eventName(), 1);
@@ -125,12 +123,16 @@ void VKTTrackingEventManager::trackEventByReference(const std::shared_ptr<VKTTra
 
 void VKTTrackingEventManager::endWalk() {
     --walks_;
-    handOverPixels();
+    if (std::exchange(isStoreUnsaved_, false)) pixelManager_->pixelStore()->saveToDisk();
     pixelManager_->callPixels();
 }
 
-void VKTTrackingEventManager::handOverPixels() {
-    pixelManager_->addPixels(std::exchange(gatheredPixels_, {}));
+void VKTTrackingEventManager::addPixel(const std::shared_ptr<VKTPixel>& pixel) {
+    if (walks_ == 0) {
+        pixelManager_->addPixel(pixel);
+    } else if (pixelManager_->pixelStore()->addPixel(pixel)) {
+        isStoreUnsaved_ = true;
+    }
 }
 
 VKTURL VKTTrackingEventManager::finalEventURLWithURL(const VKTURL& url, const VKTReplacements& variables,

@@ -96,8 +96,8 @@ class VKTTrackingEventManager : public std::enable_shared_from_this<VKTTrackingE
                             const std::shared_ptr<VKTTrackingEventManagerDelegate>& delegate,
                             std::shared_ptr<VKTPixelManager> pixelManager);
 
-    /// Between the two, the pixels of fired events are gathered; the end hands them over at once and has them
-    /// called. A store saves its whole list at each handing over, so one by one would cost the square.
+    /// Between the two, the pixels of fired events go into the store without saving it; the end saves it once
+    /// and has them called. Each saving writes the whole list, so one for each event would cost the square.
     void beginWalk() { ++walks_; }
     void endWalk();
 
@@ -106,11 +106,11 @@ class VKTTrackingEventManager : public std::enable_shared_from_this<VKTTrackingE
     [[nodiscard]] virtual VKTReplacements variablesForURL(const VKTURL& /*url*/) const { return {}; }
 
   private:
-    void handOverPixels();
+    void addPixel(const std::shared_ptr<VKTPixel>& pixel);
 
     VKTTrackingEventList events_;
-    VKTPixels gatheredPixels_;
     std::size_t walks_ = 0;  // under way, one within the other when a delegate tracks
+    bool isStoreUnsaved_ = false;
     const VKTReplacements macros_;
     const std::shared_ptr<VKTPixelManager> pixelManager_;
     const std::weak_ptr<VKTTrackingEventManagerDelegate> delegate_;
