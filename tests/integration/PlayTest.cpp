@@ -65,6 +65,7 @@ TEST_F(Play, DeliversEveryPixelOfAChainExactlyOnce) {
     const Outcome outcome = play("/chain/5", "--click-at 3");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     Counts expected{{"/pixel/chain-end/impression2", 1},
+                    {"/pixel/chain-end/viewable-metric", 1},
                     {"/pixel/chain-end/progress-3.5s", 1},
                     {"/pixel/chain-end/progress-40-percent", 1}};
     for (const char* level : {"wrapper-1", "wrapper-2", "wrapper-3", "wrapper-4", "wrapper-5", "chain-end"}) {
@@ -147,7 +148,7 @@ TEST_F(Play, KeepsWhatFailsForTheNextRun) {
     const std::string failing = "/pixel/inline/start";
     server_.tell(failing, "503");
     const VKTDictionary first = parsed(play("/inline", "--store " + store_).out);
-    EXPECT_EQ(statusesOf(firstAdOf(first), "pixels"), (Counts{{"pending", 1}, {"success", 11}}));
+    EXPECT_EQ(statusesOf(firstAdOf(first), "pixels"), (Counts{{"pending", 1}, {"success", 12}}));
     EXPECT_EQ(deliveriesOf(server_.takePixels()).count(failing), 0U);
 
     const auto pending = entriesOf(parsed(runTool("pixels --json --store " + store_).out), "pixels");
@@ -169,10 +170,10 @@ TEST_F(Play, EndsInTimeWhenThePixelServerHangs) {
     const Outcome outcome = play("/inline", "--wait 1 --store " + store_);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(8));
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(statusesOf(firstAdOf(parsed(outcome.out)), "pixels"), (Counts{{"pending", 12}}));
+    EXPECT_EQ(statusesOf(firstAdOf(parsed(outcome.out)), "pixels"), (Counts{{"pending", 13}}));
     server_.tell("/pixel/*", "normal");
     const Outcome sent = runTool("pixels --send --json --store " + store_);
-    EXPECT_EQ(statusesOf(parsed(sent.out), "pixels"), (Counts{{"success", 12}}));
+    EXPECT_EQ(statusesOf(parsed(sent.out), "pixels"), (Counts{{"success", 13}}));
 }
 
 TEST(Pixels, TellsAMissingStoreFromADamagedOne) {

@@ -108,8 +108,10 @@ void TimelineRecorder::show() {
     }
     for (; shown_ < timeline_.size(); ++shown_) {
         const auto& [time, event, pixels] = timeline_[shown_];
-        const std::string count = pixels.empty() ? "nothing to call" : countOf(pixels.size(), "pixel");
-        screen_.line(textOfTime(time) + "  " + event + ": " + count);
+        std::string line = textOfTime(time);
+        line += "  " + event + ": ";
+        line += pixels.empty() ? "nothing to call" : countOf(pixels.size(), "pixel");
+        screen_.line(line);
     }
 }
 

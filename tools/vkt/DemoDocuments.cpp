@@ -15,6 +15,9 @@ constexpr std::string_view fullInlineAd = R"(    <InLine>
       <Extensions>
         <Extension type="demo"><instanceCount>1</instanceCount></Extension>
         <Extension type="demo"><sort rank="1"/></Extension>
+        <Extension type="demo">
+          <KorvoMetrics><KorvoMetric name="viewcount"><![CDATA[{BASE}/pixel/{ID}/viewable-metric?{QUERY}]]></KorvoMetric></KorvoMetrics>
+        </Extension>
       </Extensions>
       <Impression id="first"><![CDATA[{BASE}/pixel/{ID}/impression?{QUERY}]]></Impression>
       <Impression id="second"><![CDATA[{BASE}/pixel/{ID}/impression2?{QUERY}]]></Impression>

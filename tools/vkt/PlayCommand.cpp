@@ -138,6 +138,7 @@ std::vector<VKTVASTURL> PlayRun::withMacrosFilled(const std::vector<VKTVASTURL>&
         VKTTrackingEventManager::initWithEventFactory(*VKTTrackingEventDefaultFactory::initWithEvents({}),
                                                       macrosOf(options_.resolve), nullptr, pixelManager_);
     std::vector<VKTVASTURL> urls;
+    urls.reserve(templates.size());
     for (const VKTVASTURL& url : templates)
         urls.push_back(VKTVASTURL::initWithURL(filler->finalEventURLWithURL(url.url(), {}, {})));
     return urls;
