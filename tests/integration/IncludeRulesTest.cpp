@@ -13,8 +13,8 @@ namespace {
 namespace fs = std::filesystem;
 
 // Lowest first; an include never runs up.
-const std::vector<std::string_view> floors = {"foundation", "platform", "core",
-                                              "network",    "vast",     "tracking", "privacy"};
+const std::vector<std::string_view> floors = {"foundation", "platform", "core",    "network",
+                                              "vast",       "tracking", "privacy", "config"};
 
 constexpr std::string_view libraryFolder = "VKTCoreKit/";
 constexpr std::string_view linuxFolder = "VKTCoreKit/platform/linux/";
