@@ -7,10 +7,10 @@
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
+#include <chrono>
 #include <filesystem>
-#include <limits>
 #include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -21,36 +21,24 @@ namespace {
 
 constexpr int applicationID = 0x564B5453;  // "VKTS"
 constexpr int schemaVersion = 1;
-constexpr int busyMilliseconds = 10'000;
+constexpr int busyMilliseconds = 1000;  // callers may be on the main thread
 
 constexpr const char* archiveClassName = "VKTKeyValueStore";
 constexpr const char* archiveKey = "value";
 
-// The type of a stored value. Part of the file format.
-enum Kind : std::uint8_t {
-    KindBool = 1,
-    KindInteger = 2,
-    KindDouble = 3,
-    KindString = 4,
-    KindBytes = 5,
-    KindDate = 6,        // microseconds since 1970
-    KindCollection = 7,  // an array or a dictionary, archived
-};
-
-// Keys and texts are stored as bytes: SQLite's own texts end at a NUL.
+// Keys are stored as bytes: SQLite's own texts end at a NUL.
 constexpr const char* createSQL =
     "PRAGMA journal_mode = WAL;"
     "BEGIN IMMEDIATE;"
-    "CREATE TABLE IF NOT EXISTS entries (key BLOB PRIMARY KEY NOT NULL, kind INTEGER NOT NULL, value);"
+    "CREATE TABLE IF NOT EXISTS archives (key BLOB PRIMARY KEY NOT NULL, archive BLOB NOT NULL);"
     "PRAGMA application_id = 0x564B5453;"
     "PRAGMA user_version = 1;"
     "COMMIT";
 
-constexpr const char* readSQL = "SELECT kind, value FROM entries WHERE key = ?1";
-constexpr const char* removeSQL = "DELETE FROM entries WHERE key = ?1";
+constexpr const char* readSQL = "SELECT archive FROM archives WHERE key = ?1";
 constexpr const char* writeSQL =
-    "INSERT INTO entries (key, kind, value) VALUES (?1, ?2, ?3) "
-    "ON CONFLICT (key) DO UPDATE SET kind = ?2, value = ?3";
+    "INSERT INTO archives (key, archive) VALUES (?1, ?2) ON CONFLICT (key) DO UPDATE SET archive = ?2";
+constexpr const char* removeSQL = "DELETE FROM archives WHERE key = ?1";
 
 bool isDamage(int result) {
     return result == SQLITE_CORRUPT || result == SQLITE_NOTADB || result == SQLITE_SCHEMA;
@@ -80,8 +68,6 @@ class Statement {
         const char* start = bytes.empty() ? "" : bytes.data();
         return sqlite3_bind_blob64(statement_, index, start, bytes.size(), SQLITE_STATIC);
     }
-
-    int bindInteger(int index, std::int64_t value) { return sqlite3_bind_int64(statement_, index, value); }
 
     [[nodiscard]] std::string_view bytes(int column) const {
         const void* start = sqlite3_column_blob(statement_, column);
@@ -125,18 +111,29 @@ class Connection {
     int read(std::string_view key, std::optional<VKTValue>& value) {
         int result = read_.bindBytes(1, key);
         if (result == SQLITE_OK) result = sqlite3_step(read_.get());
-        if (result == SQLITE_ROW) value = valueInRow();
+        if (result == SQLITE_ROW) value = unarchived(read_.bytes(0));
         read_.reset();
         return result == SQLITE_ROW ? SQLITE_DONE : result;
     }
 
+    int remove(std::string_view key) {
+        int result = remove_.bindBytes(1, key);
+        if (result == SQLITE_OK) result = sqlite3_step(remove_.get());
+        remove_.reset();
+        return result;
+    }
+
     int write(std::string_view key, const VKTValue& value) {
-        Statement& statement = value.isNull() ? remove_ : write_;
-        std::string archive;
-        int result = statement.bindBytes(1, key);
-        if (result == SQLITE_OK && !value.isNull()) result = bindValue(value, archive);
-        if (result == SQLITE_OK) result = sqlite3_step(statement.get());
-        statement.reset();
+        VKTDictionary values;
+        values.set(archiveKey, value);
+        const std::string archive = vkt_archiveData(archiveClassName, values);
+        // What could not be read back, because it nests too deep, is not stored.
+        const bool mayNest = value.asArray() != nullptr || value.asDictionary() != nullptr;
+        if (mayNest && !unarchived(archive)) return SQLITE_TOOBIG;
+        int result = write_.bindBytes(1, key);
+        if (result == SQLITE_OK) result = write_.bindBytes(2, archive);
+        if (result == SQLITE_OK) result = sqlite3_step(write_.get());
+        write_.reset();
         return result;
     }
 
@@ -169,62 +166,8 @@ class Connection {
         return SQLITE_OK;
     }
 
-    // The archive is filled when the value needs one, and must stay until the statement is reset.
-    int bindValue(const VKTValue& value, std::string& archive) {
-        if (const auto* boolean = value.asBool()) return bindTyped(KindBool, *boolean ? 1 : 0);
-        if (const auto* integer = value.asInteger()) return bindTyped(KindInteger, *integer);
-        if (const auto* date = value.asDate()) return bindTyped(KindDate, date->time_since_epoch().count());
-        if (const auto* text = value.asString()) return bindTyped(KindString, *text);
-        if (const auto* bytes = value.asBytes()) return bindTyped(KindBytes, bytes->bytes);
-        if (const auto* number = value.asDouble()) {
-            const int result = write_.bindInteger(2, KindDouble);
-            return result == SQLITE_OK ? sqlite3_bind_double(write_.get(), 3, *number) : result;
-        }
-        archive = vkt_archiveData(archiveClassName, {{archiveKey, VKTValue(value)}});
-        // What could not be read back, because it nests too deep, is not stored.
-        if (!vkt_unarchivedValues(archive, archiveClassName)) return SQLITE_TOOBIG;
-        return bindTyped(KindCollection, archive);
-    }
-
-    int bindTyped(Kind kind, std::int64_t value) {
-        const int result = write_.bindInteger(2, kind);
-        return result == SQLITE_OK ? write_.bindInteger(3, value) : result;
-    }
-
-    int bindTyped(Kind kind, std::string_view bytes) {
-        const int result = write_.bindInteger(2, kind);
-        return result == SQLITE_OK ? write_.bindBytes(3, bytes) : result;
-    }
-
-    [[nodiscard]] std::optional<VKTValue> valueInRow() const {
-        switch (read_.integer(0)) {
-            case KindBool:
-                return VKTValue(read_.integer(1) != 0);
-            case KindInteger:
-                return VKTValue(read_.integer(1));
-            case KindDouble:
-                return VKTValue(number());
-            case KindString:
-                return VKTValue(read_.bytes(1));
-            case KindBytes:
-                return VKTValue(VKTBytes{std::string(read_.bytes(1))});
-            case KindDate:
-                return VKTValue(VKTDate(std::chrono::microseconds(read_.integer(1))));
-            case KindCollection:
-                return collection();
-            default:
-                return std::nullopt;
-        }
-    }
-
-    // SQLite keeps a NaN as null.
-    [[nodiscard]] double number() const {
-        const bool isNaN = sqlite3_column_type(read_.get(), 1) == SQLITE_NULL;
-        return isNaN ? std::numeric_limits<double>::quiet_NaN() : sqlite3_column_double(read_.get(), 1);
-    }
-
-    [[nodiscard]] std::optional<VKTValue> collection() const {
-        auto values = vkt_unarchivedValues(read_.bytes(1), archiveClassName);
+    static std::optional<VKTValue> unarchived(std::string_view archive) {
+        auto values = vkt_unarchivedValues(archive, archiveClassName);
         VKTValue* value = values ? values->find(archiveKey) : nullptr;
         return value == nullptr ? std::nullopt : std::optional(std::move(*value));
     }
@@ -249,8 +192,9 @@ class OpeningLock {
   public:
     explicit OpeningLock(const std::string& path)
         : file_(open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666)) {
-        while (file_ >= 0 && flock(file_, LOCK_EX) != 0 && errno == EINTR) {
-        }
+        // Whoever holds it may have been stopped by the system: then it is done without.
+        for (int waits = 0; file_ >= 0 && waits < busyMilliseconds && !tryLock(); ++waits)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     ~OpeningLock() {
         if (file_ < 0) return;
@@ -261,6 +205,8 @@ class OpeningLock {
     OpeningLock& operator=(const OpeningLock&) = delete;
 
   private:
+    [[nodiscard]] bool tryLock() const { return flock(file_, LOCK_EX | LOCK_NB) == 0; }
+
     const int file_;  // below 0 where no file can be made, and so none renamed
 };
 
@@ -296,7 +242,9 @@ class SQLiteStore final : public VKTKeyValueStore {
     }
 
     bool setValueForKey(const VKTValue& value, std::string_view key) override {
-        return perform(Writing, [&](Connection& connection) { return connection.write(key, value); });
+        return perform(Writing, [&](Connection& connection) {
+            return value.isNull() ? connection.remove(key) : connection.write(key, value);
+        });
     }
 
   private:

@@ -7,7 +7,9 @@
 #include "VKTCoreKit/platform/VKTKeyValueStore.h"
 
 /// A store in the file at `path`, made when missing; in memory when the path is empty. Beside the file stand
-/// SQLite's own ("-wal", "-shm") and a lock (".lock"); they belong to it.
+/// SQLite's own ("PATH-wal", "PATH-shm") and the empty "PATH.lock", by which processes take turns at opening
+/// it; that one stays for good. Where another process is in the way, opening and each operation wait for
+/// about a second, then open in memory or fail.
 ///
 /// A file that is damaged or something else than a store is renamed to "PATH.damaged" (".damaged.1" … when
 /// that exists) and a new one is begun, now or at the operation that finds the damage. When the file cannot
