@@ -32,11 +32,12 @@ std::optional<VKTPixels> VKTPersistentPixelStoreProvider::loadPixels() {
     if (!value) return std::nullopt;
     auto pixels = unarchivedPixels(*value);
     if (pixels) return pixels;
-    VKTLog::sharedInstance()->logErrorWithFormat("Can't read pixels under key '%@'! They are moved to '%@'.",
-                                                 pixelStoreKey(), damagedPixelStoreKey());
-    if (keyValueStore_->setValueForKey(*value, damagedPixelStoreKey())) {
-        keyValueStore_->removeValueForKey(pixelStoreKey());
-    }
+    const bool isMoved = keyValueStore_->setValueForKey(*value, damagedPixelStoreKey()) &&
+                         keyValueStore_->removeValueForKey(pixelStoreKey());
+    VKTLog::sharedInstance()->logErrorWithFormat(
+        isMoved ? "Can't read pixels under key '%@'! They are moved to '%@'."
+                : "Can't read pixels under key '%@', nor move them to '%@'! They will be overwritten.",
+        pixelStoreKey(), damagedPixelStoreKey());
     return VKTPixels();
 }
 

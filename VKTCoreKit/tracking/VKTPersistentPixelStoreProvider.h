@@ -14,7 +14,8 @@
 /// writes the whole list, so its cost grows with what is pending. One process at a time may keep its pixels
 /// in one file: a second one would save its own list over it.
 ///
-/// What is under the key but cannot be read is set aside under `damagedPixelStoreKey`, with one log line.
+/// What is under the key but cannot be read is set aside under `damagedPixelStoreKey`, in place of what is
+/// there, with one log line.
 /// Any thread; holds the key-value store.
 class VKTPersistentPixelStoreProvider : public VKTPixelStoreProviderProtocol {
   public:

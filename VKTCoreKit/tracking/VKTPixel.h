@@ -11,7 +11,8 @@
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 
-enum VKTPixelStatus : std::uint8_t {
+/// As archived; a number that has no name is kept.
+enum VKTPixelStatus : std::int64_t {
     VKTPixelStatusPending = 0,
     VKTPixelStatusSuccess = 1,
 };

@@ -6,6 +6,10 @@
 #include <utility>
 
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+
+VKTPixelStoreProvider::VKTPixelStoreProvider()
+    : standardUserDefaults_(VKTPlatform::current().keyValueStore) {}
 
 std::string VKTPixelStoreProvider::pixelStoreKey() const {
     return std::string("com.korvonet.coresdk.pixelManager.pixelList") + VKTFrameworkVersionString;

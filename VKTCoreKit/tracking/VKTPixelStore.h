@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+#include "VKTCoreKit/platform/VKTKeyValueStore.h"
 #include "VKTCoreKit/tracking/VKTPixel.h"
 
 using VKTPixels = std::vector<std::shared_ptr<VKTPixel>>;
@@ -28,12 +29,22 @@ class VKTPixelStoreProviderProtocol {
     [[nodiscard]] virtual std::string pixelStoreKey() const = 0;
 };
 
-/// The default: keeps nothing between launches. Stateless; any thread.
+/// The default: keeps nothing between launches. Immutable; any thread. Holds the platform's key-value store,
+/// for providers derived from this one.
 class VKTPixelStoreProvider : public VKTPixelStoreProviderProtocol {
   public:
+    VKTPixelStoreProvider();
+
+    [[nodiscard]] const std::shared_ptr<VKTKeyValueStore>& standardUserDefaults() const {
+        return standardUserDefaults_;
+    }
+
     std::optional<VKTPixels> loadPixels() override { return std::nullopt; }
     bool savePixels(const VKTPixels& /*pixels*/) override { return true; }
     [[nodiscard]] std::string pixelStoreKey() const override;
+
+  private:
+    const std::shared_ptr<VKTKeyValueStore> standardUserDefaults_;
 };
 
 /// A list of pixels in the order of their addition, each ID once. Every operation may be called on any thread
