@@ -34,17 +34,23 @@ class VKTDevice {
     /// authorised. Nothing on systems that do not ask; there the flag below counts.
     [[nodiscard]] virtual std::optional<int> trackingAuthorizationStatus() const = 0;
     [[nodiscard]] virtual bool isAdvertisingTrackingEnabled() const = 0;
+
+    /// UUIDs, as the system writes them: one for all applications, and one for those of this vendor.
+    [[nodiscard]] virtual std::string advertisingIdentifier() const { return ""; }
+    [[nodiscard]] virtual std::string identifierForVendor() const { return ""; }
 };
 
-/// Values for a `VKTSettableDevice`.
+/// Values for a `VKTSettableDevice`; each may be left out.
 struct VKTDeviceFacts {
-    std::string machine;
-    std::string model;
-    std::string systemVersion;
-    std::vector<std::string> preferredLanguages;
-    std::optional<VKTInterfaceAddresses> interfaceAddresses;
-    std::optional<int> trackingAuthorizationStatus;
+    std::string machine{};
+    std::string model{};
+    std::string systemVersion{};
+    std::vector<std::string> preferredLanguages{};
+    std::optional<VKTInterfaceAddresses> interfaceAddresses{};
+    std::optional<int> trackingAuthorizationStatus{};
     bool isAdvertisingTrackingEnabled = false;
+    std::string advertisingIdentifier = {};
+    std::string identifierForVendor = {};
 };
 
 /// A device of which the embedder says everything. Any thread may set it.
@@ -76,6 +82,8 @@ class VKTSettableDevice final : public VKTDevice {
     [[nodiscard]] bool isAdvertisingTrackingEnabled() const override {
         return facts().isAdvertisingTrackingEnabled;
     }
+    [[nodiscard]] std::string advertisingIdentifier() const override { return facts().advertisingIdentifier; }
+    [[nodiscard]] std::string identifierForVendor() const override { return facts().identifierForVendor; }
 
   private:
     mutable VKTMutex mutex_;
