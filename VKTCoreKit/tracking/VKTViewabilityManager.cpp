@@ -13,6 +13,7 @@ std::shared_ptr<VKTViewabilityManager> VKTViewabilityManager::initWithView(
 
 void VKTViewabilityManager::startViewabilityTracking() {
     lastViewabilityStatus_.reset();
+    ++starts_;
     timer_.start(shared_from_this());
 }
 
@@ -73,16 +74,14 @@ std::shared_ptr<VKTView> VKTViewabilityManager::parentWindowForView(const VKTVie
 
 void VKTViewabilityManager::timerFired(VKTTimer& /*timer*/) {
     const auto self = shared_from_this();  // the delegate may let go of it
-    const auto sampling = timer();
+    const std::size_t startsBefore = starts_;
     const auto status = viewabilityStatus();
     if (lastViewabilityStatus_ != status) {
         if (const auto listener = delegate())
             listener->viewabilityManagerViewableStatus(*this, status.isViewable(), status.percentage);
-        if (timer() != sampling) return;
         if (const auto listener = delegate())
             listener->viewabilityManagerDidChangeViewabilityStatus(*this, status);
-        // A restarted manager has to report its first sample.
-        if (timer() != sampling) return;
     }
-    lastViewabilityStatus_ = status;
+    // Started inside a callback, it has to report its first sample, whatever that is.
+    if (starts_ == startsBefore) lastViewabilityStatus_ = status;
 }

@@ -1,6 +1,7 @@
 // How much of one view is seen.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 
@@ -18,8 +19,8 @@ struct VKTViewabilityManagerViewStatus {
 
 class VKTViewabilityManager;
 
-/// Hears of changes on the main thread. It may stop, restart or let go of the manager: the sample is then
-/// dropped.
+/// Hears of changes on the main thread, of each in both ways. It may stop, restart or let go of the manager
+/// inside a callback; the second call follows the first all the same.
 class VKTViewabilityManagerDelegate {
   public:
     virtual ~VKTViewabilityManagerDelegate() = default;
@@ -87,4 +88,5 @@ class VKTViewabilityManager : public VKTTimerDelegate,
     const std::weak_ptr<VKTViewabilityManagerDelegate> delegate_;
     VKTViewabilityTimer timer_;
     std::optional<VKTViewabilityStatus> lastViewabilityStatus_;
+    std::size_t starts_ = 0;
 };
