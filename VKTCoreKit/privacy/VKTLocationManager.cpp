@@ -42,8 +42,8 @@ bool VKTLocationManager::appHasAuthorization() const {
 
 void VKTLocationManager::startProvider(LocationUpdatedHandler handler) {
     locationUpdatedHandler_ = std::move(handler);
-    isStarted_ = true;
     locationProvider_->startLocationProvider();
+    isStarted_ = true;
 }
 
 void VKTLocationManager::stopProvider() {
@@ -56,9 +56,8 @@ void VKTLocationManager::locationProvider(VKTLocationProvider& /*provider*/,
                                           const VKTCoordinates& didUpdateLocations) {
     if (didUpdateLocations.empty()) return;
     providerLocation_ = {didUpdateLocations.front().latitude, didUpdateLocations.front().longitude};
-    // Stopped first, so that the handler may start anew or let go of the manager.
-    const auto handler = locationUpdatedHandler_;
+    // A copy: the handler may replace itself.
+    if (const auto handler = locationUpdatedHandler_) handler();
     stopProvider();
     VKTLog::sharedInstance()->logDebug("User's location updated");
-    if (handler) handler();
 }

@@ -44,8 +44,8 @@ class VKTLocationManager : public VKTLocationProviderDelegate {
     [[nodiscard]] bool canLocateUser() const;
     [[nodiscard]] bool appHasAuthorization() const;
 
-    /// Looks for the location; the handler is called when it is found, after the manager has stopped. It does
-    /// not ask `canLocateUser`.
+    /// Looks for the location, without asking `canLocateUser`. The handler is called once, when the location
+    /// is found; the manager stops after it, even when it was started anew in there.
     void startProvider(LocationUpdatedHandler handler = nullptr);
     void stopProvider();
 

@@ -5,33 +5,24 @@
 
 namespace {
 
-class DataSource : public VKTLocationManagerDataSource {
-  public:
-    std::optional<VKTLocation> manualLocationForLocationManager(const VKTLocationManager&) override {
-        return manual;
-    }
-    bool locationManagerShouldAllowAutomaticLocationDetection(const VKTLocationManager&) override {
-        return allows;
-    }
-
-    std::optional<VKTLocation> manual;
-    bool allows = true;
-};
-
-class Location : public testing::Test {
+class Location : public testing::Test, public VKTLocationManagerDataSource {
   protected:
     Location() {
         services_->setEnabled(true);
         services_->setAuthorizationStatus(VKTLocationAuthorizationStatusAuthorizedWhenInUse);
         test_.platform.globalPool = pool_;
         VKTPlatform::setCurrent(test_.platform);  // until the scope ends
-        manager_ = VKTLocationManager::initWithDataSource(source_);
+        manager_ = VKTLocationManager::initWithDataSource({owner_, this});
     }
 
-    void refresh() {
-        pool_->runAll();
-        test_.mainRunLoop->drain();
+    std::optional<VKTLocation> manualLocationForLocationManager(const VKTLocationManager&) override {
+        return manual_;
     }
+    bool locationManagerShouldAllowAutomaticLocationDetection(const VKTLocationManager&) override {
+        return allows_;
+    }
+
+    void refresh() { pool_->runAll(), test_.mainRunLoop->drain(); }
     void find(VKTCoordinates locations) {
         services_->tellDelegates(
             [&](auto& delegate) { delegate.locationManagerDidUpdateLocations(locations); });
@@ -41,7 +32,9 @@ class Location : public testing::Test {
     VKTScopedPlatform scope_{test_.platform};
     const std::shared_ptr<VKTManualPool> pool_ = std::make_shared<VKTManualPool>();
     const std::shared_ptr<VKTFakeLocationServices> services_ = test_.locationServices;
-    const std::shared_ptr<DataSource> source_ = std::make_shared<DataSource>();
+    const std::shared_ptr<int> owner_ = std::make_shared<int>();  // of the fixture as a data source
+    std::optional<VKTLocation> manual_;
+    bool allows_ = true;
     std::shared_ptr<VKTLocationManager> manager_;
 };
 
@@ -49,45 +42,40 @@ TEST_F(Location, OneFixForEachStart) {
     int updates = 0;
     refresh();
     EXPECT_EQ(services_->requestCount(), 0U) << "nobody has asked";
-    manager_->startProvider([&] { ++updates; });
+    manager_->startProvider([&] {
+        ++updates;
+        EXPECT_EQ(manager_->location(), (VKTLocation{48.1, 11.5}));
+        manager_->startProvider([&] { updates = 10; });
+    });
     find({});
     EXPECT_TRUE(manager_->isStarted()) << "nothing was found";
     find({{48.1, 11.5}, {1, 2}});
-    EXPECT_EQ(manager_->location(), (VKTLocation{48.1, 11.5}));
-    EXPECT_FALSE(manager_->isStarted());
+    EXPECT_FALSE(manager_->isStarted()) << "stopped after its handler";
     EXPECT_EQ(services_->requestCount(), 0U);
     manager_->locationProvider()->startLocationProvider();
     find({{3, 4}});
-    EXPECT_EQ(updates, 1) << "the handler went with its start";
-
-    manager_->startProvider([&] { manager_->startProvider([&] { updates = 10; }); });
+    EXPECT_EQ(updates, 1) << "the handlers went with their starts";
+    manager_->startProvider([&] { manager_.reset(); });
     find({{5, 6}});
-    EXPECT_TRUE(manager_->isStarted()) << "a handler may start anew";
-    find({{7, 8}});
-    EXPECT_EQ(updates, 10);
+    EXPECT_EQ(services_->requestCount(), 0U) << "let go by its handler";
 }
 
 TEST_F(Location, WhoMayBeLocated) {
-    constexpr VKTLocation found{1, 2};
-    constexpr VKTLocation manual{3, 4};
-    using Status = VKTLocationAuthorizationStatus;
-    // Services on, manual location, host allows, status; the location told.
-    const std::tuple<bool, std::optional<VKTLocation>, bool, Status, std::optional<VKTLocation>> cases[] = {
-        {true, {}, true, VKTLocationAuthorizationStatusAuthorizedAlways, found},
-        {true, {}, true, VKTLocationAuthorizationStatusAuthorizedWhenInUse, found},
-        {true, {}, true, VKTLocationAuthorizationStatusDenied, {}},
-        {true, {}, false, VKTLocationAuthorizationStatusAuthorizedAlways, {}},
-        {false, {}, true, VKTLocationAuthorizationStatusAuthorizedAlways, {}},
-        {true, manual, true, VKTLocationAuthorizationStatusAuthorizedAlways, manual},
-        {false, manual, false, VKTLocationAuthorizationStatusDenied, manual}};
+    constexpr VKTLocation found{1, 2}, manual{3, 4};
+    using Place = std::optional<VKTLocation>;
+    // Services on, manual location, host allows, authorisation status; the location told.
+    const std::tuple<bool, Place, bool, int, Place> cases[] = {
+        {true, {}, true, 3, found}, {true, {}, true, 2, {}},         {true, {}, false, 3, {}},
+        {false, {}, true, 3, {}},   {true, manual, true, 3, manual}, {false, manual, false, 2, manual},
+        {true, {}, true, 4, found}};
     refresh();
     manager_->startProvider();
     find({{1, 2}});
     for (const auto& [isOn, set, allows, status, told] : cases) {
         services_->setEnabled(isOn);
-        services_->setAuthorizationStatus(status);
-        source_->manual = set;
-        source_->allows = allows;
+        services_->setAuthorizationStatus(static_cast<VKTLocationAuthorizationStatus>(status));
+        manual_ = set;
+        allows_ = allows;
         manager_->locationProvider()->refreshLocationServiceEnabled();
         refresh();
         EXPECT_EQ(manager_->location(), told);
@@ -100,20 +88,16 @@ TEST_F(Location, ProviderFollowsServicesAndApplication) {
     provider->startLocationProvider();
     EXPECT_EQ(services_->requestCount(), 0U) << "not known yet whether services are on";
     refresh();
-    EXPECT_EQ(services_->requestCount(), 1U) << "the start that waited";
     provider->startLocationProvider();
-    EXPECT_EQ(services_->requestCount(), 1U);
+    EXPECT_EQ(services_->requestCount(), 1U) << "of the start that waited";
     test_.application->setApplicationState(VKTApplicationStateBackground);
     EXPECT_EQ(services_->requestCount(), 0U);
-    EXPECT_FALSE(provider->locationProviderStarted());
-
     services_->setEnabled(false);
     test_.application->setApplicationState(VKTApplicationStateActive);
     provider->startLocationProvider();
     EXPECT_EQ(services_->requestCount(), 1U) << "as last read";
     refresh();
     EXPECT_EQ(services_->requestCount(), 0U);
-    EXPECT_FALSE(provider->locationServiceEnabled());
 }
 
 }  // namespace
