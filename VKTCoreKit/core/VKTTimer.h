@@ -104,6 +104,9 @@ class VKTTimer : public std::enable_shared_from_this<VKTTimer> {
     [[nodiscard]] std::uint32_t timerCount() const { return timerCount_; }  ///< scheduled since `start`
     [[nodiscard]] const std::shared_ptr<VKTTimerTarget>& timerTarget() const { return timerTarget_; }
 
+    /// The scheduled call of the target, or the last one; null before a start and after a stop.
+    [[nodiscard]] const std::unique_ptr<VKTRunLoopTimer>& timer() const { return timer_; }
+
     [[nodiscard]] std::shared_ptr<VKTTimerDelegate> delegate() const { return delegate_.lock(); }
     void setDelegate(const std::shared_ptr<VKTTimerDelegate>& delegate) { delegate_ = delegate; }
 

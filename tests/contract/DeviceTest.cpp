@@ -8,53 +8,31 @@
 
 namespace {
 
-TEST(LinuxDevice, KnowsKernelDistributionAndInterfaces) {
+TEST(LinuxDevice, KnowsItsSystem) {
     const VKTLinuxDevice device;
     EXPECT_FALSE(device.machine().empty());
     EXPECT_FALSE(device.systemVersion().empty());
-    const auto addresses = device.interfaceAddresses();
-    ASSERT_TRUE(addresses);
-    EXPECT_NE(std::find(addresses->begin(), addresses->end(), VKTInterfaceAddress{"lo", "127.0.0.1"}),
-              addresses->end());
-}
+    const auto addresses = device.interfaceAddresses().value();
+    EXPECT_EQ(std::count(addresses.begin(), addresses.end(), VKTInterfaceAddress{"lo", "127.0.0.1"}), 1);
 
-TEST(LinuxDevice, ReadsOSRelease) {
-    const std::string text = "NAME=\"A B\"\n  VERSION_ID='12.4'\r\nID=x\nVERSION_ID=13\nODD=\"\nNONE=\n";
-    const std::pair<const char*, std::optional<std::string>> cases[] = {
-        {"NAME", "A B"}, {"VERSION_ID", "12.4"}, {"ID", "x"},    {"ODD", "\""},
-        {"NONE", ""},    {"VERSION", {}},        {"UNKNOWN", {}}};
-    for (const auto& [key, value] : cases)
-        EXPECT_EQ(vkt_OSReleaseValue(text, key), value) << key;
-}
+    const std::string release = "NAME=\"A B\"\n  VERSION_ID='12.4'\r\nVERSION_ID=13\nODD=\"\nNONE=\n";
+    const std::pair<const char*, std::optional<std::string>> values[] = {
+        {"NAME", "A B"}, {"VERSION_ID", "12.4"}, {"ODD", "\""}, {"NONE", ""}, {"VERSION", {}}};
+    for (const auto& [key, value] : values)
+        EXPECT_EQ(vkt_OSReleaseValue(release, key), value) << key;
 
-TEST(LinuxDevice, ReadsLocaleNames) {
-    using Languages = std::vector<std::string>;
-    const std::pair<const char*, Languages> cases[] = {
-        {"", {}},
-        {"C.UTF-8", {}},
-        {"POSIX:C", {}},
-        {"de_AT.UTF-8@euro", {"de-AT"}},
-        {"zh_Hant_TW:en::fr_FR.ISO-8859-1", {"zh-Hant-TW", "en", "fr-FR"}}};
-    for (const auto& [names, languages] : cases)
+    const std::pair<const char*, std::vector<std::string>> locales[] = {
+        {"", {}}, {"POSIX:C.UTF-8", {}}, {"zh_Hant_TW:en::de_AT.UTF-8@euro", {"zh-Hant-TW", "en", "de-AT"}}};
+    for (const auto& [names, languages] : locales)
         EXPECT_EQ(vkt_languagesFromLocaleNames(names), languages) << names;
 }
 
-class Listener : public VKTLocationRequestDelegate {
-  public:
-    void locationManagerDidUpdateLocations(const VKTCoordinates&) override { end(); }
-    void locationManagerDidFailWithError(const VKTError& error) override {
-        EXPECT_EQ(error.domain(), VKTLocationErrorDomain);
-        end();
-    }
+struct Listener : VKTLocationRequestDelegate {
+    void locationManagerDidUpdateLocations(const VKTCoordinates&) override { ++ends, request.reset(); }
+    void locationManagerDidFailWithError(const VKTError&) override { ++ends, request.reset(); }
 
     int ends = 0;
     std::unique_ptr<VKTLocationRequest> request;
-
-  private:
-    void end() {
-        ++ends;
-        request.reset();
-    }
 };
 
 TEST(LocationServices, ARequestEndsOnceLaterAndNotWhenItIsGone) {
