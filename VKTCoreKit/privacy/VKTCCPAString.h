@@ -1,0 +1,33 @@
+// The US Privacy string of the IAB.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+/// Four characters: the version "1", then whether notice was given, whether the user opted out of the sale of
+/// personal data, and whether the limited service provider agreement covers it, each "Y", "N" or "-". A
+/// value.
+class VKTCCPAString {
+  public:
+    static VKTCCPAString initWithCCPAString(std::string CCPAString);
+
+    /// Whether any character from `fromIndex` to `toIndex`, both included, is missing or none of "Y", "N",
+    /// "-".
+    static bool hasInvalidCharacters(std::string_view string, std::size_t fromIndex, std::size_t toIndex);
+
+    [[nodiscard]] const std::string& CCPAString() const { return CCPAString_; }
+    [[nodiscard]] bool isValid() const { return isValid_; }
+    [[nodiscard]] int version() const { return isValid_ ? 1 : -1; }
+
+    /// Valid, and the user has not opted out of sale.
+    [[nodiscard]] bool canSendIDs() const;
+
+    [[nodiscard]] std::string description() const;
+
+  private:
+    explicit VKTCCPAString(std::string CCPAString);
+
+    std::string CCPAString_;
+    bool isValid_;
+};

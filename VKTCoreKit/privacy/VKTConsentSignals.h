@@ -1,0 +1,39 @@
+// Where a consent platform stores what the user has answered, and how its flags are read.
+//
+// A flag string has one character "0" or "1" per purpose or vendor; the first stands for number 1.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "VKTCoreKit/core/VKTPropertyCacheManager.h"
+
+// Texts, unless said otherwise.
+inline constexpr std::string_view VKTConsentKeyTCFString = "IABTCF_TCString";
+inline constexpr std::string_view VKTConsentKeyLegacyTCFString = "IABConsent_ConsentString";
+inline constexpr std::string_view VKTConsentKeyGDPRApplies = "IABTCF_gdprApplies";  ///< number
+inline constexpr std::string_view VKTConsentKeyPurposeConsents = "IABTCF_PurposeConsents";
+inline constexpr std::string_view VKTConsentKeyVendorConsents = "IABTCF_VendorConsents";
+inline constexpr std::string_view VKTConsentKeyCCPAString = "IABUSPrivacy_String";
+inline constexpr std::string_view VKTConsentKeyGPPVersion = "IABGPP_HDR_Version";  ///< number
+inline constexpr std::string_view VKTConsentKeyGPPString = "IABGPP_HDR_GppString";
+inline constexpr std::string_view VKTConsentKeyGPPSIDs = "IABGPP_GppSID";
+inline constexpr std::string_view VKTConsentKeyGPPSectionTCF = "IABGPP_2_String";
+inline constexpr std::string_view VKTConsentKeyGPPSectionCCPA = "IABGPP_6_String";
+inline constexpr std::string_view VKTConsentKeyGPPPurposeConsents = "IABGPP_TCFEU2_PurposesConsent";
+inline constexpr std::string_view VKTConsentKeyGPPVendorConsents = "IABGPP_TCFEU2_VendorConsent";
+inline constexpr std::string_view VKTConsentKeyGPPSpecialFeatures = "IABGPP_TCFEU2_SpecialFeatureOptIns";
+
+/// This SDK's own number in vendor flags.
+inline constexpr std::size_t VKTConsentVendorID = 45;
+
+/// The text stored under `key`; nothing when there is none, or a value of another type.
+std::optional<std::string> vkt_storedString(const VKTPropertyCacheManager& store, std::string_view key);
+
+/// Whether the flag of `number` (from 1) is there and "1".
+bool vkt_hasConsentFlag(std::string_view flags, std::size_t number);
+
+/// Whether the flags of all purposes that identifiers need (1, 2, 4, 7, 10) are "1".
+bool vkt_hasConsentForIDPurposes(std::string_view purposeFlags);

@@ -1,0 +1,91 @@
+// The user identifier that is sent, and whether it may be.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "VKTCoreKit/privacy/VKTIdentityProvider.h"
+
+enum VKTIdentityType : int {
+    VKTIdentityTypeNone = 0,
+    VKTIdentityTypeAdvertisingID = 1,
+    VKTIdentityTypeTransientID = 2,
+    VKTIdentityTypeCustomIdentifier = 3,
+};
+
+/// The identifiers are those of the moment in which it was made; consent strings and decisions are read from
+/// the provider at each call. Any thread. Holds its provider.
+class VKTIdentity {
+  public:
+    /// The provider must not be null. The identity is the first there is of: the custom identifier (an empty
+    /// one counts), the advertising identifier, the transient ID if enabled; else none and "".
+    static std::shared_ptr<VKTIdentity> initWithIdentityProvider(
+        std::shared_ptr<VKTIdentityProvider> identityProvider, bool hashed, bool transientIDEnabled,
+        std::optional<std::string> customIdentifier);
+
+    /// Over a default provider.
+    static std::shared_ptr<VKTIdentity> initWithHashed(
+        bool hashed, bool transientIDEnabled, std::optional<std::string> customIdentifier = std::nullopt);
+
+    /// Neither empty nor all zeros.
+    static bool isValidUUID(std::string_view string);
+
+    /// The stored one while it is valid, else a new one. Calls that come at once get the same.
+    static std::string retrieveTransientIDWithProvider(VKTIdentityProvider& provider);
+
+    /// Less than 24 hours away from now, on either side.
+    static bool isValidTransientIDWithGenerationDate(VKTDate date);
+    static bool isValidTransientIDWithGenerationDate(VKTDate date, VKTDate now);
+
+    [[nodiscard]] const std::string& identity() const { return identity_; }
+    [[nodiscard]] VKTIdentityType type() const { return type_; }
+    [[nodiscard]] const std::optional<std::string>& ifa() const { return ifa_; }
+    [[nodiscard]] const std::optional<std::string>& ifv() const { return ifv_; }
+
+    /// Nothing when there is an advertising identifier.
+    [[nodiscard]] const std::optional<std::string>& transientId() const { return transientId_; }
+    [[nodiscard]] const std::optional<std::string>& customIdentifier() const { return customIdentifier_; }
+    [[nodiscard]] bool isHashed() const { return isHashed_; }
+    [[nodiscard]] bool isTransientIDEnabled() const { return isTransientIDEnabled_; }
+    [[nodiscard]] const std::shared_ptr<VKTIdentityProvider>& identityProvider() const {
+        return identityProvider_;
+    }
+
+    [[nodiscard]] std::optional<VKTTCFString> TCFString() const { return identityProvider_->TCFString(); }
+    [[nodiscard]] std::optional<VKTCCPAString> CCPAString() const { return identityProvider_->CCPAString(); }
+    [[nodiscard]] std::optional<VKTGPPString> GPPString() const { return identityProvider_->GPPString(); }
+    [[nodiscard]] std::optional<std::string> gdprConsentString() const {
+        return identityProvider_->gdprConsentString();
+    }
+
+    /// What the GPP string decides; else the TCF string; without one, whether the GDPR does not apply. A
+    /// plain US Privacy string has no say.
+    [[nodiscard]] bool canSendIDs() const;
+
+    /// Unless a valid GPP string refuses.
+    [[nodiscard]] bool canSendLocation() const;
+
+    /// For callers that judge stored flags themselves: "0" and "1" only, with those that identifiers need
+    /// set. Of vendors 45 flags are enough, while the TCF string itself asks for 46.
+    static bool tcfPurposesAreValid(std::string_view purposes);
+    static bool tcfVendorsAreValid(std::string_view vendors);
+
+    /// Whether there is nothing but "0" and "1".
+    static bool isValidTCFBooleanStringArray(std::string_view string);
+
+  private:
+    VKTIdentity(std::shared_ptr<VKTIdentityProvider> identityProvider, bool hashed, bool transientIDEnabled,
+                std::optional<std::string> customIdentifier);
+
+    const std::shared_ptr<VKTIdentityProvider> identityProvider_;
+    const bool isHashed_;
+    const bool isTransientIDEnabled_;
+    const std::optional<std::string> customIdentifier_;
+    std::optional<std::string> ifa_;
+    std::optional<std::string> ifv_;
+    std::optional<std::string> transientId_;
+    VKTIdentityType type_ = VKTIdentityTypeNone;
+    std::string identity_;
+};

@@ -1,0 +1,72 @@
+// What the platform and the consent platform say of the user.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "VKTCoreKit/core/VKTPropertyCacheManager.h"
+#include "VKTCoreKit/platform/VKTClock.h"
+#include "VKTCoreKit/platform/VKTDevice.h"
+#include "VKTCoreKit/platform/VKTRandomSource.h"
+#include "VKTCoreKit/privacy/VKTCCPAString.h"
+#include "VKTCoreKit/privacy/VKTGPPString.h"
+#include "VKTCoreKit/privacy/VKTTCFString.h"
+#include "VKTCoreKit/privacy/VKTTransientID.h"
+
+inline constexpr std::string_view VKTTransientIDKey =
+    "com.korvonet.coresdk.transientid.UUIDLocalValueKey";  ///< text
+inline constexpr std::string_view VKTTransientIDLastGenerationKey =
+    "com.korvonet.coresdk.transientid.UUIDLocalLastGenerationKey";  ///< date
+
+/// Asks device and store afresh at each call; stored values of a type that is not expected count as missing.
+/// Any thread. Holds its collaborators.
+class VKTIdentityProvider {
+  public:
+    /// Over the platform's services.
+    static std::shared_ptr<VKTIdentityProvider> init();
+
+    /// None may be null.
+    static std::shared_ptr<VKTIdentityProvider> initWithDevice(
+        std::shared_ptr<const VKTDevice> device,
+        std::shared_ptr<VKTPropertyCacheManager> propertyCacheManager, std::shared_ptr<const VKTClock> clock,
+        std::shared_ptr<VKTRandomSource> random);
+
+    /// UUIDs; empty where the platform has none.
+    [[nodiscard]] std::string advertisingID() const { return device_->advertisingIdentifier(); }
+    [[nodiscard]] std::string identifierForVendor() const { return device_->identifierForVendor(); }
+
+    /// The stored one, however old.
+    [[nodiscard]] std::optional<VKTTransientID> retrieveTransientID() const;
+
+    /// A new one, stored in place of the old. It is returned even when it could not be stored.
+    std::string generateNewTransientID();
+
+    [[nodiscard]] std::optional<VKTTCFString> TCFString() const;
+    [[nodiscard]] std::optional<std::string> gdprConsentString() const;
+
+    /// -1 when nothing is stored; else the value as an integer, also of a text, 0 when it has none.
+    [[nodiscard]] std::int64_t TCFGDPRApplies() const;
+    [[nodiscard]] std::optional<std::string> TCFPurposeConsents() const;
+    [[nodiscard]] std::optional<std::string> TCFVendorConsents() const;
+    [[nodiscard]] std::optional<VKTCCPAString> CCPAString() const;
+
+    /// Nothing without both the string and the section IDs.
+    [[nodiscard]] std::optional<VKTGPPString> GPPString() const;
+
+    [[nodiscard]] VKTDate currentDate() const { return clock_->now(); }
+
+  private:
+    VKTIdentityProvider(std::shared_ptr<const VKTDevice> device,
+                        std::shared_ptr<VKTPropertyCacheManager> propertyCacheManager,
+                        std::shared_ptr<const VKTClock> clock, std::shared_ptr<VKTRandomSource> random);
+
+    [[nodiscard]] std::optional<std::string> storedString(std::string_view key) const;
+
+    const std::shared_ptr<const VKTDevice> device_;
+    const std::shared_ptr<VKTPropertyCacheManager> propertyCacheManager_;
+    const std::shared_ptr<const VKTClock> clock_;
+    const std::shared_ptr<VKTRandomSource> random_;
+};
