@@ -15,6 +15,7 @@
 #include "VKTCoreKit/platform/VKTLocationServices.h"
 #include "VKTCoreKit/platform/VKTNotificationCentre.h"
 #include "VKTCoreKit/platform/VKTRandomSource.h"
+#include "VKTCoreKit/platform/VKTReachabilityTarget.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 #include "VKTCoreKit/platform/VKTView.h"
 #include "VKTCoreKit/platform/VKTXMLEventReader.h"
@@ -57,6 +58,10 @@ struct VKTPlatform {
     std::function<std::shared_ptr<VKTKeyValueStore>(const std::string& path,
                                                     VKTStoreProblemHandler onProblem)>
         makeKeyValueStore;
+
+    /// A target that watches `peer` while it is scheduled. Never null.
+    std::function<std::shared_ptr<VKTReachabilityTarget>(const VKTReachabilityPeer& peer)>
+        makeReachabilityTarget;
 
     /// The set in force: the linked platform's own, made on first use, until `setCurrent`.
     static const VKTPlatform& current();

@@ -4,6 +4,7 @@
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
 #include "VKTCoreKit/platform/linux/VKTExpatEventReader.h"
 #include "VKTCoreKit/platform/linux/VKTLinuxDevice.h"
+#include "VKTCoreKit/platform/linux/VKTNetlinkReachability.h"
 #include "VKTCoreKit/platform/linux/VKTSQLiteKeyValueStore.h"
 #include "VKTCoreKit/platform/linux/VKTSystemClock.h"
 #include "VKTCoreKit/platform/linux/VKTSystemRandom.h"
@@ -25,5 +26,8 @@ VKTPlatform vkt_makeDefaultPlatform() {
             .makeXMLEventReader = vkt_makeExpatEventReader,
             .makeSerialQueue = vkt_makeAsioSerialQueue,
             .makeConcurrentPool = vkt_makeAsioConcurrentPool,
-            .makeKeyValueStore = vkt_makeSQLiteKeyValueStore};
+            .makeKeyValueStore = vkt_makeSQLiteKeyValueStore,
+            .makeReachabilityTarget = [](const VKTReachabilityPeer& peer) {
+                return vkt_makeNetlinkReachabilityTarget(peer);
+            }};
 }

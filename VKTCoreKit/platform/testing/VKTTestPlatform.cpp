@@ -12,6 +12,7 @@ VKTTestPlatform vkt_makeTestPlatform() {
     test.mainBundle = std::make_shared<VKTStringTableBundle>();
     test.device = std::make_shared<VKTSettableDevice>();
     test.locationServices = std::make_shared<VKTFakeLocationServices>();
+    test.reachabilityTarget = std::make_shared<VKTFakeReachabilityTarget>();
     test.platform = vkt_makeDefaultPlatform();
     test.platform.clock = test.clock;
     test.platform.random = test.random;
@@ -23,5 +24,6 @@ VKTTestPlatform vkt_makeTestPlatform() {
     test.platform.mainBundle = test.mainBundle;
     test.platform.device = test.device;
     test.platform.locationServices = test.locationServices;
+    test.platform.makeReachabilityTarget = [target = test.reachabilityTarget](const auto&) { return target; };
     return test;
 }

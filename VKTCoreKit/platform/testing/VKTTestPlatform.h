@@ -8,6 +8,7 @@
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/testing/VKTFakeHTTPSession.h"
 #include "VKTCoreKit/platform/testing/VKTFakeLocationServices.h"
+#include "VKTCoreKit/platform/testing/VKTFakeReachabilityTarget.h"
 #include "VKTCoreKit/platform/testing/VKTFixedRandomSource.h"
 #include "VKTCoreKit/platform/testing/VKTManualClock.h"
 #include "VKTCoreKit/platform/testing/VKTManualRunLoop.h"
@@ -25,6 +26,7 @@ struct VKTTestPlatform {
     std::shared_ptr<VKTStringTableBundle> mainBundle;
     std::shared_ptr<VKTSettableDevice> device;
     std::shared_ptr<VKTFakeLocationServices> locationServices;
+    std::shared_ptr<VKTFakeReachabilityTarget> reachabilityTarget;  ///< whatever the peer
     VKTPlatform platform;
 };
 

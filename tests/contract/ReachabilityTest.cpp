@@ -1,0 +1,186 @@
+// One contract for targets; and how the Linux one reads its interfaces.
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <semaphore>
+#include <thread>
+
+#include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
+#include "VKTCoreKit/platform/linux/VKTNetlinkReachability.h"
+#include "VKTCoreKit/platform/testing/VKTFakeReachabilityTarget.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr VKTReachabilityFlags reachable{.reachable = true};
+constexpr VKTReachabilityFlags unreachable{};
+
+VKTNetworkInterface running(const char* name) {
+    return {.name = name, .isRunning = true, .hasAddress = true};
+}
+
+// Each subject connects and disconnects, and waits until its target has noticed.
+class FakeSubject {
+  public:
+    void setConnected(bool connected) { fake_->setFlags(connected ? reachable : unreachable); }
+
+  private:
+    std::shared_ptr<VKTFakeReachabilityTarget> fake_ = std::make_shared<VKTFakeReachabilityTarget>();
+
+  public:
+    std::shared_ptr<VKTReachabilityTarget> target = fake_;
+};
+
+class NetlinkSubject {
+  public:
+    ~NetlinkSubject() {
+        target.reset();
+        if (changes_ >= 0) close(changes_);
+    }
+
+    void setConnected(bool connected) {
+        isConnected_ = connected;
+        if (changes_ < 0) return;
+        while (noticed_.try_acquire()) {
+        }
+        ASSERT_EQ(write(changes_, "x", 1), 1);
+        ASSERT_TRUE(noticed_.try_acquire_for(10s));
+    }
+
+  private:
+    VKTNetworkInterfaceSource source() {
+        return {[this] {
+                    const bool isConnected = isConnected_;
+                    noticed_.release();
+                    return isConnected ? VKTNetworkInterfaces{running("eth0")} : VKTNetworkInterfaces();
+                },
+                [this] {
+                    int pair[2];
+                    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
+                    if (changes_ >= 0) close(changes_);
+                    changes_ = pair[0];
+                    return pair[1];
+                }};
+    }
+
+    std::atomic<bool> isConnected_ = false;
+    std::counting_semaphore<> noticed_{0};
+    int changes_ = -1;
+
+  public:
+    std::shared_ptr<VKTReachabilityTarget> target =
+        vkt_makeNetlinkReachabilityTarget(VKTSocketAddress(), source());
+};
+
+template <typename Subject>
+class ReachabilityTargetContract : public testing::Test {
+  protected:
+    ReachabilityTargetContract() {
+        subject_.setConnected(false);
+        subject_.target->setCallback([this](const VKTReachabilityFlags& flags) {
+            EXPECT_TRUE(loop_->isCurrentThread());
+            heard_.push_back(flags.reachable);
+        });
+    }
+
+    bool runUntilHeard(std::size_t count) {
+        return loop_->runUntil([&] { return heard_.size() >= count; }, 10s);
+    }
+
+    std::shared_ptr<VKTRunLoop> loop_ = vkt_makeAsioRunLoop();
+    std::vector<bool> heard_;
+    Subject subject_;
+};
+
+using Subjects = testing::Types<FakeSubject, NetlinkSubject>;
+TYPED_TEST_SUITE(ReachabilityTargetContract, Subjects);
+
+TYPED_TEST(ReachabilityTargetContract, TellsEachChangeOnceOnTheLoop) {
+    auto& subject = this->subject_;
+    subject.setConnected(true);
+    EXPECT_EQ(subject.target->flags(), reachable);
+    subject.target->schedule(this->loop_);
+    subject.setConnected(true);
+    subject.setConnected(false);
+    EXPECT_TRUE(this->heard_.empty());
+    EXPECT_TRUE(this->runUntilHeard(1));
+    subject.setConnected(true);
+    EXPECT_TRUE(this->runUntilHeard(2));
+    EXPECT_EQ(this->heard_, (std::vector<bool>{false, true}));
+}
+
+TYPED_TEST(ReachabilityTargetContract, IsSilentUnlessScheduledAndKeepsItsCallback) {
+    auto& subject = this->subject_;
+    subject.target->unschedule();
+    subject.target->schedule(this->loop_);
+    subject.setConnected(true);  // its call is posted, and then not wanted any more
+    subject.target->unschedule();
+    this->loop_->drain();
+    EXPECT_TRUE(this->heard_.empty());
+
+    subject.target->schedule(this->loop_);
+    this->loop_->drain();
+    EXPECT_TRUE(this->heard_.empty());
+    subject.setConnected(false);
+    EXPECT_TRUE(this->runUntilHeard(1));
+}
+
+TYPED_TEST(ReachabilityTargetContract, MayBeReplacedAndDroppedInItsCallback) {
+    auto& subject = this->subject_;
+    int calls = 0;
+    subject.target->setCallback([&](const auto&) {
+        ++calls;
+        subject.target.reset();
+    });
+    subject.target->schedule(this->loop_);
+    subject.setConnected(true);
+    EXPECT_TRUE(this->loop_->runUntil([&] { return calls == 1 && !subject.target; }, 10s));
+    EXPECT_TRUE(this->heard_.empty());
+}
+
+TEST(NetlinkReachability, FlagsFollowFromTheInterfaces) {
+    const VKTNetworkInterface loopback{
+        .name = "lo", .isLoopback = true, .isRunning = true, .hasAddress = true};
+    const VKTNetworkInterface unplugged{.name = "eth0", .isRunning = false, .hasAddress = true};
+    const VKTNetworkInterface withoutAddress{.name = "wlan0", .isRunning = true, .hasAddress = false};
+    constexpr VKTReachabilityFlags cellular{.reachable = true, .isWWAN = true};
+    const std::pair<VKTNetworkInterfaces, VKTReachabilityFlags> cases[] = {
+        {{}, unreachable},
+        {{loopback, unplugged, withoutAddress}, unreachable},
+        {{loopback, running("wlan0")}, reachable},
+        {{running("enp3s0")}, reachable},
+        {{unplugged, running("wwan0")}, cellular},
+        {{running("ppp0"), loopback}, cellular},
+        {{running("wwp0s20u4"), running("rmnet0")}, cellular},
+        {{running("wwan0"), running("wlan0")}, reachable},
+        {{running("eth0"), running("ppp0")}, reachable}};
+    for (const auto& [interfaces, flags] : cases)
+        EXPECT_EQ(vkt_reachabilityFlags(interfaces), flags) << &flags - &cases[0].second;
+}
+
+TEST(NetlinkReachability, TheDeviceItselfIsAlwaysReachable) {
+    const VKTNetworkInterfaceSource unreadable{[] { return std::nullopt; }, [] { return -1; }};
+    VKTSocketAddress loopback;
+    loopback.bytes[15] = 1;
+    VKTSocketAddress mapped{{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 127, 0, 0, 1}};
+    for (const VKTReachabilityPeer& peer :
+         {VKTReachabilityPeer("LocalHost"), VKTReachabilityPeer(loopback), VKTReachabilityPeer(mapped)})
+        EXPECT_EQ(vkt_makeNetlinkReachabilityTarget(peer, unreadable)->flags(), reachable);
+    EXPECT_FALSE(vkt_makeNetlinkReachabilityTarget("ads.example", unreadable)->flags());
+}
+
+TEST(NetlinkReachability, ReadsAndWatchesTheKernelsInterfaces) {
+    const auto source = vkt_systemInterfaceSource();
+    const auto interfaces = source.readInterfaces();
+    ASSERT_TRUE(interfaces);
+    EXPECT_EQ(std::count_if(interfaces->begin(), interfaces->end(),
+                            [](const auto& each) { return each.name == "lo" && each.isLoopback; }),
+              1);
+    const int changes = source.openChangeSocket();
+    EXPECT_GE(changes, 0);
+    close(changes);
+}
+
+}  // namespace
