@@ -160,3 +160,7 @@ bool VKTConfiguration::applyGETParameters(const VKTValue& parameters) {
 const VKTValue* VKTConfiguration::iabFrameworks() const {
     return adCallAdditionalParametersPOST_.find("iabFrameworks");
 }
+
+std::shared_ptr<VKTIdentity> VKTConfiguration::deviceIdentity() const {
+    return VKTIdentity::initWithHashed(false, transientIDEnabled_, customIdentifier_);
+}

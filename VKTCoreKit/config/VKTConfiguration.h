@@ -12,6 +12,7 @@
 #include "VKTCoreKit/config/VKTRemoteConfigManager.h"
 #include "VKTCoreKit/platform/VKTLocationServices.h"
 #include "VKTCoreKit/platform/VKTNotificationCentre.h"
+#include "VKTCoreKit/privacy/VKTIdentity.h"
 
 /// A coordinate that is nowhere.
 inline constexpr VKTCoordinate VKTInvalidCoordinate{-180, -180};
@@ -95,6 +96,9 @@ class VKTConfiguration : public std::enable_shared_from_this<VKTConfiguration> {
 
     /// The manual one when it is set, else the network's.
     [[nodiscard]] const VKTURL& baseURL() const { return manualBaseURL_ ? *manualBaseURL_ : networkBaseURL_; }
+
+    /// A new one at each call, not hashed.
+    [[nodiscard]] std::shared_ptr<VKTIdentity> deviceIdentity() const;
 
     [[nodiscard]] bool loggingEnabled() const { return loggingEnabled_; }
     void setLoggingEnabled(bool enabled) { loggingEnabled_ = enabled; }
