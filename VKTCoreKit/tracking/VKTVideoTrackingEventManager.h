@@ -7,7 +7,7 @@
 #include "VKTCoreKit/tracking/VKTTrackingEventManager.h"
 
 /// What a player reports; each tracks the VAST event of its name.
-enum VKTVideoEvent : std::uint8_t {
+enum VKTVideoEvent : std::uint32_t {
     VKTVideoEventClick = 0,
     VKTVideoEventCreativeView = 1,
     VKTVideoEventLoaded = 2,
