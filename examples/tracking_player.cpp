@@ -57,6 +57,7 @@ void play(const std::shared_ptr<Player>& player, const VKTVASTAd& ad, const VKTV
     tracking->trackVideoEvent(VKTVideoEventLoaded, {});
     for (double position = 0; position <= duration; position += 0.25)
         tracking->playbackProgressedToTime(position, {});
+    tracking->playbackProgressedToTime(duration, {});  // the last position need not be a whole step
     addPixels(*tracking, creative.clickTracking());
     tracking->trackVideoEvent(VKTVideoEventClick, {});
 }
