@@ -2,9 +2,18 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "Pairs.h"
 #include "VKTCoreKit/tracking/VKTVideoTrackingEventManager.h"
+
+static thread_local std::size_t allocations = 0;
+
+void* operator new(std::size_t size) {
+    ++allocations;
+    if (void* memory = std::malloc(size)) return memory;
+    throw std::bad_alloc();
+}
 
 namespace {
 
@@ -71,9 +80,10 @@ void addTrackingBenchmarks() {
     addPair(
         "progress_tick_x1000",
         [player] {
+            const std::size_t before = allocations;
             for (int i = 0; i < batch; ++i)
                 player->playbackProgressedToTime(i / 100.0, {});
-            if (player->videoEvents().size() != 1) std::abort();
+            if (player->videoEvents().size() != 1 || allocations != before) std::abort();
         },
         [due = &isDue, offset = 30.0] {
             bool (*volatile indirect)(const double&, double) = due;

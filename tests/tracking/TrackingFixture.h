@@ -1,4 +1,4 @@
-// A pixel manager whose passes run when the test says so, and a delegate that writes down what it hears.
+// Tracking managers over a pixel manager whose worker is stepped by hand and whose server takes every pixel.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,29 +8,9 @@
 
 using Texts = std::vector<std::string>;
 
-class RecordingDelegate : public VKTTrackingEventManagerDelegate {
-  public:
-    Texts heard;  // "name count"
-    std::function<void(VKTTrackingEventManager&)> onEvent = [](auto&) {};
-
-    void trackingEventManager(VKTTrackingEventManager& manager, const std::string& name,
-                              std::size_t count) override {
-        heard.push_back(name + " " + std::to_string(count));
-        onEvent(manager);
-    }
-};
-
-class CountingStoreProvider : public VKTPixelStoreProvider {
-  public:
-    std::size_t saves = 0;
-
-    bool savePixels(const VKTPixels& /*pixels*/) override {
-        ++saves;
-        return true;
-    }
-};
-
-class TrackingFixture : public testing::Test {
+class TrackingFixture : public testing::Test,
+                        public VKTTrackingEventManagerDelegate,
+                        public VKTPixelStoreProvider {
   protected:
     TrackingFixture() {
         test_.platform.random = VKTPlatform::current().random;  // pixel IDs must differ
@@ -41,11 +21,22 @@ class TrackingFixture : public testing::Test {
         };
         scope_.emplace(test_.platform);
         pixelManager = VKTPixelManager::initWithPixelStore(
-            VKTPixelStore::initWithProvider(provider),
+            VKTPixelStore::initWithProvider({owner_, this}),
             VKTURLSession::initWithSessionProvider(
                 VKTURLSessionProvider::initWithSession(test_.HTTPSession)));
-        test_.HTTPSession->setHandler([](const auto&) { return VKTFakeHTTPAnswer::withStatus(200); });
+        test_.HTTPSession->setHandler([this](const VKTURLRequest& request) {
+            requested_.push_back(request.url.absoluteString());
+            return VKTFakeHTTPAnswer::withStatus(200);
+        });
     }
+
+    void trackingEventManager(VKTTrackingEventManager& manager, const std::string& name,
+                              std::size_t count) override {
+        heard.push_back(name + " " + std::to_string(count));
+        if (onEvent) onEvent(manager);
+    }
+
+    bool savePixels(const VKTPixels& /*pixels*/) override { return ++saves > 0; }
 
     static std::shared_ptr<VKTVASTTrackingEvent> event(std::string name, std::string_view url,
                                                        double seconds = -1,
@@ -57,26 +48,26 @@ class TrackingFixture : public testing::Test {
     template <typename Manager = VKTTrackingEventManager>
     std::shared_ptr<Manager> managerOf(VKTTrackingEvents events, VKTReplacements macros = {}) {
         return Manager::initWithEventFactory(
-            *VKTTrackingEventDefaultFactory::initWithEvents(std::move(events)), std::move(macros), delegate,
-            pixelManager);
+            *VKTTrackingEventDefaultFactory::initWithEvents(std::move(events)), std::move(macros),
+            {owner_, this}, pixelManager);
     }
 
     // Runs the passes that were asked for: their number, then the URLs that they requested.
     Texts sent() {
-        const std::size_t before = test_.HTTPSession->requests().size();
-        Texts texts{std::to_string(queue_->runAll())};
-        const auto requests = test_.HTTPSession->requests();
-        for (std::size_t i = before; i < requests.size(); ++i)
-            texts.push_back(requests[i].url.absoluteString());
-        return texts;
+        requested_.assign(1, "");
+        requested_[0] = std::to_string(queue_->runAll());
+        return requested_;
     }
 
-    std::shared_ptr<CountingStoreProvider> provider = std::make_shared<CountingStoreProvider>();
-    std::shared_ptr<RecordingDelegate> delegate = std::make_shared<RecordingDelegate>();
+    Texts heard;  // "name count"
+    std::function<void(VKTTrackingEventManager&)> onEvent;
+    std::size_t saves = 0;
     std::shared_ptr<VKTPixelManager> pixelManager;
 
   private:
+    const std::shared_ptr<int> owner_ = std::make_shared<int>();  // of the fixture as a collaborator
     VKTTestPlatform test_ = vkt_makeTestPlatform();
     VKTManualSerialQueue* queue_ = nullptr;
+    Texts requested_;
     std::optional<VKTScopedPlatform> scope_;
 };
