@@ -34,7 +34,7 @@ TEST_F(TrackingEventManager, ConsumableEventsFireOnceTheLastFirstAndEqualOnesTog
     EXPECT_TRUE(manager->trackEvent("mute", {}));
     manager->trackEventByReference(*manager->events().begin(), {}, {}, true, false);
     EXPECT_EQ(sent(), (Texts{"2", "http://2", "http://2"}));
-    manager->trackEventByReference(viewable(), {}, {}, true);
+    manager->trackEventByReference(*std::prev(manager->events().end()), {}, {}, true);
     EXPECT_EQ(sent(), (Texts{"1", "http://6"}));
     EXPECT_EQ(
         loggedBy([&] { manager->trackEventByReference(viewable(), {}, {}, true); }),

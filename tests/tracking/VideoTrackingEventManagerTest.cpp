@@ -46,7 +46,7 @@ TEST_F(VideoTrackingEventManager, ProgressFiresWhatIsDueInOrderAndOnce) {
 }
 
 TEST_F(VideoTrackingEventManager, TheDelegateMayTrackAndLetGo) {
-    auto manager = managerOf<Manager>({event("start", "http://0", 0), event("skip", "http://5", 5),
+    auto manager = managerOf<Manager>({event("skip", "http://0", 0), event("start", "http://5", 5),
                                        event("progress", "http://9", 9), event("mute", "http://m")});
     onEvent = [&](VKTTrackingEventManager& one) {
         if (!manager) return;
@@ -64,7 +64,7 @@ TEST_F(VideoTrackingEventManager, TheDelegateMayTrackAndLetGo) {
         EXPECT_EQ(one.events().size(), 1U);
     };
     EXPECT_TRUE(manager->trackEvent("mute", {}));
-    EXPECT_EQ(heard, (Texts{"start 1", "skip 1", "start 0", "progress 1", "mute 1"}));
+    EXPECT_EQ(heard, (Texts{"skip 1", "start 1", "start 0", "progress 1", "mute 1"}));
 }
 
 TEST_F(VideoTrackingEventManager, ASeekOverManyEventsSavesOnce) {
