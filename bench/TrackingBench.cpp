@@ -9,7 +9,8 @@
 
 static thread_local std::size_t allocations = 0;
 
-void* operator new(std::size_t size) {
+// Not inlined: GCC takes the library's `delete` for the wrong end of `malloc` then.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     ++allocations;
     if (void* memory = std::malloc(size)) return memory;
     throw std::bad_alloc();
