@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -48,12 +50,6 @@ std::string contentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-void overwrite(const std::string& path, std::streamoff at, const std::string& bytes) {
-    std::fstream stream(path, std::ios::binary | std::ios::in | std::ios::out);
-    stream.seekp(at);
-    stream << bytes;
-}
-
 struct MemorySubject {
     std::shared_ptr<VKTKeyValueStore> store = std::make_shared<VKTMemoryKeyValueStore>();
 };
@@ -74,25 +70,15 @@ using Subjects = testing::Types<MemorySubject, SQLiteSubject>;
 TYPED_TEST_SUITE(KeyValueStoreContract, Subjects);
 
 TYPED_TEST(KeyValueStoreContract, EveryValueKeepsTypeAndBits) {
+    const std::string binary("a\0b\xFF", 4);
     const VKTArray values{true,
-                          false,
                           1,
-                          std::numeric_limits<std::int64_t>::min(),
-                          1.0,
-                          -0.0,
-                          0.1,
                           std::numeric_limits<double>::quiet_NaN(),
-                          std::numeric_limits<double>::infinity(),
-                          "1",
                           "",
-                          std::string("a\0b\xFF", 4),
-                          std::string(10'000'000, 'x'),
-                          VKTBytes{},
-                          VKTBytes{std::string("\0\1", 2)},
+                          binary,
+                          VKTBytes{std::string(10'000'000, 'x')},
                           VKTDate(std::chrono::microseconds(-1)),
-                          VKTArray{},
-                          VKTArray{1, 1.0, VKTValue(), VKTArray{"x"}},
-                          VKTDictionary{{"b", 1}, {"a", VKTBytes{"x"}}}};
+                          VKTDictionary{{"b", VKTArray{1, VKTValue()}}, {"a", VKTBytes{binary}}}};
     for (const VKTValue& value : values) {
         ASSERT_TRUE(this->store_.setValueForKey(value, "key"));
         EXPECT_EQ(exactly(this->store_.valueForKey("key")), exactly(value));
@@ -100,8 +86,7 @@ TYPED_TEST(KeyValueStoreContract, EveryValueKeepsTypeAndBits) {
 }
 
 TYPED_TEST(KeyValueStoreContract, KeysAreBytesAndNullRemoves) {
-    const std::string keys[] = {"",         "a",   "A", std::string("a\0", 2), std::string("a\0b", 3),
-                                "\xC3\xA4", "\xFF"};
+    const std::string keys[] = {"", "a", "A", std::string("a\0", 2), "\xFF"};
     for (const std::string& key : keys) {
         EXPECT_FALSE(this->store_.valueForKey(key));
         EXPECT_TRUE(this->store_.removeValueForKey(key)) << "nothing to remove is no failure";
@@ -156,32 +141,14 @@ TEST_F(SQLiteKeyValueStore, StoresOnOneFileSeeEachOtherAndItsPast) {
     EXPECT_TRUE(folder_.problems.empty());
 }
 
-TEST_F(SQLiteKeyValueStore, KeepsEachWriteThatHadReturnedWhenItsProcessIsKilled) {
-    for (int round = 0; round < 10; ++round) {
-        int pipeEnds[2];
-        ASSERT_EQ(pipe(pipeEnds), 0);
-        const std::string prefix = std::to_string(round) + "/";
-        const pid_t child = inChild([&] {
-            const auto store = folder_.open();
-            for (int i = 0; store->setValueForKey(i, prefix + std::to_string(i)); ++i) {
-                if (write(pipeEnds[1], &i, sizeof i) < 0) break;
-            }
-            return false;
-        });
-        close(pipeEnds[1]);
-        int last = -1;
-        while (last < 20 + 7 * round && read(pipeEnds[0], &last, sizeof last) > 0) {
-        }
-        kill(child, SIGKILL);
-        EXPECT_TRUE(WIFSIGNALED(statusOf(child)));
-        while (read(pipeEnds[0], &last, sizeof last) > 0) {
-        }
-        close(pipeEnds[0]);
-        const auto store = folder_.open();
-        for (int i = 0; i <= last; ++i)
-            ASSERT_EQ(store->valueForKey(prefix + std::to_string(i)), VKTValue(i)) << round;
-    }
-    EXPECT_TRUE(folder_.problems.empty());
+TEST_F(SQLiteKeyValueStore, RefusesWhatItCouldNotReadBack) {
+    VKTValue deep(1);
+    for (int depth = 0; depth < 100; ++depth)
+        deep = VKTArray{std::move(deep)};
+    const auto store = folder_.open();
+    EXPECT_TRUE(store->setValueForKey("old", "k"));
+    EXPECT_FALSE(store->setValueForKey(deep, "k"));
+    EXPECT_EQ(store->valueForKey("k"), VKTValue("old"));
 }
 
 TEST_F(SQLiteKeyValueStore, ProcessesMayBeginOneFileAtOnce) {
@@ -239,7 +206,6 @@ TEST_F(SQLiteKeyValueStore, SetsAsideWhatIsNoStore) {
         EXPECT_EQ(contentOf(aside), content) << name;
         EXPECT_FALSE(store->valueForKey("old"));
         EXPECT_TRUE(store->setValueForKey(1, "new"));
-        EXPECT_EQ(folder_.open()->valueForKey("new"), VKTValue(1)) << name;
         folder_.problems.clear();
         aside = folder_.path() + ".damaged." + std::to_string(++number);
     }
@@ -253,13 +219,21 @@ TEST_F(SQLiteKeyValueStore, SetsAsideWhatProvesDamagedLater) {
     store = folder_.open();
     const auto other = folder_.open();
     // Behind the first page, which is all that opening reads.
-    overwrite(folder_.path(), 4096, std::string(90'000, '\xFF'));
+    std::fstream(folder_.path(), std::ios::in | std::ios::out).seekp(4096) << std::string(90'000, '\xFF');
     EXPECT_FALSE(store->valueForKey("50"));
     EXPECT_TRUE(store->setValueForKey("new", "50"));
     EXPECT_EQ(store->valueForKey("50"), VKTValue("new"));
     EXPECT_EQ(other->valueForKey("50"), VKTValue("new")) << "it follows to the new file";
     EXPECT_EQ(folder_.problems.size(), 1U);
     EXPECT_TRUE(std::filesystem::exists(folder_.path() + ".damaged"));
+}
+
+TEST_F(SQLiteKeyValueStore, AStoppedProcessDoesNotStopOthers) {
+    const int held = open((folder_.path() + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_EQ(flock(held, LOCK_EX), 0);
+    EXPECT_TRUE(folder_.open()->setValueForKey(1, "k"));
+    close(held);
+    EXPECT_EQ(folder_.open()->valueForKey("k"), VKTValue(1));
 }
 
 TEST_F(SQLiteKeyValueStore, WithoutAFileItKeepsValuesInMemory) {
@@ -272,22 +246,17 @@ TEST_F(SQLiteKeyValueStore, WithoutAFileItKeepsValuesInMemory) {
 }
 
 TEST_F(SQLiteKeyValueStore, AFullDiskIsReportedOnceAndCostsNothingStored) {
-    const auto setFileSizeLimit = [](rlim_t bytes) {
-        rlimit limit{};
-        getrlimit(RLIMIT_FSIZE, &limit);
-        limit.rlim_cur = std::min(bytes, limit.rlim_max);
-        setrlimit(RLIMIT_FSIZE, &limit);
-    };
     const pid_t child = inChild([&] {
         std::signal(SIGXFSZ, SIG_IGN);
+        rlimit before{};
+        getrlimit(RLIMIT_FSIZE, &before);
+        const rlimit full{100'000, before.rlim_max};
         const auto store = folder_.open();
-        bool isRight = store->setValueForKey("old", "k");
-        setFileSizeLimit(100'000);
+        bool isRight = store->setValueForKey("old", "k") && setrlimit(RLIMIT_FSIZE, &full) == 0;
         for (int i = 0; i < 3; ++i)
             isRight = isRight && !store->setValueForKey(std::string(200'000, 'x'), "k");
         isRight = isRight && store->valueForKey("k") == VKTValue("old") && folder_.problems.size() == 1;
-        setFileSizeLimit(RLIM_INFINITY);
-        return isRight && store->setValueForKey("new", "k");
+        return isRight && setrlimit(RLIMIT_FSIZE, &before) == 0 && store->setValueForKey("new", "k");
     });
     EXPECT_EQ(statusOf(child), 0);
     EXPECT_EQ(folder_.open()->valueForKey("k"), VKTValue("new"));

@@ -1,13 +1,11 @@
 // Pixels of a process that is killed. The test starts itself as that process.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <future>
@@ -44,69 +42,51 @@ void waitForPass(
     ended.get_future().wait();
 }
 
-void say(const char* what, const VKTPixel& pixel) {
-    const std::string line = what + (" " + pixel.url().absoluteString()) + "\n";
+void say(const std::string& what, const std::string& which) {
+    const std::string line = what + " " + which + "\n";
     if (write(STDOUT_FILENO, line.data(), line.size()) < 0) std::abort();
 }
 
 // Adds pixels and has them called, and says so, until it is killed.
 [[noreturn]] void runChild(const std::string& path, const std::string& url) {
+    say("process", std::to_string(getpid()));
     const auto manager = managerOverFile(path);
     for (int i = 1;; ++i) {
         const auto pixel = VKTPixel::initWithUrl(*VKTURL::URLWithString(url + std::to_string(i)));
         manager->addPixel(pixel);
-        say("added", *pixel);
+        say("added", pixel->url().absoluteString());
         if (i % 3 != 0) continue;
         const VKTPixels pixels = manager->allPixels();
         waitForPass(*manager, [&] {
             for (const auto& called : pixels) {
-                if (called->status() == VKTPixelStatusSuccess) say("delivered", *called);
+                if (called->status() == VKTPixelStatusSuccess)
+                    say("delivered", called->url().absoluteString());
             }
         });
     }
 }
 
 // What a child said that was killed after about `lines` lines.
-std::string outputOfKilledChild(const std::string& path, const std::string& url, std::size_t lines) {
+std::string outputOfKilledChild(const std::string& path, const std::string& url, int lines) {
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    std::vector<std::string> texts{
-        std::string("--gtest_filter=") + test->test_suite_name() + "." + test->name(),
-        std::string(fileVariable) + "=" + path, std::string(urlVariable) + "=" + url};
-    std::string name = "child";
-    const std::array<char*, 3> arguments{name.data(), texts[0].data(), nullptr};
-    std::vector<char*> environment{texts[1].data(), texts[2].data()};
-    for (char** variable = environ; *variable != nullptr; ++variable)
-        environment.push_back(*variable);
-    environment.push_back(nullptr);
-
-    std::array<int, 2> ends{};
-    EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-    pid_t child = 0;
-    EXPECT_EQ(posix_spawn(&child, "/proc/self/exe", &actions, nullptr, arguments.data(), environment.data()),
-              0);
-    posix_spawn_file_actions_destroy(&actions);
-    close(ends[1]);
-
+    const std::string command = std::string(fileVariable) + "='" + path + "' " + urlVariable + "='" + url +
+                                "' exec '" + std::filesystem::read_symlink("/proc/self/exe").string() +
+                                "' --gtest_filter=" + test->test_suite_name() + "." + test->name();
+    FILE* pipe = popen(command.c_str(), "r");
     std::string output;
-    std::array<char, 4096> buffer{};
-    for (ssize_t length = 1; length > 0;) {
-        if (std::count(output.begin(), output.end(), '\n') >= static_cast<std::ptrdiff_t>(lines)) {
-            kill(child, SIGKILL);
-        }
-        length = read(ends[0], buffer.data(), buffer.size());
-        if (length > 0) output.append(buffer.data(), static_cast<std::size_t>(length));
+    pid_t child = 0;
+    std::array<char, 256> line{};
+    for (int count = 0; std::fgets(line.data(), line.size(), pipe) != nullptr;) {
+        if (child == 0 && std::sscanf(line.data(), "process %d", &child) != 1) continue;
+        output += line.data();
+        if (count++ >= lines) kill(child, SIGKILL);
     }
-    close(ends[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
+    const int status = pclose(pipe);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << output;
     return output;
 }
 
-// Answers every fourth request with an error, until it is mended, and counts the others by their URL.
+// Answers every fourth request with an error until it is mended, and counts the others by their URL.
 class CountingServer {
   public:
     CountingServer() {
@@ -148,7 +128,8 @@ TEST(PixelsOnDisk, AKillLosesNoneThatWasAddedAndRepeatsNoneThatWasRecorded) {
     std::set<std::string> added;
     std::map<std::string, int> recorded;  // and how often it had arrived by then
     for (int round = 0; round < 100; ++round) {
-        std::istringstream output(outputOfKilledChild(file, server.url(round), random() % 40));
+        std::istringstream output(
+            outputOfKilledChild(file, server.url(round), static_cast<int>(random() % 40)));
         std::set<std::string> pending;
         for (const auto& pixel : managerOverFile(file)->allPixels())
             pending.insert(pixel->url().absoluteString());

@@ -7,6 +7,7 @@
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
+#include "VKTCoreKit/platform/testing/VKTMemoryKeyValueStore.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
 
@@ -35,7 +36,7 @@ class PixelStore : public testing::Test {
 
     VKTTestPlatform test_ = vkt_makeTestPlatform();
     VKTScopedPlatform scope_{test_.platform};
-    std::shared_ptr<VKTKeyValueStore> disk_ = test_.platform.makeKeyValueStore("", nullptr);
+    std::shared_ptr<VKTMemoryKeyValueStore> disk_ = std::make_shared<VKTMemoryKeyValueStore>();
     std::shared_ptr<VKTPersistentPixelStoreProvider> provider_ =
         VKTPersistentPixelStoreProvider::initWithKeyValueStore(disk_);
     std::shared_ptr<VKTPixelStore> store_ =
@@ -103,8 +104,11 @@ TEST_F(PixelStore, DropsWhatIsSentOrPastItsDate) {
 }
 
 TEST_F(PixelStore, PixelDescribesItselfAndSurvivesItsArchive) {
-    for (const auto& [status, text] : std::vector<std::pair<int, std::string>>{
-             {VKTPixelStatusPending, "pending"}, {VKTPixelStatusSuccess, "success"}, {7, "(null)"}}) {
+    for (const auto& [status, text] :
+         std::vector<std::pair<std::int64_t, std::string>>{{VKTPixelStatusPending, "pending"},
+                                                           {VKTPixelStatusSuccess, "success"},
+                                                           {7, "(null)"},
+                                                           {257, "(null)"}}) {
         const auto original =
             pixel(4'294'967'295, "http://h/a", std::chrono::seconds(2), VKTPixel::statusFromInt(status));
         const auto copy = vkt_unarchivedObject<VKTPixel>(vkt_archivedData(*original));
@@ -167,6 +171,11 @@ TEST_F(PixelStore, SetsAsideWhatIsNoListWithOneLogLine) {
         EXPECT_EQ(idsOf(storeOnDisk()->allPixels()), IDs{5});
         EXPECT_EQ(disk_->valueForKey(provider_->damagedPixelStoreKey()), foreign);
     }
+    disk_->setValueForKey("text", provider_->pixelStoreKey());
+    disk_->setFailsWrites(true);
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(storeOnDisk()->allPixels().empty());
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("nor move them"), std::string::npos);
     VKTLog::sharedInstance()->setDataSource(nullptr);
 }
 
