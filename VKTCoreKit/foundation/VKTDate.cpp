@@ -38,3 +38,17 @@ std::string vkt_ISO8601StringFromDate(VKTDate date, const VKTTimeZone& timeZone)
                   static_cast<int>(std::abs(offset) % 60));
     return text.data();
 }
+
+std::string vkt_logTimestampFromDate(VKTDate date) {
+    const sys_days midnight = floor<days>(date);
+    const year_month_day day(midnight);
+    const year_month_day weekEnd(midnight + (Saturday - weekday(midnight)));
+    const auto dayOfYear = (midnight - sys_days(day.year() / January / 1)).count() + 1;
+    const auto month = static_cast<unsigned>(day.month());
+    const VKTTimeOfDay time = vkt_timeOfDay(date, VKTTimeZone::UTC());
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%04d-%02u-%02dT%02d:%02u:%02d.%03d000+0000",
+                  static_cast<int>(weekEnd.year()), month, static_cast<int>(dayOfYear), time.hour, month,
+                  time.second, time.millisecond);
+    return text.data();
+}

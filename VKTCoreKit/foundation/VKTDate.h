@@ -42,3 +42,9 @@ VKTTimeOfDay vkt_timeOfDay(VKTDate date, const VKTTimeZone& timeZone);
 /// The pattern "yyyy-MM-dd'T'HH:mm:ss.SSSZZ" of Unicode TS 35: 2024-03-05T08:08:09.123+0100.
 /// Milliseconds are truncated; UTC is written as +0000.
 std::string vkt_ISO8601StringFromDate(VKTDate date, const VKTTimeZone& timeZone);
+
+/// The pattern "YYYY-MM-DD'T'HH:MM:ss.SSSSSSZ" of Unicode TS 35, in UTC: the week's year, the month, the day
+/// of the year and, in the place of the minute, the month again: 2024-03-05 07:08:09.123 is
+/// 2024-03-65T07:03:09.123000+0000. Log collectors expect it so. Weeks begin on Sunday, and the one with
+/// 1 January belongs to the new year. Milliseconds are truncated.
+std::string vkt_logTimestampFromDate(VKTDate date);

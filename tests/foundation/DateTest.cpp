@@ -29,4 +29,21 @@ TEST(Date, ZonesAreAskedForEachInstant) {
     EXPECT_EQ(vkt_timeOfDay(change, zone).hour, 3);
 }
 
+TEST(Date, LogTimestampsHaveTheWeeksYearAndTheDayOfTheYear) {
+    const std::pair<VKTDate, const char*> cases[] = {
+        {sys_days(2024y / March / 5) + 7h + 8min + 9s + 123'999us, "2024-03-65T07:03:09.123000+0000"},
+        {sys_days(2022y / December / 31) + 23h + 59min + 59s,
+         "2022-12-365T23:12:59.000000+0000"},                                   // Saturday
+        {sys_days(2023y / January / 1), "2023-01-01T00:01:00.000000+0000"},     // Sunday
+        {sys_days(2023y / December / 31), "2024-12-365T00:12:00.000000+0000"},  // Sunday
+        {sys_days(2024y / December / 28), "2024-12-363T00:12:00.000000+0000"},  // Saturday
+        {sys_days(2024y / December / 29), "2025-12-364T00:12:00.000000+0000"},  // Sunday
+        {sys_days(2024y / December / 31), "2025-12-366T00:12:00.000000+0000"},
+        {sys_days(2021y / January / 1), "2021-01-01T00:01:00.000000+0000"},
+        {sys_days(2021y / April / 9) + 12h, "2021-04-99T12:04:00.000000+0000"},
+        {VKTDate{-1us}, "1970-12-365T23:12:59.999000+0000"}};
+    for (const auto& [date, text] : cases)
+        EXPECT_EQ(vkt_logTimestampFromDate(date), text);
+}
+
 }  // namespace

@@ -1,0 +1,312 @@
+#include "VKTCoreKit/config/VKTRemoteLogger.h"
+
+#include <iterator>
+#include <limits>
+
+#include "VKTCoreKit/config/VKTConfigReading.h"
+#include "VKTCoreKit/config/VKTRemoteLogUtils.h"
+#include "VKTCoreKit/core/VKTDictionaryExtension.h"
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/platform/VKTServices.h"
+
+namespace {
+
+constexpr VKTTimeInterval requestTimeout{30};
+constexpr const char* userAgentHeader = "User-Agent";
+
+void readRate(const VKTDictionary& rates, std::string_view level, std::uint64_t& rate) {
+    if (vkt_configNumberForKey(rates, level)) rate = vkt_configUnsignedForKey(rates, level);
+}
+
+VKTRemoteLogHeaders headersFromArray(const VKTArray& array) {
+    VKTRemoteLogHeaders headers;
+    for (const VKTValue& each : array) {
+        const VKTDictionary* header = each.asDictionary();
+        if (header == nullptr) continue;
+        const std::string* name = vkt_configStringForKey(*header, "name");
+        const std::string* value = vkt_configStringForKey(*header, "value");
+        if (name != nullptr && value != nullptr) headers.emplace_back(*name, *value);
+    }
+    return headers;
+}
+
+bool isSuccess(const VKTURLSessionResponse& response) {
+    return !response.error() && response.response() && response.response()->statusCode >= 200 &&
+           response.response()->statusCode < 400;
+}
+
+bool isNotConnected(const VKTURLSessionResponse& response) {
+    return response.error() && response.error()->code() == VKTURLErrorNotConnectedToInternet;
+}
+
+}  // namespace
+
+// The records of one request. Guarded by the logger's mutex.
+struct VKTRemoteLogger::Batch {
+    VKTArray logs;
+    bool hasEnded = false;  // perhaps before the identifier of its task was known
+};
+
+std::shared_ptr<VKTRemoteLogger> VKTRemoteLogger::initWithClientSDKCategory(std::string category) {
+    return initWithDefaultEndPoint(*VKTURL::URLWithString(VKTRemoteLoggerPlaceholderEndPoint),
+                                   std::move(category));
+}
+
+std::shared_ptr<VKTRemoteLogger> VKTRemoteLogger::initWithDefaultEndPoint(VKTURL endPoint,
+                                                                          std::string clientSDKCategory) {
+    return initWithDefaultEndPoint(std::move(endPoint), std::move(clientSDKCategory),
+                                   VKTURLSession::sharedInstance());
+}
+
+std::shared_ptr<VKTRemoteLogger> VKTRemoteLogger::initWithDefaultEndPoint(
+    VKTURL endPoint, std::string clientSDKCategory, std::shared_ptr<const VKTURLSession> session) {
+    const VKTPlatform& platform = VKTPlatform::current();
+    return initWithDefaultEndPoint(std::move(endPoint), std::move(clientSDKCategory), std::move(session),
+                                   platform.clock, platform.random, VKTDeviceInfo::sharedInstance());
+}
+
+std::shared_ptr<VKTRemoteLogger> VKTRemoteLogger::initWithDefaultEndPoint(
+    VKTURL endPoint, std::string clientSDKCategory, std::shared_ptr<const VKTURLSession> session,
+    std::shared_ptr<VKTClock> clock, std::shared_ptr<VKTRandomSource> random,
+    std::shared_ptr<const VKTDeviceInfo> deviceInfo) {
+    return std::shared_ptr<VKTRemoteLogger>(
+        new VKTRemoteLogger(std::move(endPoint), std::move(clientSDKCategory), std::move(session),
+                            std::move(clock), std::move(random), std::move(deviceInfo)));
+}
+
+VKTRemoteLogger::VKTRemoteLogger(VKTURL endPoint, std::string clientSDKCategory,
+                                 std::shared_ptr<const VKTURLSession> session,
+                                 std::shared_ptr<VKTClock> clock, std::shared_ptr<VKTRandomSource> random,
+                                 std::shared_ptr<const VKTDeviceInfo> deviceInfo)
+    : clientCategory_(std::move(clientSDKCategory)),
+      session_(std::move(session)),
+      clock_(std::move(clock)),
+      random_(std::move(random)),
+      deviceInfo_(std::move(deviceInfo)),
+      settings_{std::move(endPoint)} {}
+
+void VKTRemoteLogger::resetDefaultValues(VKTURL endPoint) {
+    setSettings({std::move(endPoint)});
+}
+
+void VKTRemoteLogger::configureWithDictionary(const VKTDictionary& dictionary) {
+    const VKTLock lock(mutex_);
+    if (auto endPoint = vkt_configURLForKey(dictionary, "URL")) settings_.endPointURL = *std::move(endPoint);
+    if (const VKTArray* headers = vkt_optArrayForKey(dictionary, "customHTTPHeaders"))
+        settings_.customHeaders = headersFromArray(*headers);
+    if (const std::string* level = vkt_configStringForKey(dictionary, "minLogLevel"))
+        settings_.minimumLogLevel = logLevelFromString(*level);
+    if (const auto interval = vkt_configNumberForKey(dictionary, "sendingLogsInterval"))
+        settings_.sendingLogsInterval = VKTTimeInterval(interval->doubleValue());
+    if (const VKTDictionary* rates = vkt_optDictionaryForKey(dictionary, "samplingRate")) {
+        readRate(*rates, "debug", settings_.debugSamplingRate);
+        readRate(*rates, "info", settings_.infoSamplingRate);
+        readRate(*rates, "warning", settings_.warningSamplingRate);
+        readRate(*rates, "error", settings_.errorSamplingRate);
+    }
+}
+
+void VKTRemoteLogger::configFromRemoteConfig(const std::optional<VKTRemoteConfigLoggerConfig>& loggerConfig) {
+    constexpr auto never = std::numeric_limits<std::uint64_t>::max();
+    const auto config = loggerConfig.value_or(
+        VKTRemoteConfigLoggerConfig{std::nullopt, VKTRemoteLogLevelNone, never, never, never, never});
+    const VKTLock lock(mutex_);
+    if (config.endPointURL) settings_.endPointURL = *config.endPointURL;
+    settings_.minimumLogLevel = config.minimumLogLevel;
+    settings_.debugSamplingRate = config.debugSamplingRate;
+    settings_.infoSamplingRate = config.infoSamplingRate;
+    settings_.warningSamplingRate = config.warningSamplingRate;
+    settings_.errorSamplingRate = config.errorSamplingRate;
+}
+
+VKTRemoteLoggerSettings VKTRemoteLogger::settings() const {
+    const VKTLock lock(mutex_);
+    return settings_;
+}
+
+void VKTRemoteLogger::setSettings(VKTRemoteLoggerSettings settings) {
+    const VKTLock lock(mutex_);
+    settings_ = std::move(settings);
+}
+
+bool VKTRemoteLogger::shouldLog() const {
+    const VKTLock lock(mutex_);
+    return shouldLog_;
+}
+
+void VKTRemoteLogger::setShouldLog(bool shouldLog) {
+    const VKTLock lock(mutex_);
+    shouldLog_ = shouldLog;
+}
+
+VKTRemoteLogger::RequestCompletionHandler VKTRemoteLogger::requestCompletionHandler() const {
+    const VKTLock lock(mutex_);
+    return requestCompletionHandler_;
+}
+
+void VKTRemoteLogger::setRequestCompletionHandler(RequestCompletionHandler handler) {
+    const VKTLock lock(mutex_);
+    requestCompletionHandler_.swap(handler);
+}
+
+VKTRemoteLogLevel VKTRemoteLogger::logLevelFromString(std::string_view string) {
+    return vkt_remoteLogLevelFromString(string);
+}
+
+bool VKTRemoteLogger::canSendLogWithLevel(VKTRemoteLogLevel level) const {
+    if (minimumLogLevel() > level) return false;
+    const std::uint64_t rate = samplingRateForLevel(level);
+    return rate != 0 && drawNumber() % rate == 0;
+}
+
+std::uint64_t VKTRemoteLogger::samplingRateForLevel(VKTRemoteLogLevel level) const {
+    switch (level) {
+        case VKTRemoteLogLevelDebug:
+            return debugSamplingRate();
+        case VKTRemoteLogLevelInfo:
+            return infoSamplingRate();
+        case VKTRemoteLogLevelWarning:
+            return warningSamplingRate();
+        case VKTRemoteLogLevelError:
+            return errorSamplingRate();
+        default:
+            return 0;
+    }
+}
+
+// Each of the 2^32 numbers, which the random source cannot draw at once: it never gives the largest.
+std::uint32_t VKTRemoteLogger::drawNumber() const {
+    constexpr std::uint32_t half = 1U << 16U;
+    const std::uint32_t high = random_->uniform(half);
+    return high * half + random_->uniform(half);
+}
+
+std::string VKTRemoteLogger::generateTimestamp() const {
+    return vkt_logTimestampFromDate(clock_->now());
+}
+
+VKTRemoteLog VKTRemoteLogger::makeLog(std::string message, VKTRemoteLogLevel level,
+                                      std::optional<std::string> type) const {
+    return {.timestamp = generateTimestamp(),
+            .message = std::move(message),
+            .category = clientCategory_,
+            .level = level,
+            .samplingRate = samplingRateForLevel(level),
+            .type = std::move(type)};
+}
+
+std::optional<VKTRemoteLog> VKTRemoteLogger::generateLogWithMessage(std::string message,
+                                                                    VKTRemoteLogLevel level,
+                                                                    std::optional<std::string> type) const {
+    return generateLogWithMessage(std::move(message), level, std::move(type), std::nullopt,
+                                  std::optional<VKTLogNodes>());
+}
+
+std::optional<VKTRemoteLog> VKTRemoteLogger::generateLogWithMessage(
+    std::string message, VKTRemoteLogLevel level, std::optional<std::string> type,
+    std::optional<std::string_view> baseURLString, std::optional<VKTLogNodes> nodes) const {
+    if (!canSendLogWithLevel(level)) return std::nullopt;
+    VKTRemoteLog log = makeLog(std::move(message), level, std::move(type));
+    log.nodes = std::move(nodes);
+    log.setBaseURLString(baseURLString);
+    return log;
+}
+
+std::optional<VKTRemoteLog> VKTRemoteLogger::generateLogWithMessage(
+    std::string message, VKTRemoteLogLevel level, std::optional<std::string> type,
+    std::optional<std::string> metricType, std::optional<std::string> metricValue) const {
+    if (!metricType || !metricValue || !canSendLogWithLevel(level))
+        return generateLogWithMessage(std::move(message), level, std::move(type));
+    VKTRemoteLog log = makeLog(std::move(message), level, std::move(type));
+    log.nodes = VKTLogNodes{VKTLogMeasureNode::initWithMeasureDictionary({{*metricType, *metricValue}})};
+    log.metricType = std::move(metricType);
+    log.metricValue = std::move(metricValue);
+    return log;
+}
+
+void VKTRemoteLogger::log(const VKTRemoteLog& remoteLog, const VKTLogNodes& enrichedWithNodes) {
+    submit(VKTRemoteLogUtils::generateJSONDictionaryWithLog(remoteLog, enrichedWithNodes));
+}
+
+void VKTRemoteLogger::log(const VKTRemoteLog& remoteLog,
+                          const std::vector<VKTDictionary>& enrichedWithDictionaries) {
+    submit(VKTRemoteLogUtils::generateJSONDictionaryWithLog(remoteLog, enrichedWithDictionaries));
+}
+
+void VKTRemoteLogger::submit(VKTDictionary logDictionary) {
+    VKTArray logs{std::move(logDictionary)};
+    // One that JSON cannot hold would keep all the others from being sent.
+    if (vkt_JSONStringWithValue(logs)) {
+        const VKTLock lock(mutex_);
+        pendingLogs_.push_back(std::move(logs.front()));
+        dropOldestLogs();
+    }
+    sendPendingLogs();
+}
+
+void VKTRemoteLogger::dropOldestLogs() {
+    if (pendingLogs_.size() <= VKTRemoteLogBacklogLimit) return;
+    pendingLogs_.erase(pendingLogs_.begin(), pendingLogs_.end() - VKTRemoteLogBacklogLimit);
+}
+
+void VKTRemoteLogger::sendPendingLogs() {
+    const auto batch = std::make_shared<Batch>();
+    {
+        const VKTLock lock(mutex_);
+        batch->logs.swap(pendingLogs_);
+    }
+    if (batch->logs.empty()) return;
+    const auto task = session_->asynchronousDataRequestWithURLRequest(
+        requestWithLogs(batch->logs),
+        [self = shared_from_this(), batch](const VKTURLSessionResponse& response, const auto&) {
+            self->requestDidEnd(*batch, response);
+        });
+    const VKTLock lock(mutex_);
+    if (!batch->hasEnded) ongoingRequests_[task->identifier()] = batch;
+}
+
+VKTURLRequest VKTRemoteLogger::requestWithLogs(const VKTArray& logs) const {
+    const VKTRemoteLoggerSettings current = settings();
+    VKTURLRequest request;
+    request.url = current.endPointURL;
+    request.HTTPMethod = "POST";
+    request.timeoutInterval = requestTimeout;
+    request.headers = {{"Content-Type", "application/json"}, {"Accept", "application/json"}};
+    for (const auto& [name, value] : current.customHeaders.value_or(VKTRemoteLogHeaders())) {
+        if (!vkt_equalsIgnoringCase(name, userAgentHeader)) request.addValue(value, name);
+    }
+    request.addValue(deviceInfo_->userAgent(), userAgentHeader);
+    request.HTTPBody = vkt_JSONStringWithValue(logs);
+    return request;
+}
+
+void VKTRemoteLogger::requestDidEnd(Batch& batch, const VKTURLSessionResponse& response) {
+    RequestCompletionHandler handler;
+    {
+        const VKTLock lock(mutex_);
+        batch.hasEnded = true;
+        std::erase_if(ongoingRequests_, [&](const auto& entry) { return entry.second.get() == &batch; });
+        if (isNotConnected(response)) {
+            batch.logs.insert(batch.logs.end(), std::make_move_iterator(pendingLogs_.begin()),
+                              std::make_move_iterator(pendingLogs_.end()));
+            pendingLogs_.swap(batch.logs);
+            dropOldestLogs();
+        }
+        handler = requestCompletionHandler_;
+    }
+    if (handler) handler(isSuccess(response));
+}
+
+VKTArray VKTRemoteLogger::pendingLogs() const {
+    const VKTLock lock(mutex_);
+    return pendingLogs_;
+}
+
+std::map<std::uint64_t, VKTArray> VKTRemoteLogger::ongoingRequests() const {
+    const VKTLock lock(mutex_);
+    std::map<std::uint64_t, VKTArray> requests;
+    for (const auto& [identifier, batch] : ongoingRequests_)
+        requests[identifier] = batch->logs;
+    return requests;
+}

@@ -1,0 +1,361 @@
+#include "VKTCoreKit/config/VKTRemoteLogger.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <limits>
+#include <thread>
+
+#include "VKTCoreKit/config/VKTLogSDKNode.h"
+#include "VKTCoreKit/config/VKTRemoteLogUtils.h"
+#include "VKTCoreKit/platform/VKTServices.h"
+#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+
+namespace {
+
+using Delivery = VKTFakeHTTPSession::Delivery;
+
+const VKTURL endPoint = *VKTURL::URLWithString("https://logs.example/collect");
+
+std::string JSON(const VKTValue& value) {
+    return vkt_JSONStringWithValue(value).value_or("not JSON");
+}
+
+std::string JSON(const VKTLogNode& node) {
+    const auto dictionary = node.jsonDictionary();
+    return node.name() + (dictionary ? JSON(*dictionary) : " nothing");
+}
+
+VKTDictionary dictionaryFromJSON(std::string_view text) {
+    return *vkt_JSONValueWithData(text)->asDictionary();
+}
+
+std::string messages(const VKTArray& logs) {
+    std::string all;
+    for (const VKTValue& log : logs)
+        all += log.asDictionary()->find("message")->description() + " ";
+    return all;
+}
+
+class RemoteLogger : public testing::Test {
+  protected:
+    // All levels, nothing left to chance.
+    std::shared_ptr<VKTRemoteLogger> makeLogger(Delivery delivery, std::vector<std::uint32_t> draws = {0}) {
+        http_ = std::make_shared<VKTFakeHTTPSession>(delivery);
+        auto logger = VKTRemoteLogger::initWithDefaultEndPoint(
+            endPoint, "sdk",
+            VKTURLSession::initWithSessionProvider(VKTURLSessionProvider::initWithSession(http_)), clock_,
+            std::make_shared<VKTFixedRandomSource>(std::move(draws)),
+            VKTDeviceInfo::initWithInfoProvider(
+                VKTDeviceInfoProvider::initWithDevice(std::make_shared<VKTSettableDevice>())));
+        VKTRemoteLoggerSettings settings = logger->settings();
+        settings.minimumLogLevel = VKTRemoteLogLevelDebug;
+        logger->setSettings(settings);
+        return logger;
+    }
+
+    static void submit(VKTRemoteLogger& logger, const std::string& message) {
+        logger.log(*logger.generateLogWithMessage(message, VKTRemoteLogLevelError));
+    }
+
+    std::shared_ptr<VKTFakeHTTPSession> http_;
+    std::shared_ptr<VKTManualClock> clock_ = std::make_shared<VKTManualClock>();
+};
+
+TEST_F(RemoteLogger, ARecordIsMadeWhenItsLevelCountsAndTheDrawIsWon) {
+    constexpr std::uint64_t all = std::uint64_t{1} << 32U;
+    struct Case {
+        int minimum, level;
+        std::uint64_t warningRate;
+        std::vector<std::uint32_t> halves;  // of the number drawn
+        bool isMade;
+    };
+    const Case cases[] = {{2, 1, 1, {0}, false},
+                          {2, 2, 1, {7, 9}, true},
+                          {2, 2, 0, {0}, false},
+                          {4, 4, 1, {0}, false},
+                          {4, 3, 1, {0}, false},
+                          {0, 9, 1, {0}, false},
+                          {0, 2, 100, {0, 200}, true},
+                          {0, 2, 100, {0, 201}, false},
+                          {0, 2, 65'536, {1, 0}, true},
+                          {0, 2, 65'536, {0, 1}, false},
+                          {0, 2, all - 1, {65'535, 65'535}, true},
+                          {0, 2, all, {65'535, 65'535}, false}};
+    for (const Case& each : cases) {
+        const auto logger = makeLogger(Delivery::AtOnce, each.halves);
+        VKTRemoteLoggerSettings settings = logger->settings();
+        settings.minimumLogLevel = static_cast<VKTRemoteLogLevel>(each.minimum);
+        settings.warningSamplingRate = each.warningRate;
+        logger->setSettings(settings);
+        const auto log = logger->generateLogWithMessage("m", static_cast<VKTRemoteLogLevel>(each.level));
+        EXPECT_EQ(log.has_value(), each.isMade) << &each - cases;
+        EXPECT_EQ(log.value_or(VKTRemoteLog()).samplingRate, each.isMade ? each.warningRate : 0);
+    }
+}
+
+TEST_F(RemoteLogger, AMetricThatIsNotSentMayStillBecomeARecordWithoutOne) {
+    const std::vector<std::uint32_t> won = {0, 0}, lost = {0, 1}, lostThenWon = {0, 1, 0, 0};
+    const std::tuple<std::vector<std::uint32_t>, std::optional<std::string>, const char*> cases[] = {
+        {won, "", R"({"time":""})"},
+        {lostThenWon, "12", "no metric"},
+        {won, std::nullopt, "no metric"},
+        {lost, "12", "nothing"},
+        {lostThenWon, std::nullopt, "nothing"}};  // one draw only
+    for (const auto& [draws, value, expected] : cases) {
+        const auto log = makeLogger(Delivery::AtOnce, draws)
+                             ->generateLogWithMessage("m", VKTRemoteLogLevelInfo, "t", "time", value);
+        const std::string got = !log          ? "nothing"
+                                : !log->nodes ? (log->metricType ? "metric without node" : "no metric")
+                                              : JSON(*log->nodes->front()->jsonDictionary());
+        EXPECT_EQ(got, expected);
+    }
+}
+
+TEST_F(RemoteLogger, TakesFromADictionaryWhatHasTheRightType) {
+    const auto logger = VKTRemoteLogger::initWithClientSDKCategory("sdk");
+    EXPECT_EQ(logger->endPointURL().absoluteString(), "https://127.0.0.1/");
+    const auto summary = [&] {
+        const VKTRemoteLoggerSettings now = logger->settings();
+        std::string text = now.endPointURL.absoluteString() + " " + std::to_string(now.minimumLogLevel);
+        for (const std::uint64_t rate :
+             {now.debugSamplingRate, now.infoSamplingRate, now.warningSamplingRate, now.errorSamplingRate})
+            text += " " + std::to_string(rate);
+        text += " " + std::to_string(static_cast<int>(now.sendingLogsInterval.count()));
+        if (!now.customHeaders) return text + " nil";
+        for (const auto& [name, value] : *now.customHeaders)
+            text += " " + name + ":" + value;
+        return text;
+    };
+    const std::string defaults = "https://logs.example/collect 4 10000 1000 100 100 60 nil";
+    const std::pair<const char*, std::string> cases[] = {
+        {"{}", defaults},
+        {R"({"URL":"http://a b","minLogLevel":1,"customHTTPHeaders":{},"sendingLogsInterval":"9",
+             "samplingRate":[1]})",
+         defaults},
+        {R"({"URL":null,"samplingRate":{"debug":"1","info":true,"warning":null}})", defaults},
+        {R"({"URL":"http://x/y","minLogLevel":"warning","sendingLogsInterval":9.5,
+             "samplingRate":{"debug":1,"info":-1,"warning":2.9,"error":1e99},
+             "customHTTPHeaders":[{"name":"a","value":"b"},{"name":"a"},{"value":"b"},{"name":"c","value":1},7]})",
+         "http://x/y 2 1 0 2 18446744073709551615 9 a:b"},
+        {R"({"minLogLevel":"Warning"})", defaults}};
+    for (const auto& [text, expected] : cases) {
+        logger->resetDefaultValues(endPoint);
+        logger->configureWithDictionary(dictionaryFromJSON(text));
+        EXPECT_EQ(summary(), expected) << text;
+    }
+
+    logger->configFromRemoteConfig(VKTRemoteConfigLoggerConfig{{}, VKTRemoteLogLevelInfo, 1, 2, 3, 4});
+    EXPECT_EQ(summary(), "https://logs.example/collect 1 1 2 3 4 60 nil");
+    logger->configFromRemoteConfig(std::nullopt);
+    for (const int level : {0, 1, 2, 3, 4})
+        EXPECT_FALSE(logger->canSendLogWithLevel(static_cast<VKTRemoteLogLevel>(level)));
+    EXPECT_EQ(logger->errorSamplingRate(), std::numeric_limits<std::uint64_t>::max());
+}
+
+TEST_F(RemoteLogger, TheDocumentHoldsWhatTheRecordHas) {
+    const auto logger = makeLogger(Delivery::AtOnce);
+    const auto measure = [](const char* name) {
+        return VKTLogMeasureNode::initWithMeasureDictionary({{name, 1}});
+    };
+    const auto log =
+        logger->generateLogWithMessage("m", VKTRemoteLogLevelWarning, "t", "HTTPS://user@h.example:8/p",
+                                       VKTLogNodes{measure("a"), measure("b")});
+    const std::string start =
+        R"({"timestamp":"2024-03-65T07:03:09.123000+0000","message":"m","severity":"warning","samplingRate":100,)"
+        R"("host":"h.example","secured":true,"type":"t","measure":)";
+    EXPECT_EQ(JSON(VKTRemoteLogUtils::dictionaryFromLog(*log)), start + R"({"b":1}})");
+    const VKTLogNodes nodes{measure("c"), VKTLogMeasureNode::initWithMeasureDictionary({}),
+                            VKTLogErrorNode::initWithErrorMessage("e", std::nullopt, VKTTimeInterval(3))};
+    EXPECT_EQ(JSON(VKTRemoteLogUtils::generateJSONDictionaryWithLog(*log, nodes)),
+              start + R"({"c":1},"error":{"message":"e"}})");
+    const std::vector<VKTDictionary> dictionaries{{{"measure", 1}, {"x", 1}}, {{"x", 2}}};
+    EXPECT_EQ(JSON(VKTRemoteLogUtils::generateJSONDictionaryWithLog(*log, dictionaries)),
+              start + R"(1,"x":2})");
+    EXPECT_EQ(JSON(log->toLogJSONDictionary()),
+              R"({"log":{"category":"sdk","level":"warning","samplingRate":100,"type":"t"}})");
+
+    VKTRemoteLog bare;
+    bare.type = bare.metricValue = "";
+    bare.metricType = "a";
+    EXPECT_EQ(JSON(VKTRemoteLogUtils::dictionaryFromLog(bare)),
+              R"({"timestamp":"","severity":"debug","samplingRate":0,"secured":-1})");
+    EXPECT_EQ(JSON(bare.toLogJSONDictionary()), R"({"log":{"level":"debug","samplingRate":0}})");
+    bare.metricValue = "b";
+    EXPECT_EQ(JSON(bare.toLogJSONDictionary()),
+              R"({"log":{"level":"debug","samplingRate":0,"metricType":"a","metricValue":"b"}})");
+    const std::pair<const char*, const char*> baseURLs[] = {{"http://h", R"("host":"h","secured":false})"},
+                                                            {"", R"("secured":false})"},
+                                                            {"https:x", R"("secured":true})"}};
+    for (const auto& [text, end] : baseURLs) {
+        bare.setBaseURLString(text);
+        EXPECT_TRUE(JSON(VKTRemoteLogUtils::dictionaryFromLog(bare)).ends_with(end)) << text;
+    }
+}
+
+TEST(RemoteLog, EqualityLooksAtAllButTheMetric) {
+    const auto node = [](int value) { return VKTLogMeasureNode::initWithMeasureDictionary({{"a", value}}); };
+    VKTRemoteLog log;
+    log.nodes = VKTLogNodes{node(1)};
+    log.secured = false;
+    VKTRemoteLog same = log;
+    same.nodes = VKTLogNodes{node(1)};
+    same.metricType = "x";
+    EXPECT_TRUE(log == same);
+    VKTRemoteLog others[8] = {log, log, log, log, log, log, log, log};
+    others[0].timestamp = others[1].message = others[2].category = "other";
+    others[3].level = VKTRemoteLogLevelError;
+    others[4].samplingRate = 5;
+    others[5].type = others[6].host = "";
+    others[7].secured.reset();
+    for (const VKTRemoteLog& other : others)
+        EXPECT_FALSE(log == other) << &other - others;
+    for (const auto& nodes : {std::optional<VKTLogNodes>(), std::optional(VKTLogNodes{node(2)})}) {
+        same.nodes = nodes;
+        EXPECT_FALSE(log == same);
+    }
+}
+
+TEST(LogNode, EachKindHasItsNameAndEntries) {
+    const VKTDictionary info{{"VASTCode", 7}, {"more", "x"}};
+    const std::pair<std::shared_ptr<const VKTLogNode>, const char*> cases[] = {
+        {VKTLogErrorNode::initWithErrorMessage("m", "", "", std::nullopt),
+         R"(error{"message":"m","ad_response":""})"},
+        {VKTLogErrorNode::initWithErrorMessage("m", {}, VKTTimeInterval(1), "u", "j"),
+         R"(error{"message":"m","adCallUrl":"u","adCallJsonMessage":"j"})"},
+        {VKTLogVASTErrorNode::initWithDescription("d", "r", 303, 12, info),
+         R"(error{"message":"d","VASTResponse":"r","VASTCode":7,"korvoCode":12,"more":"x"})"},
+        {VKTLogVASTErrorNode::initWithDescription("d", {}, -1, 12, {}),
+         R"(error{"message":"d","VASTCode":-1,"korvoCode":12})"},
+        {VKTLogMeasureNode::initWithMeasureDictionary({}), "measure nothing"},
+        {VKTLogOpenMeasurementNode::initWithVendorName({}, "http://j", 1),
+         R"(openMeasurement{"JSLibraryURL":"http://j","implementationType":1})"},
+        {VKTLogSDKNode::initWithSDKName("n", "1.0", 10, true, "7.22", 2, "app", "3", "b.id", "model", "16.1",
+                                        VKTIdentityTypeTransientID, true, 3, "G", "2_6", 1, true, "T", true,
+                                        2, "1YNN", true, 1, "WiFi"),
+         R"(sdk{"name":"n","version":"1.0","versionId":10,"useManualBaseUrl":true,"coreVersion":"7.22",)"
+         R"("implementationType":2,"platformName":"iOS","platformVersion":"16.1","deviceName":"model",)"
+         R"("deviceConnectionType":"WiFi","uidType":"korvoTransientID","GPPString":"G","GPPSIDString":"2_6",)"
+         R"("GPPStringValid":true,"GPPVersion":1,"gdpr_consent":"T","TCFStringValid":true,"TCFVersion":2,)"
+         R"("CCPAString":"1YNN","CCPAStringValid":true,"CCPAVersion":1,"uidLimitedTracking":true,)"
+         R"("appName":"app","appVersion":"3","bundleId":"b.id","ATTAuthorizationStatus":3})"},
+        {VKTLogSDKNode::initWithSDKName("n", "1", 1, {}, "", 0, "a", "v", "b", "p", "s", VKTIdentityTypeNone,
+                                        false),
+         R"(sdk{"name":"n","version":"1","versionId":1,"implementationType":0,"platformName":"iOS",)"
+         R"("platformVersion":"s","deviceName":"p","GPPStringValid":false,"GPPVersion":0,"TCFStringValid":false,)"
+         R"("TCFVersion":0,"CCPAStringValid":false,"CCPAVersion":0,"uidLimitedTracking":false,"appName":"a",)"
+         R"("appVersion":"v","bundleId":"b","ATTAuthorizationStatus":-1})"}};
+    for (const auto& [node, expected] : cases)
+        EXPECT_EQ(JSON(*node), expected);
+    EXPECT_TRUE(cases[0].first->isEqual(*VKTLogErrorNode::initWithErrorMessage("m", "", VKTTimeInterval(9))));
+    EXPECT_FALSE(cases[0].first->isEqual(*cases[1].first));
+}
+
+TEST(LogNodeDeathTest, TheBaseHasNoOperations) {
+    EXPECT_DEATH((void)VKTLogNode().name(), "You must override name in a subclass");
+    EXPECT_DEATH((void)VKTLogNode().jsonDictionary(), "You must override jsonDictionary in a subclass");
+}
+
+TEST_F(RemoteLogger, SendsAPOSTRequestWithItsHeaders) {
+    const auto logger = makeLogger(Delivery::AtOnce);
+    logger->configureWithDictionary(dictionaryFromJSON(
+        R"({"customHTTPHeaders":[{"name":"accept","value":"x/y"},{"name":"user-agent","value":"other"}]})"));
+    submit(*logger, "m");
+    const VKTURLRequest request = http_->requests().at(0);
+    EXPECT_EQ(request.url, endPoint);
+    EXPECT_EQ(request.HTTPMethod, "POST");
+    EXPECT_EQ(request.cachePolicy, VKTURLRequestUseProtocolCachePolicy);
+    EXPECT_EQ(request.timeoutInterval, VKTTimeInterval(30));
+    EXPECT_EQ(request.headers, (VKTRemoteLogHeaders{{"Content-Type", "application/json"},
+                                                    {"Accept", "application/json"},
+                                                    {"accept", "x/y"},
+                                                    {"User-Agent", "Apple TV"}}));
+    EXPECT_EQ(messages(*vkt_JSONValueWithData(*request.HTTPBody)->asArray()), "m ");
+}
+
+TEST_F(RemoteLogger, OnlyWhatFailedWithoutNetworkWaits) {
+    const std::tuple<VKTFakeHTTPAnswer, bool, const char*> cases[] = {
+        {VKTFakeHTTPAnswer::withStatus(200), true, ""},
+        {VKTFakeHTTPAnswer::withStatus(399), true, ""},
+        {VKTFakeHTTPAnswer::withStatus(199), false, ""},
+        {VKTFakeHTTPAnswer::withStatus(400), false, ""},
+        {VKTFakeHTTPAnswer::withStatus(500), false, ""},
+        {VKTFakeHTTPAnswer::withError(VKTURLErrorTimedOut), false, ""},
+        {VKTFakeHTTPAnswer::withError(VKTURLErrorNotConnectedToInternet), false, "a "}};
+    // At once: the end comes before the logger knows the identifier of the task.
+    for (const Delivery delivery : {Delivery::AtOnce, Delivery::ByHand}) {
+        for (const auto& [answer, succeeds, waiting] : cases) {
+            const auto logger = makeLogger(delivery);
+            std::vector<bool> heard;
+            logger->setRequestCompletionHandler([&](bool succeeded) {
+                heard.push_back(succeeded);
+                EXPECT_EQ(messages(logger->pendingLogs()), waiting);
+            });
+            http_->setAnswer(endPoint.absoluteString(), answer);
+            submit(*logger, "a");
+            EXPECT_EQ(logger->ongoingRequests().size(), delivery == Delivery::ByHand ? 1U : 0U);
+            http_->deliverAll();
+            EXPECT_EQ(heard, std::vector<bool>{succeeds});
+            EXPECT_TRUE(logger->ongoingRequests().empty());
+        }
+    }
+}
+
+TEST_F(RemoteLogger, WhatWaitsGoesFirstWithTheNextSubmissionAndIsBounded) {
+    auto logger = makeLogger(Delivery::ByHand);
+    const auto offline = VKTFakeHTTPAnswer::withError(VKTURLErrorNotConnectedToInternet);
+    const auto body = [&] { return *http_->requests().back().HTTPBody; };
+    http_->setAnswer(endPoint.absoluteString(), offline);
+    submit(*logger, "a");
+    http_->deliverAll();
+    submit(*logger, "b");  // with a, in one request
+    submit(*logger, "c");
+    http_->deliverNext();
+    EXPECT_EQ(messages(logger->pendingLogs()), "a b ");
+    submit(*logger, "\xC3");  // no JSON: dropped, and the others are sent
+    EXPECT_EQ(messages(*vkt_JSONValueWithData(body())->asArray()), "a b ");
+    http_->deliverAll();
+    EXPECT_EQ(messages(logger->pendingLogs()), "a b c ");
+    const std::weak_ptr<VKTRemoteLogger> weakLogger = logger;
+    logger->sendPendingLogs();
+    logger.reset();
+    EXPECT_FALSE(weakLogger.expired()) << "the request holds it";
+    http_->deliverAll();
+    EXPECT_TRUE(weakLogger.expired());
+
+    logger = makeLogger(Delivery::AtOnce);
+    http_->setAnswer(endPoint.absoluteString(), offline);
+    for (int i = 0; i < 1'002; ++i)
+        submit(*logger, std::to_string(i));
+    EXPECT_EQ(logger->pendingLogs().size(), 1'000U);
+    EXPECT_TRUE(messages(logger->pendingLogs()).starts_with("2 3 "));
+}
+
+TEST_F(RemoteLogger, NothingIsLostOrSentTwiceWhenThreadsLogAtOnce) {
+    constexpr int threadCount = 4, logsEach = 50;
+    const auto logger = makeLogger(Delivery::ByHand);
+    std::atomic<int> requests = 0, delivered = 0;
+    http_->setHandler([&](const VKTURLRequest& request) {
+        if (requests++ % 3 == 0) return VKTFakeHTTPAnswer::withError(VKTURLErrorNotConnectedToInternet);
+        delivered += static_cast<int>(vkt_JSONValueWithData(*request.HTTPBody)->asArray()->size());
+        return VKTFakeHTTPAnswer::withStatus(200);
+    });
+    std::vector<std::thread> threads;
+    for (int i = 0; i < threadCount; ++i) {
+        threads.emplace_back([&] {
+            for (int j = 0; j < logsEach; ++j) {
+                submit(*logger, "m");
+                http_->deliverNext();
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    do {
+        logger->sendPendingLogs();
+    } while (http_->deliverAll() > 0);
+    EXPECT_EQ(delivered, threadCount * logsEach);
+    EXPECT_TRUE(logger->ongoingRequests().empty());
+}
+
+}  // namespace
