@@ -93,9 +93,9 @@ TEST_F(Location, ProviderFollowsServicesAndApplication) {
     test_.application->setApplicationState(VKTApplicationStateBackground);
     EXPECT_EQ(services_->requestCount(), 0U);
     services_->setEnabled(false);
-    test_.application->setApplicationState(VKTApplicationStateActive);
     provider->startLocationProvider();
     EXPECT_EQ(services_->requestCount(), 1U) << "as last read";
+    test_.application->setApplicationState(VKTApplicationStateActive);
     refresh();
     EXPECT_EQ(services_->requestCount(), 0U);
 }
