@@ -54,11 +54,9 @@ TEST(Model, NeedsAVersion) {
     EXPECT_EQ(errors.lines, Texts{"VAST_VALIDATION_ERROR_MISSING_VERSION http://e http://f"});
     EXPECT_EQ(error, VKTVASTError::VAST_VALIDATION_ERROR_MISSING_VERSION().error());
     EXPECT_EQ(VKTVASTModel::initWithDictionary(nodeOf("<VAST version=''>x</VAST>"))->version(), "");
-}
 
-TEST(Model, RootErrorPixelsAreForDocumentsWithoutAds) {
+    // The document's own pixels are read when it has no ad, however empty that is.
     EXPECT_EQ(textsOf(modelOf(pixel)->errorPixels()), Texts{"http://e"});
-    EXPECT_TRUE(modelOf(pixel + "<Ad id='1'/>")->errorPixels().empty());
     EXPECT_TRUE(modelOf(pixel + "<Ad/>")->errorPixels().empty());
 }
 
@@ -68,7 +66,10 @@ TEST(Model, WhatHandlersHear) {
     const std::string noTitle = "VAST_VALIDATION_ERROR_MISSING_ADTITLE";
     const std::string noDuration = "VAST_VALIDATION_ERROR_LINEAR_MISSING_DURATION";
     const std::string noMedia = "VAST_VALIDATION_ERROR_LINEAR_MISSING_MEDIAFILES";
+    const std::string e = " http://e";
     const std::string badWrapper = "XML_PARSING_ERROR_WRAPPER";
+    const std::string unplayable =
+        "<Linear><Duration>1</Duration><MediaFiles><MediaFile/></MediaFiles></Linear>";
     const std::string untimed = "<Linear>" + video + "</Linear>";
     const std::string mute = "<Linear><Duration>1</Duration></Linear>";
     const std::string overlays = "<NonLinearAds>" + overlay + "</NonLinearAds>";
@@ -81,18 +82,17 @@ TEST(Model, WhatHandlersHear) {
         {"<Ad id='1'/>", {}, 0, {}},
         {"<Ad><InLine/><Wrapper>x</Wrapper></Ad>", {"XML_PARSING_ERROR"}, 100, {}},
         {wrapperOfNothing, {badWrapper}, 303, {}},
-        {inlineAd(pixel + creativesOf(linear)),
-         {noSystem + " http://e", noTitle + " http://e"},
-         0,
-         {"valid"}},
+        {inlineAd(pixel + creativesOf(linear)), {noSystem + e, noTitle + e}, 0, {"valid"}},
         {wrapperAd(pixel), {noSystem, noTitle}, 0, {"valid"}},
-        {inlineAd(names + pixel), {creatives + " http://e"}, 101, {"invalid"}},
+        {inlineAd(names + pixel), {creatives + e}, 101, {"invalid"}},
         {inlineAd(names + "<Creatives x='1'/>"), {}, 0, {"invalid"}},
         {inlineAd(names + "<Creatives><Creative/></Creatives>"), {creatives}, 101, {"invalid"}},
-        {inlineAd(names + pixel + creativesOf(banner)), {creatives + " http://e"}, 101, {"invalid"}},
-        {inlineAd(names + pixel + creativesOf(mute)), {noMedia + " http://e"}, 401, {"invalid"}},
+        {inlineAd(names + pixel + creativesOf(banner)), {creatives + e}, 101, {"invalid"}},
+        {inlineAd(names + pixel + creativesOf(mute)), {noMedia + e}, 401, {"invalid"}},
+        {inlineAd(names + creativesOf(unplayable)), {noMedia}, 401, {"invalid"}},
+        {wrapperAd(names + creativesOf(unplayable)), {}, 0, {"valid"}},
         {inlineAd(names + creativesOf(brokenOverlay)), {creatives}, 101, {"invalid"}},
-        {inlineAd(names + pixel + creativesOf(untimed)), {noDuration + " http://e"}, 0, {"valid"}},
+        {inlineAd(names + pixel + creativesOf(untimed)), {noDuration + e}, 0, {"valid"}},
         {wrapperAd(names + pixel + creativesOf("<Linear a='1'/>")), {noDuration}, 0, {"valid"}},
         {inlineAd(names + creativesOf(untimed + overlays)), {}, 0, {"valid"}},
         {inlineAd(names + muteThenLinear), {}, 401, {"valid"}},
