@@ -31,28 +31,22 @@ TEST(TrackingEvent, AcceptedNames) {
             EXPECT_EQ(event->isEventConsumable(), names == consumable) << name;
         }
     }
-    for (const char* name : {"Start", "viewcount", "acceptInvitation", "close", "start ", ""}) {
-        EXPECT_FALSE(trackingOf("<Tracking event=\"" + std::string(name) + "\">http://h/</Tracking>"))
-            << name;
-    }
+    for (const std::string name : {"Start", "viewcount", "acceptInvitation", "close", "start ", ""})
+        EXPECT_FALSE(trackingOf("<Tracking event='" + name + "'>http://h/</Tracking>")) << name;
 }
 
 TEST(TrackingEvent, UnknownNamesAreLoggedAndNotConsumable) {
-    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
-    testing::internal::CaptureStdout();
     EXPECT_TRUE(Tracking::isEventConsumableFromName("viewcount"));
-    EXPECT_FALSE(Tracking::isEventConsumableFromName("mute"));
     EXPECT_TRUE(Viewability::isEventConsumableFromName("viewundetermined"));
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
     for (const auto isConsumable :
-         {Tracking::isEventConsumableFromName, Viewability::isEventConsumableFromName})
+         {Tracking::isEventConsumableFromName, Viewability::isEventConsumableFromName}) {
+        testing::internal::CaptureStdout();
         EXPECT_FALSE(isConsumable("acceptInvitation"));
+        const std::string output = testing::internal::GetCapturedStdout();
+        EXPECT_NE(output.find("Event 'acceptInvitation' is neither"), std::string::npos) << output;
+    }
     VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
-    const std::string output = testing::internal::GetCapturedStdout();
-    const std::string line =
-        "Event 'acceptInvitation' is neither consumable nor nonconsumable! It has been assumed as "
-        "consumable.";
-    EXPECT_EQ(vkt_split(output, '\n').size(), 3U) << output;
-    EXPECT_NE(output.find(line), output.rfind(line)) << output;
 }
 
 TEST(TrackingEvent, NodesAreRead) {

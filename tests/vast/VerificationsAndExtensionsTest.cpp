@@ -127,17 +127,15 @@ TEST(LegacyVerifications, TheLastUsableScriptWins) {
 }
 
 TEST(AdVerification, IsReadInTheOrderOfItsResources) {
-    const auto verification = Verification::initWithDictionary(
-        nodeOf("<Verification vendor='v'><ExecutableResource apiFramework='e' type='t' "
-               "browserOptional='true'>http://4"
-               "</ExecutableResource><JavascriptResource>http://3</JavascriptResource>"
-               "<JavaScriptResource apiFramework='omid' browserOptional='true' "
-               "type='t'>http://1/[M]</JavaScriptResource>"
-               "<JavaScriptResource a='1'/><JavaScriptResource>http://h:x</JavaScriptResource>"
-               "<VerificationParameters>p</VerificationParameters><TrackingEvents>"
-               "<Tracking event='verificationNotExecuted'>http://t?[REASON]</Tracking>"
-               "<Tracking event='start'>http://no</Tracking><Tracking event='verificationNotExecuted'/>"
-               "</TrackingEvents></Verification>"));
+    const auto verification = Verification::initWithDictionary(nodeOf(
+        "<Verification vendor='v'><ExecutableResource apiFramework='e' type='t' browserOptional='1'>"
+        "http://4</ExecutableResource><JavascriptResource>http://3</JavascriptResource>"
+        "<JavaScriptResource apiFramework='omid' browserOptional='true' type='t'>http://1/[M]"
+        "</JavaScriptResource><JavaScriptResource a='1'/><JavaScriptResource>http://h:x</JavaScriptResource>"
+        "<VerificationParameters>p</VerificationParameters><TrackingEvents>"
+        "<Tracking event='verificationNotExecuted'>http://t?[REASON]</Tracking>"
+        "<Tracking event='start'>http://no</Tracking><Tracking event='verificationNotExecuted'/>"
+        "</TrackingEvents></Verification>"));
     ASSERT_TRUE(verification);
     EXPECT_EQ(std::tie(verification->vendor, verification->verificationParameters),
               std::make_tuple("v", "p"));
