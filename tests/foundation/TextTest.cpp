@@ -35,39 +35,27 @@ TEST(Text, SplitsAndReplacesInOnePass) {
 }
 
 TEST(Text, LenientDoubles) {
-    const std::pair<const char*, double> cases[] = {{"12.5", 12.5},
-                                                    {"  -3abc", -3},
-                                                    {"+4", 4},
-                                                    {".5", .5},
-                                                    {"-.5e1x", -5},
-                                                    {"7.", 7},
-                                                    {"1e", 1},
-                                                    {"1e+", 1},
-                                                    {"2E-2", .02},
-                                                    {"1,5", 1},
-                                                    {"1e999", largest},
-                                                    {"-1e999", -largest},
-                                                    {"0.0000000000001e320", 1e307},
-                                                    {"1e99999999999999999999", largest}};
+    const std::pair<const char*, double> cases[] = {{"12.5", 12.5}, {"  -3abc", -3}, {"+4", 4}, {".5", .5},
+                                                    {"-.5e1x", -5}, {"7.", 7},       {"1e", 1}, {"1e+", 1},
+                                                    {"2E-2", .02},  {"1,5", 1}};
     for (const auto& [text, value] : cases)
         EXPECT_EQ(vkt_doubleValue(text), value) << text;
     for (const char* zero : {"+-4", "-", ".", "0x10", "", "inf", "nan", "0e999", "1e-999"})
         EXPECT_EQ(vkt_doubleValue(zero), 0) << zero;
+    EXPECT_EQ(vkt_doubleValue("1e99999999999999999999"), largest);
+    EXPECT_EQ(vkt_doubleValue("-1e999"), -largest);
+    EXPECT_EQ(vkt_doubleValue("0.0000000000001e320"), 1e307);
     EXPECT_EQ(vkt_doubleValue("1" + std::string(400, '0') + "e-400"), 1);
     EXPECT_EQ(vkt_floatValue("1e39"), std::numeric_limits<float>::max());
 }
 
 TEST(Text, LenientIntegersSaturate) {
-    using Limits = std::numeric_limits<std::int64_t>;
-    const std::pair<const char*, std::int64_t> cases[] = {{" 12abc", 12},
-                                                          {"-7.9", -7},
-                                                          {"+5", 5},
-                                                          {"+-5", 0},
-                                                          {"abc", 0},
-                                                          {"99999999999999999999", Limits::max()},
-                                                          {"-99999999999999999999", Limits::min()}};
+    const std::pair<const char*, std::int64_t> cases[] = {
+        {" 12abc", 12}, {"-7.9", -7}, {"+5", 5}, {"+-5", 0}, {"abc", 0}};
     for (const auto& [text, value] : cases)
         EXPECT_EQ(vkt_integerValue(text), value) << text;
+    EXPECT_EQ(vkt_integerValue("99999999999999999999"), INT64_MAX);
+    EXPECT_EQ(vkt_integerValue("-99999999999999999999"), INT64_MIN);
 }
 
 TEST(Text, LenientBooleansLookAtTheFirstCharacter) {
