@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <limits>
 #include <set>
 #include <thread>
 
@@ -12,7 +12,6 @@
 #include "VKTCoreKit/platform/linux/VKTSystemClock.h"
 #include "VKTCoreKit/platform/linux/VKTSystemRandom.h"
 #include "VKTCoreKit/platform/testing/VKTFixedRandomSource.h"
-#include "VKTCoreKit/platform/testing/VKTManualClock.h"
 
 namespace {
 
@@ -39,12 +38,11 @@ TEST(JSON, ReadsAndWritesBack) {
 }
 
 TEST(JSON, IntegersStayIntegersWhereTheyFit) {
-    const VKTArray values =
-        *vkt_JSONValueWithData("[7, 7.0, 9223372036854775808, -9223372036854775809]")->asArray();
-    EXPECT_EQ(*values[0].asInteger(), 7);
-    EXPECT_EQ(*values[1].asDouble(), 7.0);
-    EXPECT_EQ(*values[2].asDouble(), 9223372036854775808.0);
-    EXPECT_EQ(*values[3].asDouble(), -9223372036854775808.0);
+    const auto read = [](const char* text) { return vkt_JSONValueWithData(text).value(); };
+    EXPECT_EQ(*read("7").asInteger(), 7);
+    EXPECT_EQ(*read("7.0").asDouble(), 7.0);
+    EXPECT_EQ(*read("9223372036854775808").asDouble(), 9223372036854775808.0);
+    EXPECT_EQ(*read("-9223372036854775809").asDouble(), -9223372036854775808.0);
 }
 
 TEST(JSON, RefusesWhatIsNotJSON) {
@@ -61,13 +59,7 @@ TEST(JSON, DoesNotWriteWhatJSONCannotHold) {
     VKTValue deep = VKTArray();
     for (int i = 0; i < VKTJSONDepthLimit; ++i)
         deep = VKTArray{std::move(deep)};
-    const std::vector<VKTValue> values = {VKTBytes{"x"},
-                                          VKTDate(),
-                                          "\xC3",
-                                          VKTDictionary{{"\xC3", 1}},
-                                          std::numeric_limits<double>::infinity(),
-                                          std::numeric_limits<double>::quiet_NaN(),
-                                          std::move(deep)};
+    const VKTArray values{VKTBytes{"x"}, VKTDate(), "\xC3", VKTDictionary{{"\xC3", 1}}, HUGE_VAL, NAN, deep};
     for (const VKTValue& value : values)
         EXPECT_FALSE(vkt_JSONStringWithValue(value)) << value.description().substr(0, 50);
 }
@@ -79,13 +71,13 @@ TEST(JSON, PrettyForPeople) {
 
 TEST(Services, LocalOffsetKnowsDaylightSaving) {
     const char* old = std::getenv("TZ");
-    const std::optional<std::string> saved = old == nullptr ? std::nullopt : std::optional<std::string>(old);
+    const std::string saved = old == nullptr ? "" : old;
     setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
     tzset();
     using std::chrono::sys_days;
     EXPECT_EQ(vkt_localOffsetFromUTC(sys_days{std::chrono::January / 15 / 2024}), std::chrono::hours(1));
     EXPECT_EQ(vkt_localOffsetFromUTC(sys_days{std::chrono::July / 15 / 2024}), std::chrono::hours(2));
-    saved ? setenv("TZ", saved->c_str(), 1) : unsetenv("TZ");
+    old == nullptr ? unsetenv("TZ") : setenv("TZ", saved.c_str(), 1);
     tzset();
 }
 
@@ -100,16 +92,6 @@ TEST(Random, StaysInRange) {
             seen.insert(source->uniform(3));
         EXPECT_EQ(seen, (std::set<std::uint32_t>{0, 1, 2}));
     }
-}
-
-TEST(Clock, ManualClockMovesByHandOnly) {
-    VKTManualClock clock;
-    const VKTDate start = clock.now();
-    const auto monotonicStart = clock.monotonicNow();
-    clock.advance(VKTTimeInterval(1.5));
-    EXPECT_EQ(clock.now() - start, std::chrono::milliseconds(1500));
-    clock.setNow(start);
-    EXPECT_EQ(clock.monotonicNow() - monotonicStart, std::chrono::milliseconds(1500));
 }
 
 TEST(Clock, SystemClockTellsTheTimeOfDay) {
