@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 
@@ -59,4 +60,14 @@ inline std::vector<VKTDictionary> entriesOf(const VKTDictionary& report, const c
     for (const VKTValue& element : array == nullptr ? VKTArray() : *array)
         entries.push_back(*element.asDictionary());
     return entries;
+}
+
+/// The keys of a dictionary, or of the first one in a list, with a space between two.
+inline std::string keysOf(const VKTValue& value) {
+    const VKTArray* list = value.asArray();
+    const VKTValue& first = list != nullptr && !list->empty() ? list->front() : value;
+    std::vector<std::string> keys;
+    for (const auto& [key, content] : first.asDictionary() ? *first.asDictionary() : VKTDictionary())
+        keys.push_back(key);
+    return vkt_joined(keys, " ");
 }
