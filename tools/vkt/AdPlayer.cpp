@@ -15,11 +15,9 @@ namespace {
 constexpr double tickInterval = 0.25;
 constexpr double pauseTime = 2;
 
-// A video ad has been seen when half of it was visible for two seconds without a break. The seconds are added
-// up from differences of the wall clock, which are not exact.
+// A video ad has been seen when half of it was visible for two seconds without a break.
 constexpr double viewableArea = 0.5;
 constexpr double viewableTime = 2;
-constexpr double roundingTime = 0.001;
 
 constexpr const char* viewableName = "viewable";
 constexpr const char* clickTrackingName = "clickTracking";
@@ -49,7 +47,7 @@ class ViewableEvent : public VKTViewabilityTrackingEvent {
     [[nodiscard]] const VKTURL& eventURL() const override { return event_->eventURL(); }
     [[nodiscard]] bool isEventConsumable() const override { return true; }
     [[nodiscard]] double eventArea() const override { return viewableArea; }
-    [[nodiscard]] double eventExpositionTime() const override { return viewableTime - roundingTime; }
+    [[nodiscard]] double eventExpositionTime() const override { return viewableTime; }
 
   private:
     const std::shared_ptr<VKTVASTViewabilityEvent> event_;
