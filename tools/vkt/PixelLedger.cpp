@@ -35,7 +35,7 @@ void PixelLedger::add(const VKTPixel& pixel) {
     PixelRecord record;
     record.url = pixel.url().absoluteString();
     record.expirationDate = pixel.expirationDate();
-    placesByURL_[record.url].push_back(records_.size());
+    pendingByURL_[record.url].emplace(0, records_.size());
     records_.push_back(std::move(record));
 }
 
@@ -51,21 +51,18 @@ std::vector<std::size_t> PixelLedger::claim(const std::string& event, std::size_
 
 std::optional<std::size_t> PixelLedger::requestEnded(const RequestRecord& request) {
     const std::lock_guard lock(mutex_);
-    const auto found = placesByURL_.find(request.url);
-    if (found == placesByURL_.end()) return std::nullopt;
-    std::optional<std::size_t> place;
-    for (const std::size_t candidate : found->second) {
-        const PixelRecord& record = records_[candidate];
-        const bool isTriedLess = !place || record.attempts < records_[*place].attempts;
-        if (!record.isDelivered && isTriedLess) place = candidate;
-    }
-    if (!place) return std::nullopt;
-    PixelRecord& record = records_[*place];
+    const auto found = pendingByURL_.find(request.url);
+    if (found == pendingByURL_.end() || found->second.empty()) return std::nullopt;
+    auto& pending = found->second;
+    const std::size_t place = pending.begin()->second;
+    pending.erase(pending.begin());
+    PixelRecord& record = records_[place];
     ++record.attempts;
     record.error = request.error;
     record.statusCode = request.statusCode;
     record.isDelivered =
         !request.error && request.statusCode && VKTPixelManager::isStatusCodeValid(*request.statusCode);
+    if (!record.isDelivered) pending.emplace(record.attempts, place);
     return place;
 }
 

@@ -6,8 +6,10 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "Source.h"
@@ -60,7 +62,7 @@ class PixelLedger : public VKTPixelStoreProviderProtocol {
     mutable std::mutex mutex_;
     std::vector<PixelRecord> records_;
     std::unordered_map<std::uint32_t, std::size_t> placesByID_;
-    std::unordered_map<std::string, std::vector<std::size_t>> placesByURL_;
+    std::unordered_map<std::string, std::set<std::pair<int, std::size_t>>> pendingByURL_;  // attempts, place
     std::size_t claimed_ = 0;  // so many records have been claimed
 };
 
