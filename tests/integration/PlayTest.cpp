@@ -1,5 +1,8 @@
 // "vkt play" and "vkt pixels" against "vkt serve": what was delivered is counted by the server.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <fstream>
@@ -176,6 +179,26 @@ TEST_F(Play, EndsInTimeWhenThePixelServerHangs) {
     EXPECT_EQ(statusesOf(parsed(sent.out), "pixels"), (Counts{{"success", 13}}));
 }
 
+TEST_F(Play, TakesTextsAndURLsOfADocumentAsTheyCome) {
+    server_.get("/tell?path=/pixel/twice&answer=503&times=1");
+    const std::string tracking = "<Tracking event='start'>" + server_.url("/pixel/twice") + "</Tracking>";
+    const std::string document =
+        "<VAST version='4.2'><Ad id='a'><InLine><AdSystem>s</AdSystem>"
+        "<AdTitle>&lt;script&gt;&#10;next&#x9B;31m</AdTitle><Impression>" +
+        server_.url("/pixel/impression") +
+        "</Impression><Creatives><Creative><Linear><Duration>00:00:01</Duration><TrackingEvents>" + tracking +
+        tracking + "</TrackingEvents><MediaFiles><MediaFile type='video/mp4'>http://media/a.mp4</MediaFile>" +
+        "</MediaFiles></Linear></Creative></Creatives></InLine></Ad></VAST>";
+    const std::string page = store_ + ".html";
+    const Outcome shown = runTool("play - --speed 0 --report " + page, document);
+    EXPECT_NE(shown.out.find("1. ad a, \"<script> next 31m\" from s\n"), std::string::npos) << shown.out;
+    const std::string html = takeFile(page);
+    EXPECT_EQ(html.find("<script"), std::string::npos) << html;
+    EXPECT_NE(html.find("&lt;script&gt; next"), std::string::npos) << html;
+    EXPECT_NE(shown.out.find("3 pixels: 3 delivered\n"), std::string::npos) << shown.out;
+    EXPECT_EQ(deliveriesOf(server_.takePixels()), (Counts{{"/pixel/impression", 1}, {"/pixel/twice", 2}}));
+}
+
 TEST(Pixels, TellsAMissingStoreFromADamagedOne) {
     const std::string path = testing::TempDir() + "vkt-pixels-" + std::to_string(getpid());
     const Outcome missing = runTool("pixels --store " + path);
@@ -187,4 +210,20 @@ TEST(Pixels, TellsAMissingStoreFromADamagedOne) {
     EXPECT_EQ(vkt_split(vkt_trimmed(damaged.err), '\n').size(), 1U);
     EXPECT_NE(damaged.err.find(path + ".damaged"), std::string::npos);
     EXPECT_TRUE(entriesOf(parsed(damaged.out), "pixels").empty());
+}
+
+TEST(Pixels, RefusesAStoreThatCannotKeepThem) {
+    const std::string path = testing::TempDir() + "vkt-pixels-used-" + std::to_string(getpid());
+    const int other = open(path.c_str(), O_RDWR | O_CREAT, 0666);
+    ASSERT_EQ(flock(other, LOCK_EX), 0);
+    EXPECT_EQ(runTool("pixels --store " + path).status, 0);
+    for (const char* command : {"pixels --send --store ", "play /dev/null --store "}) {
+        const Outcome refused = runTool(command + path);
+        EXPECT_EQ(refused.status, 3);
+        EXPECT_EQ(refused.err, "vkt: cannot use " + path + ": another run uses it\n");
+    }
+    close(other);
+    EXPECT_EQ(runTool("pixels --store " + testing::TempDir()).status, 3);
+    EXPECT_EQ(runTool("pixels --send --store " + path + ".none").status, 3);
+    EXPECT_NE(access((path + ".none").c_str(), F_OK), 0);
 }

@@ -39,8 +39,8 @@ std::string textOfTracking(const VKTVASTCreative& creative) {
 }
 
 void appendLinear(std::ostream& out, const VKTVASTCreativeLinear& creative, std::uint32_t networkAccessType) {
-    out << indent << "linear, " << creative.duration().value_or("of unknown duration");
-    if (creative.skipOffset()) out << ", skippable after " << *creative.skipOffset();
+    out << indent << "linear, " << onOneLine(creative.duration().value_or("of unknown duration"));
+    if (creative.skipOffset()) out << ", skippable after " << onOneLine(*creative.skipOffset());
     out << '\n';
     if (const auto file = chosenMediaFile(creative, networkAccessType)) {
         out << indent << "  plays     " << file->url->url().absoluteString() << '\n';
@@ -51,7 +51,7 @@ void appendLinear(std::ostream& out, const VKTVASTCreativeLinear& creative, std:
         out << indent << "  plays     nothing: it has no media file\n";
     }
     if (!creative.trackingEvents().empty()) {
-        out << indent << "  tracking  " << textOfTracking(creative) << '\n';
+        out << indent << "  tracking  " << onOneLine(textOfTracking(creative)) << '\n';
     }
     if (creative.clickThrough()) {
         out << indent << "  click     " << creative.clickThrough()->url().absoluteString() << '\n';
@@ -64,6 +64,19 @@ void appendLinear(std::ostream& out, const VKTVASTCreativeLinear& creative, std:
 }
 
 }  // namespace
+
+std::string onOneLine(std::string_view text) {
+    std::string line;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const bool isTwoByteControl =
+            byte == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
+        if (isTwoByteControl) ++i;
+        const bool isControl = isTwoByteControl || byte < ' ' || byte == 0x7F;
+        line += isControl ? ' ' : text[i];
+    }
+    return line;
+}
 
 std::string countOf(std::size_t count, const std::string& noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
@@ -78,7 +91,7 @@ std::string headingOf(const VKTVASTAd& ad) {
     if (ad.wrapperDepth() > 0) {
         out << ", behind " << countOf(static_cast<std::size_t>(ad.wrapperDepth()), "wrapper");
     }
-    return out.str();
+    return onOneLine(out.str());
 }
 
 std::string textOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType) {
@@ -103,7 +116,7 @@ std::string textOfMediaFile(const VKTVASTMediaFile& file) {
         text += ", " + vkt_numberDescription(file.width) + " x " + vkt_numberDescription(file.height);
     }
     text += file.bitrate >= 0 ? ", " + vkt_numberDescription(file.bitrate) + " kbit/s" : ", bitrate unknown";
-    return text;
+    return onOneLine(text);
 }
 
 std::string linesOfURLs(const std::vector<VKTVASTURL>& urls) {

@@ -4,10 +4,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Source.h"
 #include "VKTCoreKit/vast/VKTVASTAd.h"
+
+/// What a document says, with a blank for each control character: it shall neither break the line nor move
+/// the cursor of a terminal.
+std::string onOneLine(std::string_view text);
 
 /// "1 ad", "3 ads".
 std::string countOf(std::size_t count, const std::string& noun);

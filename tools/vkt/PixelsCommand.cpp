@@ -1,18 +1,13 @@
-#include <unistd.h>
-#include <cerrno>
-#include <chrono>
-#include <condition_variable>
-#include <cstring>
 #include <future>
 #include <iostream>
 
 #include "AdReport.h"
 #include "AdText.h"
 #include "Commands.h"
+#include "PixelFile.h"
 #include "PixelLedger.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/VKTServices.h"
-#include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 
 namespace {
@@ -62,12 +57,9 @@ void printText(const PixelsOptions& options, const std::vector<PixelRecord>& pix
 }  // namespace
 
 int runPixels(const PixelsOptions& options) {
-    if (access(options.store.c_str(), R_OK) != 0) {
-        printError("cannot read " + options.store + ": " + std::strerror(errno));
-        return ExitSourceUnread;
-    }
-    const auto ledger = std::make_shared<PixelLedger>(VKTPersistentPixelStoreProvider::initWithKeyValueStore(
-        VKTPlatform::current().makeKeyValueStore(options.store, printError)));
+    const auto provider = openPixelFile(options.store, options.send ? PixelFileToSend : PixelFileToRead);
+    if (!provider) return ExitSourceUnread;
+    const auto ledger = std::make_shared<PixelLedger>(provider);
     const auto store = VKTPixelStore::initWithProvider(ledger);
     if (options.send) sendAll(ledger, store);
     if (options.JSON) {

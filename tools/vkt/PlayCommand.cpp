@@ -8,10 +8,10 @@
 #include <utility>
 
 #include "AdText.h"
+#include "PixelFile.h"
 #include "PlayReport.h"
 #include "SimulatedLoop.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
-#include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
 #include "VKTCoreKit/tracking/VKTVASTPixelManager.h"
 #include "VKTCoreKit/vast/VKTVASTManager.h"
 
@@ -33,11 +33,11 @@ std::shared_ptr<SimulatedLoop> installSimulatedLoop(double speed) {
 
 class PlayRun {
   public:
-    explicit PlayRun(const PlayOptions& options)
+    PlayRun(const PlayOptions& options, std::shared_ptr<VKTPixelStoreProviderProtocol> pixelProvider)
         : options_(options),
           loop_(installSimulatedLoop(options.speed)),
           screen_(options.resolve.JSON),
-          ledger_(std::make_shared<PixelLedger>(makeProvider())),
+          ledger_(std::make_shared<PixelLedger>(std::move(pixelProvider))),
           problems_(*ledger_, screen_) {
         makePixelManager();
     }
@@ -45,7 +45,6 @@ class PlayRun {
     PlayResult run(const Source& source);
 
   private:
-    std::shared_ptr<VKTPixelStoreProviderProtocol> makeProvider();
     void makePixelManager();
     void requestEnded(const RequestRecord& request);
     void showOutcome(std::size_t place);
@@ -74,12 +73,6 @@ class PlayRun {
     std::map<std::size_t, std::string> shownOutcomes_;  // of each pixel; a repeated one is no news
 };
 
-std::shared_ptr<VKTPixelStoreProviderProtocol> PlayRun::makeProvider() {
-    if (options_.store.empty()) return std::make_shared<VKTPixelStoreProvider>();
-    return VKTPersistentPixelStoreProvider::initWithKeyValueStore(
-        VKTPlatform::current().makeKeyValueStore(options_.store, printError));
-}
-
 void PlayRun::makePixelManager() {
     const auto provider =
         std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance(),
@@ -99,9 +92,11 @@ void PlayRun::requestEnded(const RequestRecord& request) {
 void PlayRun::showOutcome(std::size_t place) {
     const PixelRecord pixel = ledger_->record(place);
     if (std::exchange(shownOutcomes_[place], pixel.outcome()) == pixel.outcome()) return;
+    std::string reason;
+    if (pixel.error) reason = ": " + pixel.error->localizedDescription().value_or("the transfer failed");
     std::ostringstream line;
     line << std::setw(outcomeColumn) << pixel.outcome() << "  " << std::left << std::setw(eventWidth)
-         << pixel.event << "  " << pixel.url << (pixel.isDelivered ? "" : " (stays pending)");
+         << pixel.event << "  " << pixel.url << (pixel.isDelivered ? "" : " (stays pending" + reason + ")");
     screen_.line(line.str());
 }
 
@@ -211,16 +206,23 @@ PlayResult PlayRun::run(const Source& source) {
     return result;
 }
 
+std::shared_ptr<VKTPixelStoreProviderProtocol> providerOf(const std::string& store) {
+    if (store.empty()) return std::make_shared<VKTPixelStoreProvider>();
+    return openPixelFile(store, PixelFileToKeep);
+}
+
 }  // namespace
 
 int runPlay(const PlayOptions& options) {
     Source source;
     if (!readSource(options.resolve.source, source)) return ExitSourceUnread;
-    const PlayResult result = PlayRun(options).run(source);
+    auto pixelProvider = providerOf(options.store);
+    if (!pixelProvider) return ExitSourceUnread;
+    const PlayResult result = PlayRun(options, std::move(pixelProvider)).run(source);
     if (options.resolve.JSON) {
         printJSON(reportOfPlay(options, result));
     } else {
-        std::cout << '\n';
+        if (!result.pixels.empty()) std::cout << '\n';
         for (const std::string& line : summaryOfPixels(options, result))
             std::cout << line << '\n';
     }

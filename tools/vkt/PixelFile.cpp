@@ -1,0 +1,45 @@
+#include "PixelFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "Commands.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
+
+namespace {
+
+// Why the file cannot be used; empty when it can. Writing is asked for in any case: the database cannot be
+// read without. A file that is locked stays open, and must: closing it would take away the database's own
+// locks, too.
+std::string problemOf(const std::string& path, PixelFileUse use) {
+    const int creation = use == PixelFileToKeep ? O_CREAT : 0;
+    const int file = open(path.c_str(), O_RDWR | creation | O_CLOEXEC | O_NONBLOCK, 0666);
+    if (file < 0) return std::strerror(errno);
+    struct stat status {};
+    if (fstat(file, &status) != 0) return std::strerror(errno);
+    if (!S_ISREG(status.st_mode)) return "it is not a file";
+    if (use == PixelFileToRead) {
+        close(file);
+        return "";
+    }
+    return flock(file, LOCK_EX | LOCK_NB) == 0 ? "" : "another run uses it";
+}
+
+}  // namespace
+
+std::shared_ptr<VKTPixelStoreProviderProtocol> openPixelFile(const std::string& path, PixelFileUse use) {
+    const std::string problem = problemOf(path, use);
+    if (!problem.empty()) {
+        printError("cannot " + std::string(use == PixelFileToRead ? "read " : "use ") + path + ": " +
+                   problem);
+        return nullptr;
+    }
+    return VKTPersistentPixelStoreProvider::initWithKeyValueStore(
+        VKTPlatform::current().makeKeyValueStore(path, printError));
+}

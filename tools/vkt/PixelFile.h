@@ -1,0 +1,19 @@
+// The file that keeps pixels from one run to the next.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "VKTCoreKit/tracking/VKTPixelStore.h"
+
+/// What the file is opened for. All but reading is for one process at a time, until that process ends: of
+/// two, the second would save its own list over the first one's.
+enum PixelFileUse : std::uint8_t {
+    PixelFileToRead,
+    PixelFileToSend,
+    PixelFileToKeep,  ///< made when there is none
+};
+
+/// The pixels in the file; null, with an error line, when it cannot be used so.
+std::shared_ptr<VKTPixelStoreProviderProtocol> openPixelFile(const std::string& path, PixelFileUse use);
