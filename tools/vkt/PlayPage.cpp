@@ -75,6 +75,7 @@ void appendTimeline(std::ostream& out, const Timeline& timeline, const std::vect
     for (const TimelineEntry& entry : timeline) {
         out << "<tr><td class=\"number\">" << textOfTime(entry.time) << "</td><td>" << escaped(entry.event)
             << "</td>";
+        if (entry.pixels.empty()) out << "<td colspan=\"4\">nothing to call</td>";
         const char* separator = "";
         for (const std::size_t place : entry.pixels) {
             out << separator;

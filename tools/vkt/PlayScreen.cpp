@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <csignal>
 #include <cstdlib>
 #include <iomanip>
 #include <iostream>
@@ -15,7 +16,14 @@
 
 namespace {
 
-constexpr const char* eraseLine = "\r\x1b[K";
+constexpr std::string_view eraseLine = "\r\x1b[K";
+
+// The shell's prompt must not stand behind the bar.
+void eraseBarAndEnd(int signal) {
+    [[maybe_unused]] const ssize_t count = write(STDOUT_FILENO, eraseLine.data(), eraseLine.size());
+    std::signal(signal, SIG_DFL);
+    raise(signal);
+}
 
 bool canMoveCursor() {
     const char* terminal = std::getenv("TERM");
@@ -43,7 +51,11 @@ std::string barOf(double share, std::size_t width) {
 
 }  // namespace
 
-PlayScreen::PlayScreen(bool isSilent) : isSilent_(isSilent), hasBar_(!isSilent && canMoveCursor()) {}
+PlayScreen::PlayScreen(bool isSilent) : isSilent_(isSilent), hasBar_(!isSilent && canMoveCursor()) {
+    if (!hasBar_) return;
+    std::signal(SIGINT, eraseBarAndEnd);
+    std::signal(SIGTERM, eraseBarAndEnd);
+}
 
 void PlayScreen::line(const std::string& text) {
     if (isSilent_) return;
@@ -69,8 +81,8 @@ void PlayScreen::showBar(double position, double duration) {
     const std::string end = " of" + textOfTime(duration);
     const std::size_t taken = begin.size() + end.size() + 3;  // brackets, and the last column stays free
     const std::size_t columns = terminalWidth();
-    const std::size_t room = columns > taken ? columns - taken : 0;
-    bar_ = begin + barOf(position / duration, std::clamp(room, leastWidth, mostWidth)) + end;
+    if (columns < taken + leastWidth) return hideBar();
+    bar_ = begin + barOf(position / duration, std::min(columns - taken, mostWidth)) + end;
     std::cout << '\r';
     draw();
     std::cout.flush();

@@ -6,7 +6,7 @@
 
 /// Writes lines to the standard output and notes to the standard error. On a terminal a progress bar stands
 /// below the lines and is redrawn in place; elsewhere there is none, and no control character is written.
-/// One thread.
+/// SIGINT and SIGTERM erase it before they end the process. One thread; one at a time.
 class PlayScreen {
   public:
     /// A silent screen writes notes only.
