@@ -1,4 +1,6 @@
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -24,6 +26,15 @@ std::string tellProblem(const std::string& text) {
     return "PATH=ANSWER or PATH=ANSWER:N is expected, not \"" + text + "\"; ANSWER is " + ToldAnswer::names;
 }
 
+// Of a number, a fraction included.
+std::string amountProblem(const std::string& text) {
+    double number = 0;
+    const auto* end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    const bool isAmount = error == std::errc() && rest == end && number >= 0 && std::isfinite(number);
+    return isAmount ? "" : "A number from 0 up is expected, not \"" + text + "\"";
+}
+
 void addSource(CLI::App& command, std::string& source) {
     command.add_option("SOURCE", source, "A file, - for the standard input, or an http(s) URL")->required();
 }
@@ -45,13 +56,13 @@ void addResolveOptions(CLI::App& command, ResolveOptions& options) {
     command.add_flag("--json", options.JSON, "One JSON object");
     command.add_option("--timeout", options.timeout, "Seconds for resolving everything")
         ->capture_default_str()
-        ->check(CLI::NonNegativeNumber);
+        ->check(amountProblem);
     command.add_option("--request-timeout", options.requestTimeout, "Seconds for one download")
         ->capture_default_str()
-        ->check(CLI::NonNegativeNumber);
+        ->check(amountProblem);
     command.add_option("--max-wrappers", options.maxWrappers, "Wrappers followed in a row")
         ->capture_default_str()
-        ->check(CLI::NonNegativeNumber);
+        ->check(amountProblem);
     command.add_flag("--handle-wrapper-adpods", options.handleWrapperAdpods,
                      "Take whole pods behind wrappers");
     command.add_flag("--strict-first-impression", options.strictFirstImpression,
@@ -61,7 +72,7 @@ void addResolveOptions(CLI::App& command, ResolveOptions& options) {
         ->check(macroProblem);
     command.add_option("--fail", options.fail, "Report the first N ads as failed, which asks for passbacks")
         ->capture_default_str()
-        ->check(CLI::NonNegativeNumber);
+        ->check(amountProblem);
     command.add_option("--network-access-type", options.networkAccessType, "4 to 6: fast; any other: slow")
         ->capture_default_str();
 }
@@ -77,14 +88,14 @@ void addPlay(CLI::App& app, PlayOptions& options) {
     addResolveOptions(*command, options.resolve);
     command->add_option("--speed", options.speed, "Simulated seconds in a real one; 0: no waiting")
         ->capture_default_str()
-        ->check(CLI::NonNegativeNumber);
+        ->check(amountProblem);
     command->add_option("--wait", options.wait, "Real seconds for the last pixels")
         ->capture_default_str()
-        ->check(CLI::NonNegativeNumber);
+        ->check(amountProblem);
     command->add_option("--store", options.store, "A file that keeps undelivered pixels for the next run");
     command->add_option("--report", options.report, "Write an HTML page with everything");
     const auto addAction = [&](const char* name, std::optional<double>& position, const char* description) {
-        command->add_option(name, position, description)->check(CLI::NonNegativeNumber);
+        command->add_option(name, position, description)->check(amountProblem);
     };
     addAction("--skip-at", options.skipAt, "Second of each ad at which it is skipped");
     addAction("--mute-at", options.muteAt, "Second at which the sound is switched off");
