@@ -15,3 +15,4 @@ void addParseBenchmarks();
 void addNetworkBenchmarks();
 void addPixelBenchmarks();
 void addTrackingBenchmarks();
+void addPrivacyBenchmarks();

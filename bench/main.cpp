@@ -108,6 +108,7 @@ int main(int argc, char** argv) {
     addNetworkBenchmarks();
     addPixelBenchmarks();
     addTrackingBenchmarks();
+    addPrivacyBenchmarks();
     PairReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     reporter.print(asJSON);

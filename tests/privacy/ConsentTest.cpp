@@ -1,0 +1,279 @@
+#include <gtest/gtest.h>
+
+#include "VKTCoreKit/core/VKTLogDefaultOutput.h"
+#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+#include "VKTCoreKit/privacy/VKTIdentity.h"
+
+namespace {
+
+const std::string allPurposes = "1101001001";
+const std::string vendor45 = std::string(44, '0') + "10";
+
+// What stands under a key or a group of keys.
+enum State { Absent, WrongType, Invalid, Refusing, Allowing, NotListed };
+
+enum Decision { Allowed, Refused, Undetermined, NoString };
+
+// How a consent platform may leave a device, and the rules, in the order in which they are to be read.
+struct Signals {
+    State TCF, GDPR, flags;                 // GDPR: Refusing when it applies, Allowing when not
+    State GPP, section2, flags2, section6;  // section 2 is TCF, section 6 is US Privacy
+    State CCPA;
+
+    [[nodiscard]] Decision TCFDecision() const {
+        if (TCF == Absent || TCF == WrongType) return NoString;
+        if (GDPR != Refusing) return Allowed;
+        return flags == Allowing ? Allowed : Refused;
+    }
+    [[nodiscard]] Decision section2Decision() const {
+        if (section2 == NotListed) return Allowed;
+        if (section2 != Allowing || flags2 == Absent || flags2 == WrongType) return Undetermined;
+        return flags2 == Allowing ? Allowed : Refused;
+    }
+    [[nodiscard]] Decision GPPDecision(bool isAboutLocation) const {
+        if (GPP == Absent || GPP == WrongType) return NoString;
+        if (GPP == Invalid) return Undetermined;
+        if (isAboutLocation || section2Decision() == Undetermined) return section2Decision();
+        if (section6 == Absent || section6 == WrongType || section6 == Invalid) return Undetermined;
+        return section6 == Refusing ? Refused : section2Decision();
+    }
+    [[nodiscard]] bool canSendIDs() const {
+        if (GPPDecision(false) == Allowed) return true;
+        if (GPPDecision(false) == Refused) return false;
+        if (TCFDecision() != NoString) return TCFDecision() == Allowed;
+        return GDPR != Refusing && GDPR != WrongType;  // the wrong type is the text "1"
+    }
+    [[nodiscard]] bool canSendLocation() const { return GPPDecision(true) != Refused; }
+};
+
+class Consent : public testing::Test {
+  protected:
+    void set(const char* key, const VKTValue& value) { test.keyValueStore->setValueForKey(value, key); }
+
+    void set(const char* key, State state, const VKTValue& refusing, const VKTValue& allowing,
+             const VKTValue& wrongType = VKTArray{}) {
+        const VKTValue values[] = {{}, wrongType, "+", refusing, allowing, {}};
+        set(key, values[state]);
+    }
+
+    void store(const Signals& s) {
+        const char* lists[2][2] = {{"2_6", "-1_2"}, {"6", "-1_7"}};
+        set("IABTCF_TCString", s.TCF, {}, "CO");
+        set("IABTCF_gdprApplies", s.GDPR, 1, 0, "1");
+        set("IABTCF_PurposeConsents", s.flags, "1101001000", allPurposes);
+        set("IABTCF_VendorConsents", s.flags, vendor45, vendor45);
+        set("IABGPP_HDR_Version", 1);
+        set("IABGPP_HDR_GppString", s.GPP, {}, "DBAA~C-O.1_");
+        set("IABGPP_GppSID", lists[s.section2 == NotListed][s.section6 == NotListed]);
+        set("IABGPP_2_String", s.section2, {}, "CO");
+        set("IABGPP_TCFEU2_PurposesConsent", s.flags2, allPurposes, allPurposes);
+        set("IABGPP_TCFEU2_VendorConsent", s.flags2, std::string(46, '0'), vendor45);
+        set("IABGPP_TCFEU2_SpecialFeatureOptIns", s.flags2, "10", "10");
+        set("IABGPP_6_String", s.section6, "1NYN", "1YN-");
+        set("IABUSPrivacy_String", s.CCPA, "1NYN", "1YN-");
+    }
+
+    static VKTTCFString section(bool isComingFromGPP = true, const char* string = "CO") {
+        return VKTTCFString::initWithTCFString(string, isComingFromGPP);
+    }
+
+    const VKTTestPlatform test = vkt_makeTestPlatform();
+    const VKTScopedPlatform scope{test.platform};
+    const std::shared_ptr<VKTIdentity> identity = VKTIdentity::initWithHashed(false, false);
+};
+
+TEST_F(Consent, EveryCombinationOfSignals) {
+    const std::vector<State> string{Absent, WrongType, Invalid, Allowing};
+    const std::vector<State> flags{Absent, WrongType, Refusing, Allowing};
+    const std::vector<State> sections{Absent, WrongType, Invalid, Allowing, NotListed, Refusing};
+    const std::vector<State> section2(sections.begin(), sections.end() - 1);
+    const std::vector<State> CCPA{Absent, WrongType, Invalid, Refusing, Allowing};
+    std::size_t rest = 0;
+    const auto next = [&rest](const std::vector<State>& states) {
+        const State state = states[rest % states.size()];
+        rest /= states.size();
+        return state;
+    };
+    int outcomes[2][2] = {};
+    for (std::size_t i = 0; rest == 0; ++i) {
+        rest = i;
+        const Signals s{next(string),   next(flags), next(flags),    next(string),
+                        next(section2), next(flags), next(sections), next(CCPA)};
+        if (rest > 0) break;
+        store(s);
+        const bool IDs = identity->canSendIDs();
+        const bool location = identity->canSendLocation();
+        ASSERT_EQ(IDs, s.canSendIDs()) << i;
+        ASSERT_EQ(location, s.canSendLocation()) << i;
+        ++outcomes[IDs][location];
+        if (s.CCPA != Absent) continue;  // it is no part of the others
+        const auto TCF = identity->TCFString();
+        const auto GPP = identity->GPPString();
+        ASSERT_EQ(TCF ? int{TCF->canSendIDs()} : NoString, s.TCFDecision()) << i;
+        ASSERT_EQ(GPP ? int{GPP->canSendIDs()} : NoString, s.GPPDecision(false)) << i;
+        ASSERT_EQ(GPP ? int{GPP->canSendLocation()} : NoString, s.GPPDecision(true)) << i;
+    }
+    EXPECT_EQ(outcomes[0][0] + outcomes[0][1] + outcomes[1][0] + outcomes[1][1],
+              4 * 4 * 4 * 4 * 5 * 4 * 6 * 5);
+    EXPECT_TRUE(outcomes[0][0] && outcomes[0][1] && outcomes[1][0] && outcomes[1][1]);
+}
+
+struct AllErrors : VKTLogDataSource {
+    bool logShouldLogMessageWithLevel(const VKTLog& /*logger*/, VKTLogLevel level) override {
+        return level == VKTLogLevelError;
+    }
+};
+
+TEST_F(Consent, TCFStringIsJudgedByFormAndFirstCharacter) {
+    const std::string longString = "C" + std::string(100'000, 'x');
+    // String, version, whether an error is logged.
+    const std::tuple<std::string, int, bool> strings[] = {
+        {"CPxy-_.09AZaz", 2, false}, {"BO", 1, false},  {"A", -1, false},
+        {"DO", -1, false},           {"cO", -1, false}, {"", -1, false},
+        {"CO==", -1, true},          {"C+", -1, true},  {"C/", -1, true},
+        {" CO", -1, true},           {"CÖ", -1, true},  {longString, 2, false},
+        {longString + "=", -1, true}};
+    VKTLog::sharedInstance()->setDataSource(std::make_shared<AllErrors>());
+    for (const auto& [text, version, isLogged] : strings) {
+        testing::internal::CaptureStdout();
+        const auto string = VKTTCFString::initWithTCFString(text);
+        const std::string log = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(string.version(), version) << text;
+        EXPECT_EQ(string.isValid(), version != -1) << text;
+        const std::string message =
+            "Consent string '" + text +
+            "' is invalid! An valid IAB consent string must be encoded in base64url without padding.";
+        EXPECT_EQ(log, isLogged
+                           ? VKTLogDefaultOutput::generateLog(message, VKTLogLevelError, "VKTCoreKit") + "\n"
+                           : "");
+    }
+    VKTLog::sharedInstance()->setDataSource(nullptr);
+    EXPECT_EQ(section().description(), "VKTTCFString(TCFString: CO, isValid: YES, version: 2)");
+}
+
+TEST_F(Consent, WhetherTheGDPRAppliesByTypeOfTheStoredValue) {
+    // Value, decision of a TCF string without flags, integer.
+    const std::tuple<VKTValue, Decision, int> values[] = {
+        {VKTValue(), Allowed, -1}, {1, Refused, 1},     {1.0, Refused, 1},
+        {true, Refused, 1},        {2, Allowed, 2},     {-1, Allowed, -1},
+        {"1", Allowed, 1},         {"yes", Allowed, 0}, {VKTArray{1}, Allowed, 0}};
+    for (const auto& [value, decision, integer] : values) {
+        set("IABTCF_gdprApplies", value);
+        EXPECT_EQ(int{section(false).canSendIDs()}, decision) << value.description();
+        EXPECT_EQ(identity->identityProvider()->TCFGDPRApplies(), integer) << value.description();
+    }
+}
+
+TEST_F(Consent, FlagsAtTheirBounds) {
+    // Purposes, vendors, special features; decisions on IDs and location; the identity's own judgement.
+    const std::string longFlags(100'000, '1');
+    const std::tuple<std::string, std::string, std::string, Decision, Decision, bool, bool> rows[] = {
+        {allPurposes, vendor45, "10", Allowed, Allowed, true, true},
+        {longFlags, longFlags, longFlags, Allowed, Allowed, true, true},
+        {allPurposes, vendor45.substr(0, 45), "10", Refused, Refused, true, true},
+        {allPurposes, vendor45.substr(0, 44), "10", Refused, Refused, true, false},
+        {allPurposes, std::string(43, '0') + "101", "11", Refused, Refused, true, false},
+        {"110100100", vendor45, "1", Refused, Refused, false, true},
+        {"0101001001", vendor45, "01", Refused, Refused, false, true},
+        {"1001001001", vendor45, "", Refused, Refused, false, true},
+        {"1100001001", vendor45, "1x", Refused, Allowed, false, true},
+        {"1101000001", vendor45, "10", Refused, Allowed, false, true},
+        {"11x1001001", vendor45 + "x", "10", Allowed, Allowed, false, false}};
+    for (const auto& [purposes, vendors, features, IDs, location, purposesAreValid, vendorsAreValid] : rows) {
+        set("IABGPP_TCFEU2_PurposesConsent", purposes);
+        set("IABGPP_TCFEU2_VendorConsent", vendors);
+        set("IABGPP_TCFEU2_SpecialFeatureOptIns", features);
+        EXPECT_EQ(int{section().canSendIDs()}, IDs) << purposes << ' ' << vendors;
+        EXPECT_EQ(int{section().canSendLocation()}, location) << features << ' ' << vendors;
+        EXPECT_EQ(VKTIdentity::tcfPurposesAreValid(purposes), purposesAreValid) << purposes;
+        EXPECT_EQ(VKTIdentity::tcfVendorsAreValid(vendors), vendorsAreValid) << vendors;
+    }
+    EXPECT_EQ(int{section(true, "DO").canSendLocation()}, Refused);
+    EXPECT_EQ(int{section(false, "DO").canSendLocation()}, Allowed);
+    set("IABGPP_TCFEU2_PurposesConsent", VKTValue());
+    EXPECT_EQ(int{section().canSendLocation()}, Allowed) << "location needs no purposes";
+    set("IABGPP_TCFEU2_SpecialFeatureOptIns", 1);
+    EXPECT_EQ(int{section().canSendLocation()}, Undetermined);
+}
+
+TEST_F(Consent, USPrivacyStrings) {
+    const std::tuple<std::string, bool, bool> strings[] = {{"1YN-", true, true},
+                                                           {"1NY-", true, false},
+                                                           {"1YYN", true, false},
+                                                           {"1NNN", true, true},
+                                                           {"1---", true, true},
+                                                           {"2NNN", false, false},
+                                                           {"1NN", false, false},
+                                                           {"1NNNN", false, false},
+                                                           {"1yNN", false, false},
+                                                           {"1NnN", false, false},
+                                                           {"1NNx", false, false},
+                                                           {"", false, false},
+                                                           {std::string(100'000, '1'), false, false}};
+    for (const auto& [text, isValid, canSendIDs] : strings) {
+        const auto string = VKTCCPAString::initWithCCPAString(text);
+        EXPECT_EQ(std::tuple(string.isValid(), string.version(), string.canSendIDs()),
+                  std::tuple(isValid, isValid ? 1 : -1, canSendIDs))
+            << text;
+    }
+    EXPECT_EQ(VKTCCPAString::initWithCCPAString("x").description(),
+              "VKTCCPAString(CCPAString: x, isValid: NO, version: -1)");
+}
+
+TEST_F(Consent, GPPStringsAndTheirSections) {
+    using IDs = std::vector<std::int32_t>;
+    const std::string zeros(100'000, '0');
+    std::string many = "0";
+    IDs manyIDs{0};
+    for (int i = 1; i < 100'000; ++i) {
+        many += "_" + std::to_string(i);
+        manyIDs.push_back(i);
+    }
+    const std::tuple<std::string, bool, std::optional<IDs>> lists[] = {{"2_6", true, IDs{2, 6}},
+                                                                       {"2_2", true, IDs{2}},
+                                                                       {"6_2_06_-1", true, IDs{6, 2, -1}},
+                                                                       {"-1", true, IDs{-1}},
+                                                                       {many, true, manyIDs},
+                                                                       {zeros + "2", true, IDs{2}},
+                                                                       {"2147483647", true, IDs{2147483647}},
+                                                                       {"2147483648_2", true, {}},
+                                                                       {"2_" + zeros + "9" + zeros, true, {}},
+                                                                       {"", false, {}},
+                                                                       {"2__6", false, {}},
+                                                                       {"_2", false, {}},
+                                                                       {"2_", false, {}},
+                                                                       {"-2", false, {}},
+                                                                       {"1-1", false, {}},
+                                                                       {"-10", false, {}},
+                                                                       {" 2", false, {}},
+                                                                       {"+2", false, {}}};
+    for (const auto& [text, isValid, expected] : lists) {
+        EXPECT_EQ(VKTGPPString::isRawGPPSIDStringValid(text), isValid) << text.substr(0, 20);
+        EXPECT_EQ(VKTGPPString::gppSIDsFromRawGPPSIDString(text), expected) << text.substr(0, 20);
+    }
+    for (const auto& [text, isValid] : {std::pair(std::string("aZ09.~_-"), true),
+                                        {zeros, true},
+                                        {"", false},
+                                        {"D B", false},
+                                        {"D+", false},
+                                        {zeros + "=", false},
+                                        {"Ð", false}})
+        EXPECT_EQ(VKTGPPString::initWithGPPString(text, "7", 1).isValid(), isValid);
+    const auto unusable = VKTGPPString::initWithGPPString("D", "2147483648", 1);
+    EXPECT_TRUE(unusable.isValid());
+    EXPECT_EQ(int{unusable.canSendIDs()}, Undetermined);
+    EXPECT_EQ(int{unusable.canSendLocation()}, Undetermined);
+    set("IABGPP_HDR_GppString", "D");
+    set("IABGPP_GppSID", "7");
+    for (const auto& [value, version] : {std::pair(VKTValue(1), 1),
+                                         {VKTValue(1.0), 1},
+                                         {VKTValue(2), -1},
+                                         {VKTValue(), -1},
+                                         {VKTValue("1"), -1}}) {
+        set("IABGPP_HDR_Version", value);
+        EXPECT_EQ(identity->GPPString()->version(), version) << value.description();
+        EXPECT_EQ(identity->GPPString()->isValid(), version == 1) << value.description();
+    }
+}
+
+}  // namespace
