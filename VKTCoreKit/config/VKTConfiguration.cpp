@@ -48,7 +48,7 @@ std::shared_ptr<VKTConfiguration> VKTConfiguration::initWithLoggingEnabled(
     bool loggingEnabled, bool transientIDEnabled, bool allowAutomaticLocationDetection,
     VKTCoordinate manualLocation, bool /*identifierHashing*/, std::optional<std::string> customIdentifier,
     const std::optional<VKTDictionary>& defaultAdCallAdditionalParemeters) {
-    const std::shared_ptr<VKTConfiguration> configuration(
+    std::shared_ptr<VKTConfiguration> configuration(
         new VKTConfiguration(loggingEnabled, transientIDEnabled, allowAutomaticLocationDetection,
                              manualLocation, std::move(customIdentifier)));
     if (defaultAdCallAdditionalParemeters)

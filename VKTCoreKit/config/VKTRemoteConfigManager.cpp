@@ -43,8 +43,8 @@ VKTRemoteConfigManager::VKTRemoteConfigManager(
     const std::shared_ptr<VKTRemoteConfigManagerDelegate>& delegate, std::string baseURL, std::string path,
     VKTDictionary queryStringParameters, std::int64_t sdkVersionId,
     std::optional<VKTRemoteConfig> defaultRemoteConfig)
-    : session_(session ? std::move(session) : VKTURLSession::sharedInstance()),
-      cacheManager_(cacheManager ? std::move(cacheManager) : VKTDefaultPropertyCacheManager::init()),
+    : session_(std::move(session)),
+      cacheManager_(std::move(cacheManager)),
       delegate_(delegate),
       baseURL_(std::move(baseURL)),
       path_(std::move(path)),
@@ -76,6 +76,8 @@ std::shared_ptr<VKTRemoteConfigManager> VKTRemoteConfigManager::initWithSession(
     const std::shared_ptr<VKTRemoteConfigManagerDelegate>& delegate, std::string baseURL, std::string path,
     VKTDictionary queryStringParameters, std::int64_t sdkVersionId,
     std::optional<VKTRemoteConfig> defaultRemoteConfig) {
+    if (!session) session = VKTURLSession::sharedInstance();
+    if (!cacheManager) cacheManager = VKTDefaultPropertyCacheManager::init();
     return std::shared_ptr<VKTRemoteConfigManager>(new VKTRemoteConfigManager(
         std::move(session), std::move(cacheManager), delegate, std::move(baseURL), std::move(path),
         std::move(queryStringParameters), sdkVersionId, std::move(defaultRemoteConfig)));
