@@ -287,9 +287,9 @@ TEST_F(RemoteLogger, OnlyWhatFailedWithoutNetworkWaits) {
         for (const auto& [answer, succeeds, waiting] : cases) {
             const auto logger = makeLogger(delivery);
             std::vector<bool> heard;
-            logger->setRequestCompletionHandler([&](bool succeeded) {
+            logger->setRequestCompletionHandler([&, expected = waiting](bool succeeded) {
                 heard.push_back(succeeded);
-                EXPECT_EQ(messages(logger->pendingLogs()), waiting);
+                EXPECT_EQ(messages(logger->pendingLogs()), expected);
             });
             http_->setAnswer(endPoint.absoluteString(), answer);
             submit(*logger, "a");
