@@ -323,12 +323,16 @@ TEST_F(RemoteLogger, WhatWaitsGoesFirstWithTheNextSubmissionAndIsBounded) {
     http_->deliverAll();
     EXPECT_TRUE(weakLogger.expired());
 
-    logger = makeLogger(Delivery::AtOnce);
+    logger = makeLogger(Delivery::ByHand);
     http_->setAnswer(endPoint.absoluteString(), offline);
-    for (int i = 0; i < 1'002; ++i)
+    for (int i = 0; i < 1'000; ++i)
         submit(*logger, std::to_string(i));
+    http_->deliverAll();  // each goes to the front
+    submit(*logger, "last");
+    http_->deliverAll();
     EXPECT_EQ(logger->pendingLogs().size(), 1'000U);
-    EXPECT_TRUE(messages(logger->pendingLogs()).starts_with("2 3 "));
+    EXPECT_TRUE(messages(logger->pendingLogs()).starts_with("998 997 "));
+    EXPECT_TRUE(messages(logger->pendingLogs()).ends_with(" 0 last "));
 }
 
 TEST_F(RemoteLogger, NothingIsLostOrSentTwiceWhenThreadsLogAtOnce) {
