@@ -185,9 +185,11 @@ TEST_F(Play, TakesTextsAndURLsOfADocumentAsTheyCome) {
     const std::string document =
         "<VAST version='4.2'><Ad id='a'><InLine><AdSystem>s</AdSystem>"
         "<AdTitle>&lt;script&gt;&#10;next&#x9B;31m</AdTitle><Impression>" +
-        server_.url("/pixel/impression") +
-        "</Impression><Creatives><Creative><Linear><Duration>00:00:01</Duration><TrackingEvents>" + tracking +
-        tracking + "</TrackingEvents><MediaFiles><MediaFile type='video/mp4'>http://media/a.mp4</MediaFile>" +
+        server_.url("/pixel/impression") + "</Impression><Error>" + server_.url("/pixel/error") +
+        "</Error><ViewableImpression><NotViewable>" + server_.url("/pixel/notviewable") +
+        "</NotViewable></ViewableImpression>" +
+        "<Creatives><Creative><Linear><Duration>00:00:03</Duration><TrackingEvents>" + tracking + tracking +
+        "</TrackingEvents><MediaFiles><MediaFile type='video/mp4'>http://media/a.mp4</MediaFile>" +
         "</MediaFiles></Linear></Creative></Creatives></InLine></Ad></VAST>";
     const std::string page = store_ + ".html";
     const Outcome shown = runTool("play - --speed 0 --report " + page, document);
@@ -196,7 +198,10 @@ TEST_F(Play, TakesTextsAndURLsOfADocumentAsTheyCome) {
     EXPECT_EQ(html.find("<script"), std::string::npos) << html;
     EXPECT_NE(html.find("&lt;script&gt; next"), std::string::npos) << html;
     EXPECT_NE(shown.out.find("3 pixels: 3 delivered\n"), std::string::npos) << shown.out;
-    EXPECT_EQ(deliveriesOf(server_.takePixels()), (Counts{{"/pixel/impression", 1}, {"/pixel/twice", 2}}));
+    EXPECT_NE(html.find("<td class=\"number\">2</td><td>" + server_.url("/pixel/twice")), std::string::npos);
+    const auto hits = server_.takePixels();
+    EXPECT_EQ(hits.size(), 4U);
+    EXPECT_EQ(deliveriesOf(hits), (Counts{{"/pixel/impression", 1}, {"/pixel/twice", 2}}));
 }
 
 TEST(Pixels, TellsAMissingStoreFromADamagedOne) {
