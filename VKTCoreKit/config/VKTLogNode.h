@@ -26,6 +26,7 @@ class VKTLogNode {
     [[nodiscard]] bool isEqualToLogNode(const VKTLogNode& other) const;
 };
 
+/// None of them is null.
 using VKTLogNodes = std::vector<std::shared_ptr<const VKTLogNode>>;
 
 /// A part whose dictionary is fixed when it is made; an empty one counts as nothing.
