@@ -88,8 +88,10 @@ TEST_F(Location, ProviderFollowsServicesAndApplication) {
     provider->startLocationProvider();
     EXPECT_EQ(services_->requestCount(), 0U) << "not known yet whether services are on";
     refresh();
-    provider->startLocationProvider();
     EXPECT_EQ(services_->requestCount(), 1U) << "of the start that waited";
+    const auto* request = provider->locationManager().get();
+    provider->startLocationProvider();
+    EXPECT_EQ(provider->locationManager().get(), request) << "no second look-up";
     test_.application->setApplicationState(VKTApplicationStateBackground);
     EXPECT_EQ(services_->requestCount(), 0U);
     services_->setEnabled(false);
