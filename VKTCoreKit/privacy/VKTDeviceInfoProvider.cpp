@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "VKTCoreKit/core/VKTWiFiAddress.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
@@ -37,13 +38,7 @@ bool VKTDeviceInfoProvider::deviceCanPlay360Videos() const {
 }
 
 std::string VKTDeviceInfoProvider::IPAddress() const {
-    std::string address = "(no_ip_address)";
-    const auto interfaces = device_->interfaceAddresses();
-    if (!interfaces) return address;
-    for (const auto& each : *interfaces) {
-        if (each.interfaceName == "en0") address = each.IPv4Address;
-    }
-    return address;
+    return vkt_WiFiIPv4Address(*device_).value_or("(no_ip_address)");
 }
 
 bool VKTDeviceInfoProvider::advertisingTrackingEnabled() const {
