@@ -138,6 +138,9 @@ TEST_F(SQLiteKeyValueStore, StoresOnOneFileSeeEachOtherAndItsPast) {
     EXPECT_EQ(second->valueForKey("k"), VKTValue("new"));
     EXPECT_TRUE(second->removeValueForKey("k"));
     EXPECT_FALSE(first->valueForKey("k"));
+    std::filesystem::rename(folder_.path(), folder_.path() + ".moved");
+    EXPECT_TRUE(first->setValueForKey("newest", "k"));
+    EXPECT_EQ(folder_.open()->valueForKey("k"), VKTValue("newest"));
     EXPECT_TRUE(folder_.problems.empty());
 }
 
