@@ -67,7 +67,7 @@ bool VKTPixelStore::deletePixel(const VKTPixel& pixel) {
 
 void VKTPixelStore::deleteObsoletePixels() {
     VKTRecursiveLock lock(mutex_);
-    pixels_ = validPendingPixels();
+    std::erase_if(pixels_, [](const auto& pixel) { return !pixel || isPixelObsolete(*pixel); });
     rebuildSlots();
 }
 
@@ -132,7 +132,7 @@ std::optional<std::size_t> VKTPixelStore::placeOfID(std::uint32_t ID) const {
 
 // Drops the holes and makes room for half as many pixels more, at least.
 void VKTPixelStore::rebuildSlots() {
-    pixels_ = allPixels();
+    std::erase(pixels_, nullptr);
     slots_.assign(std::bit_ceil(3 * (pixels_.size() + 1)), Slot());
     for (std::uint32_t i = 0; i < pixels_.size(); ++i)
         slots_[slotOfID(pixels_[i]->ID())] = {pixels_[i]->ID(), i + 1};
