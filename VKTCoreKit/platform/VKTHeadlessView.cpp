@@ -15,14 +15,13 @@ std::vector<std::shared_ptr<VKTView>> VKTHeadlessView::subviews() const {
     return {subviews_.begin(), subviews_.end()};
 }
 
-void VKTHeadlessView::addSubview(const std::shared_ptr<VKTHeadlessView>& view) {
+void VKTHeadlessView::addSubview(std::shared_ptr<VKTHeadlessView> view) {
     for (std::shared_ptr<VKTView> each = shared_from_this(); each; each = each->superview()) {
         if (each == view) return;
     }
-    const auto held = view;  // the argument may be the superview's own reference
-    held->removeFromSuperview();
-    held->superview_ = weak_from_this();
-    subviews_.push_back(held);
+    view->removeFromSuperview();
+    view->superview_ = weak_from_this();
+    subviews_.push_back(std::move(view));
 }
 
 void VKTHeadlessView::removeFromSuperview() {

@@ -35,7 +35,7 @@ class VKTHeadlessView : public VKTView, public std::enable_shared_from_this<VKTH
 
     /// Puts the view in front of the other subviews, after taking it out of where it stood. Does nothing for
     /// this view itself and for its ancestors.
-    void addSubview(const std::shared_ptr<VKTHeadlessView>& view);
+    void addSubview(std::shared_ptr<VKTHeadlessView> view);
     void removeFromSuperview();
 
   private:
