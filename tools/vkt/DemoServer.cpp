@@ -7,10 +7,13 @@
 #include <charconv>
 #include <chrono>
 #include <condition_variable>
+#include <limits>
 #include <string_view>
 #include <thread>
 
+#include "DemoConfiguration.h"
 #include "DemoDocuments.h"
+#include "LogCollector.h"
 #include "PixelLog.h"
 #include "RawListener.h"
 
@@ -54,6 +57,7 @@ class DemoServer::Impl {
     void waitUnlessStopped(milliseconds time);
     void tell(ToldAnswer told) { toldAnswers_.tell(std::move(told)); }
     [[nodiscard]] PixelLog& pixelLog() { return pixelLog_; }
+    [[nodiscard]] LogCollector& logCollector() { return logCollector_; }
 
     [[nodiscard]] std::string baseURL(const httplib::Request& request) const;
     [[nodiscard]] int rawPort() const { return rawListener_.port(); }
@@ -72,6 +76,7 @@ class DemoServer::Impl {
 
     ToldAnswers toldAnswers_;
     PixelLog pixelLog_;
+    LogCollector logCollector_;
 };
 
 namespace {
@@ -193,6 +198,35 @@ void sendPixelLog(const Exchange& exchange) {
     exchange.response.set_content(exchange.server.pixelLog().JSON(), "application/json");
 }
 
+void sendConfiguration(const Exchange& exchange) {
+    const std::size_t slash = std::min(exchange.argument.find('/'), exchange.argument.size());
+    const std::string_view variant = exchange.argument.substr(std::min(slash + 1, exchange.argument.size()));
+    const Exchange site{exchange.server, exchange.request, exchange.response,
+                        exchange.argument.substr(0, slash)};
+    const auto number = site.number(0, std::numeric_limits<int>::max());
+    if (!number) return;
+    const auto document = DemoConfiguration::document(exchange.baseURL(), *number, variant);
+    if (!document) {
+        exchange.refuse(std::string("After the site goes nothing, or one of: ") +
+                        DemoConfiguration::variants);
+        return;
+    }
+    exchange.response.set_content(*document, "application/json");
+}
+
+void collectLogs(const Exchange& exchange) {
+    auto& collector = exchange.server.logCollector();
+    if (exchange.request.method == "POST") {
+        const std::string userAgent = exchange.request.get_header_value("User-Agent");
+        if (!collector.add(exchange.request.body, userAgent, "normal")) {
+            exchange.refuse("A JSON array of log records goes here.");
+        }
+        return;
+    }
+    if (exchange.argument == "clear") collector.clear();
+    exchange.response.set_content(collector.JSON(), "application/json");
+}
+
 void hearAnswer(const Exchange& exchange) {
     const auto parameter = [&](const char* name) { return exchange.request.get_param_value(name); };
     auto told = ToldAnswer::initWithTexts(parameter("path"), parameter("answer"), parameter("times"));
@@ -303,6 +337,10 @@ constexpr auto routes = std::to_array<Route>({
     {"pixel", "/...", "a 1x1 GIF; the request is logged, however it is answered",
      [](const Exchange& e) { e.response.set_content(gif.data(), gif.size(), "image/gif"); }},
     {"pixels", "[/clear]", "the log of the pixels as JSON; /clear empties it first", sendPixelLog},
+    {"config", "/SITE[/WHAT]", "the configuration of a site; WHAT, if it shall not be a good one, is below",
+     sendConfiguration},
+    {"logs", "[/clear]", "collects log records (POST), or shows them as JSON; /clear drops them first",
+     collectLogs},
     {"tell", "?path=P&answer=A",
      "answers the path (a prefix with * at its end) so from now on; &times=N: N times", hearAnswer},
 });
@@ -332,15 +370,21 @@ void misbehave(const Exchange& exchange, const std::string& answer) {
 
 }  // namespace
 
-DemoServer::Impl::Impl(const std::string& root, std::ostream& log) : pixelLog_(log) {
+DemoServer::Impl::Impl(const std::string& root, std::ostream& log) : pixelLog_(log), logCollector_(log) {
     server_.new_task_queue = [] { return new httplib::ThreadPool(threadLimit); };
     server_.set_tcp_nodelay(true);
     server_.set_keep_alive_timeout(1);  // an idle connection delays the end by that much
     if (!root.empty()) server_.set_mount_point("/files", root);
     server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
-        if (request.path.starts_with("/files/")) return httplib::Server::HandlerResponse::Unhandled;
+        // The body of a POST request is read after this.
+        const bool isLater = request.path.starts_with("/files/") || request.method == "POST";
+        if (isLater) return httplib::Server::HandlerResponse::Unhandled;
         answer(request, response);
         return httplib::Server::HandlerResponse::Handled;
+    });
+    server_.set_payload_max_length(LogCollector::byteLimit);
+    server_.Post(".*", [this](const httplib::Request& request, httplib::Response& response) {
+        answer(request, response);
     });
 }
 
@@ -368,12 +412,16 @@ void DemoServer::Impl::stop() {
 
 void DemoServer::Impl::answer(const httplib::Request& request, httplib::Response& response) {
     response.status = 200;
-    const bool isControl = request.path == "/tell" || request.path.starts_with("/pixels");
+    const bool areLogs = request.path.starts_with("/logs");
+    const bool isDelivery = areLogs && request.method == "POST";
+    const bool isControl =
+        (areLogs && !isDelivery) || request.path == "/tell" || request.path.starts_with("/pixels");
     const std::string told = isControl ? "normal" : toldAnswers_.answerToHit(request.path);
     if (request.path.starts_with("/pixel/")) pixelLog_.add(request.target, told);
     if (told == "normal") {
         dispatch(request, request.path, response);
     } else {
+        if (isDelivery) logCollector_.add(request.body, request.get_header_value("User-Agent"), told);
         misbehave({*this, request, response, {}}, told);
     }
 }
@@ -427,5 +475,8 @@ std::string DemoServer::listing() {
         line.append(line.size() < column ? column - line.size() : 1, ' ');
         text += line + std::string(route.description) + "\n";
     }
-    return text + "  /files/...            the files of the folder given with --root\n";
+    text += "  /files/...            the files of the folder given with --root\n\n";
+    text += std::string("Configurations: ") + DemoConfiguration::variants + ".\n";
+    text += std::string("Answers to tell: ") + ToldAnswer::names + ".\n";
+    return text;
 }

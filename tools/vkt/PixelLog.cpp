@@ -7,16 +7,6 @@
 
 namespace {
 
-const VKTTimeZone& localTimeZone() {
-    static const VKTTimeZone zone(vkt_localOffsetFromUTC);
-    return zone;
-}
-
-// "14:03:07.042" of "2024-03-05T14:03:07.042+0100".
-std::string timeOfDay(VKTDate date) {
-    return vkt_ISO8601StringFromDate(date, localTimeZone()).substr(11, 12);
-}
-
 // One line of ASCII, whatever the client sent.
 std::string printable(std::string_view text) {
     constexpr std::string_view digits = "0123456789ABCDEF";
@@ -34,17 +24,26 @@ std::string printable(std::string_view text) {
 
 }  // namespace
 
+std::string localTextOfDate(VKTDate date) {
+    static const VKTTimeZone zone(vkt_localOffsetFromUTC);
+    return vkt_ISO8601StringFromDate(date, zone);
+}
+
+std::string timeOfDay(VKTDate date) {
+    return localTextOfDate(date).substr(11, 12);
+}
+
 void PixelLog::add(std::string_view target, std::string answer) {
     const std::size_t mark = target.find('?');
     const bool hasQuery = mark != std::string_view::npos;
     const auto now = std::chrono::system_clock::now();
     Hit hit{std::chrono::time_point_cast<VKTDate::duration>(now), printable(target.substr(0, mark)),
             hasQuery ? printable(target.substr(mark + 1)) : "", std::move(answer)};
+    std::string line = timeOfDay(hit.time) + ' ' + hit.path;
+    if (!hit.query.empty()) line += ' ' + hit.query;
+    if (hit.answer != "normal") line += " -> " + hit.answer;
     const std::lock_guard lock(mutex_);
-    out_ << timeOfDay(hit.time) << ' ' << hit.path;
-    if (!hit.query.empty()) out_ << ' ' << hit.query;
-    if (hit.answer != "normal") out_ << " -> " << hit.answer;
-    out_ << std::endl;
+    out_ << line + '\n' << std::flush;  // whole, since others write lines there, too
     if (hits_.size() == limit) hits_.pop_front();
     hits_.push_back(std::move(hit));
 }
@@ -59,7 +58,7 @@ std::string PixelLog::JSON() const {
     {
         const std::lock_guard lock(mutex_);
         for (const Hit& hit : hits_) {
-            report.emplace_back(VKTDictionary{{"time", vkt_ISO8601StringFromDate(hit.time, localTimeZone())},
+            report.emplace_back(VKTDictionary{{"time", localTextOfDate(hit.time)},
                                               {"path", hit.path},
                                               {"query", hit.query},
                                               {"answer", hit.answer}});

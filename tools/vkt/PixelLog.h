@@ -10,6 +10,12 @@
 
 #include "VKTCoreKit/foundation/VKTDate.h"
 
+/// "2024-03-05T14:03:07.042+0100" in local time.
+std::string localTextOfDate(VKTDate date);
+
+/// "14:03:07.042" in local time.
+std::string timeOfDay(VKTDate date);
+
 /// The latest hits, the oldest first. Any thread.
 class PixelLog {
   public:
