@@ -9,8 +9,16 @@ std::optional<std::string> vkt_storedString(const VKTPropertyCacheManager& store
     return text ? std::optional(*text) : std::nullopt;
 }
 
+std::optional<char> vkt_consentFlag(std::string_view flags, std::size_t number) {
+    const auto beginsCharacter = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; };
+    for (const char c : flags) {
+        if (beginsCharacter(c) && --number == 0) return c;
+    }
+    return std::nullopt;
+}
+
 bool vkt_hasConsentFlag(std::string_view flags, std::size_t number) {
-    return flags.size() >= number && flags[number - 1] == '1';
+    return vkt_consentFlag(flags, number) == '1';
 }
 
 bool vkt_hasConsentForIDPurposes(std::string_view purposeFlags) {

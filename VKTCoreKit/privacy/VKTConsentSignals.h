@@ -32,7 +32,10 @@ inline constexpr std::size_t VKTConsentVendorID = 45;
 /// The text stored under `key`; nothing when there is none, or a value of another type.
 std::optional<std::string> vkt_storedString(const VKTPropertyCacheManager& store, std::string_view key);
 
-/// Whether the flag of `number` (from 1) is there and "1".
+/// The flag of `number` (from 1): of a character outside ASCII its first byte. Nothing when there are fewer.
+std::optional<char> vkt_consentFlag(std::string_view flags, std::size_t number);
+
+/// Whether that flag is there and "1".
 bool vkt_hasConsentFlag(std::string_view flags, std::size_t number);
 
 /// Whether the flags of all purposes that identifiers need (1, 2, 4, 7, 10) are "1".

@@ -30,8 +30,9 @@ VKTIdentityProvider::VKTIdentityProvider(std::shared_ptr<const VKTDevice> device
       random_(std::move(random)) {}
 
 std::optional<VKTTransientID> VKTIdentityProvider::retrieveTransientID() const {
-    const auto value = propertyCacheManager_->objectForKey(VKTTransientIDKey);
+    // The date comes first: another process may write both meanwhile, the value before the date.
     const auto date = propertyCacheManager_->objectForKey(VKTTransientIDLastGenerationKey);
+    const auto value = propertyCacheManager_->objectForKey(VKTTransientIDKey);
     if (!value || !value->asString() || !date || !date->asDate()) return std::nullopt;
     return VKTTransientID{*value->asString(), *date->asDate()};
 }

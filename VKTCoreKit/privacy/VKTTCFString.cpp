@@ -12,8 +12,8 @@ namespace {
 constexpr std::size_t vendorFlagsMinimumLength = 46;
 
 bool hasVendorConsent(std::string_view vendorFlags) {
-    return vendorFlags.size() >= vendorFlagsMinimumLength &&
-           vkt_hasConsentFlag(vendorFlags, VKTConsentVendorID);
+    return vkt_hasConsentFlag(vendorFlags, VKTConsentVendorID) &&
+           vkt_consentFlag(vendorFlags, vendorFlagsMinimumLength);
 }
 
 int versionOf(const std::string& string) {

@@ -51,7 +51,8 @@ class Consent : public testing::Test {
 
     void set(const char* key, State state, const VKTValue& refusing, const VKTValue& allowing,
              const VKTValue& wrongType = VKTArray{}) {
-        const VKTValue values[] = {{}, wrongType, "+", refusing, allowing, {}};
+        // A section that is not listed has no say, whatever it holds.
+        const VKTValue values[] = {{}, wrongType, "+", refusing, allowing, refusing};
         set(key, values[state]);
     }
 
@@ -64,7 +65,7 @@ class Consent : public testing::Test {
         set("IABGPP_HDR_Version", 1);
         set("IABGPP_HDR_GppString", s.GPP, {}, "DBAA~C-O.1_");
         set("IABGPP_GppSID", lists[s.section2 == NotListed][s.section6 == NotListed]);
-        set("IABGPP_2_String", s.section2, {}, "CO");
+        set("IABGPP_2_String", s.section2, "CO", "CO");
         set("IABGPP_TCFEU2_PurposesConsent", s.flags2, allPurposes, allPurposes);
         set("IABGPP_TCFEU2_VendorConsent", s.flags2, std::string(46, '0'), vendor45);
         set("IABGPP_TCFEU2_SpecialFeatureOptIns", s.flags2, "10", "10");
@@ -152,9 +153,9 @@ TEST_F(Consent, TCFStringIsJudgedByFormAndFirstCharacter) {
 TEST_F(Consent, WhetherTheGDPRAppliesByTypeOfTheStoredValue) {
     // Value, decision of a TCF string without flags, integer.
     const std::tuple<VKTValue, Decision, int> values[] = {
-        {VKTValue(), Allowed, -1}, {1, Refused, 1},     {1.0, Refused, 1},
-        {true, Refused, 1},        {2, Allowed, 2},     {-1, Allowed, -1},
-        {"1", Allowed, 1},         {"yes", Allowed, 0}, {VKTArray{1}, Allowed, 0}};
+        {VKTValue(), Allowed, -1}, {1, Refused, 1},   {1.0, Refused, 1},   {true, Refused, 1},
+        {2, Allowed, 2},           {-1, Allowed, -1}, {1.5, Allowed, 1},   {0.9, Allowed, 0},
+        {false, Allowed, 0},       {"1", Allowed, 1}, {"yes", Allowed, 0}, {VKTArray{1}, Allowed, 0}};
     for (const auto& [value, decision, integer] : values) {
         set("IABTCF_gdprApplies", value);
         EXPECT_EQ(int{section(false).canSendIDs()}, decision) << value.description();
@@ -176,7 +177,10 @@ TEST_F(Consent, FlagsAtTheirBounds) {
         {"1001001001", vendor45, "", Refused, Refused, false, true},
         {"1100001001", vendor45, "1x", Refused, Allowed, false, true},
         {"1101000001", vendor45, "10", Refused, Allowed, false, true},
-        {"11x1001001", vendor45 + "x", "10", Allowed, Allowed, false, false}};
+        {"11x1001001", vendor45 + "x", "10", Allowed, Allowed, false, false},
+        {"11ä1001001", "ä" + std::string(42, '0') + "10", "1ä", Refused, Refused, false, false},
+        {allPurposes, "ä" + std::string(43, '0') + "1", "1ä", Refused, Refused, true, false},
+        {"11ä1001001", "ä" + std::string(43, '0') + "1ä", "1ä", Allowed, Allowed, false, false}};
     for (const auto& [purposes, vendors, features, IDs, location, purposesAreValid, vendorsAreValid] : rows) {
         set("IABGPP_TCFEU2_PurposesConsent", purposes);
         set("IABGPP_TCFEU2_VendorConsent", vendors);
@@ -189,6 +193,7 @@ TEST_F(Consent, FlagsAtTheirBounds) {
     EXPECT_EQ(int{section(true, "DO").canSendLocation()}, Refused);
     EXPECT_EQ(int{section(false, "DO").canSendLocation()}, Allowed);
     set("IABGPP_TCFEU2_PurposesConsent", VKTValue());
+    EXPECT_EQ(int{section().canSendIDs()}, Undetermined) << "one of two texts";
     EXPECT_EQ(int{section().canSendLocation()}, Allowed) << "location needs no purposes";
     set("IABGPP_TCFEU2_SpecialFeatureOptIns", 1);
     EXPECT_EQ(int{section().canSendLocation()}, Undetermined);
@@ -243,6 +248,8 @@ TEST_F(Consent, GPPStringsAndTheirSections) {
                                                                        {"-2", false, {}},
                                                                        {"1-1", false, {}},
                                                                        {"-10", false, {}},
+                                                                       {"-0", false, {}},
+                                                                       {"18446744073709551618", true, {}},
                                                                        {" 2", false, {}},
                                                                        {"+2", false, {}}};
     for (const auto& [text, isValid, expected] : lists) {
@@ -265,6 +272,7 @@ TEST_F(Consent, GPPStringsAndTheirSections) {
     set("IABGPP_GppSID", "7");
     for (const auto& [value, version] : {std::pair(VKTValue(1), 1),
                                          {VKTValue(1.0), 1},
+                                         {VKTValue(true), 1},
                                          {VKTValue(2), -1},
                                          {VKTValue(), -1},
                                          {VKTValue("1"), -1}}) {
@@ -272,6 +280,8 @@ TEST_F(Consent, GPPStringsAndTheirSections) {
         EXPECT_EQ(identity->GPPString()->version(), version) << value.description();
         EXPECT_EQ(identity->GPPString()->isValid(), version == 1) << value.description();
     }
+    set("IABGPP_GppSID", 7);
+    EXPECT_FALSE(identity->GPPString()) << "both must be texts";
 }
 
 }  // namespace

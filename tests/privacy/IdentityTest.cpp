@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <functional>
 #include <set>
 #include <thread>
+#include <utility>
 
 #include "VKTCoreKit/core/VKTUUID.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
@@ -102,16 +104,19 @@ TEST_F(Identity, WhatIsStoredOfATransientID) {
     EXPECT_NE(transientID(), stored);
 }
 
-// Refuses one key.
+// Refuses one key; another process may write after the first read.
 struct HalfFullStore : VKTPropertyCacheManager {
     [[nodiscard]] std::optional<VKTValue> objectForKey(std::string_view key) const override {
-        return memory.valueForKey(key);
+        const auto value = memory.valueForKey(key);
+        if (const auto write = std::exchange(afterRead, nullptr)) write();
+        return value;
     }
     bool setObject(const VKTValue& object, std::string_view forKey) override {
         return forKey != refusedKey && memory.setValueForKey(object, forKey);
     }
     VKTMemoryKeyValueStore memory;
     std::string_view refusedKey;
+    mutable std::function<void()> afterRead;
 };
 
 TEST_F(Identity, AnExpiredTransientIDNeverLivesOnWhenWritesFail) {
@@ -127,6 +132,16 @@ TEST_F(Identity, AnExpiredTransientIDNeverLivesOnWhenWritesFail) {
         const auto identity = VKTIdentity::initWithIdentityProvider(provider, false, true, std::nullopt);
         EXPECT_EQ(identity->identity(), identity->transientId());
     }
+}
+
+TEST_F(Identity, AnExpiredTransientIDNeverLivesOnWhenAnotherProcessRenewsIt) {
+    const auto shared = std::make_shared<HalfFullStore>();
+    const auto provider =
+        VKTIdentityProvider::initWithDevice(test.device, shared, test.clock, platform.random);
+    const std::string expired = provider->generateNewTransientID();
+    test.clock->advance(std::chrono::hours(24));
+    shared->afterRead = [&] { provider->generateNewTransientID(); };
+    EXPECT_NE(VKTIdentity::retrieveTransientIDWithProvider(*provider), expired);
 }
 
 TEST_F(Identity, ThreadsGetOneTransientID) {
