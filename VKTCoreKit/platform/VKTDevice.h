@@ -38,6 +38,9 @@ class VKTDevice {
     /// UUIDs, as the system writes them: one for all applications, and one for those of this vendor.
     [[nodiscard]] virtual std::string advertisingIdentifier() const { return ""; }
     [[nodiscard]] virtual std::string identifierForVendor() const { return ""; }
+
+    /// How loud the device plays, 0 (muted) to 1.
+    [[nodiscard]] virtual std::optional<double> volume() const { return std::nullopt; }
 };
 
 /// Values for a `VKTSettableDevice`; each may be left out.
@@ -51,6 +54,7 @@ struct VKTDeviceFacts {
     bool isAdvertisingTrackingEnabled = false;
     std::string advertisingIdentifier = {};
     std::string identifierForVendor = {};
+    std::optional<double> volume = {};
 };
 
 /// A device of which the embedder says everything. Any thread may set it.
@@ -84,6 +88,7 @@ class VKTSettableDevice final : public VKTDevice {
     }
     [[nodiscard]] std::string advertisingIdentifier() const override { return facts().advertisingIdentifier; }
     [[nodiscard]] std::string identifierForVendor() const override { return facts().identifierForVendor; }
+    [[nodiscard]] std::optional<double> volume() const override { return facts().volume; }
 
   private:
     mutable VKTMutex mutex_;

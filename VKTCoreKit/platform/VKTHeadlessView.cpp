@@ -15,6 +15,10 @@ std::vector<std::shared_ptr<VKTView>> VKTHeadlessView::subviews() const {
     return {subviews_.begin(), subviews_.end()};
 }
 
+void VKTHeadlessView::appendSubviewsTo(std::vector<std::shared_ptr<VKTView>>& list) const {
+    list.insert(list.end(), subviews_.begin(), subviews_.end());
+}
+
 void VKTHeadlessView::addSubview(std::shared_ptr<VKTHeadlessView> view) {
     for (std::shared_ptr<VKTView> each = shared_from_this(); each; each = each->superview()) {
         if (each == view) return;

@@ -3,6 +3,9 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "VKTCoreKit/platform/VKTNotificationCentre.h"
@@ -27,11 +30,16 @@ class VKTHeadlessView : public VKTView, public std::enable_shared_from_this<VKTH
     [[nodiscard]] bool isWindow() const override { return isWindow_; }
     [[nodiscard]] std::shared_ptr<VKTView> superview() const override { return superview_.lock(); }
     [[nodiscard]] std::vector<std::shared_ptr<VKTView>> subviews() const override;
+    void appendSubviewsTo(std::vector<std::shared_ptr<VKTView>>& list) const override;
+    [[nodiscard]] std::string_view className() const override { return className_; }
+    [[nodiscard]] bool hasFocus() const override { return hasFocus_; }
 
     void setFrame(const VKTRect& frame) { frame_ = frame; }
     void setBoundsOrigin(VKTPoint origin) { boundsOrigin_ = origin; }
     void setHidden(bool hidden) { isHidden_ = hidden; }
     void setAlpha(double alpha) { alpha_ = alpha; }
+    void setClassName(std::string className) { className_ = std::move(className); }
+    void setFocus(bool hasFocus) { hasFocus_ = hasFocus; }
 
     /// Puts the view in front of the other subviews, after taking it out of where it stood. Does nothing for
     /// this view itself and for its ancestors.
@@ -45,6 +53,8 @@ class VKTHeadlessView : public VKTView, public std::enable_shared_from_this<VKTH
     VKTPoint boundsOrigin_;
     bool isHidden_ = false;
     double alpha_ = 1;
+    std::string className_ = "VKTHeadlessView";
+    bool hasFocus_ = true;
     const bool isWindow_;
     std::weak_ptr<VKTHeadlessView> superview_;
     std::vector<std::shared_ptr<VKTHeadlessView>> subviews_;

@@ -17,6 +17,7 @@
 #include "VKTCoreKit/platform/VKTRandomSource.h"
 #include "VKTCoreKit/platform/VKTReachabilityTarget.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
+#include "VKTCoreKit/platform/VKTScriptExecutor.h"
 #include "VKTCoreKit/platform/VKTView.h"
 #include "VKTCoreKit/platform/VKTXMLEventReader.h"
 
@@ -62,6 +63,13 @@ struct VKTPlatform {
     /// A target that watches `peer` while it is scheduled. Never null.
     std::function<std::shared_ptr<VKTReachabilityTarget>(const VKTReachabilityPeer& peer)>
         makeReachabilityTarget;
+
+    /// A world in a process of its own, for scripts that nobody has vetted. Never null; when it cannot be
+    /// made it ends at once, and its handler hears why.
+    VKTScriptExecutorMaker makeScriptExecutor;
+
+    /// A world in this process, for trusted scripts only: one that never ends stops the main thread.
+    VKTScriptExecutorMaker makeTrustedScriptExecutor;
 
     /// The set in force: the linked platform's own, made on first use, until `setCurrent`.
     static const VKTPlatform& current();

@@ -17,6 +17,11 @@ VKTPoint originInRoot(const VKTView& view) {
 
 }  // namespace
 
+void VKTView::appendSubviewsTo(std::vector<std::shared_ptr<VKTView>>& list) const {
+    const auto own = subviews();
+    list.insert(list.end(), own.begin(), own.end());
+}
+
 VKTPoint VKTView::convertPointToView(VKTPoint point, const VKTView& view) const {
     const VKTPoint from = originInRoot(*this);
     const VKTPoint to = originInRoot(view);

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTRect.h"
@@ -25,6 +26,16 @@ class VKTView {
 
     /// Back to front.
     [[nodiscard]] virtual std::vector<std::shared_ptr<VKTView>> subviews() const = 0;
+
+    /// The same, put behind what is in the list already. Overridden by views that need not make a list of
+    /// their own for it: whoever walks a tree often keeps its list and its memory.
+    virtual void appendSubviewsTo(std::vector<std::shared_ptr<VKTView>>& list) const;
+
+    /// What kind of view it is, for people who look for what covers an ad. Lives as long as the view.
+    [[nodiscard]] virtual std::string_view className() const { return "VKTView"; }
+
+    /// Of a window: whether it is the one that the viewer controls.
+    [[nodiscard]] virtual bool hasFocus() const { return true; }
 
     /// A point of this view in another view's coordinates; by way of their topmost views, which are taken for
     /// the same when they are not.

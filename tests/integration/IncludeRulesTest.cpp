@@ -13,8 +13,9 @@ namespace {
 namespace fs = std::filesystem;
 
 // Lowest first; an include never runs up.
-const std::vector<std::string_view> floors = {"foundation", "platform", "core",    "network",
-                                              "vast",       "tracking", "privacy", "config"};
+const std::vector<std::string_view> floors = {"foundation",     "platform", "ui",       "core",    "network",
+                                              "omruntime",      "vast",     "tracking", "privacy", "config",
+                                              "openmeasurement"};
 
 constexpr std::string_view libraryFolder = "VKTCoreKit/";
 constexpr std::string_view linuxFolder = "VKTCoreKit/platform/linux/";

@@ -27,7 +27,8 @@ VKTPlatform vkt_makeDefaultPlatform() {
             .makeSerialQueue = vkt_makeAsioSerialQueue,
             .makeConcurrentPool = vkt_makeAsioConcurrentPool,
             .makeKeyValueStore = vkt_makeSQLiteKeyValueStore,
-            .makeReachabilityTarget = [](const VKTReachabilityPeer& peer) {
-                return vkt_makeNetlinkReachabilityTarget(peer);
-            }};
+            .makeReachabilityTarget =
+                [](const VKTReachabilityPeer& peer) { return vkt_makeNetlinkReachabilityTarget(peer); },
+            .makeScriptExecutor = nullptr,
+            .makeTrustedScriptExecutor = nullptr};
 }

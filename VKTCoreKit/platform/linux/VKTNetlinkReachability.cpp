@@ -102,7 +102,7 @@ class ChangeWatcher {
   private:
     void watch() const {
         std::array<pollfd, 2> polled{{{end_.get(), POLLIN, 0}, {changes_.get(), POLLIN, 0}}};
-        while (true) {
+        while (end_.get() >= 0) {  // without it nothing could end the wait
             if (poll(polled.data(), polled.size(), -1) < 0) {
                 if (errno == EINTR) continue;
                 return;

@@ -1,0 +1,60 @@
+// The measurement runtime as a whole.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "VKTCoreKit/network/VKTURLSession.h"
+#include "VKTCoreKit/omruntime/MeasurementObserver.h"
+
+namespace OMIDKorvonet1 {
+
+/// Worlds of verification scripts at once, over all sessions. Sessions beyond it run without the scripts that
+/// found no place.
+inline constexpr std::size_t ScriptLimit = 64;
+
+class SessionRegistry;
+
+/// Switches the runtime on and holds what all sessions share: their registry, the state of application and
+/// device, the session for requests. Main thread only. The shared instance is never destroyed.
+class SDK {
+  public:
+    static SDK& sharedInstance();
+
+    /// True when the runtime is active after the call.
+    bool activate();
+    [[nodiscard]] bool isActive() const;
+
+    static std::string versionString();
+
+    /// The viewer was seen to be there: a key of the remote control, say. Scripts hear the time with the next
+    /// geometry.
+    void updateLastActivity();
+
+    /// Makes the scripts' requests; the shared session unless set. Not null.
+    void setURLSession(std::shared_ptr<VKTURLSession> session);
+    [[nodiscard]] const std::shared_ptr<VKTURLSession>& URLSession() const;
+
+    /// Held weakly.
+    void setObserver(std::weak_ptr<MeasurementObserver> observer);
+
+    /// Runs scripts in this process from the next session on: for vetted scripts, and for systems that cannot
+    /// start processes. False unless set.
+    void setTrustsScripts(bool trustsScripts);
+    [[nodiscard]] bool trustsScripts() const;
+
+    /// Of the program that runs a script; empty, the default: the one installed beside the library or beside
+    /// the executable.
+    void setScriptHostPath(std::string path);
+
+    [[nodiscard]] SessionRegistry& registry();
+
+  private:
+    SDK();
+    ~SDK();
+
+    struct State;
+    const std::unique_ptr<State> state_;
+};
+
+}  // namespace OMIDKorvonet1

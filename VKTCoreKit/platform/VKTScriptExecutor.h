@@ -1,0 +1,64 @@
+// JavaScript worlds, each with its own engine.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "VKTCoreKit/foundation/VKTError.h"
+
+inline constexpr const char* VKTScriptErrorDomain = "VKTScriptErrorDomain";
+
+enum VKTScriptErrorCode : std::uint8_t {
+    VKTScriptErrorException = 1,    ///< a script does not compile or threw; its world goes on
+    VKTScriptErrorMemory = 2,       ///< more memory than allowed
+    VKTScriptErrorTime = 3,         ///< a turn, or all of them together, took too long
+    VKTScriptErrorFlood = 4,        ///< a message that is too long, or too many that nobody has taken yet
+    VKTScriptErrorEnded = 5,        ///< the process that ran it has ended
+    VKTScriptErrorUnavailable = 6,  ///< there was never a world: the description says what is missing
+};
+
+/// What one world may use. A turn is one `evaluate` or `call`.
+struct VKTScriptOptions {
+    std::size_t memoryLimit = std::size_t{16} * 1024 * 1024;  ///< bytes of the engine's heap
+
+    /// Of processor time, so that a busy device does not punish a script. A world in a process of its own
+    /// also ends when a turn takes eight times as long by the clock on the wall.
+    std::chrono::milliseconds turnLimit{250};
+    std::chrono::seconds totalLimit{60};                      ///< of processor time, all turns together
+    std::size_t messageLimit = std::size_t{64} * 1024;        ///< bytes of one message
+    std::size_t backlogLimit = std::size_t{4} * 1024 * 1024;  ///< bytes of messages not yet delivered
+    std::string hostPath;  ///< the program for worlds in a process of their own; empty: the installed one
+};
+
+/// What a world reports; each may be null. Called on the main loop, in the order of happening, never inside a
+/// call to the executor, and never after the executor is gone. A handler may destroy its executor.
+struct VKTScriptHandlers {
+    std::function<void(std::string message)> onMessage;      ///< the script called `postToHost(text)`
+    std::function<void(const VKTError& error)> onException;  ///< VKTScriptErrorException
+    std::function<void(const VKTError& error)> onEnd;        ///< any other code; once, and the last
+};
+
+/// One world: a global object, and the scripts that share it. It has no timers, no network, no files; only
+/// the language (ECMAScript 5.1) and `postToHost(text)`.
+///
+/// Main thread only; nothing blocks. Destroying it ends the world at once. After `onEnd` calls do nothing.
+class VKTScriptExecutor {
+  public:
+    virtual ~VKTScriptExecutor() = default;
+
+    /// Runs a script after everything asked for before. The name appears in error descriptions.
+    virtual void evaluate(std::string script, std::string name) = 0;
+
+    /// Calls the global function of that name with one argument, the value of the JSON text.
+    virtual void call(std::string function, std::string argumentJSON) = 0;
+
+    /// The process that runs it; 0 for a world in this process, and for one that has no process yet.
+    [[nodiscard]] virtual std::int64_t processIdentifier() const { return 0; }
+};
+
+using VKTScriptExecutorMaker =
+    std::function<std::unique_ptr<VKTScriptExecutor>(VKTScriptOptions options, VKTScriptHandlers handlers)>;
