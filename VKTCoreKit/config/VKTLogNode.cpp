@@ -1,14 +1,12 @@
 #include "VKTCoreKit/config/VKTLogNode.h"
 
-#include <cstdio>
-#include <cstdlib>
+#include <stdexcept>
 #include <utility>
 
 namespace {
 
-[[noreturn]] void abortNotOverridden(const char* operation) {
-    std::fprintf(stderr, "VKTCoreKit: You must override %s in a subclass\n", operation);
-    std::abort();
+[[noreturn]] void throwNotOverridden(const std::string& operation) {
+    throw std::logic_error("You must override " + operation + " in a subclass");
 }
 
 void setUnlessAbsent(VKTDictionary& dictionary, const char* key, std::optional<std::string> text) {
@@ -22,11 +20,11 @@ void setUnlessEmpty(VKTDictionary& dictionary, const char* key, std::optional<st
 }  // namespace
 
 std::string VKTLogNode::name() const {
-    abortNotOverridden("name");
+    throwNotOverridden("name");
 }
 
 std::optional<VKTDictionary> VKTLogNode::jsonDictionary() const {
-    abortNotOverridden("jsonDictionary");
+    throwNotOverridden("jsonDictionary");
 }
 
 bool VKTLogNode::isEqualToLogNode(const VKTLogNode& other) const {

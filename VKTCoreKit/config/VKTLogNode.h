@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
@@ -17,7 +18,8 @@ class VKTLogNode {
     virtual ~VKTLogNode() = default;
 
     /// Where the part stands in the record, and what stands there; nothing leaves it out. A class that does
-    /// not override one of these ends the process with a message when it is called.
+    /// not override one of these throws a `std::logic_error` when it is called, and so does whatever writes
+    /// or compares such a node. Nothing else in the library throws.
     [[nodiscard]] virtual std::string name() const;
     [[nodiscard]] virtual std::optional<VKTDictionary> jsonDictionary() const;
 

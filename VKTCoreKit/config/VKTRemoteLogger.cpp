@@ -31,6 +31,21 @@ VKTRemoteLogHeaders headersFromArray(const VKTArray& array) {
     return headers;
 }
 
+std::uint64_t rateOfLevel(const VKTRemoteLoggerSettings& settings, VKTRemoteLogLevel level) {
+    switch (level) {
+        case VKTRemoteLogLevelDebug:
+            return settings.debugSamplingRate;
+        case VKTRemoteLogLevelInfo:
+            return settings.infoSamplingRate;
+        case VKTRemoteLogLevelWarning:
+            return settings.warningSamplingRate;
+        case VKTRemoteLogLevelError:
+            return settings.errorSamplingRate;
+        default:
+            return 0;
+    }
+}
+
 bool isSuccess(const VKTURLSessionResponse& response) {
     return !response.error() && response.response() && response.response()->statusCode >= 200 &&
            response.response()->statusCode < 400;
@@ -155,24 +170,20 @@ VKTRemoteLogLevel VKTRemoteLogger::logLevelFromString(std::string_view string) {
 }
 
 bool VKTRemoteLogger::canSendLogWithLevel(VKTRemoteLogLevel level) const {
-    if (minimumLogLevel() > level) return false;
-    const std::uint64_t rate = samplingRateForLevel(level);
-    return rate != 0 && drawNumber() % rate == 0;
+    return drawRate(level).has_value();
 }
 
 std::uint64_t VKTRemoteLogger::samplingRateForLevel(VKTRemoteLogLevel level) const {
-    switch (level) {
-        case VKTRemoteLogLevelDebug:
-            return debugSamplingRate();
-        case VKTRemoteLogLevelInfo:
-            return infoSamplingRate();
-        case VKTRemoteLogLevelWarning:
-            return warningSamplingRate();
-        case VKTRemoteLogLevelError:
-            return errorSamplingRate();
-        default:
-            return 0;
-    }
+    return rateOfLevel(settings(), level);
+}
+
+// The rate by which the draw was won; nothing when it was lost. A record carries this one, whatever another
+// thread configures meanwhile.
+std::optional<std::uint64_t> VKTRemoteLogger::drawRate(VKTRemoteLogLevel level) const {
+    const VKTRemoteLoggerSettings current = settings();
+    if (current.minimumLogLevel > level) return std::nullopt;
+    const std::uint64_t rate = rateOfLevel(current, level);
+    return rate != 0 && drawNumber() % rate == 0 ? std::optional(rate) : std::nullopt;
 }
 
 // Each of the 2^32 numbers, which the random source cannot draw at once: it never gives the largest.
@@ -187,12 +198,12 @@ std::string VKTRemoteLogger::generateTimestamp() const {
 }
 
 VKTRemoteLog VKTRemoteLogger::makeLog(std::string message, VKTRemoteLogLevel level,
-                                      std::optional<std::string> type) const {
+                                      std::uint64_t samplingRate, std::optional<std::string> type) const {
     return {.timestamp = generateTimestamp(),
             .message = std::move(message),
             .category = clientCategory_,
             .level = level,
-            .samplingRate = samplingRateForLevel(level),
+            .samplingRate = samplingRate,
             .type = std::move(type)};
 }
 
@@ -206,8 +217,9 @@ std::optional<VKTRemoteLog> VKTRemoteLogger::generateLogWithMessage(std::string 
 std::optional<VKTRemoteLog> VKTRemoteLogger::generateLogWithMessage(
     std::string message, VKTRemoteLogLevel level, std::optional<std::string> type,
     std::optional<std::string_view> baseURLString, std::optional<VKTLogNodes> nodes) const {
-    if (!canSendLogWithLevel(level)) return std::nullopt;
-    VKTRemoteLog log = makeLog(std::move(message), level, std::move(type));
+    const auto rate = drawRate(level);
+    if (!rate) return std::nullopt;
+    VKTRemoteLog log = makeLog(std::move(message), level, *rate, std::move(type));
     log.nodes = std::move(nodes);
     log.setBaseURLString(baseURLString);
     return log;
@@ -216,9 +228,9 @@ std::optional<VKTRemoteLog> VKTRemoteLogger::generateLogWithMessage(
 std::optional<VKTRemoteLog> VKTRemoteLogger::generateLogWithMessage(
     std::string message, VKTRemoteLogLevel level, std::optional<std::string> type,
     std::optional<std::string> metricType, std::optional<std::string> metricValue) const {
-    if (!metricType || !metricValue || !canSendLogWithLevel(level))
-        return generateLogWithMessage(std::move(message), level, std::move(type));
-    VKTRemoteLog log = makeLog(std::move(message), level, std::move(type));
+    const auto rate = metricType && metricValue ? drawRate(level) : std::nullopt;
+    if (!rate) return generateLogWithMessage(std::move(message), level, std::move(type));
+    VKTRemoteLog log = makeLog(std::move(message), level, *rate, std::move(type));
     log.nodes = VKTLogNodes{VKTLogMeasureNode::initWithMeasureDictionary({{*metricType, *metricValue}})};
     log.metricType = std::move(metricType);
     log.metricValue = std::move(metricValue);

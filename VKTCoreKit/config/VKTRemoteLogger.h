@@ -24,7 +24,7 @@
 /// Records that wait for the network; beyond it the oldest are dropped.
 inline constexpr std::size_t VKTRemoteLogBacklogLimit = 1000;
 
-/// The collector unless another is given; nothing is sent there, since the minimum level forbids it.
+/// Stands in for a collector until one is given.
 inline constexpr const char* VKTRemoteLoggerPlaceholderEndPoint = "https://127.0.0.1/";
 
 using VKTRemoteLogHeaders = std::vector<std::pair<std::string, std::string>>;  // names and values
@@ -164,7 +164,8 @@ class VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
                     std::shared_ptr<VKTRandomSource> random, std::shared_ptr<const VKTDeviceInfo> deviceInfo);
 
     [[nodiscard]] VKTRemoteLog makeLog(std::string message, VKTRemoteLogLevel level,
-                                       std::optional<std::string> type) const;
+                                       std::uint64_t samplingRate, std::optional<std::string> type) const;
+    [[nodiscard]] std::optional<std::uint64_t> drawRate(VKTRemoteLogLevel level) const;
     [[nodiscard]] std::uint32_t drawNumber() const;
     void submit(VKTDictionary logDictionary);
     void requestDidEnd(Batch& batch, const VKTURLSessionResponse& response);

@@ -12,8 +12,9 @@ constexpr std::uint32_t WiFiAccessType = 6;
 }  // namespace
 
 const std::shared_ptr<VKTNetworkInfo>& VKTNetworkInfo::sharedInstance() {
-    static const auto* instance = new std::shared_ptr<VKTNetworkInfo>(
-        initWithReachabilityManager(VKTReachabilityManager::sharedManager()));
+    // First: whoever hears of its first report may ask for the instance.
+    const auto& manager = VKTReachabilityManager::sharedManager();
+    static const auto* instance = new std::shared_ptr<VKTNetworkInfo>(initWithReachabilityManager(manager));
     return *instance;
 }
 

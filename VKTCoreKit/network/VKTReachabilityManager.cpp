@@ -42,11 +42,10 @@ std::string VKTStringFromNetworkReachabilityStatus(VKTNetworkReachabilityStatus 
 }
 
 const std::shared_ptr<VKTReachabilityManager>& VKTReachabilityManager::sharedManager() {
-    static const auto* instance = [] {
-        auto* shared = new std::shared_ptr<VKTReachabilityManager>(manager());
-        (*shared)->startMonitoring();
-        return shared;
-    }();
+    static const auto* instance = new std::shared_ptr<VKTReachabilityManager>(manager());
+    // Once the instance stands: whoever hears of the first report may ask for it.
+    static std::atomic_flag isStarted;
+    if (!isStarted.test_and_set()) (*instance)->startMonitoring();
     return *instance;
 }
 
@@ -87,7 +86,9 @@ void VKTReachabilityManager::stopMonitoring() {
 }
 
 bool VKTReachabilityManager::isNetworkReachable() const {
-    return isNetworkReachableViaWWAN() || isNetworkReachableViaWiFi();
+    const VKTNetworkReachabilityStatus status = status_;
+    return status == VKTNetworkReachabilityStatusReachableViaWWAN ||
+           status == VKTNetworkReachabilityStatusReachableViaWiFi;
 }
 
 bool VKTReachabilityManager::isNetworkReachableViaWWAN() const {

@@ -33,7 +33,8 @@ using VKTReachabilityStatusBlock = std::function<void(VKTNetworkReachabilityStat
 /// monitoring; a report under way keeps it alive.
 class VKTReachabilityManager : public std::enable_shared_from_this<VKTReachabilityManager> {
   public:
-    /// For the internet in general, monitoring since the first call. Never destroyed.
+    /// For the internet in general, monitoring since the first call, which reports on its thread. Never
+    /// destroyed.
     static const std::shared_ptr<VKTReachabilityManager>& sharedManager();
 
     static std::shared_ptr<VKTReachabilityManager> manager();  ///< for the internet in general

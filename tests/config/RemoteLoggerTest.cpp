@@ -96,18 +96,19 @@ TEST_F(RemoteLogger, ARecordIsMadeWhenItsLevelCountsAndTheDrawIsWon) {
 
 TEST_F(RemoteLogger, AMetricThatIsNotSentMayStillBecomeARecordWithoutOne) {
     const std::vector<std::uint32_t> won = {0, 0}, lost = {0, 1}, lostThenWon = {0, 1, 0, 0};
-    const std::tuple<std::vector<std::uint32_t>, std::optional<std::string>, const char*> cases[] = {
-        {won, "", R"({"time":""})"},
-        {lostThenWon, "12", "no metric"},
-        {won, std::nullopt, "no metric"},
+    const std::string start = R"({"log":{"category":"sdk","level":"info","samplingRate":1000,"type":"t")";
+    const std::tuple<std::vector<std::uint32_t>, std::optional<std::string>, std::string> cases[] = {
+        {won, "12", start + R"(,"metricType":"time","metricValue":"12"}}measure{"time":"12"})"},
+        {won, "", start + R"(}}measure{"time":""})"},
+        {lostThenWon, "12", start + "}}"},
+        {won, std::nullopt, start + "}}"},
         {lost, "12", "nothing"},
         {lostThenWon, std::nullopt, "nothing"}};  // one draw only
     for (const auto& [draws, value, expected] : cases) {
         const auto log = makeLogger(Delivery::AtOnce, draws)
                              ->generateLogWithMessage("m", VKTRemoteLogLevelInfo, "t", "time", value);
-        const std::string got = !log          ? "nothing"
-                                : !log->nodes ? (log->metricType ? "metric without node" : "no metric")
-                                              : JSON(*log->nodes->front()->jsonDictionary());
+        std::string got = log ? JSON(log->toLogJSONDictionary()) : "nothing";
+        if (log && log->nodes) got += JSON(*log->nodes->front());
         EXPECT_EQ(got, expected);
     }
 }
@@ -147,6 +148,9 @@ TEST_F(RemoteLogger, TakesFromADictionaryWhatHasTheRightType) {
 
     logger->configFromRemoteConfig(VKTRemoteConfigLoggerConfig{{}, VKTRemoteLogLevelInfo, 1, 2, 3, 4});
     EXPECT_EQ(summary(), "https://logs.example/collect 1 1 2 3 4 60 nil");
+    logger->configFromRemoteConfig(
+        VKTRemoteConfigLoggerConfig{VKTURL::URLWithString("http://z"), VKTRemoteLogLevelError, 5, 6, 7, 8});
+    EXPECT_EQ(summary(), "http://z 3 5 6 7 8 60 nil");
     logger->configFromRemoteConfig(std::nullopt);
     for (const int level : {0, 1, 2, 3, 4})
         EXPECT_FALSE(logger->canSendLogWithLevel(static_cast<VKTRemoteLogLevel>(level)));
@@ -217,6 +221,10 @@ TEST(RemoteLog, EqualityLooksAtAllButTheMetric) {
 }
 
 TEST(LogNode, EachKindHasItsNameAndEntries) {
+    const auto sdkNode = [](int identityType) {
+        return VKTLogSDKNode::initWithSDKName("n", "1", 1, {}, "", 0, "a", "v", "b", "p", "s",
+                                              static_cast<VKTIdentityType>(identityType), false);
+    };
     const VKTDictionary info{{"VASTCode", 7}, {"more", "x"}};
     const std::pair<std::shared_ptr<const VKTLogNode>, const char*> cases[] = {
         {VKTLogErrorNode::initWithErrorMessage("m", "", "", std::nullopt),
@@ -239,21 +247,34 @@ TEST(LogNode, EachKindHasItsNameAndEntries) {
          R"("GPPStringValid":true,"GPPVersion":1,"gdpr_consent":"T","TCFStringValid":true,"TCFVersion":2,)"
          R"("CCPAString":"1YNN","CCPAStringValid":true,"CCPAVersion":1,"uidLimitedTracking":true,)"
          R"("appName":"app","appVersion":"3","bundleId":"b.id","ATTAuthorizationStatus":3})"},
-        {VKTLogSDKNode::initWithSDKName("n", "1", 1, {}, "", 0, "a", "v", "b", "p", "s", VKTIdentityTypeNone,
-                                        false),
+        {sdkNode(0),
          R"(sdk{"name":"n","version":"1","versionId":1,"implementationType":0,"platformName":"iOS",)"
          R"("platformVersion":"s","deviceName":"p","GPPStringValid":false,"GPPVersion":0,"TCFStringValid":false,)"
          R"("TCFVersion":0,"CCPAStringValid":false,"CCPAVersion":0,"uidLimitedTracking":false,"appName":"a",)"
          R"("appVersion":"v","bundleId":"b","ATTAuthorizationStatus":-1})"}};
     for (const auto& [node, expected] : cases)
         EXPECT_EQ(JSON(*node), expected);
+    for (const auto& [type, name] : {std::pair(1, "appleIDFA"), std::pair(3, "publisherCustomID")})
+        EXPECT_EQ(*sdkNode(type)->jsonDictionary()->find("uidType")->asString(), name);
+    EXPECT_EQ(sdkNode(4)->jsonDictionary()->find("uidType"), nullptr);
     EXPECT_TRUE(cases[0].first->isEqual(*VKTLogErrorNode::initWithErrorMessage("m", "", VKTTimeInterval(9))));
     EXPECT_FALSE(cases[0].first->isEqual(*cases[1].first));
 }
 
-TEST(LogNodeDeathTest, TheBaseHasNoOperations) {
-    EXPECT_DEATH((void)VKTLogNode().name(), "You must override name in a subclass");
-    EXPECT_DEATH((void)VKTLogNode().jsonDictionary(), "You must override jsonDictionary in a subclass");
+TEST_F(RemoteLogger, ANodeWithoutOperationsThrows) {
+    const auto logger = makeLogger(Delivery::AtOnce);
+    const auto reason = [](const std::function<void()>& call) {
+        try {
+            call();
+        } catch (const std::logic_error& error) {
+            return std::string(error.what());
+        }
+        return std::string();
+    };
+    EXPECT_EQ(reason([] { (void)VKTLogNode().name(); }), "You must override name in a subclass");
+    EXPECT_EQ(reason([&] { logger->log(VKTRemoteLog(), {std::make_shared<VKTLogNode>()}); }),
+              "You must override jsonDictionary in a subclass");
+    EXPECT_TRUE(logger->pendingLogs().empty());
 }
 
 TEST_F(RemoteLogger, SendsAPOSTRequestWithItsHeaders) {

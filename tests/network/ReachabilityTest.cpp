@@ -105,6 +105,16 @@ TEST_F(Reachability, StoppedOrDestroyedItHearsNoMore) {
     EXPECT_FALSE(target_->isScheduled());
 }
 
+TEST_F(Reachability, WhoHearsOfTheFirstReportMayAskTheSharedInstance) {
+    target_->setFlags(WiFi);
+    bool isOnWiFi = false;
+    const auto token = test_.notificationCentre->addObserver(
+        VKTReachabilityChangeNotification,
+        [&](const auto&) { isOnWiFi = VKTNetworkInfo::sharedInstance()->isReachableOnWiFi(); });
+    EXPECT_TRUE(VKTNetworkInfo::sharedInstance()->isReachableOnWiFi());
+    EXPECT_TRUE(isOnWiFi);
+}
+
 TEST_F(Reachability, IsAskedForThePeer) {
     std::vector<VKTReachabilityPeer> peers;
     test_.platform.makeReachabilityTarget = [&](const VKTReachabilityPeer& peer) {
