@@ -1,6 +1,7 @@
 // The commands of the vkt tool. Each returns the exit status of the process.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,6 +50,39 @@ struct PixelsOptions {
     bool JSON = false;
 };
 
+struct ConfigOptions {
+    std::string url;  ///< of the configuration service, perhaps with the placeholder of the site ID
+    std::int64_t site = 0;
+    std::string store;  ///< file that keeps configurations; none when empty
+    bool force = false;
+    double timeout = 60;  ///< seconds, for the request
+    bool JSON = false;
+};
+
+struct LogOptions {
+    std::string url;  ///< of the log collector
+    std::string level = "error";
+    std::string minimumLevel = "debug";
+    std::string message = "A test record";
+    std::optional<std::int64_t> site;
+    std::uint64_t sampling = 1;         ///< one record in so many; 0: none
+    std::vector<std::string> measures;  ///< "NAME=VALUE" each, with a name that is not empty
+    std::optional<std::int64_t> VASTCode;
+    std::string openMeasurement;  ///< URL of a script; none when empty
+    double timeout = 30;          ///< seconds, for the request
+    bool dryRun = false;
+    bool JSON = false;
+};
+
+struct PrivacyOptions {
+    std::string store;                  ///< the file; none when empty
+    std::vector<std::string> settings;  ///< "KEY=TYPE:VALUE" each, checked
+    std::string IFA;                    ///< the advertising identifier; none when empty
+    std::optional<std::string> customID;
+    bool noTransient = false;
+    bool JSON = false;
+};
+
 struct ServeOptions {
     int port = 8080;                 ///< 0: any free one
     std::string root;                ///< folder served under /files/; none when empty
@@ -60,6 +94,9 @@ int runInspect(const InspectOptions& options);
 int runResolve(const ResolveOptions& options);
 int runPlay(const PlayOptions& options);
 int runPixels(const PixelsOptions& options);
+int runConfig(const ConfigOptions& options);
+int runLog(const LogOptions& options);
+int runPrivacy(const PrivacyOptions& options);
 int runServe(const ServeOptions& options);
 
 /// One clear line on the standard error.

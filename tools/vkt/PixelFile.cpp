@@ -1,14 +1,10 @@
 #include "PixelFile.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
-
 #include "Commands.h"
+#include "StoreFile.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
 
@@ -18,12 +14,9 @@ namespace {
 // read without. A file that is locked stays open, and must: closing it would take away the database's own
 // locks, too.
 std::string problemOf(const std::string& path, PixelFileUse use) {
-    const int creation = use == PixelFileToKeep ? O_CREAT : 0;
-    const int file = open(path.c_str(), O_RDWR | creation | O_CLOEXEC | O_NONBLOCK, 0666);
-    if (file < 0) return std::strerror(errno);
-    struct stat status {};
-    if (fstat(file, &status) != 0) return std::strerror(errno);
-    if (!S_ISREG(status.st_mode)) return "it is not a file";
+    std::string problem;
+    const int file = openRegularFile(path, use == PixelFileToKeep, problem);
+    if (file < 0) return problem;
     if (use == PixelFileToRead) {
         close(file);
         return "";

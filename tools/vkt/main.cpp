@@ -7,6 +7,7 @@
 
 #include "Commands.h"
 #include "DemoServer.h"
+#include "PrivacySetting.h"
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
 
 namespace {
@@ -24,6 +25,12 @@ std::string macroProblem(const std::string& text) {
 std::string tellProblem(const std::string& text) {
     if (ToldAnswer::initWithText(text)) return "";
     return "PATH=ANSWER or PATH=ANSWER:N is expected, not \"" + text + "\"; ANSWER is " + ToldAnswer::names;
+}
+
+std::string settingProblem(const std::string& text) {
+    if (PrivacySetting::initWithText(text)) return "";
+    return "KEY=TYPE:VALUE is expected, not \"" + text +
+           "\"; TYPE is string, int, double or bool (true, false)";
 }
 
 // Of a number, a fraction included.
@@ -112,6 +119,67 @@ void addPixels(CLI::App& app, PixelsOptions& options) {
     command->add_flag("--json", options.JSON, "One JSON object");
 }
 
+void addRequestTimeout(CLI::App& command, double& timeout) {
+    command.add_option("--timeout", timeout, "Seconds for the request")
+        ->capture_default_str()
+        ->check(amountProblem);
+}
+
+void addConfig(CLI::App& app, ConfigOptions& options) {
+    auto* command = app.add_subcommand(
+        "config", "Take a site's configuration from the cache or the network, and show what came of it");
+    command->add_option("URL", options.url, "Of the service; [SITEID_PLACEHOLDER] in it stands for the site")
+        ->required();
+    command->add_option("--site", options.site, "The site's ID")->required();
+    command->add_option("--store", options.store, "A file that keeps the last good configuration");
+    command->add_flag("--force", options.force, "Make a request even though the cached one is valid");
+    addRequestTimeout(*command, options.timeout);
+    command->add_flag("--json", options.JSON, "One JSON object");
+}
+
+void addLog(CLI::App& app, LogOptions& options) {
+    const CLI::IsMember levels({"debug", "info", "warning", "error"});
+    auto* command = app.add_subcommand("log", "Make one sampled log record and send it to a collector");
+    command->add_option("URL", options.url, "Of the collector")->required();
+    command->add_option("--level", options.level, "The record's level")->capture_default_str()->check(levels);
+    command->add_option("--minimum-level", options.minimumLevel, "Records below it are dropped")
+        ->capture_default_str()
+        ->check(levels);
+    command->add_option("--message", options.message, "Its message")->capture_default_str();
+    command->add_option("--site", options.site, "A site ID to tell of");
+    command->add_option("--sampling", options.sampling, "Keep one record in so many; 0: none")
+        ->capture_default_str();
+    command->add_option("--measure", options.measures, "NAME=VALUE, a measured value; may be repeated")
+        ->allow_extra_args(false)
+        ->check(macroProblem);
+    command->add_option("--vast-error", options.VASTCode, "The code of a VAST error to tell of");
+    command->add_option("--open-measurement", options.openMeasurement,
+                        "The URL of a measurement script to tell of");
+    addRequestTimeout(*command, options.timeout);
+    command->add_flag("--dry-run", options.dryRun, "Print the body and send nothing");
+    command->add_flag("--json", options.JSON, "One JSON object; with --dry-run the exact body");
+}
+
+void addPrivacy(CLI::App& app, PrivacyOptions& options) {
+    auto* command = app.add_subcommand(
+        "privacy", "Show what the stored consent allows to send, under which identity, and why");
+    command->add_option("--store", options.store,
+                        "The file that keeps the signals, made when missing; --set and a new transient ID "
+                        "are written into it for good");
+    command
+        ->add_option("--set", options.settings,
+                     "KEY=TYPE:VALUE, stored before anything is read; TYPE is string, int, double or bool; "
+                     "may be repeated")
+        ->allow_extra_args(false)
+        ->check(settingProblem);
+    command->add_option("--ifa", options.IFA, "The advertising identifier, a UUID");
+    command->add_option_function<std::string>(
+        "--custom-id", [&options](const std::string& ID) { options.customID = ID; },
+        "The publisher's own identifier; an empty one counts");
+    command->add_flag("--no-transient", options.noTransient, "Make no transient ID");
+    command->add_flag("--json", options.JSON, "One JSON object");
+}
+
 void addServe(CLI::App& app, ServeOptions& options) {
     auto* command = app.add_subcommand("serve", "Run the demo ad server on 127.0.0.1");
     command->add_option("--port", options.port, "0 for any free one")
@@ -137,12 +205,18 @@ int run(int argc, char** argv) {
     ResolveOptions resolve;
     PlayOptions play;
     PixelsOptions pixels;
+    ConfigOptions config;
+    LogOptions log;
+    PrivacyOptions privacy;
     ServeOptions serve;
     addXML(app, xml);
     addInspect(app, inspect);
     addResolve(app, resolve);
     addPlay(app, play);
     addPixels(app, pixels);
+    addConfig(app, config);
+    addLog(app, log);
+    addPrivacy(app, privacy);
     addServe(app, serve);
 
     try {
@@ -159,6 +233,9 @@ int run(int argc, char** argv) {
     if (app.got_subcommand("resolve")) return runResolve(resolve);
     if (app.got_subcommand("play")) return runPlay(play);
     if (app.got_subcommand("pixels")) return runPixels(pixels);
+    if (app.got_subcommand("config")) return runConfig(config);
+    if (app.got_subcommand("log")) return runLog(log);
+    if (app.got_subcommand("privacy")) return runPrivacy(privacy);
     return runServe(serve);
 }
 
