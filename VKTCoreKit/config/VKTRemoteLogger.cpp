@@ -252,14 +252,8 @@ void VKTRemoteLogger::submit(VKTDictionary logDictionary) {
     if (vkt_JSONStringWithValue(logs)) {
         const VKTLock lock(mutex_);
         pendingLogs_.push_back(std::move(logs.front()));
-        dropOldestLogs();
     }
     sendPendingLogs();
-}
-
-void VKTRemoteLogger::dropOldestLogs() {
-    if (pendingLogs_.size() <= VKTRemoteLogBacklogLimit) return;
-    pendingLogs_.erase(pendingLogs_.begin(), pendingLogs_.end() - VKTRemoteLogBacklogLimit);
 }
 
 void VKTRemoteLogger::sendPendingLogs() {
@@ -303,7 +297,8 @@ void VKTRemoteLogger::requestDidEnd(Batch& batch, const VKTURLSessionResponse& r
             batch.logs.insert(batch.logs.end(), std::make_move_iterator(pendingLogs_.begin()),
                               std::make_move_iterator(pendingLogs_.end()));
             pendingLogs_.swap(batch.logs);
-            dropOldestLogs();
+            if (pendingLogs_.size() > VKTRemoteLogBacklogLimit)
+                pendingLogs_.erase(pendingLogs_.begin(), pendingLogs_.end() - VKTRemoteLogBacklogLimit);
         }
         handler = requestCompletionHandler_;
     }

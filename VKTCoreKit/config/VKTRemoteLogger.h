@@ -169,7 +169,6 @@ class VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
     [[nodiscard]] std::uint32_t drawNumber() const;
     void submit(VKTDictionary logDictionary);
     void requestDidEnd(Batch& batch, const VKTURLSessionResponse& response);
-    void dropOldestLogs() VKT_REQUIRES(mutex_);
 
     const std::string clientCategory_;
     const std::shared_ptr<const VKTURLSession> session_;

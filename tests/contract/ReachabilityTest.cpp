@@ -1,5 +1,6 @@
 // One contract for targets; and how the Linux one reads its interfaces.
 #include <gtest/gtest.h>
+#include <linux/netlink.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -171,16 +172,34 @@ TEST(NetlinkReachability, TheDeviceItselfIsAlwaysReachable) {
     EXPECT_FALSE(vkt_makeNetlinkReachabilityTarget("ads.example", unreadable)->flags());
 }
 
-TEST(NetlinkReachability, ReadsAndWatchesTheKernelsInterfaces) {
+TEST(NetlinkReachability, ReadsTheKernelsInterfacesAndTakesLostMessagesForAChange) {
     const auto source = vkt_systemInterfaceSource();
     const auto interfaces = source.readInterfaces();
     ASSERT_TRUE(interfaces);
     EXPECT_EQ(std::count_if(interfaces->begin(), interfaces->end(),
                             [](const auto& each) { return each.name == "lo" && each.isLoopback; }),
               1);
-    const int changes = source.openChangeSocket();
-    EXPECT_GE(changes, 0);
-    close(changes);
+
+    // More acknowledgements than the socket can hold.
+    const nlmsghdr request{
+        .nlmsg_len = sizeof request, .nlmsg_type = NLMSG_NOOP, .nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK};
+    const std::vector<nlmsghdr> requests(4'096, request);
+    std::atomic<bool> wasRead = false;
+    const auto target = vkt_makeNetlinkReachabilityTarget(
+        VKTSocketAddress(),
+        {[&] {
+             return wasRead.exchange(true) ? VKTNetworkInterfaces{running("eth0")} : VKTNetworkInterfaces();
+         },
+         [&] {
+             const int changes = source.openChangeSocket();
+             EXPECT_GT(send(changes, requests.data(), requests.size() * sizeof request, 0), 0);
+             return changes;
+         }});
+    const auto loop = vkt_makeAsioRunLoop();
+    bool isReachable = false;
+    target->setCallback([&](const VKTReachabilityFlags& flags) { isReachable = flags.reachable; });
+    target->schedule(loop);
+    EXPECT_TRUE(loop->runUntil([&] { return isReachable; }, 10s));
 }
 
 }  // namespace
