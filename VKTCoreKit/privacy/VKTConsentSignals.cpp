@@ -1,7 +1,6 @@
 #include "VKTCoreKit/privacy/VKTConsentSignals.h"
 
 #include <algorithm>
-#include <array>
 
 std::optional<std::string> vkt_storedString(const VKTPropertyCacheManager& store, std::string_view key) {
     const auto value = store.objectForKey(key);
@@ -22,8 +21,7 @@ bool vkt_hasConsentFlag(std::string_view flags, std::size_t number) {
 }
 
 bool vkt_hasConsentForIDPurposes(std::string_view purposeFlags) {
-    constexpr std::array<std::size_t, 5> purposes{1, 2, 4, 7, 10};
-    return std::all_of(purposes.begin(), purposes.end(), [purposeFlags](std::size_t purpose) {
-        return vkt_hasConsentFlag(purposeFlags, purpose);
-    });
+    return std::all_of(
+        VKTConsentIDPurposes.begin(), VKTConsentIDPurposes.end(),
+        [purposeFlags](std::size_t purpose) { return vkt_hasConsentFlag(purposeFlags, purpose); });
 }

@@ -3,6 +3,7 @@
 // A flag string has one character "0" or "1" per purpose or vendor; the first stands for number 1.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -29,6 +30,9 @@ inline constexpr std::string_view VKTConsentKeyGPPSpecialFeatures = "IABGPP_TCFE
 /// This SDK's own number in vendor flags.
 inline constexpr std::size_t VKTConsentVendorID = 45;
 
+/// The purposes that identifiers need.
+inline constexpr std::array<std::size_t, 5> VKTConsentIDPurposes{1, 2, 4, 7, 10};
+
 /// The text stored under `key`; nothing when there is none, or a value of another type.
 std::optional<std::string> vkt_storedString(const VKTPropertyCacheManager& store, std::string_view key);
 
@@ -38,5 +42,5 @@ std::optional<char> vkt_consentFlag(std::string_view flags, std::size_t number);
 /// Whether that flag is there and "1".
 bool vkt_hasConsentFlag(std::string_view flags, std::size_t number);
 
-/// Whether the flags of all purposes that identifiers need (1, 2, 4, 7, 10) are "1".
+/// Whether the flags of all purposes that identifiers need are "1".
 bool vkt_hasConsentForIDPurposes(std::string_view purposeFlags);

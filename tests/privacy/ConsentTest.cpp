@@ -160,12 +160,14 @@ TEST_F(Consent, WhetherTheGDPRAppliesByTypeOfTheStoredValue) {
         set("IABTCF_gdprApplies", value);
         EXPECT_EQ(int{section(false).canSendIDs()}, decision) << value.description();
         EXPECT_EQ(identity->identityProvider()->TCFGDPRApplies(), integer) << value.description();
+        EXPECT_EQ(identity->canSendIDs(), integer != 1) << value.description();
     }
 }
 
 TEST_F(Consent, FlagsAtTheirBounds) {
     // Purposes, vendors, special features; decisions on IDs and location; the identity's own judgement.
     const std::string longFlags(100'000, '1');
+    set("IABGPP_2_String", "CO");
     const std::tuple<std::string, std::string, std::string, Decision, Decision, bool, bool> rows[] = {
         {allPurposes, vendor45, "10", Allowed, Allowed, true, true},
         {longFlags, longFlags, longFlags, Allowed, Allowed, true, true},
@@ -187,6 +189,9 @@ TEST_F(Consent, FlagsAtTheirBounds) {
         set("IABGPP_TCFEU2_SpecialFeatureOptIns", features);
         EXPECT_EQ(int{section().canSendIDs()}, IDs) << purposes << ' ' << vendors;
         EXPECT_EQ(int{section().canSendLocation()}, location) << features << ' ' << vendors;
+        const auto GPP = VKTGPPString::initWithGPPString("D", "2", 1);
+        EXPECT_EQ(std::pair(int{GPP.canSendIDs()}, int{GPP.canSendLocation()}),
+                  std::pair(int{IDs}, int{location}));
         EXPECT_EQ(VKTIdentity::tcfPurposesAreValid(purposes), purposesAreValid) << purposes;
         EXPECT_EQ(VKTIdentity::tcfVendorsAreValid(vendors), vendorsAreValid) << vendors;
     }
