@@ -29,15 +29,20 @@ inline std::string takeFile(const std::string& path) {
     return text;
 }
 
-/// `input` is what the tool finds on its standard input.
-inline Outcome runTool(const std::string& arguments, const std::string& input = "") {
+/// `input` is what the program finds on its standard input.
+inline Outcome runProgram(const std::string& program, const std::string& arguments,
+                          const std::string& input = "") {
     const std::string prefix = testing::TempDir() + "vkt-tool-" + std::to_string(getpid()) + "-";
     std::ofstream(prefix + "in", std::ios::binary) << input;
     const std::string command =
-        std::string(VKT_TOOL) + " " + arguments + " <" + prefix + "in >" + prefix + "out 2>" + prefix + "err";
+        program + " " + arguments + " <" + prefix + "in >" + prefix + "out 2>" + prefix + "err";
     const int status = std::system(command.c_str());
     takeFile(prefix + "in");
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, takeFile(prefix + "out"), takeFile(prefix + "err")};
+}
+
+inline Outcome runTool(const std::string& arguments, const std::string& input = "") {
+    return runProgram(VKT_TOOL, arguments, input);
 }
 
 inline VKTDictionary parsed(const std::string& text) {
