@@ -78,8 +78,7 @@ std::optional<VKTError> VKTConfiguration::configureWithSiteID(
 }
 
 void VKTConfiguration::fetchRemoteConfiguration(bool forced) {
-    if (const auto manager = remoteConfigManager_)  // held: a delegate may configure another site
-        manager->fetchRemoteConfigurationWithSiteId(siteID(), forced);
+    if (remoteConfigManager_) remoteConfigManager_->fetchRemoteConfigurationWithSiteId(siteID(), forced);
 }
 
 void VKTConfiguration::retryRemoteConfigurationAfterError(const std::optional<VKTError>& error) {

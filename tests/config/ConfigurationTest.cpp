@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "VKTCoreKit/config/VKTConfiguration.h"
+#include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 
@@ -12,6 +13,12 @@ struct Reports : VKTConfigurationRemoteLogger {
         text += " " + std::to_string(part);
     }
     std::string text;
+};
+
+struct EverythingIsLogged : VKTLogDataSource {
+    bool logShouldLogMessageWithLevel(const VKTLog& /*logger*/, VKTLogLevel /*level*/) override {
+        return true;
+    }
 };
 
 VKTDictionary dictionaryOf(const char* json) {
@@ -81,6 +88,7 @@ TEST(Configuration, WhatItStartsWith) {
     EXPECT_FALSE(full->transientIDEnabled() || full->identifierHashing());
     EXPECT_EQ(full->manualLocation(), (VKTCoordinate{1, 2}));
     EXPECT_EQ(full->deviceIdentity()->identity(), "me");
+    EXPECT_EQ(full->deviceIdentity()->transientId(), std::nullopt);
 }
 
 TEST(Configuration, FetchesForItsSiteUntilItIsDestroyed) {
@@ -110,8 +118,14 @@ TEST(Configuration, FetchesForItsSiteUntilItIsDestroyed) {
     EXPECT_EQ(requestsInForeground(), 2u) << "answered from the cache";
 
     const VKTError offline(VKTURLErrorDomain, VKTURLErrorNotConnectedToInternet);
+    VKTLog::sharedInstance()->setDataSource(std::make_shared<EverythingIsLogged>());
+    testing::internal::CaptureStdout();
     for (const auto& failure : {std::optional(offline), {}, {VKTError(VKTURLErrorDomain, -1001)}})
         configuration->retryRemoteConfigurationAfterError(failure);
+    VKTLog::sharedInstance()->setDataSource(nullptr);
+    const std::string logged = testing::internal::GetCapturedStdout();
+    EXPECT_NE(logged.find("[ERROR] Unable to fetch remote configuration because of error: (null)\n"), -1UL)
+        << logged;
     test.mainRunLoop->advance(VKTTimeInterval(4.9));
     EXPECT_EQ(requestsInForeground(), 2u);
     test.mainRunLoop->advance(VKTTimeInterval(0.1));

@@ -25,22 +25,26 @@ VKTDictionary dictionaryOf(std::string_view json) {
 struct Listener : VKTRemoteConfigManagerDelegate {
     void remoteConfigManagerDidFetchRemoteConfig(VKTRemoteConfigManager& /*manager*/,
                                                  const VKTRemoteConfig& config) override {
+        if (onConfig) onConfig();
         lastStatusCode = config.statusCode;
         events.push_back("config " + config.version.value_or("none"));
     }
     void remoteConfigManagerDidSucceedToFetchConfigWithKorvoDictionary(
         VKTRemoteConfigManager& /*manager*/, const VKTDictionary& korvo,
         const std::optional<std::vector<VKTDictionary>>& additional) override {
+        EXPECT_FALSE(additional && additional->empty());
         events.push_back("korvo " + *vkt_JSONStringWithValue(korvo));
         for (const VKTDictionary& dictionary : additional.value_or(std::vector<VKTDictionary>()))
             events.push_back("also " + *vkt_JSONStringWithValue(dictionary));
     }
-    void remoteConfigManagerDidFailToFetchConfigWithError(VKTRemoteConfigManager& /*manager*/,
+    void remoteConfigManagerDidFailToFetchConfigWithError(VKTRemoteConfigManager& manager,
                                                           const std::optional<VKTError>& error) override {
+        EXPECT_TRUE(manager.fetchInProgress()) << "another fetch would go round and round";
         events.push_back(!error ? "no error" : error->localizedDescription().value_or("other error"));
     }
 
     Events events;
+    std::function<void()> onConfig;
     std::int64_t lastStatusCode = 0;
 };
 
@@ -113,7 +117,7 @@ TEST_F(RemoteConfig, TheModelTakesWhatHasTheRightType) {
 TEST_F(RemoteConfig, ADownloadIsToldAndCachedUntilItExpires) {
     const auto fetcher = manager(7, true);
     answer(302,
-           R"({"TTL":99.7,"big":9007199254740993,"korvo":{"networkId":3},"logger":{},"x":[{}],"n":null})");
+           R"({"TTL":100.2,"big":9007199254740993,"korvo":{"networkId":3},"logger":{},"x":[{}],"n":null})");
     fetcher->fetchRemoteConfigurationWithSiteId(12, false);
     EXPECT_EQ(heardSince(), Events{"config default"});
     fetcher->fetchRemoteConfigurationWithSiteId(12, true);
@@ -125,12 +129,12 @@ TEST_F(RemoteConfig, ADownloadIsToldAndCachedUntilItExpires) {
     EXPECT_EQ(request.timeoutInterval, VKTURLSession::DEFAULT_TIMEOUT);
     const Events told{"config none", R"(korvo {"networkId":3})", R"(also {"logger":{}})"};
     EXPECT_EQ(heardSince(), told);
-    EXPECT_EQ(cached(), R"({"TTL":99.7,"big":9007199254740993,"korvo":{"networkId":3},"logger":{},)"
-                        R"("x":[{}],"n":null,"expirationDate":1100})");
+    EXPECT_EQ(cached(), R"({"TTL":100.2,"big":9007199254740993,"korvo":{"networkId":3},"logger":{},)"
+                        R"("x":[{}],"n":null,"expirationDate":1101})");
 
-    answer(404, R"({"TTL":1,"korvo":{}})");
+    answer(400, R"({"TTL":1,"korvo":{}})");
     for (const auto& [time, forced, answers] :
-         {std::tuple(1099.9, false, 0u), {1099.9, true, 1u}, {1100.0, false, 1u}}) {
+         {std::tuple(1100.9, false, 0u), {1100.9, true, 1u}, {1101.0, false, 1u}}) {
         now = time;
         EXPECT_EQ(fetch(*fetcher, forced, answers), told);
         EXPECT_EQ(heardSince(), Events(answers, "no error"));
@@ -189,6 +193,12 @@ TEST_F(RemoteConfig, ALateAnswerOutlivesManagerAndDelegate) {
     delegate.reset();
     EXPECT_EQ(http->deliverAll(), 1u);
     EXPECT_EQ(cached(), R"({"TTL":5,"korvo":{},"expirationDate":1005})");
+
+    delegate = std::make_shared<Listener>();
+    auto released = manager();
+    delegate->onConfig = [&] { released.reset(); };
+    released->fetchRemoteConfigurationWithSiteId(12, false);
+    EXPECT_EQ(heardSince(), (Events{"config none", "korvo {}"}));
 }
 
 // Caches one configuration after the other and says so, until it is killed.
