@@ -89,9 +89,9 @@ class AdSessionContext {
 /// What kind of ad it is and who reports its events. A value.
 class AdSessionConfiguration {
   public:
-    /// Nothing, with the error, when the impression is nobody's; when the creative or the impression type is
-    /// defined by JavaScript and the impression's owner is not; or when a creative without media has an owner
-    /// of media events.
+    /// Nothing, with the error, when the impression is nobody's, or when the creative or the impression type
+    /// is defined by JavaScript and the impression's owner is not. A creative without media may name an owner
+    /// of media events: there are none then.
     static std::optional<AdSessionConfiguration> initWithCreativeType(
         CreativeType creativeType, ImpressionType impressionType, Owner impressionOwner,
         Owner mediaEventsOwner, bool isolateVerificationScripts, std::optional<VKTError>* error);
