@@ -1,0 +1,138 @@
+#include <array>
+#include <iostream>
+
+#include "AdReport.h"
+#include "AdText.h"
+#include "Commands.h"
+#include "PrivacyReasons.h"
+#include "PrivacySetting.h"
+#include "StoreFile.h"
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+
+namespace {
+
+VKTValue valueOrNull(const std::optional<std::string>& text) {
+    return text ? VKTValue(*text) : VKTValue();
+}
+
+// Of a string that there is.
+template <typename String, typename Report>
+VKTValue reportOrNull(const std::optional<String>& string, Report report) {
+    return string ? VKTValue(report(*string)) : VKTValue();
+}
+
+VKTDictionary reportOfTCF(const VKTTCFString& string) {
+    return {{"string", string.TCFString()},
+            {"isValid", string.isValid()},
+            {"version", string.version()},
+            {"isComingFromGPP", string.isComingFromGPP()},
+            {"canSendIDs", int{string.canSendIDs()}},
+            {"canSendLocation", int{string.canSendLocation()}}};
+}
+
+VKTDictionary reportOfCCPA(const VKTCCPAString& string) {
+    return {{"string", string.CCPAString()},
+            {"isValid", string.isValid()},
+            {"version", string.version()},
+            {"canSendIDs", int{verdictOf(string).decision}}};
+}
+
+VKTDictionary reportOfGPP(const VKTGPPString& string) {
+    const auto IDs = VKTGPPString::gppSIDsFromRawGPPSIDString(string.GPPSIDString());
+    return {{"string", string.GPPString()},
+            {"sectionIDs", IDs ? VKTValue(VKTArray(IDs->begin(), IDs->end())) : VKTValue()},
+            {"isValid", string.isValid()},
+            {"version", string.version()},
+            {"canSendIDs", int{string.canSendIDs()}},
+            {"canSendLocation", int{string.canSendLocation()}}};
+}
+
+bool printReport(const VKTIdentity& identity, const std::vector<std::string>& warnings) {
+    return printJSON(
+        VKTDictionary{{"tcf", reportOrNull(identity.TCFString(), reportOfTCF)},
+                      {"usPrivacy", reportOrNull(identity.CCPAString(), reportOfCCPA)},
+                      {"gpp", reportOrNull(identity.GPPString(), reportOfGPP)},
+                      {"canSendIDs", identity.canSendIDs()},
+                      {"canSendLocation", identity.canSendLocation()},
+                      {"identity", VKTDictionary{{"type", int{identity.type()}},
+                                                 {"identity", identity.identity()},
+                                                 {"ifa", valueOrNull(identity.ifa())},
+                                                 {"transientId", valueOrNull(identity.transientId())}}},
+                      {"warnings", VKTArray(warnings.begin(), warnings.end())}});
+}
+
+std::string lineOf(const PrivacyVerdict& verdict, const std::string& what) {
+    constexpr std::array<const char*, 3> ends{" may be sent", " may not be sent",
+                                              " may be sent if other signals allow"};
+    return "   " + onOneLine(verdict.reason) + ": " + what + ends.at(verdict.decision) + '\n';
+}
+
+std::string linesOf(const PrivacyVerdicts& verdicts) {
+    return lineOf(verdicts.IDs, "identifiers") + lineOf(verdicts.location, "location");
+}
+
+// Of a consent string, as it stands or that there is none.
+template <typename String>
+void printHeading(const char* name, const std::optional<String>& string,
+                  std::string (*textOf)(const String&)) {
+    std::cout << name << ": ";
+    if (string) {
+        std::cout << '"' << onOneLine(textOf(*string)) << "\", "
+                  << (string->isValid() ? "valid" : "not valid") << ", version " << string->version() << '\n';
+    } else {
+        std::cout << "none\n";
+    }
+}
+
+void printText(const VKTIdentity& identity, const std::vector<std::string>& warnings) {
+    const auto TCF = identity.TCFString();
+    printHeading<VKTTCFString>("TCF string", TCF, [](const auto& string) { return string.TCFString(); });
+    if (TCF) std::cout << linesOf(verdictsOf(*TCF));
+
+    const auto CCPA = identity.CCPAString();
+    printHeading<VKTCCPAString>("US Privacy string", CCPA,
+                                [](const auto& string) { return string.CCPAString(); });
+    if (CCPA) {
+        std::cout << lineOf(verdictOf(*CCPA), "identifiers")
+                  << "   (it has no part in the decision below: of US Privacy only a GPP section has)\n";
+    }
+
+    const auto GPP = identity.GPPString();
+    printHeading<VKTGPPString>("GPP string", GPP, [](const auto& string) {
+        return string.GPPString() + "\" with sections \"" + string.GPPSIDString();
+    });
+    if (GPP) std::cout << linesOf(verdictsOf(*GPP));
+
+    std::cout << "Together\n" << linesOf(verdictsOf(identity));
+
+    constexpr std::array<const char*, 4> types{"none", "advertising identifier", "transient ID",
+                                               "custom identifier"};
+    std::cout << "Identity: \"" << onOneLine(identity.identity()) << "\", type " << identity.type() << " ("
+              << types.at(identity.type()) << ")\n   " << reasonOfType(identity.type()) << '\n';
+    std::cout << countOf(warnings.size(), "warning") << '\n';
+    for (const std::string& warning : warnings)
+        std::cout << "   " << onOneLine(warning) << '\n';
+}
+
+}  // namespace
+
+int runPrivacy(const PrivacyOptions& options) {
+    const auto store = openStoreFile(options.store);
+    if (!store) return ExitSourceUnread;
+    for (const std::string& text : options.settings) {
+        const auto setting = PrivacySetting::initWithText(text);
+        if (setting && !store->setValueForKey(setting->value, setting->key)) return ExitSourceUnread;
+    }
+    const VKTPlatform& platform = VKTPlatform::current();
+    const auto cache = VKTDefaultPropertyCacheManager::initWithKeyValueStore(store);
+    const auto device =
+        std::make_shared<VKTSettableDevice>(VKTDeviceFacts{.advertisingIdentifier = options.IFA});
+    const auto identity = VKTIdentity::initWithIdentityProvider(
+        VKTIdentityProvider::initWithDevice(device, cache, platform.clock, platform.random), false,
+        !options.noTransient, options.customID);
+    const std::vector<std::string> warnings = privacyWarnings(*identity, *cache);
+    if (options.JSON) return printReport(*identity, warnings) ? ExitPlayable : ExitSourceUnread;
+    printText(*identity, warnings);
+    return ExitPlayable;
+}

@@ -1,0 +1,33 @@
+// Why the stored signals of consent decide as they do, in an engineer's words. The decisions are the
+// library's; the words are found from what it offers and never decide anything.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "VKTCoreKit/privacy/VKTConsentDecision.h"
+#include "VKTCoreKit/privacy/VKTIdentity.h"
+
+/// A decision and the rule that made it, a clause: "IABTCF_gdprApplies is 1 and purpose 4 is not consented".
+struct PrivacyVerdict {
+    VKTConsentDecision decision = VKTConsentDecisionUndetermined;
+    std::string reason;
+};
+
+struct PrivacyVerdicts {
+    PrivacyVerdict IDs;
+    PrivacyVerdict location;
+};
+
+PrivacyVerdicts verdictsOf(const VKTTCFString& string);
+PrivacyVerdict verdictOf(const VKTCCPAString& string);
+PrivacyVerdicts verdictsOf(const VKTGPPString& string);
+
+/// Of all signals together; never undetermined.
+PrivacyVerdicts verdictsOf(const VKTIdentity& identity);
+
+/// Why the identity is of its type, a clause.
+std::string reasonOfType(VKTIdentityType type);
+
+/// Each signal that is stored and not read, or read and of no use, in a sentence without its point.
+std::vector<std::string> privacyWarnings(const VKTIdentity& identity, const VKTPropertyCacheManager& store);
