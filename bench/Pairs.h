@@ -7,6 +7,12 @@
 /// Registers "NAME/ours" and "NAME/limit". Each function does the work once.
 void addPair(const std::string& name, std::function<void()> ours, std::function<void()> limit);
 
+/// The same for work that says how many page faults it took: they stand beside the times, as "NAME_faults".
+void addPairWithFaults(const std::string& name, std::function<double()> ours, std::function<double()> limit);
+
+/// Ends the process here when the arguments make it a child of a benchmark.
+void runAsChild(int argc, char** argv);
+
 /// The raw limit of reading: expat over the document, with handlers that do nothing.
 void readEvents(const std::string& document);
 
@@ -16,3 +22,4 @@ void addNetworkBenchmarks();
 void addPixelBenchmarks();
 void addTrackingBenchmarks();
 void addPrivacyBenchmarks();
+void addConfigBenchmarks();

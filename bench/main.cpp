@@ -1,5 +1,6 @@
 // vkt_bench [--json] [Google Benchmark flags]: each benchmark beside its raw limit. With --json it prints one
-// object: name -> {"ours_us", "limit_us", "ratio"}.
+// object: name -> {"ours_us", "limit_us", "ratio"}; page faults, under names in _faults, are {"ours",
+// "limit", "ratio"}.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
@@ -13,6 +14,8 @@
 
 namespace {
 
+constexpr const char* faultsCounter = "faults";
+
 // Collects the time of every repetition; the medians are taken at the end.
 class PairReporter : public benchmark::BenchmarkReporter {
   public:
@@ -25,7 +28,10 @@ class PairReporter : public benchmark::BenchmarkReporter {
                              run.error_message.c_str());
                 hasFailed_ = true;
             } else if (run.run_type == Run::RT_Iteration) {
-                times_[run.run_name.function_name].push_back(run.GetAdjustedRealTime());
+                const std::string& name = run.run_name.function_name;
+                values_[name].push_back(run.GetAdjustedRealTime());
+                if (const auto faults = run.counters.find(faultsCounter); faults != run.counters.end())
+                    values_[nameOfFaults(name)].push_back(faults->second);
             }
         }
     }
@@ -33,17 +39,18 @@ class PairReporter : public benchmark::BenchmarkReporter {
     void print(bool asJSON) const {
         const char* separator = "{\n";
         if (!asJSON) std::printf("%-26s %12s %12s %8s\n", "", "ours, us", "limit, us", "ratio");
-        for (const auto& [name, times] : times_) {
+        for (const auto& [name, values] : values_) {
             const std::size_t suffix = name.rfind("/ours");
             if (suffix == std::string::npos) continue;
             const std::string pair = name.substr(0, suffix);
-            const auto limitTimes = times_.find(pair + "/limit");
-            if (limitTimes == times_.end()) continue;
-            const double ours = median(times);
-            const double limit = median(limitTimes->second);
+            const auto limitValues = values_.find(pair + "/limit");
+            if (limitValues == values_.end()) continue;
+            const double ours = median(values);
+            const double limit = median(limitValues->second);
+            const char* unit = pair.ends_with("_faults") ? "" : "_us";
             if (asJSON) {
-                std::printf("%s  \"%s\": {\"ours_us\": %.3f, \"limit_us\": %.3f, \"ratio\": %.3f}", separator,
-                            pair.c_str(), ours, limit, ours / limit);
+                std::printf("%s  \"%s\": {\"ours%s\": %.3f, \"limit%s\": %.3f, \"ratio\": %.3f}", separator,
+                            pair.c_str(), unit, ours, unit, limit, ours / limit);
                 separator = ",\n";
             } else {
                 std::printf("%-26s %12.2f %12.2f %8.2f\n", pair.c_str(), ours, limit, ours / limit);
@@ -60,18 +67,32 @@ class PairReporter : public benchmark::BenchmarkReporter {
         return values[values.size() / 2];
     }
 
-    std::map<std::string, std::vector<double>> times_;
+    // "NAME/ours" to "NAME_faults/ours".
+    static std::string nameOfFaults(std::string name) { return name.insert(name.rfind('/'), "_faults"); }
+
+    std::map<std::string, std::vector<double>> values_;
     bool hasFailed_ = false;
 };
 
+template <typename Run>
+void registerRun(const std::string& name, Run run) {
+    benchmark::RegisterBenchmark(name.c_str(), std::move(run))->Unit(benchmark::kMicrosecond)->UseRealTime();
+}
+
 void addOne(const std::string& name, std::function<void()> work) {
-    benchmark::RegisterBenchmark(name.c_str(),
-                                 [work = std::move(work)](benchmark::State& state) {
-                                     for ([[maybe_unused]] auto _ : state)
-                                         work();
-                                 })
-        ->Unit(benchmark::kMicrosecond)
-        ->UseRealTime();
+    registerRun(name, [work = std::move(work)](benchmark::State& state) {
+        for ([[maybe_unused]] auto _ : state)
+            work();
+    });
+}
+
+void addOneWithFaults(const std::string& name, std::function<double()> work) {
+    registerRun(name, [work = std::move(work)](benchmark::State& state) {
+        double faults = 0;
+        for ([[maybe_unused]] auto _ : state)
+            faults += work();
+        state.counters[faultsCounter] = benchmark::Counter(faults, benchmark::Counter::kAvgIterations);
+    });
 }
 
 // Keeps freed memory in the process: what a fresh heap costs in page faults is the kernel's, and would be
@@ -90,7 +111,13 @@ void addPair(const std::string& name, std::function<void()> ours, std::function<
     addOne(name + "/limit", std::move(limit));
 }
 
+void addPairWithFaults(const std::string& name, std::function<double()> ours, std::function<double()> limit) {
+    addOneWithFaults(name + "/ours", std::move(ours));
+    addOneWithFaults(name + "/limit", std::move(limit));
+}
+
 int main(int argc, char** argv) {
+    runAsChild(argc, argv);
     keepFreedMemory();
     const auto isJSONFlag = [](const char* argument) { return std::string_view(argument) == "--json"; };
     const bool asJSON = std::any_of(argv + 1, argv + argc, isJSONFlag);
@@ -109,6 +136,7 @@ int main(int argc, char** argv) {
     addPixelBenchmarks();
     addTrackingBenchmarks();
     addPrivacyBenchmarks();
+    addConfigBenchmarks();
     PairReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     reporter.print(asJSON);
