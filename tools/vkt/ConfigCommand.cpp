@@ -77,13 +77,21 @@ VKTValue reportOfApplied(const ConfigOutcome& outcome) {
                                  {"samplingRate", samplingRatesOf(outcome)}}}};
 }
 
-VKTValue reportOfConfigError(const ConfigOutcome& outcome) {
-    if (outcome.error || outcome.fault.empty()) {
-        VKTValue report = reportOfError(outcome.error);
-        if (!outcome.fault.empty()) report.asDictionary()->set("fault", outcome.fault);
-        return report;
-    }
-    return VKTDictionary{{"domain", VKTValue()}, {"code", VKTValue()}, {"description", outcome.fault}};
+// Empty when nothing failed.
+std::string textOfFailure(const ConfigOutcome& outcome) {
+    if (!outcome.error) return outcome.fault;
+    const std::string text = outcome.error->localizedDescription().value_or("the request failed");
+    return outcome.fault.empty() ? text : text + " (" + outcome.fault + ")";
+}
+
+// A status of failure has no error of the library.
+VKTValue reportOfFailure(const ConfigOutcome& outcome) {
+    const std::string text = textOfFailure(outcome);
+    if (text.empty()) return {};
+    const auto& error = outcome.error;
+    return VKTDictionary{{"domain", error ? VKTValue(error->domain()) : VKTValue()},
+                         {"code", error ? VKTValue(error->code()) : VKTValue()},
+                         {"description", text}};
 }
 
 void printReport(const ConfigOutcome& outcome, const std::vector<IgnoredMember>& ignored) {
@@ -100,7 +108,7 @@ void printReport(const ConfigOutcome& outcome, const std::vector<IgnoredMember>&
         {"ignored", std::move(ignoredMembers)},
         {"expirationDate",
          outcome.expirationDate ? VKTValue(textOfDate(*outcome.expirationDate)) : VKTValue()},
-        {"error", reportOfConfigError(outcome)}});
+        {"error", reportOfFailure(outcome)}});
 }
 
 void printLine(const std::string& label, const std::string& text) {
@@ -121,10 +129,11 @@ std::string textOfLogging(const ConfigOutcome& outcome) {
          {VKTRemoteLogLevelDebug, VKTRemoteLogLevelInfo, VKTRemoteLogLevelWarning, VKTRemoteLogLevelError}) {
         const std::uint64_t rate = outcome.logger->samplingRateForLevel(level);
         if (level < minimum || rate == 0) continue;
-        pieces.push_back(std::string(*vkt_stringFromRemoteLogLevel(level)) + " 1 in " + std::to_string(rate));
+        const std::string share = rate == 1 ? " all" : " 1 in " + std::to_string(rate);
+        pieces.push_back(std::string(*vkt_stringFromRemoteLogLevel(level)) + share);
     }
-    if (minimum == VKTRemoteLogLevelNone) return "nothing: there is no minimum level";
-    return pieces.empty() ? "nothing: every sampling rate is 0" : vkt_joined(pieces, ", ");
+    if (minimum == VKTRemoteLogLevelNone) return "nothing: no minimum level is named";
+    return pieces.empty() ? "nothing: the sampling rates are 0" : vkt_joined(pieces, ", ");
 }
 
 void printApplied(const ConfigOutcome& outcome) {
@@ -136,7 +145,7 @@ void printApplied(const ConfigOutcome& outcome) {
     printLine("", "get " + compactJSON(GETParametersOf(configuration)));
     const VKTValue messageValue = messageOf(outcome);
     const std::string* message = messageValue.asString();
-    printLine("this SDK", !configuration.isDeprecated() ? "is up to date"
+    printLine("this SDK", !configuration.isDeprecated() ? "is not deprecated"
                           : message == nullptr          ? "is deprecated"
                                                         : "is deprecated: " + onOneLine(*message));
     const VKTValue collector = collectorOf(outcome);
@@ -165,12 +174,10 @@ void printText(const ConfigOptions& options, const ConfigOutcome& outcome,
 }
 
 void printFailure(const ConfigOutcome& outcome) {
-    if (!outcome.error && outcome.fault.empty()) return;
-    std::string line =
-        outcome.error ? outcome.error->localizedDescription().value_or("the request failed") : outcome.fault;
-    if (outcome.error && !outcome.fault.empty()) line += " (" + outcome.fault + ")";
+    const std::string text = textOfFailure(outcome);
+    if (text.empty()) return;
+    printError(text);
     const bool isAnyLeft = outcome.source != ConfigFromNowhere;
-    printError(line);
     printError(isAnyLeft ? "the last good configuration stays" : "there is no configuration for this site");
 }
 

@@ -105,8 +105,8 @@ void addRefusals(std::vector<IgnoredMember>& ignored, const VKTDictionary& docum
                  const ConfigRefusals& refusals) {
     if (refusals.isSiteWrong) {
         const VKTValue* networkID = valueAt(document, "korvo.networkId");
-        ignored.push_back({"korvo.networkId", expectation("a number above 0", networkID) +
-                                                  ": the site ID is wrong, says the library"});
+        ignored.push_back(
+            {"korvo.networkId", expectation("a number above 0", networkID) + ": the site ID may be wrong"});
     }
     const std::string parameters = "korvo.adCallAdditionalParameters";
     if (refusals.parts.contains(VKTAdditionalParametersPartAll))

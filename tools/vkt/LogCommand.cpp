@@ -70,7 +70,7 @@ std::string reasonOfRefusal(const LogOptions& options, VKTRemoteLogLevel level,
     if (level < logger.minimumLogLevel())
         return "level " + options.level + " is below the minimum, " + options.minimumLevel;
     if (options.sampling == 0) return "with a sampling rate of 0 no record is kept";
-    return "the draw was lost: one " + options.level + " record in " + std::to_string(options.sampling) +
+    return "the draw was lost; one " + options.level + " record in " + std::to_string(options.sampling) +
            " is kept";
 }
 
@@ -140,9 +140,9 @@ void printReport(const LogOptions& options, const LogOutcome& outcome) {
 }
 
 std::string textOfSampling(const LogOptions& options) {
-    const std::string rate = "one " + options.level + " record in " + std::to_string(options.sampling);
-    return options.sampling == 1 ? "made: every " + options.level + " record is"
-                                 : "made: the draw was won, " + rate + " is";
+    if (options.sampling == 1) return "sampled: every " + options.level + " record is kept";
+    return "sampled: the draw was won; one " + options.level + " record in " +
+           std::to_string(options.sampling) + " is kept";
 }
 
 void printBody(const LogOptions& options, const LogOutcome& outcome) {
@@ -181,7 +181,8 @@ int runLog(const LogOptions& options) {
         printText(options, outcome);
     }
     if (!outcome.isDelivered) {
-        const std::string consequence = outcome.isKept ? "kept for the next record" : "dropped";
+        const std::string consequence =
+            outcome.isKept ? "kept in memory, to be sent with the next record" : "dropped";
         printError(consequence + ": " + outcome.reason);
     }
     return outcome.isDelivered ? ExitPlayable : ExitNonePlayable;

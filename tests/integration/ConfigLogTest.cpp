@@ -1,0 +1,194 @@
+// "vkt config" and "vkt log" against "vkt serve": the last good configuration outlives every bad answer and a
+// kill, and a record arrives at the collector as it was shown.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/integration/DemoServerProcess.h"
+#include "tests/integration/ToolRun.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* deadURL = "http://127.0.0.1:1/";
+
+std::string textAt(const VKTDictionary& report, const std::string& path) {
+    VKTValue value(report);
+    for (const std::string_view key : vkt_split(path, '.')) {
+        const VKTDictionary dictionary = value.asDictionary() ? *value.asDictionary() : VKTDictionary();
+        value = valueOf(dictionary, std::string(key).c_str());
+    }
+    return value.description();
+}
+
+class ConfigLog : public testing::Test {
+  protected:
+    void SetUp() override { std::filesystem::remove_all(folder_); }
+    void TearDown() override { std::filesystem::remove_all(folder_); }
+
+    [[nodiscard]] std::string stored(const std::string& url) const {
+        std::filesystem::create_directories(folder_);
+        return "config " + url + " --site 7 --store " + folder_ + "/store";
+    }
+    [[nodiscard]] Outcome config(const std::string& path, const std::string& arguments = "") const {
+        return runTool(stored(server_.url(path)) + " --json " + arguments);
+    }
+    [[nodiscard]] std::vector<VKTDictionary> deliveries() const {
+        return entriesOf(parsed("{\"logs\":" + server_.get("/logs") + "}"), "logs");
+    }
+
+    const DemoServerProcess server_;
+    const std::string folder_ = testing::TempDir() + "vkt-config-" + std::to_string(getpid());
+};
+
+}  // namespace
+
+TEST_F(ConfigLog, KeepsTheLastGoodConfigurationWhateverTheServerAnswers) {
+    const Outcome first = config("/config/[SITEID_PLACEHOLDER]");
+    EXPECT_EQ(first.status, 0) << first.err;
+    const VKTDictionary fetched = parsed(first.out);
+    EXPECT_EQ(keysOf(fetched), "source url request applied ignored expirationDate error");
+    EXPECT_EQ(textAt(fetched, "source"), "network");
+    EXPECT_EQ(textAt(fetched, "request.statusCode"), "200");
+    EXPECT_EQ(textAt(fetched, "applied.networkId"), "1007");
+    EXPECT_EQ(textAt(fetched, "applied.logger.URL"), server_.url("/logs"));
+    EXPECT_TRUE(entriesOf(fetched, "ignored").empty());
+
+    const VKTDictionary cached = parsed(config("/status/500").out);
+    EXPECT_EQ(textAt(cached, "source"), "cache");
+    EXPECT_TRUE(valueOf(cached, "request").isNull());
+
+    server_.tell("/config/503", "503");
+    const struct {
+        const char* path;
+        const char* error;
+    } cases[] = {
+        {"/status/404", "the answer has status 404"},
+        {"/config/503", "the answer has status 503"},
+        {"/config/7/not-json", "the answer is not JSON"},
+        {"/config/7/array", "the answer is an array, not an object"},
+        {"/config/7/no-korvo", "the answer holds no valid korvo: an object is expected, not nothing"},
+        {"/config/7/ttl-0", "the answer holds no valid TTL: a number above 0 is expected, not 0"},
+        {"/config/7/ttl-negative", "not -3600"},
+        {"/hang", "timed out"},
+        {"/close", "connection lost"},
+        {"/huge", "body too large"},
+        {"/redirect-loop", "redirect"},
+    };
+    for (const auto& [path, error] : cases) {
+        SCOPED_TRACE(path);
+        const bool isLate = std::string(path) == "/hang";
+        const Outcome outcome = config(path, isLate ? "--force --timeout 0.3" : "--force");
+        EXPECT_EQ(outcome.status, 0);
+        const VKTDictionary report = parsed(outcome.out);
+        EXPECT_EQ(textAt(report, "source"), "cache");
+        EXPECT_EQ(valueOf(report, "applied"), valueOf(fetched, "applied"));
+        EXPECT_EQ(valueOf(report, "expirationDate"), valueOf(fetched, "expirationDate"));
+        EXPECT_NE(textAt(report, "error.description").find(error), std::string::npos) << outcome.out;
+        EXPECT_NE(outcome.err.find("vkt: the last good configuration stays\n"), std::string::npos);
+    }
+    const Outcome none = runTool(std::string("config --json --site 8 ") + deadURL);
+    EXPECT_EQ(none.status, 1);
+    EXPECT_TRUE(valueOf(parsed(none.out), "applied").isNull());
+}
+
+TEST_F(ConfigLog, TellsWhatOfAConfigurationIsIgnored) {
+    const struct {
+        const char* variant;
+        const char* ignored;
+        const char* networkID;
+    } cases[] = {
+        {"wrong-types",
+         "korvo.networkId korvo.adCallAdditionalParameters.post korvo.adCallAdditionalParameters.get.page "
+         "statusCode version korvo.adCallBaseURL korvo.latestSDKVersionId korvo.latestSDKMessage logger.URL "
+         "logger.minLogLevel logger.samplingRate.debug logger.samplingRate.info logger.samplingRate.warning "
+         "logger.samplingRate.error",
+         "0"},
+        {"wrong-site", "korvo.networkId", "0"},
+        {"ttl-23-days", "TTL", "1007"},
+        {"huge", "", "1007"},
+    };
+    for (const auto& [variant, ignored, networkID] : cases) {
+        const std::string url = server_.url(std::string("/config/7/") + variant);
+        const Outcome outcome = runTool("config " + url + " --site 7 --json");
+        EXPECT_EQ(outcome.status, 0) << variant;
+        const VKTDictionary report = parsed(outcome.out);
+        std::vector<std::string> paths;
+        for (const VKTDictionary& member : entriesOf(report, "ignored"))
+            paths.push_back(textAt(member, "path"));
+        EXPECT_EQ(vkt_joined(paths, " "), ignored);
+        EXPECT_EQ(textAt(report, "applied.networkId"), networkID) << variant;
+    }
+    const Outcome newer = runTool("config " + server_.url("/config/7/newer-sdk") + " --site 7");
+    EXPECT_NE(newer.out.find("is deprecated: Version 7.23"), std::string::npos) << newer.out;
+}
+
+TEST_F(ConfigLog, SendsTheRecordThatItShows) {
+    const std::string arguments =
+        "log " + server_.url("/logs") + " --json --vast-error 301 --measure load=12.5 --site 7 --sampling 1";
+    const Outcome sent = runTool(arguments);
+    EXPECT_EQ(sent.status, 0) << sent.err;
+    auto shown = entriesOf(parsed(sent.out), "logs");
+    ASSERT_EQ(deliveries().size(), 1U);
+    EXPECT_EQ(entriesOf(deliveries().front(), "logs"), shown);
+    EXPECT_EQ(keysOf(shown.front()),
+              "timestamp message severity samplingRate host secured sdk measure error siteId");
+
+    const Outcome dry = runTool(arguments + " --dry-run");
+    auto notSent = entriesOf(parsed("{\"logs\":" + dry.out + "}"), "logs");
+    for (auto* logs : {&shown, &notSent})
+        logs->front().remove("timestamp");
+    EXPECT_EQ(notSent, shown);
+    EXPECT_EQ(deliveries().size(), 1U);
+}
+
+TEST_F(ConfigLog, TellsWhyARecordIsDropped) {
+    server_.tell("/logs", "500&times=1");
+    const struct {
+        std::string arguments;
+        const char* reason;
+    } cases[] = {
+        {server_.url("/logs"), "dropped: the collector answered with status 500"},
+        {server_.url("/hang") + " --timeout 0.3", "dropped: error -1001: timed out"},
+        {deadURL, "dropped: error -1004"},
+        {server_.url("/logs") + " --level info --minimum-level error", "below the minimum"},
+        {server_.url("/logs") + " --sampling 0", "dropped: with a sampling rate of 0"},
+        {server_.url("/logs") + " --sampling 4000000000", "dropped: the draw was lost"},
+        {server_.url("/logs") + " --message \"$(printf '\\351')\"", "dropped: JSON cannot hold it"},
+    };
+    const auto begin = Clock::now();
+    for (const auto& [arguments, reason] : cases) {
+        const Outcome outcome = runTool("log " + arguments);
+        EXPECT_EQ(outcome.status, 1) << arguments;
+        EXPECT_NE(outcome.err.find(reason), std::string::npos) << outcome.err;
+    }
+    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(20));
+    ASSERT_EQ(deliveries().size(), 1U);
+    EXPECT_EQ(textAt(deliveries().front(), "answer"), "500");
+}
+
+TEST_F(ConfigLog, KeepsAReadableConfigurationWhenItIsKilled) {
+    const auto begin = Clock::now();
+    ASSERT_EQ(config("/config/7").status, 0);
+    const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+    constexpr int rounds = 30;
+    int kills = 0;
+    for (int round = 1; round <= rounds; ++round) {
+        const std::string command = stored(server_.url("/config/" + std::to_string(round))) + " --force";
+        const std::string limit = std::to_string(seconds * round / rounds);
+        const std::string line = "timeout -s KILL " + limit + " " VKT_TOOL " " + command + " >/dev/null 2>&1";
+        if (std::system(line.c_str()) != 0) ++kills;
+        const Outcome after = runTool(stored(deadURL) + " --json");
+        ASSERT_EQ(after.status, 0) << after.err;
+        EXPECT_EQ(after.err, "");
+        EXPECT_EQ(textAt(parsed(after.out), "source"), "cache");
+        EXPECT_GT(vkt_integerValue(textAt(parsed(after.out), "applied.networkId")), 1000);
+    }
+    EXPECT_GT(kills, 0);
+}
