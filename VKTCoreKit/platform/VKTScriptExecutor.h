@@ -21,6 +21,10 @@ enum VKTScriptErrorCode : std::uint8_t {
     VKTScriptErrorUnavailable = 6,  ///< there was never a world: the description says what is missing
 };
 
+/// Bytes that a message which nobody has taken yet counts for, besides its own: without them empty ones would
+/// be free.
+inline constexpr std::size_t VKTScriptMessageOverhead = 64;
+
 /// What one world may use. A turn is one `evaluate` or `call`.
 struct VKTScriptOptions {
     std::size_t memoryLimit = std::size_t{16} * 1024 * 1024;  ///< bytes of the engine's heap

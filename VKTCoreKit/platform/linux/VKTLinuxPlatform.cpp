@@ -2,6 +2,7 @@
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
+#include "VKTCoreKit/platform/linux/VKTDuktapeExecutor.h"
 #include "VKTCoreKit/platform/linux/VKTExpatEventReader.h"
 #include "VKTCoreKit/platform/linux/VKTLinuxDevice.h"
 #include "VKTCoreKit/platform/linux/VKTNetlinkReachability.h"
@@ -30,5 +31,5 @@ VKTPlatform vkt_makeDefaultPlatform() {
             .makeReachabilityTarget =
                 [](const VKTReachabilityPeer& peer) { return vkt_makeNetlinkReachabilityTarget(peer); },
             .makeScriptExecutor = nullptr,
-            .makeTrustedScriptExecutor = nullptr};
+            .makeTrustedScriptExecutor = vkt_makeDuktapeExecutor};
 }
