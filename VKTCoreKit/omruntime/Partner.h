@@ -18,7 +18,7 @@ inline constexpr std::size_t TextLimit = 256;
 /// The integrator. A value.
 class Partner {
   public:
-    /// Nothing when either is empty or longer than `TextLimit`.
+    /// Nothing when either is empty, longer than `TextLimit` or not UTF-8.
     static std::optional<Partner> initWithName(std::string name, std::string versionString);
 
     [[nodiscard]] const std::string& name() const { return name_; }
@@ -37,7 +37,7 @@ class VerificationScriptResource {
   public:
     static VerificationScriptResource initWithURL(VKTURL URL);
 
-    /// Nothing when the vendor key or the parameters are empty.
+    /// Nothing when the vendor key or the parameters are empty or not UTF-8.
     static std::optional<VerificationScriptResource> initWithURL(VKTURL URL, std::string vendorKey,
                                                                  std::string parameters);
 
@@ -58,9 +58,9 @@ class VerificationScriptResource {
 /// Who measures what with which scripts. Immutable, shared; main thread.
 class AdSessionContext {
   public:
-    /// Null, with the error, when the runtime is not active, the service script is empty or the custom
-    /// reference is longer than `TextLimit`. No resources at all are allowed: the session then has nobody to
-    /// tell.
+    /// Null, with the error, when the runtime is not active, the service script is empty, the custom
+    /// reference is longer than `TextLimit`, or it or the content URL is not UTF-8. No resources at all are
+    /// allowed: the session then has nobody to tell.
     static std::shared_ptr<const AdSessionContext> initWithPartner(
         Partner partner, std::string script, std::vector<VerificationScriptResource> resources,
         std::optional<std::string> contentURL, std::optional<std::string> customReferenceIdentifier,

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTDate.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/omruntime/MeasurementObserver.h"
 
@@ -30,6 +32,7 @@ class SDK {
     /// The viewer was seen to be there: a key of the remote control, say. Scripts hear the time with the next
     /// geometry.
     void updateLastActivity();
+    [[nodiscard]] std::optional<VKTDate> lastActivity() const;
 
     /// Makes the scripts' requests; the shared session unless set. Not null.
     void setURLSession(std::shared_ptr<VKTURLSession> session);
@@ -37,6 +40,7 @@ class SDK {
 
     /// Held weakly.
     void setObserver(std::weak_ptr<MeasurementObserver> observer);
+    [[nodiscard]] std::shared_ptr<MeasurementObserver> observer() const;
 
     /// Runs scripts in this process from the next session on: for vetted scripts, and for systems that cannot
     /// start processes. False unless set.
@@ -46,6 +50,7 @@ class SDK {
     /// Of the program that runs a script; empty, the default: the one installed beside the library or beside
     /// the executable.
     void setScriptHostPath(std::string path);
+    [[nodiscard]] const std::string& scriptHostPath() const;
 
     [[nodiscard]] SessionRegistry& registry();
 

@@ -1,0 +1,255 @@
+#include "VKTCoreKit/omruntime/ScriptRun.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "VKTCoreKit/core/VKTLog.h"
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/omruntime/Errors.h"
+#include "VKTCoreKit/omruntime/SDK.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+
+namespace OMIDKorvonet1 {
+
+namespace {
+
+constexpr std::string_view lostAll = "the script measures nothing from now on";
+constexpr std::string_view lostCall = "the call that failed; the script goes on";
+
+std::chrono::nanoseconds monotonicNow() {
+    return VKTPlatform::current().clock->monotonicNow();
+}
+
+VKTError scriptError(VKTScriptErrorCode code, std::string description) {
+    return VKTUtils::errorWithDomain(VKTScriptErrorDomain, code, std::move(description));
+}
+
+}  // namespace
+
+ScriptRun::ScriptRun(ScriptIdentity identity)
+    : identity_(std::move(identity)),
+      requests_(std::make_shared<ScriptRequests>(SDK::sharedInstance().URLSession())) {}
+
+std::shared_ptr<ScriptRun> ScriptRun::start(ScriptIdentity identity, std::string serviceScript,
+                                            const std::string& startMessage) {
+    const std::shared_ptr<ScriptRun> run(new ScriptRun(std::move(identity)));
+    if (worldCount_ == ScriptLimit) {
+        VKTPlatform::current().mainRunLoop->post([run] {
+            run->fail(runtimeError(ErrorCodeTooManyScripts,
+                                   "64 verification scripts run already: finish sessions that are over"),
+                      lostAll);
+        });
+        return run;
+    }
+    run->makeWorld();
+    run->executor_->evaluate(std::move(serviceScript), "service script");
+    run->send(startMessage);
+    run->loadScript(run->identity_.resource.URL(), std::nullopt);
+    return run;
+}
+
+void ScriptRun::makeWorld() {
+    const SDK& runtime = SDK::sharedInstance();
+    VKTScriptOptions options;
+    options.hostPath = runtime.scriptHostPath();
+    const std::weak_ptr<ScriptRun> weakSelf = weak_from_this();
+    VKTScriptHandlers handlers;
+    handlers.onMessage = [weakSelf](const std::string& text) {
+        if (const auto self = weakSelf.lock()) self->receive(text);
+    };
+    handlers.onException = [weakSelf](const VKTError& error) {
+        if (const auto self = weakSelf.lock()) self->fail(error, lostCall);
+    };
+    handlers.onEnd = [weakSelf](const VKTError& error) {
+        const auto self = weakSelf.lock();
+        if (!self) return;
+        self->end();
+        self->fail(error, lostAll);
+    };
+    const VKTPlatform& platform = VKTPlatform::current();
+    const auto& makeExecutor =
+        runtime.trustsScripts() ? platform.makeTrustedScriptExecutor : platform.makeScriptExecutor;
+    executor_ = makeExecutor(std::move(options), std::move(handlers));
+    ++worldCount_;
+}
+
+void ScriptRun::send(const std::string& message) {
+    if (executor_) executor_->call(BridgeFunction, message);
+}
+
+void ScriptRun::finish(const std::string& message) {
+    if (!executor_) return;
+    send(message);
+    isFinishing_ = true;
+    if (hasLoaded_) return;
+    fail(runtimeError(ErrorCodeScriptDownload, "The session finished before the script had arrived"),
+         lostAll);
+}
+
+void ScriptRun::end() {
+    if (!executor_) return;
+    executor_.reset();
+    --worldCount_;
+    nextTimers_.reset();
+    timers_.clear();
+    for (const auto& download : std::exchange(downloads_, {})) {
+        if (const auto task = download.lock()) task->cancel();
+    }
+}
+
+// ---- scripts ----
+
+void ScriptRun::loadScript(const VKTURL& URL, std::optional<std::int64_t> replyIdentifier) {
+    downloads_.push_back(
+        downloadScript(*SDK::sharedInstance().URLSession(), URL,
+                       [weakSelf = weak_from_this(), name = URL.absoluteString(), replyIdentifier](
+                           const VKTData& script, const std::optional<VKTError>& error) {
+                           const auto self = weakSelf.lock();
+                           if (!self || self->isOver()) return;
+                           self->hasLoaded_ = true;
+                           if (error) {
+                               self->fail(*error, "what that script would have measured");
+                           } else {
+                               self->executor_->evaluate(*script, name);
+                           }
+                           self->reply(replyIdentifier, !error);
+                       }));
+}
+
+void ScriptRun::loadAnotherScript(const ScriptMessage& message) {
+    const auto URL = VKTURL::URLWithDocumentText(message.text);
+    if (URL && isRequestable(*URL) && downloads_.size() <= LoadedScriptLimit) {
+        loadScript(*URL, message.reply);
+    } else {
+        reply(message.reply, false);
+    }
+}
+
+// ---- messages ----
+
+void ScriptRun::receive(const std::string& text) {
+    if (!executor_) return;
+    if (isFlood()) {
+        end();
+        fail(scriptError(VKTScriptErrorFlood, "The script posts more than 20,000 messages a second"),
+             lostAll);
+        return;
+    }
+    if (const auto message = scriptMessageFromText(text)) {
+        act(*message);
+    } else {
+        fail(scriptError(VKTScriptErrorException, "The script posts what is no message of the bridge: " +
+                                                      sendableText(std::string_view(text).substr(0, 80))),
+             lostCall);
+    }
+}
+
+bool ScriptRun::isFlood() {
+    const auto now = monotonicNow();
+    if (now - countedFrom_ >= std::chrono::seconds(1)) {
+        countedFrom_ = now;
+        messageCount_ = 0;
+    }
+    return ++messageCount_ > ScriptMessageRateLimit;
+}
+
+void ScriptRun::act(const ScriptMessage& message) {
+    switch (message.type) {
+        case ScriptMessage::Heard:
+            if (const auto observer = SDK::sharedInstance().observer())
+                observer->scriptHeardEvent(identity_, message.text, message.time);
+            return;
+        case ScriptMessage::Error:
+            fail(scriptError(VKTScriptErrorException, message.text), lostCall);
+            return;
+        case ScriptMessage::SetTimer:
+            setTimer(message);
+            return;
+        case ScriptMessage::ClearTimer:
+            timers_.erase(message.identifier);
+            return;
+        case ScriptMessage::SendURL:
+            sendURL(message);
+            return;
+        case ScriptMessage::LoadScript:
+            loadAnotherScript(message);
+            return;
+        case ScriptMessage::Finished:
+            if (isFinishing_) end();
+            return;
+    }
+}
+
+void ScriptRun::sendURL(const ScriptMessage& message) {
+    const auto URL = VKTURL::URLWithDocumentText(message.text);
+    ScriptRequests::Completion completion;
+    if (message.reply) {
+        completion = [weakSelf = weak_from_this(), identifier = message.reply](bool isSuccess) {
+            if (const auto self = weakSelf.lock()) self->reply(identifier, isSuccess);
+        };
+    }
+    const bool isSent = URL && isRequestable(*URL) && requests_->send(*URL, std::move(completion));
+    if (!isSent) reply(message.reply, false);
+    if (const auto observer = SDK::sharedInstance().observer())
+        observer->scriptSentURL(identity_, message.text, isSent);
+}
+
+void ScriptRun::reply(std::optional<std::int64_t> identifier, bool isSuccess) {
+    if (identifier) send(replyMessage(*identifier, isSuccess));
+}
+
+// ---- timers ----
+
+void ScriptRun::setTimer(const ScriptMessage& message) {
+    if (timers_.size() == ScriptTimerLimit && !timers_.contains(message.identifier)) {
+        fail(scriptError(VKTScriptErrorException, "The script has set 256 timers: clear some"),
+             "the timer; the script goes on");
+        return;
+    }
+    timers_[message.identifier] = monotonicNow() + std::chrono::ceil<std::chrono::nanoseconds>(message.delay);
+    scheduleTimers();
+}
+
+// All that are due together make one message, and messages keep the shortest delay between them.
+void ScriptRun::scheduleTimers() {
+    nextTimers_.reset();
+    const auto next =
+        std::min_element(timers_.begin(), timers_.end(),
+                         [](const auto& left, const auto& right) { return left.second < right.second; });
+    if (next == timers_.end()) return;
+    const VKTTimeInterval untilDue = next->second - monotonicNow();
+    const VKTTimeInterval sinceFired = monotonicNow() - firedAt_;
+    nextTimers_ = VKTPlatform::current().mainRunLoop->schedule(
+        std::max(untilDue, ShortestTimerDelay - sinceFired), [weakSelf = weak_from_this()] {
+            if (const auto self = weakSelf.lock()) self->fireTimers();
+        });
+}
+
+void ScriptRun::fireTimers() {
+    firedAt_ = monotonicNow();
+    std::vector<std::pair<std::chrono::nanoseconds, std::int64_t>> due;
+    for (const auto& [identifier, time] : timers_) {
+        if (time <= firedAt_) due.emplace_back(time, identifier);
+    }
+    std::sort(due.begin(), due.end());
+    std::vector<std::int64_t> identifiers;
+    for (const auto& [time, identifier] : due) {
+        identifiers.push_back(identifier);
+        timers_.erase(identifier);
+    }
+    if (!identifiers.empty()) send(timersMessage(identifiers));
+    scheduleTimers();
+}
+
+// ---- failures ----
+
+void ScriptRun::fail(const VKTError& error, std::string_view loss) {
+    if (!std::exchange(hasFailed_, true)) {
+        VKTLog::sharedInstance()->logDebugWithFormat(
+            "Verification script of vendor %@, %@: %@. Lost: %@", identity_.resource.vendorKey(),
+            identity_.resource.URL().absoluteString(), error.localizedDescription(), loss);
+    }
+    if (const auto observer = SDK::sharedInstance().observer()) observer->scriptFailed(identity_, error);
+}
+
+}  // namespace OMIDKorvonet1

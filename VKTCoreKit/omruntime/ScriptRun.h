@@ -1,0 +1,87 @@
+// One verification script in its world.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "VKTCoreKit/omruntime/Bridge.h"
+#include "VKTCoreKit/omruntime/MeasurementObserver.h"
+#include "VKTCoreKit/omruntime/ScriptRequests.h"
+#include "VKTCoreKit/platform/VKTRunLoop.h"
+#include "VKTCoreKit/platform/VKTScriptExecutor.h"
+
+namespace OMIDKorvonet1 {
+
+/// Timers of one script that wait.
+inline constexpr std::size_t ScriptTimerLimit = 256;
+
+/// Scripts that one script may load.
+inline constexpr std::size_t LoadedScriptLimit = 16;
+
+/// Messages that one script may post within a second. More would keep the main thread from its work.
+inline constexpr std::size_t ScriptMessageRateLimit = 20'000;
+
+/// Runs the service script and the vendor's script, passes messages between them and the session, and does
+/// for them what a world cannot: timers and requests. Whatever goes wrong stays here; the observer is told,
+/// and the log the first time.
+///
+/// Main thread only. Requests and handlers know it weakly; its world ends with it.
+class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
+  public:
+    /// Starts the world and the download of the script. Without a place for it, it is over at once, and the
+    /// observer hears so later.
+    static std::shared_ptr<ScriptRun> start(ScriptIdentity identity, std::string serviceScript,
+                                            const std::string& startMessage);
+    ~ScriptRun() { end(); }
+    ScriptRun(const ScriptRun&) = delete;
+    ScriptRun& operator=(const ScriptRun&) = delete;
+
+    void send(const std::string& message);
+
+    /// The last message. The world ends when the service script has handled it; whoever cannot wait so long
+    /// calls `end`.
+    void finish(const std::string& message);
+
+    void end();
+    [[nodiscard]] bool isOver() const { return !executor_; }
+
+  private:
+    explicit ScriptRun(ScriptIdentity identity);
+
+    void makeWorld();
+    void loadScript(const VKTURL& URL, std::optional<std::int64_t> replyIdentifier);
+    void receive(const std::string& text);
+    void act(const ScriptMessage& message);
+    void sendURL(const ScriptMessage& message);
+    void loadAnotherScript(const ScriptMessage& message);
+    void reply(std::optional<std::int64_t> identifier, bool isSuccess);
+    void setTimer(const ScriptMessage& message);
+    void scheduleTimers();
+    void fireTimers();
+    bool isFlood();
+    void fail(const VKTError& error, std::string_view loss);
+
+    const ScriptIdentity identity_;
+    const std::shared_ptr<ScriptRequests> requests_;
+    std::unique_ptr<VKTScriptExecutor> executor_;
+    bool hasLoaded_ = false;  // the vendor's script, or failed to
+    bool isFinishing_ = false;
+    bool hasFailed_ = false;
+    std::vector<std::weak_ptr<VKTURLSessionTask>> downloads_;
+    std::map<std::int64_t, std::chrono::nanoseconds> timers_;  // when each is due
+    std::unique_ptr<VKTRunLoopTimer> nextTimers_;
+    std::chrono::nanoseconds firedAt_{0};
+    std::chrono::nanoseconds countedFrom_{0};
+    std::size_t messageCount_ = 0;
+
+    inline static std::size_t worldCount_ = 0;
+};
+
+}  // namespace OMIDKorvonet1

@@ -1,0 +1,53 @@
+#include "VKTCoreKit/omruntime/SessionRegistry.h"
+
+#include <utility>
+
+#include "VKTCoreKit/omruntime/SessionRun.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+
+namespace OMIDKorvonet1 {
+
+void SessionRegistry::add(std::shared_ptr<SessionRun> session) {
+    running_.push_back(std::move(session));
+    if (running_.size() > 1) return;
+    VKTNotificationCentre& centre = *VKTPlatform::current().notificationCentre;
+    const auto look = [this](const VKTNotification&) { tellRunning(); };
+    foreground_ = centre.addObserver(VKTApplicationWillEnterForegroundNotification, look);
+    background_ = centre.addObserver(VKTApplicationDidEnterBackgroundNotification, look);
+    scheduleTick();
+}
+
+void SessionRegistry::finish(const std::shared_ptr<SessionRun>& session) {
+    std::erase(running_, session);
+    if (running_.empty()) {
+        foreground_.reset();
+        background_.reset();
+    }
+    if (session->areScriptsOver()) return;
+    finished_.push_back({session, VKTPlatform::current().clock->monotonicNow() + FinishLimit});
+    scheduleTick();
+}
+
+void SessionRegistry::scheduleTick() {
+    if (timer_) return;
+    timer_ = VKTPlatform::current().mainRunLoop->schedule(TickInterval, [this] { tick(); });
+}
+
+void SessionRegistry::tick() {
+    timer_.reset();
+    const auto now = VKTPlatform::current().clock->monotonicNow();
+    for (const Finished& each : finished_) {
+        if (now >= each.deadline) each.session->endScripts();
+    }
+    std::erase_if(finished_, [](const Finished& each) { return each.session->areScriptsOver(); });
+    tellRunning();
+    if (!running_.empty() || !finished_.empty()) scheduleTick();
+}
+
+// Over a copy: what a session tells may make the embedder start or finish one.
+void SessionRegistry::tellRunning() {
+    for (const auto& session : std::vector(running_))
+        session->look();
+}
+
+}  // namespace OMIDKorvonet1

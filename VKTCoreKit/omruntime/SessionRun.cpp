@@ -1,0 +1,186 @@
+#include "VKTCoreKit/omruntime/SessionRun.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "VKTCoreKit/core/VKTLog.h"
+#include "VKTCoreKit/core/VKTUUID.h"
+#include "VKTCoreKit/omruntime/Bridge.h"
+#include "VKTCoreKit/omruntime/Errors.h"
+#include "VKTCoreKit/omruntime/EventData.h"
+#include "VKTCoreKit/omruntime/SDK.h"
+#include "VKTCoreKit/omruntime/ScriptRun.h"
+#include "VKTCoreKit/omruntime/SessionRegistry.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+
+namespace OMIDKorvonet1 {
+
+namespace {
+
+std::int64_t millisecondsNow() {
+    return millisecondsOf(VKTPlatform::current().clock->now());
+}
+
+}  // namespace
+
+SessionRun::SessionRun(AdSessionConfiguration configuration, std::shared_ptr<const AdSessionContext> context)
+    : identifier_(vkt_randomUUIDString(*VKTPlatform::current().random)),
+      configuration_(configuration),
+      context_(std::move(context)) {}
+
+SessionRun::~SessionRun() = default;
+
+// ---- life ----
+
+void SessionRun::start() {
+    if (state_ != Ready) return;
+    state_ = Running;
+    SDK& runtime = SDK::sharedInstance();
+    const VKTDictionary data =
+        sessionStartData(configuration_, *context_, friendlyObstructions_, runtime.lastActivity());
+    const std::int64_t now = millisecondsNow();
+    for (const VerificationScriptResource& resource : context_->resources()) {
+        scripts_.push_back(ScriptRun::start(
+            {identifier_, resource}, *context_->script(),
+            startMessage(identifier_, now, data, resource.vendorKey(), resource.parameters())));
+    }
+    runtime.registry().add(shared_from_this());
+}
+
+void SessionRun::finish() {
+    if (state_ != Running) return;
+    state_ = Finished;
+    const std::string message = finishMessage(millisecondsNow());
+    for (const auto& script : scripts_)
+        script->finish(message);
+    SDK::sharedInstance().registry().finish(shared_from_this());
+}
+
+bool SessionRun::areScriptsOver() const {
+    return std::all_of(scripts_.begin(), scripts_.end(), [](const auto& script) { return script->isOver(); });
+}
+
+void SessionRun::endScripts() {
+    for (const auto& script : scripts_)
+        script->end();
+}
+
+// ---- views ----
+
+void SessionRun::setMainAdView(const std::shared_ptr<const VKTView>& view) {
+    mainAdView_ = view;
+    hasMainAdView_ = view != nullptr;
+}
+
+bool SessionRun::isFriendlyObstruction(const VKTView& view) const {
+    return std::any_of(friendlyObstructions_.begin(), friendlyObstructions_.end(),
+                       [&](const FriendlyObstruction& each) { return each.view.lock().get() == &view; });
+}
+
+void SessionRun::addFriendlyObstruction(FriendlyObstruction obstruction) {
+    std::erase_if(friendlyObstructions_, [](const FriendlyObstruction& each) { return each.view.expired(); });
+    friendlyObstructions_.push_back(std::move(obstruction));
+}
+
+void SessionRun::removeFriendlyObstruction(const std::shared_ptr<const VKTView>& view) {
+    std::erase_if(friendlyObstructions_,
+                  [&](const FriendlyObstruction& each) { return each.view.lock() == view; });
+}
+
+// ---- events ----
+
+bool SessionRun::allowsAdEvents(std::optional<VKTError>* error) const {
+    if (configuration_.impressionOwner() != OwnerNative) {
+        setError(error,
+                 runtimeError(ErrorCodeWrongOwner,
+                              "The configuration leaves the impression to JavaScript: make it native"));
+        return false;
+    }
+    if (!isRunning()) {
+        setError(error, stateError(isFinished() ? "The session is finished: make a new one for a new showing"
+                                                : "The session has not been started: call start() first"));
+        return false;
+    }
+    return true;
+}
+
+bool SessionRun::allowsImpression(std::optional<VKTError>* error) const {
+    if (!allowsAdEvents(error)) return false;
+    if (hasImpression_) setError(error, stateError("The impression has occurred: a session has one"));
+    return !hasImpression_;
+}
+
+bool SessionRun::allowsLoaded(std::optional<VKTError>* error) const {
+    if (!allowsAdEvents(error)) return false;
+    if (isLoaded_) setError(error, stateError("The ad is loaded: a session hears so once"));
+    return !isLoaded_;
+}
+
+void SessionRun::tellImpression() {
+    hasImpression_ = true;
+    walker_.look(mainAdView(), hasMainAdView_, friendlyObstructions_);
+    tell("impression", impressionData(configuration_, walker_.geometry()));
+    tellGeometry();
+}
+
+void SessionRun::tellLoaded(const std::optional<VASTProperties>& properties) {
+    isLoaded_ = true;
+    tell("loaded", loadedData(configuration_, properties));
+}
+
+void SessionRun::tellError(const std::string& errorType, const std::string& message) {
+    if (!isRunning()) return;
+    tell("sessionError", {{"errorType", sendableText(errorType)}, {"message", sendableText(message)}});
+}
+
+void SessionRun::tellMediaEvent(std::string_view type, VKTDictionary data) {
+    if (isRunning() && hasImpression_) {
+        tell(type, data);
+        return;
+    }
+    VKTLog::sharedInstance()->logDebugWithFormat(
+        "Measurement session %@: the media event '%@' is dropped, %@", identifier_, type,
+        isRunning() ? "it comes before the impression" : "the session is not running");
+}
+
+void SessionRun::tellStart(double duration, double mediaPlayerVolume) {
+    mediaPlayerVolume_ = mediaPlayerVolume;
+    VKTDictionary data = volumeData();
+    data.set("duration", duration);
+    tellMediaEvent("start", std::move(data));
+}
+
+void SessionRun::tellVolume(double mediaPlayerVolume) {
+    mediaPlayerVolume_ = mediaPlayerVolume;
+    tellMediaEvent("volumeChange", volumeData());
+}
+
+VKTDictionary SessionRun::volumeData() {
+    deviceVolume_ = VKTPlatform::current().device->volume();
+    VKTDictionary data{{"mediaPlayerVolume", *mediaPlayerVolume_}};
+    if (deviceVolume_) data.set("deviceVolume", *deviceVolume_);
+    return data;
+}
+
+// ---- what changes by itself ----
+
+void SessionRun::look() {
+    if (!isRunning() || !hasImpression_ || areScriptsOver()) return;
+    if (mediaPlayerVolume_ && VKTPlatform::current().device->volume() != deviceVolume_)
+        tellVolume(*mediaPlayerVolume_);
+    if (VKTPlatform::current().clock->monotonicNow() - geometryToldAt_ < TickInterval) return;
+    if (walker_.look(mainAdView(), hasMainAdView_, friendlyObstructions_)) tellGeometry();
+}
+
+void SessionRun::tellGeometry() {
+    geometryToldAt_ = VKTPlatform::current().clock->monotonicNow();
+    tell("geometryChange", geometryData(walker_.geometry(), SDK::sharedInstance().lastActivity()));
+}
+
+void SessionRun::tell(std::string_view type, const VKTDictionary& data) {
+    const std::string message = eventMessage(type, millisecondsNow(), data);
+    for (const auto& script : scripts_)
+        script->send(message);
+}
+
+}  // namespace OMIDKorvonet1
