@@ -180,9 +180,8 @@ TEST_F(ConfigLog, KeepsAReadableConfigurationWhenItIsKilled) {
     constexpr int rounds = 30;
     int kills = 0;
     for (int round = 1; round <= rounds; ++round) {
-        const std::string command = stored(server_.url("/config/" + std::to_string(round))) + " --force";
-        const std::string limit = std::to_string(seconds * round / rounds);
-        const std::string line = "timeout -s KILL " + limit + " " VKT_TOOL " " + command + " >/dev/null 2>&1";
+        std::string line = "timeout -s KILL " + std::to_string(seconds * round / rounds) + " " VKT_TOOL " ";
+        line += stored(server_.url("/config/" + std::to_string(round))) + " --force >/dev/null 2>&1";
         if (std::system(line.c_str()) != 0) ++kills;
         const Outcome after = runTool(stored(deadURL) + " --json");
         ASSERT_EQ(after.status, 0) << after.err;

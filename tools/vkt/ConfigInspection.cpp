@@ -28,15 +28,26 @@ std::string expectation(const std::string& expected, const VKTValue* found) {
     return expected + " is expected, not " + nameOf(found);
 }
 
-// The value at a path of names; null when it is absent or leads through something that is no object.
-const VKTValue* valueAt(const VKTDictionary& document, std::string_view path) {
-    const VKTDictionary* dictionary = &document;
-    const VKTValue* value = nullptr;
-    for (const std::string_view name : vkt_split(path, '.')) {
-        value = dictionary == nullptr ? nullptr : dictionary->find(name);
-        dictionary = value == nullptr ? nullptr : value->asDictionary();
+// Where the member of a path of names would stand.
+struct Place {
+    const VKTDictionary* parent;  // null when the path leads through something that is no object
+    std::string_view name;
+};
+
+Place placeOf(const VKTDictionary& document, std::string_view path) {
+    Place place{&document, path};
+    std::size_t point = path.find('.');
+    while (place.parent != nullptr && point != std::string_view::npos) {
+        place.parent = vkt_optDictionaryForKey(*place.parent, place.name.substr(0, point));
+        place.name.remove_prefix(point + 1);
+        point = place.name.find('.');
     }
-    return value;
+    return place;
+}
+
+const VKTValue* valueAt(const VKTDictionary& document, std::string_view path) {
+    const Place place = placeOf(document, path);
+    return place.parent == nullptr ? nullptr : place.parent->find(place.name);
 }
 
 using Reader = bool (*)(const VKTDictionary& dictionary, std::string_view key);
@@ -80,7 +91,7 @@ constexpr auto members = std::to_array<Member>({
     {"korvo.latestSDKMessage", isText, "a text"},
     {"logger", isObject, "an object"},
     {"logger.URL", isURL, "the text of a URL"},
-    {"logger.minLogLevel", isLevel, "\"debug\", \"info\", \"warning\" or \"error\""},
+    {"logger.minLogLevel", isLevel, R"("debug", "info", "warning" or "error")"},
     {"logger.samplingRate", isObject, "an object"},
     {"logger.samplingRate.debug", isRate, "a number from 0 up"},
     {"logger.samplingRate.info", isRate, "a number from 0 up"},
@@ -128,14 +139,9 @@ std::vector<IgnoredMember> ignoredMembersOf(const VKTDictionary& document, const
                                       " s (7 days) is the most that counts, not " + TTL->description()});
     addRefusals(ignored, document, refusals);
     for (const Member& member : members) {
-        const std::string_view path = member.path;
-        const VKTValue* value = valueAt(document, path);
-        if (value == nullptr) continue;
-        const std::size_t point = path.rfind('.');
-        const bool isAtTop = point == std::string_view::npos;
-        const VKTDictionary& parent =
-            isAtTop ? document : *valueAt(document, path.substr(0, point))->asDictionary();
-        if (!member.isUsed(parent, path.substr(isAtTop ? 0 : point + 1)))
+        const auto [parent, name] = placeOf(document, member.path);
+        const VKTValue* value = parent == nullptr ? nullptr : parent->find(name);
+        if (value != nullptr && !member.isUsed(*parent, name))
             ignored.push_back({member.path, expectation(member.expected, value)});
     }
     return ignored;
