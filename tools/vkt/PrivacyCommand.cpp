@@ -65,7 +65,8 @@ bool printReport(const VKTIdentity& identity, const std::vector<std::string>& wa
 std::string lineOf(const PrivacyVerdict& verdict, const std::string& what) {
     constexpr std::array<const char*, 3> ends{" may be sent", " may not be sent",
                                               " may be sent if other signals allow"};
-    return "   " + onOneLine(verdict.reason) + ": " + what + ends.at(verdict.decision) + '\n';
+    return "   " + onOneLine(verdict.reason) + ": " + what +
+           ends.at(static_cast<std::size_t>(verdict.decision)) + '\n';
 }
 
 std::string linesOf(const PrivacyVerdicts& verdicts) {
@@ -109,7 +110,8 @@ void printText(const VKTIdentity& identity, const std::vector<std::string>& warn
     constexpr std::array<const char*, 4> types{"none", "advertising identifier", "transient ID",
                                                "custom identifier"};
     std::cout << "Identity: \"" << onOneLine(identity.identity()) << "\", type " << identity.type() << " ("
-              << types.at(identity.type()) << ")\n   " << reasonOfType(identity.type()) << '\n';
+              << types.at(static_cast<std::size_t>(identity.type())) << ")\n   "
+              << reasonOfType(identity.type()) << '\n';
     std::cout << countOf(warnings.size(), "warning") << '\n';
     for (const std::string& warning : warnings)
         std::cout << "   " << onOneLine(warning) << '\n';

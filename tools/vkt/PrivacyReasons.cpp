@@ -1,6 +1,7 @@
 #include "PrivacyReasons.h"
 
 #include <algorithm>
+#include <array>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -17,7 +18,7 @@ using Store = VKTPropertyCacheManager;
 constexpr std::int32_t TCFSectionID = 2;
 constexpr std::int32_t CCPASectionID = 6;
 
-constexpr std::string_view textSignals[] = {
+constexpr std::array textSignals{
     VKTConsentKeyTCFString,         VKTConsentKeyLegacyTCFString,
     VKTConsentKeyPurposeConsents,   VKTConsentKeyVendorConsents,
     VKTConsentKeyCCPAString,        VKTConsentKeyGPPString,
@@ -111,7 +112,7 @@ std::string reasonOfPlainIDs(const Store& store) {
     const auto stored = store.objectForKey(VKTConsentKeyGDPRApplies);
     const auto applies = stored ? stored->asNumber() : std::nullopt;
     if (!applies) return notRead(store, VKTConsentKeyGDPRApplies, "a number");
-    const std::string reason = std::string(VKTConsentKeyGDPRApplies) + " is " + applies->description();
+    std::string reason = std::string(VKTConsentKeyGDPRApplies) + " is " + applies->description();
     if (*applies != VKTNumber(1)) return reason;
     return reason + " and " +
            reasonOfIDFlags(store, VKTConsentKeyPurposeConsents, VKTConsentKeyVendorConsents);
@@ -214,9 +215,8 @@ void warnOfGPP(const VKTIdentity& identity, const Store& store, Texts& warnings)
             warnings.push_back("the GPP string does not decide on the location: " + location.reason);
         return;
     }
-    const std::pair<std::string_view, std::string_view> halves[] = {
-        {VKTConsentKeyGPPString, VKTConsentKeyGPPSIDs}, {VKTConsentKeyGPPSIDs, VKTConsentKeyGPPString}};
-    for (const auto& [present, other] : halves) {
+    for (const auto& [present, other] : {std::pair(VKTConsentKeyGPPString, VKTConsentKeyGPPSIDs),
+                                         {VKTConsentKeyGPPSIDs, VKTConsentKeyGPPString}}) {
         if (vkt_storedString(store, present))
             warnings.push_back(std::string(present) + " is not used, as " + notRead(store, other, "a text"));
     }
