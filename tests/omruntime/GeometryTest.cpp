@@ -1,0 +1,242 @@
+#include "VKTCoreKit/omruntime/Geometry.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <functional>
+
+#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+
+namespace OMIDKorvonet1 {
+
+namespace {
+
+std::shared_ptr<VKTHeadlessView> add(VKTHeadlessView& parent, const VKTRect& frame) {
+    auto view = VKTHeadlessView::initWithFrame(frame);
+    parent.addSubview(view);
+    return view;
+}
+
+// A window with a page, in it a box, in it the ad: at (100, 100) in the window, 200 x 100.
+class GeometryOfAnAd : public testing::Test {
+  protected:
+    const Geometry& look() {
+        walker_.look(ad_, true, friendly_);
+        return walker_.geometry();
+    }
+
+    VKTTestPlatform test_ = vkt_makeTestPlatform();
+    VKTScopedPlatform scope_{test_.platform};
+    std::shared_ptr<VKTHeadlessView> window_ = VKTHeadlessView::windowWithFrame({0, 0, 1280, 720});
+    std::shared_ptr<VKTHeadlessView> page_ = add(*window_, {0, 0, 1280, 720});
+    std::shared_ptr<VKTHeadlessView> box_ = add(*page_, {50, 50, 400, 400});
+    std::shared_ptr<VKTHeadlessView> ad_ = add(*box_, {50, 50, 200, 100});
+    std::vector<FriendlyObstruction> friendly_;
+    GeometryWalker walker_;
+};
+
+TEST_F(GeometryOfAnAd, WhereItIsAndHowMuchIsSeen) {
+    constexpr int clipped = GeometryReasonClipped;
+    constexpr int obstructed = GeometryReasonObstructed;
+    struct Case {
+        const char* name;
+        std::function<void()> change;
+        double percentage;
+        int reasons;
+        VKTRect adView = {100, 100, 200, 100};
+        VKTRect onScreen = {100, 100, 200, 100};
+    };
+    const auto cover = [&](VKTHeadlessView& parent, const VKTRect& frame) { add(parent, frame); };
+    const std::function<void()> nothing = [] {};
+    const std::vector<Case> cases = {
+        {"in full", nothing, 100, 0},
+        {"what is in it and beside it",
+         [&] {
+             cover(*ad_, {0, 0, 200, 100}), cover(*box_, {250, 0, 9, 9});
+         },
+         100, 0},
+        {"clipped by its box",
+         [&] {
+             box_->setFrame({50, 50, 100, 400});
+         },
+         25,
+         clipped,
+         {100, 100, 200, 100},
+         {100, 100, 50, 100}},
+        {"clipped by the window",
+         [&] {
+             box_->setFrame({1130, 50, 400, 400});
+         },
+         50,
+         clipped,
+         {1180, 100, 200, 100},
+         {1180, 100, 100, 100}},
+        {"out of sight",
+         [&] {
+             box_->setFrame({-500, 50, 400, 400});
+         },
+         0,
+         clipped,
+         {-450, 100, 200, 100},
+         {}},
+        {"scrolled twice",
+         [&] {
+             page_->setBoundsOrigin({10, 0});
+             box_->setBoundsOrigin({-20, 30});
+             ad_->setBoundsOrigin({7, 7});
+         },
+         100,
+         0,
+         {110, 70, 200, 100},
+         {110, 70, 200, 100}},
+        {"in a window that is scrolled",
+         [&] {
+             window_->setBoundsOrigin({40, 0});
+         },
+         100,
+         0,
+         {60, 100, 200, 100},
+         {60, 100, 200, 100}},
+        {"a hidden ancestor", [&] { page_->setHidden(true); }, 0, GeometryReasonHidden},
+        {"transparent", [&] { ad_->setAlpha(0); }, 0, GeometryReasonHidden},
+        {"no area",
+         [&] {
+             ad_->setFrame({50, 50, 0, 100});
+         },
+         0,
+         GeometryReasonHidden,
+         {100, 100, 0, 100},
+         {100, 100, 0, 100}},
+        {"in the background", [&] { test_.application->setApplicationState(VKTApplicationStateBackground); },
+         0, GeometryReasonBackgrounded},
+        {"without focus", [&] { window_->setFocus(false); }, 0, GeometryReasonNoWindowFocus},
+        {"out of the window", [&] { page_->removeFromSuperview(); }, 0, GeometryReasonNotFound, {}, {}},
+        {"nowhere",
+         [&] {
+             ad_->setFrame({NAN, 0, 1, 1});
+         },
+         0,
+         GeometryReasonNotFound,
+         {},
+         {}},
+        {"destroyed",
+         [&] { box_.reset(), page_ = nullptr, ad_->removeFromSuperview(), ad_.reset(); },
+         0,
+         GeometryReasonNotFound,
+         {},
+         {}},
+        {"obstructed by half",
+         [&] {
+             cover(*page_, {100, 100, 100, 500});
+         },
+         50, obstructed},
+        {"by two that overlap",
+         [&] {
+             cover(*window_, {100, 100, 100, 100}), cover(*box_, {100, 50, 100, 100});
+         },
+         25, obstructed},
+        {"wholly",
+         [&] {
+             cover(*window_, {0, 0, 1280, 720});
+         },
+         0, obstructed},
+        {"not from behind",
+         [&] {
+             cover(*box_, {0, 0, 400, 400});
+             box_->addSubview(ad_);
+         },
+         100, 0},
+        {"not by what is hidden, or in it, or clipped away",
+         [&] {
+             const auto hidden = add(*page_, {0, 0, 900, 900});
+             hidden->setHidden(true);
+             cover(*hidden, {0, 0, 900, 900});
+             add(*page_, {0, 0, 900, 900})->setAlpha(0);
+             cover(*add(*page_, {0, 0, 50, 50}), {0, 0, 900, 900});
+         },
+         100, 0},
+        {"clipped, and half of the rest obstructed",
+         [&] {
+             box_->setFrame({50, 50, 150, 400});
+             cover(*add(*window_, {0, 0, 1000, 150}), {0, 0, 1000, 1000});
+         },
+         25,
+         clipped | obstructed,
+         {100, 100, 200, 100},
+         {100, 100, 100, 100}}};
+    for (const Case& each : cases) {
+        window_ = VKTHeadlessView::windowWithFrame({0, 0, 1280, 720});
+        page_ = add(*window_, {0, 0, 1280, 720});
+        box_ = add(*page_, {50, 50, 400, 400});
+        ad_ = add(*box_, {50, 50, 200, 100});
+        test_.application->setApplicationState(VKTApplicationStateActive);
+        each.change();
+        const Geometry& geometry = look();
+        EXPECT_NEAR(geometry.percentageInView, each.percentage, 1e-9) << each.name;
+        EXPECT_EQ(geometry.reasons, each.reasons) << each.name;
+        EXPECT_EQ(geometry.adView, each.adView) << each.name << vkt_stringFromRect(geometry.adView);
+        EXPECT_EQ(geometry.onScreen, each.onScreen) << each.name << vkt_stringFromRect(geometry.onScreen);
+    }
+}
+
+TEST_F(GeometryOfAnAd, ListsObstructionsAndForgivesFriendlyOnes) {
+    const auto controls = add(*page_, {100, 100, 50, 100});
+    controls->setClassName("Controls");
+    add(*controls, {0, 0, 50, 50})->setClassName("Button");
+    const auto close = add(*page_, {250, 50, 100, 100});
+    close->setClassName("Close");
+    friendly_ = {{controls, FriendlyObstructionPurposeMediaControls, "the controls"}};
+    const Geometry& geometry = look();
+    EXPECT_NEAR(geometry.percentageInView, 87.5, 1e-9);
+    const std::vector<Obstruction> listed(
+        geometry.obstructions.begin(),
+        geometry.obstructions.begin() + std::ptrdiff_t(geometry.obstructionCount));
+    EXPECT_EQ(listed,
+              (std::vector<Obstruction>{
+                  {{100, 100, 50, 100}, "Controls", FriendlyObstructionPurposeMediaControls, "the controls"},
+                  {{250, 100, 50, 50}, "Close", std::nullopt, ""}}));
+
+    EXPECT_FALSE(walker_.look(ad_, true, friendly_)) << "nothing has changed";
+    friendly_.clear();
+    EXPECT_TRUE(walker_.look(ad_, true, friendly_));
+    EXPECT_NEAR(walker_.geometry().percentageInView, 62.5, 1e-9);
+    close->setClassName("Other");
+    EXPECT_TRUE(walker_.look(ad_, true, friendly_));
+    EXPECT_TRUE(walker_.look(nullptr, false, friendly_));
+    EXPECT_EQ(walker_.geometry().reasons, GeometryReasonNoAdView);
+
+    for (int i = 0; i < 1000; ++i)
+        add(*page_, {100, 100, 1, 1});
+    EXPECT_EQ(look().obstructionCount, ListedObstructionLimit);
+}
+
+TEST(CoveredArea, CountsOverlapsOnce) {
+    // Rectangles on a grid, also such as touch, repeat or have no area, against a count of the grid's cells.
+    constexpr std::size_t side = 24;
+    CoveredArea covered;
+    std::uint32_t draw = 7;
+    const auto below = [&](std::uint32_t bound) {
+        draw = draw * 1664525 + 1013904223;
+        return (draw >> 16) % bound;
+    };
+    for (std::size_t count = 0; count < 200; ++count) {
+        std::array<std::array<bool, side>, side> cells{};
+        std::vector<VKTRect> rects;
+        for (std::size_t i = 0; i < count % 40; ++i) {
+            const std::uint32_t x = below(side), y = below(side), width = below(side - x),
+                                height = below(side - y);
+            rects.push_back({x * 0.5, y * 3.0, width * 0.5, height * 3.0});
+            for (std::uint32_t column = x; column < x + width; ++column)
+                std::fill_n(cells[column].begin() + y, height, true);
+        }
+        double expected = 0;
+        for (const auto& column : cells)
+            expected += 1.5 * double(std::count(column.begin(), column.end(), true));
+        EXPECT_DOUBLE_EQ(covered.of(rects), expected) << count;
+    }
+}
+
+}  // namespace
+
+}  // namespace OMIDKorvonet1

@@ -1,0 +1,211 @@
+// The embedded service script in an engine: what a vendor's script sees, and what is posted for it.
+#include <gtest/gtest.h>
+
+#include "VKTCoreKit/omruntime/Bridge.h"
+#include "VKTCoreKit/omruntime/EmbeddedServiceScript.h"
+#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+
+namespace OMIDKorvonet1 {
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+const VKTDictionary startEventData{
+    {"context", VKTDictionary{{"app", VKTDictionary{{"libraryVersion", "1"}}}}}};
+
+// A world with the service script. `say(text)` is the vendor's sendUrl; what it says, what was heard and what
+// went wrong are written down.
+class ServiceScript : public testing::Test {
+  protected:
+    ServiceScript() {
+        VKTScriptHandlers handlers;
+        handlers.onMessage = [this](const std::string& text) { write(text); };
+        handlers.onException = [this](const VKTError& error) {
+            wrong_.push_back("thrown: " + error.localizedDescription().value_or(""));
+        };
+        handlers.onEnd = handlers.onException;
+        world_ = test_.platform.makeTrustedScriptExecutor({}, std::move(handlers));
+        run(std::string(embeddedServiceScript()));
+        run("function say(what) { omid3p.sendUrl(String(what)); }"
+            "function sayType(event) { say(event.type); }"
+            "function listen() { for (var i = 0; i < arguments.length; ++i)"
+            "                        omid3p.addEventListener(arguments[i], sayType); }");
+    }
+
+    void write(const std::string& text) {
+        const auto message = scriptMessageFromText(text);
+        ASSERT_TRUE(message) << text;
+        messages_.push_back(*message);
+        if (message->type == ScriptMessage::SendURL) said_.push_back(message->text);
+        if (message->type == ScriptMessage::Heard) heard_.push_back(message->text);
+        if (message->type == ScriptMessage::Error) wrong_.push_back(message->text);
+    }
+
+    void run(const std::string& script) {
+        world_->evaluate(script, "vendor");
+        test_.mainRunLoop->drain();
+    }
+    void tell(const std::string& message) {
+        world_->call(BridgeFunction, message);
+        test_.mainRunLoop->drain();
+    }
+    void start() { tell(startMessage("ID", 1, startEventData, "vendor", "parameters")); }
+    void event(const std::string& type, const VKTDictionary& data = {}) { tell(eventMessage(type, 2, data)); }
+    void finish() { tell(finishMessage(3)); }
+
+    Texts said() { return std::exchange(said_, {}); }
+    Texts wrong() { return std::exchange(wrong_, {}); }
+
+    VKTTestPlatform test_ = vkt_makeTestPlatform();
+    VKTScopedPlatform scope_{test_.platform};
+    std::vector<ScriptMessage> messages_;
+    Texts said_, heard_, wrong_;
+    std::unique_ptr<VKTScriptExecutor> world_;
+};
+
+TEST_F(ServiceScript, TellsEachEventInTheStandardsOrderAndNothingAfterTheFinish) {
+    run("omid3p.registerSessionObserver(sayType); listen('impression', 'loaded', 'media', 'start');");
+    event("impression");  // before the start
+    start();
+    start();
+    for (const char* type : {"loaded", "impression", "impression", "start", "geometryChange", "pause"})
+        event(type);
+    event("sessionError", {{"errorType", "media"}});
+    finish();
+    finish();
+    event("resume");
+    run("omid3p.registerSessionObserver(function () { say('late'); }); omid3p.addEventListener('start', "
+        "sayType);");
+    const Texts expected{"sessionStart", "loaded",       "impression",   "start",
+                         "pause",        "sessionError", "sessionFinish"};
+    EXPECT_EQ(said(), expected);
+    EXPECT_EQ(heard_, expected);
+    EXPECT_EQ(wrong(), Texts());
+    EXPECT_EQ(messages_.back().type, ScriptMessage::Finished);
+}
+
+TEST_F(ServiceScript, ReplaysWhatALateScriptHasMissedOnce) {
+    start();
+    event("sessionError");
+    event("impression");
+    for (const int width : {1, 2, 3})
+        event("geometryChange", {{"width", width}});
+    event("volumeChange", {{"volume", 1}});
+    event("volumeChange", {{"volume", 2}});
+    run("omid3p.registerSessionObserver(function (event) {"
+        "    sayType(event);"
+        "    if (event.type === 'sessionStart') listen('volumeChange', 'impression', 'video');"
+        "});"
+        "omid3p.addEventListener('geometryChange', function (event) { say(event.data.width); });");
+    EXPECT_EQ(said(),
+              (Texts{"sessionStart", "volumeChange", "volumeChange", "impression", "sessionError", "3"}));
+    EXPECT_EQ(heard_, (Texts{"sessionStart", "volumeChange", "volumeChange", "impression", "sessionError",
+                             "geometryChange"}));
+
+    // A listener that is added while its event is told hears it as a replay: once.
+    run("omid3p.addEventListener('start', function () { omid3p.addEventListener('start', sayType); });");
+    event("start");
+    EXPECT_EQ(said(), Texts{"start"});
+
+    for (int i = 0; i < 1000; ++i)
+        event("volumeChange");
+    (void)said();
+    run("var count = 0; omid3p.addEventListener('volumeChange', function () { ++count; }); say(count < "
+        "300);");
+    EXPECT_EQ(said(), Texts{"true"}) << "what is kept is bounded";
+}
+
+TEST_F(ServiceScript, EventsAreThoseOfTheStandard) {
+    run("function sayEvent(event) { say(JSON.stringify(event)); }"
+        "omid3p.registerSessionObserver(sayEvent, 'vendor');"
+        "omid3p.registerSessionObserver(function (event) { say(event.data.verificationParameters); }, "
+        "'other');"
+        "omid3p.addEventListener('impression', sayEvent); say(omid3p.isSupported()); say(typeof postToHost)");
+    start();
+    event("impression", {{"mediaType", "video"}});
+    EXPECT_EQ(said(), (Texts{"true", "undefined",
+                             R"({"adSessionId":"ID","timestamp":1,"type":"sessionStart","data":{"context":)"
+                             R"({"app":{"libraryVersion":"1"},"omidJsInfo":{"omidImplementer":"VKTCoreKit",)"
+                             R"("serviceVersion":"1"}},"verificationParameters":"parameters"}})",
+                             "undefined",
+                             R"({"adSessionId":"ID","timestamp":2,"type":"impression","data":)"
+                             R"({"mediaType":"video"}})"}));
+}
+
+TEST_F(ServiceScript, AScriptThatMisbehavesHurtsOnlyItsOwnCalls) {
+    start();
+    run("listen('pause'); omid3p.addEventListener('resume', function (event) { omid3p.sendUrl(event.type); "
+        "});");
+    // What it does, an event, and what is reported of both. Other listeners hear all events after it.
+    const std::tuple<const char*, const char*, Texts> cases[] = {
+        {"omid3p.addEventListener('start', function () { throw new Error('own'); }); listen('start')",
+         "start",
+         {"a listener of start: Error: own"}},
+        {"omid3p.addEventListener('skipped', function () { throw {toString: function () { throw 1; }}; });",
+         "skipped",
+         {"a listener of skipped: an error without a text"}},
+        {"omid3p.addEventListener(7, sayType); omid3p.addEventListener('pause', 'sayType');",
+         "pause",
+         {"addEventListener: the event's type must be a string",
+          "addEventListener: a function is needed, not a value of type string"}},
+        {"omid3p.registerSessionObserver(); setTimeout('say(1)', 5); setInterval(null);",
+         "pause",
+         {"registerSessionObserver: a function is needed, not a value of type undefined",
+          "setTimeout: a function is needed, not a value of type string",
+          "setInterval: a function is needed, not a value of type object"}},
+        {"omid3p.sendUrl({}, null, function () { throw 1; }); clearTimeout({}); clearTimeout('__proto__');",
+         "pause",
+         {"sendUrl: the address must be a string of at most 16384 characters", "sendUrl: 1"}},
+        {"listen('pause', 'pause', '__proto__', 'toString'); listen('pause');", "toString", {}},
+        {"JSON.stringify = JSON.parse = String = Object.create = function () { throw 1; };"
+         "Array.prototype.push = Array.prototype.indexOf = Array.prototype.slice = null;"
+         "omidReceive = null; Array = Object = Function.prototype.call = null;",
+         "midpoint",
+         {}}};
+    for (const auto& [script, type, expected] : cases) {
+        run(script);
+        event(type);
+        event("resume");
+        EXPECT_EQ(said().back(), "resume") << script;
+        EXPECT_EQ(wrong(), expected) << script;
+    }
+    finish();
+    EXPECT_EQ(messages_.back().type, ScriptMessage::Finished);
+}
+
+TEST_F(ServiceScript, TimersAndReplies) {
+    run("var once = setTimeout(function () { say('once'); }, 20);"
+        "var often = omid3p.setInterval(function () { say('often'); }, -5);"
+        "clearTimeout(setTimeout(sayType, NaN));"
+        "omid3p.sendUrl('http://h/', function () { say('sent'); clearInterval(often); }, function () { "
+        "say('no'); });"
+        "omid3p.injectJavaScriptResource('http://h/s', null, function () { say('not loaded'); });");
+    using Type = ScriptMessage::Type;
+    std::vector<std::pair<Type, std::int64_t>> posted;
+    for (const ScriptMessage& each : messages_)
+        posted.emplace_back(each.type, each.reply.value_or(each.identifier));
+    EXPECT_EQ(posted, (std::vector<std::pair<Type, std::int64_t>>{{Type::SetTimer, 1},
+                                                                  {Type::SetTimer, 2},
+                                                                  {Type::SetTimer, 3},
+                                                                  {Type::ClearTimer, 3},
+                                                                  {Type::SendURL, 4},
+                                                                  {Type::LoadScript, 5}}));
+    EXPECT_EQ(messages_[0].delay, VKTTimeInterval(0.02));
+    EXPECT_EQ(messages_[1].delay, ShortestTimerDelay);
+    (void)said();
+    for (int i = 0; i < 2; ++i)
+        tell(timersMessage({2, 1, 3, 99}));
+    EXPECT_EQ(said(), (Texts{"often", "once", "often"}));
+    for (const bool isSuccess : {true, false}) {
+        tell(replyMessage(4, isSuccess));
+        tell(replyMessage(5, false));
+    }
+    tell(timersMessage({2}));
+    EXPECT_EQ(said(), (Texts{"sent", "not loaded"})) << "each once, and a cleared timer no more";
+    EXPECT_EQ(wrong(), Texts());
+}
+
+}  // namespace
+
+}  // namespace OMIDKorvonet1
