@@ -2,6 +2,7 @@
 
 #include <future>
 
+#include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerDefaultProvider.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "tests/openmeasurement/Fakes.h"
 
@@ -11,9 +12,10 @@ using Script = VKTOpenMeasurementAdVerificationScript;
 using Scripts = VKTOpenMeasurementManager::Scripts;
 
 struct RecordingLogger : VKTOpenMeasurementRemoteLoggerProtocol {
-    void logOMInfoWithVendorName(const std::optional<std::string>&, const std::optional<std::string>&,
-                                 std::int64_t) override {
-        ADD_FAILURE() << "there are no sessions";
+    void logOMInfoWithVendorName(const std::optional<std::string>& vendor,
+                                 const std::optional<std::string>& url, std::int64_t type) override {
+        lines.push_back("info " + vendor.value_or("none") + " " + url.value_or("none") + " " +
+                        std::to_string(type));
     }
     void logOMAPIError(const std::optional<VKTError>& error, const std::optional<std::string>& vendor,
                        const std::optional<std::string>& url, std::int64_t type) override {
@@ -78,6 +80,14 @@ TEST_F(Manager, ASessionNeedsTheLibraryAndOneScriptDrawnStandsForAllInTheLog) {
         EXPECT_EQ(messagesOf(request), Texts{"Unable to start Open Measurement session with view: refused"});
     EXPECT_EQ(manager_->sessionWithView(nullptr, true, {}), nullptr);
     EXPECT_EQ(logger_->lines, (Texts{"d none http://h/1 0", "d v0 http://h/0 0", "d v2 none 0"}));
+
+    const auto provider = VKTOpenMeasurementManagerDefaultProvider::initWithFrameworkVersion("1.0");
+    const auto library =
+        VKTOpenMeasurementJSLibrary::initWithProvider(provider, VKTURLSession::sharedInstance());
+    const auto manager = VKTOpenMeasurementManager::initWithProvider(provider, library, logger_, pixels_);
+    manager->refreshJSLibrary();
+    EXPECT_TRUE(manager->sessionWithView(nullptr, true, {scripts[1]}));
+    EXPECT_EQ(logger_->lines.back(), "info none http://h/1 0");
 }
 
 TEST_F(Manager, TheScriptTagStandsBeforeEveryTagThatItIsPutTo) {
