@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <functional>
+#include <latch>
 #include <set>
 #include <thread>
 #include <utility>
@@ -108,7 +109,8 @@ TEST_F(Identity, WhatIsStoredOfATransientID) {
 struct HalfFullStore : VKTPropertyCacheManager {
     [[nodiscard]] std::optional<VKTValue> objectForKey(std::string_view key) const override {
         const auto value = memory.valueForKey(key);
-        if (const auto write = std::exchange(afterRead, nullptr)) write();
+        if (afterRead) std::exchange(afterRead, nullptr)();
+        std::this_thread::yield();
         return value;
     }
     bool setObject(const VKTValue& object, std::string_view forKey) override {
@@ -145,13 +147,23 @@ TEST_F(Identity, AnExpiredTransientIDNeverLivesOnWhenAnotherProcessRenewsIt) {
 }
 
 TEST_F(Identity, ThreadsGetOneTransientID) {
-    std::string IDs[8];
-    std::vector<std::thread> threads;
-    for (std::string& ID : IDs)
-        threads.emplace_back([this, &ID] { ID = transientID(); });
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(std::set<std::string>(std::begin(IDs), std::end(IDs)), std::set<std::string>{transientID()});
+    const auto shared = std::make_shared<HalfFullStore>();
+    const auto provider =
+        VKTIdentityProvider::initWithDevice(test.device, shared, test.clock, platform.random);
+    for (int day = 0; day < 100; ++day) {
+        test.clock->advance(std::chrono::hours(24));
+        std::string IDs[4];
+        std::latch start(4);
+        std::vector<std::thread> threads;
+        for (std::string& ID : IDs)
+            threads.emplace_back([&start, &provider, &ID] {
+                start.arrive_and_wait();
+                ID = VKTIdentity::retrieveTransientIDWithProvider(*provider);
+            });
+        for (std::thread& thread : threads)
+            thread.join();
+        ASSERT_EQ(std::set<std::string>(std::begin(IDs), std::end(IDs)).size(), 1U);
+    }
 }
 
 TEST_F(Identity, LegacyConsentStringAndFlagsAreReadWhenTheyAreTexts) {
