@@ -118,5 +118,5 @@ void VKTReachabilityManager::report(const VKTReachabilityFlags& flags) {
     status_ = status;
     if (const auto block = networkReachabilityStatusBlock()) block(status);
     VKTPlatform::current().notificationCentre->post(
-        {VKTReachabilityChangeNotification, {{VKTReachabilityNotificationStatusItem, int{status}}}});
+        {VKTReachabilityDidChangeNotification, {{VKTReachabilityNotificationStatusItem, int{status}}}});
 }

@@ -23,7 +23,7 @@ enum VKTNetworkReachabilityStatus : std::int32_t {
 std::string VKTStringFromNetworkReachabilityStatus(VKTNetworkReachabilityStatus status);
 
 /// Notification of every report, also when the status did not change. The item is the new status, an integer.
-inline constexpr const char* VKTReachabilityChangeNotification = "com.korvonet.reachiblity.change";
+inline constexpr const char* VKTReachabilityDidChangeNotification = "com.korvonet.reachiblity.change";
 inline constexpr const char* VKTReachabilityNotificationStatusItem = "VKTReachabilityNotificationStatusItem";
 
 using VKTReachabilityStatusBlock = std::function<void(VKTNetworkReachabilityStatus status)>;

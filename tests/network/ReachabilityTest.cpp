@@ -107,7 +107,7 @@ TEST_F(Reachability, StoppedOrDestroyedItHearsNoMore) {
 
 TEST_F(Reachability, WhoHearsOfTheFirstReportMayAskTheSharedInstance) {
     target_->setFlags(WiFi);
-    const auto token = test_.notificationCentre->addObserver(VKTReachabilityChangeNotification, [](auto&) {
+    const auto token = test_.notificationCentre->addObserver(VKTReachabilityDidChangeNotification, [](auto&) {
         EXPECT_TRUE(VKTNetworkInfo::sharedInstance()->isReachableOnWiFi());
     });
     EXPECT_TRUE(VKTNetworkInfo::sharedInstance()->isReachableOnWiFi());
