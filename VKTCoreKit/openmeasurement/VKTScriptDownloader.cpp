@@ -71,7 +71,7 @@ void VKTScriptDownloader::deliver(const VKTURLSessionResponse& response, const S
 }
 
 void VKTScriptDownloader::applyScriptHandler(const ScriptHandler& scriptHandler, std::string onScript,
-                                             std::optional<VKTURL> baseURL) {
+                                             const std::optional<VKTURL>& baseURL) {
     const auto self = shared_from_this();  // the delegate may let go of it
     const std::string script = scriptHandler ? scriptHandler(onScript) : std::move(onScript);
     if (const auto listener = delegate()) listener->scriptDownloader(*this, script, baseURL);

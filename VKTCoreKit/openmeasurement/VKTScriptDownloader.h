@@ -65,7 +65,7 @@ class VKTScriptDownloader : public std::enable_shared_from_this<VKTScriptDownloa
 
     /// Delivers the script, or what the handler makes of it.
     void applyScriptHandler(const ScriptHandler& scriptHandler, std::string onScript,
-                            std::optional<VKTURL> baseURL);
+                            const std::optional<VKTURL>& baseURL);
 
     [[nodiscard]] std::shared_ptr<VKTScriptDownloaderDelegate> delegate() const { return delegate_.lock(); }
     void setDelegate(const std::shared_ptr<VKTScriptDownloaderDelegate>& delegate) { delegate_ = delegate; }
