@@ -56,7 +56,8 @@ class Injection : public testing::Test {
             "chromium --headless --no-sandbox --disable-gpu --virtual-time-budget=10000 --dump-dom"
             " --user-data-dir=" +
             profile_ + " " + server_.url("/page") + " 2>" + profile_ + "/errors");
-        if (!document) return "Chromium failed, see " + profile_ + "/errors";
+        if (!document)
+            return "Chromium failed: " + outputOf("tail -n 5 " + profile_ + "/errors").value_or("");
         constexpr std::string_view attribute = "order=\"";
         const std::size_t start = document->find(attribute);
         if (start == std::string::npos) return "no script ran: " + *document;
