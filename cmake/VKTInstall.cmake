@@ -17,6 +17,16 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VKTCoreKitConfig.cmake
 
 configure_file(cmake/VKTCoreKit.pc.in VKTCoreKit.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VKTCoreKit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# A component of its own: find_package(VKTCoreKit COMPONENTS CairoCanvas), pkg-config VKTCairoCanvas.
+if(TARGET VKTCairoCanvas)
+    install(TARGETS VKTCairoCanvas EXPORT VKTCairoCanvasTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    install(EXPORT VKTCairoCanvasTargets NAMESPACE VKTCoreKit::
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
+    configure_file(cmake/VKTCairoCanvas.pc.in VKTCairoCanvas.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VKTCairoCanvas.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()
+
 if(TARGET vkt)
     install(TARGETS vkt RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()

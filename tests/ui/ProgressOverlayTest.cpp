@@ -1,0 +1,162 @@
+#include "VKTCoreKit/ui/VKTProgressOverlay.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <numbers>
+
+#include "VKTCoreKit/platform/VKTImageCanvas.h"
+
+#ifdef VKT_HAS_CAIRO_CANVAS
+// The font library keeps what it finds out at its first use; the leak checker takes that for lost.
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:libfontconfig";
+}
+#endif
+
+namespace {
+
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+VKTProgressOverlay overlay(VKTProgressIndicator indicator, double time, double duration) {
+    VKTProgressOverlay result;
+    VKTProgressStyle style;
+    style.indicator = indicator;
+    style.progressColor = {0, 1, 0, 1};
+    style.trackColor = {0, 0, 1, 1};
+    style.backdropColor = {1, 0, 0, 1};
+    result.setStyle(style);
+    result.setDuration(duration);
+    result.setTime(time);
+    return result;
+}
+
+TEST(ProgressOverlay, TimeTexts) {
+    const std::pair<double, const char*> table[] = {
+        {0.2, "0:01"},     {9.0000000001, "0:09"}, {59.1, "1:00"},      {3599, "59:59"},
+        {3600, "1:00:00"}, {36061, "10:01:01"},    {-infinity, "0:00"}, {infinity, "99:59:59"}};
+    for (const auto& [seconds, text] : table)
+        EXPECT_EQ(vkt_playbackTimeText(seconds), text) << seconds;
+}
+
+TEST(ProgressOverlay, ProgressAndTimes) {
+    const struct {
+        double time, duration, progress;
+        const char *remaining, *total;
+    } table[] = {{7.5, 30, 0.25, "0:23", "0:30"},
+                 {29.9, 29.97, 29.9 / 29.97, "0:01", "0:30"},
+                 {31, 30, 1, "0:00", "0:30"},
+                 {-2, 30, 0, "0:30", "0:30"},
+                 {NaN, 30, 0, "0:30", "0:30"},
+                 {5, 0, 0, "", ""},
+                 {5, NaN, 0, "", ""},
+                 {5, infinity, 0, "", ""}};
+    for (const auto& row : table) {
+        const auto tested = overlay(VKTProgressIndicatorBar, row.time, row.duration);
+        EXPECT_DOUBLE_EQ(tested.progress(), row.progress) << row.time << " of " << row.duration;
+        EXPECT_EQ(tested.remainingTimeText(), row.remaining) << row.time << " of " << row.duration;
+        EXPECT_EQ(tested.totalTimeText(), row.total) << row.time << " of " << row.duration;
+    }
+}
+
+#ifdef VKT_HAS_CAIRO_CANVAS
+
+constexpr std::uint32_t green = 0xFF00FF00;
+constexpr std::uint32_t blue = 0xFF0000FF;
+
+std::uint32_t pixelAt(const VKTImageCanvas& canvas, double x, double y) {
+    return canvas.pixels()[static_cast<std::size_t>(y) * canvas.width() + static_cast<std::size_t>(x)];
+}
+
+VKTRect drawnRect(const VKTImageCanvas& canvas) {
+    VKTRect drawn = VKTRect::null();
+    for (std::size_t i = 0; i < canvas.pixels().size(); ++i) {
+        if (canvas.pixels()[i] == 0) continue;
+        const auto x = static_cast<double>(i % canvas.width());
+        drawn = drawn.unionWith({x, static_cast<double>(i / canvas.width()), 1, 1});
+    }
+    return drawn;
+}
+
+TEST(ProgressOverlayPicture, RingIsFilledClockwiseFromTheTop) {
+    const auto canvas = vkt_makeCairoCanvasWithSize(640, 360);
+    for (const double share : {0.25, 0.5, 1.0}) {
+        canvas->clear();
+        overlay(VKTProgressIndicatorRound, 40 * share, 40).draw(*canvas, {0, 0, 640, 360});
+        const auto onRing = [&](double turn) {
+            const double angle = 2 * std::numbers::pi * turn;
+            return pixelAt(*canvas, 556 + 33 * std::sin(angle), 84 - 33 * std::cos(angle));
+        };
+        EXPECT_EQ(onRing(share - 0.02), green) << share;
+        EXPECT_EQ(onRing(share + 0.02), share < 1 ? blue : green) << share;
+        EXPECT_EQ(pixelAt(*canvas, 556, 84 - 26), 0xFFFF0000) << "the disc";
+        EXPECT_EQ(drawnRect(*canvas), (VKTRect{640 - 48 - 72, 48, 72, 72}));
+    }
+}
+
+TEST(ProgressOverlayPicture, BarEndsWhereTheProgressEnds) {
+    for (const int scale : {1, 2}) {
+        const auto canvas = vkt_makeCairoCanvasWithSize(640 * scale, 360 * scale, scale);
+        auto tested = overlay(VKTProgressIndicatorBar, 10, 40);
+        VKTProgressStyle style = tested.style();
+        style.showsRemainingTime = false;
+        tested.setStyle(style);
+        tested.draw(*canvas, {0, 0, 640, 360});
+        const double end = 48 + 544 * 0.25;
+        EXPECT_EQ(pixelAt(*canvas, (end - 0.5) * scale, 309 * scale), green);
+        EXPECT_EQ(pixelAt(*canvas, (end + 0.5) * scale, 309 * scale), blue);
+        EXPECT_EQ(drawnRect(*canvas), (VKTRect{48.0 * scale, 306.0 * scale, 544.0 * scale, 6.0 * scale}));
+    }
+}
+
+// Whatever the style is: within the place that is told, never further from the edges than promised.
+TEST(ProgressOverlayPicture, ExtremeStylesStayInPlace) {
+    const auto canvas = vkt_makeCairoCanvasWithSize(640, 480);
+    for (const double extreme : {NaN, -5.0, 1e-300, 3.0, 30.0, 1e9}) {
+        for (const auto indicator : {VKTProgressIndicatorRound, VKTProgressIndicatorBar}) {
+            auto tested = overlay(indicator, 3600, 4000);
+            VKTProgressStyle style = tested.style();
+            style.showsTotalTime = true;
+            style.offset = style.lineWidth = style.fontSize = extreme;
+            tested.setStyle(style);
+            canvas->clear();
+            tested.draw(*canvas, {0, 0, 640, 480});
+            tested.draw(*canvas, {NaN, 0, 640, 480});
+            const VKTRect place = tested.indicatorRect({0, 0, 640, 480});
+            const VKTRect drawn = drawnRect(*canvas);
+            EXPECT_EQ(drawn.isNull(), place.isNull() || place.height < 1e-9) << extreme;
+            const VKTRect both = place.unionWith(drawn);
+            EXPECT_NEAR(both.width + both.height, place.width + place.height, 1e-9) << extreme;
+            EXPECT_TRUE(place.isNull() || place.x + place.width >= 640 - VKTProgressMaxOffset) << extreme;
+        }
+    }
+}
+
+TEST(ImageCanvas, DrawsTextWhereItSaysAndSurvivesMisuse) {
+    EXPECT_FALSE(vkt_makeCairoCanvasWithSize(0, 5));
+    EXPECT_FALSE(vkt_makeCairoCanvasWithSize(5, 40000));
+    EXPECT_FALSE(vkt_makeCairoCanvasWithSize(5, 5, NaN));
+    const auto canvas = vkt_makeCairoCanvasWithSize(100, 40);
+    canvas->restore();
+    canvas->drawText("\xFF", {0, 20}, 20, {});
+    canvas->drawText("0", {0, 20}, 1e9, {});
+    EXPECT_EQ(canvas->widthOfText("\xFF", 20), 0);
+    const double width = canvas->widthOfText("0:08", 20);
+    canvas->drawText("0:08", {30, 20}, 20, {1, 1, 1, 1});
+    const VKTRect drawn = drawnRect(*canvas);
+    EXPECT_NEAR(drawn.y + drawn.height / 2, 20, 1.1);
+    EXPECT_NEAR(drawn.x + drawn.width / 2, 30 + width / 2, 2);
+    EXPECT_NEAR(drawn.width, width, 5);
+}
+
+#else
+
+TEST(ProgressOverlayPicture, NeedsCairo) {
+    GTEST_SKIP() << "built without cairo (VKT_WITH_CAIRO): no pictures to look at";
+}
+
+#endif
+
+}  // namespace

@@ -1,0 +1,115 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <numbers>
+
+#include "VKTCoreKit/ui/VKTSphericalCamera.h"
+
+namespace {
+
+constexpr double pi = std::numbers::pi;
+constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+void expectNear(const VKTVector3& actual, const VKTVector3& expected, const char* what) {
+    EXPECT_LT(std::hypot(actual.x - expected.x, actual.y - expected.y, actual.z - expected.z), 1e-12) << what;
+}
+
+// What the header says of axes, signs and order.
+TEST(Quaternion, TurnsAsAnnounced) {
+    const struct {
+        const char* what;
+        VKTEulerAngles angles;
+        VKTVector3 ahead, up;
+    } table[] = {{"yaw: to the left", {pi / 2, 0, 0}, {-1, 0, 0}, {0, 1, 0}},
+                 {"pitch: up", {0, pi / 2, 0}, {0, 1, 0}, {0, 0, 1}},
+                 {"roll: to the left", {0, 0, pi / 2}, {0, 0, -1}, {-1, 0, 0}},
+                 {"yaw before pitch", {pi / 2, pi / 2, 0}, {0, 1, 0}, {1, 0, 0}},
+                 {"pitch before roll", {0, pi / 2, pi / 2}, {0, 1, 0}, {-1, 0, 0}}};
+    for (const auto& row : table) {
+        const VKTQuaternion q = VKTQuaternion::fromAngles(row.angles);
+        expectNear(q.rotated({0, 0, -1}), row.ahead, row.what);
+        expectNear(q.rotated({0, 1, 0}), row.up, row.what);
+        expectNear(q.conjugate().rotated(q.rotated({1, 2, 3})), {1, 2, 3}, "and back");
+    }
+}
+
+TEST(Quaternion, AnglesGoThereAndBack) {
+    for (double yaw = -3; yaw <= 3; yaw += 0.75) {
+        for (const double pitch : {-pi / 2 + 1e-6, -1.0, 0.0, pi / 2 - 1e-6}) {
+            for (const double roll : {-3.1, 0.0, 2.0}) {
+                const VKTEulerAngles back = VKTQuaternion::fromAngles({yaw, pitch, roll}).angles();
+                EXPECT_NEAR(std::abs(back.yaw - yaw) + std::abs(back.roll - roll), 0, 1e-8) << pitch;
+                EXPECT_NEAR(back.pitch, pitch, 1e-12) << yaw << " " << roll;
+            }
+        }
+    }
+    for (const double pole : {-pi / 2, pi / 2}) {
+        const VKTEulerAngles angles = VKTQuaternion::fromAngles({0.3, pole, 0.2}).angles();
+        EXPECT_NEAR(angles.yaw, pole > 0 ? 0.1 : 0.5, 1e-9) << "straight up or down it is all yaw";
+        EXPECT_EQ(angles.roll, 0);
+    }
+}
+
+TEST(Quaternion, NormalizesWhatIsDegenerate) {
+    for (const VKTQuaternion& q : {VKTQuaternion{0, 0, 0, 0}, {1, NaN, 0, 0}, {0, infinity, 0, 0}})
+        EXPECT_EQ(q.normalized(), VKTQuaternion());
+    for (const double size : {1e-310, 1e-160, 1.0, 1e308})
+        EXPECT_NEAR((VKTQuaternion{size, size, size, -size}.normalized().z), -0.5, 1e-12) << size;
+    EXPECT_EQ(VKTQuaternion::rotation({0, 0, 0}, 1), VKTQuaternion());
+}
+
+TEST(Quaternion, SlerpTakesTheShortestWayAtConstantSpeed) {
+    const VKTQuaternion from = VKTQuaternion::fromAngles({1, 0.5, -2});
+    for (const double angle : {0.0, 1e-12, 1e-7, 0.01, 1.0, 3.1}) {
+        const VKTQuaternion to = VKTQuaternion::rotation({1, 2, -2}, angle) * from;
+        for (const VKTQuaternion& either : {to, to * VKTQuaternion{-1}}) {
+            for (const double t : {0.0, 0.25, 0.5, 1.0, 7.0}) {
+                const auto expected = VKTQuaternion::rotation({1, 2, -2}, angle * std::min(t, 1.0)) * from;
+                EXPECT_NEAR(VKTQuaternion::slerp(from, either, t).angleTo(expected), 0, 1e-14) << angle << t;
+            }
+        }
+    }
+    const VKTQuaternion halfTurn = VKTQuaternion::rotation({0, 0, 1}, pi);
+    EXPECT_NEAR(VKTQuaternion::slerp({}, halfTurn, 0.5).angleTo(halfTurn), pi / 2, 1e-12);
+    EXPECT_EQ(VKTQuaternion::slerp({}, halfTurn, NaN), VKTQuaternion());
+}
+
+TEST(SphericalCamera, FollowsTheFinger) {
+    VKTSphericalCamera camera;
+    camera.setFieldOfView(pi / 2);
+    camera.setMaximumPitch(1);
+    camera.dragBy({5, 5000}, 1000);
+    EXPECT_NEAR(camera.angles().yaw, 0.01, 1e-12) << "the picture goes right, the camera left";
+    EXPECT_EQ(camera.angles().pitch, 1) << "the picture goes down, the camera up and no further";
+    camera.dragBy({0, -50}, 1000);
+    EXPECT_NEAR(camera.angles().pitch, 0.9, 1e-12) << "the way back is felt at once";
+    const VKTEulerAngles before = camera.angles();
+    camera.dragBy({NaN, 1}, 1000);
+    camera.dragBy({1, 1}, 0);
+    camera.setAngles({NaN, 0, 0});
+    camera.setAttitude({NaN, 0, 0, 0});
+    EXPECT_EQ(camera.angles(), before);
+    camera.setAngles({4, 2, -pi});
+    EXPECT_NEAR(camera.angles().yaw, 4 - 2 * pi, 1e-12) << "over the seam";
+    EXPECT_EQ(camera.angles().roll, pi);
+    EXPECT_EQ(camera.angles().pitch, 1);
+}
+
+TEST(SphericalCamera, FollowsTheDevice) {
+    const VKTQuaternion upright = VKTQuaternion::rotation({1, 0, 0}, pi / 2);
+    VKTSphericalCamera camera;
+    camera.setAttitude({});
+    expectNear(camera.lookDirection(), {0, -1, 0}, "flat on a table");
+    camera.setAttitude(VKTQuaternion::rotation({0, 0, 1}, 0.5) * upright);
+    expectNear(camera.lookDirection(), {-std::sin(0.5), 0, -std::cos(0.5)}, "upright, turned to the left");
+    // A quarter turn clockwise: the picture has to go the other way to stand upright.
+    camera.setAttitude(upright * VKTQuaternion::rotation({0, 0, 1}, -pi / 2), pi / 2);
+    EXPECT_NEAR(camera.orientation().angleTo({}), 0, 1e-12);
+    camera.dragBy({0, -100}, 1000);
+    camera.setAttitude(upright);
+    EXPECT_NEAR(camera.angles().pitch, -0.2 * std::tan(camera.fieldOfView() / 2), 1e-12) << "the drag stays";
+}
+
+}  // namespace
