@@ -1,7 +1,7 @@
 #include "VKTCoreKit/omruntime/Bridge.h"
 
 #include <algorithm>
-#include <iterator>
+#include <array>
 #include <utility>
 
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -13,16 +13,18 @@ namespace {
 
 constexpr VKTTimeInterval longestTimerDelay = std::chrono::hours(24);
 
-const std::pair<std::string_view, ScriptMessage::Type> messageTypes[] = {
-    {"heard", ScriptMessage::Heard},       {"error", ScriptMessage::Error},
-    {"setTimer", ScriptMessage::SetTimer}, {"clearTimer", ScriptMessage::ClearTimer},
-    {"sendUrl", ScriptMessage::SendURL},   {"loadScript", ScriptMessage::LoadScript},
-    {"finished", ScriptMessage::Finished}};
+using NamedType = std::pair<std::string_view, ScriptMessage::Type>;
+
+constexpr std::array messageTypes = {
+    NamedType("heard", ScriptMessage::Heard),       NamedType("error", ScriptMessage::Error),
+    NamedType("setTimer", ScriptMessage::SetTimer), NamedType("clearTimer", ScriptMessage::ClearTimer),
+    NamedType("sendUrl", ScriptMessage::SendURL),   NamedType("loadScript", ScriptMessage::LoadScript),
+    NamedType("finished", ScriptMessage::Finished)};
 
 std::optional<ScriptMessage::Type> typeNamed(std::string_view name) {
-    const auto* const found = std::find_if(std::begin(messageTypes), std::end(messageTypes),
+    const auto* const found = std::find_if(messageTypes.begin(), messageTypes.end(),
                                            [&](const auto& each) { return each.first == name; });
-    return found == std::end(messageTypes) ? std::nullopt : std::optional(found->second);
+    return found == messageTypes.end() ? std::nullopt : std::optional(found->second);
 }
 
 const std::string* textUnder(const VKTDictionary& dictionary, std::string_view key) {

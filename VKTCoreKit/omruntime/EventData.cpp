@@ -1,5 +1,6 @@
 #include "VKTCoreKit/omruntime/EventData.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cmath>
@@ -58,14 +59,14 @@ VKTDictionary viewportData(const Geometry& geometry) {
 }
 
 VKTArray reasonsData(std::uint8_t reasons) {
-    constexpr std::pair<GeometryReason, const char*> names[] = {
-        {GeometryReasonNoAdView, "noAdView"},
-        {GeometryReasonNotFound, "notFound"},
-        {GeometryReasonHidden, "hidden"},
-        {GeometryReasonBackgrounded, "backgrounded"},
-        {GeometryReasonNoWindowFocus, "noWindowFocus"},
-        {GeometryReasonClipped, "clipped"},
-        {GeometryReasonObstructed, "obstructed"}};
+    using NamedReason = std::pair<GeometryReason, const char*>;
+    constexpr std::array names = {NamedReason(GeometryReasonNoAdView, "noAdView"),
+                                  NamedReason(GeometryReasonNotFound, "notFound"),
+                                  NamedReason(GeometryReasonHidden, "hidden"),
+                                  NamedReason(GeometryReasonBackgrounded, "backgrounded"),
+                                  NamedReason(GeometryReasonNoWindowFocus, "noWindowFocus"),
+                                  NamedReason(GeometryReasonClipped, "clipped"),
+                                  NamedReason(GeometryReasonObstructed, "obstructed")};
     VKTArray data;
     for (const auto& [reason, name] : names) {
         if ((reasons & reason) != 0) data.emplace_back(name);

@@ -1,6 +1,7 @@
 // Tells an embedder, or a person who debugs, what verification scripts do.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -13,12 +14,16 @@ namespace OMIDKorvonet1 {
 struct ScriptIdentity {
     std::string adSessionId;
     VerificationScriptResource resource;
+    std::size_t place = 0;  ///< of the resource in the session's context
 };
 
 /// Hears what verification scripts do, on the main thread. Each operation has an empty default.
 class MeasurementObserver {
   public:
     virtual ~MeasurementObserver() = default;
+
+    /// The script has been fetched; it runs next.
+    virtual void scriptLoaded(const ScriptIdentity& /*script*/) {}
 
     /// An event reached at least one listener of the script; once per event and script, as the service script
     /// reports it. `time`: milliseconds since 1970.
@@ -32,6 +37,10 @@ class MeasurementObserver {
 
     /// The script threw, or its world has ended. Every failure, though the log has only the first.
     virtual void scriptFailed(const ScriptIdentity& /*script*/, const VKTError& /*error*/) {}
+
+    /// Its world is gone: after the finish, after a failure, or because there was no place for it. The last
+    /// call for the script, though requests that it asked for may still be under way.
+    virtual void scriptEnded(const ScriptIdentity& /*script*/) {}
 };
 
 }  // namespace OMIDKorvonet1

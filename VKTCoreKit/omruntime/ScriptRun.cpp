@@ -32,12 +32,13 @@ ScriptRun::ScriptRun(ScriptIdentity identity)
 
 std::shared_ptr<ScriptRun> ScriptRun::start(ScriptIdentity identity, std::string serviceScript,
                                             const std::string& startMessage) {
-    const std::shared_ptr<ScriptRun> run(new ScriptRun(std::move(identity)));
+    std::shared_ptr<ScriptRun> run(new ScriptRun(std::move(identity)));
     if (worldCount_ == ScriptLimit) {
         VKTPlatform::current().mainRunLoop->post([run] {
             run->fail(runtimeError(ErrorCodeTooManyScripts,
                                    "64 verification scripts run already: finish sessions that are over"),
                       lostAll);
+            run->tellEnd();
         });
         return run;
     }
@@ -63,8 +64,8 @@ void ScriptRun::makeWorld() {
     handlers.onEnd = [weakSelf](const VKTError& error) {
         const auto self = weakSelf.lock();
         if (!self) return;
-        self->end();
         self->fail(error, lostAll);
+        self->end();
     };
     const VKTPlatform& platform = VKTPlatform::current();
     const auto& makeExecutor =
@@ -95,6 +96,15 @@ void ScriptRun::end() {
     for (const auto& download : std::exchange(downloads_, {})) {
         if (const auto task = download.lock()) task->cancel();
     }
+    tellEnd();
+}
+
+void ScriptRun::tellLoaded() {
+    if (const auto observer = SDK::sharedInstance().observer()) observer->scriptLoaded(identity_);
+}
+
+void ScriptRun::tellEnd() {
+    if (const auto observer = SDK::sharedInstance().observer()) observer->scriptEnded(identity_);
 }
 
 // ---- scripts ----
@@ -106,11 +116,12 @@ void ScriptRun::loadScript(const VKTURL& URL, std::optional<std::int64_t> replyI
                            const VKTData& script, const std::optional<VKTError>& error) {
                            const auto self = weakSelf.lock();
                            if (!self || self->isOver()) return;
-                           self->hasLoaded_ = true;
+                           const bool isFirst = !std::exchange(self->hasLoaded_, true);
                            if (error) {
                                self->fail(*error, "what that script would have measured");
                            } else {
                                self->executor_->evaluate(*script, name);
+                               if (isFirst) self->tellLoaded();
                            }
                            self->reply(replyIdentifier, !error);
                        }));
@@ -130,9 +141,9 @@ void ScriptRun::loadAnotherScript(const ScriptMessage& message) {
 void ScriptRun::receive(const std::string& text) {
     if (!executor_) return;
     if (isFlood()) {
-        end();
         fail(scriptError(VKTScriptErrorFlood, "The script posts more than 20,000 messages a second"),
              lostAll);
+        end();
         return;
     }
     if (const auto message = scriptMessageFromText(text)) {

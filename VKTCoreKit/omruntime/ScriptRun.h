@@ -67,6 +67,8 @@ class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
     void fireTimers();
     bool isFlood();
     void fail(const VKTError& error, std::string_view loss);
+    void tellLoaded();
+    void tellEnd();
 
     const ScriptIdentity identity_;
     const std::shared_ptr<ScriptRequests> requests_;

@@ -41,7 +41,7 @@ void SessionRun::start() {
     const std::int64_t now = millisecondsNow();
     for (const VerificationScriptResource& resource : context_->resources()) {
         scripts_.push_back(ScriptRun::start(
-            {identifier_, resource}, *context_->script(),
+            {identifier_, resource, scripts_.size()}, *context_->script(),
             startMessage(identifier_, now, data, resource.vendorKey(), resource.parameters())));
     }
     runtime.registry().add(shared_from_this());
@@ -133,7 +133,7 @@ void SessionRun::tellError(const std::string& errorType, const std::string& mess
     tell("sessionError", {{"errorType", sendableText(errorType)}, {"message", sendableText(message)}});
 }
 
-void SessionRun::tellMediaEvent(std::string_view type, VKTDictionary data) {
+void SessionRun::tellMediaEvent(std::string_view type, const VKTDictionary& data) {
     if (isRunning() && hasImpression_) {
         tell(type, data);
         return;
@@ -147,7 +147,7 @@ void SessionRun::tellStart(double duration, double mediaPlayerVolume) {
     mediaPlayerVolume_ = mediaPlayerVolume;
     VKTDictionary data = volumeData();
     data.set("duration", duration);
-    tellMediaEvent("start", std::move(data));
+    tellMediaEvent("start", data);
 }
 
 void SessionRun::tellVolume(double mediaPlayerVolume) {

@@ -56,7 +56,7 @@ class SessionRun : public std::enable_shared_from_this<SessionRun> {
     void tellError(const std::string& errorType, const std::string& message);
 
     /// Drops it, with a log line, when it is out of place.
-    void tellMediaEvent(std::string_view type, VKTDictionary data = {});
+    void tellMediaEvent(std::string_view type, const VKTDictionary& data = {});
 
     /// The same; volume and duration are valid.
     void tellStart(double duration, double mediaPlayerVolume);

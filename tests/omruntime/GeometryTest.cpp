@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+#include "tests/omruntime/AllocationCount.h"
 
 namespace OMIDKorvonet1 {
 
@@ -209,6 +210,20 @@ TEST_F(GeometryOfAnAd, ListsObstructionsAndForgivesFriendlyOnes) {
     for (int i = 0; i < 1000; ++i)
         add(*page_, {100, 100, 1, 1});
     EXPECT_EQ(look().obstructionCount, ListedObstructionLimit);
+}
+
+TEST_F(GeometryOfAnAd, ALookThatFindsNothingNewAsksForNoMemory) {
+    auto parent = page_;
+    for (int i = 0; i < 1000; ++i) {
+        const auto view = add(*parent, {i * 0.1, 1, 300, 120});
+        parent = i % 10 == 0 ? view : page_;
+        view->setClassName("A class name that is too long for a short string");
+    }
+    EXPECT_GT(look().percentageInView, 0);
+    EXPECT_NE(look().reasons & GeometryReasonObstructed, 0);
+    const std::size_t before = allocationCount();
+    EXPECT_FALSE(walker_.look(ad_, true, friendly_));
+    EXPECT_EQ(allocationCount() - before, 0U);
 }
 
 TEST(CoveredArea, CountsOverlapsOnce) {
