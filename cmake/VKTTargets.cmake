@@ -1,13 +1,17 @@
 # Flags that every target of this project shares.
 
-function(vkt_configure_target target)
-    target_compile_features(${target} PUBLIC cxx_std_20)
+function(vkt_set_warnings target)
     target_compile_options(${target} PRIVATE
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
         $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
         # GCC 12 sees overlapping copies in literal + std::string (its bug 105651).
         $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
         $<$<BOOL:${VKT_WERROR}>:-Werror>)
+endfunction()
+
+function(vkt_configure_target target)
+    target_compile_features(${target} PUBLIC cxx_std_20)
+    vkt_set_warnings(${target})
     if(VKT_SANITIZE)
         target_compile_options(${target} PUBLIC
             -fsanitize=${VKT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

@@ -6,6 +6,7 @@
 #include "VKTCoreKit/platform/linux/VKTExpatEventReader.h"
 #include "VKTCoreKit/platform/linux/VKTLinuxDevice.h"
 #include "VKTCoreKit/platform/linux/VKTNetlinkReachability.h"
+#include "VKTCoreKit/platform/linux/VKTProcessExecutor.h"
 #include "VKTCoreKit/platform/linux/VKTSQLiteKeyValueStore.h"
 #include "VKTCoreKit/platform/linux/VKTSystemClock.h"
 #include "VKTCoreKit/platform/linux/VKTSystemRandom.h"
@@ -30,6 +31,6 @@ VKTPlatform vkt_makeDefaultPlatform() {
             .makeKeyValueStore = vkt_makeSQLiteKeyValueStore,
             .makeReachabilityTarget =
                 [](const VKTReachabilityPeer& peer) { return vkt_makeNetlinkReachabilityTarget(peer); },
-            .makeScriptExecutor = nullptr,
+            .makeScriptExecutor = vkt_makeProcessExecutor,
             .makeTrustedScriptExecutor = vkt_makeDuktapeExecutor};
 }

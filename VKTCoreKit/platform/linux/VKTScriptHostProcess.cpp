@@ -1,0 +1,427 @@
+#include "VKTCoreKit/platform/linux/VKTScriptHostProcess.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/local/stream_protocol.hpp>
+#include <asio/post.hpp>
+#include <asio/steady_timer.hpp>
+#include <asio/write.hpp>
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <deque>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::nanoseconds;
+using Clock = std::chrono::steady_clock;
+using Paths = std::vector<std::string>;
+
+constexpr auto startLimit = 10s;              // until the process says that it is ready
+constexpr int wallClockFactor = 8;            // of a turn's limit, by the clock on the wall
+constexpr std::size_t frameAllowance = 4096;  // bytes of frames that are not messages
+constexpr auto firstCollection = 1ms;         // then twice as long each time
+constexpr auto slowestCollection = 64ms;
+constexpr auto processorTimeMargin = 2s;  // the system's own limit is the last resort
+
+// Never destroyed, as the thread, with which the system would end all its processes.
+asio::io_context& sharedContext() {
+    static asio::io_context& context = *[] {
+        auto* made = new asio::io_context(1);
+        std::thread([made] {
+            const auto work = asio::make_work_guard(*made);
+            made->run();
+        }).detach();
+        return made;
+    }();
+    return context;
+}
+
+std::string messageOf(int error) {
+    return std::generic_category().message(error);
+}
+
+Paths installedHostPaths() {
+    Paths paths{VKT_SCRIPT_HOST_PATH};
+    std::array<char, 4096> program{};
+    const ssize_t length = readlink("/proc/self/exe", program.data(), program.size());
+    if (length <= 0) return paths;
+    const std::string_view path(program.data(), static_cast<std::size_t>(length));
+    paths.insert(paths.begin(), std::string(path.substr(0, path.rfind('/'))) + "/vkt-script-host");
+    return paths;
+}
+
+// What the dynamic linker and the clock of scripts need of the environment.
+std::vector<std::string> hostEnvironment() {
+    std::vector<std::string> environment;
+    for (const char* name : {"LD_LIBRARY_PATH", "TZ"})
+        if (const char* value = std::getenv(name)) environment.push_back(std::string(name) + '=' + value);
+    return environment;
+}
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (std::string& text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+// Returns 0 or the error.
+int spawn(pid_t& process, int socket, std::vector<std::string>& arguments,
+          std::vector<std::string>& environment) {
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attributes;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawnattr_init(&attributes);
+    for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        posix_spawn_file_actions_addopen(&actions, standard, "/dev/null", O_RDWR, 0);
+    posix_spawn_file_actions_adddup2(&actions, socket, VKTScriptHostSocket);
+    sigset_t signals;
+    sigfillset(&signals);
+    posix_spawnattr_setsigdefault(&attributes, &signals);
+    sigemptyset(&signals);
+    posix_spawnattr_setsigmask(&attributes, &signals);
+    // A group of its own: what the terminal sends is for the player.
+    posix_spawnattr_setflags(&attributes,
+                             POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
+    const int error = posix_spawn(&process, arguments.front().c_str(), &actions, &attributes,
+                                  pointersTo(arguments).data(), pointersTo(environment).data());
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    return error;
+}
+
+class HostProcess final : public VKTScriptHostProcess, public std::enable_shared_from_this<HostProcess> {
+  public:
+    HostProcess(const VKTScriptOptions& options, EventHandler onEvent)
+        : options_(options),
+          onEvent_(std::move(onEvent)),
+          environment_(hostEnvironment()),
+          reader_(std::max(options.messageLimit, frameAllowance)) {}
+
+    void begin() {
+        asio::post(context_, [self = shared_from_this()] { self->startProcess(); });
+    }
+
+    void send(VKTScriptFrameKind kind, std::string name, std::string text) override {
+        const std::size_t size = name.size() + text.size() + VKTScriptMessageOverhead;
+        const bool isFlood = (unsent_ += size) > VKTScriptLongestRequest;
+        if (isFlood) {
+            asio::post(context_, [self = shared_from_this()] {
+                self->finish(VKTScriptErrorFlood, "the process does not take what it is asked");
+            });
+            return;
+        }
+        asio::post(context_,
+                   [self = shared_from_this(), kind, size, name = std::move(name), text = std::move(text)] {
+                       if (self->isFinished_) return;
+                       std::string content(name.c_str());
+                       content += '\0';
+                       content += text;
+                       self->outbox_.push_back({vkt_encodedScriptFrame(kind, content), size});
+                       if (self->outbox_.size() == 1) self->write();
+                   });
+    }
+
+    void end() override {
+        asio::post(context_, [self = shared_from_this()] {
+            self->onEvent_ = nullptr;
+            self->finish(VKTScriptErrorEnded, "");
+        });
+    }
+
+    [[nodiscard]] pid_t identifier() const override { return process_; }
+
+  private:
+    struct Request {
+        std::string frame;
+        std::size_t counted;
+    };
+
+    void startProcess() {
+        const int hostEnd = connect();
+        if (hostEnd < 0) {
+            finish(VKTScriptErrorUnavailable, "no socket for a script world: " + messageOf(errno));
+            return;
+        }
+        const std::string problem = startAnyHost(hostEnd);
+        close(hostEnd);
+        if (process_ == 0) {
+            finish(VKTScriptErrorUnavailable, problem);
+            return;
+        }
+#ifdef SYS_pidfd_open
+        handle_ = static_cast<int>(syscall(SYS_pidfd_open, process_.load(), 0));
+#endif
+        watchAfter(startLimit);
+        read();
+    }
+
+    // Returns the host's end, with a number above those that the process gives its own; -1 with errno.
+    int connect() {
+        std::array<int, 2> ends{};
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) return -1;
+        const int hostEnd = fcntl(ends[1], F_DUPFD_CLOEXEC, VKTScriptHostSocket + 1);
+        close(ends[1]);
+        std::error_code error;
+        socket_.assign(asio::local::stream_protocol(), ends[0], error);
+        if (!error) return hostEnd;
+        close(ends[0]);
+        if (hostEnd >= 0) close(hostEnd);
+        errno = error.value();
+        return -1;
+    }
+
+    // Returns why none could be started.
+    std::string startAnyHost(int hostEnd) {
+        const Paths paths = options_.hostPath.empty() ? installedHostPaths() : Paths{options_.hostPath};
+        const auto seconds = (options_.totalLimit + processorTimeMargin).count();
+        std::string looked;
+        for (const std::string& path : paths) {
+            std::vector<std::string> arguments{path, std::to_string(options_.memoryLimit),
+                                               std::to_string(seconds), std::to_string(getpid())};
+            pid_t process = 0;
+            const int error = spawn(process, hostEnd, arguments, environment_);
+            if (error == 0) {
+                path_ = path;
+                process_ = process;
+                return "";
+            }
+            looked += (looked.empty() ? "" : ", ") + path + " (" + messageOf(error) + ")";
+        }
+        return "no host program for script worlds: looked at " + looked +
+               "; install vkt-script-host, or name it in VKTScriptOptions::hostPath";
+    }
+
+    void read() {
+        socket_.async_read_some(asio::buffer(buffer_),
+                                [self = shared_from_this()](const std::error_code& error, std::size_t size) {
+                                    self->take(error, size);
+                                });
+    }
+
+    void take(const std::error_code& error, std::size_t size) {
+        if (isFinished_) return;
+        if (error) {
+            finish(std::nullopt, "");
+            return;
+        }
+        reader_.append({buffer_.data(), size});
+        for (auto frame = reader_.next(); frame && !isFinished_; frame = reader_.next())
+            take(*frame);
+        if (reader_.isSpoilt())
+            finish(VKTScriptErrorFlood,
+                   "a message of more than " + std::to_string(options_.messageLimit) + " bytes");
+        if (!isFinished_) read();
+    }
+
+    void take(VKTScriptFrame& frame) {
+        switch (frame.kind) {
+            case VKTScriptFrameReady:
+                isReady_ = true;
+                isWatching_ = false;
+                return;
+            case VKTScriptFrameTurnBegin:
+                beginTurn(frame.content);
+                return;
+            case VKTScriptFrameTurnEnd:
+                isWatching_ = false;
+                return;
+            case VKTScriptFrameMessage:
+                tell({std::nullopt, std::move(frame.content)});
+                return;
+            case VKTScriptFrameException:
+                tell({VKTScriptErrorException, std::move(frame.content)});
+                return;
+            case VKTScriptFrameEnd:
+                finish(endCode(frame.content), frame.content.substr(frame.content.empty() ? 0 : 1));
+                return;
+            default:
+                finish(VKTScriptErrorEnded, "the process says what nobody understands");
+                return;
+        }
+    }
+
+    static VKTScriptErrorCode endCode(const std::string& content) {
+        for (const auto code : {VKTScriptErrorMemory, VKTScriptErrorUnavailable})
+            if (!content.empty() && content.front() == static_cast<char>(code)) return code;
+        return VKTScriptErrorEnded;
+    }
+
+    void tell(VKTScriptHostEvent event) {
+        if (!event.code && event.text.size() > options_.messageLimit) {
+            finish(VKTScriptErrorFlood, "a message of " + std::to_string(event.text.size()) + " bytes");
+        } else if (onEvent_ && !onEvent_(std::move(event))) {
+            finish(VKTScriptErrorFlood, "too many messages that were not taken yet");
+        }
+    }
+
+    // --- time
+
+    void beginTurn(const std::string& usedBefore) {
+        std::int64_t used = 0;
+        std::from_chars(usedBefore.data(), usedBefore.data() + usedBefore.size(), used);
+        turnLimit_ = std::min<nanoseconds>(nanoseconds(used) + options_.turnLimit, options_.totalLimit);
+        turnEnd_ = Clock::now() + wallClockFactor * options_.turnLimit;
+        watchAfter(std::min<nanoseconds>(options_.turnLimit, turnLimit_ - nanoseconds(used)));
+    }
+
+    void watchAfter(nanoseconds delay) {
+        isWatching_ = true;
+        watch_.expires_after(delay);
+        watch_.async_wait([self = shared_from_this()](const std::error_code& error) {
+            // A wait that is due can no longer be cancelled: this may be that of an earlier turn.
+            const bool isDue = !error && Clock::now() >= self->watch_.expiry();
+            if (isDue && self->isWatching_ && !self->isFinished_) self->checkTime();
+        });
+    }
+
+    void checkTime() {
+        if (!isReady_) {
+            finish(VKTScriptErrorUnavailable, path_ + " does not answer");
+            return;
+        }
+        const nanoseconds left = turnLimit_ - processorTime();
+        const nanoseconds leftOnTheWall = turnEnd_ - Clock::now();
+        if (left <= 0ns || leftOnTheWall <= 0ns) {
+            const bool isTotal = turnLimit_ >= options_.totalLimit;
+            finish(VKTScriptErrorTime, leftOnTheWall <= 0ns ? "a turn took too long by the clock on the wall"
+                                       : isTotal            ? "all turns together took too long"
+                                                            : "a turn took too long");
+            return;
+        }
+        watchAfter(std::max<nanoseconds>(1ms, std::min(left, leftOnTheWall)));
+    }
+
+    [[nodiscard]] nanoseconds processorTime() const {
+        clockid_t clock{};
+        timespec time{};
+        if (clock_getcpuclockid(process_, &clock) != 0 || clock_gettime(clock, &time) != 0) return 0ns;
+        return std::chrono::seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
+    }
+
+    // --- requests
+
+    void write() {
+        asio::async_write(socket_, asio::buffer(outbox_.front().frame),
+                          [self = shared_from_this()](const std::error_code& error, std::size_t /*size*/) {
+                              // Whoever reads hears about a connection that has ended.
+                              if (error || self->isFinished_) return;
+                              self->unsent_ -= self->outbox_.front().counted;
+                              self->outbox_.pop_front();
+                              if (!self->outbox_.empty()) self->write();
+                          });
+    }
+
+    // --- the end
+
+    // Without a code, the way in which the process ended tells it.
+    void finish(std::optional<VKTScriptErrorCode> code, std::string description) {
+        if (isFinished_) return;
+        isFinished_ = true;
+        ending_ = {code, std::move(description)};
+        if (process_ == 0) {
+            watch_.cancel();
+            tellEnd();
+            return;
+        }
+        kill();
+        std::error_code ignored;
+        socket_.close(ignored);
+        collectAfter(firstCollection);
+    }
+
+    void kill() const {
+#ifdef SYS_pidfd_send_signal
+        if (handle_ >= 0) {
+            syscall(SYS_pidfd_send_signal, handle_, SIGKILL, nullptr, 0);
+            return;
+        }
+#endif
+        ::kill(process_, SIGKILL);
+    }
+
+    // The end of the connection comes a little before the end of the process.
+    void collectAfter(Clock::duration delay) {
+        watch_.expires_after(delay);
+        watch_.async_wait([self = shared_from_this(), delay](const std::error_code& /*error*/) {
+            int status = 0;
+            const pid_t collected = waitpid(self->process_, &status, WNOHANG);
+            if (collected == 0 || (collected < 0 && errno == EINTR)) {
+                self->collectAfter(std::min<Clock::duration>(2 * delay, slowestCollection));
+                return;
+            }
+            // Who ignores the end of children, or collects them all, leaves nothing to see.
+            self->explainEnd(collected < 0 ? "in an unknown way" : howItEnded(status));
+            if (self->handle_ >= 0) close(self->handle_);
+            self->process_ = 0;
+            self->tellEnd();
+        });
+    }
+
+    static std::string howItEnded(int status) {
+        return WIFSIGNALED(status) ? "by signal " + std::to_string(WTERMSIG(status))
+                                   : "with status " + std::to_string(WEXITSTATUS(status));
+    }
+
+    void explainEnd(const std::string& how) {
+        if (ending_.code) return;
+        ending_.code = isReady_ ? VKTScriptErrorEnded : VKTScriptErrorUnavailable;
+        ending_.text = path_ + " ended " + how + (isReady_ ? "" : " before it was ready");
+    }
+
+    void tellEnd() {
+        const EventHandler handler = std::exchange(onEvent_, nullptr);
+        if (handler) handler(std::move(ending_));
+        outbox_.clear();
+    }
+
+    const VKTScriptOptions options_;
+    std::atomic<pid_t> process_ = 0;
+    std::atomic<std::size_t> unsent_ = 0;  // bytes
+
+    // What follows is the I/O thread's own.
+    asio::io_context& context_ = sharedContext();
+    asio::local::stream_protocol::socket socket_{context_};
+    asio::steady_timer watch_{context_};
+    EventHandler onEvent_;
+    std::vector<std::string> environment_;
+    std::string path_;
+    int handle_ = -1;  // of the process, where the system has them
+    std::array<char, 16384> buffer_{};
+    VKTScriptFrameReader reader_;
+    std::deque<Request> outbox_;
+    bool isReady_ = false;
+    bool isWatching_ = false;
+    bool isFinished_ = false;
+    nanoseconds turnLimit_{0};  // of the processor time of all turns up to this one
+    Clock::time_point turnEnd_;
+    VKTScriptHostEvent ending_;
+};
+
+}  // namespace
+
+std::shared_ptr<VKTScriptHostProcess> VKTScriptHostProcess::start(const VKTScriptOptions& options,
+                                                                  EventHandler onEvent) {
+    auto process = std::make_shared<HostProcess>(options, std::move(onEvent));
+    process->begin();
+    return process;
+}

@@ -1,0 +1,81 @@
+#include "VKTCoreKit/platform/linux/host/Fence.h"
+
+#include <seccomp.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <ctime>
+#include <memory>
+
+#include "VKTCoreKit/platform/linux/VKTScriptFrames.h"
+
+namespace {
+
+constexpr rlim_t stackSize = rlim_t{8} * 1024 * 1024;  // bytes; the engine needs 2 MB at its deepest
+
+void closeOtherDescriptors() {
+    constexpr int first = VKTScriptHostSocket + 1;
+#ifdef SYS_close_range
+    if (syscall(SYS_close_range, first, ~0U, 0) == 0) return;
+#endif
+    const long end = std::min(sysconf(_SC_OPEN_MAX), 1L << 16U);
+    for (int descriptor = first; descriptor < end; ++descriptor)
+        close(descriptor);
+}
+
+bool limit(__rlimit_resource resource, rlim_t value) {
+    rlimit limits{};
+    if (getrlimit(resource, &limits) != 0) return false;
+    limits.rlim_max = std::min(limits.rlim_max, value);
+    limits.rlim_cur = limits.rlim_max;
+    return setrlimit(resource, &limits) == 0;
+}
+
+}  // namespace
+
+bool vkt_detachFromParent(int parent) {
+    // The parent may have died before the request.
+    if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != parent) return false;
+    closeOtherDescriptors();
+    return prctl(PR_SET_DUMPABLE, 0) == 0;
+}
+
+bool vkt_limitResources(std::size_t addressSpace, std::size_t processorTime) {
+    return limit(RLIMIT_AS, addressSpace) && limit(RLIMIT_CPU, processorTime) &&
+           limit(RLIMIT_STACK, stackSize) && limit(RLIMIT_CORE, 0) && limit(RLIMIT_NOFILE, 0) &&
+           limit(RLIMIT_NPROC, 0) && limit(RLIMIT_FSIZE, 0);
+}
+
+bool vkt_limitSystemCalls() {
+    // The time zone is read from a file, once.
+    const std::time_t now = std::time(nullptr);
+    std::tm ignored{};
+    localtime_r(&now, &ignored);
+
+    const std::unique_ptr<void, void (*)(scmp_filter_ctx)> filter(seccomp_init(SCMP_ACT_KILL_PROCESS),
+                                                                  seccomp_release);
+    if (!filter) return false;
+    bool complete = true;
+    // Calls that this machine's kernel does not have are left out by the library.
+    for (const int call :
+         {SCMP_SYS(exit_group), SCMP_SYS(exit), SCMP_SYS(brk), SCMP_SYS(munmap), SCMP_SYS(mremap),
+          SCMP_SYS(madvise), SCMP_SYS(futex), SCMP_SYS(futex_time64), SCMP_SYS(clock_gettime),
+          SCMP_SYS(clock_gettime64), SCMP_SYS(gettimeofday), SCMP_SYS(time), SCMP_SYS(getrandom),
+          SCMP_SYS(rt_sigreturn), SCMP_SYS(restart_syscall)})
+        complete = seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 0) == 0 && complete;
+    for (const int call : {SCMP_SYS(read), SCMP_SYS(write)})
+        complete = seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 1,
+                                    SCMP_A0(SCMP_CMP_EQ, VKTScriptHostSocket)) == 0 &&
+                   complete;
+    // Memory that holds no code.
+    for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mmap2), SCMP_SYS(mprotect)})
+        complete = seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 1,
+                                    SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0)) == 0 &&
+                   complete;
+    return complete && seccomp_load(filter.get()) == 0;
+}

@@ -1,0 +1,15 @@
+// What keeps a world in: limits of the process and of its system calls.
+#pragma once
+
+#include <cstddef>
+
+/// The process ends with its parent, cannot be looked into, and has none of its descriptors but the standard
+/// ones and `VKTScriptHostSocket`. False when something could not be had, and then no script may run.
+bool vkt_detachFromParent(int parent);
+
+/// No files, no processes, no core; `addressSpace` in bytes, `processorTime` in seconds.
+bool vkt_limitResources(std::size_t addressSpace, std::size_t processorTime);
+
+/// From here on the process can compute, read and write its socket, get memory and tell the time. The system
+/// ends it at any other call.
+bool vkt_limitSystemCalls();

@@ -1,0 +1,100 @@
+// The program that runs one world, in a process of its own: vkt-script-host MEMORY SECONDS PARENT, with the
+// limits of the engine's memory in bytes and of the processor time, and the process that started it. It
+// speaks frames on its socket and ends with it.
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <ctime>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "VKTCoreKit/platform/linux/VKTDuktapeWorld.h"
+#include "VKTCoreKit/platform/linux/VKTScriptFrames.h"
+#include "VKTCoreKit/platform/linux/host/Fence.h"
+
+namespace {
+
+// Above the engine's memory: the program, its libraries and stack, and requests, which are copied twice.
+constexpr std::size_t ownAddressSpace = std::size_t{64} * 1024 * 1024 + 4 * VKTScriptLongestRequest;
+
+[[noreturn]] void leave() {
+    _exit(0);
+}
+
+void send(VKTScriptFrameKind kind, std::string_view content) {
+    const std::string frame = vkt_encodedScriptFrame(kind, content);
+    for (std::string_view rest = frame; !rest.empty();) {
+        const ssize_t written = write(VKTScriptHostSocket, rest.data(), rest.size());
+        if (written >= 0)
+            rest.remove_prefix(static_cast<std::size_t>(written));
+        else if (errno != EINTR)
+            leave();
+    }
+}
+
+[[noreturn]] void end(VKTScriptErrorCode code, std::string_view description) {
+    std::string content(1, static_cast<char>(code));
+    send(VKTScriptFrameEnd, content += description);
+    leave();
+}
+
+std::string processorTime() {
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return std::to_string(std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec);
+}
+
+void runTurn(VKTDuktapeWorld& world, const VKTScriptFrame& frame) {
+    const std::string name = frame.content.c_str();  // up to the zero byte
+    const std::string text = frame.content.substr(std::min(name.size() + 1, frame.content.size()));
+    send(VKTScriptFrameTurnBegin, processorTime());
+    const auto failure =
+        frame.kind == VKTScriptFrameEvaluate ? world.evaluate(text, name) : world.call(name, text);
+    if (failure && failure->code != VKTScriptErrorException) end(failure->code, failure->description);
+    if (failure) send(VKTScriptFrameException, failure->description);
+    send(VKTScriptFrameTurnEnd, "");
+}
+
+[[noreturn]] void runTurns(VKTDuktapeWorld& world) {
+    VKTScriptFrameReader reader(VKTScriptLongestRequest);
+    std::array<char, 16384> bytes{};
+    for (;;) {
+        const ssize_t received = read(VKTScriptHostSocket, bytes.data(), bytes.size());
+        if (received < 0 && errno == EINTR) continue;
+        if (received <= 0) leave();
+        reader.append({bytes.data(), static_cast<std::size_t>(received)});
+        while (const auto frame = reader.next())
+            runTurn(world, *frame);
+        if (reader.isSpoilt()) leave();
+    }
+}
+
+std::size_t number(const char* text) {
+    const std::string_view digits(text);
+    std::size_t value = 0;
+    std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    return value;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) try {
+    if (count != 4) return EXIT_FAILURE;
+    const std::size_t memory = number(arguments[1]);
+    if (!vkt_detachFromParent(static_cast<int>(number(arguments[3])))) return EXIT_FAILURE;
+    VKTDuktapeWorld world(memory, [](const std::string& message) { send(VKTScriptFrameMessage, message); });
+    // Blocks of memory are larger than what is asked for, hence twice.
+    if (!vkt_limitResources(2 * memory + ownAddressSpace, number(arguments[2])))
+        end(VKTScriptErrorUnavailable, "the system does not limit what the process may use");
+    if (!vkt_limitSystemCalls())
+        end(VKTScriptErrorUnavailable, "the system does not limit system calls (it needs seccomp filters)");
+    send(VKTScriptFrameReady, "");
+    runTurns(world);
+} catch (const std::bad_alloc&) {
+    end(VKTScriptErrorMemory, "the process needs more memory than allowed");
+}

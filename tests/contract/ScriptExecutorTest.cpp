@@ -1,0 +1,349 @@
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
+#include "VKTCoreKit/platform/linux/VKTDuktapeExecutor.h"
+#include "VKTCoreKit/platform/linux/VKTProcessExecutor.h"
+#include "VKTCoreKit/platform/linux/VKTScriptFrames.h"
+#include "VKTCoreKit/platform/linux/host/Fence.h"
+#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto patience = 60s;  // of the tests; far above what a busy machine needs
+
+struct InProcess {
+    static constexpr auto make = vkt_makeDuktapeExecutor;
+};
+
+struct OwnProcess {
+    static constexpr auto make = vkt_makeProcessExecutor;
+};
+
+// One world at a time, and the log of what it reported.
+template <typename Subject>
+class ScriptExecutorContract : public testing::Test {
+  protected:
+    VKTScriptHandlers handlers() {
+        return {.onMessage = [this](const std::string& message) { log_.push_back(message); },
+                .onException = [this](const VKTError& error) { note("exception", error); },
+                .onEnd = [this](const VKTError& error) { note("end", error); }};
+    }
+
+    void note(const std::string& what, const VKTError& error) {
+        EXPECT_EQ(error.domain(), VKTScriptErrorDomain);
+        description_ = error.localizedDescription().value_or("");
+        log_.push_back(what + " " + std::to_string(error.code()));
+    }
+
+    void open() { world_ = Subject::make(options_, handlers()); }
+
+    void openAndEvaluate(const std::string& script) {
+        open();
+        world_->evaluate(script, "test.js");
+    }
+
+    bool runUntilLogged(std::size_t count) {
+        return loop_->runUntil([&] { return log_.size() >= count; }, patience);
+    }
+
+    bool runUntilLast(const std::string& entry) {
+        return loop_->runUntil([&] { return !log_.empty() && log_.back() == entry; }, patience);
+    }
+
+    static VKTPlatform platformOver(const std::shared_ptr<VKTRunLoop>& loop) {
+        VKTPlatform platform = VKTPlatform::current();
+        platform.mainRunLoop = loop;
+        return platform;
+    }
+
+    using Log = std::vector<std::string>;
+    std::shared_ptr<VKTRunLoop> loop_ = vkt_makeAsioRunLoop();
+    VKTScopedPlatform inForce_{platformOver(loop_)};
+    // Sanitizers and neighbours take their share of the time.
+    VKTScriptOptions options_{.turnLimit = 20s, .hostPath = VKT_SCRIPT_HOST};
+    Log log_;
+    std::string description_;
+    std::unique_ptr<VKTScriptExecutor> world_;
+};
+
+using Subjects = testing::Types<InProcess, OwnProcess>;
+TYPED_TEST_SUITE(ScriptExecutorContract, Subjects);
+
+TYPED_TEST(ScriptExecutorContract, ReportsInOrderOnTheLoopAndGoesOnAfterExceptions) {
+    this->openAndEvaluate("var count = 0; function add(o) { count += o.n; postToHost('n' + count + o.s); }");
+    this->world_->call("add", R"({"n":1,"s":"\u00e9😀"})");
+    this->world_->evaluate("postToHost('before'); throw new TypeError('oh')", "bad.js");
+    this->world_->call("add", R"({"n":)");
+    this->world_->call("missing", "1");
+    this->world_->evaluate("var = 3", "syntax.js");
+    this->world_->evaluate("(function f() { f(); })()", "deep.js");
+    this->world_->evaluate("postToHost(7)", "number.js");
+    this->world_->call("add", R"({"n":2,"s":""})");
+    EXPECT_TRUE(this->log_.empty());
+    ASSERT_TRUE(this->runUntilLast("n3"));
+    const std::string thrown = "exception 1";
+    EXPECT_EQ(this->log_, (std::vector<std::string>{"n1é😀", "before", thrown, thrown, thrown, thrown, thrown,
+                                                    thrown, "n3"}));
+    EXPECT_EQ(this->description_, "TypeError: postToHost takes one text (number.js:1)");
+}
+
+TYPED_TEST(ScriptExecutorContract, HasTheLanguageAndNothingElse) {
+    this->openAndEvaluate(R"(
+        var extra = ['Duktape', 'CBOR', 'Buffer', 'require', 'print', 'alert', 'performance', 'setTimeout'];
+        postToHost(extra.filter(function (name) { return name in globalThis; }).join());
+        postToHost([typeof JSON.parse, typeof Date.now, typeof RegExp, typeof postToHost].join());)");
+    ASSERT_TRUE(this->runUntilLogged(2));
+    EXPECT_EQ(this->log_, (std::vector<std::string>{"", "function,function,function,function"}));
+}
+
+TYPED_TEST(ScriptExecutorContract, EndsOnceWhenALimitIsPassed) {
+    struct Case {
+        const char* script;
+        std::string end;
+    };
+    this->options_.messageLimit = 1000;
+    this->options_.backlogLimit = 200;
+    for (const Case& each : {
+             Case{"var s = 'x'; for (;;) s += s;", "end 2"},
+             Case{"try { var s = 'x'; for (;;) s += s; } catch (e) { s = null; }", "end 2"},
+             Case{"postToHost(new Array(1002).join('x'))", "end 4"},
+             Case{"for (var i = 0; i < 5000; ++i) postToHost('')", "end 4"},
+         }) {
+        this->log_.clear();
+        this->openAndEvaluate(each.script);
+        this->world_->evaluate("postToHost('still here')", "after.js");
+        ASSERT_TRUE(this->runUntilLast(each.end)) << each.script << this->description_;
+        this->world_->evaluate("postToHost('still here')", "later.js");
+        this->loop_->drain();
+        EXPECT_EQ(this->log_.back(), each.end);
+        EXPECT_EQ(std::count(this->log_.begin(), this->log_.end(), "still here"), 0) << each.script;
+    }
+}
+
+TYPED_TEST(ScriptExecutorContract, MayBeDestroyedByEachOfItsHandlers) {
+    int calls = 0;
+    const auto drop = [&](const auto&) {
+        ++calls;
+        this->world_.reset();
+    };
+    for (const char* script :
+         {"postToHost('a'); postToHost('b')", "throw 1", "var s = 'x'; for (;;) s += s;"}) {
+        this->world_ = TypeParam::make(this->options_, {drop, drop, drop});
+        this->world_->evaluate(script, "test.js");
+        this->world_->evaluate(script, "again.js");
+        ASSERT_TRUE(this->loop_->runUntil([&] { return this->world_ == nullptr; }, patience)) << script;
+        this->loop_->drain();
+    }
+    EXPECT_EQ(calls, 3);
+    // With everything it was asked still waiting.
+    this->openAndEvaluate("postToHost('never')");
+    this->world_.reset();
+    this->loop_->drain();
+    EXPECT_TRUE(this->log_.empty());
+}
+
+TEST(InProcessScripts, ATurnThatWasTooLongEndsTheWorld) {
+    const VKTTestPlatform test = vkt_makeTestPlatform();
+    const VKTScopedPlatform inForce(test.platform);
+    std::int64_t code = 0;
+    VKTScriptOptions options;
+    options.turnLimit = 5ms;
+    VKTScriptHandlers handlers;
+    handlers.onEnd = [&](const VKTError& error) { code = error.code(); };
+    const auto world = vkt_makeDuktapeExecutor(options, handlers);
+    world->evaluate("for (var end = Date.now() + 200; Date.now() < end;);", "long.js");
+    test.mainRunLoop->drain();
+    EXPECT_EQ(code, VKTScriptErrorTime);
+}
+
+// --- worlds in a process of their own
+
+class ProcessScripts : public ScriptExecutorContract<OwnProcess> {
+  protected:
+    pid_t openAndStart() {
+        openAndEvaluate("postToHost('started')");
+        EXPECT_TRUE(runUntilLast("started")) << description_;
+        return static_cast<pid_t>(world_->processIdentifier());
+    }
+
+    static std::string statusOf(pid_t process, const std::string& file) {
+        std::ifstream stream("/proc/" + std::to_string(process) + "/" + file);
+        std::ostringstream text;
+        text << stream.rdbuf();
+        return text.str();
+    }
+
+    // Also true of a process that nobody has collected yet.
+    static bool exists(pid_t process) { return kill(process, 0) == 0; }
+
+    static bool hasChildren() {
+        siginfo_t ignored{};
+        return waitid(P_ALL, 0, &ignored, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
+    }
+
+    bool runUntilNoChildIsLeft() {
+        return loop_->runUntil(
+            [&] {
+                loop_->postAfter(1ms, [] {});
+                return !hasChildren();
+            },
+            patience);
+    }
+};
+
+TEST_F(ProcessScripts, EndlessTurnsAreEndedByTheirTime) {
+    struct Case {
+        std::chrono::milliseconds turnLimit;
+        std::chrono::seconds totalLimit;
+        int signal;  // sent to the process in its turn
+        const char* description;
+    };
+    for (const Case& each :
+         {Case{100ms, 60s, 0, "a turn took too long"}, Case{20s, 1s, 0, "all turns together took too long"},
+          Case{200ms, 60s, SIGSTOP, "a turn took too long"}}) {
+        options_.turnLimit = each.turnLimit;
+        options_.totalLimit = each.totalLimit;
+        log_.clear();
+        openAndEvaluate("postToHost('in a turn'); for (;;);");
+        ASSERT_TRUE(runUntilLogged(1));
+        if (const std::int64_t process = world_->processIdentifier(); process != 0)
+            kill(static_cast<pid_t>(process), each.signal);
+        ASSERT_TRUE(runUntilLast("end 3"));
+        EXPECT_TRUE(description_.starts_with(each.description)) << description_;
+        EXPECT_EQ(world_->processIdentifier(), 0);
+        EXPECT_FALSE(hasChildren());
+    }
+}
+
+TEST_F(ProcessScripts, AProcessEndedFromOutsideIsReportedAndCollected) {
+    const pid_t process = openAndStart();
+    kill(process, SIGKILL);
+    ASSERT_TRUE(runUntilLast("end 5"));
+    EXPECT_NE(description_.find("by signal 9"), std::string::npos) << description_;
+    EXPECT_FALSE(exists(process));
+}
+
+TEST_F(ProcessScripts, AMissingHostIsToldWithThePlaceAndNothingReplacesIt) {
+    for (const char* path : {"/nowhere/vkt-script-host", "/dev/null", "/bin/true"}) {
+        options_.hostPath = path;
+        log_.clear();
+        openAndEvaluate("postToHost('ran')");
+        ASSERT_TRUE(runUntilLogged(1));
+        EXPECT_EQ(log_, Log{"end 6"});
+        EXPECT_NE(description_.find(path), std::string::npos) << description_;
+    }
+}
+
+TEST_F(ProcessScripts, RunBehindTheFence) {
+    const pid_t process = openAndStart();
+    const std::string status = statusOf(process, "status");
+    for (const char* line : {"\nSeccomp:\t2\n", "\nNoNewPrivs:\t1\n", "\nThreads:\t1\n"})
+        EXPECT_NE(status.find(line), std::string::npos) << line << status;
+    std::istringstream limits(statusOf(process, "limits"));
+    int zeroes = 0;
+    for (std::string line; std::getline(limits, line);)
+        for (const char* name : {"Max file size", "Max core file size", "Max processes", "Max open files"})
+            if (line.starts_with(name) && line.substr(26, 2) == "0 ") ++zeroes;
+    EXPECT_EQ(zeroes, 4);
+}
+
+TEST_F(ProcessScripts, LeaveNoneBehind) {
+    for (int i = 0; i < 200; ++i) {
+        log_.clear();
+        openAndEvaluate("postToHost('started'); for (;;);");
+        if (i % 20 == 0) {
+            EXPECT_TRUE(runUntilLogged(1));
+        }
+        if (i % 20 == 1) kill(openAndStart(), SIGSTOP);
+    }
+    world_.reset();
+    EXPECT_TRUE(runUntilNoChildIsLeft());
+}
+
+TEST_F(ProcessScripts, EndWithThePlayerEvenInAnEndlessTurn) {
+    ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);  // what loses its parent becomes a child of this process
+    std::array<int, 2> ends{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
+    const pid_t player = fork();
+    if (player == 0) {
+        const std::string parent = std::to_string(getpid());
+        if (fork() == 0) {
+            dup2(ends[1], VKTScriptHostSocket);
+            execl(VKT_SCRIPT_HOST, VKT_SCRIPT_HOST, "16777216", "60", parent.c_str(), nullptr);
+            _exit(EXIT_FAILURE);
+        }
+        for (;;)
+            pause();
+    }
+    const std::string script = std::string("endless.js") + '\0' + "postToHost('in a turn'); for (;;);";
+    const std::string request = vkt_encodedScriptFrame(VKTScriptFrameEvaluate, script);
+    ASSERT_EQ(write(ends[0], request.data(), request.size()), std::ssize(request));
+    VKTScriptFrameReader reader(4096);
+    std::optional<VKTScriptFrame> frame;
+    for (std::array<char, 512> bytes{}; !frame || frame->kind != VKTScriptFrameMessage;
+         frame = reader.next()) {
+        if (frame) continue;
+        const ssize_t received = read(ends[0], bytes.data(), bytes.size());
+        ASSERT_GT(received, 0);
+        reader.append({bytes.data(), static_cast<std::size_t>(received)});
+    }
+    EXPECT_EQ(frame->content, "in a turn");
+
+    kill(player, SIGKILL);
+    waitpid(player, nullptr, 0);
+    int status = 0;
+    EXPECT_GT(waitpid(-1, &status, 0), 0);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << status;
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(ScriptFence, TheSystemEndsAProcessAtAnyOtherCall) {
+    struct Case {
+        const char* name;
+        std::array<long, 4> call;  // with its arguments
+        bool isAllowed;
+    };
+    for (const Case& each : {
+             Case{"clock_gettime", {SYS_clock_gettime, CLOCK_MONOTONIC, 0, 0}, true},
+             Case{"mmap", {SYS_mmap, 0, 4096, PROT_READ}, true},
+             Case{"mmap of code", {SYS_mmap, 0, 4096, PROT_READ | PROT_EXEC}, false},
+             Case{"read of another descriptor", {SYS_read, 0, 0, 0}, false},
+             Case{"openat", {SYS_openat, -100, 0, 0}, false},
+             Case{"socket", {SYS_socket, AF_INET, SOCK_STREAM, 0}, false},
+             Case{"clone", {SYS_clone, SIGCHLD, 0, 0}, false},
+             Case{"execve", {SYS_execve, 0, 0, 0}, false},
+             Case{"kill", {SYS_kill, 1, 0, 0}, false},
+             Case{"prctl", {SYS_prctl, PR_SET_DUMPABLE, 1, 0}, false},
+         }) {
+        const pid_t process = fork();
+        if (process == 0) {
+            if (!vkt_limitSystemCalls()) _exit(EXIT_FAILURE);
+            syscall(each.call[0], each.call[1], each.call[2], each.call[3], 0, 0, 0);
+            syscall(SYS_exit_group, EXIT_SUCCESS);
+        }
+        int status = 0;
+        waitpid(process, &status, 0);
+        EXPECT_EQ(WIFSIGNALED(status) ? WTERMSIG(status) : 0, each.isAllowed ? 0 : SIGSYS) << each.name;
+        EXPECT_TRUE(!each.isAllowed || WEXITSTATUS(status) == EXIT_SUCCESS) << each.name;
+    }
+}
+
+}  // namespace
