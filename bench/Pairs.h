@@ -10,6 +10,9 @@ void addPair(const std::string& name, std::function<void()> ours, std::function<
 /// The same for work that says how many page faults it took: they stand beside the times, as "NAME_faults".
 void addPairWithFaults(const std::string& name, std::function<double()> ours, std::function<double()> limit);
 
+/// The same for work that says how many seconds of it count.
+void addTimedPair(const std::string& name, std::function<double()> ours, std::function<double()> limit);
+
 /// Ends the process here when the arguments make it a child of a benchmark.
 void runAsChild(int argc, char** argv);
 
@@ -23,3 +26,4 @@ void addPixelBenchmarks();
 void addTrackingBenchmarks();
 void addPrivacyBenchmarks();
 void addConfigBenchmarks();
+void addMeasurementBenchmarks();

@@ -95,6 +95,16 @@ void addOneWithFaults(const std::string& name, std::function<double()> work) {
     });
 }
 
+void addOneTimed(const std::string& name, std::function<double()> work) {
+    benchmark::RegisterBenchmark(name.c_str(),
+                                 [work = std::move(work)](benchmark::State& state) {
+                                     for ([[maybe_unused]] auto _ : state)
+                                         state.SetIterationTime(work());
+                                 })
+        ->Unit(benchmark::kMicrosecond)
+        ->UseManualTime();
+}
+
 // Keeps freed memory in the process: what a fresh heap costs in page faults is the kernel's, and would be
 // paid again in every iteration.
 void keepFreedMemory() {
@@ -114,6 +124,11 @@ void addPair(const std::string& name, std::function<void()> ours, std::function<
 void addPairWithFaults(const std::string& name, std::function<double()> ours, std::function<double()> limit) {
     addOneWithFaults(name + "/ours", std::move(ours));
     addOneWithFaults(name + "/limit", std::move(limit));
+}
+
+void addTimedPair(const std::string& name, std::function<double()> ours, std::function<double()> limit) {
+    addOneTimed(name + "/ours", std::move(ours));
+    addOneTimed(name + "/limit", std::move(limit));
 }
 
 int main(int argc, char** argv) {
@@ -137,6 +152,7 @@ int main(int argc, char** argv) {
     addTrackingBenchmarks();
     addPrivacyBenchmarks();
     addConfigBenchmarks();
+    addMeasurementBenchmarks();
     PairReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     reporter.print(asJSON);

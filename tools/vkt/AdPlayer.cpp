@@ -119,15 +119,21 @@ AdPlayer::AdPlayer(const AdPlayerContext& context, std::shared_ptr<VKTVASTAd> ad
       ad_(std::move(ad)),
       creative_(std::move(creative)),
       duration_(VKTTimeUtils::timeIntervalFromVASTDuration(creative_->duration().value_or(""))),
+      skipOffset_(skipOffsetOf(*ad_, *creative_, duration_)),
       startTime_(VKTPlatform::current().clock->monotonicNow()),
       recorder_(context.ledger, context.screen) {}
 
-void AdPlayer::start() {
+void AdPlayer::prepare() {
     makeManagers();
     planActions();
+    if (context_.measurement) context_.measurement->begin(*ad_, view_);
+}
+
+void AdPlayer::start() {
     impressions_->trackEvent("impression", {});
     video_->trackVideoEvent(VKTVideoEventCreativeView, {});
     video_->trackVideoEvent(VKTVideoEventLoaded, {});
+    measure(&AdMeasurement::start, skipOffset_, duration_);
     if (duration_ <= 0) {
         playWithoutDuration();
         return;
@@ -214,6 +220,7 @@ void AdPlayer::reachNextStop() {
 void AdPlayer::reach(double position) {
     position_ = position;
     video_->playbackProgressedToTime(position, {});
+    measure(&AdMeasurement::progressTo, position);
     recorder_.show();
     context_.screen.showBar(position, duration_);
     while (!hasEnded_ && !actions_.empty() && actions_.back().position <= position) {
@@ -232,10 +239,12 @@ void AdPlayer::reach(double position) {
 
 void AdPlayer::mute() {
     video_->trackVideoEvent(VKTVideoEventMute, {});
+    measure(&AdMeasurement::mute);
 }
 
 void AdPlayer::click() {
     video_->trackVideoEvent(VKTVideoEventClick, {});
+    measure(&AdMeasurement::click);
     clicks_->trackEvent(clickTrackingName, {});
 }
 
@@ -246,6 +255,7 @@ void AdPlayer::hide() {
 void AdPlayer::pause() {
     isPaused_ = true;
     video_->trackVideoEvent(VKTVideoEventPause, {});
+    measure(&AdMeasurement::pause);
     stopViewability();
     after(pauseTime, &AdPlayer::resume);
 }
@@ -253,19 +263,20 @@ void AdPlayer::pause() {
 void AdPlayer::resume() {
     isPaused_ = false;
     video_->trackVideoEvent(VKTVideoEventResume, {});
+    measure(&AdMeasurement::resume);
     startViewability();
     reach(position_);
 }
 
 void AdPlayer::skip() {
-    const auto offset = skipOffsetOf(*ad_, *creative_, duration_);
-    if (!offset) {
+    if (!skipOffset_) {
         context_.screen.note("note: the ad is not skippable; it is skipped all the same");
-    } else if (position_ < *offset) {
-        context_.screen.note("note: the ad is not skippable before " + secondsText(*offset) +
+    } else if (position_ < *skipOffset_) {
+        context_.screen.note("note: the ad is not skippable before " + secondsText(*skipOffset_) +
                              "; it is skipped all the same");
     }
     video_->trackVideoEvent(VKTVideoEventSkip, {});
+    measure(&AdMeasurement::skip);
     end();
 }
 
@@ -274,6 +285,7 @@ void AdPlayer::end() {
     stepTimer_.reset();
     stopViewability();
     trackOutcomeOfViewability();
+    measure(&AdMeasurement::end);
     recorder_.show();
     context_.screen.hideBar();
 }

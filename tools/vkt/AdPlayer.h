@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "AdMeasurement.h"
 #include "Commands.h"
 #include "PixelLedger.h"
 #include "PlayScreen.h"
@@ -59,10 +60,11 @@ struct AdPlayerContext {
     std::shared_ptr<VKTPixelManager> pixelManager;
     PixelLedger& ledger;
     PlayScreen& screen;
+    std::shared_ptr<AdMeasurement> measurement;  ///< null when the ads are not measured
 };
 
-/// Plays one linear creative of an ad. Loop's thread only; call `start` once, and let the loop run until
-/// `hasEnded`.
+/// Plays one linear creative of an ad. Loop's thread only; call `prepare` and `start` once, and let the loop
+/// run until `hasEnded`.
 class AdPlayer : public VKTTrackingEventManagerDelegate,
                  public VKTViewabilityManagerDelegate,
                  public std::enable_shared_from_this<AdPlayer> {
@@ -70,6 +72,8 @@ class AdPlayer : public VKTTrackingEventManagerDelegate,
     AdPlayer(const AdPlayerContext& context, std::shared_ptr<VKTVASTAd> ad,
              std::shared_ptr<VKTVASTCreativeLinear> creative);
 
+    /// Before `start`: puts the view in place and opens the session of a measured ad.
+    void prepare();
     void start();
     [[nodiscard]] bool hasEnded() const { return hasEnded_; }
     [[nodiscard]] const Timeline& timeline() const { return recorder_.timeline(); }
@@ -88,7 +92,6 @@ class AdPlayer : public VKTTrackingEventManagerDelegate,
     };
 
     void planActions();
-    void noteSkipOffset() const;
     void makeManagers();
     void playWithoutDuration();
     void scheduleNextStop();
@@ -104,6 +107,10 @@ class AdPlayer : public VKTTrackingEventManagerDelegate,
     void trackOutcomeOfViewability();
     void startViewability();
     void stopViewability();
+    template <typename... Parameters, typename... Arguments>
+    void measure(void (AdMeasurement::*event)(Parameters...), Arguments... arguments) {
+        if (context_.measurement) (*context_.measurement.*event)(arguments...);
+    }
     void after(double seconds, void (AdPlayer::*step)());
     [[nodiscard]] double time() const;
     [[nodiscard]] std::shared_ptr<VKTTrackingEventManager> managerOf(VKTTrackingEvents events);
@@ -111,7 +118,8 @@ class AdPlayer : public VKTTrackingEventManagerDelegate,
     const AdPlayerContext& context_;
     const std::shared_ptr<VKTVASTAd> ad_;
     const std::shared_ptr<VKTVASTCreativeLinear> creative_;
-    const double duration_;  // seconds; 0 or less when it is not known
+    const double duration_;                   // seconds; 0 or less when it is not known
+    const std::optional<double> skipOffset_;  // seconds; nothing when the ad cannot be skipped
     const std::chrono::nanoseconds startTime_;
     TimelineRecorder recorder_;
 

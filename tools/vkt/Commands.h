@@ -37,10 +37,11 @@ struct ResolveOptions {
 
 struct PlayOptions {
     ResolveOptions resolve;
-    double speed = 10;   ///< simulated seconds in a real one; 0 for no waiting
-    double wait = 15;    ///< real seconds for the pixels at the end
-    std::string report;  ///< file of an HTML report; none when empty
-    std::string store;   ///< file that keeps pixels; none when empty
+    double speed = 10;     ///< simulated seconds in a real one; 0 for no waiting
+    double wait = 15;      ///< real seconds for the pixels at the end
+    std::string report;    ///< file of an HTML report; none when empty
+    std::string store;     ///< file that keeps pixels; none when empty
+    bool measure = false;  ///< with the ad's verification scripts
     std::optional<double> skipAt, muteAt, pauseAt, clickAt, hideAt;  ///< seconds of content
 };
 

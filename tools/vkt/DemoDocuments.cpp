@@ -7,7 +7,7 @@
 namespace {
 
 // Placeholders: {BASE} the base URL, {ID} the ad's ID, {QUERY} the end of every pixel URL, {TARGET} where a
-// wrapper leads, {EXTENSIONS} a whole element or nothing.
+// wrapper leads, {EXTENSIONS} a whole element or nothing, {VERIFICATIONS} further ones.
 
 constexpr std::string_view fullInlineAd = R"(    <InLine>
       <AdSystem version="1.0">VKTCoreKit demo server</AdSystem>
@@ -31,13 +31,13 @@ constexpr std::string_view fullInlineAd = R"(    <InLine>
       <AdTitle>Demo ad {ID}</AdTitle>
       <AdVerifications>
         <Verification vendor="demo.verification">
-          <JavaScriptResource apiFramework="omid" browserOptional="true"><![CDATA[{BASE}/media/verification.js]]></JavaScriptResource>
+          <JavaScriptResource apiFramework="omid" browserOptional="true"><![CDATA[{BASE}/verification/record.js]]></JavaScriptResource>
           <TrackingEvents>
             <Tracking event="verificationNotExecuted"><![CDATA[{BASE}/pixel/{ID}/verificationNotExecuted?reason=[REASON]&{QUERY}]]></Tracking>
           </TrackingEvents>
           <VerificationParameters><![CDATA[ad={ID}]]></VerificationParameters>
         </Verification>
-      </AdVerifications>
+{VERIFICATIONS}      </AdVerifications>
       <Advertiser>Demo advertiser</Advertiser>
       <Creatives>
         <Creative id="{ID}-linear" sequence="1" adId="{ID}">
@@ -156,6 +156,12 @@ constexpr std::string_view fullWrapperAd =
     </Wrapper>
 )";
 
+constexpr std::string_view secondVerification = R"(        <Verification vendor="demo.{NAME}">
+          <JavaScriptResource apiFramework="omid" browserOptional="true"><![CDATA[{BASE}/verification/{NAME}.js]]></JavaScriptResource>
+          <VerificationParameters><![CDATA[none]]></VerificationParameters>
+        </Verification>
+)";
+
 constexpr std::string_view smallInlineAd = R"(  <Ad id="{ID}">
     <InLine>
       <AdSystem>VKTCoreKit demo server</AdSystem>
@@ -196,7 +202,8 @@ std::string DemoDocuments::filled(std::string_view text, std::string_view id) co
 }
 
 std::string DemoDocuments::inlineAd(std::string_view id, int sequence) const {
-    return adElement(id, sequence, filled(fullInlineAd, id));
+    const std::string ad = vkt_replacingOccurrences(fullInlineAd, "{VERIFICATIONS}", "");
+    return adElement(id, sequence, filled(ad, id));
 }
 
 std::string DemoDocuments::brokenAd(std::string_view id, int sequence) const {
@@ -214,6 +221,12 @@ std::string DemoDocuments::smallAd(std::string_view id) const {
 
 std::string DemoDocuments::inlineDocument(std::string_view id) const {
     return document("4.2", inlineAd(id));
+}
+
+std::string DemoDocuments::measured(std::string_view script) const {
+    const std::string second = vkt_replacingOccurrences(secondVerification, "{NAME}", script);
+    const std::string ad = vkt_replacingOccurrences(fullInlineAd, "{VERIFICATIONS}", second);
+    return document("4.2", adElement("measured", 0, filled(ad, "measured")));
 }
 
 std::string DemoDocuments::chain(int wrappers) const {

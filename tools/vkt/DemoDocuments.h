@@ -13,6 +13,9 @@ class DemoDocuments {
     /// One inline linear ad with everything that a player can meet.
     [[nodiscard]] std::string inlineDocument(std::string_view id) const;
 
+    /// The same ad with a second verification, which runs that script of the server.
+    [[nodiscard]] std::string measured(std::string_view script) const;
+
     /// `wrappers` wrapper documents, each leading to the next, then an inline ad.
     [[nodiscard]] std::string chain(int wrappers) const;
 

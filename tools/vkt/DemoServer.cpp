@@ -13,6 +13,7 @@
 
 #include "DemoConfiguration.h"
 #include "DemoDocuments.h"
+#include "DemoScripts.h"
 #include "LogCollector.h"
 #include "PixelLog.h"
 #include "RawListener.h"
@@ -238,6 +239,19 @@ void hearAnswer(const Exchange& exchange) {
     exchange.server.tell(std::move(*told));
 }
 
+void sendScript(const Exchange& exchange) {
+    constexpr std::string_view ending = ".js";
+    std::string_view name = exchange.argument;
+    if (name.ends_with(ending)) name.remove_suffix(ending.size());
+    const auto script = DemoScripts::script(name, exchange.baseURL());
+    if (script) {
+        exchange.response.set_content(*script, "application/javascript");
+    } else {
+        exchange.response.status = 404;
+        exchange.response.set_content(std::string("There is ") + DemoScripts::names + ".\n", "text/plain");
+    }
+}
+
 void sendMedia(const Exchange& exchange) {
     if (exchange.argument.ends_with(".gif")) {
         exchange.response.set_content(gif.data(), gif.size(), "image/gif");
@@ -262,6 +276,12 @@ constexpr auto routes = std::to_array<Route>({
      [](const Exchange& e) {
          if (const auto id = e.name()) e.sendXML(e.documents().inlineDocument(id->empty() ? "inline" : *id));
      }},
+    {"measured", "/SCRIPT", "the same ad with a second verification, which runs that script",
+     [](const Exchange& e) {
+         if (const auto script = e.name()) e.sendXML(e.documents().measured(*script));
+     }},
+    {"verification", "/SCRIPT.js", "a verification script; \"record\" tells /pixel/measured/ what it hears",
+     sendScript},
     {"chain", "/N", "N wrappers, each with pixels of its own, then an inline ad",
      [](const Exchange& e) {
          if (const auto n = e.number(0, adLimit)) e.sendXML(e.documents().chain(*n));
@@ -477,6 +497,7 @@ std::string DemoServer::listing() {
     }
     text += "  /files/...            the files of the folder given with --root\n\n";
     text += std::string("Configurations: ") + DemoConfiguration::variants + ".\n";
+    text += std::string("Verification scripts: ") + DemoScripts::names + ".\n";
     text += std::string("Answers to tell: ") + ToldAnswer::names + ".\n";
     return text;
 }

@@ -18,6 +18,7 @@
 namespace {
 
 constexpr VKTTimeInterval noTimeLimit{1e9};
+constexpr VKTTimeInterval lastWordLimit{10};  // for scripts to handle the end, and for their requests
 constexpr int outcomeColumn = 17;
 constexpr int eventWidth = 13;
 
@@ -40,6 +41,7 @@ class PlayRun {
           ledger_(std::make_shared<PixelLedger>(std::move(pixelProvider))),
           problems_(*ledger_, screen_) {
         makePixelManager();
+        if (options.measure) measurement_ = AdMeasurement::initWithPixelManager(pixelManager_);
     }
 
     PlayResult run(const Source& source);
@@ -61,6 +63,7 @@ class PlayRun {
     [[nodiscard]] bool isToFail(std::size_t number) const {
         return number < static_cast<std::size_t>(options_.resolve.fail);
     }
+    void measureToTheEnd();
     void sendWhatIsLeft();
 
     const PlayOptions& options_;
@@ -69,6 +72,7 @@ class PlayRun {
     const std::shared_ptr<PixelLedger> ledger_;
     TimelineRecorder problems_;
     std::shared_ptr<VKTPixelManager> pixelManager_;
+    std::shared_ptr<AdMeasurement> measurement_;
     std::size_t pixelsLeftByEarlierRun_ = 0;
     std::map<std::size_t, std::string> shownOutcomes_;  // of each pixel; a repeated one is no news
 };
@@ -158,11 +162,25 @@ PlayedAd PlayRun::playCreative(const std::shared_ptr<VKTVASTAd>& ad,
                                const std::shared_ptr<VKTVASTCreativeLinear>& creative) {
     const auto file = chosenMediaFile(*creative, options_.resolve.networkAccessType);
     screen_.line("   plays " + file->url->url().absoluteString() + " (" + textOfMediaFile(*file) + ")");
-    const AdPlayerContext context{options_, macrosOf(options_.resolve), pixelManager_, *ledger_, screen_};
+    const AdPlayerContext context{options_,    macrosOf(options_.resolve), pixelManager_, *ledger_, screen_,
+                                  measurement_};
     const auto player = std::make_shared<AdPlayer>(context, ad, creative);
+    player->prepare();
+    if (measurement_) {
+        loop_->holdUntil([this] { return measurement_->areScriptsLoaded(); },
+                         VKTTimeInterval(options_.resolve.requestTimeout));
+    }
     player->start();
     loop_->runUntil([&] { return player->hasEnded(); }, noTimeLimit);
-    return {ad, true, player->timeline()};
+    if (!measurement_) return {ad, true, player->timeline()};
+    measureToTheEnd();
+    return {ad, true, player->timeline(), measurement_->scripts()};
+}
+
+void PlayRun::measureToTheEnd() {
+    loop_->holdUntil([this] { return measurement_->isOver(); }, lastWordLimit);
+    for (const std::string& line : linesOfScripts(measurement_->scripts()))
+        screen_.line(line);
 }
 
 PlayedAd PlayRun::fail(const std::shared_ptr<VKTVASTAd>& ad, const VKTVASTError& error,
@@ -182,6 +200,7 @@ void PlayRun::sendWhatIsLeft() {
     pixelManager_->callPixelsWithCompletionHandler(
         [loop = loop_, isDone] { loop->post([isDone] { *isDone = true; }); });
     loop_->runUntil([&] { return *isDone; }, VKTTimeInterval(options_.wait));
+    measurement_.reset();
     pixelManager_.reset();
     loop_->drain();
 }

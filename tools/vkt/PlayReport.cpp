@@ -56,6 +56,12 @@ VKTDictionary reportOfPlay(const PlayOptions& options, const PlayResult& result)
         VKTDictionary ad = reportOfAd(*played.ad, options.resolve.networkAccessType);
         ad.set("timeline", reportOfTimeline(played.timeline, result.pixels));
         ad.set("pixels", reportOfPixels(played.timeline, result.pixels));
+        if (options.measure) {
+            VKTArray scripts;
+            for (const ScriptRecord& script : played.scripts)
+                scripts.emplace_back(reportOfScript(script));
+            ad.set("measurement", std::move(scripts));
+        }
         ads.emplace_back(std::move(ad));
     }
     VKTDictionary report = reportOfResolution(options.resolve, result.resolution, std::move(ads));

@@ -15,6 +15,7 @@ struct PlayedAd {
     std::shared_ptr<VKTVASTAd> ad;
     bool isPlayed = false;  ///< false: only its error pixels were called
     Timeline timeline;
+    ScriptRecords scripts = {};  ///< of a measured ad
 };
 
 struct PlayResult {
@@ -25,7 +26,8 @@ struct PlayResult {
     std::size_t pixelsLeftByEarlierRun = 0;  ///< so many stand first
 };
 
-/// The report of `vkt resolve` and per ad "timeline" and "pixels"; "errorPixels" of what was met while
+/// The report of `vkt resolve` and per ad "timeline" and "pixels", and "measurement"
+/// when the ads are measured; "errorPixels" of what was met while
 /// resolving; "pixelsLeftByEarlierRun".
 VKTDictionary reportOfPlay(const PlayOptions& options, const PlayResult& result);
 

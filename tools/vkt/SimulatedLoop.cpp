@@ -70,6 +70,18 @@ bool SimulatedLoop::runUntil(const std::function<bool()>& done, VKTTimeInterval 
     return true;
 }
 
+bool SimulatedLoop::holdUntil(const std::function<bool()>& done, VKTTimeInterval timeout) {
+    const auto hold = [this](bool isHeld) {
+        const std::lock_guard lock(mutex_);
+        isHeld_ = isHeld;
+        realNow_ = steady_clock::now();
+    };
+    hold(true);
+    const bool isDone = runUntil(done, timeout);
+    hold(false);
+    return isDone;
+}
+
 std::size_t SimulatedLoop::drain() {
     std::size_t count = 0;
     const auto isDue = [this] {
@@ -90,7 +102,9 @@ void SimulatedLoop::stop() {
 }
 
 SimulatedLoop::RealTime SimulatedLoop::realTimeOf(nanoseconds time) const {
-    if (speed_ <= 0 || time <= monotonicNow()) return realNow_;
+    if (time <= monotonicNow()) return realNow_;
+    if (isHeld_) return RealTime::max();
+    if (speed_ <= 0) return realNow_;
     return realNow_ + nanosecondsOf(VKTTimeInterval(time - monotonicNow()) / speed_);
 }
 

@@ -38,6 +38,10 @@ class SimulatedLoop final : public VKTRunLoop, public VKTClock {
     std::size_t drain() override;
     void stop() override;
 
+    /// The same as `runUntil`, but the simulated time stands still: runs only what is due, which is what
+    /// other threads post.
+    bool holdUntil(const std::function<bool()>& done, VKTTimeInterval timeout);
+
   private:
     using RealTime = std::chrono::steady_clock::time_point;
     using Calls = std::multimap<std::chrono::nanoseconds, std::shared_ptr<VKTTask>>;
@@ -56,5 +60,6 @@ class SimulatedLoop final : public VKTRunLoop, public VKTClock {
     std::condition_variable changed_;
     Calls calls_;
     bool stopRequested_ = false;
+    bool isHeld_ = false;
     RealTime realNow_ = std::chrono::steady_clock::now();  // when the simulated time became what it is
 };

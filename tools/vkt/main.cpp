@@ -101,6 +101,8 @@ void addPlay(CLI::App& app, PlayOptions& options) {
         ->check(amountProblem);
     command->add_option("--store", options.store, "A file that keeps undelivered pixels for the next run");
     command->add_option("--report", options.report, "Write an HTML page with everything");
+    command->add_flag("--measure", options.measure,
+                      "Run the ad's verification scripts, and show what they do");
     const auto addAction = [&](const char* name, std::optional<double>& position, const char* description) {
         command->add_option(name, position, description)->check(amountProblem);
     };

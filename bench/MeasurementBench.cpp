@@ -1,0 +1,210 @@
+// Measurement: opening a session with one verification script in a process of its own, and one look at the
+// views.
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Loopback.h"
+#include "Pairs.h"
+#include "VKTCoreKit/omruntime/AdSession.h"
+#include "VKTCoreKit/omruntime/EmbeddedServiceScript.h"
+#include "VKTCoreKit/omruntime/Geometry.h"
+#include "VKTCoreKit/omruntime/SDK.h"
+#include "VKTCoreKit/platform/VKTHeadlessView.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+
+namespace {
+
+using namespace OMIDKorvonet1;
+
+// Hears of the script, and ends it.
+struct Listener : MeasurementObserver {
+    void scriptHeardEvent(const ScriptIdentity&, const std::string& type, std::int64_t) override {
+        hasStarted = hasStarted || type == "sessionStart";
+    }
+    void scriptFailed(const ScriptIdentity&, const VKTError& error) override {
+        std::fprintf(stderr, "the verification script: %s\n", error.localizedDescription()->c_str());
+        std::abort();
+    }
+    void scriptEnded(const ScriptIdentity&) override { hasEnded = true; }
+
+    bool hasStarted = false;
+    bool hasEnded = false;
+};
+
+struct Measured {
+    Measured() {
+        server.serve("/script.js", "omid3p.registerSessionObserver(function () {});",
+                     "application/javascript");
+        runtime.activate();
+        runtime.setScriptHostPath(VKT_SCRIPT_HOST);
+        runtime.setObserver(listener);
+    }
+
+    Server server;
+    SDK& runtime = SDK::sharedInstance();
+    std::shared_ptr<Listener> listener = std::make_shared<Listener>();
+};
+
+void runUntil(const bool& done) {
+    constexpr VKTTimeInterval limit{10};
+    if (!VKTPlatform::current().mainRunLoop->runUntil([&] { return done; }, limit)) std::abort();
+}
+
+std::shared_ptr<AdSession> makeSession(Measured& measured) {
+    *measured.listener = Listener();
+    const auto resource =
+        VerificationScriptResource::initWithURL(*VKTURL::URLWithString(measured.server.url("/script.js")));
+    const auto context =
+        AdSessionContext::initWithPartner(*Partner::initWithName("Bench", "1"),
+                                          std::string(embeddedServiceScript()), {resource}, {}, {}, nullptr);
+    const auto configuration = AdSessionConfiguration::initWithCreativeType(
+        CreativeTypeVideo, ImpressionTypeBeginToRender, OwnerNative, OwnerNative, false, nullptr);
+    return AdSession::initWithConfiguration(*configuration, context, nullptr);
+}
+
+void endSession(Measured& measured, const std::shared_ptr<AdSession>& session) {
+    session->finish();
+    runUntil(measured.listener->hasEnded);
+}
+
+double seconds(clockid_t clock) {
+    timespec time{};
+    clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+// From asking for the session to sessionStart heard, by that clock; the end is not counted.
+double startSession(Measured& measured, clockid_t clock) {
+    const double begin = seconds(clock);
+    const auto session = makeSession(measured);
+    session->start();
+    runUntil(measured.listener->hasStarted);
+    const double end = seconds(clock);
+    endSession(measured, session);
+    return end - begin;
+}
+
+// A process that does nothing, and one GET.
+double startProcessAndGet(BareCurl& curl, const std::string& url) {
+    const double begin = seconds(CLOCK_MONOTONIC);
+    std::string program = "/bin/true";
+    const std::array<char*, 2> arguments{program.data(), nullptr};
+    pid_t child = 0;
+    int status = 0;
+    if (posix_spawn(&child, program.c_str(), nullptr, nullptr, arguments.data(), environ) != 0) std::abort();
+    curl.get(url);
+    waitpid(child, &status, 0);
+    return seconds(CLOCK_MONOTONIC) - begin;
+}
+
+// Kilobytes of memory that the process does not share with another.
+long privateKilobytes(const std::string& process) {
+    std::ifstream file("/proc/" + process + "/smaps_rollup");
+    long kilobytes = 0;
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with("Private_")) kilobytes += std::atol(line.substr(line.find(':') + 1).c_str());
+    }
+    return kilobytes;
+}
+
+// The only child process there is.
+std::string child() {
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream file(thread.path() / "children");
+        if (std::string process; file >> process) return process;
+    }
+    std::abort();
+}
+
+void printMemory(Measured& measured) {
+    endSession(measured, [&] {
+        const auto session = makeSession(measured);
+        session->start();
+        runUntil(measured.listener->hasStarted);
+        return session;
+    }());
+    const long before = privateKilobytes("self");
+    const auto session = makeSession(measured);
+    session->start();
+    runUntil(measured.listener->hasStarted);
+    std::fprintf(stderr, "om_session_start: %ld KB more in the player, %ld KB in the script's process\n",
+                 privateKilobytes("self") - before, privateKilobytes(child()));
+    endSession(measured, session);
+}
+
+// The ad's view, and 999 others: a page of panels with buttons, half of it in front of the ad.
+struct Page {
+    Page() {
+        const auto add = [this](const std::shared_ptr<VKTHeadlessView>& to, const VKTRect& frame) {
+            auto view = VKTHeadlessView::initWithFrame(frame);
+            to->addSubview(view);
+            return view;
+        };
+        constexpr int panels = 100;
+        constexpr int buttons = 9;
+        for (int i = 0; i < panels; ++i) {
+            if (i == panels / 2) adView = add(window, {0, 0, 1920, 1080});
+            const auto panel = add(window, {i * 19.0, i * 10.0, 60, 40});
+            for (int j = 0; j < buttons; ++j)
+                add(panel, {j * 6.0, 4, 5, 30});
+        }
+    }
+
+    std::shared_ptr<VKTHeadlessView> window = VKTHeadlessView::windowWithFrame({0, 0, 1920, 1080});
+    std::shared_ptr<VKTHeadlessView> adView;
+    GeometryWalker walker;
+    std::vector<std::shared_ptr<VKTView>> views;
+};
+
+// The least that a walk has to do: every view once, with its frame.
+void visitAll(Page& page) {
+    page.views.clear();
+    page.window->appendSubviewsTo(page.views);
+    double area = 0;
+    for (std::size_t i = 0; i < page.views.size(); ++i) {
+        const auto view = page.views[i];
+        area += view->frame().area();
+        view->appendSubviewsTo(page.views);
+    }
+    if (area == 0) std::abort();
+}
+
+}  // namespace
+
+void addMeasurementBenchmarks() {
+    static Measured measured;
+    static BareCurl curl;
+    static const std::string url = measured.server.url("/script.js");
+    addTimedPair(
+        "om_session_start",
+        [] {
+            static std::once_flag once;
+            std::call_once(once, [] { printMemory(measured); });
+            return startSession(measured, CLOCK_MONOTONIC);
+        },
+        [] { return startProcessAndGet(curl, url); });
+    // What the player's thread itself spends on it; its limit is the goal.
+    addTimedPair(
+        "om_session_blocked", [] { return startSession(measured, CLOCK_THREAD_CPUTIME_ID); },
+        [] { return 1e-3; });
+    static Page page;
+    page.walker.look(page.adView, true, {});
+    addPair(
+        "om_geometry_1000_views",
+        [] {
+            if (page.walker.look(page.adView, true, {})) std::abort();
+        },
+        [] { visitAll(page); });
+}
