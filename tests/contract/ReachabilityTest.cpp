@@ -181,8 +181,10 @@ TEST(NetlinkReachability, ReadsTheKernelsInterfacesAndTakesLostMessagesForAChang
               1);
 
     // More acknowledgements than the socket can hold.
-    const nlmsghdr request{
-        .nlmsg_len = sizeof request, .nlmsg_type = NLMSG_NOOP, .nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK};
+    nlmsghdr request{};
+    request.nlmsg_len = sizeof request;
+    request.nlmsg_type = NLMSG_NOOP;
+    request.nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK;
     const std::vector<nlmsghdr> requests(4'096, request);
     std::atomic<bool> wasRead = false;
     const auto target = vkt_makeNetlinkReachabilityTarget(
