@@ -72,7 +72,7 @@ class AdEvents {
     /// JavaScript's.
     bool impressionOccurred(std::optional<VKTError>* error);
 
-    /// The same; the form with properties is for media, the one without for the rest.
+    /// The same. The form with properties tells the scripts of media more; either is accepted.
     bool loaded(std::optional<VKTError>* error);
     bool loadedWithVASTProperties(const VASTProperties& properties, std::optional<VKTError>* error);
 

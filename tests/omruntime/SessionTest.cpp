@@ -231,6 +231,81 @@ TEST_F(Sessions, GoodVendorHearsAllWhateverHappensToTheBadOne) {
     }
 }
 
+TEST_F(Sessions, DataOfEventsHasTheStandardsNames) {
+    serve("all", R"(
+        function send(event) { omid3p.sendUrl('http://h/' + event.type + JSON.stringify(event.data)); }
+        omid3p.registerSessionObserver(send, 'all');
+        ['impression', 'loaded', 'geometryChange', 'media'].forEach(function (type) {
+            omid3p.addEventListener(type, send);
+        });)");
+    test_.mainBundle->setInfoValue(VKTBundleIdentifierKey, "com.h.app");
+    test_.device->setFacts({.model = "Box", .systemVersion = "4.1", .volume = 0.5});
+    const auto bar = VKTHeadlessView::initWithFrame({0, 0, 1280, 180});
+    const auto button = VKTHeadlessView::initWithFrame({0, 700, 20, 20});
+    window_->addSubview(bar);
+    window_->addSubview(button);
+    session_ = makeSession({"all"});
+    session_->addFriendlyObstruction(button, FriendlyObstructionPurposeCloseAd, "to close", nullptr);
+    adEvents_ = AdEvents::initWithAdSession(*session_, nullptr);
+    mediaEvents_ = MediaEvents::initWithAdSession(*session_, nullptr);
+    runtime_.updateLastActivity();
+    session_->start();
+    drain();
+    const auto saidData = [this] {
+        Texts texts = sent();
+        for (std::string& text : texts)
+            text.erase(0, std::string("http://h/").size());
+        return texts;
+    };
+    const std::string types =
+        R"("mediaType":"video","creativeType":"video","impressionType":"beginToRender")";
+    const std::string friendly =
+        R"("obstructionClass":"VKTHeadlessView","obstructionPurpose":"closeAd","obstructionReason":"to close"})";
+    EXPECT_EQ(
+        saidData(),
+        Texts{
+            R"(sessionStart{"context":{"apiVersion":"1.0","environment":"app","accessMode":"limited",)"
+            R"("adSessionType":"native","omidNativeInfo":{"partnerName":"Korvonet","partnerVersion":"1"},)"
+            R"("app":{"libraryVersion":")" +
+            SDK::versionString() +
+            R"(","appId":"com.h.app"},"deviceInfo":{"deviceType":"Box","osVersion":"4.1"},)"
+            R"("deviceCategory":"ctv","supports":["clid","vlid"],"friendlyObstructions":[{)" +
+            friendly +
+            R"(],"customReferenceData":"reference","lastActivity":{"timestamp":1709622489123},"omidJsInfo":{)"
+            R"("omidImplementer":"VKTCoreKit","serviceVersion":")" +
+            SDK::versionString() + R"("}},"supportsLoadedEvent":true,)" + types +
+            R"(,"verificationParameters":"parameters"})"});
+
+    adEvents_->loadedWithVASTProperties(VASTProperties::initWithSkipOffset(2.5, true, PositionMidroll),
+                                        nullptr);
+    adEvents_->impressionOccurred(nullptr);
+    mediaEvents_->startWithDuration(30, 1);
+    mediaEvents_->volumeChangeTo(0);
+    mediaEvents_->playerStateChangeTo(PlayerStateFullscreen);
+    mediaEvents_->adUserInteractionWithType(InteractionTypeAcceptInvitation);
+    session_->logError("media", "broken");
+    drain();
+    const std::string rect = R"("x":0,"y":0,"width":1280,"height":720)";
+    const std::string geometry =
+        R"("viewport":{"width":1280,"height":720},"adView":{"percentageInView":75,"geometry":{)" + rect +
+        R"(},"onScreenGeometry":{)" + rect +
+        R"(,"obstructions":[{"x":0,"y":0,"width":1280,"height":180,"obstructionClass":"VKTHeadlessView"}],)"
+        R"("friendlyObstructions":[{"x":0,"y":700,"width":20,"height":20,)" +
+        friendly + R"(]},"containerGeometry":{)" + rect + R"(},"onScreenContainerGeometry":{)" + rect +
+        R"(},"measuringElement":false,"reasons":["obstructed"]})";
+    EXPECT_EQ(saidData(),
+              (Texts{"loaded{" + types +
+                         R"(,"skippable":true,"skipOffset":2.5,"autoPlay":true,)"
+                         R"("position":"midroll"})",
+                     "impression{" + types + "," + geometry + "}",
+                     "geometryChange{" + geometry + R"(,"lastActivity":{"timestamp":1709622489123}})",
+                     R"(start{"mediaPlayerVolume":1,"deviceVolume":0.5,"duration":30})",
+                     R"(volumeChange{"mediaPlayerVolume":0,"deviceVolume":0.5})",
+                     R"(playerStateChange{"state":"fullscreen"})",
+                     R"(adUserInteraction{"interactionType":"invitationAccept"})",
+                     R"(sessionError{"errorType":"media","message":"broken"})"}));
+}
+
 TEST_F(Sessions, TellsWhatChangesByItself) {
     begin({"good"});
     advance(1);
