@@ -33,10 +33,11 @@ void SessionRegistry::scheduleTick() {
     timer_ = VKTPlatform::current().mainRunLoop->schedule(TickInterval, [this] { tick(); });
 }
 
+// Over copies: what the observer hears may make the embedder start or finish a session.
 void SessionRegistry::tick() {
     timer_.reset();
     const auto now = VKTPlatform::current().clock->monotonicNow();
-    for (const Finished& each : finished_) {
+    for (const Finished& each : std::vector(finished_)) {
         if (now >= each.deadline) each.session->endScripts();
     }
     std::erase_if(finished_, [](const Finished& each) { return each.session->areScriptsOver(); });
@@ -44,7 +45,6 @@ void SessionRegistry::tick() {
     if (!running_.empty() || !finished_.empty()) scheduleTick();
 }
 
-// Over a copy: what a session tells may make the embedder start or finish one.
 void SessionRegistry::tellRunning() {
     for (const auto& session : std::vector(running_))
         session->look();
