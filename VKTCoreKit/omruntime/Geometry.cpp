@@ -66,6 +66,7 @@ void GeometryWalker::measure(const std::shared_ptr<const VKTView>& adView,
     covered_.clear();
     if (!findWindow(adView) || !placeAdView() || !findObstructions(friendlyObstructions)) {
         next_.reasons |= GeometryReasonNotFound;
+        next_.viewportWidth = next_.viewportHeight = 0;
         next_.adView = next_.onScreen = {};
         next_.obstructionCount = 0;
         return;

@@ -113,6 +113,14 @@ TEST_F(GeometryOfAnAd, WhereItIsAndHowMuchIsSeen) {
          0, GeometryReasonBackgrounded},
         {"without focus", [&] { window_->setFocus(false); }, 0, GeometryReasonNoWindowFocus},
         {"out of the window", [&] { page_->removeFromSuperview(); }, 0, GeometryReasonNotFound, {}, {}},
+        {"in a window without end",
+         [&] {
+             window_->setFrame({0, 0, INFINITY, 720});
+         },
+         0,
+         GeometryReasonNotFound,
+         {},
+         {}},
         {"nowhere",
          [&] {
              ad_->setFrame({NAN, 0, 1, 1});
@@ -176,6 +184,7 @@ TEST_F(GeometryOfAnAd, WhereItIsAndHowMuchIsSeen) {
         const Geometry& geometry = look();
         EXPECT_NEAR(geometry.percentageInView, each.percentage, 1e-9) << each.name;
         EXPECT_EQ(geometry.reasons, each.reasons) << each.name;
+        EXPECT_TRUE(std::isfinite(geometry.viewportWidth)) << each.name;
         EXPECT_EQ(geometry.adView, each.adView) << each.name << vkt_stringFromRect(geometry.adView);
         EXPECT_EQ(geometry.onScreen, each.onScreen) << each.name << vkt_stringFromRect(geometry.onScreen);
     }
