@@ -38,6 +38,7 @@ class GeometryOfAnAd : public testing::Test {
 };
 
 TEST_F(GeometryOfAnAd, WhereItIsAndHowMuchIsSeen) {
+    static constexpr VKTRect ad = {100, 100, 200, 100};
     constexpr int clipped = GeometryReasonClipped;
     constexpr int obstructed = GeometryReasonObstructed;
     struct Case {
@@ -45,56 +46,44 @@ TEST_F(GeometryOfAnAd, WhereItIsAndHowMuchIsSeen) {
         std::function<void()> change;
         double percentage;
         int reasons;
-        VKTRect adView = {100, 100, 200, 100};
-        VKTRect onScreen = {100, 100, 200, 100};
+        VKTRect adView = ad;
+        VKTRect onScreen = ad;
     };
-    const auto cover = [&](VKTHeadlessView& parent, const VKTRect& frame) { add(parent, frame); };
-    const std::function<void()> nothing = [] {};
+    // What is done to a view of the fixture, later.
+    const auto move = [](auto& view, VKTRect frame) { return [=, &view] { view->setFrame(frame); }; };
+    const auto scroll = [](auto& view, VKTPoint by) { return [=, &view] { view->setBoundsOrigin(by); }; };
+    const auto cover = [](auto& parent, VKTRect frame) { return [=, &parent] { add(*parent, frame); }; };
+    const auto each = [](auto... changes) { return [=] { (changes(), ...); }; };
+    const auto hideInPage = [&] {
+        const auto hidden = add(*page_, {0, 0, 900, 900});
+        hidden->setHidden(true);
+        add(*hidden, {0, 0, 900, 900});
+        add(*page_, {0, 0, 900, 900})->setAlpha(0);
+        add(*add(*page_, {0, 0, 50, 50}), {0, 0, 900, 900});
+    };
+    const auto destroy = [&] { page_.reset(), box_.reset(), ad_->removeFromSuperview(), ad_.reset(); };
+    const auto leave = [&] { test_.application->setApplicationState(VKTApplicationStateBackground); };
+    const auto bringToFront = [&] { box_->addSubview(ad_); };
     const std::vector<Case> cases = {
-        {"in full", nothing, 100, 0},
-        {"what is in it and beside it",
-         [&] {
-             cover(*ad_, {0, 0, 200, 100}), cover(*box_, {250, 0, 9, 9});
-         },
-         100, 0},
-        {"clipped by its box",
-         [&] {
-             box_->setFrame({50, 50, 100, 400});
-         },
-         25,
-         clipped,
-         {100, 100, 200, 100},
-         {100, 100, 50, 100}},
+        {"in full", each(), 100, 0},
+        {"what is in it and beside it", each(cover(ad_, {0, 0, 200, 100}), cover(box_, {250, 0, 9, 9})), 100,
+         0},
+        {"clipped by its box", move(box_, {50, 50, 100, 400}), 25, clipped, ad, {100, 100, 50, 100}},
         {"clipped by the window",
-         [&] {
-             box_->setFrame({1130, 50, 400, 400});
-         },
+         move(box_, {1130, 50, 400, 400}),
          50,
          clipped,
          {1180, 100, 200, 100},
          {1180, 100, 100, 100}},
-        {"out of sight",
-         [&] {
-             box_->setFrame({-500, 50, 400, 400});
-         },
-         0,
-         clipped,
-         {-450, 100, 200, 100},
-         {}},
-        {"scrolled twice",
-         [&] {
-             page_->setBoundsOrigin({10, 0});
-             box_->setBoundsOrigin({-20, 30});
-             ad_->setBoundsOrigin({7, 7});
-         },
+        {"out of sight", move(box_, {-500, 50, 400, 400}), 0, clipped, {-450, 100, 200, 100}, {}},
+        {"scrolled",
+         each(scroll(page_, {10, 0}), scroll(box_, {-20, 30}), scroll(ad_, {7, 7})),
          100,
          0,
          {110, 70, 200, 100},
          {110, 70, 200, 100}},
         {"in a window that is scrolled",
-         [&] {
-             window_->setBoundsOrigin({40, 0});
-         },
+         scroll(window_, {40, 0}),
          100,
          0,
          {60, 100, 200, 100},
@@ -102,91 +91,42 @@ TEST_F(GeometryOfAnAd, WhereItIsAndHowMuchIsSeen) {
         {"a hidden ancestor", [&] { page_->setHidden(true); }, 0, GeometryReasonHidden},
         {"transparent", [&] { ad_->setAlpha(0); }, 0, GeometryReasonHidden},
         {"no area",
-         [&] {
-             ad_->setFrame({50, 50, 0, 100});
-         },
+         move(ad_, {50, 50, 0, 100}),
          0,
          GeometryReasonHidden,
          {100, 100, 0, 100},
          {100, 100, 0, 100}},
-        {"in the background", [&] { test_.application->setApplicationState(VKTApplicationStateBackground); },
-         0, GeometryReasonBackgrounded},
+        {"in the background", leave, 0, GeometryReasonBackgrounded},
         {"without focus", [&] { window_->setFocus(false); }, 0, GeometryReasonNoWindowFocus},
         {"out of the window", [&] { page_->removeFromSuperview(); }, 0, GeometryReasonNotFound, {}, {}},
-        {"in a window without end",
-         [&] {
-             window_->setFrame({0, 0, INFINITY, 720});
-         },
-         0,
-         GeometryReasonNotFound,
-         {},
-         {}},
-        {"nowhere",
-         [&] {
-             ad_->setFrame({NAN, 0, 1, 1});
-         },
-         0,
-         GeometryReasonNotFound,
-         {},
-         {}},
-        {"destroyed",
-         [&] { box_.reset(), page_ = nullptr, ad_->removeFromSuperview(), ad_.reset(); },
-         0,
-         GeometryReasonNotFound,
-         {},
-         {}},
-        {"obstructed by half",
-         [&] {
-             cover(*page_, {100, 100, 100, 500});
-         },
-         50, obstructed},
-        {"by two that overlap",
-         [&] {
-             cover(*window_, {100, 100, 100, 100}), cover(*box_, {100, 50, 100, 100});
-         },
+        {"in a window without end", move(window_, {0, 0, INFINITY, 720}), 0, GeometryReasonNotFound, {}, {}},
+        {"nowhere", move(ad_, {NAN, 0, 1, 1}), 0, GeometryReasonNotFound, {}, {}},
+        {"destroyed", destroy, 0, GeometryReasonNotFound, {}, {}},
+        {"obstructed by half", cover(page_, {100, 100, 100, 500}), 50, obstructed},
+        {"by two that overlap", each(cover(window_, {100, 100, 100, 100}), cover(box_, {100, 50, 100, 100})),
          25, obstructed},
-        {"wholly",
-         [&] {
-             cover(*window_, {0, 0, 1280, 720});
-         },
-         0, obstructed},
-        {"not from behind",
-         [&] {
-             cover(*box_, {0, 0, 400, 400});
-             box_->addSubview(ad_);
-         },
-         100, 0},
-        {"not by what is hidden, or in it, or clipped away",
-         [&] {
-             const auto hidden = add(*page_, {0, 0, 900, 900});
-             hidden->setHidden(true);
-             cover(*hidden, {0, 0, 900, 900});
-             add(*page_, {0, 0, 900, 900})->setAlpha(0);
-             cover(*add(*page_, {0, 0, 50, 50}), {0, 0, 900, 900});
-         },
-         100, 0},
+        {"wholly", cover(window_, {0, 0, 1280, 720}), 0, obstructed},
+        {"not from behind", each(cover(box_, {0, 0, 400, 400}), bringToFront), 100, 0},
+        {"not by what is hidden, or in it, or clipped away", hideInPage, 100, 0},
         {"clipped, and half of the rest obstructed",
-         [&] {
-             box_->setFrame({50, 50, 150, 400});
-             cover(*add(*window_, {0, 0, 1000, 150}), {0, 0, 1000, 1000});
-         },
+         each(move(box_, {50, 50, 150, 400}), cover(window_, {0, 0, 1000, 150})),
          25,
          clipped | obstructed,
-         {100, 100, 200, 100},
+         ad,
          {100, 100, 100, 100}}};
-    for (const Case& each : cases) {
+    for (const Case& row : cases) {
         window_ = VKTHeadlessView::windowWithFrame({0, 0, 1280, 720});
         page_ = add(*window_, {0, 0, 1280, 720});
         box_ = add(*page_, {50, 50, 400, 400});
         ad_ = add(*box_, {50, 50, 200, 100});
         test_.application->setApplicationState(VKTApplicationStateActive);
-        each.change();
+        row.change();
         const Geometry& geometry = look();
-        EXPECT_NEAR(geometry.percentageInView, each.percentage, 1e-9) << each.name;
-        EXPECT_EQ(geometry.reasons, each.reasons) << each.name;
-        EXPECT_TRUE(std::isfinite(geometry.viewportWidth)) << each.name;
-        EXPECT_EQ(geometry.adView, each.adView) << each.name << vkt_stringFromRect(geometry.adView);
-        EXPECT_EQ(geometry.onScreen, each.onScreen) << each.name << vkt_stringFromRect(geometry.onScreen);
+        EXPECT_NEAR(geometry.percentageInView, row.percentage, 1e-9) << row.name;
+        EXPECT_EQ(geometry.reasons, row.reasons) << row.name;
+        EXPECT_TRUE(std::isfinite(geometry.viewportWidth)) << row.name;
+        EXPECT_EQ(geometry.adView, row.adView) << row.name << vkt_stringFromRect(geometry.adView);
+        EXPECT_EQ(geometry.onScreen, row.onScreen) << row.name << vkt_stringFromRect(geometry.onScreen);
     }
 }
 
