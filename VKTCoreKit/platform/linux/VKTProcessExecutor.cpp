@@ -109,7 +109,7 @@ class ProcessExecutor final : public VKTScriptExecutor {
 
 }  // namespace
 
-std::unique_ptr<VKTScriptExecutor> vkt_makeProcessExecutor(VKTScriptOptions options,
+std::unique_ptr<VKTScriptExecutor> vkt_makeProcessExecutor(const VKTScriptOptions& options,
                                                            VKTScriptHandlers handlers) {
     return std::make_unique<ProcessExecutor>(options, std::move(handlers));
 }

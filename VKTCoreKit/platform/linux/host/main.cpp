@@ -50,8 +50,9 @@ std::string processorTime() {
 }
 
 void runTurn(VKTDuktapeWorld& world, const VKTScriptFrame& frame) {
-    const std::string name = frame.content.c_str();  // up to the zero byte
-    const std::string text = frame.content.substr(std::min(name.size() + 1, frame.content.size()));
+    const std::size_t nameEnd = std::min(frame.content.find('\0'), frame.content.size());
+    const std::string name = frame.content.substr(0, nameEnd);
+    const std::string text = frame.content.substr(std::min(nameEnd + 1, frame.content.size()));
     send(VKTScriptFrameTurnBegin, processorTime());
     const auto failure =
         frame.kind == VKTScriptFrameEvaluate ? world.evaluate(text, name) : world.call(name, text);
