@@ -36,11 +36,11 @@ class Measure : public testing::Test {
         EXPECT_EQ(ads.size(), 1U);
         for (const VKTDictionary& hit : server_.takePixels()) {
             const std::string hitPath = textOf(hit, "path");
-            constexpr std::string_view measured = "/pixel/measured/";
-            if (hitPath.starts_with(measured) && !parameterOf(hit, "session").empty()) heard_.push_back(hit);
+            if (hitPath.starts_with("/pixel/measured/") && !parameterOf(hit, "n").empty())
+                heard_.push_back(hit);
         }
-        std::stable_sort(heard_.begin(), heard_.end(), [](const auto& left, const auto& right) {
-            return parameterOf(left, "time") < parameterOf(right, "time");
+        std::sort(heard_.begin(), heard_.end(), [](const auto& left, const auto& right) {
+            return std::stoi(parameterOf(left, "n")) < std::stoi(parameterOf(right, "n"));
         });
         return ads.empty() ? std::vector<VKTDictionary>() : entriesOf(ads.front(), "measurement");
     }
@@ -53,7 +53,7 @@ class Measure : public testing::Test {
     }
 
     const DemoServerProcess server_;
-    std::vector<VKTDictionary> heard_;  // requests of the recording script, by the time of their events
+    std::vector<VKTDictionary> heard_;  // requests of the recording script, in the order of its calls
 };
 
 }  // namespace

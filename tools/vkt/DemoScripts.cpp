@@ -7,12 +7,14 @@
 
 namespace {
 
-// Tells the server of every event that it hears: type, time and data in a pixel's query.
+// Tells the server of every event that it hears, in a pixel's query; n counts them, since requests overtake
+// each other.
 constexpr std::string_view record = R"("use strict";
 var types = ["impression", "loaded", "geometryChange", "start", "firstQuartile", "midpoint", "thirdQuartile", "complete",
   "pause", "resume", "bufferStart", "bufferFinish", "skipped", "volumeChange", "playerStateChange", "adUserInteraction"];
+var n = 0;
 function tell(event) {
-  omid3p.sendUrl("{BASE}/pixel/measured/" + event.type + "?time=" + event.timestamp +
+  omid3p.sendUrl("{BASE}/pixel/measured/" + event.type + "?n=" + ++n + "&time=" + event.timestamp +
       "&session=" + event.adSessionId + "&data=" + encodeURIComponent(JSON.stringify(event.data)));
 }
 omid3p.registerSessionObserver(tell, "demo.verification");

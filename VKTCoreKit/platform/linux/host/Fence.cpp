@@ -68,14 +68,12 @@ bool vkt_limitSystemCalls() {
           SCMP_SYS(clock_gettime64), SCMP_SYS(gettimeofday), SCMP_SYS(time), SCMP_SYS(getrandom),
           SCMP_SYS(rt_sigreturn), SCMP_SYS(restart_syscall)})
         complete = seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 0) == 0 && complete;
+    const scmp_arg_cmp onSocket{.arg = 0, .op = SCMP_CMP_EQ, .datum_a = VKTScriptHostSocket, .datum_b = 0};
     for (const int call : {SCMP_SYS(read), SCMP_SYS(write)})
-        complete = seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 1,
-                                    SCMP_A0(SCMP_CMP_EQ, VKTScriptHostSocket)) == 0 &&
-                   complete;
+        complete = seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call, 1, &onSocket) == 0 && complete;
     // Memory that holds no code.
+    const scmp_arg_cmp noCode{.arg = 2, .op = SCMP_CMP_MASKED_EQ, .datum_a = PROT_EXEC, .datum_b = 0};
     for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mmap2), SCMP_SYS(mprotect)})
-        complete = seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 1,
-                                    SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0)) == 0 &&
-                   complete;
+        complete = seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call, 1, &noCode) == 0 && complete;
     return complete && seccomp_load(filter.get()) == 0;
 }
