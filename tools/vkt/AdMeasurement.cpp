@@ -53,13 +53,14 @@ VKTDictionary reportOfScript(const ScriptRecord& script) {
     for (const auto& [type, time] : script.events)
         events.emplace_back(VKTDictionary{{"type", type}, {"time", time}});
     return {{"vendor", script.vendor ? VKTValue(*script.vendor) : VKTValue()},
-            {"script", script.script},
+            {"script", script.script.empty() ? VKTValue() : VKTValue(script.script)},
             {"events", std::move(events)},
             {"urls", VKTArray(script.urls.begin(), script.urls.end())},
             {"failure", script.failure ? VKTValue(*script.failure) : VKTValue()}};
 }
 
 std::vector<std::string> linesOfScripts(const ScriptRecords& scripts) {
+    if (scripts.empty()) return {"   measured by nobody: the ad names no verification script"};
     std::vector<std::string> lines;
     for (const ScriptRecord& script : scripts) {
         std::string line = "   measured by " + onOneLine(script.vendor.value_or("a vendor without a name")) +
@@ -67,7 +68,7 @@ std::vector<std::string> linesOfScripts(const ScriptRecords& scripts) {
                            countOf(script.urls.size(), "URL");
         if (script.refusedURLs > 0) line += ", " + countOf(script.refusedURLs, "URL") + " refused";
         lines.push_back(line);
-        lines.push_back("      " + onOneLine(script.script));
+        if (!script.script.empty()) lines.push_back("      " + onOneLine(script.script));
         for (const auto& [type, time] : script.events)
             lines.push_back("   " + textOfTime(time) + "  " + type);
         if (script.failure) lines.push_back("      failed: " + onOneLine(*script.failure));

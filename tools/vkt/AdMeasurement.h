@@ -21,7 +21,7 @@ struct ScriptRecord {
     };
 
     std::optional<std::string> vendor = {};
-    std::string script = {};                  ///< its URL
+    std::string script = {};                  ///< its URL; empty without one
     std::vector<Event> events = {};           ///< that it heard, in order
     std::vector<std::string> urls = {};       ///< that it asked for, and that were sent
     std::size_t refusedURLs = 0;              ///< others that it asked for
@@ -31,10 +31,10 @@ struct ScriptRecord {
 };
 using ScriptRecords = std::vector<ScriptRecord>;
 
-/// {"vendor","script","events":[{"type","time"}],"urls":[url],"failure":text|null}
+/// {"vendor":text|null,"script":url|null,"events":[{"type","time"}],"urls":[url],"failure":text|null}
 VKTDictionary reportOfScript(const ScriptRecord& script);
 
-/// A few lines each.
+/// Of an ad that has been played; a few lines for each script.
 std::vector<std::string> linesOfScripts(const ScriptRecords& scripts);
 
 /// Measures the ads of one run, one after another. Loop's thread only.

@@ -200,7 +200,10 @@ void AdPlayer::planActions() {
 }
 
 void AdPlayer::playWithoutDuration() {
-    context_.screen.note("note: the ad's duration is not known; only its start and its end are tracked");
+    std::string note = "note: the ad's duration is not known; only its start and its end are tracked";
+    // The standard's start event cannot do without one.
+    if (context_.measurement) note += ", and verification scripts hear of neither";
+    context_.screen.note(note);
     video_->trackVideoEvent(VKTVideoEventStart, {});
     video_->trackVideoEvent(VKTVideoEventComplete, {});
     end();

@@ -3,9 +3,10 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <utility>
+
 #include "Commands.h"
 #include "StoreFile.h"
-#include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
 
 namespace {
@@ -33,6 +34,6 @@ std::shared_ptr<VKTPixelStoreProviderProtocol> openPixelFile(const std::string& 
                    problem);
         return nullptr;
     }
-    return VKTPersistentPixelStoreProvider::initWithKeyValueStore(
-        VKTPlatform::current().makeKeyValueStore(path, printError));
+    auto store = makeFileStore(path);
+    return store ? VKTPersistentPixelStoreProvider::initWithKeyValueStore(std::move(store)) : nullptr;
 }

@@ -6,6 +6,7 @@
 
 #include "AdText.h"
 #include "PlayReport.h"
+#include "VKTCoreKit/foundation/VKTText.h"
 
 namespace {
 
@@ -109,6 +110,8 @@ std::string pageOf(const PlayOptions& options, const PlayResult& result) {
         out << "<h2>" << ++number << ". " << escaped(headingOf(*played.ad))
             << (played.isPlayed ? "" : " (not played)") << "</h2>\n";
         appendTimeline(out, played.timeline, result.pixels);
+        if (options.measure && played.isPlayed)
+            out << "<pre>" << escaped(vkt_joined(linesOfScripts(played.scripts), "\n")) << "</pre>\n";
     }
     if (result.pixelsLeftByEarlierRun > 0) {
         out << "<h2>Left by an earlier run</h2>\n";

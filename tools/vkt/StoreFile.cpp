@@ -25,15 +25,24 @@ int openRegularFile(const std::string& path, bool isMade, std::string& problem) 
     return -1;
 }
 
+std::shared_ptr<VKTKeyValueStore> makeFileStore(const std::string& path) {
+    const auto& makeStore = VKTPlatform::current().makeKeyValueStore;
+    auto store = makeStore(path, printError);
+    // What could be mended, the first one has mended; if there is still a problem, its values are in memory
+    // only.
+    bool isInFile = true;
+    makeStore(path, [&isInFile](const std::string&) { isInFile = false; });
+    return isInFile ? store : nullptr;
+}
+
 std::shared_ptr<VKTKeyValueStore> openStoreFile(const std::string& path) {
-    if (!path.empty()) {
-        std::string problem;
-        const int file = openRegularFile(path, true, problem);
-        if (file < 0) {
-            printError("cannot use " + path + ": " + problem);
-            return nullptr;
-        }
-        close(file);  // before the database locks it: closing would take its locks away
+    if (path.empty()) return VKTPlatform::current().makeKeyValueStore(path, printError);
+    std::string problem;
+    const int file = openRegularFile(path, true, problem);
+    if (file < 0) {
+        printError("cannot use " + path + ": " + problem);
+        return nullptr;
     }
-    return VKTPlatform::current().makeKeyValueStore(path, printError);
+    close(file);  // before the database locks it: closing would take its locks away
+    return makeFileStore(path);
 }

@@ -81,7 +81,8 @@ void addResolveOptions(CLI::App& command, ResolveOptions& options) {
         ->capture_default_str()
         ->check(amountProblem);
     command.add_option("--network-access-type", options.networkAccessType, "4 to 6: fast; any other: slow")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->check(amountProblem);
 }
 
 void addResolve(CLI::App& app, ResolveOptions& options) {
@@ -150,7 +151,8 @@ void addLog(CLI::App& app, LogOptions& options) {
     command->add_option("--message", options.message, "Its message")->capture_default_str();
     command->add_option("--site", options.site, "A site ID to tell of");
     command->add_option("--sampling", options.sampling, "Keep one record in so many; 0: none")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->check(amountProblem);
     command->add_option("--measure", options.measures, "NAME=VALUE, a measured value; may be repeated")
         ->allow_extra_args(false)
         ->check(macroProblem);
