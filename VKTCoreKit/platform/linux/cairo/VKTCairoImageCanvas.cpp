@@ -56,7 +56,7 @@ class VKTCairoImageCanvas : public VKTImageCanvas {
     }
 
     void fillRoundedRect(const VKTRect& rect, double radius, const VKTColor& color) override {
-        const double r = std::clamp(radius, 0.0, std::min(rect.width, rect.height) / 2);
+        const double r = std::max(0.0, std::min({radius, rect.width / 2, rect.height / 2}));
         const double left = rect.x + r;
         const double top = rect.y + r;
         const double right = rect.x + rect.width - r;
