@@ -145,10 +145,12 @@ bool AdEvents::loadedWithVASTProperties(const VASTProperties& properties, std::o
 
 std::shared_ptr<MediaEvents> MediaEvents::initWithAdSession(const AdSession& session,
                                                             std::optional<VKTError>* error) {
-    if (session.configuration().mediaEventsOwner() != OwnerNative) {
+    const AdSessionConfiguration& configuration = session.configuration();
+    if (configuration.mediaEventsOwner() != OwnerNative || !isMedia(configuration.creativeType())) {
         setError(error, runtimeError(ErrorCodeWrongOwner,
-                                     "The configuration leaves media events to somebody "
-                                     "else: make native code their owner"));
+                                     "The configuration leaves media events to somebody else, or names a "
+                                     "creative that has none: make native code their owner, and name video "
+                                     "or audio"));
         return nullptr;
     }
     if (session.run()->isFinished() || !session.run()->claimMediaEvents()) {

@@ -86,8 +86,8 @@ class AdEvents {
 /// debug log line. Main thread only; holds the session's run, not the session.
 class MediaEvents {
   public:
-    /// Null, with the error, when the session is finished, has its media events already, or leaves them to
-    /// somebody else.
+    /// Null, with the error, when the session is finished, has its media events already, leaves them to
+    /// somebody else, or shows a creative without media.
     static std::shared_ptr<MediaEvents> initWithAdSession(const AdSession& session,
                                                           std::optional<VKTError>* error);
 

@@ -79,7 +79,7 @@ void GeometryWalker::measure(const std::shared_ptr<const VKTView>& adView,
     if ((next_.reasons & nothingSeen) != 0) return;
     const double share = (next_.onScreen.area() - obstructedArea) / area;
     // What rounding leaves of a view that is covered is nothing.
-    next_.percentageInView = share < roundingShare ? 0 : std::min(share, 1.0) * 100;
+    next_.percentageInView = share >= roundingShare ? std::min(share, 1.0) * 100 : 0;
 }
 
 bool GeometryWalker::findWindow(const std::shared_ptr<const VKTView>& adView) {

@@ -87,6 +87,16 @@ void ScriptRun::finish(const std::string& message) {
          lostAll);
 }
 
+void ScriptRun::giveUp() {
+    if (!executor_) return;
+    fail(scriptError(
+             VKTScriptErrorTime,
+             "The finish was not handled within 1 second: the script hangs, or the service script does "
+             "not post 'finished'"),
+         "what was to be measured at the finish");
+    end();
+}
+
 void ScriptRun::end() {
     if (!executor_) return;
     executor_.reset();

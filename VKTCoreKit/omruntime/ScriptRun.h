@@ -46,10 +46,11 @@ class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
     void send(const std::string& message);
 
     /// The last message. The world ends when the service script has handled it; whoever cannot wait so long
-    /// calls `end`.
+    /// calls `giveUp`.
     void finish(const std::string& message);
 
-    void end();
+    /// Ends the world. That its last words were not said is a failure.
+    void giveUp();
     [[nodiscard]] bool isOver() const { return !executor_; }
 
   private:
@@ -67,6 +68,7 @@ class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
     void fireTimers();
     bool isFlood();
     void fail(const VKTError& error, std::string_view loss);
+    void end();
     void tellLoaded();
     void tellEnd();
 

@@ -38,7 +38,7 @@ void SessionRegistry::tick() {
     timer_.reset();
     const auto now = VKTPlatform::current().clock->monotonicNow();
     for (const Finished& each : std::vector(finished_)) {
-        if (now >= each.deadline) each.session->endScripts();
+        if (now >= each.deadline) each.session->giveUpScripts();
     }
     std::erase_if(finished_, [](const Finished& each) { return each.session->areScriptsOver(); });
     tellRunning();

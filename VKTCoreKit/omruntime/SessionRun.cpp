@@ -21,6 +21,12 @@ std::int64_t millisecondsNow() {
     return millisecondsOf(VKTPlatform::current().clock->now());
 }
 
+// What an embedder's device says may be anything; only a volume is told.
+std::optional<double> deviceVolume() {
+    const auto volume = VKTPlatform::current().device->volume();
+    return volume && *volume >= 0 && *volume <= 1 ? volume : std::nullopt;
+}
+
 }  // namespace
 
 SessionRun::SessionRun(AdSessionConfiguration configuration, std::shared_ptr<const AdSessionContext> context)
@@ -60,9 +66,9 @@ bool SessionRun::areScriptsOver() const {
     return std::all_of(scripts_.begin(), scripts_.end(), [](const auto& script) { return script->isOver(); });
 }
 
-void SessionRun::endScripts() {
+void SessionRun::giveUpScripts() {
     for (const auto& script : scripts_)
-        script->end();
+        script->giveUp();
 }
 
 // ---- views ----
@@ -133,31 +139,31 @@ void SessionRun::tellError(const std::string& errorType, const std::string& mess
     tell("sessionError", {{"errorType", sendableText(errorType)}, {"message", sendableText(message)}});
 }
 
-void SessionRun::tellMediaEvent(std::string_view type, const VKTDictionary& data) {
+bool SessionRun::tellMediaEvent(std::string_view type, const VKTDictionary& data) {
     if (isRunning() && hasImpression_) {
         tell(type, data);
-        return;
+        return true;
     }
     VKTLog::sharedInstance()->logDebugWithFormat(
         "Measurement session %@: the media event '%@' is dropped, %@", identifier_, type,
         isRunning() ? "it comes before the impression" : "the session is not running");
+    return false;
 }
 
 void SessionRun::tellStart(double duration, double mediaPlayerVolume) {
-    mediaPlayerVolume_ = mediaPlayerVolume;
-    VKTDictionary data = volumeData();
+    VKTDictionary data = volumeData(mediaPlayerVolume);
     data.set("duration", duration);
-    tellMediaEvent("start", data);
+    if (tellMediaEvent("start", data)) mediaPlayerVolume_ = mediaPlayerVolume;
 }
 
 void SessionRun::tellVolume(double mediaPlayerVolume) {
-    mediaPlayerVolume_ = mediaPlayerVolume;
-    tellMediaEvent("volumeChange", volumeData());
+    if (tellMediaEvent("volumeChange", volumeData(mediaPlayerVolume)) && mediaPlayerVolume_)
+        mediaPlayerVolume_ = mediaPlayerVolume;
 }
 
-VKTDictionary SessionRun::volumeData() {
-    deviceVolume_ = VKTPlatform::current().device->volume();
-    VKTDictionary data{{"mediaPlayerVolume", *mediaPlayerVolume_}};
+VKTDictionary SessionRun::volumeData(double mediaPlayerVolume) {
+    deviceVolume_ = deviceVolume();
+    VKTDictionary data{{"mediaPlayerVolume", mediaPlayerVolume}};
     if (deviceVolume_) data.set("deviceVolume", *deviceVolume_);
     return data;
 }
@@ -166,8 +172,7 @@ VKTDictionary SessionRun::volumeData() {
 
 void SessionRun::look() {
     if (!isRunning() || !hasImpression_ || areScriptsOver()) return;
-    if (mediaPlayerVolume_ && VKTPlatform::current().device->volume() != deviceVolume_)
-        tellVolume(*mediaPlayerVolume_);
+    if (mediaPlayerVolume_ && deviceVolume() != deviceVolume_) tellVolume(*mediaPlayerVolume_);
     if (VKTPlatform::current().clock->monotonicNow() - geometryToldAt_ < TickInterval) return;
     if (walker_.look(mainAdView(), hasMainAdView_, friendlyObstructions_)) tellGeometry();
 }

@@ -55,8 +55,8 @@ class SessionRun : public std::enable_shared_from_this<SessionRun> {
     void tellLoaded(const std::optional<VASTProperties>& properties);
     void tellError(const std::string& errorType, const std::string& message);
 
-    /// Drops it, with a log line, when it is out of place.
-    void tellMediaEvent(std::string_view type, const VKTDictionary& data = {});
+    /// Drops it, with a log line and false, when it is out of place.
+    bool tellMediaEvent(std::string_view type, const VKTDictionary& data = {});
 
     /// The same; volume and duration are valid.
     void tellStart(double duration, double mediaPlayerVolume);
@@ -65,7 +65,7 @@ class SessionRun : public std::enable_shared_from_this<SessionRun> {
     /// Looks at geometry and volume, and tells what has changed. For the registry.
     void look();
     [[nodiscard]] bool areScriptsOver() const;
-    void endScripts();
+    void giveUpScripts();
 
   private:
     enum State : std::uint8_t { Ready, Running, Finished };
@@ -73,7 +73,7 @@ class SessionRun : public std::enable_shared_from_this<SessionRun> {
     bool allowsAdEvents(std::optional<VKTError>* error) const;
     void tell(std::string_view type, const VKTDictionary& data);
     void tellGeometry();
-    VKTDictionary volumeData();
+    VKTDictionary volumeData(double mediaPlayerVolume);
 
     const std::string identifier_;
     const AdSessionConfiguration configuration_;

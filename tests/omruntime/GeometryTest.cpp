@@ -3,11 +3,29 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
+#include <bitset>
 #include <cmath>
+#include <cstdlib>
 #include <functional>
+#include <new>
+#include <random>
 
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
-#include "tests/omruntime/AllocationCount.h"
+
+static std::atomic<std::size_t> allocationCount = 0;  // of the whole program
+
+void* operator new(std::size_t size) {
+    ++allocationCount;
+    if (void* memory = std::malloc(size)) return memory;
+    throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 namespace OMIDKorvonet1 {
 
@@ -19,7 +37,9 @@ std::shared_ptr<VKTHeadlessView> add(VKTHeadlessView& parent, const VKTRect& fra
     return view;
 }
 
-// A window with a page, in it a box, in it the ad: at (100, 100) in the window, 200 x 100.
+constexpr VKTRect ad = {100, 100, 200, 100};
+
+// A window with a page, in it a box, in it the ad.
 class GeometryOfAnAd : public testing::Test {
   protected:
     const Geometry& look() {
@@ -38,96 +58,72 @@ class GeometryOfAnAd : public testing::Test {
 };
 
 TEST_F(GeometryOfAnAd, WhereItIsAndHowMuchIsSeen) {
-    static constexpr VKTRect ad = {100, 100, 200, 100};
-    constexpr int clipped = GeometryReasonClipped;
-    constexpr int obstructed = GeometryReasonObstructed;
-    struct Case {
-        const char* name;
-        std::function<void()> change;
-        double percentage;
-        int reasons;
-        VKTRect adView = ad;
-        VKTRect onScreen = ad;
+    constexpr int clipped = GeometryReasonClipped, obstructed = GeometryReasonObstructed,
+                  hidden = GeometryReasonHidden, notFound = GeometryReasonNotFound;
+    const auto check = [&](const char* name, const std::function<void()>& change, double percentage,
+                           int reasons, VKTRect adView = ad, VKTRect onScreen = ad) {
+        window_ = VKTHeadlessView::windowWithFrame({0, 0, 1280, 720});
+        page_ = add(*window_, {0, 0, 1280, 720});
+        box_ = add(*page_, {50, 50, 400, 400});
+        ad_ = add(*box_, {50, 50, 200, 100});
+        test_.application->setApplicationState(VKTApplicationStateActive);
+        change();
+        const Geometry& geometry = look();
+        EXPECT_NEAR(geometry.percentageInView, percentage, 1e-9) << name;
+        EXPECT_EQ(geometry.reasons, reasons) << name;
+        EXPECT_TRUE(std::isfinite(geometry.viewportWidth)) << name;
+        EXPECT_EQ(geometry.adView, adView) << name << vkt_stringFromRect(geometry.adView);
+        EXPECT_EQ(geometry.onScreen, onScreen) << name << vkt_stringFromRect(geometry.onScreen);
     };
     // What is done to a view of the fixture, later.
     const auto move = [](auto& view, VKTRect frame) { return [=, &view] { view->setFrame(frame); }; };
     const auto scroll = [](auto& view, VKTPoint by) { return [=, &view] { view->setBoundsOrigin(by); }; };
     const auto cover = [](auto& parent, VKTRect frame) { return [=, &parent] { add(*parent, frame); }; };
     const auto each = [](auto... changes) { return [=] { (changes(), ...); }; };
+    const auto at = [](double x, double y) { return VKTRect{x, y, 200, 100}; };
     const auto hideInPage = [&] {
-        const auto hidden = add(*page_, {0, 0, 900, 900});
-        hidden->setHidden(true);
-        add(*hidden, {0, 0, 900, 900});
+        const auto view = add(*page_, {0, 0, 900, 900});
+        view->setHidden(true);
+        add(*view, {0, 0, 900, 900});
         add(*page_, {0, 0, 900, 900})->setAlpha(0);
         add(*add(*page_, {0, 0, 50, 50}), {0, 0, 900, 900});
     };
+    const auto hide = [&] { page_->setHidden(true); };
+    const auto fade = [&] { box_->setAlpha(0); };
+    const auto loseFocus = [&] { window_->setFocus(false); };
+    const auto leaveWindow = [&] { page_->removeFromSuperview(); };
     const auto destroy = [&] { page_.reset(), box_.reset(), ad_->removeFromSuperview(), ad_.reset(); };
     const auto leave = [&] { test_.application->setApplicationState(VKTApplicationStateBackground); };
     const auto bringToFront = [&] { box_->addSubview(ad_); };
-    const std::vector<Case> cases = {
-        {"in full", each(), 100, 0},
-        {"what is in it and beside it", each(cover(ad_, {0, 0, 200, 100}), cover(box_, {250, 0, 9, 9})), 100,
-         0},
-        {"clipped by its box", move(box_, {50, 50, 100, 400}), 25, clipped, ad, {100, 100, 50, 100}},
-        {"clipped by the window",
-         move(box_, {1130, 50, 400, 400}),
-         50,
-         clipped,
-         {1180, 100, 200, 100},
-         {1180, 100, 100, 100}},
-        {"out of sight", move(box_, {-500, 50, 400, 400}), 0, clipped, {-450, 100, 200, 100}, {}},
-        {"scrolled",
-         each(scroll(page_, {10, 0}), scroll(box_, {-20, 30}), scroll(ad_, {7, 7})),
-         100,
-         0,
-         {110, 70, 200, 100},
-         {110, 70, 200, 100}},
-        {"in a window that is scrolled",
-         scroll(window_, {40, 0}),
-         100,
-         0,
-         {60, 100, 200, 100},
-         {60, 100, 200, 100}},
-        {"a hidden ancestor", [&] { page_->setHidden(true); }, 0, GeometryReasonHidden},
-        {"transparent", [&] { ad_->setAlpha(0); }, 0, GeometryReasonHidden},
-        {"no area",
-         move(ad_, {50, 50, 0, 100}),
-         0,
-         GeometryReasonHidden,
-         {100, 100, 0, 100},
-         {100, 100, 0, 100}},
-        {"in the background", leave, 0, GeometryReasonBackgrounded},
-        {"without focus", [&] { window_->setFocus(false); }, 0, GeometryReasonNoWindowFocus},
-        {"out of the window", [&] { page_->removeFromSuperview(); }, 0, GeometryReasonNotFound, {}, {}},
-        {"in a window without end", move(window_, {0, 0, INFINITY, 720}), 0, GeometryReasonNotFound, {}, {}},
-        {"nowhere", move(ad_, {NAN, 0, 1, 1}), 0, GeometryReasonNotFound, {}, {}},
-        {"destroyed", destroy, 0, GeometryReasonNotFound, {}, {}},
-        {"obstructed by half", cover(page_, {100, 100, 100, 500}), 50, obstructed},
-        {"by two that overlap", each(cover(window_, {100, 100, 100, 100}), cover(box_, {100, 50, 100, 100})),
-         25, obstructed},
-        {"wholly", cover(window_, {0, 0, 1280, 720}), 0, obstructed},
-        {"not from behind", each(cover(box_, {0, 0, 400, 400}), bringToFront), 100, 0},
-        {"not by what is hidden, or in it, or clipped away", hideInPage, 100, 0},
-        {"clipped, and half of the rest obstructed",
-         each(move(box_, {50, 50, 150, 400}), cover(window_, {0, 0, 1000, 150})),
-         25,
-         clipped | obstructed,
-         ad,
-         {100, 100, 100, 100}}};
-    for (const Case& row : cases) {
-        window_ = VKTHeadlessView::windowWithFrame({0, 0, 1280, 720});
-        page_ = add(*window_, {0, 0, 1280, 720});
-        box_ = add(*page_, {50, 50, 400, 400});
-        ad_ = add(*box_, {50, 50, 200, 100});
-        test_.application->setApplicationState(VKTApplicationStateActive);
-        row.change();
-        const Geometry& geometry = look();
-        EXPECT_NEAR(geometry.percentageInView, row.percentage, 1e-9) << row.name;
-        EXPECT_EQ(geometry.reasons, row.reasons) << row.name;
-        EXPECT_TRUE(std::isfinite(geometry.viewportWidth)) << row.name;
-        EXPECT_EQ(geometry.adView, row.adView) << row.name << vkt_stringFromRect(geometry.adView);
-        EXPECT_EQ(geometry.onScreen, row.onScreen) << row.name << vkt_stringFromRect(geometry.onScreen);
-    }
+    check("one in it, one beside", each(cover(ad_, {0, 0, 200, 100}), cover(box_, {250, 0, 9, 9})), 100, 0);
+    check("clipped by its box", move(box_, {50, 50, 100, 400}), 25, clipped, ad, {100, 100, 50, 100});
+    check("clipped by the window", move(box_, {1130, 50, 400, 400}), 50, clipped, at(1180, 100),
+          {1180, 100, 100, 100});
+    check("larger than its box and its window",
+          each(move(box_, {-50, -50, 2000, 2000}), move(ad_, {50, 50, 2560, 1440})), 25, clipped,
+          {0, 0, 2560, 1440}, {0, 0, 1280, 720});
+    check("out of sight", move(box_, {-500, 50, 400, 400}), 0, clipped, at(-450, 100), {});
+    check("scrolled", each(scroll(page_, {10, 0}), scroll(box_, {-20, 30}), scroll(ad_, {7, 7})), 100, 0,
+          at(110, 70), at(110, 70));
+    check("in a scrolled window", scroll(window_, {40, 0}), 100, 0, at(60, 100), at(60, 100));
+    check("a hidden ancestor", hide, 0, hidden);
+    check("a transparent ancestor", fade, 0, hidden);
+    check("no area", move(ad_, {50, 50, 0, 9}), 0, hidden, {100, 100, 0, 9}, {100, 100, 0, 9});
+    check("in the background", leave, 0, GeometryReasonBackgrounded);
+    check("without focus", loseFocus, 0, GeometryReasonNoWindowFocus);
+    check("out of the window", leaveWindow, 0, notFound, {}, {});
+    check("in a window without end", move(window_, {0, 0, INFINITY, 720}), 0, notFound, {}, {});
+    check("nowhere", move(ad_, {NAN, 0, 1, 1}), 0, notFound, {}, {});
+    check("destroyed", destroy, 0, notFound, {}, {});
+    check("obstructed by half", cover(page_, {100, 100, 100, 500}), 50, obstructed);
+    check("by two that overlap", each(cover(window_, at(0, 100)), cover(box_, {100, 50, 100, 100})), 25,
+          obstructed);
+    check("wholly", cover(window_, {0, 0, 1280, 720}), 0, obstructed);
+    check("not from behind", each(cover(box_, {0, 0, 400, 400}), bringToFront), 100, 0);
+    check("not by what is hidden, or in it, or clipped away", hideInPage, 100, 0);
+    check("clipped, and half of the rest obstructed",
+          each(move(box_, {50, 50, 150, 400}), cover(window_, {0, 0, 1000, 150})), 25, clipped | obstructed,
+          ad, {100, 100, 100, 100});
 }
 
 TEST_F(GeometryOfAnAd, ListsObstructionsAndForgivesFriendlyOnes) {
@@ -139,13 +135,11 @@ TEST_F(GeometryOfAnAd, ListsObstructionsAndForgivesFriendlyOnes) {
     friendly_ = {{controls, FriendlyObstructionPurposeMediaControls, "the controls"}};
     const Geometry& geometry = look();
     EXPECT_NEAR(geometry.percentageInView, 87.5, 1e-9);
-    const std::vector<Obstruction> listed(
-        geometry.obstructions.begin(),
-        geometry.obstructions.begin() + std::ptrdiff_t(geometry.obstructionCount));
-    EXPECT_EQ(listed,
-              (std::vector<Obstruction>{
-                  {{100, 100, 50, 100}, "Controls", FriendlyObstructionPurposeMediaControls, "the controls"},
-                  {{250, 100, 50, 50}, "Close", std::nullopt, ""}}));
+    ASSERT_EQ(geometry.obstructionCount, 2U);
+    const Obstruction friendly{
+        {100, 100, 50, 100}, "Controls", FriendlyObstructionPurposeMediaControls, "the controls"};
+    EXPECT_EQ(geometry.obstructions[0], friendly);
+    EXPECT_EQ(geometry.obstructions[1], (Obstruction{{250, 100, 50, 50}, "Close", std::nullopt, ""}));
 
     EXPECT_FALSE(walker_.look(ad_, true, friendly_)) << "nothing has changed";
     friendly_.clear();
@@ -170,34 +164,30 @@ TEST_F(GeometryOfAnAd, ALookThatFindsNothingNewAsksForNoMemory) {
     }
     EXPECT_GT(look().percentageInView, 0);
     EXPECT_NE(look().reasons & GeometryReasonObstructed, 0);
-    const std::size_t before = allocationCount();
+    const std::size_t before = allocationCount;
     EXPECT_FALSE(walker_.look(ad_, true, friendly_));
-    EXPECT_EQ(allocationCount() - before, 0U);
+    EXPECT_EQ(allocationCount - before, 0U);
 }
 
 TEST(CoveredArea, CountsOverlapsOnce) {
     // Rectangles on a grid, also such as touch, repeat or have no area, against a count of the grid's cells.
     constexpr std::size_t side = 24;
     CoveredArea covered;
-    std::uint32_t draw = 7;
-    const auto below = [&](std::uint32_t bound) {
-        draw = draw * 1664525 + 1013904223;
-        return (draw >> 16) % bound;
-    };
+    std::minstd_rand draw;
+    const auto below = [&](std::size_t bound) { return draw() % bound; };
     for (std::size_t count = 0; count < 200; ++count) {
-        std::array<std::array<bool, side>, side> cells{};
+        std::array<std::bitset<side>, side> cells{};
         std::vector<VKTRect> rects;
         for (std::size_t i = 0; i < count % 40; ++i) {
-            const std::uint32_t x = below(side), y = below(side), width = below(side - x),
-                                height = below(side - y);
-            rects.push_back({x * 0.5, y * 3.0, width * 0.5, height * 3.0});
-            for (std::uint32_t column = x; column < x + width; ++column)
-                std::fill_n(cells[column].begin() + y, height, true);
+            const auto x = below(side), y = below(side), width = below(side - x), height = below(side - y);
+            rects.push_back({double(x) / 2, double(y) * 3, double(width) / 2, double(height) * 3});
+            for (std::size_t cell = 0; cell < width * height; ++cell)
+                cells[x + cell % width].set(y + cell / width);
         }
-        double expected = 0;
+        std::size_t expected = 0;
         for (const auto& column : cells)
-            expected += 1.5 * double(std::count(column.begin(), column.end(), true));
-        EXPECT_DOUBLE_EQ(covered.of(rects), expected) << count;
+            expected += column.count();
+        EXPECT_DOUBLE_EQ(covered.of(rects), 1.5 * double(expected)) << count;
     }
 }
 
