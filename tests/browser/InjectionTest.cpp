@@ -4,7 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <tuple>
 
 #include "VKTCoreKit/openmeasurement/VKTHTMLInjection.h"
 #include "tests/support/VKTLoopbackServer.h"
@@ -41,21 +41,16 @@ TEST(Injection, TheLibraryRunsBeforeTheBodysScriptsOrWhenForcedBeforeThePageHasL
     };
     const std::string own =
         "<script>document.title+='B';addEventListener('load',()=>document.title+='E')</script>";
-    struct Row {
-        std::string html;
-        bool isForced;
-        const char* title;
-    };
-    const Row rows[] = {
+    const std::tuple<std::string, bool, std::string> rows[] = {
         {"<!DOCTYPE html><html><HEAD></HEAD><body>" + own + "</body></html>", false, "LBE"},
         {"<html><BODY class=ad>" + own + "</BODY></html>", false, "LBE"},
         {own, false, "BLE"},
         {"<html><head></head><body>" + own + "</body></html>", true, "BLE"},
     };
-    EXPECT_EQ(titleOf(rows[0].html), "BE") << "nothing injected";
+    EXPECT_EQ(titleOf(own), "BE") << "nothing injected";
     const VKTURL script = *VKTURL::URLWithString(server.url("/om.js?a=$1&b=%22"));
-    for (const Row& row : rows)
-        EXPECT_EQ(titleOf(vkt_HTMLByInjectingScript(row.html, script, row.isForced)), row.title) << row.html;
+    for (const auto& [html, isForced, title] : rows)
+        EXPECT_EQ(titleOf(vkt_HTMLByInjectingScript(html, script, isForced)), title) << html;
     std::filesystem::remove_all(folder);
 }
 
