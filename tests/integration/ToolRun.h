@@ -10,6 +10,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -56,6 +57,16 @@ inline const VKTValue& valueOf(const VKTDictionary& report, const char* key) {
     static const VKTValue none("no such key");
     const VKTValue* value = report.find(key);
     return value == nullptr ? none : *value;
+}
+
+/// The value at a path of keys with "." between two, as text.
+inline std::string textAt(const VKTDictionary& report, const std::string& path) {
+    VKTValue value(report);
+    for (const std::string_view key : vkt_split(path, '.')) {
+        const VKTValue dictionary = std::exchange(value, VKTValue("no such key"));
+        if (dictionary.asDictionary()) value = valueOf(*dictionary.asDictionary(), std::string(key).c_str());
+    }
+    return value.description();
 }
 
 inline std::vector<VKTDictionary> entriesOf(const VKTDictionary& report, const char* key) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <tuple>
 
 #include "VKTCoreKit/platform/VKTImageCanvas.h"
 
@@ -19,13 +20,11 @@ namespace {
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 
-VKTProgressOverlay overlay(VKTProgressIndicator indicator, double time, double duration) {
-    VKTProgressOverlay result;
-    VKTProgressStyle style;
-    style.indicator = indicator;
+VKTProgressOverlay overlay(VKTProgressStyle style, double time, double duration) {
     style.progressColor = {0, 1, 0, 1};
     style.trackColor = {0, 0, 1, 1};
     style.backdropColor = {1, 0, 0, 1};
+    VKTProgressOverlay result;
     result.setStyle(style);
     result.setDuration(duration);
     result.setTime(time);
@@ -33,23 +32,21 @@ VKTProgressOverlay overlay(VKTProgressIndicator indicator, double time, double d
 }
 
 TEST(ProgressOverlay, ProgressAndTimes) {
-    const struct {
-        double time, duration, progress;
-        const char *remaining, *total;
-    } table[] = {{7.5, 30, 0.25, "0:23", "0:30"},
-                 {29.9, 30, 29.9 / 30, "0:01", "0:30"},
-                 {31, 30, 1, "0:00", "0:30"},
-                 {-2, 59.1, 0, "1:00", "1:00"},
-                 {NaN, 3600, 0, "1:00:00", "1:00:00"},
-                 {0.9, 36061.9, 0.9 / 36061.9, "10:01:01", "10:01:02"},
-                 {5, 0, 0, "", ""},
-                 {5, NaN, 0, "", ""},
-                 {0, 1e300, 0, "99:59:59", "99:59:59"}};
-    for (const auto& row : table) {
-        const auto tested = overlay(VKTProgressIndicatorBar, row.time, row.duration);
-        EXPECT_DOUBLE_EQ(tested.progress(), row.progress) << row.time << " of " << row.duration;
-        EXPECT_EQ(tested.remainingTimeText(), row.remaining) << row.time << " of " << row.duration;
-        EXPECT_EQ(tested.totalTimeText(), row.total) << row.time << " of " << row.duration;
+    const std::tuple<double, double, double, const char*, const char*> table[] = {
+        {7.5, 30, 0.25, "0:23", "0:30"},
+        {29.9, 30, 29.9 / 30, "0:01", "0:30"},
+        {31, 30, 1, "0:00", "0:30"},
+        {-2, 59.1, 0, "1:00", "1:00"},
+        {NaN, 3600, 0, "1:00:00", "1:00:00"},
+        {0.9, 36061.9, 0.9 / 36061.9, "10:01:01", "10:01:02"},
+        {5, 0, 0, "", ""},
+        {5, NaN, 0, "", ""},
+        {0, 1e300, 0, "99:59:59", "99:59:59"}};
+    for (const auto& [time, duration, progress, remaining, total] : table) {
+        const auto tested = overlay({}, time, duration);
+        EXPECT_DOUBLE_EQ(tested.progress(), progress) << time << " of " << duration;
+        EXPECT_EQ(tested.remainingTimeText(), remaining) << time << " of " << duration;
+        EXPECT_EQ(tested.totalTimeText(), total) << time << " of " << duration;
     }
 }
 
@@ -64,11 +61,9 @@ std::uint32_t pixelAt(const VKTImageCanvas& canvas, double x, double y) {
 
 VKTRect drawnRect(const VKTImageCanvas& canvas) {
     VKTRect drawn = VKTRect::null();
-    for (std::size_t i = 0; i < canvas.pixels().size(); ++i) {
-        if (canvas.pixels()[i] == 0) continue;
-        const auto x = static_cast<double>(i % canvas.width());
-        drawn = drawn.unionWith({x, static_cast<double>(i / canvas.width()), 1, 1});
-    }
+    for (double y = 0; y < static_cast<double>(canvas.height()); ++y)
+        for (double x = 0; x < static_cast<double>(canvas.width()); ++x)
+            if (pixelAt(canvas, x, y) != 0) drawn = drawn.unionWith({x, y, 1, 1});
     return drawn;
 }
 
@@ -76,13 +71,13 @@ TEST(ProgressOverlayPicture, RingIsFilledClockwiseFromTheTop) {
     const auto canvas = vkt_makeCairoCanvasWithSize(640, 360);
     for (const double share : {0.25, 0.5, 1.0}) {
         canvas->clear();
-        overlay(VKTProgressIndicatorRound, 40 * share, 40).draw(*canvas, {0, 0, 640, 360});
-        const auto onRing = [&](double turn) {
+        overlay({}, 40 * share, 40).draw(*canvas, {0, 0, 640, 360});
+        for (const double turn : {share - 0.02, share + 0.02}) {
             const double angle = 2 * std::numbers::pi * turn;
-            return pixelAt(*canvas, 556 + 33 * std::sin(angle), 84 - 33 * std::cos(angle));
-        };
-        EXPECT_EQ(onRing(share - 0.02), green) << share;
-        EXPECT_EQ(onRing(share + 0.02), share < 1 ? blue : green) << share;
+            EXPECT_EQ(pixelAt(*canvas, 556 + 33 * std::sin(angle), 84 - 33 * std::cos(angle)),
+                      turn < share || share == 1 ? green : blue)
+                << turn;
+        }
         EXPECT_EQ(pixelAt(*canvas, 556, 84 - 26), 0xFFFF0000) << "the disc";
         EXPECT_EQ(drawnRect(*canvas), (VKTRect{640 - 48 - 72, 48, 72, 72}));
     }
@@ -91,11 +86,8 @@ TEST(ProgressOverlayPicture, RingIsFilledClockwiseFromTheTop) {
 TEST(ProgressOverlayPicture, BarEndsWhereTheProgressEnds) {
     for (const int scale : {1, 2}) {
         const auto canvas = vkt_makeCairoCanvasWithSize(640 * scale, 360 * scale, scale);
-        auto tested = overlay(VKTProgressIndicatorBar, 10, 40);
-        VKTProgressStyle style = tested.style();
-        style.showsRemainingTime = false;
-        tested.setStyle(style);
-        tested.draw(*canvas, {0, 0, 640, 360});
+        overlay({.indicator = VKTProgressIndicatorBar, .showsRemainingTime = false}, 10, 40)
+            .draw(*canvas, {0, 0, 640, 360});
         const double end = 48 + 544 * 0.25;
         EXPECT_EQ(pixelAt(*canvas, (end - 0.5) * scale, 309 * scale), green);
         EXPECT_EQ(pixelAt(*canvas, (end + 0.5) * scale, 309 * scale), blue);
@@ -108,14 +100,15 @@ TEST(ProgressOverlayPicture, ExtremeStylesStayInPlace) {
     const auto canvas = vkt_makeCairoCanvasWithSize(640, 480);
     for (const double extreme : {NaN, -5.0, 1e-300, 3.0, 30.0, 1e9}) {
         for (const auto indicator : {VKTProgressIndicatorRound, VKTProgressIndicatorBar}) {
-            auto tested = overlay(indicator, 3600, 4000);
-            VKTProgressStyle style = tested.style();
-            style.showsTotalTime = true;
-            style.offset = style.lineWidth = style.fontSize = extreme;
-            tested.setStyle(style);
+            const VKTProgressStyle style{.indicator = indicator,
+                                         .offset = extreme,
+                                         .lineWidth = extreme,
+                                         .fontSize = extreme,
+                                         .showsTotalTime = true};
+            const auto tested = overlay(style, 3600, 4000);
             canvas->clear();
-            tested.draw(*canvas, {0, 0, 640, 480});
-            tested.draw(*canvas, {NaN, 0, 640, 480});
+            for (const double x : {0.0, NaN})
+                tested.draw(*canvas, {x, 0, 640, 480});
             const VKTRect place = tested.indicatorRect({0, 0, 640, 480});
             const VKTRect drawn = drawnRect(*canvas);
             EXPECT_EQ(drawn.isNull(), place.isNull() || place.height < 1e-9) << extreme;
@@ -127,8 +120,7 @@ TEST(ProgressOverlayPicture, ExtremeStylesStayInPlace) {
 }
 
 TEST(ImageCanvas, SurvivesMisuse) {
-    EXPECT_FALSE(vkt_makeCairoCanvasWithSize(0, 5));
-    EXPECT_FALSE(vkt_makeCairoCanvasWithSize(5, 5, NaN));
+    EXPECT_FALSE(vkt_makeCairoCanvasWithSize(0, 5) || vkt_makeCairoCanvasWithSize(5, 5, NaN));
     const auto canvas = vkt_makeCairoCanvasWithSize(100, 40);
     canvas->restore();
     canvas->drawText("\xFF", {0, 20}, 20, {});

@@ -51,11 +51,11 @@ TEST_F(ViewUtils, VisibleRect) {
     EXPECT_EQ(visible({10, 10, 50, 50}, {5, 25, 30, 0}), VKTRect::null()) << "without area";
     ad->setAlpha(0.01);
     EXPECT_EQ(visible({10, 10, 50, 50}, {5, 25, 30, 40}), (VKTRect{15, 15, 30, 40}));
-    scroller->setAlpha(0);
-    EXPECT_TRUE(VKTViewUtils::visibleRectOfView(*ad).isNull());
-    scroller->setAlpha(1);
-    ad->setHidden(true);
-    EXPECT_TRUE(VKTViewUtils::visibleRectOfView(*ad).isNull());
+    for (const bool isHidden : {true, false}) {
+        ad->setHidden(isHidden);
+        scroller->setAlpha(isHidden ? 1 : 0);
+        EXPECT_TRUE(VKTViewUtils::visibleRectOfView(*ad).isNull());
+    }
 }
 
 TEST_F(ViewUtils, HitOrder) {
