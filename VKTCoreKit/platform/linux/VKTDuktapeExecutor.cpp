@@ -8,6 +8,7 @@
 
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/linux/VKTDuktapeWorld.h"
+#include "VKTCoreKit/platform/linux/VKTScriptLimits.h"
 
 namespace {
 
@@ -56,9 +57,8 @@ class World {
         const nanoseconds taken = processorTime() - begin;
         total_ += taken;
         if (failure && failure->code != VKTScriptErrorException) return failure;
-        if (taken > options_.turnLimit) return Failure{VKTScriptErrorTime, "a turn took too long"};
-        if (total_ > options_.totalLimit)
-            return Failure{VKTScriptErrorTime, "all turns together took too long"};
+        if (taken > options_.turnLimit) return Failure{VKTScriptErrorTime, vkt_turnLimitText(options_)};
+        if (total_ > options_.totalLimit) return Failure{VKTScriptErrorTime, vkt_totalLimitText(options_)};
         return failure;
     }
 
@@ -66,10 +66,9 @@ class World {
         if (flood_) return;
         backlog_ += message.size() + VKTScriptMessageOverhead;
         if (message.size() > options_.messageLimit)
-            flood_ =
-                Failure{VKTScriptErrorFlood, "a message of " + std::to_string(message.size()) + " bytes"};
+            flood_ = Failure{VKTScriptErrorFlood, vkt_messageLimitText(options_)};
         else if (backlog_ > options_.backlogLimit)
-            flood_ = Failure{VKTScriptErrorFlood, "too many messages that were not taken yet"};
+            flood_ = Failure{VKTScriptErrorFlood, vkt_backlogLimitText(options_)};
         else
             messages_.push_back(std::move(message));
     }

@@ -255,7 +255,9 @@ class VKTDuktapeWorld::Engine {
         end_ = Failure{code, std::move(description)};
     }
 
-    [[nodiscard]] std::string limitText() const { return std::to_string(heap_.limit()) + " bytes of memory"; }
+    [[nodiscard]] std::string limitText() const {
+        return std::to_string(heap_.limit()) + " bytes of memory (VKTScriptOptions::memoryLimit)";
+    }
 
     static duk_ret_t prepareTurn(duk_context* context, void* /*data*/) {
         duk_push_global_object(context);

@@ -78,18 +78,20 @@ class ProcessExecutor final : public VKTScriptExecutor {
 
     ~ProcessExecutor() override {
         receiver_->abandon();
-        process_->end();
+        if (process_) process_->end();
     }
 
     void evaluate(std::string script, std::string name) override {
-        process_->send(VKTScriptFrameEvaluate, std::move(name), std::move(script));
+        if (process_) process_->send(VKTScriptFrameEvaluate, std::move(name), std::move(script));
     }
 
     void call(std::string function, std::string argumentJSON) override {
-        process_->send(VKTScriptFrameCall, std::move(function), std::move(argumentJSON));
+        if (process_) process_->send(VKTScriptFrameCall, std::move(function), std::move(argumentJSON));
     }
 
-    [[nodiscard]] std::int64_t processIdentifier() const override { return process_->identifier(); }
+    [[nodiscard]] std::int64_t processIdentifier() const override {
+        return process_ ? process_->identifier() : 0;
+    }
 
   private:
     [[nodiscard]] VKTScriptHostProcess::EventHandler eventHandler(std::size_t backlogLimit) const {
@@ -104,7 +106,7 @@ class ProcessExecutor final : public VKTScriptExecutor {
     }
 
     const std::shared_ptr<Receiver> receiver_;
-    const std::shared_ptr<VKTScriptHostProcess> process_;
+    const std::shared_ptr<VKTScriptHostProcess> process_;  // null: there was never a world
 };
 
 }  // namespace

@@ -18,13 +18,16 @@ enum VKTScriptFrameKind : std::uint8_t {
     VKTScriptFrameCall = 2,
 
     // From the host.
-    VKTScriptFrameReady = 3,      ///< everything that follows happens behind the fence
-    VKTScriptFrameTurnBegin = 4,  ///< processor time used so far, in nanoseconds, as a decimal text
+    VKTScriptFrameReady = 3,  ///< its version; everything that follows happens behind the fence
+    VKTScriptFrameTurnBegin = 4,
     VKTScriptFrameTurnEnd = 5,
     VKTScriptFrameMessage = 6,
     VKTScriptFrameException = 7,  ///< its description
     VKTScriptFrameEnd = 8,        ///< a byte with the error code, and its description; the last frame
 };
+
+/// Of what stands in this file: an installed host may be older or newer than the library.
+inline constexpr std::string_view VKTScriptFrameVersion = "1";
 
 /// The descriptor of the host's end of the connection.
 inline constexpr int VKTScriptHostSocket = 3;

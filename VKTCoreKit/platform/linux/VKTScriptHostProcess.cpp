@@ -1,6 +1,7 @@
 #include "VKTCoreKit/platform/linux/VKTScriptHostProcess.h"
 
 #include <fcntl.h>
+#include <sched.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -17,7 +18,6 @@
 #include <asio/write.hpp>
 #include <atomic>
 #include <cerrno>
-#include <charconv>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
@@ -27,6 +27,8 @@
 #include <utility>
 #include <vector>
 
+#include "VKTCoreKit/platform/linux/VKTScriptLimits.h"
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -34,6 +36,7 @@ using std::chrono::nanoseconds;
 using Clock = std::chrono::steady_clock;
 using Paths = std::vector<std::string>;
 
+constexpr const char* hostHint = "; is it the vkt-script-host of this library?";
 constexpr auto startLimit = 10s;              // until the process says that it is ready
 constexpr int wallClockFactor = 8;            // of a turn's limit, by the clock on the wall
 constexpr std::size_t frameAllowance = 4096;  // bytes of frames that are not messages
@@ -44,12 +47,16 @@ constexpr auto processorTimeMargin = 2s;  // the system's own limit is the last 
 // Never destroyed, as the thread, with which the system would end all its processes.
 asio::io_context& sharedContext() {
     static asio::io_context& context = *[] {
-        auto* made = new asio::io_context(1);
-        std::thread([made] {
-            const auto work = asio::make_work_guard(*made);
-            made->run();
+        auto made = std::make_unique<asio::io_context>(1);
+        std::thread([&context = *made] {
+            // The application's signals are not for this thread.
+            sigset_t signals;
+            sigfillset(&signals);
+            pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+            const auto work = asio::make_work_guard(context);
+            context.run();
         }).detach();
-        return made;
+        return made.release();
     }();
     return context;
 }
@@ -99,9 +106,13 @@ int spawn(pid_t& process, int socket, std::vector<std::string>& arguments,
     posix_spawnattr_setsigdefault(&attributes, &signals);
     sigemptyset(&signals);
     posix_spawnattr_setsigmask(&attributes, &signals);
+    // A player with real-time priority keeps it to itself: an endless script would starve its own watch.
+    const sched_param priority{};
+    posix_spawnattr_setschedpolicy(&attributes, SCHED_OTHER);
+    posix_spawnattr_setschedparam(&attributes, &priority);
     // A group of its own: what the terminal sends is for the player.
-    posix_spawnattr_setflags(&attributes,
-                             POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK |
+                                              POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSCHEDULER);
     const int error = posix_spawn(&process, arguments.front().c_str(), &actions, &attributes,
                                   pointersTo(arguments).data(), pointersTo(environment).data());
     posix_spawnattr_destroy(&attributes);
@@ -126,7 +137,9 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
         const bool isFlood = (unsent_ += size) > VKTScriptLongestRequest;
         if (isFlood) {
             asio::post(context_, [self = shared_from_this()] {
-                self->finish(VKTScriptErrorFlood, "the process does not take what it is asked");
+                self->finish(VKTScriptErrorFlood, "the process has not taken " +
+                                                      std::to_string(VKTScriptLongestRequest) +
+                                                      " bytes of what it was asked");
             });
             return;
         }
@@ -227,20 +240,23 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
         reader_.append({buffer_.data(), size});
         for (auto frame = reader_.next(); frame && !isFinished_; frame = reader_.next())
             take(*frame);
-        if (reader_.isSpoilt())
-            finish(VKTScriptErrorFlood,
-                   "a message of more than " + std::to_string(options_.messageLimit) + " bytes");
+        if (reader_.isSpoilt()) finish(VKTScriptErrorFlood, vkt_messageLimitText(options_));
         if (!isFinished_) read();
     }
 
     void take(VKTScriptFrame& frame) {
         switch (frame.kind) {
             case VKTScriptFrameReady:
+                if (frame.content != VKTScriptFrameVersion) {
+                    finish(VKTScriptErrorUnavailable,
+                           path_ + " is not of this library's version; install both together");
+                    return;
+                }
                 isReady_ = true;
                 isWatching_ = false;
                 return;
             case VKTScriptFrameTurnBegin:
-                beginTurn(frame.content);
+                beginTurn();
                 return;
             case VKTScriptFrameTurnEnd:
                 isWatching_ = false;
@@ -268,20 +284,19 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
 
     void tell(VKTScriptHostEvent event) {
         if (!event.code && event.text.size() > options_.messageLimit) {
-            finish(VKTScriptErrorFlood, "a message of " + std::to_string(event.text.size()) + " bytes");
+            finish(VKTScriptErrorFlood, vkt_messageLimitText(options_));
         } else if (onEvent_ && !onEvent_(std::move(event))) {
-            finish(VKTScriptErrorFlood, "too many messages that were not taken yet");
+            finish(VKTScriptErrorFlood, vkt_backlogLimitText(options_));
         }
     }
 
     // --- time
 
-    void beginTurn(const std::string& usedBefore) {
-        std::int64_t used = 0;
-        std::from_chars(usedBefore.data(), usedBefore.data() + usedBefore.size(), used);
-        turnLimit_ = std::min<nanoseconds>(nanoseconds(used) + options_.turnLimit, options_.totalLimit);
+    void beginTurn() {
+        const nanoseconds used = processorTime();
+        turnLimit_ = std::min<nanoseconds>(used + options_.turnLimit, options_.totalLimit);
         turnEnd_ = Clock::now() + wallClockFactor * options_.turnLimit;
-        watchAfter(std::min<nanoseconds>(options_.turnLimit, turnLimit_ - nanoseconds(used)));
+        watchAfter(turnLimit_ - used);
     }
 
     void watchAfter(nanoseconds delay) {
@@ -296,19 +311,26 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
 
     void checkTime() {
         if (!isReady_) {
-            finish(VKTScriptErrorUnavailable, path_ + " does not answer");
+            finish(VKTScriptErrorUnavailable,
+                   path_ + " was not ready within " + std::to_string(startLimit.count()) + " s" + hostHint);
             return;
         }
         const nanoseconds left = turnLimit_ - processorTime();
         const nanoseconds leftOnTheWall = turnEnd_ - Clock::now();
         if (left <= 0ns || leftOnTheWall <= 0ns) {
             const bool isTotal = turnLimit_ >= options_.totalLimit;
-            finish(VKTScriptErrorTime, leftOnTheWall <= 0ns ? "a turn took too long by the clock on the wall"
-                                       : isTotal            ? "all turns together took too long"
-                                                            : "a turn took too long");
+            finish(VKTScriptErrorTime, left > 0ns ? wallLimitText()
+                                       : isTotal  ? vkt_totalLimitText(options_)
+                                                  : vkt_turnLimitText(options_));
             return;
         }
         watchAfter(std::max<nanoseconds>(1ms, std::min(left, leftOnTheWall)));
+    }
+
+    [[nodiscard]] std::string wallLimitText() const {
+        return "a turn took more than " + std::to_string((wallClockFactor * options_.turnLimit).count()) +
+               " ms by the clock on the wall, " + std::to_string(wallClockFactor) +
+               " times VKTScriptOptions::turnLimit";
     }
 
     [[nodiscard]] nanoseconds processorTime() const {
@@ -385,7 +407,8 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
     void explainEnd(const std::string& how) {
         if (ending_.code) return;
         ending_.code = isReady_ ? VKTScriptErrorEnded : VKTScriptErrorUnavailable;
-        ending_.text = path_ + " ended " + how + (isReady_ ? "" : " before it was ready");
+        ending_.text =
+            path_ + " ended " + how + (isReady_ ? "" : " before it was ready" + std::string(hostHint));
     }
 
     void tellEnd() {
@@ -420,8 +443,13 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
 }  // namespace
 
 std::shared_ptr<VKTScriptHostProcess> VKTScriptHostProcess::start(const VKTScriptOptions& options,
-                                                                  EventHandler onEvent) {
-    auto process = std::make_shared<HostProcess>(options, std::move(onEvent));
-    process->begin();
-    return process;
+                                                                  const EventHandler& onEvent) {
+    try {
+        auto process = std::make_shared<HostProcess>(options, onEvent);
+        process->begin();
+        return process;
+    } catch (const std::system_error& error) {
+        onEvent({VKTScriptErrorUnavailable, std::string("no I/O thread for script worlds: ") + error.what()});
+        return nullptr;
+    }
 }

@@ -25,7 +25,9 @@ class VKTScriptHostProcess {
     /// Called on the I/O thread; false ends the process as a flood. After the event of an end there is none.
     using EventHandler = std::function<bool(VKTScriptHostEvent event)>;
 
-    static std::shared_ptr<VKTScriptHostProcess> start(const VKTScriptOptions& options, EventHandler onEvent);
+    /// Null, after an event of an end on this very thread, when the system refuses the I/O thread.
+    static std::shared_ptr<VKTScriptHostProcess> start(const VKTScriptOptions& options,
+                                                       const EventHandler& onEvent);
 
     virtual ~VKTScriptHostProcess() = default;
 

@@ -45,6 +45,12 @@ bool vkt_detachFromParent(int parent) {
     return prctl(PR_SET_DUMPABLE, 0) == 0;
 }
 
+void vkt_readTimeZone() {
+    const std::time_t now = std::time(nullptr);
+    std::tm ignored{};
+    localtime_r(&now, &ignored);
+}
+
 bool vkt_limitResources(std::size_t addressSpace, std::size_t processorTime) {
     return limit(RLIMIT_AS, addressSpace) && limit(RLIMIT_CPU, processorTime) &&
            limit(RLIMIT_STACK, stackSize) && limit(RLIMIT_CORE, 0) && limit(RLIMIT_NOFILE, 0) &&
@@ -52,11 +58,6 @@ bool vkt_limitResources(std::size_t addressSpace, std::size_t processorTime) {
 }
 
 bool vkt_limitSystemCalls() {
-    // The time zone is read from a file, once.
-    const std::time_t now = std::time(nullptr);
-    std::tm ignored{};
-    localtime_r(&now, &ignored);
-
     const std::unique_ptr<void, void (*)(scmp_filter_ctx)> filter(seccomp_init(SCMP_ACT_KILL_PROCESS),
                                                                   seccomp_release);
     if (!filter) return false;

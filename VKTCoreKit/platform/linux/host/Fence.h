@@ -7,6 +7,9 @@
 /// ones and `VKTScriptHostSocket`. False when something could not be had, and then no script may run.
 bool vkt_detachFromParent(int parent);
 
+/// From its file, which the process cannot open behind the fence. Scripts' dates are in UTC without it.
+void vkt_readTimeZone();
+
 /// No files, no processes, no core; `addressSpace` in bytes, `processorTime` in seconds.
 bool vkt_limitResources(std::size_t addressSpace, std::size_t processorTime);
 

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
-#include <ctime>
 #include <new>
 #include <string>
 #include <string_view>
@@ -43,17 +42,11 @@ void send(VKTScriptFrameKind kind, std::string_view content) {
     leave();
 }
 
-std::string processorTime() {
-    timespec time{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return std::to_string(std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec);
-}
-
 void runTurn(VKTDuktapeWorld& world, const VKTScriptFrame& frame) {
     const std::size_t nameEnd = std::min(frame.content.find('\0'), frame.content.size());
     const std::string name = frame.content.substr(0, nameEnd);
     const std::string text = frame.content.substr(std::min(nameEnd + 1, frame.content.size()));
-    send(VKTScriptFrameTurnBegin, processorTime());
+    send(VKTScriptFrameTurnBegin, "");
     const auto failure =
         frame.kind == VKTScriptFrameEvaluate ? world.evaluate(text, name) : world.call(name, text);
     if (failure && failure->code != VKTScriptErrorException) end(failure->code, failure->description);
@@ -89,12 +82,13 @@ int main(int count, char** arguments) try {
     const std::size_t memory = number(arguments[1]);
     if (!vkt_detachFromParent(static_cast<int>(number(arguments[3])))) return EXIT_FAILURE;
     VKTDuktapeWorld world(memory, [](const std::string& message) { send(VKTScriptFrameMessage, message); });
+    vkt_readTimeZone();
     // Blocks of memory are larger than what is asked for, hence twice.
     if (!vkt_limitResources(2 * memory + ownAddressSpace, number(arguments[2])))
         end(VKTScriptErrorUnavailable, "the system does not limit what the process may use");
     if (!vkt_limitSystemCalls())
         end(VKTScriptErrorUnavailable, "the system does not limit system calls (it needs seccomp filters)");
-    send(VKTScriptFrameReady, "");
+    send(VKTScriptFrameReady, VKTScriptFrameVersion);
     runTurns(world);
 } catch (const std::bad_alloc&) {
     end(VKTScriptErrorMemory, "the process needs more memory than allowed");
