@@ -55,8 +55,8 @@ std::string logOf(const std::function<void()>& action) {
 struct Listener : VKTScriptDownloaderDelegate {
     void scriptDownloader(VKTScriptDownloader&, const std::string& script,
                           const std::optional<VKTURL>& baseURL) override {
-        heard += script + "|" + baseURL->absoluteString();
         if (const auto action = std::exchange(onScript, nullptr)) action();
+        heard += script + "|" + baseURL->absoluteString();
     }
     void scriptDownloader(VKTScriptDownloader&, const VKTError& error) override {
         heard += error.domain() + std::to_string(error.code()) + *error.localizedDescription();
@@ -163,7 +163,10 @@ TEST_F(OpenMeasurement, OnlyADownloadersLastLoadIsHeardByAListenerThatMayLoadAga
     downloader_->load();    // and so does this one's
     answerWith(Answer::withBody("second"));
     downloader_->load();
-    listener_->onScript = [&] { downloader_->load(); };
+    listener_->onScript = [&] {
+        downloader_->load();
+        listener_->onScript = [&] { EXPECT_TRUE(downloader_->currentTask()) << "not ended by the first"; };
+    };
     EXPECT_EQ(heard(), "second|http://h/a/b/second|http://h/a/b/");
 
     downloader_->load();
@@ -195,6 +198,7 @@ TEST_F(OpenMeasurement, TheLibraryDownloadsOnceAtATimeAndKeepsItsScriptAfterAFai
         "Open Measurement library did download successfully\n"
         "Failed to download Open Measurement library with error: scripted error\n");
     EXPECT_EQ(ends, "-none+script-script");
+    EXPECT_EQ(test_.HTTPSession->requests().size(), 3U);
 }
 
 TEST_F(OpenMeasurement, EachJavaScriptResourceIsAScriptAndVerificationsWithoutAnyAreReported) {
@@ -203,13 +207,13 @@ TEST_F(OpenMeasurement, EachJavaScriptResourceIsAScriptAndVerificationsWithoutAn
     const auto resource = [](std::int64_t type) {
         return VKTVASTAdVerificationResource{type, urlOf("http://h/s.js"), {}, false, {}};
     };
-    EXPECT_EQ(manager_->scriptsFromAdVerifications(
-                  {{"v", {resource(0), resource(1), resource(0)}, {event}, "p"}, {"v", {}, {event}, "p"}}),
-              (Scripts(2, {urlOf("http://h/s.js"), "v", "p"})));
+    const VKTVASTAdVerification good{"v", {resource(0), resource(1), resource(0)}, {event}, "p"};
+    const Scripts scripts(2, {urlOf("http://h/s.js"), "v", "p"});
+    EXPECT_EQ(manager_->scriptsFromAdVerifications({good, {"v", {}, {event}, "p"}}), scripts);
     EXPECT_TRUE(pixels_->allPixels().empty());
     EXPECT_EQ(manager_->scriptsFromAdVerifications(
-                  {{"v", {resource(1)}, {event}, {}}, {"v", {resource(2)}, {}, {}}}),
-              Scripts());
+                  {good, {{}, {resource(1)}, {event}, {}}, {{}, {resource(2)}, {}, {}}}),
+              scripts);
     ASSERT_EQ(pixels_->allPixels().size(), 1U);
     EXPECT_EQ(pixels_->allPixels()[0]->url(), urlOf("http://h/n?r=2&2&%5bREASON%5d"));
     std::promise<void> sent;
@@ -235,6 +239,8 @@ TEST_F(OpenMeasurement, ASessionNeedsTheLibraryAndOneScriptDrawnStandsForAllInTh
     runtime_->session = session;
     EXPECT_EQ(logOf(request), "");
     manager_->updateLastActivity();
+    provider_->updateLastActivity();
+    EXPECT_EQ(sdk_.lastActivity(), test_.clock->now());
     EXPECT_EQ(runtime_->log, " none:http://h/1:0 d v0:http://h/0:0 d v2:none:0 activity");
 }
 
@@ -307,14 +313,21 @@ TEST_F(OpenMeasurement, EachCallOfASessionBecomesItsEventAndALogLine) {
 }
 
 TEST_F(OpenMeasurement, NoScriptIsLostOverItsVendorAndDisplayAdsHaveNoVideoEvents) {
-    const auto session = makeSession({{urlOf("http://h/s"), "", "p"}, {{}, "v", "p"}}, false);
-    EXPECT_EQ(logOf([&] { session->videoEventMidpointOccurred(); }), "");
-    session->start();
-    session->loadedOccurredWithVASTProperties(VKTOpenMeasurementVASTProperties::initWithAutoPlay(false));
-    session->videoEventStartOccurredWithDuration(1, 1);
+    const auto display = makeSession({{urlOf("http://h/s"), "", "p"}, {{}, "v", "p"}}, false);
+    display->setMainAdView(nullptr);
+    EXPECT_EQ(display->mainAdView(), nullptr);
+    display->start();
+    display->loadedOccurred();
+    EXPECT_EQ(logOf([&] { display->videoEventStartOccurredWithDuration(1, 1); }), "");
     EXPECT_EQ(told(),
-              "/s/sessionStart,true,display,nativeDisplay,beginToRender"
-              "/loaded,display,nativeDisplay,beginToRender,false,false,standalone");
+              "/s/sessionStart,true,display,nativeDisplay,beginToRender/"
+              "loaded,display,nativeDisplay,beginToRender");
+    const auto video = makeSession({{urlOf("http://h/s"), {}, "p"}}, true);
+    video->start();
+    video->loadedOccurredWithVASTProperties(VKTOpenMeasurementVASTProperties::initWithAutoPlay(false));
+    EXPECT_EQ(told(),
+              "/s/sessionStart,true,video,video,beginToRender/"
+              "loaded,video,video,beginToRender,false,false,standalone");
 }
 
 TEST_F(OpenMeasurement, WhatTheRuntimeRefusesIsLoggedWithItsError) {
