@@ -204,7 +204,8 @@ void addMeasurementBenchmarks() {
     addPair(
         "om_geometry_1000_views",
         [] {
-            if (page.walker.look(page.adView, true, {})) std::abort();
+            const std::size_t before = allocationCount();
+            if (page.walker.look(page.adView, true, {}) || allocationCount() != before) std::abort();
         },
         [] { visitAll(page); });
 }

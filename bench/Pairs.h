@@ -1,6 +1,7 @@
 // Benchmarks in pairs: ours beside its raw limit, measured in one process and reported as a ratio of medians.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -12,6 +13,9 @@ void addPairWithFaults(const std::string& name, std::function<double()> ours, st
 
 /// The same for work that says how many seconds of it count.
 void addTimedPair(const std::string& name, std::function<double()> ours, std::function<double()> limit);
+
+/// How often this thread has asked for memory so far.
+std::size_t allocationCount();
 
 /// Ends the process here when the arguments make it a child of a benchmark.
 void runAsChild(int argc, char** argv);

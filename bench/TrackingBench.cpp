@@ -9,6 +9,10 @@
 
 static thread_local std::size_t allocations = 0;
 
+std::size_t allocationCount() {
+    return allocations;
+}
+
 // Not inlined: GCC takes the library's `delete` for the wrong end of `malloc` then.
 [[gnu::noinline]] void* operator new(std::size_t size) {
     ++allocations;

@@ -3,29 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <atomic>
 #include <bitset>
 #include <cmath>
-#include <cstdlib>
 #include <functional>
-#include <new>
 #include <random>
 
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
-
-static std::atomic<std::size_t> allocationCount = 0;  // of the whole program
-
-void* operator new(std::size_t size) {
-    ++allocationCount;
-    if (void* memory = std::malloc(size)) return memory;
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace OMIDKorvonet1 {
 
@@ -153,20 +136,6 @@ TEST_F(GeometryOfAnAd, ListsObstructionsAndForgivesFriendlyOnes) {
     for (int i = 0; i < 1000; ++i)
         add(*page_, {100, 100, 1, 1});
     EXPECT_EQ(look().obstructionCount, ListedObstructionLimit);
-}
-
-TEST_F(GeometryOfAnAd, ALookThatFindsNothingNewAsksForNoMemory) {
-    auto parent = page_;
-    for (int i = 0; i < 1000; ++i) {
-        const auto view = add(*parent, {i * 0.1, 1, 300, 120});
-        parent = i % 10 == 0 ? view : page_;
-        view->setClassName("A class name that is too long for a short string");
-    }
-    EXPECT_GT(look().percentageInView, 0);
-    EXPECT_NE(look().reasons & GeometryReasonObstructed, 0);
-    const std::size_t before = allocationCount;
-    EXPECT_FALSE(walker_.look(ad_, true, friendly_));
-    EXPECT_EQ(allocationCount - before, 0U);
 }
 
 TEST(CoveredArea, CountsOverlapsOnce) {
