@@ -90,6 +90,7 @@ TEST_F(ConfigLog, TellsWhatOfAConfigurationIsIgnored) {
          "0"},
         {"wrong-site", "korvo.networkId", "0"},
         {"ttl-23-days", "TTL", "1007"},
+        {"sampled", "", "1007"},
         {"huge", "", "1007"},
     };
     for (const auto& [variant, ignored, networkID] : cases) {
@@ -141,4 +142,6 @@ TEST_F(ConfigLog, TellsWhyARecordIsDropped) {
     }
     ASSERT_EQ(deliveries().size(), 1U);
     EXPECT_EQ(textAt(deliveries().front(), "answer"), "500");
+    EXPECT_EQ(keysOf(entriesOf(deliveries().front(), "logs").front()),
+              "timestamp message severity samplingRate host secured sdk error");
 }

@@ -31,9 +31,8 @@ std::string eventsOf(const VKTDictionary& script) {
 
 class Measure : public testing::Test {
   protected:
-    std::vector<VKTDictionary> measure(const std::string& path, const std::string& arguments = "") {
-        const Outcome outcome =
-            runTool("play " + server_.url(path) + " --speed 0 --measure --json " + arguments);
+    std::vector<VKTDictionary> measure(const std::string& arguments, const std::string& document = "") {
+        const Outcome outcome = runTool("play --speed 0 --measure --json " + arguments, document);
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         heard_.clear();
         for (const VKTDictionary& hit : server_.takePixels()) {
@@ -52,7 +51,8 @@ class Measure : public testing::Test {
 }  // namespace
 
 TEST_F(Measure, AScriptHearsTheStandardsEventsInOrderWithTheViewsGeometry) {
-    const auto scripts = measure("/inline", "--mute-at 2 --pause-at 4 --click-at 5 --hide-at 9");
+    const auto scripts =
+        measure("--mute-at 2 --pause-at 4 --click-at 5 --hide-at 9 " + server_.url("/inline"));
     ASSERT_EQ(scripts.size(), 1U);
     EXPECT_EQ(keysOf(scripts.front()), "vendor script events urls failure");
     EXPECT_EQ(textAt(scripts.front(), "vendor"), "demo.verification");
@@ -80,6 +80,19 @@ TEST_F(Measure, AScriptHearsTheStandardsEventsInOrderWithTheViewsGeometry) {
     EXPECT_EQ(vkt_joined(types, " "), eventsOf(scripts.front()));
 }
 
+TEST_F(Measure, AVerificationInAnExtensionRunsOnce) {
+    for (const std::string type : {"AdVerifications", "any other"}) {
+        std::string document = server_.get("/inline");
+        const std::pair<const char*, std::string> changes[] = {
+            {"Extensions>", "Others>"},
+            {"<AdVerifications>", "<Extensions><Extension type=\"" + type + "\"><AdVerifications>"},
+            {"</AdVerifications>", "</AdVerifications></Extension></Extensions>"}};
+        for (const auto& [from, to] : changes)
+            document = vkt_replacingOccurrences(document, from, to);
+        EXPECT_EQ(measure("-", document).size(), 1U) << type;
+    }
+}
+
 TEST_F(Measure, AScriptThatMisbehavesHurtsOnlyItself) {
     // A part of the failure's text; empty: it does not count as one.
     const std::pair<const char*, const char*> cases[] = {{"throw", "at the top"},
@@ -90,14 +103,14 @@ TEST_F(Measure, AScriptThatMisbehavesHurtsOnlyItself) {
                                                          {"not-there", "404"}};
     for (const auto& [name, failure] : cases) {
         SCOPED_TRACE(name);
-        const auto scripts = measure(std::string("/measured/") + name);
+        const auto scripts = measure("--skip-at 12 " + server_.url(std::string("/measured/") + name));
         ASSERT_EQ(scripts.size(), 2U);
         const VKTDictionary& good = scripts.front();
         const VKTDictionary& bad = scripts.back();
         EXPECT_TRUE(valueOf(good, "failure").isNull()) << textAt(good, "failure");
         EXPECT_EQ(eventsOf(good),
                   "sessionStart loaded impression geometryChange start firstQuartile midpoint thirdQuartile "
-                  "complete sessionFinish");
+                  "skipped sessionFinish");
         EXPECT_EQ(heard_.size(), entriesOf(good, "events").size());
         const std::string text = textAt(bad, "failure");
         EXPECT_NE(text.find(failure), std::string::npos) << text;

@@ -36,13 +36,13 @@ class CountingProvider : public VKTURLSessionProviderProtocol {
     const std::shared_ptr<std::atomic<int>> underWay_;
 };
 
+// What stands in an extension of the usual type is among the ad's own already; it must not run twice.
 std::vector<VKTVASTAdVerification> verificationsOf(const VKTVASTAd& ad) {
     auto verifications = ad.adVerifications();
-    if (ad.extensions()) {
-        for (const auto& legacy : ad.extensions()->adVerifications)
-            verifications.push_back(VKTVASTAdVerification::initWithOMIDJavascriptResourceURL(
-                legacy.javascriptResourceURL, legacy.vendor, legacy.verificationParameters));
-    }
+    if (!verifications.empty() || !ad.extensions()) return verifications;
+    for (const auto& legacy : ad.extensions()->adVerifications)
+        verifications.push_back(VKTVASTAdVerification::initWithOMIDJavascriptResourceURL(
+            legacy.javascriptResourceURL, legacy.vendor, legacy.verificationParameters));
     return verifications;
 }
 

@@ -66,7 +66,8 @@ void announceNewerSDK(VKTDictionary& document) {
 
 void sampleLogs(VKTDictionary& document) {
     member(document, "logger").set("minLogLevel", "warning");
-    member(document, "logger").set("samplingRate", VKTDictionary{{"warning", 100}, {"error", 10}});
+    member(document, "logger")
+        .set("samplingRate", VKTDictionary{{"info", 0}, {"warning", 100}, {"error", 10}});
 }
 
 struct Variant {
