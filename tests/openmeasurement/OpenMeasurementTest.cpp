@@ -201,7 +201,7 @@ TEST_F(OpenMeasurement, TheLibraryDownloadsOnceAtATimeAndKeepsItsScriptAfterAFai
     EXPECT_EQ(test_.HTTPSession->requests().size(), 3U);
 }
 
-TEST_F(OpenMeasurement, EachJavaScriptResourceIsAScriptAndVerificationsWithoutAnyAreReported) {
+TEST_F(OpenMeasurement, EachJavaScriptResourceIsAnArchivableScriptAndVerificationsWithoutAnyAreReported) {
     const auto event = VKTVASTAdVerificationEvent::initWithName(
         "verificationNotExecuted", urlOf("http://h/n?r=%5BREASON%5D&%5BREASON%5D&%5bREASON%5d"));
     const auto resource = [](std::int64_t type) {
@@ -210,6 +210,10 @@ TEST_F(OpenMeasurement, EachJavaScriptResourceIsAScriptAndVerificationsWithoutAn
     const VKTVASTAdVerification good{"v", {resource(0), resource(1), resource(0)}, {event}, "p"};
     const Scripts scripts(2, {urlOf("http://h/s.js"), "v", "p"});
     EXPECT_EQ(manager_->scriptsFromAdVerifications({good, {"v", {}, {event}, "p"}}), scripts);
+    EXPECT_EQ(vkt_unarchivedObject<Script>(vkt_archivedData(scripts[0])), scripts[0]);
+    EXPECT_NE(scripts[0], (Script{scripts[0].javascriptResourceURL, "v", "q"}));
+    for (const char* key : {"javascriptResourceURL", "vendor", "verificationParameters"})
+        EXPECT_TRUE(VKTKeyedArchiver::archived(scripts[0]).contains(key)) << key;
     EXPECT_TRUE(pixels_->allPixels().empty());
     EXPECT_EQ(manager_->scriptsFromAdVerifications(
                   {good, {{}, {resource(1)}, {event}, {}}, {{}, {resource(2)}, {}, {}}}),
@@ -258,14 +262,6 @@ TEST_F(OpenMeasurement, TheScriptTagStandsBeforeEveryTagThatItIsPutTo) {
         EXPECT_EQ(manager_->injectLibraryIntoHTML(html, isForced), expected);
 }
 
-TEST(VerificationScript, IsArchivedUnderItsKeysAndComparesAllFields) {
-    const Script full{urlOf("http://h/s.js"), "v", "p"};
-    EXPECT_EQ(vkt_unarchivedObject<Script>(vkt_archivedData(full)), full);
-    EXPECT_NE(full, (Script{full.javascriptResourceURL, "v", "q"}));
-    for (const char* key : {"javascriptResourceURL", "vendor", "verificationParameters"})
-        EXPECT_TRUE(VKTKeyedArchiver::archived(full).contains(key)) << key;
-}
-
 TEST_F(OpenMeasurement, EachCallOfASessionBecomesItsEventAndALogLine) {
     const auto session = makeSession({{urlOf("http://h/s"), "v", "p"}}, true);
     EXPECT_EQ(session->mainAdView(), view_);
@@ -282,43 +278,43 @@ TEST_F(OpenMeasurement, EachCallOfASessionBecomesItsEventAndALogLine) {
     session->removeFriendlyObstruction(views[2]);
     const std::string noReason = "Cannot add friendly obstruction because of empty detailed reason!\n";
     EXPECT_EQ(logOf([&] { add(0, ""), add(0, {}); }), noReason + noReason);
-    const auto expect = [&](auto call, const std::string& name, const std::string& events) {
-        const std::string log = logOf([&] { std::invoke(call, *session); });
-        EXPECT_EQ(log + told(), "Open Measurement " + name + " logged\n" + events);
+    const auto expect = [&](const std::string& line, const std::string& events, auto call,
+                            auto... arguments) {
+        const std::string log = logOf([&] { std::invoke(call, *session, arguments...); });
+        EXPECT_EQ(log + told(), "Open Measurement " + line + " logged\n/" + events);
     };
-    const auto load = [](Session& same) {
-        same.loadedOccurredWithVASTProperties(VKTOpenMeasurementVASTProperties::initWithSkipOffset(0, true));
-    };
-    expect(&Session::start, "session start",
-           "/s/sessionStart,true,video,video,beginToRender,p,mediaControls,notVisible,other,other");
-    expect(load, "loaded event", "/loaded,video,video,beginToRender,true,0,true,standalone");
-    expect(&Session::impressionOccurred, "impression event", "/impression,video,video,beginToRender");
-    expect([](auto& s) { s.videoEventStartOccurredWithDuration(30, 0.5); }, "video 'start' event",
-           "/start,0.5,30");
-    expect([](auto& s) { s.videoEventVolumeChangeOccurred(0.2); }, "video 'volume change' event",
-           "/volumeChange,0.2");
-    expect(&Session::videoEventFirstQuartileOccurred, "video 'first quartile' event", "/firstQuartile");
-    expect(&Session::videoEventMidpointOccurred, "video 'midpoint' event", "/midpoint");
-    expect(&Session::videoEventThirdQuartileOccurred, "video 'third quartile' event", "/thirdQuartile");
-    expect(&Session::videoEventPauseOccurred, "video 'pause' event", "/pause");
-    expect(&Session::videoEventResumeOccurred, "video 'resume' event", "/resume");
-    expect(&Session::videoEventEnterFullscreen, "video 'enter fullscreen' event",
-           "/playerStateChange,fullscreen");
-    expect(&Session::videoEventExitFullscreen, "video 'exit fullscreen' event", "/playerStateChange,normal");
-    expect(&Session::videoEventUserInteraction, "video 'ad user interaction' event",
-           "/adUserInteraction,click");
-    expect(&Session::videoEventSkipped, "video 'skipped' event", "/skipped");
-    expect(&Session::videoEventCompleteOccurred, "video 'complete' event", "/complete");
-    expect(&Session::finish, "session finish", "/sessionFinish");
+    using S = Session;
+    expect("session start",
+           "s/sessionStart,true,video,video,beginToRender,p,mediaControls,notVisible,other,other", &S::start);
+    expect("loaded event", "loaded,video,video,beginToRender,true,0,true,standalone",
+           &S::loadedOccurredWithVASTProperties, VKTOpenMeasurementVASTProperties{0, true});
+    expect("impression event", "impression,video,video,beginToRender", &S::impressionOccurred);
+    expect("video 'start' event", "start,0.5,30", &S::videoEventStartOccurredWithDuration, 30, 0.5);
+    expect("video 'volume change' event", "volumeChange,0.2", &S::videoEventVolumeChangeOccurred, 0.2);
+    expect("video 'first quartile' event", "firstQuartile", &S::videoEventFirstQuartileOccurred);
+    expect("video 'midpoint' event", "midpoint", &S::videoEventMidpointOccurred);
+    expect("video 'third quartile' event", "thirdQuartile", &S::videoEventThirdQuartileOccurred);
+    expect("video 'pause' event", "pause", &S::videoEventPauseOccurred);
+    expect("video 'resume' event", "resume", &S::videoEventResumeOccurred);
+    expect("video 'enter fullscreen' event", "playerStateChange,fullscreen", &S::videoEventEnterFullscreen);
+    expect("video 'exit fullscreen' event", "playerStateChange,normal", &S::videoEventExitFullscreen);
+    expect("video 'ad user interaction' event", "adUserInteraction,click", &S::videoEventUserInteraction);
+    expect("video 'skipped' event", "skipped", &S::videoEventSkipped);
+    expect("video 'complete' event", "complete", &S::videoEventCompleteOccurred);
+    expect("session finish", "sessionFinish", &S::finish);
 }
 
 TEST_F(OpenMeasurement, NoScriptIsLostOverItsVendorAndDisplayAdsHaveNoVideoEvents) {
-    const auto display = makeSession({{urlOf("http://h/s"), "", "p"}, {{}, "v", "p"}}, false);
+    std::shared_ptr<Session> display;
+    EXPECT_EQ(logOf([&] {
+                  display = makeSession({{urlOf("http://h/s"), "", "p"}, {{}, "v", "p"}}, false);
+                  display->videoEventMidpointOccurred();
+              }),
+              "");
     display->setMainAdView(nullptr);
     EXPECT_EQ(display->mainAdView(), nullptr);
     display->start();
     display->loadedOccurred();
-    EXPECT_EQ(logOf([&] { display->videoEventStartOccurredWithDuration(1, 1); }), "");
     EXPECT_EQ(told(),
               "/s/sessionStart,true,display,nativeDisplay,beginToRender/"
               "loaded,display,nativeDisplay,beginToRender");
@@ -333,7 +329,7 @@ TEST_F(OpenMeasurement, NoScriptIsLostOverItsVendorAndDisplayAdsHaveNoVideoEvent
 TEST_F(OpenMeasurement, WhatTheRuntimeRefusesIsLoggedWithItsError) {
     const auto session = makeSession({}, true);
     std::optional<VKTError> error;
-    const std::string log = logOf([&] {
+    std::string log = logOf([&] {
         EXPECT_FALSE(provider_->sessionWithView(view_, "", {}, true, &error));
         const auto second = VKTOpenMeasurementManagerDefaultAdSession::initWithSession(
             static_cast<VKTOpenMeasurementManagerDefaultAdSession&>(*session).session(), true);
@@ -345,16 +341,15 @@ TEST_F(OpenMeasurement, WhatTheRuntimeRefusesIsLoggedWithItsError) {
         session->addFriendlyObstruction(nullptr, {}, "reason");
     });
     EXPECT_TRUE(error);
-    std::string beginnings;
-    for (const std::string_view line : vkt_split(log, '\n'))
-        beginnings.append(line.substr(0, line.find("The "))) += '\n';
-    EXPECT_EQ(beginnings,
+    for (std::size_t start; (start = log.find(": The ")) != std::string::npos;)
+        log.erase(start, log.find('\n', start) - start);
+    EXPECT_EQ(log,
               "Unable to instantiate Open Measurement session context\n"
-              "Unable to instantiate Open Measurement ad events object: \n"
-              "Unable to instantiate Open Measurement video events object: \n"
-              "Unable to log the Open Measurement impression event: \n"
-              "Unable to log the Open Measurement loaded event: \n"
-              "Unable to add friendly obstruction view: \n\n");
+              "Unable to instantiate Open Measurement ad events object\n"
+              "Unable to instantiate Open Measurement video events object\n"
+              "Unable to log the Open Measurement impression event\n"
+              "Unable to log the Open Measurement loaded event\n"
+              "Unable to add friendly obstruction view\n");
 }
 
 }  // namespace
