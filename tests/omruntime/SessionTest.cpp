@@ -292,6 +292,7 @@ TEST_F(Sessions, DataOfEventsHasTheStandardsNames) {
 TEST_F(Sessions, TellsWhatChangesByItself) {
     begin({"good"});
     mediaEvents_->startWithDuration(30, 1);  // before the impression: as if it had not been
+    advance(1);
     adEvents_->impressionOccurred(nullptr);
     const auto sentAfter = [&](double seconds, const std::function<void()>& change) {
         if (change) change();
