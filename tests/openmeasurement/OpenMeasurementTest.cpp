@@ -177,6 +177,7 @@ TEST_F(OpenMeasurement, OnlyADownloadersLastLoadIsHeardByAListenerThatMayLoadAga
     listener_->onScript = [&] { downloader_.reset(); };
     downloader_->load();
     EXPECT_EQ(listener_->heard, "s|http://h/") << "a script at hand needs no request";
+    VKTScriptDownloader::initWithScript("s", {}, nullptr, session_)->load();  // nobody listens
 }
 
 TEST_F(OpenMeasurement, TheLibraryDownloadsOnceAtATimeAndKeepsItsScriptAfterAFailure) {
