@@ -42,7 +42,6 @@ TEST_F(ConfigLog, KeepsTheLastGoodConfigurationWhateverTheServerAnswers) {
     const VKTDictionary fetched = parsed(first.out);
     EXPECT_EQ(keysOf(fetched), "source url request applied ignored expirationDate error");
     EXPECT_EQ(textAt(fetched, "source"), "network");
-    EXPECT_EQ(textAt(fetched, "request.statusCode"), "200");
     EXPECT_EQ(textAt(fetched, "applied.networkId"), "1007");
     EXPECT_EQ(textAt(fetched, "applied.logger.URL"), server_.url("/logs"));
     EXPECT_TRUE(entriesOf(fetched, "ignored").empty());
@@ -95,10 +94,7 @@ TEST_F(ConfigLog, TellsWhatOfAConfigurationIsIgnored) {
     };
     for (const auto& [variant, ignored, networkID] : cases) {
         const VKTDictionary report = parsed(config("/config/7/"s + variant, "--force").out);
-        std::vector<std::string> paths;
-        for (const VKTDictionary& member : entriesOf(report, "ignored"))
-            paths.push_back(textAt(member, "path"));
-        EXPECT_EQ(vkt_joined(paths, " "), ignored);
+        EXPECT_EQ(textsOf(report, "ignored", "path"), ignored);
         EXPECT_EQ(textAt(report, "applied.networkId"), networkID) << variant;
     }
     const Outcome newer = runTool("config --site 7 " + server_.url("/config/7/newer-sdk"));

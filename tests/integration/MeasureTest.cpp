@@ -22,13 +22,6 @@ std::string parameterOf(const VKTDictionary& hit, const std::string& name) {
     return "";
 }
 
-std::string eventsOf(const VKTDictionary& script) {
-    std::vector<std::string> types;
-    for (const VKTDictionary& event : entriesOf(script, "events"))
-        types.push_back(textAt(event, "type"));
-    return vkt_joined(types, " ");
-}
-
 class Measure : public testing::Test {
   protected:
     std::vector<VKTDictionary> measure(const std::string& arguments, const std::string& document = "") {
@@ -57,7 +50,7 @@ TEST_F(Measure, AScriptHearsTheStandardsEventsInOrderWithTheViewsGeometry) {
     EXPECT_EQ(keysOf(scripts.front()), "vendor script events urls failure");
     EXPECT_EQ(textAt(scripts.front(), "vendor"), "demo.verification");
     EXPECT_TRUE(valueOf(scripts.front(), "failure").isNull()) << textAt(scripts.front(), "failure");
-    EXPECT_EQ(eventsOf(scripts.front()),
+    EXPECT_EQ(textsOf(scripts.front(), "events", "type"),
               "sessionStart loaded impression geometryChange start volumeChange firstQuartile pause resume "
               "adUserInteraction midpoint geometryChange thirdQuartile complete sessionFinish");
 
@@ -77,7 +70,7 @@ TEST_F(Measure, AScriptHearsTheStandardsEventsInOrderWithTheViewsGeometry) {
             EXPECT_EQ(textAt(data, "adView.onScreenGeometry.height"), "1080");
         }
     }
-    EXPECT_EQ(vkt_joined(types, " "), eventsOf(scripts.front()));
+    EXPECT_EQ(vkt_joined(types, " "), textsOf(scripts.front(), "events", "type"));
 }
 
 TEST_F(Measure, AVerificationInAnExtensionRunsOnce) {
@@ -108,7 +101,7 @@ TEST_F(Measure, AScriptThatMisbehavesHurtsOnlyItself) {
         const VKTDictionary& good = scripts.front();
         const VKTDictionary& bad = scripts.back();
         EXPECT_TRUE(valueOf(good, "failure").isNull()) << textAt(good, "failure");
-        EXPECT_EQ(eventsOf(good),
+        EXPECT_EQ(textsOf(good, "events", "type"),
                   "sessionStart loaded impression geometryChange start firstQuartile midpoint thirdQuartile "
                   "skipped sessionFinish");
         EXPECT_EQ(heard_.size(), entriesOf(good, "events").size());

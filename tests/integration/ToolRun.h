@@ -78,6 +78,14 @@ inline std::vector<VKTDictionary> entriesOf(const VKTDictionary& report, const c
     return entries;
 }
 
+/// The texts at a key of each entry of a list, with a space between two.
+inline std::string textsOf(const VKTDictionary& report, const char* listKey, const char* key) {
+    std::vector<std::string> texts;
+    for (const VKTDictionary& entry : entriesOf(report, listKey))
+        texts.push_back(textAt(entry, key));
+    return vkt_joined(texts, " ");
+}
+
 /// The keys of a dictionary, or of the first one in a list, with a space between two.
 inline std::string keysOf(const VKTValue& value) {
     const VKTArray* list = value.asArray();
