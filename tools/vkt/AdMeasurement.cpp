@@ -87,7 +87,7 @@ std::shared_ptr<AdMeasurement> AdMeasurement::initWithPixelManager(
     const auto library =
         VKTOpenMeasurementJSLibrary::initWithProvider(provider, VKTURLSession::sharedInstance());
     library->refreshJSLibrary();
-    const std::shared_ptr<AdMeasurement> measurement(new AdMeasurement(
+    std::shared_ptr<AdMeasurement> measurement(new AdMeasurement(
         VKTOpenMeasurementManager::initWithProvider(provider, library, nullptr, pixelManager)));
     auto& runtime = OMIDKorvonet1::SDK::sharedInstance();
     runtime.setURLSession(VKTURLSession::initWithSessionProvider(
