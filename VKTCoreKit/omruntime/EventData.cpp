@@ -119,6 +119,7 @@ void setLastActivity(VKTDictionary& data, std::optional<VKTDate> lastActivity) {
 VKTDictionary deviceData(const VKTDevice& device) {
     const std::string model = device.model();
     return {{"deviceType", sendableText(model.empty() ? device.machine() : model)},
+            {"os", sendableText(device.systemName())},
             {"osVersion", sendableText(device.systemVersion())}};
 }
 

@@ -128,7 +128,8 @@ void ScriptRun::loadScript(const VKTURL& URL, std::optional<std::int64_t> replyI
                            if (!self || self->isOver()) return;
                            const bool isFirst = !std::exchange(self->hasLoaded_, true);
                            if (error) {
-                               self->fail(*error, "what that script would have measured");
+                               self->fail(*error, isFirst ? lostAll : lostCall);
+                               if (isFirst) self->end();
                            } else {
                                self->executor_->evaluate(*script, name);
                                if (isFirst) self->tellLoaded();

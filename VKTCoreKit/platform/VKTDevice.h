@@ -22,9 +22,10 @@ class VKTDevice {
   public:
     virtual ~VKTDevice() = default;
 
-    [[nodiscard]] virtual std::string machine() const = 0;        ///< hardware, as the kernel names it
-    [[nodiscard]] virtual std::string model() const = 0;          ///< as people name it
-    [[nodiscard]] virtual std::string systemVersion() const = 0;  ///< numbers separated by dots
+    [[nodiscard]] virtual std::string machine() const = 0;               ///< hardware, as the kernel names it
+    [[nodiscard]] virtual std::string model() const = 0;                 ///< as people name it
+    [[nodiscard]] virtual std::string systemName() const { return ""; }  ///< "Linux"
+    [[nodiscard]] virtual std::string systemVersion() const = 0;         ///< numbers separated by dots
     [[nodiscard]] virtual std::vector<std::string> preferredLanguages() const = 0;  ///< "de-DE", best first
 
     /// In the system's order, as they are now; nothing when they cannot be read.
@@ -47,6 +48,7 @@ class VKTDevice {
 struct VKTDeviceFacts {
     std::string machine{};
     std::string model{};
+    std::string systemName{};
     std::string systemVersion{};
     std::vector<std::string> preferredLanguages{};
     std::optional<VKTInterfaceAddresses> interfaceAddresses{};
@@ -73,6 +75,7 @@ class VKTSettableDevice final : public VKTDevice {
 
     [[nodiscard]] std::string machine() const override { return facts().machine; }
     [[nodiscard]] std::string model() const override { return facts().model; }
+    [[nodiscard]] std::string systemName() const override { return facts().systemName; }
     [[nodiscard]] std::string systemVersion() const override { return facts().systemVersion; }
     [[nodiscard]] std::vector<std::string> preferredLanguages() const override {
         return facts().preferredLanguages;

@@ -233,7 +233,7 @@ TEST_F(Sessions, DataOfEventsHasTheStandardsNames) {
             omid3p.addEventListener(type, send);
         });)");
     test_.mainBundle->setInfoValue(VKTBundleIdentifierKey, "com.h.app");
-    test_.device->setFacts({.model = "Box", .systemVersion = "4.1", .volume = 0.5});
+    test_.device->setFacts({.model = "Box", .systemName = "TV", .systemVersion = "4.1", .volume = 0.5});
     const auto bar = VKTHeadlessView::initWithFrame({0, 0, 1280, 180});
     const auto button = VKTHeadlessView::initWithFrame({0, 700, 20, 20});
     window_->addSubview(bar);
@@ -274,7 +274,7 @@ TEST_F(Sessions, DataOfEventsHasTheStandardsNames) {
     const Texts expected{
         R"(sessionStart{"context":{"apiVersion":"1.0","environment":"app","accessMode":"limited","adSessionType":)"
         R"("native","omidNativeInfo":{"partnerName":"Korvonet","partnerVersion":"1"},"app":{"libraryVersion":)"
-        R"("VERSION","appId":"com.h.app"},"deviceInfo":{"deviceType":"Box","osVersion":"4.1"},"deviceCategory":)"
+        R"("VERSION","appId":"com.h.app"},"deviceInfo":{"deviceType":"Box","os":"TV","osVersion":"4.1"},"deviceCategory":)"
         R"("ctv","supports":["clid","vlid"],"friendlyObstructions":[{CLOSE}],"customReferenceData":"reference",)"
         R"("lastActivity":{"timestamp":NOW},"omidJsInfo":{"omidImplementer":"VKTCoreKit","serviceVersion":)"
         R"("VERSION"}},"supportsLoadedEvent":true,TYPES,"verificationParameters":"parameters"})",

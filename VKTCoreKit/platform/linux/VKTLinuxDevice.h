@@ -17,6 +17,7 @@ class VKTLinuxDevice final : public VKTDevice {
 
     [[nodiscard]] std::string machine() const override { return machine_; }
     [[nodiscard]] std::string model() const override { return machine_; }
+    [[nodiscard]] std::string systemName() const override { return "Linux"; }
     [[nodiscard]] std::string systemVersion() const override { return systemVersion_; }
     [[nodiscard]] std::vector<std::string> preferredLanguages() const override { return languages_; }
     [[nodiscard]] std::optional<VKTInterfaceAddresses> interfaceAddresses() const override;
