@@ -18,7 +18,11 @@ class DeviceInfo : public testing::Test {
 };
 
 TEST_F(DeviceInfo, ValuesAreTakenOnceAndLiveOnesAskedAfresh) {
-    const auto info = infoOf({"iPad2,1", "TV Simulator", "16.1.2", {"de-DE", "en"}, {}, 3, false});
+    const auto info = infoOf({.machine = "iPad2,1",
+                              .model = "TV Simulator",
+                              .systemVersion = "16.1.2",
+                              .preferredLanguages = {"de-DE", "en"},
+                              .trackingAuthorizationStatus = 3});
     EXPECT_EQ(VKTDeviceInfoProvider::generateUserAgent(),
               "Mozilla/5.0 (TV; U; CPU OS 16_1_2 like Mac OS X; en-us)");
     EXPECT_EQ(infoOf({.interfaceAddresses = {{{"en0", "10.0.0.1"}}}})->locale(), std::nullopt);
