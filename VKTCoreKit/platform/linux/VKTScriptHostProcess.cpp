@@ -85,6 +85,7 @@ std::vector<std::string> hostEnvironment() {
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts)
         pointers.push_back(text.data());
     pointers.push_back(nullptr);
@@ -146,7 +147,7 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
         asio::post(context_,
                    [self = shared_from_this(), kind, size, name = std::move(name), text = std::move(text)] {
                        if (self->isFinished_) return;
-                       std::string content(name.c_str());
+                       std::string content = name.substr(0, name.find('\0'));
                        content += '\0';
                        content += text;
                        self->outbox_.push_back({vkt_encodedScriptFrame(kind, content), size});

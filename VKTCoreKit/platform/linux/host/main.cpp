@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstdlib>
 #include <new>
 #include <string>
@@ -78,7 +79,11 @@ std::size_t number(const char* text) {
 }  // namespace
 
 int main(int count, char** arguments) try {
-    if (count != 4) return EXIT_FAILURE;
+    if (count != 4) {
+        std::fputs("vkt-script-host runs one script for VKTCoreKit, which starts it; there is no other use\n",
+                   stderr);
+        return EXIT_FAILURE;
+    }
     const std::size_t memory = number(arguments[1]);
     if (!vkt_detachFromParent(static_cast<int>(number(arguments[3])))) return EXIT_FAILURE;
     VKTDuktapeWorld world(memory, [](const std::string& message) { send(VKTScriptFrameMessage, message); });
