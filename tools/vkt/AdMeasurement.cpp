@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <iostream>
 #include <utility>
 
 #include "AdText.h"
+#include "Commands.h"
 #include "PlayScreen.h"
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -81,7 +81,7 @@ std::shared_ptr<AdMeasurement> AdMeasurement::initWithPixelManager(
     const auto provider =
         VKTOpenMeasurementManagerDefaultProvider::initWithFrameworkVersion(VKTFrameworkVersionString);
     if (!provider) {
-        std::cerr << "vkt: the measurement runtime cannot be activated\n";
+        printError("the measurement runtime cannot be activated");
         return nullptr;
     }
     const auto library =
