@@ -4,6 +4,7 @@
 
 #include "VKTCoreKit/core/VKTLogDefaultOutput.h"
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
+#include "VKTCoreKit/platform/VKTProblemLog.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 
 const std::shared_ptr<VKTLogDefaultDataSource>& VKTLogDefaultDataSource::sharedInstance() {
@@ -76,4 +77,8 @@ void VKTLog::logMessage(std::string_view message, VKTLogLevel level) const {
 
 void VKTLog::logStackTrackWithLevel(VKTLogLevel level) const {
     logMessage(vkt_stringWithFormat("\n\t%@", {vkt_joined(vkt_callStackSymbols(), "\n\t")}), level);
+}
+
+void vkt_logWarning(std::string_view message) {
+    VKTLog::sharedInstance()->logWarning(message);
 }

@@ -16,6 +16,10 @@ std::optional<VKTValue> VKTDefaultPropertyCacheManager::objectForKey(std::string
     return keyValueStore_->valueForKey(key);
 }
 
+VKTStoredValue VKTDefaultPropertyCacheManager::readObjectForKey(std::string_view key) const {
+    return keyValueStore_->readValueForKey(key);
+}
+
 bool VKTDefaultPropertyCacheManager::setObject(const VKTValue& object, std::string_view forKey) {
     return keyValueStore_->setValueForKey(object, forKey);
 }

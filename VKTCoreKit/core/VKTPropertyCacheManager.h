@@ -17,6 +17,13 @@ class VKTPropertyCacheManager {
     /// Nothing when there is no value, or when it cannot be read.
     [[nodiscard]] virtual std::optional<VKTValue> objectForKey(std::string_view key) const = 0;
 
+    /// The same, with the two told apart. A cache that can always read need not implement it.
+    [[nodiscard]] virtual VKTStoredValue readObjectForKey(std::string_view key) const {
+        auto value = objectForKey(key);
+        if (!value) return {};
+        return {VKTStoredValue::Present, std::move(*value)};
+    }
+
     /// Sets, replaces or (null) removes. False when the change could not be stored; the old value then stays.
     virtual bool setObject(const VKTValue& object, std::string_view forKey) = 0;
 };
@@ -32,6 +39,7 @@ class VKTDefaultPropertyCacheManager final : public VKTPropertyCacheManager {
         std::shared_ptr<VKTKeyValueStore> keyValueStore);
 
     [[nodiscard]] std::optional<VKTValue> objectForKey(std::string_view key) const override;
+    [[nodiscard]] VKTStoredValue readObjectForKey(std::string_view key) const override;
     bool setObject(const VKTValue& object, std::string_view forKey) override;
 
   private:

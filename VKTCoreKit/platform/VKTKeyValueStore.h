@@ -1,13 +1,27 @@
 // A persistent store of typed values under string keys.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "VKTCoreKit/foundation/VKTValue.h"
+
+/// What a read brought: nobody may take a value that is there and cannot be read for one that is not there.
+struct VKTStoredValue {
+    enum Status : std::uint8_t {
+        Present,
+        Absent,
+        Unreadable,  ///< the file or the record is damaged, locked, or the system refuses
+    };
+
+    Status status = Absent;
+    VKTValue value;  ///< null unless present
+};
 
 /// Values keep their type: a text "1", an integer 1, a double 1.0 and a boolean are told apart. A null value
 /// is the same as none.
@@ -18,8 +32,15 @@ class VKTKeyValueStore {
   public:
     virtual ~VKTKeyValueStore() = default;
 
-    /// Nothing when there is no value, or when it cannot be read.
+    /// Nothing when there is no value, or when it cannot be read. For values whose loss does no harm.
     [[nodiscard]] virtual std::optional<VKTValue> valueForKey(std::string_view key) const = 0;
+
+    /// The same, with the two told apart. A store that can always read need not implement it.
+    [[nodiscard]] virtual VKTStoredValue readValueForKey(std::string_view key) const {
+        auto value = valueForKey(key);
+        if (!value) return {};
+        return {VKTStoredValue::Present, std::move(*value)};
+    }
 
     /// Sets, replaces or (null) removes. False when the change could not be stored; the old value then stays.
     virtual bool setValueForKey(const VKTValue& value, std::string_view key) = 0;

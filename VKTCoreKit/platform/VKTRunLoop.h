@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
 
@@ -57,6 +58,14 @@ class VKTSerialQueue {
     virtual ~VKTSerialQueue() = default;
 
     virtual void post(VKTTask task) = 0;
+
+    /// The same; false when the queue has no thread and none can be started. The task is then dropped, and
+    /// it is for the caller to do without it. (`post` keeps such a task until a later call finds a thread.)
+    [[nodiscard]] virtual bool tryPost(VKTTask task) {
+        post(std::move(task));
+        return true;
+    }
+
     [[nodiscard]] virtual bool isCurrentThread() const = 0;
 };
 
@@ -67,4 +76,12 @@ class VKTConcurrentPool {
     virtual ~VKTConcurrentPool() = default;
 
     virtual void post(VKTTask task) = 0;
+
+    /// The same; false when the pool has no thread at all and none can be started. The task is then dropped,
+    /// and it is for the caller to do without it. With fewer threads than it may have, a pool goes on.
+    /// (`post` keeps such a task until a later call finds a thread.)
+    [[nodiscard]] virtual bool tryPost(VKTTask task) {
+        post(std::move(task));
+        return true;
+    }
 };
