@@ -51,3 +51,9 @@ class VKTKeyValueStore {
 /// Hears, in one clear sentence, of what went wrong with a store's file: it could not be opened, was damaged
 /// and has been set aside, could not be written. Called on the thread that uses the store, no lock held.
 using VKTStoreProblemHandler = std::function<void(const std::string& message)>;
+
+/// What a store is opened for.
+enum VKTStoreUse : std::uint8_t {
+    VKTStoreToRead,    ///< the file is not changed; every change is refused
+    VKTStoreToChange,  ///< the file is made when it is missing
+};

@@ -14,6 +14,7 @@
 #include "VKTCoreKit/platform/VKTKeyValueStore.h"
 #include "VKTCoreKit/platform/VKTLocationServices.h"
 #include "VKTCoreKit/platform/VKTNotificationCentre.h"
+#include "VKTCoreKit/platform/VKTPlatformOptions.h"
 #include "VKTCoreKit/platform/VKTRandomSource.h"
 #include "VKTCoreKit/platform/VKTReachabilityTarget.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
@@ -60,6 +61,13 @@ struct VKTPlatform {
                                                     VKTStoreProblemHandler onProblem)>
         makeKeyValueStore;
 
+    /// The store in a file that somebody has named, for tools: the file is never renamed nor replaced. Null
+    /// when it is no store, is damaged, cannot be opened or, to be read, does not exist; the handler has
+    /// heard why.
+    std::function<std::shared_ptr<VKTKeyValueStore>(const std::string& path, VKTStoreUse use,
+                                                    VKTStoreProblemHandler onProblem)>
+        openKeyValueStore;
+
     /// A target that watches `peer` while it is scheduled. Never null.
     std::function<std::shared_ptr<VKTReachabilityTarget>(const VKTReachabilityPeer& peer)>
         makeReachabilityTarget;
@@ -79,7 +87,7 @@ struct VKTPlatform {
 };
 
 /// The linked platform library's set. Defined there.
-VKTPlatform vkt_makeDefaultPlatform();
+VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions& options = {});
 
 /// Passback wrappers resolved at once.
 inline constexpr std::size_t VKTPassbackThreadLimit = 16;

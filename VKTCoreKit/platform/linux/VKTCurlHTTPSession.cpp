@@ -382,6 +382,8 @@ void CurlTask::cancel() {
 
 class CurlHTTPSession final : public VKTHTTPSession {
   public:
+    explicit CurlHTTPSession(VKTHTTPSessionOptions options) : options_(std::move(options)) {}
+
     ~CurlHTTPSession() override {
         engine_->stop();
         const bool isUsed = lastIdentifier_ > 0;
@@ -398,6 +400,7 @@ class CurlHTTPSession final : public VKTHTTPSession {
     }
 
   private:
+    const VKTHTTPSessionOptions options_;
     std::shared_ptr<TransferEngine> engine_ = std::make_shared<TransferEngine>();
 
     // Shared with the tasks: one that is started when the session is gone still has to be answered.
@@ -407,6 +410,6 @@ class CurlHTTPSession final : public VKTHTTPSession {
 
 }  // namespace
 
-std::shared_ptr<VKTHTTPSession> vkt_makeCurlHTTPSession() {
-    return std::make_shared<CurlHTTPSession>();
+std::shared_ptr<VKTHTTPSession> vkt_makeCurlHTTPSession(const VKTHTTPSessionOptions& options) {
+    return std::make_shared<CurlHTTPSession>(options);
 }

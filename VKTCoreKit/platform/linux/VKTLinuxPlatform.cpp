@@ -11,11 +11,11 @@
 #include "VKTCoreKit/platform/linux/VKTSystemClock.h"
 #include "VKTCoreKit/platform/linux/VKTSystemRandom.h"
 
-VKTPlatform vkt_makeDefaultPlatform() {
+VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions& options) {
     const auto notificationCentre = std::make_shared<VKTNotificationCentre>();
     return {.clock = std::make_shared<VKTSystemClock>(),
             .random = std::make_shared<VKTSystemRandom>(),
-            .HTTPSession = vkt_makeCurlHTTPSession(),
+            .HTTPSession = vkt_makeCurlHTTPSession(options.HTTPSession),
             .mainRunLoop = vkt_makeAsioMainRunLoop(),
             .passbackPool = vkt_makeAsioConcurrentPool(VKTPassbackThreadLimit),
             .globalPool = vkt_makeAsioConcurrentPool(VKTGlobalPoolThreadLimit),
@@ -29,6 +29,7 @@ VKTPlatform vkt_makeDefaultPlatform() {
             .makeSerialQueue = vkt_makeAsioSerialQueue,
             .makeConcurrentPool = vkt_makeAsioConcurrentPool,
             .makeKeyValueStore = vkt_makeSQLiteKeyValueStore,
+            .openKeyValueStore = vkt_openSQLiteKeyValueStore,
             .makeReachabilityTarget =
                 [](const VKTReachabilityPeer& peer) { return vkt_makeNetlinkReachabilityTarget(peer); },
             .makeScriptExecutor = vkt_makeProcessExecutor,

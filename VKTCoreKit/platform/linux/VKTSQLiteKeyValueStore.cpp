@@ -361,3 +361,8 @@ std::shared_ptr<VKTKeyValueStore> vkt_makeSQLiteKeyValueStore(const std::string&
                                                               VKTStoreProblemHandler onProblem) {
     return std::make_shared<SQLiteStore>(path, std::move(onProblem));
 }
+
+std::shared_ptr<VKTKeyValueStore> vkt_openSQLiteKeyValueStore(const std::string& path, VKTStoreUse /*use*/,
+                                                              VKTStoreProblemHandler onProblem) {
+    return std::make_shared<SQLiteStore>(path, std::move(onProblem));
+}

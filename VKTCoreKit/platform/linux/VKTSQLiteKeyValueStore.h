@@ -20,3 +20,7 @@
 /// writes, but never the file. A child process after `fork` needs a store of its own.
 std::shared_ptr<VKTKeyValueStore> vkt_makeSQLiteKeyValueStore(const std::string& path,
                                                               VKTStoreProblemHandler onProblem);
+
+/// A store in the file at `path` for a tool: see `VKTPlatform::openKeyValueStore`.
+std::shared_ptr<VKTKeyValueStore> vkt_openSQLiteKeyValueStore(const std::string& path, VKTStoreUse use,
+                                                              VKTStoreProblemHandler onProblem);
