@@ -168,6 +168,8 @@ class ExpatEventReader final : public VKTXMLEventReader {
     void notePosition() {
         line_ = XML_GetCurrentLineNumber(parser_.get());
         column_ = XML_GetCurrentColumnNumber(parser_.get()) + 1;
+        // Expat counts the mark as a character.
+        if (line_ == 1 && column_ > 1 && markedEncoding(data_) != nullptr) --column_;
     }
 
     [[nodiscard]] std::string_view currentMarkup() const {
