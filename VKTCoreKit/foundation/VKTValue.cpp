@@ -3,17 +3,15 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <functional>
 #include <limits>
 
+#include "VKTCoreKit/foundation/VKTKeyedHash.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 
 namespace {
 
 // Up to here a linear search over short keys beats hashing them.
 constexpr std::size_t linearSearchLimit = 24;
-
-constexpr std::size_t notFound = static_cast<std::size_t>(-1);
 
 }  // namespace
 
@@ -61,49 +59,49 @@ VKTDictionary& VKTDictionary::operator=(const VKTDictionary& other) {
     return *this;
 }
 
-std::size_t VKTDictionary::position(std::string_view key) const {
+VKTDictionary::Place VKTDictionary::placeOf(std::string_view key) const {
     if (index_) {
-        const std::uint32_t found = (*index_)[slot(key)];
-        return found == 0 ? notFound : found - 1;
+        const std::size_t at = slot(key);
+        const std::uint32_t found = (*index_)[at];
+        return {found == 0 ? notFound : found - 1, at};
     }
     const auto found =
         std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) { return entry.key == key; });
-    return found == entries_.end() ? notFound : static_cast<std::size_t>(found - entries_.begin());
+    return {found == entries_.end() ? notFound : static_cast<std::size_t>(found - entries_.begin()), 0};
 }
 
 // The slot of the index that holds `key`, or the free one where it belongs.
 std::size_t VKTDictionary::slot(std::string_view key) const {
     const std::size_t mask = index_->size() - 1;
-    std::size_t at = std::hash<std::string_view>()(key) & mask;
+    std::size_t at = VKTKeyedHash()(key) & mask;
     while ((*index_)[at] != 0 && entries_[(*index_)[at] - 1].key != key)
         at = (at + 1) & mask;
     return at;
 }
 
 const VKTValue* VKTDictionary::find(std::string_view key) const {
-    const std::size_t at = position(key);
+    const std::size_t at = placeOf(key).position;
     return at == notFound ? nullptr : &entries_[at].value;
 }
 
 VKTValue* VKTDictionary::find(std::string_view key) {
-    const std::size_t at = position(key);
+    const std::size_t at = placeOf(key).position;
     return at == notFound ? nullptr : &entries_[at].value;
 }
 
 VKTValue& VKTDictionary::set(std::string_view key, VKTValue value) {
-    VKTValue* existing = find(key);
-    if (existing == nullptr) return append(key, std::move(value));
-    *existing = std::move(value);
-    return *existing;
+    const Place place = placeOf(key);
+    if (place.position == notFound) return append(place.slot, key, std::move(value));
+    return entries_[place.position].value = std::move(value);
 }
 
 VKTValue& VKTDictionary::operator[](std::string_view key) {
-    VKTValue* existing = find(key);
-    return existing == nullptr ? append(key, VKTValue()) : *existing;
+    const Place place = placeOf(key);
+    return place.position == notFound ? append(place.slot, key, VKTValue()) : entries_[place.position].value;
 }
 
-VKTValue& VKTDictionary::append(std::string_view key, VKTValue&& value) {
-    if (index_) (*index_)[slot(key)] = static_cast<std::uint32_t>(entries_.size() + 1);
+VKTValue& VKTDictionary::append(std::size_t slot, std::string_view key, VKTValue&& value) {
+    if (index_) (*index_)[slot] = static_cast<std::uint32_t>(entries_.size() + 1);
     // From a node with one entry to one with children: most have several.
     if (entries_.size() == 1 && entries_.capacity() == 1) entries_.reserve(4);
     entries_.emplace_back(key, std::move(value));
@@ -113,12 +111,12 @@ VKTValue& VKTDictionary::append(std::string_view key, VKTValue&& value) {
 }
 
 void VKTDictionary::remove(std::string_view key) {
-    const std::size_t at = position(key);
-    if (at == notFound) return;
+    const auto [position, slot] = placeOf(key);
+    if (position == notFound) return;
     // The last entry's slot ends its run of collisions only if it was also filled last, which it was.
-    const bool isLast = at + 1 == entries_.size();
-    if (index_ && isLast) (*index_)[slot(key)] = 0;
-    entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(at));
+    const bool isLast = position + 1 == entries_.size();
+    if (index_ && isLast) (*index_)[slot] = 0;
+    entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(position));
     if (index_ && !isLast) rebuildIndex();
 }
 

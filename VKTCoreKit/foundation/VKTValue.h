@@ -52,7 +52,7 @@ class VKTNumber {
 };
 
 /// String keys to values, in the order in which the keys were first set. Look-ups are constant-time, whatever
-/// the number of keys; equality does not look at the order.
+/// the number of keys and whoever chose them; equality does not look at the order.
 class VKTDictionary {
   public:
     struct Entry;
@@ -89,8 +89,15 @@ class VKTDictionary {
     friend bool operator==(const VKTDictionary& left, const VKTDictionary& right);
 
   private:
-    [[nodiscard]] std::size_t position(std::string_view key) const;
-    VKTValue& append(std::string_view key, VKTValue&& value);
+    // Where a key stands among the entries, or `notFound`, and its slot in the index, taken or free.
+    struct Place {
+        std::size_t position;
+        std::size_t slot;
+    };
+    static constexpr std::size_t notFound = static_cast<std::size_t>(-1);
+
+    [[nodiscard]] Place placeOf(std::string_view key) const;
+    VKTValue& append(std::size_t slot, std::string_view key, VKTValue&& value);
     [[nodiscard]] std::size_t slot(std::string_view key) const;
     void rebuildIndex();
 

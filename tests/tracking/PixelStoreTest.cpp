@@ -10,6 +10,7 @@
 #include "VKTCoreKit/platform/testing/VKTMemoryKeyValueStore.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
+#include "tests/support/FastestRun.h"
 
 namespace {
 
@@ -86,6 +87,22 @@ TEST_F(PixelStore, ManyChangesKeepOrderAndIndex) {
         }
         ASSERT_EQ(idsOf(store_->allPixels()), expected);
     }
+}
+
+TEST_F(PixelStore, ChosenIDsCostNoMoreThanOthers) {
+    constexpr std::uint32_t inverse = 340'573'321;  // of the golden ratio's multiplier, the usual one for IDs
+    const auto cost = [&](std::uint32_t factor) {
+        VKTPixels pixels;
+        for (std::uint32_t i = 0; i < 5000; ++i)
+            pixels.push_back(pixel(i * factor));
+        return fastestRun([&] {
+            const auto store = VKTPixelStore::initWithProvider(std::make_shared<VKTPixelStoreProvider>());
+            for (const auto& each : pixels)
+                store->addPixel(each);
+            EXPECT_EQ(store->allPixels().size(), pixels.size());
+        });
+    };
+    EXPECT_LT(cost(inverse) / cost(1), VKTFlatCostRatio);
 }
 
 TEST_F(PixelStore, DropsWhatIsSentOrPastItsDate) {
