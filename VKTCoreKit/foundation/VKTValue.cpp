@@ -15,12 +15,18 @@ constexpr std::size_t linearSearchLimit = 24;
 
 }  // namespace
 
+VKTNumber::VKTNumber(std::uint64_t value) : value_(value) {
+    const auto integer = static_cast<std::int64_t>(value);
+    if (integer >= 0) value_ = integer;
+}
+
 double VKTNumber::doubleValue() const {
     return std::visit([](auto value) { return static_cast<double>(value); }, value_);
 }
 
 std::int64_t VKTNumber::integerValue() const {
-    if (isInteger()) return std::get<std::int64_t>(value_);
+    if (const auto* integer = std::get_if<std::int64_t>(&value_)) return *integer;
+    if (isInteger()) return std::numeric_limits<std::int64_t>::max();
     constexpr double limit = 9223372036854775808.0;  // 2^63
     const double value = std::get<double>(value_);
     if (std::isnan(value)) return 0;
@@ -29,13 +35,23 @@ std::int64_t VKTNumber::integerValue() const {
     return static_cast<std::int64_t>(value);
 }
 
+std::uint64_t VKTNumber::unsignedIntegerValue() const {
+    if (const auto* integer = std::get_if<std::uint64_t>(&value_)) return *integer;
+    if (isInteger()) return static_cast<std::uint64_t>(std::max<std::int64_t>(integerValue(), 0));
+    constexpr double limit = 18446744073709551616.0;  // 2^64
+    const double value = std::get<double>(value_);
+    if (value >= limit) return std::numeric_limits<std::uint64_t>::max();
+    return value > 0 ? static_cast<std::uint64_t>(value) : 0;
+}
+
 std::string VKTNumber::description() const {
-    if (isInteger()) return std::to_string(std::get<std::int64_t>(value_));
+    if (const auto* integer = std::get_if<std::int64_t>(&value_)) return std::to_string(*integer);
+    if (const auto* integer = std::get_if<std::uint64_t>(&value_)) return std::to_string(*integer);
     return vkt_numberDescription(std::get<double>(value_));
 }
 
 bool operator==(const VKTNumber& left, const VKTNumber& right) {
-    if (left.isInteger() && right.isInteger()) return left.integerValue() == right.integerValue();
+    if (left.isInteger() && right.isInteger()) return left.value_ == right.value_;
     return left.doubleValue() == right.doubleValue();
 }
 
@@ -151,8 +167,7 @@ bool operator==(const VKTDictionary& left, const VKTDictionary& right) {
 }
 
 std::optional<VKTNumber> VKTValue::asNumber() const {
-    if (const auto* integer = asInteger()) return VKTNumber(*integer);
-    if (const auto* number = asDouble()) return VKTNumber(*number);
+    if (const auto* number = std::get_if<VKTNumber>(&storage_)) return *number;
     if (const auto* boolean = asBool()) return VKTNumber(*boolean ? 1 : 0);
     return std::nullopt;
 }
@@ -162,7 +177,7 @@ std::string VKTValue::description() const {
     if (const auto* text = asString()) return *text;
     if (const auto number = asNumber()) return number->description();
     if (const auto* bytes = asBytes()) return "<" + std::to_string(bytes->bytes.size()) + " bytes>";
-    if (const auto* date = asDate()) return vkt_ISO8601StringFromDate(*date, VKTTimeZone::UTC());
+    if (const auto* date = asDate()) return vkt_descriptionOfDate(*date);
     std::vector<std::string> pieces;
     if (const auto* array = asArray()) {
         for (const VKTValue& element : *array)
@@ -175,10 +190,5 @@ std::string VKTValue::description() const {
 }
 
 bool operator==(const VKTValue& left, const VKTValue& right) {
-    if (left.asBool() == nullptr && right.asBool() == nullptr) {
-        const auto leftNumber = left.asNumber();
-        const auto rightNumber = right.asNumber();
-        if (leftNumber && rightNumber) return *leftNumber == *rightNumber;
-    }
     return left.storage_ == right.storage_;
 }

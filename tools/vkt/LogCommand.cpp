@@ -132,7 +132,7 @@ void printReport(const LogOptions& options, const LogOutcome& outcome) {
         {"url", options.url},
         {"level", options.level},
         {"minimumLevel", options.minimumLevel},
-        {"samplingRate", vkt_valueOfSamplingRate(options.sampling)},
+        {"samplingRate", options.sampling},
         {"outcome", nameOf(outcome)},
         {"reason", outcome.reason.empty() ? VKTValue() : VKTValue(outcome.reason)},
         {"request", outcome.request ? reportOfRequests({*outcome.request}).front() : VKTValue()},
