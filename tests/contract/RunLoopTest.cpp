@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
+#include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/testing/VKTManualRunLoop.h"
 
 using namespace std::chrono_literals;
@@ -12,7 +13,7 @@ using namespace std::chrono_literals;
 namespace {
 
 struct AsioSubject {
-    std::shared_ptr<VKTRunLoop> loop = vkt_makeAsioRunLoop();
+    std::shared_ptr<VKTRunLoop> loop = vkt_makeLinuxRunLoop();
     std::unique_ptr<VKTSerialQueue> queue = vkt_makeAsioSerialQueue();
     std::unique_ptr<VKTConcurrentPool> pool = vkt_makeAsioConcurrentPool(1);
 };
