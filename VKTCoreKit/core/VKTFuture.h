@@ -29,8 +29,8 @@ enum VKTFutureErrorCode : std::uint16_t {
 template <typename Result>
 class VKTFuture {
   public:
-    /// Runs once, on a pool thread; it must not throw. When the pool cannot start any thread it never runs, and
-    /// the future is done at once, without a result.
+    /// Runs once, on a pool thread; it must not throw. When the pool cannot start any thread it never runs,
+    /// and the future is done at once, without a result.
     using Task = std::function<Result()>;
     using Deadline = std::chrono::steady_clock::time_point;
 
@@ -55,8 +55,8 @@ class VKTFuture {
 
     /// The result. When the time is over first: none, and the error, when asked for, has the code
     /// `VKTFutureErrorTimedOut`; the task goes on, and a later call may have its result. A time that is not
-    /// positive, or not a number, is over at once. A task that could not be started gives none at once, and the
-    /// code `VKTFutureErrorNotStarted`.
+    /// positive, or not a number, is over at once. A task that could not be started gives none at once, and
+    /// the code `VKTFutureErrorNotStarted`.
     Result getWithTimeout(VKTTimeInterval timeout, std::optional<VKTError>* error = nullptr) const {
         return getWithDeadline(deadlineAfter(timeout), error);
     }
@@ -66,7 +66,8 @@ class VKTFuture {
         const bool isOver = isDone() || state_->waitUntil(deadline);
         if (isOver && state_->isStarted()) return state_->result();
         if (error != nullptr)
-            *error = VKTError(VKTFutureErrorDomain, isOver ? VKTFutureErrorNotStarted : VKTFutureErrorTimedOut);
+            *error =
+                VKTError(VKTFutureErrorDomain, isOver ? VKTFutureErrorNotStarted : VKTFutureErrorTimedOut);
         return Result();
     }
 

@@ -94,3 +94,7 @@ void VKTLog::logStackTrackWithLevel(VKTLogLevel level) const {
 void vkt_logWarning(std::string_view message) {
     VKTLog::sharedInstance()->logWarning(message);
 }
+
+void vkt_logError(std::string_view message) {
+    VKTLog::sharedInstance()->logError(message);
+}

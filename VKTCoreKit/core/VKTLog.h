@@ -69,8 +69,8 @@ class VKTLog {
 
     [[nodiscard]] std::shared_ptr<VKTLogOutput> output() const;
 
-    /// Routes what is logged from now on; null means the default output. A message that is on its way still goes
-    /// to the old one, which lives as long as that takes. It may log in its destructor.
+    /// Routes what is logged from now on; null means the default output. A message that is on its way still
+    /// goes to the old one, which lives as long as that takes. It may log in its destructor.
     void setOutput(std::shared_ptr<VKTLogOutput> output);
 
     [[nodiscard]] std::shared_ptr<VKTLogDataSource> dataSource() const;

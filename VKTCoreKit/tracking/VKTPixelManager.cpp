@@ -26,7 +26,8 @@ struct VKTPixelManager::Worker {
     void warnOfNoThread() {
         if (hasWarnedOfNoThread.exchange(true)) return;
         VKTLog::sharedInstance()->logWarning(
-            "Pixels are not sent now, since the system gives no thread for them: they stay pending, and the next "
+            "Pixels are not sent now, since the system gives no thread for them: they stay pending, and the "
+            "next "
             "call for pixels tries again. Raise the limit of threads or memory, or start fewer.");
     }
 
@@ -65,8 +66,11 @@ struct VKTPixelManager::Worker {
 };
 
 const std::shared_ptr<VKTPixelManager>& VKTPixelManager::sharedInstance() {
-    static const auto* instance = new std::shared_ptr<VKTPixelManager>(
-        initWithPixelStore(VKTPixelStore::sharedInstance(), VKTURLSession::sharedInstance()));
+    static const auto* instance = [] {
+        VKTPlatform::noteKeptBy("VKTPixelManager::sharedInstance()");
+        return new std::shared_ptr<VKTPixelManager>(
+            initWithPixelStore(VKTPixelStore::sharedInstance(), VKTURLSession::sharedInstance()));
+    }();
     return *instance;
 }
 

@@ -109,8 +109,8 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     std::shared_ptr<VKTVASTAd> transformWrapperToInline(std::shared_ptr<VKTVASTAd> ad);
 
     /// Resolves all wrapper passbacks at once; the first playable one wins, the others stay in the store.
-    /// Runs once per manager. When no passback thread can be started the caller resolves them itself, one after
-    /// another.
+    /// Runs once per manager. When no passback thread can be started the caller resolves them itself, one
+    /// after another.
     std::shared_ptr<VKTConsumableVideoAd> resolvePassbackWrappers();
 
     std::shared_ptr<VKTConsumableVideoAd> findNextMainAd();

@@ -20,8 +20,8 @@
 #include <string>
 #include <vector>
 
-#include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTDuktapeExecutor.h"
+#include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTProcessExecutor.h"
 #include "VKTCoreKit/platform/linux/VKTScriptFrames.h"
 #include "VKTCoreKit/platform/linux/host/Fence.h"

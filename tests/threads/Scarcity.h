@@ -6,7 +6,8 @@
 
 #include <csignal>
 
-/// As long as it lives no thread of this program starts: `pthread_create` gives EAGAIN, as it does at a limit.
+/// As long as it lives no thread of this program starts: `pthread_create` gives EAGAIN, as it does at a
+/// limit.
 class NoNewThreads {
   public:
     NoNewThreads();
@@ -27,5 +28,6 @@ class NoNewDescriptors {
     rlimit previous_{};
 };
 
-/// The signals that were blocked where the last thread was started: it inherits them with its first instruction.
+/// The signals that were blocked where the last thread was started: it inherits them with its first
+/// instruction.
 sigset_t signalsBlockedAtLastStart();

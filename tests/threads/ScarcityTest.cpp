@@ -1,5 +1,5 @@
-// What each operation does that wants a thread or a descriptor where there is none: it ends, says what it can,
-// and works again as soon as there are some.
+// What each operation does that wants a thread or a descriptor where there is none: it ends, says what it
+// can, and works again as soon as there are some.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -126,9 +126,7 @@ std::string passback() {
 
 std::string reachability() {
     const VKTNetworkInterfaceSource source{
-        [] {
-            return VKTNetworkInterfaces{{.name = "eth0", .isRunning = true, .hasAddress = true}};
-        },
+        [] { return VKTNetworkInterfaces{{.name = "eth0", .isRunning = true, .hasAddress = true}}; },
         vkt_systemInterfaceSource().openChangeSocket};
     const auto manager = VKTReachabilityManager::initWithReachability(
         vkt_makeNetlinkReachabilityTarget("ads.example", source));

@@ -121,8 +121,8 @@ class AsioConcurrentPool final : public VKTConcurrentPool {
         });
     }
 
-    // Starts the threads that are missing, also those that an earlier task could not have, and counts one more
-    // task, unless there is no thread at all and it is not to be kept. True when there is any thread.
+    // Starts the threads that are missing, also those that an earlier task could not have, and counts one
+    // more task, unless there is no thread at all and it is not to be kept. True when there is any thread.
     bool hasThreadForOneMore(bool isKept) {
         VKTLock lock(mutex_);
         while (unfinished_ + 1 > threads_.size() && threads_.size() < limit_) {

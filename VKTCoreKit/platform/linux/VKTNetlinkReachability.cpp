@@ -175,7 +175,8 @@ class NetlinkTarget final : public VKTReachabilityTarget {
         if (problem.empty()) {
             replaceWatcher(std::move(watcher));
         } else if (!hasWarned_.exchange(true)) {
-            vkt_logWarning("Changes of the network go unnoticed by this reachability target, since " + problem +
+            vkt_logWarning("Changes of the network go unnoticed by this reachability target, since " +
+                           problem +
                            ". Its flags are right whenever they are read; schedule it again to try again.");
         }
     }

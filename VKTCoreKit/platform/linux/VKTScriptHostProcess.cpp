@@ -52,7 +52,8 @@ std::string messageOf(int error) {
 // The context that the I/O thread of all worlds runs. Any thread.
 class SharedContext {
   public:
-    // Null, with the reason, when the system refuses the thread or its descriptors: a later world tries again.
+    // Null, with the reason, when the system refuses the thread or its descriptors: a later world tries
+    // again.
     asio::io_context* get(std::string& problem) {
         const VKTLock lock(mutex_);
         if (!context_) {
