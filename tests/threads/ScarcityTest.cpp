@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "VKTCoreKit/core/VKTFuture.h"
-#include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/network/VKTReachabilityManager.h"
 #include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTNetlinkReachability.h"
@@ -17,6 +16,7 @@
 #include "VKTCoreKit/privacy/VKTLocationProvider.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 #include "VKTCoreKit/vast/VKTVASTManager.h"
+#include "tests/support/VKTRecordedLog.h"
 #include "tests/threads/Scarcity.h"
 
 using namespace std::chrono_literals;
@@ -24,22 +24,6 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto patience = 60s;
-
-// Counts the warnings, and sees that each says what to do.
-class Warnings : public VKTLogOutput, public VKTLogDataSource, public std::enable_shared_from_this<Warnings> {
-  public:
-    void logMessage(std::string_view message, VKTLogLevel, std::string_view) override {
-        EXPECT_NE(message.find("aise the limit"), std::string_view::npos) << message;
-        ++count_;
-    }
-    bool logShouldLogMessageWithLevel(const VKTLog&, VKTLogLevel level) override {
-        return level == VKTLogLevelWarning;
-    }
-    int take() { return count_.exchange(0); }
-
-  private:
-    std::atomic<int> count_ = 0;
-};
 
 std::shared_ptr<VKTURLSession> sessionOver(const std::shared_ptr<VKTHTTPSession>& http) {
     return VKTURLSession::initWithSessionProvider(VKTURLSessionProvider::initWithSession(http));
@@ -192,23 +176,18 @@ const Row rows[] = {
 
 class Scarcity : public testing::Test {
   protected:
-    Scarcity() {
-        VKTLog::sharedInstance()->setOutput(warnings_);
-        VKTLog::sharedInstance()->setDataSource(warnings_);
-    }
-    ~Scarcity() override {
-        VKTLog::sharedInstance()->setOutput(nullptr);
-        VKTLog::sharedInstance()->setDataSource(nullptr);
-    }
-
-    [[nodiscard]] std::string outcome(const Row& row) const {
-        const std::string said = row.operate();
-        const int warnings = warnings_->take();
-        return said + (warnings == 0 ? "" : ", " + std::to_string(warnings) + " warning");
+    // What the operation says, and how many warnings were logged, each with what to do.
+    std::string outcome(const Row& row) {
+        std::string said = row.operate();
+        const std::vector<std::string> lines = log_.take();
+        for (const std::string& line : lines)
+            EXPECT_NE(line.find("aise the limit"), std::string::npos) << line;
+        if (!lines.empty()) said += ", " + std::to_string(lines.size()) + " warning";
+        return said;
     }
 
     template <typename Scarce>
-    void expectAll(std::string Row::*expected) const {
+    void expectAll(std::string Row::*expected) {
         for (const Row& row : rows) {
             SCOPED_TRACE(row.name);
             // One of its own, whose pools have no thread yet.
@@ -223,7 +202,7 @@ class Scarcity : public testing::Test {
         }
     }
 
-    const std::shared_ptr<Warnings> warnings_ = std::make_shared<Warnings>();
+    VKTRecordedLog log_;
 };
 
 TEST_F(Scarcity, EveryOperationEndsWithoutThreads) {
@@ -238,7 +217,7 @@ TEST_F(Scarcity, NoPassbackIsLostForWantOfAThread) {
     const VKTScopedPlatform scope(vkt_makeDefaultPlatform());
     const NoNewThreads refused;
     EXPECT_EQ(adsAfterFailure({"a", "b", "c"}), "abc");
-    EXPECT_EQ(warnings_->take(), 1);
+    EXPECT_EQ(log_.take().size(), 1U);
 }
 
 }  // namespace
