@@ -48,7 +48,9 @@ std::string pixels() {
     manager->callPixels();
     std::promise<std::thread::id> ended;
     manager->callPixelsWithCompletionHandler([&] { ended.set_value(std::this_thread::get_id()); });
-    const bool isHere = ended.get_future().get() == std::this_thread::get_id();
+    auto handledBy = ended.get_future();
+    if (handledBy.wait_for(patience) != std::future_status::ready) return "no handler was called";
+    const bool isHere = handledBy.get() == std::this_thread::get_id();
     if (manager->allPixels().empty() && !isHere) return "works";
     return std::to_string(manager->allPixels().size()) + " pending" + (isHere ? ", handled here" : "");
 }
