@@ -42,7 +42,8 @@ class PairReporter : public benchmark::BenchmarkReporter {
     }
 
     void print(bool asJSON) const {
-        const char* separator = "{\n";
+        const char* const opening = "{\n";
+        const char* separator = opening;
         if (!asJSON) std::printf("%-26s %12s %12s %8s\n", "", "ours, us", "limit, us", "ratio");
         for (const auto& [name, values] : values_) {
             const std::size_t suffix = name.rfind("/ours");
@@ -61,7 +62,7 @@ class PairReporter : public benchmark::BenchmarkReporter {
                 std::printf("%-26s %12.2f %12.2f %8.2f\n", pair.c_str(), ours, limit, ours / limit);
             }
         }
-        if (asJSON) std::printf("%s}\n", values_.empty() ? "{" : "\n");
+        if (asJSON) std::printf("%s}\n", separator == opening ? opening : "\n");
     }
 
     [[nodiscard]] bool hasFailed() const { return !failed_.empty(); }

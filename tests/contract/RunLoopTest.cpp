@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-struct AsioSubject {
+struct LinuxSubject {
     std::shared_ptr<VKTRunLoop> loop = vkt_makeLinuxRunLoop();
     std::unique_ptr<VKTSerialQueue> queue = vkt_makeAsioSerialQueue();
     std::unique_ptr<VKTConcurrentPool> pool = vkt_makeAsioConcurrentPool(1);
@@ -39,7 +39,7 @@ class RunLoopContract : public testing::Test {
     Subject subject_;
 };
 
-using Subjects = testing::Types<AsioSubject, ManualSubject>;
+using Subjects = testing::Types<LinuxSubject, ManualSubject>;
 TYPED_TEST_SUITE(RunLoopContract, Subjects);
 
 TYPED_TEST(RunLoopContract, RunsInOrderAndNeverAtOnce) {
@@ -143,7 +143,7 @@ TYPED_TEST(RunLoopContract, PoolLetsGoOfWhatItDrops) {
     const auto held = std::make_shared<int>();
     std::latch started(1);
     std::latch release(1);
-    if constexpr (std::is_same_v<TypeParam, AsioSubject>) {
+    if constexpr (std::is_same_v<TypeParam, LinuxSubject>) {
         this->subject_.pool->post([&] {
             started.count_down();
             release.wait();
