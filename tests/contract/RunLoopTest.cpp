@@ -157,6 +157,17 @@ TYPED_TEST(RunLoopContract, PoolLetsGoOfWhatItDrops) {
     EXPECT_EQ(held.use_count(), 1);
 }
 
+TEST(LinuxRunLoop, GivesUpAtItsTimeoutThoughThereIsAlwaysSomethingToRun) {
+    const auto loop = vkt_makeLinuxRunLoop();
+    const auto end = std::chrono::steady_clock::now() + 10s;
+    VKTTask again = [&] {
+        if (std::chrono::steady_clock::now() < end) loop->post(again);
+    };
+    loop->post(again);
+    EXPECT_FALSE(loop->runUntil([] { return false; }, 10ms));
+    EXPECT_LT(std::chrono::steady_clock::now(), end);
+}
+
 TEST(AsioSerialQueue, MayEndOnItsOwnThread) {
     std::latch ended(2);
     auto queue = vkt_makeAsioSerialQueue();

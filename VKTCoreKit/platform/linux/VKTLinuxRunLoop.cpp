@@ -123,7 +123,7 @@ class LinuxRunLoop final : public VKTRunLoop {
         thread_ = currentThread();
         const auto deadline = Clock::now() + clockDuration(timeout);
         while (!done()) {
-            if (!runOne(deadline)) return done();
+            if (Clock::now() >= deadline || !runOne(deadline)) return done();
         }
         return true;
     }
