@@ -4,6 +4,7 @@
 #include <array>
 #include <fstream>
 
+#include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
@@ -227,15 +228,22 @@ std::optional<VKTDictionary> VKTXMLDictionaryParser::vkt_dictionaryWithString(st
 }
 
 std::optional<VKTDictionary> VKTXMLDictionaryParser::vkt_dictionaryWithFile(const std::string& path) {
+    const auto refuse = [&](const std::string& why) {
+        VKTLog::sharedInstance()->logWarning("The XML file " + path + " is not read: " + why);
+        return std::nullopt;
+    };
     std::ifstream file(path, std::ios::binary);
-    if (!file) return std::nullopt;
+    if (!file) return refuse("it cannot be opened. See that it exists and may be read.");
     std::string data;
     std::array<char, 65536> piece{};
     while (file.read(piece.data(), piece.size()), file.gcount() > 0) {
         data.append(piece.data(), static_cast<std::size_t>(file.gcount()));
-        if (data.size() > VKTXMLFileSizeLimit) return std::nullopt;
+        if (data.size() > VKTXMLFileSizeLimit) {
+            return refuse("it has more than " + std::to_string(VKTXMLFileSizeLimit) +
+                          " bytes (VKTXMLFileSizeLimit). Give a smaller one.");
+        }
     }
-    if (file.bad()) return std::nullopt;
+    if (file.bad()) return refuse("reading it failed. See that it is a file and its disk is sound.");
     return vkt_dictionaryWithData(data);
 }
 

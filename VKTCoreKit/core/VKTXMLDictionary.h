@@ -71,7 +71,8 @@ class VKTXMLDictionaryParser final : public VKTXMLDictionarySettings, private VK
     /// UTF-8 text, whatever encoding it declares.
     std::optional<VKTDictionary> vkt_dictionaryWithString(std::string_view string);
 
-    /// Nothing also when the file cannot be read or exceeds `VKTXMLFileSizeLimit`.
+    /// Nothing also when the file cannot be read or exceeds `VKTXMLFileSizeLimit`, which a
+    /// warning in the log tells.
     std::optional<VKTDictionary> vkt_dictionaryWithFile(const std::string& path);
 
     /// What the reader said of the last document, if it was not well formed.

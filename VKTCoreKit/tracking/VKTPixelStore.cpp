@@ -17,8 +17,11 @@ std::string VKTPixelStoreProvider::pixelStoreKey() const {
 }
 
 const std::shared_ptr<VKTPixelStore>& VKTPixelStore::sharedInstance() {
-    static const auto* instance =
-        new std::shared_ptr<VKTPixelStore>(initWithProvider(std::make_shared<VKTPixelStoreProvider>()));
+    static const auto* instance = [] {
+        VKTPlatform::noteKeptBy("VKTPixelStore::sharedInstance()");
+        return new std::shared_ptr<VKTPixelStore>(
+            initWithProvider(std::make_shared<VKTPixelStoreProvider>()));
+    }();
     return *instance;
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <tuple>
 
@@ -10,6 +11,7 @@
 #include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 #include "VKTCoreKit/platform/testing/VKTScriptedXMLEventReader.h"
+#include "tests/support/VKTRecordedLog.h"
 
 namespace {
 
@@ -123,9 +125,18 @@ TEST(XMLDictionary, Files) {
     const std::string path = testing::TempDir() + "VKTXMLDictionaryTest.xml";
     std::ofstream(path) << "<P>t</P>";
     expectValue(vkt_dictionaryWithXMLFile(path), R"({"__name":"P","__text":"t"})");
+    std::filesystem::resize_file(path, VKTXMLFileSizeLimit + 1);
+    VKTRecordedLog log;
+    EXPECT_FALSE(vkt_dictionaryWithXMLFile(path));
     std::remove(path.c_str());
     EXPECT_FALSE(vkt_dictionaryWithXMLFile(path));
     EXPECT_FALSE(vkt_dictionaryWithXMLFile(testing::TempDir()));
+    const std::vector<std::string> lines = log.take();
+    ASSERT_EQ(lines.size(), 3U);
+    const std::string begin = "WARNING The XML file " + path + " is not read: it ";
+    EXPECT_TRUE(lines[0].starts_with(begin + "has more than 33554432 bytes")) << lines[0];
+    EXPECT_TRUE(lines[1].starts_with(begin + "cannot be opened")) << lines[1];
+    EXPECT_NE(lines[2].find("reading it failed"), std::string::npos) << lines[2];
 }
 
 TEST(XMLDictionary, PartsOfANode) {
