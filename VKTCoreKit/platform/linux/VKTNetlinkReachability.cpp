@@ -16,8 +16,8 @@
 #include <thread>
 #include <utility>
 
-#include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+#include "VKTCoreKit/foundation/VKTURL.h"
 
 namespace {
 
@@ -123,8 +123,7 @@ bool hasPrefix(const VKTSocketAddress& address, std::initializer_list<std::uint8
 }
 
 bool isThisDevice(const VKTReachabilityPeer& peer) {
-    if (const auto* name = std::get_if<std::string>(&peer))
-        return vkt_equalsIgnoringCase(*name, "localhost") || name->starts_with("127.") || *name == "::1";
+    if (const auto* name = std::get_if<std::string>(&peer)) return vkt_isLoopbackHost(*name);
     const auto& address = std::get<VKTSocketAddress>(peer);
     return hasPrefix(address, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 127}) ||
            hasPrefix(address, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1});
