@@ -13,7 +13,6 @@
 #include <string>
 
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
-#include "tests/support/VKTLoopbackServer.h"
 #include "tests/support/VKTRawServer.h"
 #include "tests/support/VKTTransferRecorder.h"
 
@@ -131,13 +130,13 @@ class DescriptorShortage {
 };
 
 TEST(HTTPNetwork, TooManyOpenFilesAreNotTheHostsFault) {
-    VKTLoopbackServer server;
+    const VKTRawServer server({{"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"}});
+    const std::string refusing = VKTRawServer::refusingURL();
     const auto session = vkt_makeCurlHTTPSession();
     // The session has what it needs for itself.
     ASSERT_EQ(vkt_fetch(*session, vkt_requestTo(server.url("/"))).text(), "");
     const DescriptorShortage shortage;
-    for (const std::string& url :
-         {VKTRawServer::refusingURL(), std::string("http://no-such-host.invalid/")}) {
+    for (const std::string& url : {refusing, std::string("http://no-such-host.invalid/")}) {
         const auto outcome = vkt_fetch(*session, vkt_requestTo(url));
         EXPECT_EQ(outcome.code(), VKTURLErrorCannotConnectToHost);
         EXPECT_NE(outcome.text().find("too many open files"), std::string::npos) << outcome.text();
