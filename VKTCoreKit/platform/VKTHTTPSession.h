@@ -33,7 +33,7 @@ enum VKTURLErrorCode : std::int16_t {
     VKTURLErrorUnsupportedURL = -1002,  ///< neither http nor https, also after a redirect
     VKTURLErrorCannotFindHost = -1003,
     VKTURLErrorCannotConnectToHost = -1004,
-    VKTURLErrorNetworkConnectionLost = -1005,  ///< or a body shorter than announced
+    VKTURLErrorNetworkConnectionLost = -1005,  ///< also within a header, or before the end of a body
     VKTURLErrorHTTPTooManyRedirects = -1007,
     VKTURLErrorNotConnectedToInternet =
         -1009,  ///< no interface but loopback is up; never for a loopback address

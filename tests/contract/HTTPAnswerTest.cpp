@@ -195,6 +195,7 @@ TEST_F(HTTPAnswer, TheBodyOfARedirectIsNotWaitedFor) {
         {"is to be closed",
          {{header + "Connection: close\r\nContent-Length: 9\r\n\r\n"}, VKTRawAnswer::Hang}},
         {"is cut", {{header + "Content-Length: 9\r\n\r\nx"}}},
+        {"is compressed", {{header + "Content-Encoding: gzip\r\nContent-Length: 1\r\n\r\n\x1F"}}},
         {"is endless", {{header + "Content-Length: 99999999\r\n\r\n", "x"}, VKTRawAnswer::Endless}}};
     for (const auto& [name, answer] : cases) {
         const auto outcome = outcomeOf(answer);

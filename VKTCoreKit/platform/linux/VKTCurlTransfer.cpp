@@ -236,10 +236,11 @@ bool VKTCurlTransfer::isWorthWaitingForTheBodyOfARedirect() const {
 }
 
 bool VKTCurlTransfer::addBodyBytes(std::string_view bytes) {
-    if (receivedLength_ == 0) beginBody();
+    const bool isFirst = receivedLength_ == 0;
     receivedLength_ += bytes.size();
     if (redirectLocation() != nullptr)
         return receivedLength_ <= redirectBodyLimit || stop(Stop::RedirectIsKnown);
+    if (isFirst) beginBody();
     // Decoded bytes are counted where they are kept; this is for those that decode to nothing.
     if (receivedLength_ > VKTHTTPBodyLimit && decoder_) return stop(Stop::BodyTooLarge);
     return decoder_ ? decodeBody(bytes) : keepBody(bytes);
