@@ -52,7 +52,8 @@ class HTTPAnswer : public testing::Test {
     // The path leads to the location.
     void redirect(const std::string& path, int statusCode, const std::string& location) {
         server_.handle(path, [=](const auto&) {
-            return VKTServerResponse{statusCode, "moved", {{"Location", location}}};
+            const char* body = statusCode == 304 ? "" : "moved";
+            return VKTServerResponse{statusCode, body, {{"Location", location}}};
         });
     }
 

@@ -258,6 +258,19 @@ TEST_F(CurlHTTPSession, EndsABodyThatIsKeptInPart) {
     }
 }
 
+// A request on a kept connection that its server closes just then is sent again, however often that happens.
+TEST_F(CurlHTTPSession, SendsAgainWhatADeadConnectionLost) {
+    for (const char* answer : {"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n",
+                               "HTTP/1.1 302 Found\r\nLocation: /\r\nContent-Length: 0\r\n\r\n"}) {
+        const VKTRawServer server({{answer}, VKTRawAnswer::Close, 20ms});
+        const bool isRedirect = std::string(answer).find("302") != std::string::npos;
+        for (int i = 0; i < (isRedirect ? 1 : 8); ++i) {
+            const auto outcome = vkt_fetch(*session_, vkt_requestTo(server.url()));
+            EXPECT_EQ(outcome.code(), isRedirect ? VKTURLErrorHTTPTooManyRedirects : 0) << outcome.text();
+        }
+    }
+}
+
 TEST_F(CurlHTTPSession, DeliversOnOneThreadWhereABlockingRequestDoesNotHang) {
     server_.serve("/", "x");
     const VKTURLRequest request = vkt_requestTo(server_.url("/"));

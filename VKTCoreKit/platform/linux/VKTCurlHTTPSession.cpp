@@ -123,8 +123,8 @@ class TransferSet {
             const std::shared_ptr<CurlTask> task = active.task;
             const CURLcode code = message->data.result;
             if (!task->isSettled() && active.transfer->followRedirect(code)) {
-                // The handle is started again; what it has received so far is known to the transfer.
                 curl_multi_remove_handle(multi_, active.transfer->easy());
+                active.transfer->prepareNext();
                 curl_multi_add_handle(multi_, active.transfer->easy());
                 continue;
             }

@@ -33,27 +33,27 @@ VKTCurlTransfer::~VKTCurlTransfer() {
 
 void VKTCurlTransfer::prepare(const VKTURLRequest& request, void* owner) {
     request_ = &request;
+    owner_ = owner;
     constexpr std::chrono::duration<double, std::milli> longestTimeout(INT_MAX);
     deadline_ = std::chrono::steady_clock::now() + std::chrono::ceil<std::chrono::milliseconds>(
                                                        std::min<std::chrono::duration<double, std::milli>>(
                                                            request.timeoutInterval, longestTimeout));
-    sendsBody_ = request.HTTPBody || request.HTTPMethod == "POST";
-    if (!std::exchange(hasBehaviour_, true)) setBehaviour();
-    set(CURLOPT_PRIVATE, owner);
-    setURL(request.url.absoluteString());
-    setRemainingTime();
-    setMethod();
-    setHeaders(true);
+    url_ = request.url.absoluteString();
+    method_ = request.HTTPMethod;
+    sendsBody_ = request.HTTPBody || method_ == "POST";
+    setUp();
+}
+
+void VKTCurlTransfer::prepareNext() {
+    response_ = {};
+    isHeaderComplete_ = false;
+    receivedLength_ = 0;
+    stop_ = Stop::None;
+    reason_.front() = '\0';
+    setUp();
 }
 
 void VKTCurlTransfer::clear() {
-    // What a plain GET sets is overwritten by the next request; everything else starts anew.
-    if (request_->HTTPMethod != "GET" || request_->HTTPBody || headers_ != nullptr || redirectCount_ > 0) {
-        curl_easy_reset(easy_);
-        hasBehaviour_ = false;
-    }
-    curl_slist_free_all(headers_);
-    headers_ = nullptr;
     request_ = nullptr;
     redirectCount_ = 0;
     redirectError_.reset();
@@ -65,6 +65,23 @@ void VKTCurlTransfer::clear() {
     body_ = {};
     stop_ = Stop::None;
     reason_.front() = '\0';
+}
+
+// From nothing each time: libcurl sends a request again whose kept connection turns out to be dead, but only
+// five times between two resets of its handle.
+void VKTCurlTransfer::setUp() {
+    curl_easy_reset(easy_);
+    setBehaviour();
+    set(CURLOPT_PRIVATE, owner_);
+    set(CURLOPT_URL, url_.c_str());
+    const bool isDirect = options_.proxy.empty() || vkt_isLoopbackHost(vkt_originOf(url_).host);
+    set(CURLOPT_PROXY, isDirect ? "" : options_.proxy.c_str());  // empty: none, whatever the environment says
+    setRemainingTime();
+    setMethod();
+    const std::string& first = request_->url.absoluteString();
+    const bool isFirstOrigin = redirectCount_ == 0 || vkt_originOf(url_) == vkt_originOf(first);
+    if (redirectCount_ > 0 && isFirstOrigin) setCredentials(vkt_credentialsOf(first));
+    setHeaders(isFirstOrigin);
 }
 
 void VKTCurlTransfer::setBehaviour() {
@@ -87,13 +104,6 @@ void VKTCurlTransfer::setBehaviour() {
     }
 }
 
-void VKTCurlTransfer::setURL(const std::string& url) {
-    url_ = url;
-    set(CURLOPT_URL, url_.c_str());
-    const bool isDirect = options_.proxy.empty() || vkt_isLoopbackHost(vkt_originOf(url_).host);
-    set(CURLOPT_PROXY, isDirect ? "" : options_.proxy.c_str());  // empty: none, whatever the environment says
-}
-
 // For libcurl 0 is no limit: a deadline that has passed is the shortest time there is.
 void VKTCurlTransfer::setRemainingTime() {
     const auto left =
@@ -103,20 +113,24 @@ void VKTCurlTransfer::setRemainingTime() {
     set(CURLOPT_CONNECTTIMEOUT_MS, milliseconds);
 }
 
-// The first request's; `prepareRedirect` changes it.
 void VKTCurlTransfer::setMethod() {
-    const std::string& method = request_->HTTPMethod;
     if (sendsBody_) {
         const std::string_view body = request_->HTTPBody ? std::string_view(*request_->HTTPBody) : "";
         set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
         set(CURLOPT_POSTFIELDS, body.data());
-        // A custom method would survive the redirects that turn POST into GET.
-        if (method != "POST") set(CURLOPT_CUSTOMREQUEST, method.c_str());
-    } else if (method == "HEAD") {
+        if (method_ != "POST") set(CURLOPT_CUSTOMREQUEST, method_.c_str());
+    } else if (method_ == "HEAD") {
         set(CURLOPT_NOBODY, 1L);
-    } else if (method != "GET") {
-        set(CURLOPT_CUSTOMREQUEST, method.c_str());
+    } else if (method_ != "GET") {
+        set(CURLOPT_CUSTOMREQUEST, method_.c_str());
     }
+}
+
+// Those of the first URL: they are its "Authorization", and follow the same rule.
+void VKTCurlTransfer::setCredentials(const VKTCredentials& credentials) {
+    if (credentials.user.empty()) return;
+    set(CURLOPT_USERNAME, credentials.user.c_str());
+    set(CURLOPT_PASSWORD, credentials.password.c_str());
 }
 
 void VKTCurlTransfer::setHeaders(bool isFirstOrigin) {
@@ -142,11 +156,11 @@ bool VKTCurlTransfer::followRedirect(CURLcode code) {
     // However the body of a redirect ends, its header has said everything.
     if (location == nullptr || code == CURLE_OPERATION_TIMEDOUT || stop_ == Stop::HeaderTooLarge)
         return false;
-    redirectError_ = prepareRedirect(*location);
+    redirectError_ = redirectTo(*location);
     return !redirectError_;
 }
 
-std::optional<VKTError> VKTCurlTransfer::prepareRedirect(const std::string& location) {
+std::optional<VKTError> VKTCurlTransfer::redirectTo(const std::string& location) {
     const VKTURL from = currentURL();
     if (redirectCount_ == VKTHTTPRedirectLimit) {
         return vkt_transferError(
@@ -163,22 +177,11 @@ std::optional<VKTError> VKTCurlTransfer::prepareRedirect(const std::string& loca
         return vkt_transferError(VKTURLErrorBadURL, "bad URL", from, "redirect to no URL: " + target);
 
     ++redirectCount_;
-    if (response_.statusCode <= 303 && std::exchange(sendsBody_, false)) set(CURLOPT_HTTPGET, 1L);
-    setURL(target);
-    setRemainingTime();
-    // Credentials of the first URL are libcurl's "Authorization", and follow the same rule.
-    const std::string& first = request_->url.absoluteString();
-    const bool isFirstOrigin = vkt_originOf(target) == vkt_originOf(first);
-    const VKTCredentials credentials = isFirstOrigin ? vkt_credentialsOf(first) : VKTCredentials();
-    set(CURLOPT_USERNAME, credentials.user.empty() ? nullptr : credentials.user.c_str());
-    set(CURLOPT_PASSWORD, credentials.user.empty() ? nullptr : credentials.password.c_str());
-    setHeaders(isFirstOrigin);
-
-    response_ = {};
-    isHeaderComplete_ = false;
-    receivedLength_ = 0;
-    stop_ = Stop::None;
-    reason_.front() = '\0';
+    url_ = std::move(target);
+    if (response_.statusCode <= 303) {
+        sendsBody_ = false;
+        if (method_ == "POST") method_ = "GET";
+    }
     return std::nullopt;
 }
 

@@ -40,9 +40,11 @@ class VKTCurlTransfer {
     /// here. The request must live until `clear`.
     void prepare(const VKTURLRequest& request, void* owner);
 
-    /// True when libcurl has ended with a redirect that is to be followed: the handle is set up for the next
-    /// answer and has to be started again. Then `result` is not called for this end.
+    /// True when libcurl has ended with a redirect that is to be followed. Then the handle is taken out of
+    /// its multi handle, `prepareNext` sets it up for the next answer, and it is put in again; `result` is
+    /// not called for this end.
     bool followRedirect(CURLcode code);
+    void prepareNext();
 
     /// What the transfer brought, once libcurl has said how it ended and there is nothing more to follow.
     VKTCurlResult result(CURLcode code);
@@ -70,14 +72,15 @@ class VKTCurlTransfer {
         curl_easy_setopt(easy_, option, value);
     }
 
+    void setUp();
     void setBehaviour();
-    void setURL(const std::string& url);
     void setRemainingTime();
     void setMethod();
+    void setCredentials(const VKTCredentials& credentials);
     void setHeaders(bool isFirstOrigin);
     void addHeaderLine(const std::string& line);
 
-    std::optional<VKTError> prepareRedirect(const std::string& location);
+    std::optional<VKTError> redirectTo(const std::string& location);
 
     static std::size_t receiveBody(char* bytes, std::size_t size, std::size_t count, void* userData);
     static std::size_t receiveHeader(char* bytes, std::size_t size, std::size_t count, void* userData);
@@ -102,12 +105,13 @@ class VKTCurlTransfer {
     const VKTHTTPSessionOptions& options_;
     CURL* easy_;
     const VKTURLRequest* request_ = nullptr;
+    void* owner_ = nullptr;
     std::chrono::steady_clock::time_point deadline_;
     curl_slist* headers_ = nullptr;
-    bool hasBehaviour_ = false;
 
     // The chain of redirects.
     std::string url_;  // of the answer that is awaited
+    std::string method_;
     int redirectCount_ = 0;
     bool sendsBody_ = false;
     std::optional<VKTError> redirectError_;
