@@ -302,3 +302,15 @@ std::optional<std::string> vkt_removingPercentEncoding(std::string_view text) {
     if (!vkt_isValidUTF8(result)) return std::nullopt;
     return result;
 }
+
+bool vkt_isLoopbackHost(std::string_view host) {
+    if (vkt_equalsIgnoringCase(host, "localhost") || host == "::1" || host == "[::1]") return true;
+    const std::vector<std::string_view> numbers = vkt_split(host, '.');
+    // A leading zero would make a number octal for some readers.
+    const auto isByte = [](std::string_view text) {
+        return !text.empty() && text.size() <= 3 && std::all_of(text.begin(), text.end(), vkt_isDigit) &&
+               (text.size() == 1 || text.front() != '0') && vkt_integerValue(text) <= 255;
+    };
+    return numbers.size() == 4 && numbers.front() == "127" &&
+           std::all_of(numbers.begin(), numbers.end(), isByte);
+}

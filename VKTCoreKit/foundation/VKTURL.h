@@ -73,3 +73,7 @@ std::string vkt_addingPercentEncoding(std::string_view text, VKTURLCharacterSet 
 /// The text with its escapes decoded; nothing when an escape is malformed or the result is not UTF-8.
 /// "+" is not a blank.
 std::optional<std::string> vkt_removingPercentEncoding(std::string_view text);
+
+/// True for this device by its own name or address: "localhost" up to case, the dotted quads of 127.0.0.0/8,
+/// "::1" with or without brackets. No name is looked up: "127.0.0.1.example.com" is somebody else.
+bool vkt_isLoopbackHost(std::string_view host);

@@ -33,11 +33,12 @@ enum VKTURLErrorCode : std::int16_t {
     VKTURLErrorUnsupportedURL = -1002,  ///< neither http nor https, also after a redirect
     VKTURLErrorCannotFindHost = -1003,
     VKTURLErrorCannotConnectToHost = -1004,
-    VKTURLErrorNetworkConnectionLost = -1005,  ///< or a body shorter than announced
+    VKTURLErrorNetworkConnectionLost = -1005,  ///< also within a header, or before the end of a body
     VKTURLErrorHTTPTooManyRedirects = -1007,
     VKTURLErrorNotConnectedToInternet =
         -1009,  ///< no interface but loopback is up; never for a loopback address
     VKTURLErrorBadServerResponse = -1011,
+    VKTURLErrorCannotParseResponse = -1017,  ///< header lines beyond `VKTHTTPSessionOptions::headerBytes`
     VKTURLErrorDataLengthExceedsMaximum = -1103,
     VKTURLErrorSecureConnectionFailed = -1200,
 };
@@ -72,7 +73,7 @@ struct VKTURLRequest {
     /// Total deadline from `resume` to the last byte, name resolution included. 0 or less is over at once.
     VKTTimeInterval timeoutInterval{60};
 
-    /// Sent in this order; a repeated name is sent repeatedly.
+    /// Sent in this order. A name that comes again, up to case, adds its value to the first, after a comma.
     std::vector<std::pair<std::string, std::string>> headers;
     std::optional<std::string> HTTPBody;
 
@@ -82,8 +83,9 @@ struct VKTURLRequest {
     /// blocking request possible everywhere, the delivery thread included.
     bool completesOnTransferThread = false;
 
-    /// Bytes of the body that are kept; what comes after them is read and dropped, and still counts for
-    /// `VKTHTTPBodyLimit`.
+    /// Bytes of the body that are kept. A body that goes beyond them ends there, as a success with what is
+    /// kept, and its connection is closed: nobody pays for what nobody wants. From `VKTHTTPBodyLimit` on it
+    /// has no say.
     std::size_t bodyKeepLimit = VKTHTTPBodyLimit;
 
     /// Lets another thread end a request whose caller is blocked; may be null.
@@ -126,13 +128,15 @@ class VKTHTTPDataTask {
 
 /// Makes transfers. Every operation may be called on any thread.
 ///
-/// Follows at most 20 redirects, to http and https only (POST becomes GET on 301 to 303; a 3xx without
-/// Location is delivered as it is); verifies certificates; accepts compressed bodies; sends no User-Agent
-/// unless the request has one. Every resumed or cancelled task ends in exactly one completion, on the
-/// session's one serial delivery thread (but see `completesOnTransferThread`), never before `resume` or
-/// `cancel` has been called. Destroying the session cancels what is under way, delivers those completions and
-/// waits for the thread, unless it is destroyed on that very thread. Requests that block their callers are
-/// cancelled too, and complete there.
+/// Follows at most 20 redirects (301, 302, 303, 307 and 308 with a Location; every other 3xx is delivered as
+/// it is), to http and https only: on 301 to 303 the body is dropped and POST becomes GET, and Authorization,
+/// Cookie and Host stay with the scheme, host and port that they were given for. Verifies certificates; asks
+/// for gzip and deflate bodies and decodes them, and delivers a body in any other coding as it is; sends no
+/// User-Agent and no Content-Type unless it is given one. Every resumed or cancelled task ends in exactly one
+/// completion, on the session's one serial delivery thread (but see `completesOnTransferThread`), never
+/// before `resume` or `cancel` has been called. Destroying the session cancels what is under way, delivers
+/// those completions and waits for the thread, unless it is destroyed on that very thread. Requests that
+/// block their callers are cancelled too, and complete there.
 class VKTHTTPSession {
   public:
     virtual ~VKTHTTPSession() = default;

@@ -12,7 +12,7 @@
 /// One pixel's request, in total.
 inline constexpr VKTTimeInterval VKTPixelTimeout{10.0};
 
-/// Bytes of a pixel's answer that are kept; the rest is read and dropped.
+/// Bytes of a pixel's answer that are kept. A longer one ends there, and counts by its status like any other.
 inline constexpr std::size_t VKTPixelBodyLimit = std::size_t{64} * 1024;
 
 /// Passes without a handler that wait for their turn. More are folded into the last of them, which sends

@@ -169,7 +169,8 @@ TEST(NetlinkReachability, TheDeviceItselfIsAlwaysReachable) {
     for (const VKTReachabilityPeer& peer :
          {VKTReachabilityPeer("LocalHost"), VKTReachabilityPeer(loopback), VKTReachabilityPeer(mapped)})
         EXPECT_EQ(vkt_makeNetlinkReachabilityTarget(peer, unreadable)->flags(), reachable);
-    EXPECT_FALSE(vkt_makeNetlinkReachabilityTarget("ads.example", unreadable)->flags());
+    for (const char* other : {"ads.example", "127.evil.example"})
+        EXPECT_FALSE(vkt_makeNetlinkReachabilityTarget(other, unreadable)->flags()) << other;
 }
 
 TEST(NetlinkReachability, ReadsTheKernelsInterfacesAndTakesLostMessagesForAChange) {

@@ -94,4 +94,13 @@ TEST(URL, PercentEncoding) {
         EXPECT_FALSE(vkt_removingPercentEncoding(text)) << text;
 }
 
+TEST(URL, LoopbackHosts) {
+    for (const char* host : {"localhost", "LocalHost", "127.0.0.1", "127.255.255.255", "::1", "[::1]"})
+        EXPECT_TRUE(vkt_isLoopbackHost(host)) << host;
+    for (const char* host : {"", "127", "127.", "127.0.0", "127.0.0.", "127.0.0.1.", "127.0.0.256",
+                             "127.0.0.01", "127.0.0.1.evil.example", "127.evil.example", "128.0.0.1",
+                             "0127.0.0.1", "localhost.example", "::1x", "[::1", "::11", "[127.0.0.1]"})
+        EXPECT_FALSE(vkt_isLoopbackHost(host)) << host;
+}
+
 }  // namespace

@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <utility>
 
 namespace {
 
@@ -77,7 +79,12 @@ void VKTRawServer::run() {
     }
 }
 
-bool VKTRawServer::receiveHeader(int connection) const {
+std::string VKTRawServer::lastRequest() const {
+    VKTLock lock(mutex_);
+    return lastRequest_;
+}
+
+bool VKTRawServer::receiveHeader(int connection) {
     std::string header;
     while (header.find("\r\n\r\n") == std::string::npos) {
         if (!waitForInput(connection)) return false;
@@ -86,7 +93,21 @@ bool VKTRawServer::receiveHeader(int connection) const {
         if (length <= 0) return false;
         header.append(buffer.data(), static_cast<std::size_t>(length));
     }
+    VKTLock lock(mutex_);
+    lastRequest_ = std::move(header);
     return true;
+}
+
+// Until the client goes, or the server is to end.
+void VKTRawServer::sendEndlessly(int connection, const std::string& piece) const {
+    bool isOpen = true;
+    while (isOpen) {
+        std::array<pollfd, 2> events{{{connection, POLLOUT, 0}, {stop_, POLLIN, 0}}};
+        poll(events.data(), events.size(), -1);
+        isOpen = events[1].revents == 0 &&
+                 (send(connection, piece.data(), piece.size(), MSG_NOSIGNAL | MSG_DONTWAIT) > 0 ||
+                  errno == EAGAIN);
+    }
 }
 
 void VKTRawServer::answer(int connection) {
@@ -96,6 +117,7 @@ void VKTRawServer::answer(int connection) {
             if (send(connection, piece.data(), piece.size(), MSG_NOSIGNAL) < 0 || isStopped(answer_.pause))
                 break;
         }
+        if (answer_.ending == VKTRawAnswer::Endless) sendEndlessly(connection, answer_.pieces.back());
         if (answer_.ending == VKTRawAnswer::Hang) {
             hanging_.push_back(connection);
             return;

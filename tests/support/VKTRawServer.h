@@ -7,8 +7,10 @@
 #include <thread>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+
 struct VKTRawAnswer {
-    enum Ending { Close, Hang, Reset };
+    enum Ending { Close, Hang, Reset, Endless };  ///< endless: the last piece again and again
 
     std::vector<std::string> pieces;
     Ending ending = Close;
@@ -29,13 +31,17 @@ class VKTRawServer {
     /// Connections that have sent a request so far.
     [[nodiscard]] int requestCount() const { return requestCount_; }
 
+    /// What came of the last request: its header as it was sent, and the part of its body that came with it.
+    [[nodiscard]] std::string lastRequest() const;
+
     /// A URL on which nobody listens.
     static std::string refusingURL();
 
   private:
     void run();
     void answer(int connection);
-    [[nodiscard]] bool receiveHeader(int connection) const;
+    [[nodiscard]] bool receiveHeader(int connection);
+    void sendEndlessly(int connection, const std::string& piece) const;
     /// False if the server is to end.
     [[nodiscard]] bool waitForInput(int descriptor) const;
     [[nodiscard]] bool isStopped(std::chrono::milliseconds wait) const;
@@ -46,5 +52,7 @@ class VKTRawServer {
     int port_ = 0;
     std::vector<int> hanging_;
     std::atomic<int> requestCount_ = 0;
+    mutable VKTMutex mutex_;
+    std::string lastRequest_ VKT_GUARDED_BY(mutex_);
     std::thread thread_;
 };

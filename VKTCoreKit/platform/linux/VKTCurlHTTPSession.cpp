@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <cstdlib>
 #include <future>
 #include <thread>
 #include <unordered_map>
@@ -86,13 +85,9 @@ class CurlTask final : public VKTHTTPDataTask, public std::enable_shared_from_th
 // A multi handle with its connections and the transfers on it. Used by one thread at a time, but for `wake`.
 class TransferSet {
   public:
-    TransferSet() : multi_(curl_multi_init()) {
-        // Both names are in use for this list.
-        for (const char* name : {"no_proxy", "NO_PROXY"}) {
-            const char* hosts = std::getenv(name);
-            if (hosts != nullptr) hostsWithoutProxy_.append(",").append(hosts);
-        }
-    }
+    /// The options outlive the set.
+    explicit TransferSet(const VKTHTTPSessionOptions& options)
+        : options_(options), multi_(curl_multi_init()) {}
     ~TransferSet() {
         idle_.clear();
         curl_multi_cleanup(multi_);
@@ -110,7 +105,7 @@ class TransferSet {
             return;
         }
         std::unique_ptr<VKTCurlTransfer> transfer = takeTransfer();
-        transfer->prepare(task->request(), task.get(), hostsWithoutProxy_);
+        transfer->prepare(task->request(), task.get());
         curl_multi_add_handle(multi_, transfer->easy());
         active_.emplace(task.get(), Active{task, std::move(transfer)});
     }
@@ -126,10 +121,17 @@ class TransferSet {
             curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &owner);
             const Active& active = active_.at(reinterpret_cast<const CurlTask*>(owner));
             const std::shared_ptr<CurlTask> task = active.task;
+            const CURLcode code = message->data.result;
+            if (!task->isSettled() && active.transfer->followRedirect(code)) {
+                curl_multi_remove_handle(multi_, active.transfer->easy());
+                active.transfer->prepareNext();
+                curl_multi_add_handle(multi_, active.transfer->easy());
+                continue;
+            }
             // One that was cancelled meanwhile is ended by `endCancelled`.
             if (!task->settle()) continue;
             // Completed first: cleaning up may take its time.
-            task->complete(active.transfer->result(message->data.result));
+            task->complete(active.transfer->result(code));
             retire(*task);
         }
     }
@@ -183,7 +185,7 @@ class TransferSet {
     }
 
     std::unique_ptr<VKTCurlTransfer> takeTransfer() {
-        if (idle_.empty()) return std::make_unique<VKTCurlTransfer>();
+        if (idle_.empty()) return std::make_unique<VKTCurlTransfer>(options_);
         std::unique_ptr<VKTCurlTransfer> transfer = std::move(idle_.back());
         idle_.pop_back();
         return transfer;
@@ -200,8 +202,8 @@ class TransferSet {
         if (idle_.size() < idleTransferLimit) idle_.push_back(std::move(transfer));
     }
 
+    const VKTHTTPSessionOptions& options_;
     CURLM* multi_;
-    std::string hostsWithoutProxy_ = "localhost,127.0.0.0/8,::1";
     std::unordered_map<const CurlTask*, Active> active_;
     std::vector<std::unique_ptr<VKTCurlTransfer>> idle_;
 };
@@ -210,6 +212,8 @@ class TransferSet {
 // by the thread that waits for it. So a blocking request costs no change of threads.
 class TransferEngine : public std::enable_shared_from_this<TransferEngine> {
   public:
+    explicit TransferEngine(VKTHTTPSessionOptions options) : options_(std::move(options)) {}
+
     /// Hands a command to the thread. False when the session is gone.
     bool submit(std::shared_ptr<CurlTask> task, Command command) {
         {
@@ -279,7 +283,7 @@ class TransferEngine : public std::enable_shared_from_this<TransferEngine> {
 
     void startThread() VKT_REQUIRES(mutex_) {
         initializeLibrary();
-        transfers_ = std::make_unique<TransferSet>();
+        transfers_ = std::make_unique<TransferSet>(options_);
         thread_ = std::thread([self = shared_from_this()] { self->run(); });
     }
 
@@ -327,7 +331,7 @@ class TransferEngine : public std::enable_shared_from_this<TransferEngine> {
         std::unique_ptr<TransferSet> transfers;
         if (idleSets_.empty()) {
             initializeLibrary();
-            transfers = std::make_unique<TransferSet>();
+            transfers = std::make_unique<TransferSet>(options_);
         } else {
             transfers = std::move(idleSets_.back());
             idleSets_.pop_back();
@@ -342,6 +346,7 @@ class TransferEngine : public std::enable_shared_from_this<TransferEngine> {
         if (!isStopped_ && idleSets_.size() < idleSetLimit) idleSets_.push_back(std::move(transfers));
     }
 
+    const VKTHTTPSessionOptions options_;
     VKTMutex mutex_;
     std::vector<Submission> submitted_ VKT_GUARDED_BY(mutex_);
     std::thread thread_ VKT_GUARDED_BY(mutex_);
@@ -382,7 +387,8 @@ void CurlTask::cancel() {
 
 class CurlHTTPSession final : public VKTHTTPSession {
   public:
-    explicit CurlHTTPSession(VKTHTTPSessionOptions options) : options_(std::move(options)) {}
+    explicit CurlHTTPSession(const VKTHTTPSessionOptions& options)
+        : engine_(std::make_shared<TransferEngine>(options)) {}
 
     ~CurlHTTPSession() override {
         engine_->stop();
@@ -400,8 +406,7 @@ class CurlHTTPSession final : public VKTHTTPSession {
     }
 
   private:
-    const VKTHTTPSessionOptions options_;
-    std::shared_ptr<TransferEngine> engine_ = std::make_shared<TransferEngine>();
+    std::shared_ptr<TransferEngine> engine_;
 
     // Shared with the tasks: one that is started when the session is gone still has to be answered.
     std::shared_ptr<VKTSerialQueue> deliveryQueue_ = vkt_makeAsioSerialQueue();

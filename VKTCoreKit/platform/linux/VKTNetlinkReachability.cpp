@@ -17,8 +17,8 @@
 #include <system_error>
 #include <utility>
 
-#include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+#include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/platform/VKTProblemLog.h"
 #include "VKTCoreKit/platform/linux/VKTThread.h"
 
@@ -138,8 +138,7 @@ bool hasPrefix(const VKTSocketAddress& address, std::initializer_list<std::uint8
 }
 
 bool isThisDevice(const VKTReachabilityPeer& peer) {
-    if (const auto* name = std::get_if<std::string>(&peer))
-        return vkt_equalsIgnoringCase(*name, "localhost") || name->starts_with("127.") || *name == "::1";
+    if (const auto* name = std::get_if<std::string>(&peer)) return vkt_isLoopbackHost(*name);
     const auto& address = std::get<VKTSocketAddress>(peer);
     return hasPrefix(address, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 127}) ||
            hasPrefix(address, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1});

@@ -1,0 +1,84 @@
+// Whom the session trusts, and what it says of the others.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
+#include "tests/support/VKTTLSServer.h"
+#include "tests/support/VKTTransferRecorder.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+VKTTransferRecorder::Outcome fetchWith(const VKTHTTPSessionOptions& options, const std::string& url,
+                                       VKTTimeInterval timeout = 10s) {
+    const auto session = vkt_makeCurlHTTPSession(options);
+    return vkt_fetch(*session, vkt_requestTo(url, timeout));
+}
+
+TEST(HTTPSecurity, TrustsTheCertificatesItIsGiven) {
+    const VKTTLSServer server(VKTTLSCertificate::Good);
+    VKTHTTPSessionOptions byFile;
+    byFile.CAFile = server.CAFile();
+    VKTHTTPSessionOptions byFolder;
+    byFolder.CAFolder = server.CAFolder();
+    for (const VKTHTTPSessionOptions& options : {byFile, byFolder}) {
+        const auto outcome = fetchWith(options, server.url("/"));
+        ASSERT_EQ(outcome.text(), "") << options.CAFile;
+        EXPECT_EQ(*outcome.data, "secure");
+    }
+}
+
+TEST(HTTPSecurity, TrustsNobodyElse) {
+    const struct {
+        const char* name;
+        VKTTLSCertificate certificate;
+        bool isAuthorityGiven;
+        const char* reason;
+    } cases[] = {
+        {"an authority that the system does not know", VKTTLSCertificate::Good, false, "issuer certificate"},
+        {"signed by itself", VKTTLSCertificate::SelfSigned, true, "self-signed certificate"},
+        {"another host's", VKTTLSCertificate::WrongHost, true, "subject name"},
+        {"expired", VKTTLSCertificate::Expired, true, "expired"}};
+    for (const auto& each : cases) {
+        const VKTTLSServer server(each.certificate);
+        VKTHTTPSessionOptions options;
+        if (each.isAuthorityGiven) options.CAFile = server.CAFile();
+        const auto outcome = fetchWith(options, server.url("/"));
+        EXPECT_EQ(outcome.code(), VKTURLErrorSecureConnectionFailed) << each.name;
+        EXPECT_NE(outcome.text().find(each.reason), std::string::npos) << each.name << ": " << outcome.text();
+        EXPECT_EQ(server.requestCount(), 0) << each.name << ": the request is nobody else's business";
+    }
+}
+
+TEST(HTTPSecurity, HandshakesThatFail) {
+    const struct {
+        const char* name;
+        VKTTLSHandshake handshake;
+        VKTTimeInterval timeout;
+        VKTURLErrorCode code;
+    } cases[] = {{"hangs", VKTTLSHandshake::Hang, 200ms, VKTURLErrorTimedOut},
+                 {"closes", VKTTLSHandshake::Close, 10s, VKTURLErrorSecureConnectionFailed},
+                 {"plain HTTP", VKTTLSHandshake::PlainHTTP, 10s, VKTURLErrorSecureConnectionFailed}};
+    for (const auto& each : cases) {
+        const VKTTLSServer server(VKTTLSCertificate::Good, each.handshake);
+        VKTHTTPSessionOptions options;
+        options.CAFile = server.CAFile();
+        const auto outcome = fetchWith(options, server.url("/"), each.timeout);
+        EXPECT_EQ(outcome.code(), each.code) << each.name << ": " << outcome.text();
+        EXPECT_FALSE(outcome.response) << each.name;
+    }
+}
+
+TEST(HTTPSecurity, NamesTheCertificatesThatCannotBeRead) {
+    const VKTTLSServer server(VKTTLSCertificate::Good);
+    VKTHTTPSessionOptions options;
+    options.CAFile = "/nowhere/ca.pem";
+    options.CAFolder = server.CAFolder();
+    const auto outcome = fetchWith(options, server.url("/"));
+    EXPECT_EQ(outcome.code(), VKTURLErrorSecureConnectionFailed);
+    EXPECT_NE(outcome.text().find(options.CAFile), std::string::npos) << outcome.text();
+}
+
+}  // namespace

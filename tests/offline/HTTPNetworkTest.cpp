@@ -1,0 +1,146 @@
+// What the HTTP session says of the network, on whatever network the tests run: this program has an interface
+// list and a name service of its own, which stand in for the system's.
+#include <gtest/gtest.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netdb.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <string>
+
+#include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
+#include "tests/support/VKTRawServer.h"
+#include "tests/support/VKTTransferRecorder.h"
+
+namespace {
+
+std::atomic<bool> isCablePluggedIn = true;
+
+}  // namespace
+
+// The loopback interface, and another that is up while the cable is in.
+extern "C" int getifaddrs(ifaddrs** list) noexcept {
+    static std::array<char, 3> loopbackName{"lo"};
+    static std::array<char, 5> cableName{"eth0"};
+    auto* interfaces = new std::array<ifaddrs, 2>();
+    (*interfaces)[0].ifa_next = &(*interfaces)[1];
+    (*interfaces)[0].ifa_name = loopbackName.data();
+    (*interfaces)[0].ifa_flags = IFF_UP | IFF_RUNNING | IFF_LOOPBACK;
+    (*interfaces)[1].ifa_name = cableName.data();
+    (*interfaces)[1].ifa_flags = isCablePluggedIn ? IFF_UP | IFF_RUNNING : 0;
+    *list = interfaces->data();
+    return 0;
+}
+
+extern "C" void freeifaddrs(ifaddrs* list) noexcept {
+    delete reinterpret_cast<std::array<ifaddrs, 2>*>(list);
+}
+
+// Knows nobody.
+extern "C" int getaddrinfo(const char* /*host*/, const char* /*service*/, const addrinfo* /*hints*/,
+                           addrinfo** /*result*/) {
+    return EAI_NONAME;
+}
+
+namespace {
+
+VKTTransferRecorder::Outcome fetchWith(const VKTHTTPSessionOptions& options, const std::string& url) {
+    const auto session = vkt_makeCurlHTTPSession(options);
+    return vkt_fetch(*session, vkt_requestTo(url));
+}
+
+TEST(HTTPNetwork, AHostThatIsNotFoundAndADeviceThatIsNotConnected) {
+    const struct {
+        std::string url;
+        bool isConnected;
+        VKTURLErrorCode code;
+        const char* text;
+    } cases[] = {{"http://no-such-host.invalid/", true, VKTURLErrorCannotFindHost,
+                  "cannot find host (no-such-host.invalid)"},
+                 {"http://no-such-host.invalid/", false, VKTURLErrorNotConnectedToInternet,
+                  "not connected (no-such-host.invalid)"},
+                 {"http://127.evil.example/", false, VKTURLErrorNotConnectedToInternet,
+                  "not connected (127.evil.example)"},
+                 {VKTRawServer::refusingURL(), false, VKTURLErrorCannotConnectToHost,
+                  "cannot connect to host (127.0.0.1)"}};
+    for (const auto& each : cases) {
+        isCablePluggedIn = each.isConnected;
+        const auto outcome = fetchWith({}, each.url);
+        EXPECT_EQ(outcome.code(), each.code) << outcome.text();
+        EXPECT_EQ(outcome.text().rfind(each.text, 0), 0U) << outcome.text();
+    }
+    isCablePluggedIn = true;
+}
+
+// Proxies of which the session must not hear.
+class Environment {
+  public:
+    explicit Environment(const std::string& proxy) {
+        for (const char* name : {"http_proxy", "https_proxy", "all_proxy", "ALL_PROXY"})
+            setenv(name, proxy.c_str(), 1);
+        for (const char* name : {"no_proxy", "NO_PROXY"})
+            setenv(name, "*", 1);
+    }
+    ~Environment() {
+        for (const char* name :
+             {"http_proxy", "https_proxy", "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"})
+            unsetenv(name);
+    }
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
+};
+
+TEST(HTTPNetwork, TheEnvironmentHasNoSay) {
+    const VKTRawServer proxy({{"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"}});
+    VKTHTTPSessionOptions withProxy;
+    withProxy.proxy = proxy.url("");
+    {
+        const Environment everythingProxied("http://127.0.0.1:1");
+        EXPECT_EQ(fetchWith(withProxy, "http://ads.example/").text(), "") << "no_proxy was obeyed";
+        EXPECT_EQ(proxy.requestCount(), 1);
+    }
+    const Environment environment(proxy.url(""));
+    unsetenv("no_proxy");
+    unsetenv("NO_PROXY");
+    EXPECT_EQ(fetchWith({}, "http://ads.example/").code(), VKTURLErrorCannotFindHost);
+    EXPECT_EQ(proxy.requestCount(), 1) << "http_proxy was obeyed";
+}
+
+// No descriptor can be opened while it lives.
+class DescriptorShortage {
+  public:
+    DescriptorShortage() {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const int lowestFree = dup(STDIN_FILENO);
+        close(lowestFree);
+        rlimit now = before_;
+        now.rlim_cur = static_cast<rlim_t>(lowestFree);
+        setrlimit(RLIMIT_NOFILE, &now);
+    }
+    ~DescriptorShortage() { setrlimit(RLIMIT_NOFILE, &before_); }
+    DescriptorShortage(const DescriptorShortage&) = delete;
+    DescriptorShortage& operator=(const DescriptorShortage&) = delete;
+
+  private:
+    rlimit before_{};
+};
+
+TEST(HTTPNetwork, TooManyOpenFilesAreNotTheHostsFault) {
+    const VKTRawServer server({{"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"}});
+    const std::string refusing = VKTRawServer::refusingURL();
+    const auto session = vkt_makeCurlHTTPSession();
+    // The session has what it needs for itself.
+    ASSERT_EQ(vkt_fetch(*session, vkt_requestTo(server.url("/"))).text(), "");
+    const DescriptorShortage shortage;
+    for (const std::string& url : {refusing, std::string("http://no-such-host.invalid/")}) {
+        const auto outcome = vkt_fetch(*session, vkt_requestTo(url));
+        EXPECT_EQ(outcome.code(), VKTURLErrorCannotConnectToHost);
+        EXPECT_NE(outcome.text().find("too many open files"), std::string::npos) << outcome.text();
+    }
+}
+
+}  // namespace
