@@ -125,13 +125,14 @@ void VKTPixelManager::callPixelsWithCompletionHandler(CompletionHandler completi
         worker_->warnOfNoThread();
         return;
     }
-    const bool isPosted = queue_->tryPost([worker = worker_, handler = completionHandler] {
+    const auto handler = std::make_shared<CompletionHandler>(std::move(completionHandler));
+    const bool isPosted = queue_->tryPost([worker = worker_, handler] {
         if (!worker->isStopped) worker->runPass();
-        handler();
+        (*handler)();
     });
     if (isPosted) return;
     worker_->warnOfNoThread();
-    completionHandler();
+    (*handler)();
 }
 
 bool VKTPixelManager::isResponseSuccessful(const VKTURLSessionResponse& response) {

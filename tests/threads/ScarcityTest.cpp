@@ -194,6 +194,10 @@ class Scarcity : public testing::Test {
             SCOPED_TRACE(row.name);
             // One of its own, whose pools have no thread yet.
             VKTPlatform platform = vkt_makeDefaultPlatform();
+            // Managers borrow it: a passback may be the last to hold one, and must not end its own pool.
+            const auto passbackPool = platform.passbackPool;
+            platform.passbackPool =
+                std::shared_ptr<VKTConcurrentPool>(std::shared_ptr<void>(), passbackPool.get());
             platform.mainRunLoop = vkt_makeLinuxRunLoop();
             const VKTScopedPlatform scope(platform);
             {

@@ -65,7 +65,8 @@ class AsioSerialQueue final : public VKTSerialQueue {
     struct State {
         void run() {
             thread = currentThread();
-            context.run();
+            asio::error_code ignored;  // by the destructor too, so nothing is thrown
+            context.run(ignored);
         }
 
         asio::io_context context{1};
