@@ -76,6 +76,8 @@ VKTDictionary& VKTDictionary::operator=(const VKTDictionary& other) {
 }
 
 VKTDictionary::Place VKTDictionary::placeOf(std::string_view key) const {
+    // Whoever builds a tree asks for the key set last, again and again.
+    if (!entries_.empty() && entries_.back().key == key) return {entries_.size() - 1, 0};
     if (index_) {
         const std::size_t at = slot(key);
         const std::uint32_t found = (*index_)[at];
@@ -127,11 +129,11 @@ VKTValue& VKTDictionary::append(std::size_t slot, std::string_view key, VKTValue
 }
 
 void VKTDictionary::remove(std::string_view key) {
-    const auto [position, slot] = placeOf(key);
+    const std::size_t position = placeOf(key).position;
     if (position == notFound) return;
     // The last entry's slot ends its run of collisions only if it was also filled last, which it was.
     const bool isLast = position + 1 == entries_.size();
-    if (index_ && isLast) (*index_)[slot] = 0;
+    if (index_ && isLast) (*index_)[slot(key)] = 0;
     entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(position));
     if (index_ && !isLast) rebuildIndex();
 }

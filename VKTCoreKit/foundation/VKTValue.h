@@ -95,7 +95,7 @@ class VKTDictionary {
     friend bool operator==(const VKTDictionary& left, const VKTDictionary& right);
 
   private:
-    // Where a key stands among the entries, or `notFound`, and its slot in the index, taken or free.
+    // Where a key stands among the entries, or `notFound` and the free slot of the index where it belongs.
     struct Place {
         std::size_t position;
         std::size_t slot;

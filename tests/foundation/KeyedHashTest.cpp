@@ -35,7 +35,8 @@ std::vector<std::string> collidingNames() {
             for (const std::uint64_t word : {std::uint64_t{at}, otherForm(at)}) {
                 std::string bytes(sizeof word, '\0');
                 std::memcpy(bytes.data(), &word, sizeof word);
-                longer.push_back(name + bytes + bytes);
+                longer.push_back(name);
+                longer.back().append(bytes).append(bytes);
             }
         }
         names = std::move(longer);
