@@ -23,22 +23,20 @@ std::atomic<bool> isCablePluggedIn = true;
 }  // namespace
 
 // The loopback interface, and another that is up while the cable is in.
-extern "C" int getifaddrs(ifaddrs** list) noexcept {
+extern "C" int getifaddrs(ifaddrs** ifap) noexcept {
     static std::array<char, 3> loopbackName{"lo"};
     static std::array<char, 5> cableName{"eth0"};
-    auto* interfaces = new std::array<ifaddrs, 2>();
-    (*interfaces)[0].ifa_next = &(*interfaces)[1];
-    (*interfaces)[0].ifa_name = loopbackName.data();
-    (*interfaces)[0].ifa_flags = IFF_UP | IFF_RUNNING | IFF_LOOPBACK;
-    (*interfaces)[1].ifa_name = cableName.data();
-    (*interfaces)[1].ifa_flags = isCablePluggedIn ? IFF_UP | IFF_RUNNING : 0;
-    *list = interfaces->data();
+    thread_local std::array<ifaddrs, 2> interfaces;
+    interfaces[0].ifa_next = &interfaces[1];
+    interfaces[0].ifa_name = loopbackName.data();
+    interfaces[0].ifa_flags = IFF_UP | IFF_RUNNING | IFF_LOOPBACK;
+    interfaces[1].ifa_name = cableName.data();
+    interfaces[1].ifa_flags = isCablePluggedIn ? IFF_UP | IFF_RUNNING : 0;
+    *ifap = interfaces.data();
     return 0;
 }
 
-extern "C" void freeifaddrs(ifaddrs* list) noexcept {
-    delete reinterpret_cast<std::array<ifaddrs, 2>*>(list);
-}
+extern "C" void freeifaddrs(ifaddrs* /*ifa*/) noexcept {}
 
 // Knows nobody.
 extern "C" int getaddrinfo(const char* /*host*/, const char* /*service*/, const addrinfo* /*hints*/,

@@ -31,7 +31,7 @@ using Certificate = std::unique_ptr<X509, Freer<X509_free>>;
 using Context = std::unique_ptr<SSL_CTX, Freer<SSL_CTX_free>>;
 using Connection = std::unique_ptr<SSL, Freer<SSL_free>>;
 
-constexpr long aDay = 24 * 60 * 60;
+constexpr long aDay = 24L * 60 * 60;
 
 // Fixtures that cannot be made end the test program.
 void require(bool isMade, const char* what) {
