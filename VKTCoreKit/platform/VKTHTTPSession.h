@@ -35,6 +35,7 @@ enum VKTURLErrorCode : std::int16_t {
     VKTURLErrorCannotConnectToHost = -1004,
     VKTURLErrorNetworkConnectionLost = -1005,  ///< or a body shorter than announced
     VKTURLErrorHTTPTooManyRedirects = -1007,
+    VKTURLErrorResourceUnavailable = -1008,  ///< no thread can be started, or the process was forked
     VKTURLErrorNotConnectedToInternet =
         -1009,  ///< no interface but loopback is up; never for a loopback address
     VKTURLErrorBadServerResponse = -1011,

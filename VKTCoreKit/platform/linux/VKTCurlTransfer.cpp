@@ -47,17 +47,17 @@ VKTError vkt_transferError(VKTURLErrorCode code, const char* what, const VKTURL&
     return {VKTURLErrorDomain, code, {{VKTLocalizedDescriptionKey, std::move(text)}}};
 }
 
-VKTCurlTransfer::VKTCurlTransfer() : easy_(curl_easy_init()) {}
+VKTCurlTransfer::VKTCurlTransfer(const VKTHTTPSessionOptions& options)
+    : options_(options), easy_(curl_easy_init()) {}
 
 VKTCurlTransfer::~VKTCurlTransfer() {
     curl_easy_cleanup(easy_);
     curl_slist_free_all(headers_);
 }
 
-void VKTCurlTransfer::prepare(const VKTURLRequest& request, void* owner,
-                              const std::string& hostsWithoutProxy) {
+void VKTCurlTransfer::prepare(const VKTURLRequest& request, void* owner) {
     request_ = &request;
-    if (!std::exchange(hasBehaviour_, true)) setBehaviour(hostsWithoutProxy);
+    if (!std::exchange(hasBehaviour_, true)) setBehaviour();
     set(CURLOPT_PRIVATE, owner);
     setRequest(request);
 }
@@ -97,7 +97,7 @@ void VKTCurlTransfer::clear() {
     reason_.front() = '\0';
 }
 
-void VKTCurlTransfer::setBehaviour(const std::string& hostsWithoutProxy) {
+void VKTCurlTransfer::setBehaviour() {
     set(CURLOPT_ERRORBUFFER, reason_.data());
     set(CURLOPT_WRITEFUNCTION, &VKTCurlTransfer::receiveBody);
     set(CURLOPT_WRITEDATA, this);
@@ -112,7 +112,9 @@ void VKTCurlTransfer::setBehaviour(const std::string& hostsWithoutProxy) {
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_QUICK_EXIT, 1L);  // a resolver that is still busy is left behind, not joined
     set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    set(CURLOPT_NOPROXY, hostsWithoutProxy.c_str());
+    set(CURLOPT_PROXY, options_.proxy.c_str());
+    set(CURLOPT_NOPROXY, "localhost,127.0.0.0/8,::1");
+    if (!options_.CAFile.empty()) set(CURLOPT_CAINFO, options_.CAFile.c_str());
 }
 
 void VKTCurlTransfer::setRequest(const VKTURLRequest& request) {

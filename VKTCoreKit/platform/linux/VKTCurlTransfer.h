@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "VKTCoreKit/platform/VKTHTTPSession.h"
+#include "VKTCoreKit/platform/VKTHTTPSessionOptions.h"
 
 /// The arguments of a completion.
 struct VKTCurlResult {
@@ -27,7 +28,7 @@ VKTError vkt_transferError(VKTURLErrorCode code, const char* what, const VKTURL&
 /// Reused for one request after another, by one thread at a time; its connection lives in the multi handle.
 class VKTCurlTransfer {
   public:
-    VKTCurlTransfer();
+    explicit VKTCurlTransfer(const VKTHTTPSessionOptions& options);
     ~VKTCurlTransfer();
     VKTCurlTransfer(const VKTCurlTransfer&) = delete;
     VKTCurlTransfer& operator=(const VKTCurlTransfer&) = delete;
@@ -36,7 +37,7 @@ class VKTCurlTransfer {
 
     /// Sets the handle up; `owner` is found again as its CURLINFO_PRIVATE. The request must live until
     /// `clear`.
-    void prepare(const VKTURLRequest& request, void* owner, const std::string& hostsWithoutProxy);
+    void prepare(const VKTURLRequest& request, void* owner);
 
     /// What the transfer brought, once libcurl has said how it ended.
     VKTCurlResult result(CURLcode code);
@@ -54,7 +55,7 @@ class VKTCurlTransfer {
         curl_easy_setopt(easy_, option, value);
     }
 
-    void setBehaviour(const std::string& hostsWithoutProxy);
+    void setBehaviour();
     void setRequest(const VKTURLRequest& request);
     void setMethod(const VKTURLRequest& request);
     void addHeader(std::string_view name, std::string_view value);
@@ -67,6 +68,7 @@ class VKTCurlTransfer {
     [[nodiscard]] VKTError errorForCode(CURLcode code) const;
     [[nodiscard]] bool isOffline(const VKTURL& url) const;
 
+    const VKTHTTPSessionOptions& options_;
     CURL* easy_;
     const VKTURLRequest* request_ = nullptr;
     curl_slist* headers_ = nullptr;
