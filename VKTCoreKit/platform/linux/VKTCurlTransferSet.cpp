@@ -23,10 +23,14 @@ constexpr std::size_t idleTransferLimit = 8;
 
 std::set<int> openDescriptors() {
     std::set<int> descriptors;
-    std::error_code error;
-    for (std::filesystem::directory_iterator each("/proc/self/fd", error), end; !error && each != end;
-         each.increment(error))
-        descriptors.insert(std::atoi(each->path().filename().c_str()));
+    {
+        std::error_code error;
+        for (std::filesystem::directory_iterator each("/proc/self/fd", error), end; !error && each != end;
+             each.increment(error))
+            descriptors.insert(std::atoi(each->path().filename().c_str()));
+    }
+    // The listing's own is closed by now.
+    std::erase_if(descriptors, [](int descriptor) { return fcntl(descriptor, F_GETFD) < 0; });
     return descriptors;
 }
 
