@@ -114,6 +114,7 @@ void VKTCurlTransfer::setBehaviour() {
     set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     set(CURLOPT_PROXY, options_.proxy.c_str());
     set(CURLOPT_NOPROXY, "localhost,127.0.0.0/8,::1");
+    if (!options_.userAgent.empty()) set(CURLOPT_USERAGENT, options_.userAgent.c_str());
     if (!options_.CAFile.empty()) set(CURLOPT_CAINFO, options_.CAFile.c_str());
 }
 
