@@ -32,8 +32,9 @@ void VKTCurlDelivery::deliver(VKTHTTPCompletion completion, VKTCurlResult result
     if (library_.isForked() || !start()) {
         return completion(std::move(result.data), std::move(result.response), std::move(result.error));
     }
-    queue_->post([this, completion = std::move(completion), result = std::move(result)] {
-        if (!library_.isLeaving()) completion(result.data, result.response, result.error);
+    // What waits here may outlive this object; the library outlives everything.
+    queue_->post([&library = library_, completion = std::move(completion), result = std::move(result)] {
+        if (!library.isLeaving()) completion(result.data, result.response, result.error);
     });
 }
 
