@@ -135,9 +135,9 @@ std::string vkt_innerXML(const VKTDictionary& node);
 /// taken for a wrapped root.
 std::string vkt_XMLString(const VKTDictionary& node);
 
-/// Key-path look-ups ("Creatives.Creative"). A key asked of an array is asked of each element, of arrays within
-/// too, null standing where an element has no such key.
-/// The array at the path; any other value alone in an array; nothing when nothing is there.
+/// Key-path look-ups ("Creatives.Creative"). A key asked of an array is asked of each element, of arrays
+/// within too, null standing where an element has no such key. The array at the path; any other value alone
+/// in an array; nothing when nothing is there.
 std::optional<VKTArray> vkt_arrayValueForKeyPath(const VKTDictionary& node, std::string_view keyPath);
 /// The string at the path, or a node's inner text; an array stands for its first element.
 std::optional<std::string> vkt_stringValueForKeyPath(const VKTDictionary& node, std::string_view keyPath);

@@ -35,6 +35,7 @@ enum VKTURLErrorCode : std::int16_t {
     VKTURLErrorCannotConnectToHost = -1004,
     VKTURLErrorNetworkConnectionLost = -1005,  ///< also within a header, or before the end of a body
     VKTURLErrorHTTPTooManyRedirects = -1007,
+    VKTURLErrorResourceUnavailable = -1008,  ///< no thread can be started, or the process was forked
     VKTURLErrorNotConnectedToInternet =
         -1009,  ///< no interface but loopback is up; never for a loopback address
     VKTURLErrorBadServerResponse = -1011,
@@ -70,7 +71,9 @@ struct VKTURLRequest {
     std::string HTTPMethod = "GET";
     VKTURLRequestCachePolicy cachePolicy = VKTURLRequestUseProtocolCachePolicy;
 
-    /// Total deadline from `resume` to the last byte, name resolution included. 0 or less is over at once.
+    /// Total deadline to the last byte, name resolution included: from `resume` for a request that
+    /// `completesOnTransferThread`, from its leaving the queue for any other
+    /// (`VKTHTTPSessionOptions::connections`). 0 or less is over at once.
     VKTTimeInterval timeoutInterval{60};
 
     /// Sent in this order. A name that comes again, up to case, adds its value to the first, after a comma.
@@ -137,6 +140,18 @@ class VKTHTTPDataTask {
 /// before `resume` or `cancel` has been called. Destroying the session cancels what is under way, delivers
 /// those completions and waits for the thread, unless it is destroyed on that very thread. Requests that
 /// block their callers are cancelled too, and complete there.
+///
+/// A request for which no thread can be started ends with -1008; without a delivery thread it completes
+/// inside `resume` or `cancel`, on the calling thread.
+///
+/// Once the process is being left (`exit`, or the return from `main`) requests that block their callers end
+/// with -999, those under way too, and no other completion is called any more.
+///
+/// In a forked child, a session made before the fork is not available: a request that is resumed there
+/// completes with -1008 inside `resume`, on the calling thread; one that had been resumed before the fork
+/// completes in the parent only. Neither that nor destroying the session there touches the parent's
+/// connections or waits for its threads. A session made in the child works as far as anything does in the
+/// child of a process with threads.
 class VKTHTTPSession {
   public:
     virtual ~VKTHTTPSession() = default;

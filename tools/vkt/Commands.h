@@ -13,6 +13,13 @@ enum ExitStatus : int {
     ExitSourceUnread = 3,  ///< the source could not be read
 };
 
+/// Of every command that downloads.
+struct NetworkOptions {
+    std::string CAFile;     ///< certificates; the system's when empty
+    std::string proxy;      ///< an http URL; none when empty
+    std::string userAgent;  ///< of requests without one of their own; none when empty
+};
+
 struct XMLOptions {
     std::string source;  ///< a file, or "-" for the standard input
 };

@@ -1,6 +1,10 @@
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
+#include <cstring>
+#include <fstream>
 #include <functional>
 #include <iostream>
 #include <limits>
@@ -12,6 +16,9 @@
 #include "DemoServer.h"
 #include "PrivacySetting.h"
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/foundation/VKTURL.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
 
 namespace {
 
@@ -76,6 +83,38 @@ std::string amountProblem(const std::string& text) {
     const auto number = numberOf<double>(text);
     if (number && *number >= 0 && *number <= longestTime) return "";
     return rangeProblem("A number", "from 0 to 1000000", text);
+}
+
+std::string CAFileProblem(const std::string& path) {
+    errno = 0;
+    std::ifstream file(path);
+    file.peek();  // a folder can be opened, but not read
+    if (file.good()) return "";
+    return "A file of certificates is expected; \"" + path +
+           "\" cannot be used: " + (errno == 0 ? "it is empty" : std::strerror(errno));
+}
+
+std::string proxyProblem(const std::string& text) {
+    const auto url = VKTURL::URLWithString(text);
+    const bool isProxy = url && vkt_equalsIgnoringCase(url->scheme().value_or(""), "http") && url->host();
+    return isProxy ? "" : "http://HOST:PORT is expected, not \"" + text + "\"";
+}
+
+void addNetwork(CLI::App& command, NetworkOptions& options) {
+    command.add_option("--ca-file", options.CAFile, "Certificates (PEM) that servers are verified against")
+        ->check(CAFileProblem);
+    command.add_option("--proxy", options.proxy, "http://HOST:PORT, for all but this device's own servers")
+        ->check(proxyProblem);
+    command.add_option("--user-agent", options.userAgent, "Sent with every request that has none of its own");
+}
+
+// Before anything else of the library is used.
+void installPlatform(const NetworkOptions& network) {
+    VKTPlatformOptions options;
+    options.HTTPSession.CAFile = network.CAFile;
+    options.HTTPSession.proxy = network.proxy;
+    options.HTTPSession.userAgent = network.userAgent;
+    VKTPlatform::setCurrent(vkt_makeDefaultPlatform(options));
 }
 
 void addSource(CLI::App& command, std::string& source) {
@@ -263,6 +302,10 @@ int run(int argc, char** argv) {
     addPrivacy(app, privacy);
     addServe(app, serve);
 
+    NetworkOptions network;
+    for (const char* name : {"inspect", "resolve", "play", "pixels", "config", "log"})
+        addNetwork(*app.get_subcommand(name), network);
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& asked) {
@@ -272,6 +315,7 @@ int run(int argc, char** argv) {
         return ExitWrongUsage;
     }
 
+    installPlatform(network);
     if (app.got_subcommand("xml")) return runXML(xml);
     if (app.got_subcommand("inspect")) return runInspect(inspect);
     if (app.got_subcommand("resolve")) return runResolve(resolve);
