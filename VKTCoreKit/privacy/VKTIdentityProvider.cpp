@@ -81,10 +81,11 @@ std::optional<std::string> VKTIdentityProvider::TCFVendorConsents() const {
     return storedString(VKTConsentKeyVendorConsents);
 }
 
-std::optional<VKTCCPAString> VKTIdentityProvider::CCPAString() const {
-    auto string = storedString(VKTConsentKeyCCPAString);
-    if (!string) return std::nullopt;
-    return VKTCCPAString::initWithCCPAString(std::move(*string));
+VKTPrivacyReading<VKTCCPAString> VKTIdentityProvider::readCCPAString() const {
+    VKTConsentReader reader(*propertyCacheManager_);
+    auto string = reader.stringForKey(VKTConsentKeyCCPAString);
+    if (!string) return {std::nullopt, reader.hasFailed()};
+    return {VKTCCPAString::initWithCCPAString(std::move(*string))};
 }
 
 VKTPrivacyReading<VKTGPPString> VKTIdentityProvider::readGPPString() const {

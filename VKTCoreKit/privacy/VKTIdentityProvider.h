@@ -63,7 +63,8 @@ class VKTIdentityProvider {
     [[nodiscard]] std::int64_t TCFGDPRApplies() const { return readTCFGDPRApplies().value.value_or(-1); }
     [[nodiscard]] std::optional<std::string> TCFPurposeConsents() const;
     [[nodiscard]] std::optional<std::string> TCFVendorConsents() const;
-    [[nodiscard]] std::optional<VKTCCPAString> CCPAString() const;
+    [[nodiscard]] VKTPrivacyReading<VKTCCPAString> readCCPAString() const;
+    [[nodiscard]] std::optional<VKTCCPAString> CCPAString() const { return readCCPAString().value; }
 
     /// Nothing without both the string and the section IDs. Unreadable when one of these is, or the version.
     [[nodiscard]] VKTPrivacyReading<VKTGPPString> readGPPString() const;

@@ -204,20 +204,7 @@ TEST_F(Play, TakesTextsAndURLsOfADocumentAsTheyCome) {
     EXPECT_EQ(deliveriesOf(hits), (Counts{{"/pixel/impression", 1}, {"/pixel/twice", 2}}));
 }
 
-TEST(Pixels, TellsAMissingStoreFromADamagedOne) {
-    const std::string path = testing::TempDir() + "vkt-pixels-" + std::to_string(getpid());
-    const Outcome missing = runTool("pixels --store " + path);
-    EXPECT_EQ(missing.status, 3);
-    EXPECT_EQ(missing.err, "vkt: cannot read " + path + ": No such file or directory\n");
-    std::ofstream(path) << "not a store";
-    const Outcome damaged = runTool("pixels --json --store " + path);
-    EXPECT_EQ(damaged.status, 0);
-    EXPECT_EQ(vkt_split(vkt_trimmed(damaged.err), '\n').size(), 1U);
-    EXPECT_NE(damaged.err.find(path + ".damaged"), std::string::npos);
-    EXPECT_TRUE(entriesOf(parsed(damaged.out), "pixels").empty());
-}
-
-TEST(Pixels, RefusesAStoreThatCannotKeepThem) {
+TEST(Pixels, OneRunOwnsThem) {
     const std::string path = testing::TempDir() + "vkt-pixels-used-" + std::to_string(getpid());
     const int other = open(path.c_str(), O_RDWR | O_CREAT, 0666);
     ASSERT_EQ(flock(other, LOCK_EX), 0);
@@ -228,7 +215,4 @@ TEST(Pixels, RefusesAStoreThatCannotKeepThem) {
         EXPECT_EQ(refused.err, "vkt: cannot use " + path + ": another run uses it\n");
     }
     close(other);
-    EXPECT_EQ(runTool("pixels --store " + testing::TempDir()).status, 3);
-    EXPECT_EQ(runTool("pixels --send --store " + path + ".none").status, 3);
-    EXPECT_NE(access((path + ".none").c_str(), F_OK), 0);
 }

@@ -1,8 +1,9 @@
 #include "PixelFile.h"
 
+#include <fcntl.h>
 #include <sys/file.h>
-#include <unistd.h>
 
+#include <filesystem>
 #include <utility>
 
 #include "Commands.h"
@@ -11,29 +12,37 @@
 
 namespace {
 
-// Why the file cannot be used; empty when it can. Writing is asked for in any case: the database cannot be
-// read without. A file that is locked stays open, and must: closing it would take away the database's own
-// locks, too.
-std::string problemOf(const std::string& path, PixelFileUse use) {
-    std::string problem;
-    const int file = openRegularFile(path, use == PixelFileToKeep, problem);
-    if (file < 0) return problem;
-    if (use == PixelFileToRead) {
-        close(file);
-        return "";
-    }
-    return flock(file, LOCK_EX | LOCK_NB) == 0 ? "" : "another run uses it";
+bool isMissing(const std::string& path) {
+    std::error_code error;
+    return !std::filesystem::exists(path, error) && !error;
+}
+
+// Until this process ends. A file that is locked stays open, and must: closing it would take away the
+// database's own locks, too.
+bool isOwned(const std::string& path) {
+    const int file = open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
+    return file >= 0 && flock(file, LOCK_EX | LOCK_NB) == 0;
 }
 
 }  // namespace
 
 std::shared_ptr<VKTPixelStoreProviderProtocol> openPixelFile(const std::string& path, PixelFileUse use) {
-    const std::string problem = problemOf(path, use);
-    if (!problem.empty()) {
-        printError("cannot " + std::string(use == PixelFileToRead ? "read " : "use ") + path + ": " +
-                   problem);
+    if (use == PixelFileToSend && isMissing(path)) {
+        printError("cannot send the pixels in " + path + ": there is no such file");
         return nullptr;
     }
-    auto store = makeFileStore(path);
-    return store ? VKTPersistentPixelStoreProvider::initWithKeyValueStore(std::move(store)) : nullptr;
+    auto store = openStoreFile(path, use == PixelFileToRead ? VKTStoreToRead : VKTStoreToChange);
+    if (!store) return nullptr;
+    if (use != PixelFileToRead && !isOwned(path)) {
+        printError("cannot use " + path + ": another run uses it");
+        return nullptr;
+    }
+    const auto provider = VKTPersistentPixelStoreProvider::initWithKeyValueStore(store);
+    if (store->readValueForKey(provider->pixelStoreKey()).status == VKTStoredValue::Unreadable) {
+        printError("cannot read the pixels in " + path +
+                   ": damaged, or locked by another program; close what else uses the file and try again, or "
+                   "move it away");
+        return nullptr;
+    }
+    return provider;
 }
