@@ -325,23 +325,23 @@ std::string reasonOfType(VKTIdentityType type) {
 
 std::vector<std::string> unreadableSignals(const VKTIdentity& identity,
                                            const VKTPropertyCacheManager& store) {
-    const std::string cause = ": damaged, or locked by another program";
-    const std::string advice =
-        "; close what else uses the file and try again, or store the signal anew with --set";
+    const std::string cause = " (damaged, or locked by another program)";
+    const std::string advice = "; close what else uses the file and try again, or ";
     Texts faults;
     for (const auto& key : textSignals)
         if (isUnreadable(store, key)) faults.emplace_back(key);
     for (const auto& key : numberSignals)
         if (isUnreadable(store, key)) faults.emplace_back(key);
     for (std::string& fault : faults)
-        fault += " cannot be read" + cause + ", and refuses whatever rests on it" + advice;
+        fault += " cannot be read" + cause + ", so every decision that asks for it refuses" + advice +
+                 "store the signal anew with --set";
     if (faults.size() == textSignals.size() + numberSignals.size())
-        faults = {"no consent signal of the file can be read" + cause +
-                  ", and neither identifiers nor location may be sent; close what else uses the file and try "
-                  "again, or restore it"};
+        faults = {"no signal of the file can be read" + cause +
+                  ", so neither identifiers nor location may be sent" + advice + "restore the file"};
     if (identity.transientId() && identity.identityProvider()->readTransientID().isUnreadable)
         faults.push_back("the transient ID cannot be read" + cause +
-                         "; the one that is shown stands in for it and is not stored");
+                         ", so the one that is shown stands in for it and is not stored" + advice +
+                         "delete the file");
     return faults;
 }
 
