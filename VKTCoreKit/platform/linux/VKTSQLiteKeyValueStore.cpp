@@ -1,368 +1,565 @@
 #include "VKTCoreKit/platform/linux/VKTSQLiteKeyValueStore.h"
 
-#include <fcntl.h>
-#include <sqlite3.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <chrono>
 #include <filesystem>
+#include <map>
+#include <set>
 #include <system_error>
-#include <thread>
 #include <utility>
 #include <vector>
 
-#include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+#include "VKTCoreKit/platform/VKTProblemLog.h"
+#include "VKTCoreKit/platform/linux/VKTSQLiteConnection.h"
+#include "VKTCoreKit/platform/linux/VKTSQLiteStoreFile.h"
 
 namespace {
 
-constexpr int applicationID = 0x564B5453;  // "VKTS"
-constexpr int schemaVersion = 1;
-constexpr int busyMilliseconds = 1000;  // callers may be on the main thread
+using Clock = std::chrono::steady_clock;
+using Problems = std::vector<std::string>;
 
-constexpr const char* archiveClassName = "VKTKeyValueStore";
-constexpr const char* archiveKey = "value";
-
-// Keys are stored as bytes: SQLite's own texts end at a NUL.
-constexpr const char* createSQL =
-    "PRAGMA journal_mode = WAL;"
-    "BEGIN IMMEDIATE;"
-    "CREATE TABLE IF NOT EXISTS archives (key BLOB PRIMARY KEY NOT NULL, archive BLOB NOT NULL);"
-    "PRAGMA application_id = 0x564B5453;"
-    "PRAGMA user_version = 1;"
-    "COMMIT";
-
-constexpr const char* readSQL = "SELECT archive FROM archives WHERE key = ?1";
-constexpr const char* writeSQL =
-    "INSERT INTO archives (key, archive) VALUES (?1, ?2) ON CONFLICT (key) DO UPDATE SET archive = ?2";
-constexpr const char* removeSQL = "DELETE FROM archives WHERE key = ?1";
+// Callers may be on the main thread: they wait once, and as long as a file stays out of reach hardly any
+// more.
+constexpr int busyMilliseconds = 1000;
+constexpr int busyAgainMilliseconds = 20;
+constexpr auto pauseBeforeNextAttempt = std::chrono::seconds(1);
 
 bool isDamage(int result) {
     return result == SQLITE_CORRUPT || result == SQLITE_NOTADB || result == SQLITE_SCHEMA;
 }
 
-const char* reason(int result) {
-    return result == SQLITE_SCHEMA ? "a database of another kind or version" : sqlite3_errstr(result);
+// A full disk, or one that says so in other words.
+bool mayNeedRoom(int result) {
+    return result == SQLITE_FULL || result == SQLITE_IOERR;
 }
 
-// A prepared statement, used again and again.
-class Statement {
+const char* reason(int result) {
+    if (result == SQLITE_MISMATCH) return "it is no store, but perhaps another program's database";
+    if (result == SQLITE_SCHEMA) return "it is a store of another version";
+    if (result == SQLITE_NOTFOUND) return "there is no such file";
+    return sqlite3_errstr(result);
+}
+
+std::string countOfChanges(std::size_t count) {
+    return count == 1 ? "1 change" : std::to_string(count) + " changes";
+}
+
+// Absolute: it stays right when the working folder changes, and is none of SQLite's special names.
+std::string absolutePath(const std::string& path) {
+    std::error_code error;
+    const auto absolute = std::filesystem::absolute(path, error);
+    return error ? path : absolute.string();
+}
+
+class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_from_this<SQLiteStore> {
   public:
-    Statement() = default;
-    ~Statement() { sqlite3_finalize(statement_); }
-    Statement(const Statement&) = delete;
-    Statement& operator=(const Statement&) = delete;
-
-    int prepare(sqlite3* database, const char* sql) {
-        return sqlite3_prepare_v3(database, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement_, nullptr);
-    }
-
-    [[nodiscard]] sqlite3_stmt* get() const { return statement_; }
-
-    /// The bytes must stay until `reset`.
-    int bindBytes(int index, std::string_view bytes) {
-        // A null pointer would be bound as a null value.
-        const char* start = bytes.empty() ? "" : bytes.data();
-        return sqlite3_bind_blob64(statement_, index, start, bytes.size(), SQLITE_STATIC);
-    }
-
-    [[nodiscard]] std::string_view bytes(int column) const {
-        const void* start = sqlite3_column_blob(statement_, column);
-        const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_, column));
-        return size == 0 ? std::string_view() : std::string_view(static_cast<const char*>(start), size);
-    }
-
-    [[nodiscard]] std::int64_t integer(int column) const { return sqlite3_column_int64(statement_, column); }
-
-    void reset() {
-        sqlite3_reset(statement_);
-        sqlite3_clear_bindings(statement_);
-    }
-
-  private:
-    sqlite3_stmt* statement_ = nullptr;
-};
-
-// One open database. Results are SQLite's codes; SQLITE_SCHEMA says that it is another program's database.
-class Connection {
-  public:
-    /// Makes the file and its table when they are missing.
-    int open(const std::string& path) {
-        sqlite3* database = nullptr;
-        int result =
-            sqlite3_open_v2(path.c_str(), &database,
-                            SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
-        database_.reset(database);
-        if (result == SQLITE_OK) result = sqlite3_busy_timeout(database, busyMilliseconds);
-        if (result == SQLITE_OK) result = prepareTable();
-        // With a write-ahead log, this keeps every commit when the process dies; a power cut may cost the
-        // commits since the log was last written out, and leaves the file whole.
-        if (result == SQLITE_OK) result = execute("PRAGMA synchronous = NORMAL");
-        if (result == SQLITE_OK) result = read_.prepare(database, readSQL);
-        if (result == SQLITE_OK) result = write_.prepare(database, writeSQL);
-        if (result == SQLITE_OK) result = remove_.prepare(database, removeSQL);
-        // A table that lacks, or lacks a column, is no fault of the statement.
-        return result == SQLITE_ERROR ? SQLITE_SCHEMA : result;
-    }
-
-    int read(std::string_view key, std::optional<VKTValue>& value) {
-        int result = read_.bindBytes(1, key);
-        if (result == SQLITE_OK) result = sqlite3_step(read_.get());
-        if (result == SQLITE_ROW) value = unarchived(read_.bytes(0));
-        read_.reset();
-        return result == SQLITE_ROW ? SQLITE_DONE : result;
-    }
-
-    int remove(std::string_view key) {
-        int result = remove_.bindBytes(1, key);
-        if (result == SQLITE_OK) result = sqlite3_step(remove_.get());
-        remove_.reset();
-        return result;
-    }
-
-    int write(std::string_view key, const VKTValue& value) {
-        VKTDictionary values;
-        values.set(archiveKey, value);
-        const std::string archive = vkt_archiveData(archiveClassName, values);
-        // What could not be read back, because it nests too deep, is not stored.
-        const bool mayNest = value.asArray() != nullptr || value.asDictionary() != nullptr;
-        if (mayNest && !unarchived(archive)) return SQLITE_TOOBIG;
-        int result = write_.bindBytes(1, key);
-        if (result == SQLITE_OK) result = write_.bindBytes(2, archive);
-        if (result == SQLITE_OK) result = sqlite3_step(write_.get());
-        write_.reset();
-        return result;
-    }
-
-  private:
-    struct Closer {
-        void operator()(sqlite3* database) const { sqlite3_close(database); }
+    /// What becomes of a file that is no store, or a damaged one.
+    enum Care : std::uint8_t {
+        SetsAside,   // the library's own file: it goes on with a new one
+        LeavesAlone  // somebody's: it is not touched
     };
 
-    int execute(const char* sql) { return sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr); }
-
-    int prepareTable() {
-        std::int64_t application = 0;
-        std::int64_t version = 0;
-        std::int64_t tables = 0;
-        int result = number("PRAGMA application_id", application);
-        if (result == SQLITE_OK) result = number("PRAGMA user_version", version);
-        if (result == SQLITE_OK) result = number("SELECT count(*) FROM sqlite_master", tables);
-        if (result != SQLITE_OK) return result;
-        if (application == applicationID && version == schemaVersion) return SQLITE_OK;
-        const bool isNew = application == 0 && version == 0 && tables == 0;
-        return isNew ? execute(createSQL) : SQLITE_SCHEMA;
-    }
-
-    int number(const char* sql, std::int64_t& value) {
-        Statement statement;
-        int result = statement.prepare(database_.get(), sql);
-        if (result == SQLITE_OK) result = sqlite3_step(statement.get());
-        if (result != SQLITE_ROW) return result;
-        value = statement.integer(0);
-        return SQLITE_OK;
-    }
-
-    static std::optional<VKTValue> unarchived(std::string_view archive) {
-        auto values = vkt_unarchivedValues(archive, archiveClassName);
-        VKTValue* value = values ? values->find(archiveKey) : nullptr;
-        return value == nullptr ? std::nullopt : std::optional(std::move(*value));
-    }
-
-    std::unique_ptr<sqlite3, Closer> database_;  // outlives its statements
-    Statement read_;
-    Statement write_;
-    Statement remove_;
-};
-
-// Which file a path leads to.
-using FileIdentity = std::pair<dev_t, ino_t>;
-
-std::optional<FileIdentity> identityOfFile(const std::string& path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) return std::nullopt;
-    return FileIdentity(status.st_dev, status.st_ino);
-}
-
-// Held while a store's file is opened, made or set aside: by one process, and one thread of it, at a time.
-class OpeningLock {
-  public:
-    explicit OpeningLock(const std::string& path)
-        : file_(open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666)) {
-        // Whoever holds it may have been stopped by the system: then it is done without.
-        for (int waits = 0; file_ >= 0 && waits < busyMilliseconds && !tryLock(); ++waits)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    ~OpeningLock() {
-        if (file_ < 0) return;
-        flock(file_, LOCK_UN);  // closing alone would leave it with a child forked meanwhile
-        close(file_);
-    }
-    OpeningLock(const OpeningLock&) = delete;
-    OpeningLock& operator=(const OpeningLock&) = delete;
-
-  private:
-    [[nodiscard]] bool tryLock() const { return flock(file_, LOCK_EX | LOCK_NB) == 0; }
-
-    const int file_;  // below 0 where no file can be made, and so none renamed
-};
-
-// Renames a store's file with its log. Nothing when that fails, else the new path.
-std::optional<std::string> setAside(const std::string& path) {
-    std::string aside = path + ".damaged";
-    for (int number = 1; identityOfFile(aside); ++number)
-        aside = path + ".damaged." + std::to_string(number);
-    std::error_code error;
-    std::filesystem::rename(path, aside, error);
-    if (error) return std::nullopt;
-    for (const char* suffix : {"-wal", "-shm"})
-        std::filesystem::rename(path + suffix, aside + suffix, error);  // there may be none
-    return aside;
-}
-
-class SQLiteStore final : public VKTKeyValueStore {
-  public:
-    SQLiteStore(const std::string& path, VKTStoreProblemHandler onProblem)
-        : onProblem_(std::move(onProblem)), path_(path.empty() ? path : absolutePath(path)) {
+    SQLiteStore(const std::string& path, VKTStoreUse use, Care care, VKTStoreProblemHandler onProblem)
+        : onProblem_(std::move(onProblem)),
+          path_(path.empty() ? path : absolutePath(path)),
+          use_(use),
+          care_(care) {
         Problems problems;
         {
             VKTLock lock(mutex_);
-            reopen(problems);
+            connect(busyMilliseconds, problems);
         }
-        report(problems);
+        tell(problems);
+    }
+    ~SQLiteStore() override { flushAtTheEnd(); }
+    SQLiteStore(const SQLiteStore&) = delete;
+    SQLiteStore& operator=(const SQLiteStore&) = delete;
+
+    /// Whether there is anything to read.
+    [[nodiscard]] bool isOpen() const {
+        VKTLock lock(mutex_);
+        return connection_ != nullptr;
     }
 
     [[nodiscard]] std::optional<VKTValue> valueForKey(std::string_view key) const override {
-        std::optional<VKTValue> value;
-        perform(Reading, [&](Connection& connection) { return connection.read(key, value); });
-        return value;
+        VKTStoredValue stored = read(key, AsFarAsPossible);
+        return stored.status == VKTStoredValue::Present ? std::optional(std::move(stored.value))
+                                                        : std::nullopt;
     }
 
-    bool setValueForKey(const VKTValue& value, std::string_view key) override {
-        return perform(Writing, [&](Connection& connection) {
-            return value.isNull() ? connection.remove(key) : connection.write(key, value);
-        });
+    [[nodiscard]] VKTStoredValue readValueForKey(std::string_view key) const override {
+        return read(key, Exactly);
     }
+
+    bool setValueForKey(const VKTValue& value, std::string_view key) override;
+    [[nodiscard]] std::vector<std::string> keysWithPrefix(std::string_view prefix) const override;
+    [[nodiscard]] VKTRecordTableOpening openRecordTable(std::string_view family,
+                                                        std::string_view version) override;
+
+    std::optional<std::vector<VKTRecord>> records(const std::string& table);
+    std::optional<std::vector<std::int64_t>> change(const std::string& table,
+                                                    const std::vector<std::int64_t>& removed,
+                                                    const std::vector<std::string>& added);
 
   private:
     enum Direction : std::uint8_t { Reading, Writing };
-    using Problems = std::vector<std::string>;
+    enum Exactness : std::uint8_t { Exactly, AsFarAsPossible };
 
-    // Absolute: it stays right when the working folder changes, and is none of SQLite's special names.
-    static std::string absolutePath(const std::string& path) {
-        std::error_code error;
-        return std::filesystem::absolute(path, error).string();
+    void tell(const Problems& problems) const {
+        for (const std::string& problem : problems) {
+            vkt_logWarning(problem);
+            if (onProblem_) onProblem_(problem);
+        }
     }
 
-    void report(const Problems& problems) const {
-        if (!onProblem_) return;
-        for (const std::string& problem : problems)
-            onProblem_(problem);
-    }
+    // After a fork without exec, neither the connection nor the lock may be used: they are the parent's.
+    [[nodiscard]] bool isForked() const { return getpid() != process_; }
 
+    VKTStoredValue read(std::string_view key, Exactness exactness) const;
+    VKTStoredValue readFromFile(std::string_view key, Exactness exactness, Problems& problems) const
+        VKT_REQUIRES(mutex_);
+    bool writeToFile(const VKTValue& value, const std::string& key, Problems& problems) const
+        VKT_REQUIRES(mutex_);
+    void flush(Problems& problems) const VKT_REQUIRES(mutex_);
+    void flushAtTheEnd();
     template <typename Operation>
-    bool perform(Direction direction, const Operation& operation) const {
-        Problems problems;
-        int result = SQLITE_OK;
-        {
-            VKTLock lock(mutex_);
-            if (isReplaced()) reopen(problems);
-            result = operation(*connection_);
-            if (isDamage(result)) {
-                replaceDamaged(result, problems);
-                result = operation(*connection_);
-            }
-            note(direction, result, problems);
-        }
-        report(problems);
-        return result == SQLITE_DONE;
-    }
+    int perform(Direction direction, Problems& problems, const Operation& operation) const
+        VKT_REQUIRES(mutex_);
+    void note(Direction direction, int result, Problems& problems) const VKT_REQUIRES(mutex_);
 
-    // Another process has set the file aside, or someone has removed it. Closing is safe even then: SQLite
-    // leaves the files at a path alone when its database has moved away from there.
+    void refresh(Problems& problems) const VKT_REQUIRES(mutex_);
+    void connect(int milliseconds, Problems& problems) const VKT_REQUIRES(mutex_);
+    int openToChange(int milliseconds, Problems& problems) const VKT_REQUIRES(mutex_);
+    int openWritable(int milliseconds) const VKT_REQUIRES(mutex_);
+    int openToRead() const VKT_REQUIRES(mutex_);
+    void openSnapshot() const VKT_REQUIRES(mutex_);
+    [[nodiscard]] int faultOfForeignFile() const;
+    [[nodiscard]] bool canWrite() const VKT_REQUIRES(mutex_) {
+        return access_ == VKTSQLiteToChange || access_ == VKTSQLiteInMemory;
+    }
+    bool replaceFile(int damage, Problems& problems) const VKT_REQUIRES(mutex_);
+    void replaceDamaged(int damage, Problems& problems) const VKT_REQUIRES(mutex_);
     [[nodiscard]] bool isReplaced() const VKT_REQUIRES(mutex_) {
-        return isInFile_ && identityOfFile(path_) != identity_;
-    }
-
-    // One message for each change of what goes wrong, not for each call.
-    void note(Direction direction, int result, Problems& problems) const VKT_REQUIRES(mutex_) {
-        if (std::exchange(lastResults_.at(direction), result) == result || result == SQLITE_DONE) return;
-        problems.push_back("The store " + path_ + " cannot be " +
-                           (direction == Reading ? "read" : "written") + ": " + reason(result));
-    }
-
-    void reopen(Problems& problems) const VKT_REQUIRES(mutex_) {
-        if (path_.empty()) return openInMemory();
-        const OpeningLock openingLock(path_);
-        open(problems);
-    }
-
-    void replaceDamaged(int damage, Problems& problems) const VKT_REQUIRES(mutex_) {
-        if (!isInFile_) return openInMemory();
-        const OpeningLock openingLock(path_);
-        // Another process may have been here first.
-        const bool isDamagedFile = !isReplaced();
-        connection_.reset();
-        if (isDamagedFile && !replaceFile(damage, problems)) return openInMemory();
-        open(problems);
-    }
-
-    // With the opening lock held.
-    void open(Problems& problems) const VKT_REQUIRES(mutex_) {
-        int result = openFile();
-        if (isDamage(result)) {
-            connection_.reset();
-            if (!replaceFile(result, problems)) return openInMemory();
-            result = openFile();
-        }
-        if (result == SQLITE_OK) return;
-        problems.push_back("The store " + path_ + " cannot be opened (" + reason(result) +
-                           "); its values are kept in memory only");
-        openInMemory();
-    }
-
-    int openFile() const VKT_REQUIRES(mutex_) {
-        connection_ = std::make_unique<Connection>();
-        const int result = connection_->open(path_);
-        identity_ = identityOfFile(path_);
-        isInFile_ = true;
-        return result;
-    }
-
-    void openInMemory() const VKT_REQUIRES(mutex_) {
-        connection_ = std::make_unique<Connection>();
-        connection_->open(":memory:");
-        isInFile_ = false;
-    }
-
-    bool replaceFile(int damage, Problems& problems) const {
-        const auto aside = setAside(path_);
-        problems.push_back("The store " + path_ + " is unusable (" + reason(damage) + "); " +
-                           (aside ? "it is kept as " + *aside + " and a new one is begun"
-                                  : "it cannot be renamed, and values are kept in memory only"));
-        return aside.has_value();
+        return access_ == VKTSQLiteToChange && vkt_identityOfFile(path_) != identity_;
     }
 
     const VKTStoreProblemHandler onProblem_;
     const std::string path_;  // empty for a store in memory
+    const VKTStoreUse use_;
+    const Care care_;
+    const pid_t process_ = getpid();
+
     mutable VKTMutex mutex_;
-    mutable std::unique_ptr<Connection> connection_ VKT_GUARDED_BY(mutex_);
-    mutable std::optional<FileIdentity> identity_ VKT_GUARDED_BY(mutex_);
-    mutable bool isInFile_ VKT_GUARDED_BY(mutex_) = false;
+    mutable std::unique_ptr<VKTSQLiteConnection> connection_ VKT_GUARDED_BY(mutex_);  // null: out of reach
+    mutable VKTSQLiteAccess access_ VKT_GUARDED_BY(mutex_) = VKTSQLiteInMemory;
+    mutable std::optional<VKTFileIdentity> identity_ VKT_GUARDED_BY(mutex_);        // of an open file
+    mutable std::optional<VKTDatabaseState> snapshotState_ VKT_GUARDED_BY(mutex_);  // of a snapshot
+    mutable int openResult_ VKT_GUARDED_BY(mutex_) = SQLITE_OK;                     // of the last attempt
+    mutable Clock::time_point nextAttempt_ VKT_GUARDED_BY(mutex_);
     mutable std::array<int, 2> lastResults_ VKT_GUARDED_BY(mutex_) = {SQLITE_DONE, SQLITE_DONE};
+
+    // What the file has not taken yet; null for what is to be removed.
+    mutable std::map<std::string, VKTValue, std::less<>> unsaved_ VKT_GUARDED_BY(mutex_);
+
+    mutable std::set<std::string, std::less<>> damagedKeys_ VKT_GUARDED_BY(mutex_);  // that have been told
+    mutable std::map<std::string, std::string> tables_ VKT_GUARDED_BY(mutex_);       // and their families
+
+    // A file was set aside: nobody knows what it held, so a key that is not in the new one is no absent one.
+    mutable bool hasLostFile_ VKT_GUARDED_BY(mutex_) = false;
 };
+
+// A table of a store, which it keeps.
+class SQLiteTable final : public VKTRecordTable {
+  public:
+    SQLiteTable(std::shared_ptr<SQLiteStore> store, std::string name,
+                std::unique_ptr<VKTStoreOwnership> ownership)
+        : store_(std::move(store)), name_(std::move(name)), ownership_(std::move(ownership)) {}
+
+    [[nodiscard]] std::optional<std::vector<VKTRecord>> records() const override {
+        return store_->records(name_);
+    }
+    std::optional<std::vector<std::int64_t>> change(const std::vector<std::int64_t>& removed,
+                                                    const std::vector<std::string>& added) override {
+        return store_->change(name_, removed, added);
+    }
+
+  private:
+    const std::shared_ptr<SQLiteStore> store_;
+    const std::string name_;
+    const std::unique_ptr<VKTStoreOwnership> ownership_;
+};
+
+// --- opening
+// ---------------------------------------------------------------------------------------------------
+
+// Sees to it that there is a connection to the file that is at the path now, if there can be one.
+void SQLiteStore::refresh(Problems& problems) const {
+    if (path_.empty()) return;
+    if (access_ == VKTSQLiteToChange && connection_) {
+        // Another process has set the file aside, or someone has removed it. Closing is safe even then:
+        // SQLite leaves the files at a path alone when its database has moved away from there.
+        if (isReplaced()) connect(busyMilliseconds, problems);
+        return;
+    }
+    if (use_ == VKTStoreToRead) return;  // what it opened is all it will see
+    if (Clock::now() >= nextAttempt_) {
+        connect(busyAgainMilliseconds, problems);
+    } else if (connection_ && vkt_stateOfDatabase(path_) != snapshotState_) {
+        openSnapshot();
+    }
+}
+
+void SQLiteStore::connect(int milliseconds, Problems& problems) const {
+    if (path_.empty()) {
+        access_ = VKTSQLiteInMemory;
+        connection_ = std::make_unique<VKTSQLiteConnection>();
+        connection_->open(path_, access_, 0);
+        return;
+    }
+    const int result = use_ == VKTStoreToRead ? openToRead() : openToChange(milliseconds, problems);
+    const int previous = std::exchange(openResult_, result);
+    if (result == SQLITE_OK) return flush(problems);
+    nextAttempt_ = Clock::now() + pauseBeforeNextAttempt;
+    const bool isPerhapsReadable = !isDamage(result) && result != SQLITE_MISMATCH && use_ == VKTStoreToChange;
+    if (!connection_ && isPerhapsReadable) openSnapshot();
+    if (result == previous) return;
+    if (care_ == LeavesAlone && !connection_) {
+        problems.push_back("The store " + path_ + " is not used: " + reason(result) +
+                           "; it is left as it is");
+    } else {
+        problems.push_back("The store " + path_ + " cannot be opened for changes (" + reason(result) + "); " +
+                           (connection_ ? "what it holds can be read, and " : "") +
+                           "changes are kept in memory until it can");
+    }
+}
+
+int SQLiteStore::openToChange(int milliseconds, Problems& problems) const {
+    connection_.reset();
+    if (care_ == LeavesAlone) {
+        if (const int fault = faultOfForeignFile(); fault != SQLITE_OK) return fault;
+    }
+    const VKTStoreOpeningLock openingLock(path_, milliseconds);
+    vkt_makePrivateFile(path_);
+    int result = openWritable(milliseconds);
+    if (isDamage(result) && care_ == SetsAside) {
+        if (!replaceFile(result, problems)) return result;
+        result = openWritable(milliseconds);
+    }
+    if (result != SQLITE_OK) return result;
+    access_ = VKTSQLiteToChange;
+    identity_ = vkt_identityOfFile(path_);
+    if (connection_->isReadOnly()) {
+        access_ = VKTSQLiteToRead;
+        return SQLITE_READONLY;
+    }
+    for (const auto& [table, family] : tables_)
+        connection_->makeTable(table, family);
+    return result;
+}
+
+// Without a connection when it fails.
+int SQLiteStore::openWritable(int milliseconds) const {
+    connection_ = std::make_unique<VKTSQLiteConnection>();
+    const int result = connection_->open(path_, VKTSQLiteToChange, milliseconds);
+    if (result != SQLITE_OK) connection_.reset();
+    return result;
+}
+
+// Why a file that somebody has named is not to be touched. One with a log was last used as a store, by
+// whoever made it: SQLite needs both files to tell.
+int SQLiteStore::faultOfForeignFile() const {
+    const auto state = vkt_stateOfDatabase(path_);
+    if (!state || state->size == 0 || state->logSize > 0) return SQLITE_OK;
+    VKTSQLiteConnection connection;
+    const int result = connection.open(path_, VKTSQLiteSnapshot, 0);
+    return result == SQLITE_OK ? connection.check() : result;
+}
+
+int SQLiteStore::openToRead() const {
+    if (const int fault = faultOfForeignFile(); fault != SQLITE_OK) return fault;
+    if (!vkt_identityOfFile(path_)) return SQLITE_NOTFOUND;
+    openSnapshot();
+    // Where there is a log, its owner's other files are there, too, and nothing has to be made.
+    if (connection_ && snapshotState_->logSize == 0) return SQLITE_OK;
+    auto connection = std::make_unique<VKTSQLiteConnection>();
+    const int result = connection->open(path_, VKTSQLiteToRead, busyMilliseconds);
+    if (result != SQLITE_OK) return result;
+    access_ = VKTSQLiteToRead;
+    connection_ = std::move(connection);
+    return SQLITE_OK;
+}
+
+// For reading only, where the file cannot be opened otherwise: a read-only file system, a full disk without
+// room for SQLite's own files, a process that keeps the file for itself.
+void SQLiteStore::openSnapshot() const {
+    access_ = VKTSQLiteSnapshot;
+    snapshotState_ = vkt_stateOfDatabase(path_);
+    connection_ = std::make_unique<VKTSQLiteConnection>();
+    // A file that is missing or empty holds nothing, and that is certain.
+    const bool isEmpty = snapshotState_ && snapshotState_->size == 0 && snapshotState_->logSize == 0;
+    const VKTSQLiteAccess access = isEmpty ? VKTSQLiteInMemory : VKTSQLiteSnapshot;
+    if (!snapshotState_ || connection_->open(path_, access, 0) != SQLITE_OK) connection_.reset();
+}
+
+bool SQLiteStore::replaceFile(int damage, Problems& problems) const {
+    const auto aside = vkt_setAsideStore(path_);
+    hasLostFile_ = hasLostFile_ || aside;
+    problems.push_back("The store " + path_ + " is unusable (" + reason(damage) + "); " +
+                       (aside ? "it is kept as " + *aside + " and a new one is begun"
+                              : "it cannot be renamed, and values are kept in memory only"));
+    return aside.has_value();
+}
+
+void SQLiteStore::replaceDamaged(int damage, Problems& problems) const {
+    {
+        const VKTStoreOpeningLock openingLock(path_, busyMilliseconds);
+        // Another process may have been here first.
+        const bool isDamagedFile = !isReplaced();
+        connection_.reset();
+        if (isDamagedFile) replaceFile(damage, problems);
+    }
+    connect(busyMilliseconds, problems);
+}
+
+// --- operations
+// ------------------------------------------------------------------------------------------------
+
+template <typename Operation>
+int SQLiteStore::perform(Direction direction, Problems& problems, const Operation& operation) const {
+    refresh(problems);
+    if (!connection_) return openResult_;
+    if (direction == Writing && !canWrite()) return openResult_;
+    int result = operation(*connection_);
+    if (isDamage(result) && canWrite() && care_ == SetsAside) {
+        replaceDamaged(result, problems);
+        if (!connection_ || (direction == Writing && !canWrite())) return result;
+        result = operation(*connection_);
+    }
+    if (direction == Writing && mayNeedRoom(result)) {
+        connection_->checkpoint();
+        result = operation(*connection_);
+    }
+    note(direction, result, problems);
+    return result;
+}
+
+// One message for each change of what goes wrong, not for each call.
+void SQLiteStore::note(Direction direction, int result, Problems& problems) const {
+    const int previous = std::exchange(lastResults_.at(direction), result);
+    if (previous == result) return;
+    if (access_ == VKTSQLiteToChange)
+        connection_->setBusyTimeout(result == SQLITE_BUSY ? busyAgainMilliseconds : busyMilliseconds);
+    if (result == SQLITE_DONE) return;
+    problems.push_back("The store " + path_ + " cannot be " + (direction == Reading ? "read" : "written") +
+                       ": " + reason(result));
+}
+
+VKTStoredValue SQLiteStore::read(std::string_view key, Exactness exactness) const {
+    if (isForked()) return {VKTStoredValue::Unreadable, VKTValue()};
+    Problems problems;
+    VKTStoredValue stored;
+    {
+        VKTLock lock(mutex_);
+        if (!unsaved_.empty() && Clock::now() >= nextAttempt_) flush(problems);
+        const auto unsaved = unsaved_.find(key);
+        if (unsaved == unsaved_.end()) {
+            stored = readFromFile(key, exactness, problems);
+        } else if (!unsaved->second.isNull()) {
+            stored = {VKTStoredValue::Present, unsaved->second};
+        }
+    }
+    tell(problems);
+    return stored;
+}
+
+VKTStoredValue SQLiteStore::readFromFile(std::string_view key, Exactness exactness,
+                                         Problems& problems) const {
+    VKTSQLiteRecord record;
+    const int result = perform(Reading, problems,
+                               [&](VKTSQLiteConnection& connection) { return connection.read(key, record); });
+    // A snapshot does not know what stands in the log of a process that keeps the file for itself.
+    const bool isPartial = access_ == VKTSQLiteSnapshot && (!snapshotState_ || snapshotState_->logSize > 0);
+    if (result != SQLITE_DONE || (isPartial && exactness == Exactly))
+        return {VKTStoredValue::Unreadable, VKTValue()};
+    if (record.state == VKTSQLiteRecord::Sound) return {VKTStoredValue::Present, std::move(record.value)};
+    if (record.state == VKTSQLiteRecord::Damaged) {
+        if (damagedKeys_.emplace(key).second)
+            problems.push_back("The value under \"" + std::string(key) + "\" in the store " + path_ +
+                               " is damaged; it counts as unreadable until it is written again");
+        return {VKTStoredValue::Unreadable, VKTValue()};
+    }
+    return {hasLostFile_ ? VKTStoredValue::Unreadable : VKTStoredValue::Absent, VKTValue()};
+}
+
+bool SQLiteStore::setValueForKey(const VKTValue& value, std::string_view key) {
+    if (isForked() || use_ == VKTStoreToRead) return false;
+    Problems problems;
+    bool isStored = false;
+    {
+        VKTLock lock(mutex_);
+        const std::string ownKey(key);
+        isStored = writeToFile(value, ownKey, problems);
+        if (isStored) {
+            unsaved_.erase(ownKey);
+            flush(problems);
+        }
+    }
+    tell(problems);
+    return isStored;
+}
+
+// What the file does not take stays in memory, unless nobody could ever read it back.
+bool SQLiteStore::writeToFile(const VKTValue& value, const std::string& key, Problems& problems) const {
+    VKTSQLiteRecord old;
+    const int result = perform(Writing, problems, [&](VKTSQLiteConnection& connection) {
+        const int reading = connection.read(key, old);
+        return reading == SQLITE_DONE ? connection.write(key, value) : reading;
+    });
+    if (result == SQLITE_DONE) {
+        damagedKeys_.erase(key);
+        if (old.state == VKTSQLiteRecord::Damaged)
+            problems.push_back("The damaged value under \"" + key + "\" in the store " + path_ +
+                               " was replaced");
+        return true;
+    }
+    if (result != SQLITE_TOOBIG) {
+        unsaved_.insert_or_assign(key, value);
+        if (canWrite()) nextAttempt_ = Clock::now() + pauseBeforeNextAttempt;
+    }
+    return false;
+}
+
+// Tries to store what is kept in memory; ends at the first failure.
+void SQLiteStore::flush(Problems& problems) const {
+    if (unsaved_.empty()) return;
+    std::size_t count = 0;
+    while (!unsaved_.empty()) {
+        const auto [key, value] = *unsaved_.begin();
+        // Taken out first: opening the file anew, which writing may do, flushes as well.
+        unsaved_.erase(unsaved_.begin());
+        if (!writeToFile(value, key, problems)) return;
+        ++count;
+    }
+    problems.push_back("The store " + path_ +
+                       " can be written again and has taken what was kept in memory (" +
+                       countOfChanges(count) + ")");
+}
+
+void SQLiteStore::flushAtTheEnd() {
+    if (isForked()) {
+        if (connection_) connection_->abandon();
+        return;
+    }
+    Problems problems;
+    {
+        VKTLock lock(mutex_);
+        nextAttempt_ = {};
+        flush(problems);
+        if (!unsaved_.empty())
+            problems.push_back("The store " + path_ +
+                               " could not be written to the end; what was kept in "
+                               "memory is lost (" +
+                               countOfChanges(unsaved_.size()) + ")");
+    }
+    tell(problems);
+}
+
+std::vector<std::string> SQLiteStore::keysWithPrefix(std::string_view prefix) const {
+    if (isForked()) return {};
+    Problems problems;
+    std::set<std::string> keys;
+    {
+        VKTLock lock(mutex_);
+        std::vector<std::string> stored;
+        const int result = perform(Reading, problems, [&](VKTSQLiteConnection& connection) {
+            return connection.keysWithPrefix(prefix, stored);
+        });
+        if (result == SQLITE_DONE) keys.insert(stored.begin(), stored.end());
+        for (const auto& [key, value] : unsaved_) {
+            if (!key.starts_with(prefix)) continue;
+            value.isNull() ? static_cast<void>(keys.erase(key)) : static_cast<void>(keys.insert(key));
+        }
+    }
+    tell(problems);
+    return {keys.begin(), keys.end()};
+}
+
+// --- tables
+// ----------------------------------------------------------------------------------------------------
+
+VKTRecordTableOpening SQLiteStore::openRecordTable(std::string_view family, std::string_view version) {
+    auto ownership = std::make_unique<VKTStoreOwnership>();
+    if (use_ == VKTStoreToChange && !path_.empty()) {
+        if (const std::string owner = ownership->take(path_); !owner.empty())
+            return {nullptr, "The " + std::string(family) + " in the store " + path_ +
+                                 " belong to one process at a time, and " + owner};
+    }
+    const std::string prefix = "records " + std::string(family) + ' ';
+    const std::string name = prefix + std::string(version);
+    if (use_ == VKTStoreToChange) {
+        Problems problems;
+        {
+            VKTLock lock(mutex_);
+            tables_.emplace(name, prefix);
+            perform(Writing, problems,
+                    [&](VKTSQLiteConnection& connection) { return connection.makeTable(name, prefix); });
+        }
+        tell(problems);
+    }
+    return {std::make_shared<SQLiteTable>(shared_from_this(), name, std::move(ownership)), ""};
+}
+
+std::optional<std::vector<VKTRecord>> SQLiteStore::records(const std::string& table) {
+    if (isForked()) return std::nullopt;
+    Problems problems;
+    std::vector<VKTRecord> records;
+    int result = SQLITE_OK;
+    {
+        VKTLock lock(mutex_);
+        result = perform(Reading, problems, [&](VKTSQLiteConnection& connection) {
+            const int reading = connection.records(table, records);
+            // A table that nobody has made yet has no records.
+            return reading == SQLITE_ERROR ? SQLITE_DONE : reading;
+        });
+    }
+    tell(problems);
+    return result == SQLITE_DONE ? std::optional(std::move(records)) : std::nullopt;
+}
+
+std::optional<std::vector<std::int64_t>> SQLiteStore::change(const std::string& table,
+                                                             const std::vector<std::int64_t>& removed,
+                                                             const std::vector<std::string>& added) {
+    if (isForked() || use_ == VKTStoreToRead) return std::nullopt;
+    Problems problems;
+    std::vector<std::int64_t> numbers;
+    int result = SQLITE_OK;
+    {
+        VKTLock lock(mutex_);
+        result = perform(Writing, problems, [&](VKTSQLiteConnection& connection) {
+            const int changing = connection.change(table, removed, added, numbers);
+            if (changing != SQLITE_ERROR) return changing;
+            // The file was out of reach when the table was to be made.
+            connection.makeTable(table, tables_.at(table));
+            return connection.change(table, removed, added, numbers);
+        });
+    }
+    tell(problems);
+    return result == SQLITE_DONE ? std::optional(std::move(numbers)) : std::nullopt;
+}
 
 }  // namespace
 
 std::shared_ptr<VKTKeyValueStore> vkt_makeSQLiteKeyValueStore(const std::string& path,
                                                               VKTStoreProblemHandler onProblem) {
-    return std::make_shared<SQLiteStore>(path, std::move(onProblem));
+    return std::make_shared<SQLiteStore>(path, VKTStoreToChange, SQLiteStore::SetsAside,
+                                         std::move(onProblem));
 }
 
-std::shared_ptr<VKTKeyValueStore> vkt_openSQLiteKeyValueStore(const std::string& path, VKTStoreUse /*use*/,
+std::shared_ptr<VKTKeyValueStore> vkt_openSQLiteKeyValueStore(const std::string& path, VKTStoreUse use,
                                                               VKTStoreProblemHandler onProblem) {
-    return std::make_shared<SQLiteStore>(path, std::move(onProblem));
+    auto store = std::make_shared<SQLiteStore>(path, use, SQLiteStore::LeavesAlone, std::move(onProblem));
+    return store->isOpen() ? store : nullptr;
 }

@@ -1,0 +1,114 @@
+#include "VKTCoreKit/platform/linux/VKTSQLiteStoreFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <set>
+#include <system_error>
+#include <thread>
+
+#include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+
+namespace {
+
+constexpr mode_t ownerOnly = 0600;
+
+// The paths that this process owns: its own locks do not stop it. Never destroyed, as stores may outlive
+// main.
+struct OwnedPaths {
+    VKTMutex mutex;
+    std::set<std::string> paths VKT_GUARDED_BY(mutex);
+};
+
+OwnedPaths& ownedPaths() {
+    static auto* paths = new OwnedPaths;
+    return *paths;
+}
+
+struct flock wholeFile() {
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    return lock;
+}
+
+}  // namespace
+
+std::optional<VKTFileIdentity> vkt_identityOfFile(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) return std::nullopt;
+    return VKTFileIdentity(status.st_dev, status.st_ino);
+}
+
+std::optional<VKTDatabaseState> vkt_stateOfDatabase(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0)
+        return errno == ENOENT ? std::optional(VKTDatabaseState()) : std::nullopt;
+    VKTDatabaseState state{{status.st_dev, status.st_ino}, status.st_size, 0, 0};
+    state.changed = std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec;
+    struct stat log {};
+    if (stat((path + "-wal").c_str(), &log) == 0) state.logSize = log.st_size;
+    return state;
+}
+
+void vkt_makePrivateFile(const std::string& path) {
+    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, ownerOnly);
+    if (file >= 0) close(file);
+}
+
+std::optional<std::string> vkt_setAsideStore(const std::string& path) {
+    std::string aside = path + ".damaged";
+    for (int number = 1; vkt_identityOfFile(aside); ++number)
+        aside = path + ".damaged." + std::to_string(number);
+    std::error_code error;
+    std::filesystem::rename(path, aside, error);
+    if (error) return std::nullopt;
+    for (const char* suffix : {"-wal", "-shm"})
+        std::filesystem::rename(path + suffix, aside + suffix, error);  // there may be none
+    return aside;
+}
+
+VKTStoreOpeningLock::VKTStoreOpeningLock(const std::string& path, int milliseconds)
+    : file_(open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, ownerOnly)) {
+    for (int waits = 0; file_ >= 0 && flock(file_, LOCK_EX | LOCK_NB) != 0 && waits < milliseconds; ++waits)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+VKTStoreOpeningLock::~VKTStoreOpeningLock() {
+    if (file_ < 0) return;
+    flock(file_, LOCK_UN);  // closing alone would leave it with a child forked meanwhile
+    close(file_);
+}
+
+VKTStoreOwnership::~VKTStoreOwnership() {
+    if (path_.empty()) return;
+    VKTLock lock(ownedPaths().mutex);
+    if (file_ >= 0) close(file_);  // first: closing gives up a later owner's lock, too
+    ownedPaths().paths.erase(path_);
+}
+
+std::string VKTStoreOwnership::take(const std::string& path) {
+    const std::string lockPath = path + ".owner";
+    VKTLock lock(ownedPaths().mutex);
+    if (ownedPaths().paths.contains(lockPath)) return "this process has opened them already";
+    const int file = open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, ownerOnly);
+    struct flock wanted = wholeFile();
+    // The kind of lock that a forked child does not inherit. (Closing any descriptor of the file in this
+    // process gives it up: nobody else opens it.)
+    if (file >= 0 && fcntl(file, F_SETLK, &wanted) != 0 && (errno == EACCES || errno == EAGAIN)) {
+        const int status = fcntl(file, F_GETLK, &wanted);
+        close(file);
+        return status == 0 && wanted.l_type != F_UNLCK
+                   ? "process " + std::to_string(wanted.l_pid) + " uses them"
+                   : "another process uses them";
+    }
+    ownedPaths().paths.insert(lockPath);
+    path_ = lockPath;
+    file_ = file;
+    return "";
+}

@@ -1,0 +1,67 @@
+// What a store does with its file besides reading and writing it.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <utility>
+
+/// Which file a path leads to.
+using VKTFileIdentity = std::pair<dev_t, ino_t>;
+
+std::optional<VKTFileIdentity> vkt_identityOfFile(const std::string& path);
+
+/// How a database stands on the disk: as long as it is the same, nobody has changed it.
+struct VKTDatabaseState {
+    VKTFileIdentity identity;
+    off_t size = 0;
+    std::int64_t changed = 0;  ///< nanoseconds
+    off_t logSize = 0;         ///< of the write-ahead log; 0 when there is none
+
+    friend bool operator==(const VKTDatabaseState&, const VKTDatabaseState&) = default;
+};
+
+/// Of sizes 0 when there is no file; nothing when that cannot be told.
+std::optional<VKTDatabaseState> vkt_stateOfDatabase(const std::string& path);
+
+/// Makes an empty file that only its user may read, unless there is one.
+void vkt_makePrivateFile(const std::string& path);
+
+/// Renames a store's file, with its log, to "PATH.damaged" (".damaged.1" … when that exists). The new path;
+/// nothing when that fails.
+std::optional<std::string> vkt_setAsideStore(const std::string& path);
+
+/// Held while a store's file is opened, made or set aside: by one process, and one thread of it, at a time.
+class VKTStoreOpeningLock {
+  public:
+    /// Waits so long for another process. Whoever holds it may have been stopped by the system: then it is
+    /// done without.
+    VKTStoreOpeningLock(const std::string& path, int milliseconds);
+    ~VKTStoreOpeningLock();
+    VKTStoreOpeningLock(const VKTStoreOpeningLock&) = delete;
+    VKTStoreOpeningLock& operator=(const VKTStoreOpeningLock&) = delete;
+
+  private:
+    const int file_;  // below 0 where no file can be made, and so none renamed
+};
+
+/// Says that something in a store's file belongs to one owner: this object. It ends with the object, or with
+/// the process, however that ends; a forked child does not inherit it.
+class VKTStoreOwnership {
+  public:
+    VKTStoreOwnership() = default;
+    ~VKTStoreOwnership();
+    VKTStoreOwnership(const VKTStoreOwnership&) = delete;
+    VKTStoreOwnership& operator=(const VKTStoreOwnership&) = delete;
+
+    /// Empty when this is the owner now; else a clause that tells who is. Where no file can be made for it
+    /// there is nobody to share with, and this is the owner.
+    std::string take(const std::string& path);
+
+  private:
+    std::string path_;
+    int file_ = -1;
+};
