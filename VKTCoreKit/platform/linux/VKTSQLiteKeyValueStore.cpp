@@ -268,14 +268,17 @@ int SQLiteStore::openWritable(int milliseconds) const {
     return result;
 }
 
-// Why a file that somebody has named is not to be touched. One with a log was last used as a store, by
-// whoever made it: SQLite needs both files to tell.
+// Why a file that somebody has named is not to be touched. One with a log is not whole without it: it is a
+// store when the file or its log says so.
 int SQLiteStore::faultOfForeignFile() const {
+    if (vkt_isNoFile(path_)) return SQLITE_NOTADB;
     const auto state = vkt_stateOfDatabase(path_);
-    if (!state || state->size == 0 || state->logSize > 0) return SQLITE_OK;
+    if (!state || (state->size == 0 && state->logSize == 0)) return SQLITE_OK;
     VKTSQLiteConnection connection;
     const int result = connection.open(path_, VKTSQLiteSnapshot, 0);
-    return result == SQLITE_OK ? connection.check() : result;
+    if (state->logSize == 0) return result == SQLITE_OK ? connection.check() : result;
+    const bool isStore = result == SQLITE_OK || vkt_hasApplicationIDInLog(path_, VKTStoreApplicationID);
+    return isStore ? SQLITE_OK : SQLITE_MISMATCH;
 }
 
 int SQLiteStore::openToRead() const {
