@@ -1,17 +1,17 @@
 // "--store FILE" of every command: what is no store of ours is refused and left as it is, and what only reads
 // changes nothing.
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
-#include <utility>
 
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "tests/integration/ToolRun.h"
+#include "tests/support/VKTStoreFolder.h"
 
 namespace {
 
@@ -19,20 +19,12 @@ constexpr std::size_t applicationIDOffset = 68;  // of a database file, as are t
 constexpr std::size_t journalModeOffset = 18;
 constexpr std::size_t firstTableOffset = 100;
 
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 void write(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
 class StoreFile : public testing::Test {
   protected:
-    void SetUp() override { std::filesystem::create_directory(folder_); }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
-
     // A hang would be a fault, too.
     static Outcome run(const std::string& arguments) { return runProgram("timeout 20 " VKT_TOOL, arguments); }
 
@@ -41,19 +33,21 @@ class StoreFile : public testing::Test {
             run("privacy --no-transient --set IABTCF_gdprApplies=int:1 --set k=int:1 --store " + path_);
         EXPECT_EQ(made.status, 0) << made.err;
         std::filesystem::remove(path_ + ".lock");
-        EXPECT_EQ(contentOf(path_).substr(0, 15), "SQLite format 3");
+        EXPECT_EQ(vkt_contentOf(path_).substr(0, 15), "SQLite format 3");
     }
 
     // Each file with what is in it, unless it is something else than a file.
     [[nodiscard]] std::map<std::string, std::string> folder() const {
         std::map<std::string, std::string> files;
         for (const auto& entry : std::filesystem::directory_iterator(folder_))
-            files[entry.path().filename()] = entry.is_regular_file() ? contentOf(entry.path()) : "no file";
+            files[entry.path().filename()] =
+                entry.is_regular_file() ? vkt_contentOf(entry.path()) : "no file";
         return files;
     }
 
-    const std::string folder_ = testing::TempDir() + "vkt-store-" + std::to_string(getpid());
-    const std::string path_ = folder_ + "/store";
+    const VKTStoreFolder storeFolder_;
+    const std::string folder_ = storeFolder_.folder();
+    const std::string path_ = storeFolder_.path();
 };
 
 struct Foreign {
@@ -92,7 +86,7 @@ const char* const commands[] = {"pixels --store ",
 
 TEST_F(StoreFile, RefusesWhatIsNoStoreAndLeavesItAlone) {
     makeStore();
-    const std::string store = contentOf(path_);
+    const std::string store = vkt_contentOf(path_);
     for (const Foreign& foreign : foreignFiles) {
         std::filesystem::remove_all(path_);
         foreign.make(path_, store);
@@ -121,7 +115,7 @@ TEST_F(StoreFile, AMissingFileIsMadeOnlyByWhatKeepsSomething) {
           "play /dev/null --store "}) {
         std::filesystem::remove_all(path_);
         run(command + path_);
-        EXPECT_EQ(contentOf(path_).substr(0, 15), "SQLite format 3") << command;
+        EXPECT_EQ(vkt_contentOf(path_).substr(0, 15), "SQLite format 3") << command;
     }
 }
 
@@ -145,4 +139,26 @@ TEST_F(StoreFile, ReadsWhatAPlayerHasJustWritten) {
     const Outcome outcome = run("privacy --json --store " + path_);
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(valueOf(parsed(outcome.out), "canSendIDs"), VKTValue(false));
+}
+
+TEST_F(StoreFile, ALockedFileIsNotTakenForAnEmptyOne) {
+    makeStore();
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(path_.c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(
+                  other, "PRAGMA locking_mode = EXCLUSIVE; UPDATE archives SET key = x'00' WHERE key = x'6B'",
+                  nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    const Outcome privacy = run("privacy --json --store " + path_);
+    EXPECT_EQ(privacy.status, 3);
+    EXPECT_NE(privacy.err.find("is locked"), std::string::npos) << privacy.err;
+    const VKTDictionary report = parsed(privacy.out);
+    EXPECT_EQ(valueOf(report, "canSendIDs"), VKTValue(false));
+    EXPECT_EQ(valueOf(report, "canSendLocation"), VKTValue(false));
+    EXPECT_NE(privacy.out.find("no signal of the file can be read"), std::string::npos) << privacy.out;
+    const Outcome pixels = run("pixels --store " + path_);
+    EXPECT_EQ(pixels.status, 3);
+    EXPECT_EQ(pixels.out, "");
+    EXPECT_NE(pixels.err.find("is locked"), std::string::npos) << pixels.err;
+    sqlite3_close(other);
 }

@@ -139,8 +139,6 @@ int runPrivacy(const PrivacyOptions& options) {
         VKTIdentityProvider::initWithDevice(device, cache, platform.clock, platform.random), false,
         !options.noTransient, options.customID);
     std::vector<std::string> warnings = unreadableSignals(*identity, *cache);
-    for (const std::string& warning : warnings)
-        printError(options.store + ": " + warning);
     const bool isAllRead = warnings.empty();
     for (std::string& warning : privacyWarnings(*identity, *cache))
         warnings.push_back(std::move(warning));

@@ -229,6 +229,9 @@ void SQLiteStore::connect(int milliseconds, Problems& problems) const {
     if (care_ == LeavesAlone && !connection_) {
         problems.push_back("The store " + path_ + " is not used: " + reason(result) +
                            "; it is left as it is");
+    } else if (use_ == VKTStoreToRead) {
+        problems.push_back("The store " + path_ + " cannot be read as it is now (" + reason(result) +
+                           "); close what else uses it and try again");
     } else {
         problems.push_back("The store " + path_ + " cannot be opened for changes (" + reason(result) + "); " +
                            (connection_ ? "what it holds can be read, and " : "") +
