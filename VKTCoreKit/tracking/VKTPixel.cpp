@@ -1,5 +1,6 @@
 #include "VKTCoreKit/tracking/VKTPixel.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -24,6 +25,19 @@ std::optional<std::string> textFromStatus(VKTPixelStatus status) {
     return std::nullopt;
 }
 
+std::chrono::microseconds monotonicTime(const VKTClock& clock) {
+    return std::chrono::duration_cast<std::chrono::microseconds>(clock.monotonicNow());
+}
+
+// When the life that a pixel has left is over.
+std::chrono::microseconds endOfLife(VKTDate expirationDate) {
+    constexpr std::chrono::microseconds century =
+        std::chrono::years(100);  // beyond it the sum would overflow
+    const VKTClock& clock = *VKTPlatform::current().clock;
+    const VKTDate now = clock.now();
+    return monotonicTime(clock) + (std::clamp(expirationDate, now - century, now + century) - now);
+}
+
 std::optional<std::uint32_t> decodedID(const VKTKeyedUnarchiver& coder) {
     const auto number = coder.decodeNumber(keyID);
     if (!number || !number->isInteger()) return std::nullopt;
@@ -36,7 +50,8 @@ std::optional<std::uint32_t> decodedID(const VKTKeyedUnarchiver& coder) {
 
 std::shared_ptr<VKTPixel> VKTPixel::initWithID(std::uint32_t ID, VKTURL url, VKTDate expirationDate,
                                                VKTPixelStatus status) {
-    return std::make_shared<VKTPixel>(Private(), ID, std::move(url), expirationDate, status);
+    return std::make_shared<VKTPixel>(Private(), ID, std::move(url), expirationDate, status,
+                                      endOfLife(expirationDate));
 }
 
 std::shared_ptr<VKTPixel> VKTPixel::initWithUrl(VKTURL url, VKTDate expirationDate) {
@@ -54,8 +69,8 @@ std::shared_ptr<VKTPixel> VKTPixel::initWithCoder(const VKTKeyedUnarchiver& code
     const auto expirationDate = coder.decodeDate(keyExpirationDate);
     if (!ID || !url || !expirationDate) return nullptr;
     const auto status = coder.decodeNumber(keyStatus);
-    return initWithID(*ID, std::move(*url), *expirationDate,
-                      statusFromInt(status ? status->integerValue() : 0));
+    return std::make_shared<VKTPixel>(Private(), *ID, std::move(*url), *expirationDate,
+                                      statusFromInt(status ? status->integerValue() : 0), std::nullopt);
 }
 
 void VKTPixel::encodeWithCoder(VKTKeyedArchiver& coder) const {
@@ -67,6 +82,10 @@ void VKTPixel::encodeWithCoder(VKTKeyedArchiver& coder) const {
 
 bool VKTPixel::isExpired() const {
     return VKTPlatform::current().clock->now() > expirationDate_;
+}
+
+bool VKTPixel::isTimeOver() const {
+    return end_ ? monotonicTime(*VKTPlatform::current().clock) > *end_ : isExpired();
 }
 
 VKTPixelStatus VKTPixel::statusFromInt(std::int64_t value) {

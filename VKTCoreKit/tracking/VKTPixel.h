@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -41,8 +42,10 @@ class VKTPixel {
     static std::shared_ptr<VKTPixel> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;
 
-    VKTPixel(Private, std::uint32_t ID, VKTURL url, VKTDate expirationDate, VKTPixelStatus status)
-        : ID_(ID), url_(std::move(url)), expirationDate_(expirationDate), status_(status) {}
+    /// `end` as `isTimeOver` measures it; nothing for the wall clock.
+    VKTPixel(Private, std::uint32_t ID, VKTURL url, VKTDate expirationDate, VKTPixelStatus status,
+             std::optional<std::chrono::microseconds> end)
+        : ID_(ID), url_(std::move(url)), expirationDate_(expirationDate), end_(end), status_(status) {}
 
     [[nodiscard]] std::uint32_t ID() const { return ID_; }
     [[nodiscard]] const VKTURL& url() const { return url_; }  ///< macros already filled
@@ -52,6 +55,11 @@ class VKTPixel {
 
     /// Whether now is later than the expiration date; a pixel that expires exactly now has not expired.
     [[nodiscard]] bool isExpired() const;
+
+    /// The same for a pixel that was restored from an archive. For one that this process has made, the life
+    /// that it had left when it was made is over: a clock that is set meanwhile makes it neither shorter nor
+    /// longer.
+    [[nodiscard]] bool isTimeOver() const;
 
     static VKTPixelStatus statusFromInt(std::int64_t value);
     static std::int64_t intFromStatus(VKTPixelStatus status);
@@ -64,5 +72,6 @@ class VKTPixel {
     const std::uint32_t ID_;
     const VKTURL url_;
     const VKTDate expirationDate_;
+    const std::optional<std::chrono::microseconds> end_;  // by the monotonic clock
     std::atomic<VKTPixelStatus> status_;
 };

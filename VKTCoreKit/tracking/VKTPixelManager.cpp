@@ -33,6 +33,8 @@ struct VKTPixelManager::Worker {
         if (isResponseSuccessful(urlSession->synchronousDataRequestWithURLRequest(request))) {
             pixel.setStatus(VKTPixelStatusSuccess);
             pixelStore->deletePixel(pixel);
+            // Recorded before the next one is sent, so that a killed process repeats one at most.
+            pixelStore->saveChanges();
         } else {
             VKTLog::sharedInstance()->logDebugWithFormat("Can't send pixel '%@'!",
                                                          pixel.url().absoluteString());

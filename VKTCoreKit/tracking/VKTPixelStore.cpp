@@ -31,7 +31,9 @@ VKTPixelStore::VKTPixelStore(Private /*unused*/, std::shared_ptr<VKTPixelStorePr
     VKTRecursiveLock lock(mutex_);
     rebuildSlots();
     for (const auto& pixel : loadPixels())
-        addPixel(pixel);
+        append(pixel);
+    auto* const changesProvider = dynamic_cast<VKTPixelStoreChangesProviderProtocol*>(provider_.get());
+    if (changesProvider != nullptr && changesProvider->takesChanges()) changesProvider_ = changesProvider;
 }
 
 VKTPixels VKTPixelStore::loadPixels() const {
@@ -39,13 +41,37 @@ VKTPixels VKTPixelStore::loadPixels() const {
     return provider_->loadPixels().value_or(VKTPixels());
 }
 
-bool VKTPixelStore::saveToDisk() const {
+bool VKTPixelStore::saveToDisk() {
     VKTRecursiveLock lock(mutex_);
-    return provider_->savePixels(allPixels());
+    return changesProvider_ != nullptr ? saveChanges() : provider_->savePixels(allPixels());
+}
+
+bool VKTPixelStore::saveChanges() {
+    VKTRecursiveLock lock(mutex_);
+    if (changesProvider_ == nullptr) return true;
+    std::erase_if(added_, [this](const auto& pixel) { return pixelWithID(pixel->ID()) != pixel; });
+    const bool isSaved = changesProvider_->saveChanges(removed_, added_);
+    if (isSaved) {
+        removed_.clear();
+        added_.clear();
+    }
+    for (const auto& pixel : changesProvider_->takeLatePixels())
+        append(pixel);
+    return isSaved;
 }
 
 bool VKTPixelStore::addPixel(const std::shared_ptr<VKTPixel>& pixel) {
     VKTRecursiveLock lock(mutex_);
+    const bool isAdded = append(pixel);
+    if (isAdded && changesProvider_ != nullptr) added_.push_back(pixel);
+    return isAdded;
+}
+
+void VKTPixelStore::noteRemoval(const std::shared_ptr<VKTPixel>& pixel) {
+    if (changesProvider_ != nullptr) removed_.push_back(pixel);
+}
+
+bool VKTPixelStore::append(const std::shared_ptr<VKTPixel>& pixel) {
     if (isPixelInStore(*pixel)) return false;
     if (2 * (pixels_.size() + 1) > slots_.size()) rebuildSlots();
     pixels_.push_back(pixel);
@@ -61,13 +87,16 @@ bool VKTPixelStore::updatePixel(const std::shared_ptr<VKTPixel>& pixel) {
 bool VKTPixelStore::deletePixel(const VKTPixel& pixel) {
     VKTRecursiveLock lock(mutex_);
     const auto place = placeOfID(pixel.ID());
-    if (place) pixels_[*place] = nullptr;
-    return place.has_value();
+    if (!place) return false;
+    noteRemoval(std::exchange(pixels_[*place], nullptr));
+    return true;
 }
 
 void VKTPixelStore::deleteObsoletePixels() {
     VKTRecursiveLock lock(mutex_);
-    std::erase_if(pixels_, [](const auto& pixel) { return !pixel || isPixelObsolete(*pixel); });
+    for (auto& pixel : pixels_) {
+        if (pixel && isPixelObsolete(*pixel)) noteRemoval(std::exchange(pixel, nullptr));
+    }
     rebuildSlots();
 }
 
@@ -111,7 +140,7 @@ std::optional<std::size_t> VKTPixelStore::pixelIndexInStore(const VKTPixel& pixe
 }
 
 bool VKTPixelStore::isPixelObsolete(const VKTPixel& pixel) {
-    return pixel.isExpired() || pixel.status() == VKTPixelStatusSuccess;
+    return pixel.isTimeOver() || pixel.status() == VKTPixelStatusSuccess;
 }
 
 // The slot that has the ID, else the free one where it belongs.

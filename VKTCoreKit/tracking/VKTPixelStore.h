@@ -29,6 +29,23 @@ class VKTPixelStoreProviderProtocol {
     [[nodiscard]] virtual std::string pixelStoreKey() const = 0;
 };
 
+/// A provider that takes single changes, so that recording one costs the same however many pixels there are.
+/// Called as the provider of lists is.
+class VKTPixelStoreChangesProviderProtocol : public VKTPixelStoreProviderProtocol {
+  public:
+    /// Whether it takes changes; otherwise lists are saved. Asked once, after `loadPixels`.
+    [[nodiscard]] virtual bool takesChanges() const { return true; }
+
+    /// Removes the pixels of these IDs (those that it has) and puts the others behind the ones that are left,
+    /// in one step. True when that is recorded; otherwise the store hands the same over again, with what has
+    /// come since.
+    virtual bool saveChanges(const VKTPixels& removed, const VKTPixels& added) = 0;
+
+    /// Pixels of earlier launches that could not be read when the list was loaded, and were read since. Each
+    /// is told of once.
+    virtual VKTPixels takeLatePixels() { return {}; }
+};
+
 /// The default: keeps nothing between launches. Immutable; any thread. Holds the platform's key-value store,
 /// for providers derived from this one.
 class VKTPixelStoreProvider : public VKTPixelStoreProviderProtocol {
@@ -51,7 +68,7 @@ class VKTPixelStoreProvider : public VKTPixelStoreProviderProtocol {
 /// and is atomic; finding, adding and deleting cost the same however many there are.
 ///
 /// Holds its provider for its whole life and calls it under its lock, which is recursive: a provider may call
-/// the store back. Nothing is saved but by `saveToDisk`.
+/// the store back. Nothing is saved but by `saveToDisk` and `saveChanges`.
 class VKTPixelStore {
     struct Private {
         explicit Private() = default;
@@ -72,7 +89,12 @@ class VKTPixelStore {
 
     /// The provider's list; an empty one when it has none.
     [[nodiscard]] VKTPixels loadPixels() const;
-    bool saveToDisk() const;
+
+    /// Saves the list, or hands over what has changed to a provider that takes changes.
+    bool saveToDisk();
+
+    /// The latter only; with a provider of lists nothing is done, and that is true.
+    bool saveChanges();
 
     /// Appends; false when a pixel with its ID is there.
     bool addPixel(const std::shared_ptr<VKTPixel>& pixel);
@@ -94,7 +116,7 @@ class VKTPixelStore {
     [[nodiscard]] std::optional<std::size_t> pixelIndexInStoreWithID(std::uint32_t ID) const;
     [[nodiscard]] std::optional<std::size_t> pixelIndexInStore(const VKTPixel& pixel) const;
 
-    /// Expired or sent.
+    /// Its time is over (`isTimeOver`), or it was sent.
     [[nodiscard]] static bool isPixelObsolete(const VKTPixel& pixel);
 
   private:
@@ -108,9 +130,14 @@ class VKTPixelStore {
     [[nodiscard]] std::size_t slotOfID(std::uint32_t ID) const VKT_REQUIRES(mutex_);
     [[nodiscard]] std::optional<std::size_t> placeOfID(std::uint32_t ID) const VKT_REQUIRES(mutex_);
     void rebuildSlots() VKT_REQUIRES(mutex_);
+    bool append(const std::shared_ptr<VKTPixel>& pixel) VKT_REQUIRES(mutex_);
+    void noteRemoval(const std::shared_ptr<VKTPixel>& pixel) VKT_REQUIRES(mutex_);
 
     const std::shared_ptr<VKTPixelStoreProviderProtocol> provider_;
+    VKTPixelStoreChangesProviderProtocol* changesProvider_ = nullptr;  // the same, when it takes changes
     mutable VKTRecursiveMutex mutex_;
     VKTPixels pixels_ VKT_GUARDED_BY(mutex_);         // null where one was deleted
+    VKTPixels removed_ VKT_GUARDED_BY(mutex_);        // since changes were last saved
+    VKTPixels added_ VKT_GUARDED_BY(mutex_);          // since then; some may be gone again
     std::vector<Slot> slots_ VKT_GUARDED_BY(mutex_);  // a power of two, half of them free at least
 };

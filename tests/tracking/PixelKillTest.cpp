@@ -13,6 +13,7 @@
 #include <random>
 #include <set>
 #include <sstream>
+#include <thread>
 
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
@@ -66,13 +67,18 @@ void say(const std::string& what, const std::string& which) {
     }
 }
 
-// What a child said that was killed after about `lines` lines.
-std::string outputOfKilledChild(const std::string& path, const std::string& url, int lines) {
+// The running test once more, as a process that does its child's part.
+FILE* startChild(const std::string& path, const std::string& url) {
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
     const std::string command = std::string(fileVariable) + "='" + path + "' " + urlVariable + "='" + url +
                                 "' exec '" + std::filesystem::read_symlink("/proc/self/exe").string() +
                                 "' --gtest_filter=" + test->test_suite_name() + "." + test->name();
-    FILE* pipe = popen(command.c_str(), "r");
+    return popen(command.c_str(), "r");
+}
+
+// What a child said that was killed after about `lines` lines.
+std::string outputOfKilledChild(const std::string& path, const std::string& url, int lines) {
+    FILE* pipe = startChild(path, url);
     std::string output;
     pid_t child = 0;
     std::array<char, 256> line{};
@@ -99,6 +105,10 @@ class CountingServer {
     }
 
     [[nodiscard]] std::string url(int round) const { return server_.url("/?" + std::to_string(round) + "-"); }
+    [[nodiscard]] int requestCount() {
+        VKTLock lock(mutex_);
+        return requests_;
+    }
     [[nodiscard]] std::map<std::string, int> deliveries() {
         VKTLock lock(mutex_);
         return deliveries_;
@@ -111,13 +121,62 @@ class CountingServer {
     VKTLoopbackServer server_;
 };
 
+// A folder of its own, removed in the end.
+class PixelFolder {
+  public:
+    PixelFolder() { std::filesystem::create_directory(folder_); }
+    ~PixelFolder() { std::filesystem::remove_all(folder_); }
+    PixelFolder(const PixelFolder&) = delete;
+    PixelFolder& operator=(const PixelFolder&) = delete;
+
+    [[nodiscard]] std::string file() const { return folder_ / "pixels"; }
+
+  private:
+    const std::filesystem::path folder_ =
+        std::filesystem::path(testing::TempDir()) / ("vkt-pixels-" + std::to_string(getpid()));
+};
+
+// Adds 2,000 pixels, says so, and sends them.
+void runPassOfChild(const std::string& path, const std::string& url) {
+    const auto manager = managerOverFile(path);
+    VKTPixels pixels;
+    for (int i = 0; i < 2000; ++i)
+        pixels.push_back(VKTPixel::initWithUrl(*VKTURL::URLWithString(url + std::to_string(i))));
+    manager->addPixels(pixels);
+    say("process", std::to_string(getpid()));
+    waitForPass(*manager);
+}
+
+TEST(PixelsOnDisk, AKillInTheMiddleOfALongPassRepeatsOneAtMost) {
+    if (const char* path = std::getenv(fileVariable)) return runPassOfChild(path, std::getenv(urlVariable));
+
+    const PixelFolder folder;
+    CountingServer server;
+    FILE* pipe = startChild(folder.file(), server.url(0));
+    std::array<char, 256> line{};
+    pid_t child = 0;
+    while (child == 0 && std::fgets(line.data(), line.size(), pipe) != nullptr)
+        static_cast<void>(std::sscanf(line.data(), "process %d", &child));
+    ASSERT_GT(child, 0);
+    while (server.requestCount() < 700)
+        std::this_thread::yield();
+    kill(child, SIGKILL);
+    pclose(pipe);
+    const auto deliveries = server.deliveries();
+    ASSERT_LT(deliveries.size(), 1900U) << "the pass had ended";
+    std::size_t repeated = 0;
+    const VKTPixels pending = managerOverFile(folder.file())->allPixels();
+    for (const auto& pixel : pending)
+        repeated += deliveries.count(pixel->url().absoluteString());
+    EXPECT_LE(repeated, 1U);
+    EXPECT_EQ(pending.size() + deliveries.size() - repeated, 2000U);
+}
+
 TEST(PixelsOnDisk, AKillLosesNoneThatWasAddedAndRepeatsNoneThatWasRecorded) {
     if (const char* path = std::getenv(fileVariable)) runChild(path, std::getenv(urlVariable));
 
-    const std::filesystem::path folder =
-        std::filesystem::path(testing::TempDir()) / ("vkt-pixels-" + std::to_string(getpid()));
-    std::filesystem::create_directory(folder);
-    const std::string file = folder / "pixels";
+    const PixelFolder folder;
+    const std::string file = folder.file();
     CountingServer server;
     std::mt19937 random(1);  // NOLINT(cert-msc51-cpp): the same kills in every run
     std::set<std::string> added;
@@ -140,16 +199,16 @@ TEST(PixelsOnDisk, AKillLosesNoneThatWasAddedAndRepeatsNoneThatWasRecorded) {
     }
     EXPECT_GT(recorded.size(), 100u);
 
-    const auto manager = managerOverFile(file);
+    auto manager = managerOverFile(file);
     while (!manager->allPixels().empty())
         waitForPass(*manager);
+    manager.reset();
     EXPECT_TRUE(managerOverFile(file)->allPixels().empty());
     const auto deliveries = server.deliveries();
     for (const std::string& url : added)
         EXPECT_TRUE(deliveries.contains(url)) << url;
     for (const auto& [url, count] : recorded)
         EXPECT_EQ(deliveries.at(url), count) << url;
-    std::filesystem::remove_all(folder);
 }
 
 }  // namespace

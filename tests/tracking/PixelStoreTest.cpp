@@ -15,6 +15,52 @@ namespace {
 
 using IDs = std::vector<std::uint32_t>;
 
+// A store that an embedder wrote before there were tables.
+class StoreWithoutTables final : public VKTKeyValueStore {
+  public:
+    explicit StoreWithoutTables(std::shared_ptr<VKTKeyValueStore> store) : store_(std::move(store)) {}
+
+    [[nodiscard]] std::optional<VKTValue> valueForKey(std::string_view key) const override {
+        return store_->valueForKey(key);
+    }
+    bool setValueForKey(const VKTValue& value, std::string_view key) override {
+        return store_->setValueForKey(value, key);
+    }
+
+  private:
+    const std::shared_ptr<VKTKeyValueStore> store_;
+};
+
+struct LogsAll : VKTLogDataSource {
+    bool logShouldLogMessageWithLevel(const VKTLog& /*logger*/, VKTLogLevel /*level*/) override {
+        return true;
+    }
+};
+
+// What is logged as long as this lives.
+class LogCapture {
+  public:
+    LogCapture() {
+        VKTLog::sharedInstance()->setDataSource(std::make_shared<LogsAll>());
+        testing::internal::CaptureStdout();
+    }
+    ~LogCapture() {
+        end();
+        VKTLog::sharedInstance()->setDataSource(nullptr);
+    }
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    std::string end() { return std::exchange(isEnded_, true) ? "" : testing::internal::GetCapturedStdout(); }
+
+  private:
+    bool isEnded_ = false;
+};
+
+std::ptrdiff_t lineCount(const std::string& text) {
+    return std::count(text.begin(), text.end(), '\n');
+}
+
 class PixelStore : public testing::Test {
   protected:
     [[nodiscard]] std::shared_ptr<VKTPixel> pixel(std::uint32_t ID, const char* url = "http://h/p",
@@ -32,6 +78,19 @@ class PixelStore : public testing::Test {
 
     [[nodiscard]] std::shared_ptr<VKTPixelStore> storeOnDisk() const {
         return VKTPixelStore::initWithProvider(provider_);
+    }
+
+    // As the next launch finds them.
+    [[nodiscard]] IDs idsAfterRestart(std::shared_ptr<VKTPixelStore>& store) {
+        store.reset();
+        provider_.reset();
+        provider_ = VKTPersistentPixelStoreProvider::initWithKeyValueStore(disk_);
+        return idsOf(storeOnDisk()->allPixels());
+    }
+
+    [[nodiscard]] std::shared_ptr<VKTPersistentPixelStoreProvider> listProvider() const {
+        return VKTPersistentPixelStoreProvider::initWithKeyValueStore(
+            std::make_shared<StoreWithoutTables>(disk_));
     }
 
     VKTTestPlatform test_ = vkt_makeTestPlatform();
@@ -128,55 +187,147 @@ TEST_F(PixelStore, DefaultProviderKeepsNothing) {
               "com.korvonet.coresdk.pixelManager.pixelList" + std::string(VKTFrameworkVersionString));
 }
 
-TEST_F(PixelStore, PersistentProviderBringsTheSavedListBackAndDropsOnlyWhatDoesNotBuild) {
-    const auto before = storeOnDisk();
-    for (const auto& added : {pixel(3, "http://h/a"), pixel(1, "http://h/b"), pixel(2, "http://h/c")})
-        before->addPixel(added);
-    EXPECT_TRUE(storeOnDisk()->allPixels().empty()) << "nothing is saved unasked";
-    EXPECT_TRUE(before->saveToDisk());
-    VKTPixels restored = storeOnDisk()->allPixels();
-    EXPECT_TRUE(std::equal(restored.begin(), restored.end(), before->allPixels().begin(),
-                           [](const auto& a, const auto& b) { return a->isEqualToPixel(*b); }));
-    EXPECT_EQ(idsOf(restored), (IDs{3, 1, 2}));
-
-    restored.insert(restored.begin() + 1, VKTPixel::initWithID(9, VKTURL(), {}, VKTPixelStatusPending));
-    restored.push_back(pixel(3, "http://h/again"));
-    provider_->savePixels(restored);
-    EXPECT_EQ(idsOf(storeOnDisk()->allPixels()), (IDs{3, 1, 2}));
-    provider_->savePixels({});
-    EXPECT_TRUE(storeOnDisk()->allPixels().empty());
+TEST_F(PixelStore, ASavedListComesBackInEitherForm) {
+    for (const auto& provider : {provider_, listProvider()}) {
+        const auto before = VKTPixelStore::initWithProvider(provider);
+        for (const auto& added : {pixel(3, "http://h/a"), pixel(1, "http://h/b"), pixel(2, "http://h/c")})
+            before->addPixel(added);
+        EXPECT_TRUE(VKTPixelStore::initWithProvider(provider)->allPixels().empty())
+            << "nothing is saved unasked";
+        EXPECT_TRUE(before->saveToDisk());
+        const VKTPixels restored = VKTPixelStore::initWithProvider(provider)->allPixels();
+        EXPECT_TRUE(std::equal(restored.begin(), restored.end(), before->allPixels().begin(),
+                               [](const auto& a, const auto& b) { return a->isEqualToPixel(*b); }));
+        EXPECT_EQ(idsOf(restored), (IDs{3, 1, 2}));
+        provider->savePixels({});
+        EXPECT_TRUE(VKTPixelStore::initWithProvider(provider)->allPixels().empty());
+    }
 }
 
-struct LogsAll : VKTLogDataSource {
-    bool logShouldLogMessageWithLevel(const VKTLog& /*logger*/, VKTLogLevel /*level*/) override {
-        return true;
+TEST_F(PixelStore, EntriesThatDoNotBuildAreDroppedWithOneLine) {
+    for (const auto& provider : {provider_, listProvider()}) {
+        const auto bad = VKTPixel::initWithID(9, VKTURL(), {}, VKTPixelStatusPending);
+        provider->savePixels({pixel(3), bad, pixel(1), bad, pixel(3, "http://h/again")});
+        LogCapture log;
+        EXPECT_EQ(idsOf(VKTPixelStore::initWithProvider(provider)->allPixels()), (IDs{3, 1}));
+        const std::string lines = log.end();
+        EXPECT_EQ(lineCount(lines), 1) << lines;
+        EXPECT_NE(lines.find("[WARNING] 2 of 5 kept pixels"), std::string::npos) << lines;
     }
-};
+}
+
+TEST_F(PixelStore, RecordsEachChangeByItself) {
+    auto store = storeOnDisk();
+    for (const std::uint32_t ID : {1U, 2U, 3U})
+        store->addPixel(pixel(ID));
+    store->saveToDisk();
+    store->deletePixel(*pixel(2));
+    store->updatePixel(pixel(1, "http://h/updated"));
+    store->addPixel(pixel(4, "http://h/p", std::chrono::seconds(5)));
+    store->addPixel(pixel(5));
+    store->deletePixel(*pixel(5));
+    EXPECT_TRUE(store->saveChanges());
+    EXPECT_EQ(idsAfterRestart(store), (IDs{3, 1, 4}));
+
+    auto next = storeOnDisk();
+    test_.clock->advance(VKTTimeInterval(6));
+    next->deleteObsoletePixels();
+    EXPECT_TRUE(next->saveChanges());
+    EXPECT_EQ(idsAfterRestart(next), (IDs{3, 1}));
+}
+
+TEST_F(PixelStore, ChangesThatCouldNotBeSavedAreSavedLater) {
+    auto store = storeOnDisk();
+    store->addPixel(pixel(1));
+    store->saveToDisk();
+    disk_->setFailsWrites(true);
+    store->addPixel(pixel(2));
+    store->deletePixel(*pixel(1));
+    EXPECT_FALSE(store->saveToDisk());
+    disk_->setFailsWrites(false);
+    store->addPixel(pixel(3));
+    EXPECT_TRUE(store->saveToDisk());
+    EXPECT_EQ(idsAfterRestart(store), (IDs{2, 3}));
+}
+
+TEST_F(PixelStore, PixelsThatCouldNotBeReadAtTheStartComeLater) {
+    provider_->savePixels({pixel(1), pixel(2)});
+    disk_->setFailsReads(true);
+    auto store = storeOnDisk();
+    EXPECT_TRUE(store->allPixels().empty());
+    disk_->setFailsReads(false);
+    store->addPixel(pixel(3));
+    EXPECT_TRUE(store->saveToDisk());
+    EXPECT_EQ(idsOf(store->allPixels()), (IDs{3, 1, 2}));
+    EXPECT_EQ(idsAfterRestart(store), (IDs{1, 2, 3}));
+}
+
+TEST_F(PixelStore, TakesOverAListOnceAndDropsThoseOfOtherVersions) {
+    listProvider()->savePixels({pixel(1), pixel(2)});
+    disk_->setValueForKey("old", "com.korvonet.coresdk.pixelManager.pixelList1.0");
+    disk_->setValueForKey("kept", "com.korvonet.coresdk.pixelManager");
+    auto store = storeOnDisk();
+    EXPECT_EQ(idsOf(store->allPixels()), (IDs{1, 2}));
+    EXPECT_EQ(disk_->keysWithPrefix(""), std::vector<std::string>{"com.korvonet.coresdk.pixelManager"});
+    store->deletePixel(*pixel(1));
+    store->saveToDisk();
+    EXPECT_EQ(idsAfterRestart(store), IDs{2});
+}
+
+TEST_F(PixelStore, ASecondOwnerIsRefusedAndKeepsNothing) {
+    provider_->savePixels({pixel(1)});
+    std::optional<VKTError> error;
+    LogCapture log;
+    const auto second = VKTPersistentPixelStoreProvider::initWithKeyValueStore(disk_, &error);
+    EXPECT_EQ(lineCount(log.end()), 1);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code(), VKTPixelStoreErrorOwnedByAnother);
+    const auto store = VKTPixelStore::initWithProvider(second);
+    EXPECT_TRUE(store->allPixels().empty());
+    EXPECT_TRUE(store->addPixel(pixel(2)));
+    EXPECT_FALSE(store->saveToDisk());
+    EXPECT_EQ(idsOf(storeOnDisk()->allPixels()), IDs{1});
+}
+
+// A box starts in 1970 and learns the time from the network.
+TEST_F(PixelStore, AClockThatIsSetNeitherEndsNorProlongsWhatThisProcessAdded) {
+    const VKTDate today = test_.clock->now();
+    for (const auto& [name, before, after] :
+         {std::tuple("forward", VKTDate{}, today), std::tuple("back", today, VKTDate{})}) {
+        test_.clock->setNow(before);
+        const auto store = VKTPixelStore::initWithProvider(std::make_shared<VKTPixelStoreProvider>());
+        store->addPixel(VKTPixel::initWithUrl(*VKTURL::URLWithString("http://h/day")));
+        test_.clock->setNow(after);
+        test_.clock->advance(VKTTimeInterval(86399));
+        EXPECT_EQ(store->validPendingPixels().size(), 1U) << name;
+        test_.clock->advance(VKTTimeInterval(1.001));
+        EXPECT_TRUE(store->validPendingPixels().empty()) << name;
+    }
+}
 
 TEST_F(PixelStore, SetsAsideWhatIsNoListWithOneLogLine) {
-    provider_->savePixels({pixel(1)});
-    const std::string list = disk_->valueForKey(provider_->pixelStoreKey())->asBytes()->bytes;
-    VKTLog::sharedInstance()->setDataSource(std::make_shared<LogsAll>());
+    const auto provider = listProvider();
+    const auto storeOfList = [&] { return VKTPixelStore::initWithProvider(provider); };
+    provider->savePixels({pixel(1)});
+    const std::string list = disk_->valueForKey(provider->pixelStoreKey())->asBytes()->bytes;
     for (const VKTValue& foreign :
          {VKTValue("text"), VKTValue(VKTBytes{""}), VKTValue(VKTBytes{list.substr(0, list.size() - 1)}),
           VKTValue(VKTBytes{vkt_archivedData(*pixel(1))}),
           VKTValue(VKTBytes{vkt_archiveData("VKTPixelList", {{"pixels", 1}})})}) {
-        disk_->setValueForKey(foreign, provider_->pixelStoreKey());
-        testing::internal::CaptureStdout();
-        const auto store = storeOnDisk();
-        EXPECT_TRUE(storeOnDisk()->allPixels().empty());
-        const std::string log = testing::internal::GetCapturedStdout();
-        EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
+        disk_->setValueForKey(foreign, provider->pixelStoreKey());
+        LogCapture log;
+        const auto store = storeOfList();
+        EXPECT_TRUE(storeOfList()->allPixels().empty());
+        EXPECT_EQ(lineCount(log.end()), 1);
         EXPECT_TRUE(store->addPixel(pixel(5)) && store->saveToDisk());
-        EXPECT_EQ(idsOf(storeOnDisk()->allPixels()), IDs{5});
-        EXPECT_EQ(disk_->valueForKey(provider_->damagedPixelStoreKey()), foreign);
+        EXPECT_EQ(idsOf(storeOfList()->allPixels()), IDs{5});
+        EXPECT_EQ(disk_->valueForKey(provider->damagedPixelStoreKey()), foreign);
     }
-    disk_->setValueForKey("text", provider_->pixelStoreKey());
+    disk_->setValueForKey("text", provider->pixelStoreKey());
     disk_->setFailsWrites(true);
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(storeOnDisk()->allPixels().empty());
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("nor move them"), std::string::npos);
-    VKTLog::sharedInstance()->setDataSource(nullptr);
+    LogCapture log;
+    EXPECT_TRUE(storeOfList()->allPixels().empty());
+    EXPECT_NE(log.end().find("nor move them"), std::string::npos);
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "PixelLedger.h"
 
-#include <algorithm>
-
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 
 std::string PixelRecord::outcome() const {
@@ -11,32 +9,32 @@ std::string PixelRecord::outcome() const {
 
 std::optional<VKTPixels> PixelLedger::loadPixels() {
     auto pixels = provider_->loadPixels();
-    const std::lock_guard lock(mutex_);
-    for (const auto& pixel : pixels.value_or(VKTPixels()))
-        add(*pixel);
+    if (pixels) addAll(*pixels);
     return pixels;
 }
 
-// New pixels stand at the list's end.
-bool PixelLedger::savePixels(const VKTPixels& pixels) {
-    {
-        const std::lock_guard lock(mutex_);
-        const auto lastKnown = std::find_if(pixels.rbegin(), pixels.rend(), [this](const auto& pixel) {
-            return placesByID_.contains(pixel->ID());
-        });
-        for (auto pixel = lastKnown.base(); pixel != pixels.end(); ++pixel)
-            add(**pixel);
-    }
-    return provider_->savePixels(pixels);
+bool PixelLedger::saveChanges(const VKTPixels& removed, const VKTPixels& added) {
+    addAll(added);
+    return changes_ == nullptr || changes_->saveChanges(removed, added);
 }
 
-void PixelLedger::add(const VKTPixel& pixel) {
-    if (!placesByID_.emplace(pixel.ID(), records_.size()).second) return;
-    PixelRecord record;
-    record.url = pixel.url().absoluteString();
-    record.expirationDate = pixel.expirationDate();
-    pendingByURL_[record.url].emplace(0, records_.size());
-    records_.push_back(std::move(record));
+VKTPixels PixelLedger::takeLatePixels() {
+    VKTPixels pixels = changes_ == nullptr ? VKTPixels() : changes_->takeLatePixels();
+    addAll(pixels);
+    return pixels;
+}
+
+// Those that are known are skipped: changes that could not be saved come again.
+void PixelLedger::addAll(const VKTPixels& pixels) {
+    const std::lock_guard lock(mutex_);
+    for (const auto& pixel : pixels) {
+        if (!placesByID_.emplace(pixel->ID(), records_.size()).second) continue;
+        PixelRecord record;
+        record.url = pixel->url().absoluteString();
+        record.expirationDate = pixel->expirationDate();
+        pendingByURL_[record.url].emplace(0, records_.size());
+        records_.push_back(std::move(record));
+    }
 }
 
 std::vector<std::size_t> PixelLedger::claim(const std::string& event, std::size_t most) {

@@ -35,14 +35,17 @@ struct PixelRecord {
 ///
 /// Any thread, but pixels are added and claimed on one thread only: that is how a pixel is ascribed to the
 /// event that it was made for.
-class PixelLedger : public VKTPixelStoreProviderProtocol {
+class PixelLedger : public VKTPixelStoreChangesProviderProtocol {
   public:
-    /// The provider must not be null.
+    /// The provider must not be null, and takes changes or keeps nothing.
     explicit PixelLedger(std::shared_ptr<VKTPixelStoreProviderProtocol> provider)
-        : provider_(std::move(provider)) {}
+        : provider_(std::move(provider)),
+          changes_(dynamic_cast<VKTPixelStoreChangesProviderProtocol*>(provider_.get())) {}
 
     std::optional<VKTPixels> loadPixels() override;
-    bool savePixels(const VKTPixels& pixels) override;
+    bool savePixels(const VKTPixels& pixels) override { return provider_->savePixels(pixels); }
+    bool saveChanges(const VKTPixels& removed, const VKTPixels& added) override;
+    VKTPixels takeLatePixels() override;
     [[nodiscard]] std::string pixelStoreKey() const override { return provider_->pixelStoreKey(); }
 
     /// The oldest pixels that have not been claimed, `most` of them or all; they become the event's.
@@ -56,9 +59,10 @@ class PixelLedger : public VKTPixelStoreProviderProtocol {
     [[nodiscard]] std::vector<PixelRecord> records() const;  ///< all, a copy
 
   private:
-    void add(const VKTPixel& pixel);
+    void addAll(const VKTPixels& pixels);
 
     const std::shared_ptr<VKTPixelStoreProviderProtocol> provider_;
+    VKTPixelStoreChangesProviderProtocol* const changes_;  // the same, or null
     mutable std::mutex mutex_;
     std::vector<PixelRecord> records_;
     std::unordered_map<std::uint32_t, std::size_t> placesByID_;
