@@ -223,7 +223,8 @@ void SQLiteStore::connect(int milliseconds, Problems& problems) const {
     const int previous = std::exchange(openResult_, result);
     if (result == SQLITE_OK) return flush(problems);
     nextAttempt_ = Clock::now() + pauseBeforeNextAttempt;
-    const bool isPerhapsReadable = !isDamage(result) && result != SQLITE_MISMATCH && use_ == VKTStoreToChange;
+    if (use_ == VKTStoreToChange && care_ == LeavesAlone) connection_.reset();  // it cannot do its work
+    const bool isPerhapsReadable = !isDamage(result) && result != SQLITE_MISMATCH && care_ == SetsAside;
     if (!connection_ && isPerhapsReadable) openSnapshot();
     if (result == previous) return;
     if (care_ == LeavesAlone && !connection_) {
