@@ -27,6 +27,7 @@ void readEvents(const std::string& document);
 void addParseBenchmarks();
 void addNetworkBenchmarks();
 void addPixelBenchmarks();
+void addDurableBenchmarks();
 void addTrackingBenchmarks();
 void addPrivacyBenchmarks();
 void addConfigBenchmarks();

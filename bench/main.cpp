@@ -149,6 +149,7 @@ int main(int argc, char** argv) {
     addParseBenchmarks();
     addNetworkBenchmarks();
     addPixelBenchmarks();
+    addDurableBenchmarks();
     addTrackingBenchmarks();
     addPrivacyBenchmarks();
     addConfigBenchmarks();

@@ -21,15 +21,15 @@ constexpr const char* createSQL =
     "PRAGMA user_version = 1;"
     "COMMIT";
 
-// For small flash: what is deleted is not overwritten, and the log is written into the database after 32
+// For small flash: what is deleted is not overwritten, and the log is written into the database after 64
 // pages of 4 KB, which bounds what a partition has to have free. With a write-ahead log, NORMAL keeps every
 // commit when the process dies; a power cut may cost the commits since the log was last written out, and
 // leaves the file whole.
 constexpr const char* settingsSQL =
     "PRAGMA synchronous = NORMAL;"
     "PRAGMA secure_delete = OFF;"
-    "PRAGMA wal_autocheckpoint = 32;"
-    "PRAGMA journal_size_limit = 131072";
+    "PRAGMA wal_autocheckpoint = 64;"
+    "PRAGMA journal_size_limit = 270336";
 
 constexpr const char* readSQL = "SELECT archive FROM archives WHERE key = ?1";
 constexpr const char* writeSQL =
