@@ -142,6 +142,10 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
     }
     bool replaceFile(int damage, Problems& problems) const VKT_REQUIRES(mutex_);
     void replaceDamaged(int damage, Problems& problems) const VKT_REQUIRES(mutex_);
+    // A snapshot does not know what stands in the log of a process that keeps the file for itself.
+    [[nodiscard]] bool isPartial() const VKT_REQUIRES(mutex_) {
+        return access_ == VKTSQLiteSnapshot && (!snapshotState_ || snapshotState_->logSize > 0);
+    }
     [[nodiscard]] bool isReplaced() const VKT_REQUIRES(mutex_) {
         return access_ == VKTSQLiteToChange && vkt_identityOfFile(path_) != identity_;
     }
@@ -387,9 +391,7 @@ VKTStoredValue SQLiteStore::readFromFile(std::string_view key, Exactness exactne
     VKTSQLiteRecord record;
     const int result = perform(Reading, problems,
                                [&](VKTSQLiteConnection& connection) { return connection.read(key, record); });
-    // A snapshot does not know what stands in the log of a process that keeps the file for itself.
-    const bool isPartial = access_ == VKTSQLiteSnapshot && (!snapshotState_ || snapshotState_->logSize > 0);
-    if (result != SQLITE_DONE || (isPartial && exactness == Exactly))
+    if (result != SQLITE_DONE || (isPartial() && exactness == Exactly))
         return {VKTStoredValue::Unreadable, VKTValue()};
     if (record.state == VKTSQLiteRecord::Sound) return {VKTStoredValue::Present, std::move(record.value)};
     if (record.state == VKTSQLiteRecord::Damaged) {
@@ -531,6 +533,7 @@ std::optional<std::vector<VKTRecord>> SQLiteStore::records(const std::string& ta
             // A table that nobody has made yet has no records.
             return reading == SQLITE_ERROR ? SQLITE_DONE : reading;
         });
+        if (isPartial()) result = SQLITE_BUSY;
     }
     tell(problems);
     return result == SQLITE_DONE ? std::optional(std::move(records)) : std::nullopt;
