@@ -155,7 +155,8 @@ TEST_F(StoreFile, ALockedFileIsNotTakenForAnEmptyOne) {
     const VKTDictionary report = parsed(privacy.out);
     EXPECT_EQ(valueOf(report, "canSendIDs"), VKTValue(false));
     EXPECT_EQ(valueOf(report, "canSendLocation"), VKTValue(false));
-    EXPECT_NE(privacy.out.find("no signal of the file can be read"), std::string::npos) << privacy.out;
+    EXPECT_NE(privacy.out.find("what the file holds of consent cannot be read"), std::string::npos)
+        << privacy.out;
     const Outcome pixels = run("pixels --store " + path_);
     EXPECT_EQ(pixels.status, 3);
     EXPECT_EQ(pixels.out, "");

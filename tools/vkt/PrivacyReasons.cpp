@@ -325,23 +325,26 @@ std::string reasonOfType(VKTIdentityType type) {
 
 std::vector<std::string> unreadableSignals(const VKTIdentity& identity,
                                            const VKTPropertyCacheManager& store) {
-    const std::string cause = " (damaged, or locked by another program)";
-    const std::string advice = "; close what else uses the file and try again, or ";
+    const auto fault = [](std::string what, const std::string& consequence, const char* remedy) {
+        return what.append(" cannot be read (damaged, or locked by another program), so ")
+            .append(consequence)
+            .append("; close what else uses the file and try again, or ")
+            .append(remedy);
+    };
     Texts faults;
-    for (const auto& key : textSignals)
-        if (isUnreadable(store, key)) faults.emplace_back(key);
-    for (const auto& key : numberSignals)
-        if (isUnreadable(store, key)) faults.emplace_back(key);
-    for (std::string& fault : faults)
-        fault += " cannot be read" + cause + ", so every decision that asks for it refuses" + advice +
-                 "store the signal anew with --set";
+    const auto check = [&](std::string_view key) {
+        if (isUnreadable(store, key))
+            faults.push_back(fault(std::string(key), "every decision that asks for it refuses",
+                                   "store the signal anew with --set"));
+    };
+    std::for_each(textSignals.begin(), textSignals.end(), check);
+    std::for_each(numberSignals.begin(), numberSignals.end(), check);
     if (faults.size() == textSignals.size() + numberSignals.size())
-        faults = {"no signal of the file can be read" + cause +
-                  ", so neither identifiers nor location may be sent" + advice + "restore the file"};
+        faults = {fault("what the file holds of consent", "neither identifiers nor location may be sent",
+                        "restore the file")};
     if (identity.transientId() && identity.identityProvider()->readTransientID().isUnreadable)
-        faults.push_back("the transient ID cannot be read" + cause +
-                         ", so the one that is shown stands in for it and is not stored" + advice +
-                         "delete the file");
+        faults.push_back(fault("the transient ID", "the one that is shown stands in and is not stored",
+                               "delete the file"));
     return faults;
 }
 
