@@ -218,7 +218,7 @@ TEST_F(StoreFaults, ANamedDatabaseIsKnownWhileItsFirstPageIsInTheLog) {
             std::filesystem::copy_file(folder_.path() + suffix, path + suffix);
         return path;
     };
-    const auto open = [this](const std::string& path, VKTStoreUse use) {
+    const auto open = [](const std::string& path, VKTStoreUse use) {
         return vkt_openSQLiteKeyValueStore(path, use, nullptr) != nullptr;
     };
     {
