@@ -125,6 +125,11 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
         VKT_REQUIRES(mutex_);
     void flush(Problems& problems) const VKT_REQUIRES(mutex_);
     void flushAtTheEnd();
+
+    // No lock: a thread of the parent may have held it when the child was made, where it is never released.
+    void abandonInChild() VKT_THREAD_ATTRIBUTE(no_thread_safety_analysis) {
+        if (connection_) connection_->abandon();
+    }
     template <typename Operation>
     int perform(Direction direction, Problems& problems, const Operation& operation) const
         VKT_REQUIRES(mutex_);
@@ -459,7 +464,7 @@ void SQLiteStore::flush(Problems& problems) const {
 
 void SQLiteStore::flushAtTheEnd() {
     if (isForked()) {
-        if (connection_) connection_->abandon();
+        abandonInChild();
         return;
     }
     Problems problems;
@@ -548,11 +553,12 @@ std::optional<std::vector<std::int64_t>> SQLiteStore::change(const std::string& 
     int result = SQLITE_OK;
     {
         VKTLock lock(mutex_);
+        const std::string family = tables_.at(table);
         result = perform(Writing, problems, [&](VKTSQLiteConnection& connection) {
             const int changing = connection.change(table, removed, added, numbers);
             if (changing != SQLITE_ERROR) return changing;
             // The file was out of reach when the table was to be made.
-            connection.makeTable(table, tables_.at(table));
+            connection.makeTable(table, family);
             return connection.change(table, removed, added, numbers);
         });
     }
