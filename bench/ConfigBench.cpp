@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -89,7 +88,7 @@ double faultsOfChild(std::string_view argument, std::string path) {
     rusage usage{};
     if (posix_spawn(&child, program.c_str(), nullptr, nullptr, arguments.data(), environ) != 0 ||
         wait4(child, &status, 0, &usage) != child || status != 0)
-        std::abort();
+        fail("the child process " + option + " failed");
     return static_cast<double>(usage.ru_minflt + usage.ru_majflt);
 }
 

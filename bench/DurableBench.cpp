@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -45,7 +44,6 @@ std::string fileNamed(const std::string& name) {
 std::shared_ptr<VKTPixelManager> durableManager(const std::string& file) {
     const auto store = VKTPlatform::current().makeKeyValueStore(file, [](const std::string& problem) {
         std::fprintf(stderr, "%s\n", problem.c_str());
-        std::abort();
     });
     return VKTPixelManager::initWithPixelStore(
         VKTPixelStore::initWithProvider(VKTPersistentPixelStoreProvider::initWithKeyValueStore(store)),
@@ -64,7 +62,7 @@ std::size_t bytesWritten() {
     while (file >> name >> value) {
         if (name == "wchar:") return value;
     }
-    std::abort();
+    fail("/proc/self/io does not say what was written");
 }
 
 // So many pixels that wait; one more comes and goes.
@@ -134,10 +132,10 @@ class BareSQLite {
 
   private:
     void run(const char* sql) {
-        if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) std::abort();
+        if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail(sqlite3_errmsg(database_));
     }
     void insert() {
-        if (sqlite3_step(insert_) != SQLITE_DONE) std::abort();
+        if (sqlite3_step(insert_) != SQLITE_DONE) fail(sqlite3_errmsg(database_));
         sqlite3_reset(insert_);
     }
 
@@ -170,7 +168,7 @@ void passOver(VKTPixelManager& manager, const VKTURL& url) {
     std::promise<void> ended;
     manager.callPixelsWithCompletionHandler([&] { ended.set_value(); });
     ended.get_future().wait();
-    if (!manager.allPixels().empty()) std::abort();
+    if (!manager.allPixels().empty()) fail("the pass left pixels behind");
 }
 
 }  // namespace

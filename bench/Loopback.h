@@ -5,9 +5,10 @@
 #include <httplib.h>
 #include <sched.h>
 
-#include <cstdlib>
 #include <string>
 #include <thread>
+
+#include "Pairs.h"
 
 // A server is never on the client's core, and the scheduler's changing mind about it is worth a factor of
 // two.
@@ -71,7 +72,7 @@ class BareCurl {
     const std::string& get(const std::string& url) {
         body_.clear();
         curl_easy_setopt(handle_, CURLOPT_URL, url.c_str());
-        if (curl_easy_perform(handle_) != CURLE_OK || body_.empty()) std::abort();
+        if (curl_easy_perform(handle_) != CURLE_OK || body_.empty()) fail("no answer from " + url);
         return body_;
     }
 

@@ -34,13 +34,13 @@ struct Listener : MeasurementObserver {
         hasStarted = hasStarted || type == "sessionStart";
     }
     void scriptFailed(const ScriptIdentity&, const VKTError& error) override {
-        std::fprintf(stderr, "the verification script: %s\n", error.localizedDescription()->c_str());
-        std::abort();
+        failure = "the verification script: " + error.localizedDescription().value_or("no description");
     }
     void scriptEnded(const ScriptIdentity&) override { hasEnded = true; }
 
     bool hasStarted = false;
     bool hasEnded = false;
+    std::string failure;  // empty: none
 };
 
 struct Measured {
@@ -57,9 +57,12 @@ struct Measured {
     std::shared_ptr<Listener> listener = std::make_shared<Listener>();
 };
 
-void runUntil(const bool& done) {
+void runUntil(const Listener& listener, const bool& done) {
     constexpr VKTTimeInterval limit{10};
-    if (!VKTPlatform::current().mainRunLoop->runUntil([&] { return done; }, limit)) std::abort();
+    const auto isOver = [&] { return done || !listener.failure.empty(); };
+    const bool isInTime = VKTPlatform::current().mainRunLoop->runUntil(isOver, limit);
+    if (!listener.failure.empty()) fail(listener.failure);
+    if (!isInTime) fail("nothing was heard of the verification script for 10 seconds");
 }
 
 std::shared_ptr<AdSession> makeSession(Measured& measured) {
@@ -76,7 +79,7 @@ std::shared_ptr<AdSession> makeSession(Measured& measured) {
 
 void endSession(Measured& measured, const std::shared_ptr<AdSession>& session) {
     session->finish();
-    runUntil(measured.listener->hasEnded);
+    runUntil(*measured.listener, measured.listener->hasEnded);
 }
 
 double seconds(clockid_t clock) {
@@ -90,7 +93,7 @@ double startSession(Measured& measured, clockid_t clock) {
     const double begin = seconds(clock);
     const auto session = makeSession(measured);
     session->start();
-    runUntil(measured.listener->hasStarted);
+    runUntil(*measured.listener, measured.listener->hasStarted);
     const double end = seconds(clock);
     endSession(measured, session);
     return end - begin;
@@ -103,7 +106,8 @@ double startProcessAndGet(BareCurl& curl, const std::string& url) {
     const std::array<char*, 2> arguments{program.data(), nullptr};
     pid_t child = 0;
     int status = 0;
-    if (posix_spawn(&child, program.c_str(), nullptr, nullptr, arguments.data(), environ) != 0) std::abort();
+    if (posix_spawn(&child, program.c_str(), nullptr, nullptr, arguments.data(), environ) != 0)
+        fail("/bin/true cannot be started");
     curl.get(url);
     waitpid(child, &status, 0);
     return seconds(CLOCK_MONOTONIC) - begin;
@@ -125,20 +129,20 @@ std::string child() {
         std::ifstream file(thread.path() / "children");
         if (std::string process; file >> process) return process;
     }
-    std::abort();
+    fail("the script has no process");
 }
 
 void printMemory(Measured& measured) {
     endSession(measured, [&] {
         const auto session = makeSession(measured);
         session->start();
-        runUntil(measured.listener->hasStarted);
+        runUntil(*measured.listener, measured.listener->hasStarted);
         return session;
     }());
     const long before = privateKilobytes("self");
     const auto session = makeSession(measured);
     session->start();
-    runUntil(measured.listener->hasStarted);
+    runUntil(*measured.listener, measured.listener->hasStarted);
     std::fprintf(stderr, "om_session_start: %ld KB more in the player, %ld KB in the script's process\n",
                  privateKilobytes("self") - before, privateKilobytes(child()));
     endSession(measured, session);
@@ -178,7 +182,7 @@ void visitAll(Page& page) {
         area += view->frame().area();
         view->appendSubviewsTo(page.views);
     }
-    if (area == 0) std::abort();
+    if (area == 0) fail("the views have no area");
 }
 
 }  // namespace
@@ -200,12 +204,15 @@ void addMeasurementBenchmarks() {
         "om_session_blocked", [] { return startSession(measured, CLOCK_THREAD_CPUTIME_ID); },
         [] { return 1e-3; });
     static Page page;
+    // Twice: the walker fills two records in turn, and each takes its memory with its first look.
+    page.walker.look(page.adView, true, {});
     page.walker.look(page.adView, true, {});
     addPair(
         "om_geometry_1000_views",
         [] {
             const std::size_t before = allocationCount();
-            if (page.walker.look(page.adView, true, {}) || allocationCount() != before) std::abort();
+            if (page.walker.look(page.adView, true, {})) fail("a look at what stands still saw a change");
+            if (allocationCount() != before) fail("a look at what stands still asks for memory");
         },
         [] { visitAll(page); });
 }

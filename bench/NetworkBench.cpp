@@ -1,5 +1,4 @@
 // Requests through the library, beside bare libcurl on a reused connection to the same loopback server.
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -45,7 +44,7 @@ void resolveChain(const VKTURL& url) {
     const auto manager = VKTVASTManager::initWithDelegate(player, player, nullptr, VKTVASTManagerConfig());
     manager->createAdsStoreWithXML(std::nullopt, url, VKTTimeInterval(5));
     const auto response = manager->nextAdWithTimeout(VKTTimeInterval(5), false);
-    if (!response.ad || player->depth != chainLength - 1) std::abort();
+    if (!response.ad || player->depth != chainLength - 1) fail("the chain did not lead to its ad");
 }
 
 }  // namespace
@@ -61,7 +60,7 @@ void addNetworkBenchmarks() {
         "get_sync",
         [last] {
             const auto response = VKTURLSession::sharedInstance()->synchronousDataRequestWithURL(last);
-            if (!response.data() || response.data()->empty()) std::abort();
+            if (!response.data() || response.data()->empty()) fail("no answer from " + last.absoluteString());
         },
         [last] { curl.get(last.absoluteString()); });
     // What the chain costs before any of our code: the same requests, and the reader over each answer.

@@ -5,6 +5,10 @@
 #include <functional>
 #include <string>
 
+/// Ends the row in which it is called, and its repetitions, with a reason; the others go on. For the thread
+/// that runs the work: what happens on another, or in a callback, is noted and told afterwards.
+[[noreturn]] void fail(const std::string& reason);
+
 /// Registers "NAME/ours" and "NAME/limit". Each function does the work once.
 void addPair(const std::string& name, std::function<void()> ours, std::function<void()> limit);
 

@@ -1,7 +1,6 @@
 // Bytes to model, beside the XML reader with empty handlers on the same bytes.
 #include <expat.h>
 
-#include <cstdlib>
 #include <memory>
 
 #include "Documents.h"
@@ -18,7 +17,8 @@ Document shared(std::string text) {
 
 void parseModel(const Document& document, std::size_t expectedAds) {
     const auto response = VKTVASTParser::parseXMLAndGenerateVASTObjectModel(*document);
-    if (!response.model || response.model->ads().size() != expectedAds) std::abort();
+    if (!response.model || response.model->ads().size() != expectedAds)
+        fail("the document was read to another number of ads");
 }
 
 void addParsePair(const std::string& name, const Document& document, std::size_t ads) {
@@ -45,7 +45,7 @@ void readEvents(const std::string& document) {
         parser, [](void*) {}, [](void*) {});
     XML_SetCommentHandler(parser, [](void*, const XML_Char*) {});
     if (XML_Parse(parser, document.data(), static_cast<int>(document.size()), 1) != XML_STATUS_OK)
-        std::abort();
+        fail("expat does not read the document");
     XML_ParserFree(parser);
 }
 

@@ -1,5 +1,4 @@
 // Sending and keeping pixels.
-#include <cstdlib>
 #include <future>
 #include <memory>
 #include <string>
@@ -20,7 +19,7 @@ void passOver(VKTPixelManager& manager, const VKTURL& url) {
     std::promise<void> ended;
     manager.callPixelsWithCompletionHandler([&] { ended.set_value(); });
     ended.get_future().wait();
-    if (!manager.allPixels().empty()) std::abort();
+    if (!manager.allPixels().empty()) fail("the pass left pixels behind");
 }
 
 void addFindAndDelete(int count) {
@@ -30,11 +29,11 @@ void addFindAndDelete(int count) {
         store->addPixel(VKTPixel::initWithUrl(url));
     const VKTPixels pixels = store->allPixels();
     for (const auto& pixel : pixels) {
-        if (store->pixelWithID(pixel->ID()) != pixel) std::abort();
+        if (store->pixelWithID(pixel->ID()) != pixel) fail("the store does not find its pixel");
     }
     for (const auto& pixel : pixels)
         store->deletePixel(*pixel);
-    if (!store->allPixels().empty()) std::abort();
+    if (!store->allPixels().empty()) fail("the store kept a pixel that was deleted");
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // Deciding what may be sent.
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -34,10 +33,10 @@ void addPrivacyBenchmarks() {
     addPair(
         "consent_decision",
         [identity = VKTIdentity::initWithHashed(false, false)] {
-            if (!identity->canSendIDs()) std::abort();
+            if (!identity->canSendIDs()) fail("the decision is not to send");
         },
         [store] {
             for (const std::string_view key : keysOfADecision)
-                if (!store->objectForKey(key)) std::abort();
+                if (!store->objectForKey(key)) fail("the store has not " + std::string(key));
         });
 }

@@ -53,7 +53,7 @@ std::shared_ptr<VKTVideoTrackingEventManager> managerOf(const Events& events) {
 // The least that filling can cost: the result written once and looked through once for what to fill.
 void copyAndScan(const std::string& result, std::string& room) {
     std::memcpy(room.data(), result.data(), result.size());
-    if (std::memchr(room.data(), '\0', result.size()) != nullptr) std::abort();
+    if (std::memchr(room.data(), '\0', result.size()) != nullptr) fail("the filled URL has a zero byte");
 }
 
 // The least that a call can cost: one comparison behind a pointer.
@@ -67,13 +67,14 @@ void addTrackingBenchmarks() {
     const VKTURL url = templateURL();
     const auto manager = managerOf({});
     const std::string result = manager->finalEventURLWithURL(url, {}, {}).absoluteString();
-    if (result.find("%5B") != std::string::npos || url.absoluteString().size() != 300) std::abort();
+    if (result.find("%5B") != std::string::npos || url.absoluteString().size() != 300)
+        fail("the template is not of 300 bytes, or not all of it is filled");
     addPair(
         "macro_fill_x1000",
         [manager, url, result] {
             for (int i = 0; i < batch; ++i) {
                 if (manager->finalEventURLWithURL(url, {}, {}).absoluteString().size() != result.size())
-                    std::abort();
+                    fail("a URL was filled otherwise than the first one");
             }
         },
         [result, room = std::string(result.size(), ' ')]() mutable {
@@ -88,12 +89,13 @@ void addTrackingBenchmarks() {
             const std::size_t before = allocations;
             for (int i = 0; i < batch; ++i)
                 player->playbackProgressedToTime(i / 100.0, {});
-            if (player->videoEvents().size() != 1 || allocations != before) std::abort();
+            if (player->videoEvents().size() != 1) fail("a progress call fired what was not due");
+            if (allocations != before) fail("a progress call that finds nothing due asks for memory");
         },
         [due = &isDue, offset = 30.0] {
             bool (*volatile indirect)(const double&, double) = due;
             for (int i = 0; i < batch; ++i) {
-                if (indirect(offset, i / 100.0)) std::abort();
+                if (indirect(offset, i / 100.0)) fail("the comparison is wrong");
             }
         });
 }

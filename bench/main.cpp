@@ -1,12 +1,15 @@
 // vkt_bench [--json] [Google Benchmark flags]: each benchmark beside its raw limit. With --json it prints one
 // object: name -> {"ours_us", "limit_us", "ratio"}; page faults, under names in _faults, are {"ours",
-// "limit", "ratio"}.
+// "limit", "ratio"}. A row that fails is told on standard error and left out; the exit status is then 1.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <memory>
+#include <optional>
+#include <set>
 #include <string_view>
 #include <vector>
 
@@ -24,9 +27,11 @@ class PairReporter : public benchmark::BenchmarkReporter {
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
             if (run.error_occurred) {
-                std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
-                             run.error_message.c_str());
-                hasFailed_ = true;
+                const std::string& name = run.run_name.function_name;
+                if (failed_.insert(name).second)
+                    std::fprintf(stderr, "%s: %s\n", name.c_str(), run.error_message.c_str());
+                values_.erase(name);
+                values_.erase(nameOfFaults(name));
             } else if (run.run_type == Run::RT_Iteration) {
                 const std::string& name = run.run_name.function_name;
                 values_[name].push_back(run.GetAdjustedRealTime());
@@ -37,7 +42,8 @@ class PairReporter : public benchmark::BenchmarkReporter {
     }
 
     void print(bool asJSON) const {
-        const char* separator = "{\n";
+        const char* const opening = "{\n";
+        const char* separator = opening;
         if (!asJSON) std::printf("%-26s %12s %12s %8s\n", "", "ours, us", "limit, us", "ratio");
         for (const auto& [name, values] : values_) {
             const std::size_t suffix = name.rfind("/ours");
@@ -56,10 +62,10 @@ class PairReporter : public benchmark::BenchmarkReporter {
                 std::printf("%-26s %12.2f %12.2f %8.2f\n", pair.c_str(), ours, limit, ours / limit);
             }
         }
-        if (asJSON) std::printf("\n}\n");
+        if (asJSON) std::printf("%s}\n", separator == opening ? opening : "\n");
     }
 
-    [[nodiscard]] bool hasFailed() const { return hasFailed_; }
+    [[nodiscard]] bool hasFailed() const { return !failed_.empty(); }
 
   private:
     static double median(std::vector<double> values) {
@@ -71,19 +77,34 @@ class PairReporter : public benchmark::BenchmarkReporter {
     static std::string nameOfFaults(std::string name) { return name.insert(name.rfind('/'), "_faults"); }
 
     std::map<std::string, std::vector<double>> values_;
-    bool hasFailed_ = false;
+    std::set<std::string> failed_;
 };
 
+struct RowFailure {
+    std::string reason;
+};
+
+// One that has failed is not repeated: what it waited for in vain would be waited for again.
 template <typename Run>
-void registerRun(const std::string& name, Run run) {
-    benchmark::RegisterBenchmark(name.c_str(), std::move(run))->Unit(benchmark::kMicrosecond)->UseRealTime();
+benchmark::internal::Benchmark* registerRun(const std::string& name, Run run) {
+    auto failure = std::make_shared<std::optional<RowFailure>>();
+    const auto guarded = [run = std::move(run), failure](benchmark::State& state) {
+        try {
+            if (*failure) throw **failure;
+            run(state);
+        } catch (const RowFailure& thrown) {
+            *failure = thrown;
+            state.SkipWithError(thrown.reason.c_str());
+        }
+    };
+    return benchmark::RegisterBenchmark(name.c_str(), guarded)->Unit(benchmark::kMicrosecond);
 }
 
 void addOne(const std::string& name, std::function<void()> work) {
     registerRun(name, [work = std::move(work)](benchmark::State& state) {
         for ([[maybe_unused]] auto _ : state)
             work();
-    });
+    })->UseRealTime();
 }
 
 void addOneWithFaults(const std::string& name, std::function<double()> work) {
@@ -92,17 +113,25 @@ void addOneWithFaults(const std::string& name, std::function<double()> work) {
         for ([[maybe_unused]] auto _ : state)
             faults += work();
         state.counters[faultsCounter] = benchmark::Counter(faults, benchmark::Counter::kAvgIterations);
-    });
+    })->UseRealTime();
 }
 
 void addOneTimed(const std::string& name, std::function<double()> work) {
-    benchmark::RegisterBenchmark(name.c_str(),
-                                 [work = std::move(work)](benchmark::State& state) {
-                                     for ([[maybe_unused]] auto _ : state)
-                                         state.SetIterationTime(work());
-                                 })
-        ->Unit(benchmark::kMicrosecond)
-        ->UseManualTime();
+    registerRun(name, [work = std::move(work)](benchmark::State& state) {
+        for ([[maybe_unused]] auto _ : state)
+            state.SetIterationTime(work());
+    })->UseManualTime();
+}
+
+// True unless the rows could not be made ready.
+bool addAll(void (*add)(), const char* name) {
+    try {
+        add();
+        return true;
+    } catch (const RowFailure& failure) {
+        std::fprintf(stderr, "the %s rows: %s\n", name, failure.reason.c_str());
+        return false;
+    }
 }
 
 // Keeps freed memory in the process: what a fresh heap costs in page faults is the kernel's, and would be
@@ -115,6 +144,10 @@ void keepFreedMemory() {
 }
 
 }  // namespace
+
+void fail(const std::string& reason) {
+    throw RowFailure{reason};
+}
 
 void addPair(const std::string& name, std::function<void()> ours, std::function<void()> limit) {
     addOne(name + "/ours", std::move(ours));
@@ -146,16 +179,16 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&count, arguments.data());
     if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
 
-    addParseBenchmarks();
-    addNetworkBenchmarks();
-    addPixelBenchmarks();
-    addDurableBenchmarks();
-    addTrackingBenchmarks();
-    addPrivacyBenchmarks();
-    addConfigBenchmarks();
-    addMeasurementBenchmarks();
+    bool isReady = addAll(addParseBenchmarks, "parse");
+    isReady &= addAll(addNetworkBenchmarks, "network");
+    isReady &= addAll(addPixelBenchmarks, "pixel");
+    isReady &= addAll(addDurableBenchmarks, "durable");
+    isReady &= addAll(addTrackingBenchmarks, "tracking");
+    isReady &= addAll(addPrivacyBenchmarks, "privacy");
+    isReady &= addAll(addConfigBenchmarks, "config");
+    isReady &= addAll(addMeasurementBenchmarks, "measurement");
     PairReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     reporter.print(asJSON);
-    return reporter.hasFailed() ? 1 : 0;
+    return isReady && !reporter.hasFailed() ? 0 : 1;
 }

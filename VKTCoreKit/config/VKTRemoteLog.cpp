@@ -1,7 +1,6 @@
 #include "VKTCoreKit/config/VKTRemoteLog.h"
 
 #include <algorithm>
-#include <limits>
 #include <tuple>
 
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -38,7 +37,7 @@ VKTDictionary VKTRemoteLog::toLogJSONDictionary() const {
     VKTDictionary inner;
     if (!category.empty()) inner.set("category", category);
     inner.set("level", stringFromLogLevel(level));
-    inner.set("samplingRate", vkt_valueOfSamplingRate(samplingRate));
+    inner.set("samplingRate", samplingRate);
     if (isThere(type)) inner.set("type", *type);
     if (isThere(metricType) && isThere(metricValue)) {
         inner.set("metricType", *metricType);
@@ -53,9 +52,4 @@ bool operator==(const VKTRemoteLog& left, const VKTRemoteLog& right) {
                         log.host, log.secured);
     };
     return compared(left) == compared(right) && areEqual(left.nodes, right.nodes);
-}
-
-VKTValue vkt_valueOfSamplingRate(std::uint64_t samplingRate) {
-    constexpr std::uint64_t largest = std::numeric_limits<std::int64_t>::max();
-    return static_cast<std::int64_t>(std::min(samplingRate, largest));
 }

@@ -38,6 +38,3 @@ struct VKTRemoteLog {
     /// The metric takes no part.
     friend bool operator==(const VKTRemoteLog& left, const VKTRemoteLog& right);
 };
-
-/// A sampling rate as JSON holds it: saturated at the bounds of its integers.
-VKTValue vkt_valueOfSamplingRate(std::uint64_t samplingRate);

@@ -17,7 +17,7 @@ VKTDictionary VKTRemoteLogUtils::dictionaryFromLog(const VKTRemoteLog& log) {
     VKTDictionary dictionary{{"timestamp", log.timestamp}};
     if (!log.message.empty()) dictionary.set("message", log.message);
     dictionary.set("severity", VKTRemoteLog::stringFromLogLevel(log.level));
-    dictionary.set("samplingRate", vkt_valueOfSamplingRate(log.samplingRate));
+    dictionary.set("samplingRate", log.samplingRate);
     if (log.host) dictionary.set("host", *log.host);
     dictionary.set("secured", log.secured ? VKTValue(*log.secured) : VKTValue(-1));
     if (log.type && !log.type->empty()) dictionary.set("type", *log.type);

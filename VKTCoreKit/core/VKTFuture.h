@@ -18,6 +18,7 @@ inline constexpr const char* VKTFutureErrorDomain = "VKTFutureError";
 
 enum VKTFutureErrorCode : std::uint16_t {
     VKTFutureErrorTimedOut = 1000,
+    VKTFutureErrorNotStarted = 1001,  ///< the pool has no thread and could start none: the task never runs
 };
 
 /// Runs one task on the platform's global pool and lets callers wait for its result. `Result` is a type with
@@ -28,14 +29,16 @@ enum VKTFutureErrorCode : std::uint16_t {
 template <typename Result>
 class VKTFuture {
   public:
-    /// Runs once, on a pool thread; it must not throw.
+    /// Runs once, on a pool thread; it must not throw. When the pool cannot start any thread it never runs,
+    /// and the future is done at once, without a result.
     using Task = std::function<Result()>;
     using Deadline = std::chrono::steady_clock::time_point;
 
     static VKTFuture initWithTask(Task task) {
         VKTFuture future;
-        VKTPlatform::current().globalPool->post(
+        const bool isStarted = VKTPlatform::current().globalPool->tryPost(
             [state = future.state_, task = std::move(task)] { state->finish(task()); });
+        if (!isStarted) future.state_->finishWithoutStart();
         return future;
     }
 
@@ -52,15 +55,19 @@ class VKTFuture {
 
     /// The result. When the time is over first: none, and the error, when asked for, has the code
     /// `VKTFutureErrorTimedOut`; the task goes on, and a later call may have its result. A time that is not
-    /// positive, or not a number, is over at once.
+    /// positive, or not a number, is over at once. A task that could not be started gives none at once, and
+    /// the code `VKTFutureErrorNotStarted`.
     Result getWithTimeout(VKTTimeInterval timeout, std::optional<VKTError>* error = nullptr) const {
         return getWithDeadline(deadlineAfter(timeout), error);
     }
 
     /// The same, until an instant; `Deadline::max()` is no limit.
     Result getWithDeadline(Deadline deadline, std::optional<VKTError>* error = nullptr) const {
-        if (isDone() || state_->waitUntil(deadline)) return state_->result();
-        if (error != nullptr) *error = VKTError(VKTFutureErrorDomain, VKTFutureErrorTimedOut);
+        const bool isOver = isDone() || state_->waitUntil(deadline);
+        if (isOver && state_->isStarted()) return state_->result();
+        if (error != nullptr)
+            *error =
+                VKTError(VKTFutureErrorDomain, isOver ? VKTFutureErrorNotStarted : VKTFutureErrorTimedOut);
         return Result();
     }
 
@@ -76,6 +83,13 @@ class VKTFuture {
             isDone_ = true;
             done_.notify_all();
         }
+
+        void finishWithoutStart() {
+            isStarted_ = false;
+            finish(Result());
+        }
+
+        [[nodiscard]] bool isStarted() const { return isStarted_; }
 
         bool waitUntil(Deadline deadline) {
             VKTLock lock(mutex_);
@@ -95,6 +109,7 @@ class VKTFuture {
         }
 
       private:
+        bool isStarted_ = true;  // settled before anybody else has the future
         VKTMutex mutex_;
         std::condition_variable_any done_;
         bool isDone_ VKT_GUARDED_BY(mutex_) = false;

@@ -30,15 +30,15 @@ std::shared_ptr<VKTLog> VKTLog::initWithTag(std::string tag, std::shared_ptr<VKT
 
 std::shared_ptr<VKTLog> VKTLog::initWithTag(std::string tag, std::shared_ptr<VKTLogDataSource> dataSource,
                                             std::shared_ptr<VKTLogOutput> output, bool debugLoggingEnabled) {
-    if (!output) output = VKTLogDefaultOutput::sharedInstance();
     return std::shared_ptr<VKTLog>(
         new VKTLog(std::move(tag), std::move(dataSource), std::move(output), debugLoggingEnabled));
 }
 
 VKTLog::VKTLog(std::string tag, std::shared_ptr<VKTLogDataSource> dataSource,
                std::shared_ptr<VKTLogOutput> output, bool debugLoggingEnabled)
-    : tag_(std::move(tag)), output_(std::move(output)), isDebugLoggingEnabled_(debugLoggingEnabled) {
+    : tag_(std::move(tag)), isDebugLoggingEnabled_(debugLoggingEnabled) {
     setDataSource(std::move(dataSource));
+    setOutput(std::move(output));
 }
 
 const char* VKTLog::levelName(int level) {
@@ -66,13 +66,25 @@ void VKTLog::setDataSource(std::shared_ptr<VKTLogDataSource> dataSource) {
     dataSource_.swap(dataSource);
 }
 
+std::shared_ptr<VKTLogOutput> VKTLog::output() const {
+    const VKTLock lock(mutex_);
+    return output_;
+}
+
+void VKTLog::setOutput(std::shared_ptr<VKTLogOutput> output) {
+    if (!output) output = VKTLogDefaultOutput::sharedInstance();
+    // The old one is released after the lock: its destructor may log.
+    const VKTLock lock(mutex_);
+    output_.swap(output);
+}
+
 bool VKTLog::isLoggingEnabledForLevel(VKTLogLevel level) const {
     return dataSource()->logShouldLogMessageWithLevel(*this, level);
 }
 
 void VKTLog::logMessage(std::string_view message, VKTLogLevel level) const {
     const bool passes = level == VKTLogLevelDebug ? isDebugLoggingEnabled() : isLoggingEnabledForLevel(level);
-    if (passes) output_->logMessage(message, level, tag_);
+    if (passes) output()->logMessage(message, level, tag_);
 }
 
 void VKTLog::logStackTrackWithLevel(VKTLogLevel level) const {
@@ -81,4 +93,8 @@ void VKTLog::logStackTrackWithLevel(VKTLogLevel level) const {
 
 void vkt_logWarning(std::string_view message) {
     VKTLog::sharedInstance()->logWarning(message);
+}
+
+void vkt_logError(std::string_view message) {
+    VKTLog::sharedInstance()->logError(message);
 }

@@ -47,8 +47,8 @@ class VKTLogDefaultDataSource : public VKTLogDataSource {
 /// Passes messages that its data source allows to its output. Debug messages ask the flag
 /// `isDebugLoggingEnabled` instead of the data source.
 ///
-/// Every operation may be called on any thread, also while another sets the data source or the flag.
-/// Holds its data source and its output strongly.
+/// Every operation may be called on any thread, also while another sets the data source, the output or the
+/// flag. Holds its data source and its output strongly.
 class VKTLog {
   public:
     /// The logger of the whole library: tag "VKTCoreKit", silent until it is given another data source or its
@@ -66,7 +66,12 @@ class VKTLog {
     static const char* levelName(int level);
 
     [[nodiscard]] const std::string& tag() const { return tag_; }
-    [[nodiscard]] const std::shared_ptr<VKTLogOutput>& output() const { return output_; }
+
+    [[nodiscard]] std::shared_ptr<VKTLogOutput> output() const;
+
+    /// Routes what is logged from now on; null means the default output. A message that is on its way still
+    /// goes to the old one, which lives as long as that takes. It may log in its destructor.
+    void setOutput(std::shared_ptr<VKTLogOutput> output);
 
     [[nodiscard]] std::shared_ptr<VKTLogDataSource> dataSource() const;
     void setDataSource(std::shared_ptr<VKTLogDataSource> dataSource);  ///< null means the default one
@@ -111,8 +116,8 @@ class VKTLog {
            std::shared_ptr<VKTLogOutput> output, bool debugLoggingEnabled);
 
     const std::string tag_;
-    const std::shared_ptr<VKTLogOutput> output_;
     std::atomic<bool> isDebugLoggingEnabled_;
     mutable VKTMutex mutex_;
     std::shared_ptr<VKTLogDataSource> dataSource_ VKT_GUARDED_BY(mutex_);
+    std::shared_ptr<VKTLogOutput> output_ VKT_GUARDED_BY(mutex_);
 };

@@ -4,6 +4,7 @@
 #include <array>
 #include <fstream>
 
+#include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
@@ -41,26 +42,41 @@ void makeArray(VKTValue& place) {
     place = std::move(array);
 }
 
+VKTValue valueForKey(const VKTValue& value, std::string_view key) {
+    const VKTDictionary* dictionary = value.asDictionary();
+    const VKTValue* found = dictionary == nullptr ? nullptr : dictionary->find(key);
+    return found == nullptr ? VKTValue() : *found;
+}
+
+// Replaces every element, also those of arrays within, by its value for the key.
+void askEachElement(VKTArray& outermost, std::string_view key) {
+    std::vector<VKTArray*> arrays{&outermost};
+    while (!arrays.empty()) {
+        VKTArray& array = *arrays.back();
+        arrays.pop_back();
+        for (VKTValue& element : array) {
+            if (VKTArray* inner = element.asArray()) {
+                arrays.push_back(inner);
+            } else {
+                element = valueForKey(element, key);
+            }
+        }
+    }
+}
+
 // The value at a key path: dictionaries are asked for the key, arrays ask each of their elements.
 std::optional<VKTValue> valueForKeyPath(const VKTDictionary& node, std::string_view keyPath) {
-    const auto valueForKey = [](const VKTValue& value, std::string_view key) -> std::optional<VKTValue> {
-        const VKTDictionary* dictionary = value.asDictionary();
-        const VKTValue* found = dictionary == nullptr ? nullptr : dictionary->find(key);
-        return found == nullptr ? std::nullopt : std::optional<VKTValue>(*found);
-    };
     const std::vector<std::string_view> keys = vkt_split(keyPath, '.');
     const VKTValue* first = node.find(keys[0]);
     if (first == nullptr) return std::nullopt;
-    std::optional<VKTValue> value = *first;
-    for (std::size_t i = 1; i < keys.size() && value; ++i) {
-        if (const VKTArray* array = value->asArray()) {
-            VKTArray results;
-            for (const VKTValue& element : *array) {
-                results.push_back(valueForKey(element, keys[i]).value_or(VKTValue()));
-            }
-            value = VKTValue(std::move(results));
+    VKTValue value = *first;
+    for (std::size_t i = 1; i < keys.size(); ++i) {
+        if (VKTArray* array = value.asArray()) {
+            askEachElement(*array, keys[i]);
+        } else if (value.asDictionary() != nullptr && value.asDictionary()->contains(keys[i])) {
+            value = valueForKey(value, keys[i]);
         } else {
-            value = valueForKey(*value, keys[i]);
+            return std::nullopt;
         }
     }
     return value;
@@ -205,19 +221,29 @@ std::optional<VKTDictionary> VKTXMLDictionaryParser::vkt_dictionaryWithData(std:
 }
 
 std::optional<VKTDictionary> VKTXMLDictionaryParser::vkt_dictionaryWithString(std::string_view string) {
-    return vkt_dictionaryWithData(string);
+    // A mark wins over the encoding that the text declares: that of the bytes it once came in.
+    constexpr std::string_view mark = "\xEF\xBB\xBF";
+    if (string.starts_with(mark)) return vkt_dictionaryWithData(string);
+    return vkt_dictionaryWithData(std::string(mark).append(string));
 }
 
 std::optional<VKTDictionary> VKTXMLDictionaryParser::vkt_dictionaryWithFile(const std::string& path) {
+    const auto refuse = [&](const std::string& why) {
+        VKTLog::sharedInstance()->logWarning("The XML file " + path + " is not read: " + why);
+        return std::nullopt;
+    };
     std::ifstream file(path, std::ios::binary);
-    if (!file) return std::nullopt;
+    if (!file) return refuse("it cannot be opened. See that it exists and may be read.");
     std::string data;
     std::array<char, 65536> piece{};
     while (file.read(piece.data(), piece.size()), file.gcount() > 0) {
         data.append(piece.data(), static_cast<std::size_t>(file.gcount()));
-        if (data.size() > VKTXMLFileSizeLimit) return std::nullopt;
+        if (data.size() > VKTXMLFileSizeLimit) {
+            return refuse("it has more than " + std::to_string(VKTXMLFileSizeLimit) +
+                          " bytes (VKTXMLFileSizeLimit). Give a smaller one.");
+        }
     }
-    if (file.bad()) return std::nullopt;
+    if (file.bad()) return refuse("reading it failed. See that it is a file and its disk is sound.");
     return vkt_dictionaryWithData(data);
 }
 

@@ -64,10 +64,15 @@ class VKTXMLDictionaryParser final : public VKTXMLDictionarySettings, private VK
 
     /// The tree, or nothing when the reader reported an error: never a partial tree.
     std::optional<VKTDictionary> vkt_dictionaryWithParser(VKTXMLEventReader& reader);
+
+    /// Bytes in the encoding that they say for themselves.
     std::optional<VKTDictionary> vkt_dictionaryWithData(std::string_view data);
+
+    /// UTF-8 text, whatever encoding it declares.
     std::optional<VKTDictionary> vkt_dictionaryWithString(std::string_view string);
 
-    /// Nothing also when the file cannot be read or exceeds `VKTXMLFileSizeLimit`.
+    /// Nothing also when the file cannot be read or exceeds `VKTXMLFileSizeLimit`, which a
+    /// warning in the log tells.
     std::optional<VKTDictionary> vkt_dictionaryWithFile(const std::string& path);
 
     /// What the reader said of the last document, if it was not well formed.
@@ -130,8 +135,8 @@ std::string vkt_innerXML(const VKTDictionary& node);
 /// taken for a wrapped root.
 std::string vkt_XMLString(const VKTDictionary& node);
 
-/// Key-path look-ups ("Creatives.Creative"). A key asked of an array is asked of each element, null standing
-/// where an element has no such key.
+/// Key-path look-ups ("Creatives.Creative"). A key asked of an array is asked of each element, of arrays within
+/// too, null standing where an element has no such key.
 /// The array at the path; any other value alone in an array; nothing when nothing is there.
 std::optional<VKTArray> vkt_arrayValueForKeyPath(const VKTDictionary& node, std::string_view keyPath);
 /// The string at the path, or a node's inner text; an array stands for its first element.

@@ -39,6 +39,16 @@ std::string vkt_ISO8601StringFromDate(VKTDate date, const VKTTimeZone& timeZone)
     return text.data();
 }
 
+std::string vkt_descriptionOfDate(VKTDate date) {
+    const year_month_day day(floor<days>(date));
+    const VKTTimeOfDay time = vkt_timeOfDay(date, VKTTimeZone::UTC());
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%04d-%02u-%02u %02d:%02d:%02d +0000",
+                  static_cast<int>(day.year()), static_cast<unsigned>(day.month()),
+                  static_cast<unsigned>(day.day()), time.hour, time.minute, time.second);
+    return text.data();
+}
+
 std::string vkt_logTimestampFromDate(VKTDate date) {
     const sys_days midnight = floor<days>(date);
     const year_month_day day(midnight);

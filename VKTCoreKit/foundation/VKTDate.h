@@ -43,6 +43,10 @@ VKTTimeOfDay vkt_timeOfDay(VKTDate date, const VKTTimeZone& timeZone);
 /// Milliseconds are truncated; UTC is written as +0000.
 std::string vkt_ISO8601StringFromDate(VKTDate date, const VKTTimeZone& timeZone);
 
+/// A date as "%@" prints it, in UTC: 2024-03-05 07:08:09 +0000. The fraction of the second is cut off: the
+/// text is never later than the date, before 1970 as well.
+std::string vkt_descriptionOfDate(VKTDate date);
+
 /// The pattern "YYYY-MM-DD'T'HH:MM:ss.SSSSSSZ" of Unicode TS 35, in UTC: the week's year, the month, the day
 /// of the year and, in the place of the minute, the month again: 2024-03-05 07:08:09.123 is
 /// 2024-03-65T07:03:09.123000+0000. Log collectors expect it so. Weeks begin on Sunday, and the one with

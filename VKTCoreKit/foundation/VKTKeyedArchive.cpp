@@ -28,6 +28,7 @@ enum Tag : char {
     TagFalse = 'f',
     TagTrue = 't',
     TagInteger = 'i',
+    TagUnsignedInteger = 'u',  // above the greatest signed one
     TagDouble = 'd',
     TagString = 's',
     TagBytes = 'b',
@@ -68,6 +69,8 @@ void appendValue(std::string& out, const VKTValue& value) {
         out.push_back(*boolean ? TagTrue : TagFalse);
     } else if (const auto* integer = value.asInteger()) {
         appendTagged(out, TagInteger, static_cast<std::uint64_t>(*integer));
+    } else if (const auto* unsignedInteger = value.asUnsignedInteger()) {
+        appendTagged(out, TagUnsignedInteger, *unsignedInteger);
     } else if (const auto* number = value.asDouble()) {
         appendTagged(out, TagDouble, std::bit_cast<std::uint64_t>(*number));
     } else if (const auto* text = value.asString()) {
@@ -130,6 +133,7 @@ class Reader {
             case TagTrue:
                 return VKTValue(true);
             case TagInteger:
+            case TagUnsignedInteger:
             case TagDouble:
             case TagDate:
                 return takeFixed((*tag)[0]);
@@ -154,6 +158,7 @@ class Reader {
         const auto bits = takeUnsigned(8);
         if (!bits) return std::nullopt;
         if (tag == TagDouble) return VKTValue(std::bit_cast<double>(*bits));
+        if (tag == TagUnsignedInteger) return VKTValue(*bits);
         const auto integer = static_cast<std::int64_t>(*bits);
         if (tag == TagDate) return VKTValue(VKTDate(std::chrono::microseconds(integer)));
         return VKTValue(integer);
@@ -199,8 +204,7 @@ void VKTKeyedArchiver::encodeURL(std::string_view key, const std::optional<VKTUR
 }
 
 void VKTKeyedArchiver::encodeNumber(std::string_view key, const std::optional<VKTNumber>& value) {
-    if (!value) return;
-    values_.set(key, value->isInteger() ? VKTValue(value->integerValue()) : VKTValue(value->doubleValue()));
+    if (value) values_.set(key, *value);
 }
 
 void VKTKeyedArchiver::encodeBool(std::string_view key, bool value) {

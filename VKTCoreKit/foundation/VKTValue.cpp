@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <functional>
 #include <limits>
 
+#include "VKTCoreKit/foundation/VKTKeyedHash.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 
 namespace {
@@ -13,16 +13,20 @@ namespace {
 // Up to here a linear search over short keys beats hashing them.
 constexpr std::size_t linearSearchLimit = 24;
 
-constexpr std::size_t notFound = static_cast<std::size_t>(-1);
-
 }  // namespace
+
+VKTNumber::VKTNumber(std::uint64_t value) : value_(value) {
+    const auto integer = static_cast<std::int64_t>(value);
+    if (integer >= 0) value_ = integer;
+}
 
 double VKTNumber::doubleValue() const {
     return std::visit([](auto value) { return static_cast<double>(value); }, value_);
 }
 
 std::int64_t VKTNumber::integerValue() const {
-    if (isInteger()) return std::get<std::int64_t>(value_);
+    if (const auto* integer = std::get_if<std::int64_t>(&value_)) return *integer;
+    if (isInteger()) return std::numeric_limits<std::int64_t>::max();
     constexpr double limit = 9223372036854775808.0;  // 2^63
     const double value = std::get<double>(value_);
     if (std::isnan(value)) return 0;
@@ -31,13 +35,23 @@ std::int64_t VKTNumber::integerValue() const {
     return static_cast<std::int64_t>(value);
 }
 
+std::uint64_t VKTNumber::unsignedIntegerValue() const {
+    if (const auto* integer = std::get_if<std::uint64_t>(&value_)) return *integer;
+    if (isInteger()) return static_cast<std::uint64_t>(std::max<std::int64_t>(integerValue(), 0));
+    constexpr double limit = 18446744073709551616.0;  // 2^64
+    const double value = std::get<double>(value_);
+    if (value >= limit) return std::numeric_limits<std::uint64_t>::max();
+    return value > 0 ? static_cast<std::uint64_t>(value) : 0;
+}
+
 std::string VKTNumber::description() const {
-    if (isInteger()) return std::to_string(std::get<std::int64_t>(value_));
+    if (const auto* integer = std::get_if<std::int64_t>(&value_)) return std::to_string(*integer);
+    if (const auto* integer = std::get_if<std::uint64_t>(&value_)) return std::to_string(*integer);
     return vkt_numberDescription(std::get<double>(value_));
 }
 
 bool operator==(const VKTNumber& left, const VKTNumber& right) {
-    if (left.isInteger() && right.isInteger()) return left.integerValue() == right.integerValue();
+    if (left.isInteger() && right.isInteger()) return left.value_ == right.value_;
     return left.doubleValue() == right.doubleValue();
 }
 
@@ -61,49 +75,49 @@ VKTDictionary& VKTDictionary::operator=(const VKTDictionary& other) {
     return *this;
 }
 
-std::size_t VKTDictionary::position(std::string_view key) const {
+VKTDictionary::Place VKTDictionary::placeOf(std::string_view key) const {
     if (index_) {
-        const std::uint32_t found = (*index_)[slot(key)];
-        return found == 0 ? notFound : found - 1;
+        const std::size_t at = slot(key);
+        const std::uint32_t found = (*index_)[at];
+        return {found == 0 ? notFound : found - 1, at};
     }
     const auto found =
         std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) { return entry.key == key; });
-    return found == entries_.end() ? notFound : static_cast<std::size_t>(found - entries_.begin());
+    return {found == entries_.end() ? notFound : static_cast<std::size_t>(found - entries_.begin()), 0};
 }
 
 // The slot of the index that holds `key`, or the free one where it belongs.
 std::size_t VKTDictionary::slot(std::string_view key) const {
     const std::size_t mask = index_->size() - 1;
-    std::size_t at = std::hash<std::string_view>()(key) & mask;
+    std::size_t at = VKTKeyedHash()(key) & mask;
     while ((*index_)[at] != 0 && entries_[(*index_)[at] - 1].key != key)
         at = (at + 1) & mask;
     return at;
 }
 
 const VKTValue* VKTDictionary::find(std::string_view key) const {
-    const std::size_t at = position(key);
+    const std::size_t at = placeOf(key).position;
     return at == notFound ? nullptr : &entries_[at].value;
 }
 
 VKTValue* VKTDictionary::find(std::string_view key) {
-    const std::size_t at = position(key);
+    const std::size_t at = placeOf(key).position;
     return at == notFound ? nullptr : &entries_[at].value;
 }
 
 VKTValue& VKTDictionary::set(std::string_view key, VKTValue value) {
-    VKTValue* existing = find(key);
-    if (existing == nullptr) return append(key, std::move(value));
-    *existing = std::move(value);
-    return *existing;
+    const Place place = placeOf(key);
+    if (place.position == notFound) return append(place.slot, key, std::move(value));
+    return entries_[place.position].value = std::move(value);
 }
 
 VKTValue& VKTDictionary::operator[](std::string_view key) {
-    VKTValue* existing = find(key);
-    return existing == nullptr ? append(key, VKTValue()) : *existing;
+    const Place place = placeOf(key);
+    return place.position == notFound ? append(place.slot, key, VKTValue()) : entries_[place.position].value;
 }
 
-VKTValue& VKTDictionary::append(std::string_view key, VKTValue&& value) {
-    if (index_) (*index_)[slot(key)] = static_cast<std::uint32_t>(entries_.size() + 1);
+VKTValue& VKTDictionary::append(std::size_t slot, std::string_view key, VKTValue&& value) {
+    if (index_) (*index_)[slot] = static_cast<std::uint32_t>(entries_.size() + 1);
     // From a node with one entry to one with children: most have several.
     if (entries_.size() == 1 && entries_.capacity() == 1) entries_.reserve(4);
     entries_.emplace_back(key, std::move(value));
@@ -113,12 +127,12 @@ VKTValue& VKTDictionary::append(std::string_view key, VKTValue&& value) {
 }
 
 void VKTDictionary::remove(std::string_view key) {
-    const std::size_t at = position(key);
-    if (at == notFound) return;
+    const auto [position, slot] = placeOf(key);
+    if (position == notFound) return;
     // The last entry's slot ends its run of collisions only if it was also filled last, which it was.
-    const bool isLast = at + 1 == entries_.size();
-    if (index_ && isLast) (*index_)[slot(key)] = 0;
-    entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(at));
+    const bool isLast = position + 1 == entries_.size();
+    if (index_ && isLast) (*index_)[slot] = 0;
+    entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(position));
     if (index_ && !isLast) rebuildIndex();
 }
 
@@ -153,8 +167,7 @@ bool operator==(const VKTDictionary& left, const VKTDictionary& right) {
 }
 
 std::optional<VKTNumber> VKTValue::asNumber() const {
-    if (const auto* integer = asInteger()) return VKTNumber(*integer);
-    if (const auto* number = asDouble()) return VKTNumber(*number);
+    if (const auto* number = std::get_if<VKTNumber>(&storage_)) return *number;
     if (const auto* boolean = asBool()) return VKTNumber(*boolean ? 1 : 0);
     return std::nullopt;
 }
@@ -164,7 +177,7 @@ std::string VKTValue::description() const {
     if (const auto* text = asString()) return *text;
     if (const auto number = asNumber()) return number->description();
     if (const auto* bytes = asBytes()) return "<" + std::to_string(bytes->bytes.size()) + " bytes>";
-    if (const auto* date = asDate()) return vkt_ISO8601StringFromDate(*date, VKTTimeZone::UTC());
+    if (const auto* date = asDate()) return vkt_descriptionOfDate(*date);
     std::vector<std::string> pieces;
     if (const auto* array = asArray()) {
         for (const VKTValue& element : *array)
@@ -177,10 +190,5 @@ std::string VKTValue::description() const {
 }
 
 bool operator==(const VKTValue& left, const VKTValue& right) {
-    if (left.asBool() == nullptr && right.asBool() == nullptr) {
-        const auto leftNumber = left.asNumber();
-        const auto rightNumber = right.asNumber();
-        if (leftNumber && rightNumber) return *leftNumber == *rightNumber;
-    }
     return left.storage_ == right.storage_;
 }

@@ -29,18 +29,22 @@ struct VKTBytes {
     friend bool operator==(const VKTBytes&, const VKTBytes&) = default;
 };
 
-/// A number: a 64-bit integer or a double. Equal when the numeric values are equal.
+/// A number: a 64-bit integer, signed or not, or a double. Equal when the numeric values are equal.
 class VKTNumber {
   public:
     VKTNumber(std::int64_t value) : value_(value) {}
     VKTNumber(int value) : value_(static_cast<std::int64_t>(value)) {}
+    VKTNumber(std::uint64_t value);
     VKTNumber(double value) : value_(value) {}
 
-    [[nodiscard]] bool isInteger() const { return std::holds_alternative<std::int64_t>(value_); }
+    [[nodiscard]] bool isInteger() const { return !std::holds_alternative<double>(value_); }
     [[nodiscard]] double doubleValue() const;
 
     /// Truncated towards zero; saturates at the bounds of the type.
     [[nodiscard]] std::int64_t integerValue() const;
+
+    /// The same for numbers from 0 up; a negative one gives 0.
+    [[nodiscard]] std::uint64_t unsignedIntegerValue() const;
 
     /// Decimal text, as short as it can be: 12, 12.5.
     [[nodiscard]] std::string description() const;
@@ -48,11 +52,13 @@ class VKTNumber {
     friend bool operator==(const VKTNumber& left, const VKTNumber& right);
 
   private:
-    std::variant<std::int64_t, double> value_;
+    friend class VKTValue;
+
+    std::variant<std::int64_t, std::uint64_t, double> value_;  // unsigned only where signed does not do
 };
 
 /// String keys to values, in the order in which the keys were first set. Look-ups are constant-time, whatever
-/// the number of keys; equality does not look at the order.
+/// the number of keys and whoever chose them; equality does not look at the order.
 class VKTDictionary {
   public:
     struct Entry;
@@ -89,8 +95,15 @@ class VKTDictionary {
     friend bool operator==(const VKTDictionary& left, const VKTDictionary& right);
 
   private:
-    [[nodiscard]] std::size_t position(std::string_view key) const;
-    VKTValue& append(std::string_view key, VKTValue&& value);
+    // Where a key stands among the entries, or `notFound`, and its slot in the index, taken or free.
+    struct Place {
+        std::size_t position;
+        std::size_t slot;
+    };
+    static constexpr std::size_t notFound = static_cast<std::size_t>(-1);
+
+    [[nodiscard]] Place placeOf(std::string_view key) const;
+    VKTValue& append(std::size_t slot, std::string_view key, VKTValue&& value);
     [[nodiscard]] std::size_t slot(std::string_view key) const;
     void rebuildIndex();
 
@@ -107,9 +120,11 @@ class VKTValue {
   public:
     VKTValue() = default;  ///< null
     VKTValue(bool value) : storage_(value) {}
-    VKTValue(int value) : storage_(static_cast<std::int64_t>(value)) {}
-    VKTValue(std::int64_t value) : storage_(value) {}
-    VKTValue(double value) : storage_(value) {}
+    VKTValue(int value) : storage_(VKTNumber(value)) {}
+    VKTValue(std::int64_t value) : storage_(VKTNumber(value)) {}
+    VKTValue(std::uint64_t value) : storage_(VKTNumber(value)) {}
+    VKTValue(double value) : storage_(VKTNumber(value)) {}
+    VKTValue(VKTNumber value) : storage_(value) {}
     VKTValue(const char* value) : storage_(std::in_place_type<std::string>, value) {}
     VKTValue(std::string_view value) : storage_(std::in_place_type<std::string>, value) {}
     VKTValue(std::string value) : storage_(std::move(value)) {}
@@ -122,8 +137,10 @@ class VKTValue {
 
     /// The value when it has that type, else null. An integer is not a double, nor a boolean a number.
     [[nodiscard]] const bool* asBool() const { return std::get_if<bool>(&storage_); }
-    [[nodiscard]] const std::int64_t* asInteger() const { return std::get_if<std::int64_t>(&storage_); }
-    [[nodiscard]] const double* asDouble() const { return std::get_if<double>(&storage_); }
+    [[nodiscard]] const std::int64_t* asInteger() const { return numberAs<std::int64_t>(); }
+    /// An integer above the greatest signed one, 2^63 - 1; `asInteger` gives all others.
+    [[nodiscard]] const std::uint64_t* asUnsignedInteger() const { return numberAs<std::uint64_t>(); }
+    [[nodiscard]] const double* asDouble() const { return numberAs<double>(); }
     [[nodiscard]] const std::string* asString() const { return std::get_if<std::string>(&storage_); }
     [[nodiscard]] const VKTBytes* asBytes() const { return std::get_if<VKTBytes>(&storage_); }
     [[nodiscard]] const VKTDate* asDate() const { return std::get_if<VKTDate>(&storage_); }
@@ -143,8 +160,13 @@ class VKTValue {
     friend bool operator==(const VKTValue& left, const VKTValue& right);
 
   private:
-    std::variant<std::monostate, bool, std::int64_t, double, std::string, VKTBytes, VKTDate, VKTArray,
-                 VKTDictionary>
+    template <typename Type>
+    [[nodiscard]] const Type* numberAs() const {
+        const auto* number = std::get_if<VKTNumber>(&storage_);
+        return number == nullptr ? nullptr : std::get_if<Type>(&number->value_);
+    }
+
+    std::variant<std::monostate, bool, VKTNumber, std::string, VKTBytes, VKTDate, VKTArray, VKTDictionary>
         storage_;
 };
 

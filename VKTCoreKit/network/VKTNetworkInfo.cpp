@@ -14,7 +14,10 @@ constexpr std::uint32_t WiFiAccessType = 6;
 const std::shared_ptr<VKTNetworkInfo>& VKTNetworkInfo::sharedInstance() {
     // First: whoever hears of its first report may ask for the instance.
     const auto& manager = VKTReachabilityManager::sharedManager();
-    static const auto* instance = new std::shared_ptr<VKTNetworkInfo>(initWithReachabilityManager(manager));
+    static const auto* instance = [&] {
+        VKTPlatform::noteKeptBy("VKTNetworkInfo::sharedInstance()");
+        return new std::shared_ptr<VKTNetworkInfo>(initWithReachabilityManager(manager));
+    }();
     return *instance;
 }
 

@@ -42,7 +42,10 @@ std::string VKTStringFromNetworkReachabilityStatus(VKTNetworkReachabilityStatus 
 }
 
 const std::shared_ptr<VKTReachabilityManager>& VKTReachabilityManager::sharedManager() {
-    static const auto* instance = new std::shared_ptr<VKTReachabilityManager>(manager());
+    static const auto* instance = [] {
+        VKTPlatform::noteKeptBy("VKTReachabilityManager::sharedManager()");
+        return new std::shared_ptr<VKTReachabilityManager>(manager());
+    }();
     // Once the instance stands: whoever hears of the first report may ask for it.
     static std::atomic_flag isStarted;
     if (!isStarted.test_and_set()) (*instance)->startMonitoring();

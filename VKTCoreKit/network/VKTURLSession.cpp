@@ -40,8 +40,11 @@ void VKTURLSessionTask::cancel() {
 }
 
 const std::shared_ptr<VKTURLSessionProvider>& VKTURLSessionProvider::sharedInstance() {
-    static const auto* instance =
-        new std::shared_ptr<VKTURLSessionProvider>(initWithSession(VKTPlatform::current().HTTPSession));
+    static const auto* instance = [] {
+        VKTPlatform::noteKeptBy("VKTURLSessionProvider::sharedInstance()");
+        return new std::shared_ptr<VKTURLSessionProvider>(
+            initWithSession(VKTPlatform::current().HTTPSession));
+    }();
     return *instance;
 }
 

@@ -20,6 +20,18 @@ std::chrono::nanoseconds monotonicNow() {
     return VKTPlatform::current().clock->monotonicNow();
 }
 
+// A vendor that measures nothing is worth a warning. What keeps every world from being made (no host program,
+// no system call filter, no thread) would repeat itself with every ad: it is one until it changes.
+VKTLogLevel levelOfFailure(const VKTError& error, std::string_view loss) {
+    if (loss != lostAll) return VKTLogLevelDebug;
+    if (error.domain() != VKTScriptErrorDomain || error.code() != VKTScriptErrorUnavailable)
+        return VKTLogLevelWarning;
+    static std::optional<std::string> lastTold;  // the main thread's own
+    const auto description = error.localizedDescription();
+    const bool isTold = std::exchange(lastTold, description) == description;
+    return isTold ? VKTLogLevelDebug : VKTLogLevelWarning;
+}
+
 VKTError scriptError(VKTScriptErrorCode code, std::string description) {
     return VKTUtils::errorWithDomain(VKTScriptErrorDomain, code, std::move(description));
 }
@@ -142,9 +154,16 @@ void ScriptRun::loadAnotherScript(const ScriptMessage& message) {
     const auto URL = VKTURL::URLWithDocumentText(message.text);
     if (URL && isRequestable(*URL) && downloads_.size() <= LoadedScriptLimit) {
         loadScript(*URL, message.reply);
-    } else {
-        reply(message.reply, false);
+        return;
     }
+    reply(message.reply, false);
+    if (std::exchange(hasToldRefusal_, true)) return;
+    VKTLog::sharedInstance()->logWarningWithFormat(
+        "Verification script of vendor %@ asks for the script %@, which is not loaded: only %ld scripts with "
+        "an "
+        "http or https address are. Tell the vendor.",
+        identity_.resource.vendorKey(), sendableText(std::string_view(message.text).substr(0, 200)),
+        static_cast<std::int64_t>(LoadedScriptLimit));
 }
 
 // ---- messages ----
@@ -267,9 +286,11 @@ void ScriptRun::fireTimers() {
 
 void ScriptRun::fail(const VKTError& error, std::string_view loss) {
     if (!std::exchange(hasFailed_, true)) {
-        VKTLog::sharedInstance()->logDebugWithFormat(
-            "Verification script of vendor %@, %@: %@. Lost: %@", identity_.resource.vendorKey(),
-            identity_.resource.URL().absoluteString(), error.localizedDescription(), loss);
+        const std::string text =
+            vkt_stringWithFormat("Verification script of vendor %@, %@: %@. Lost: %@",
+                                 {identity_.resource.vendorKey(), identity_.resource.URL().absoluteString(),
+                                  error.localizedDescription(), loss});
+        VKTLog::sharedInstance()->logMessage(text, levelOfFailure(error, loss));
     }
     if (const auto observer = SDK::sharedInstance().observer()) observer->scriptFailed(identity_, error);
 }

@@ -78,6 +78,7 @@ class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
     bool hasLoaded_ = false;  // the vendor's script, or failed to
     bool isFinishing_ = false;
     bool hasFailed_ = false;
+    bool hasToldRefusal_ = false;
     std::vector<std::weak_ptr<VKTURLSessionTask>> downloads_;
     std::map<std::int64_t, std::chrono::nanoseconds> timers_;  // when each is due
     std::unique_ptr<VKTRunLoopTimer> nextTimers_;

@@ -82,8 +82,12 @@ struct VKTPlatform {
     /// The set in force: the linked platform's own, made on first use, until `setCurrent`.
     static const VKTPlatform& current();
 
-    /// Replaces the set. Call it at start-up, before anything else of the library is used.
+    /// Replaces the set. Call it at start-up, before anything else of the library is used: shared instances
+    /// that were made before keep the services that they have, and an error in the log names them.
     static void setCurrent(VKTPlatform platform);
+
+    /// Notes that the shared instance `what` keeps services of the set in force. Any thread; for its maker.
+    static void noteKeptBy(std::string_view what);
 };
 
 /// The linked platform library's set. Defined there.

@@ -3,6 +3,7 @@
 
 #include <string_view>
 
-/// Logs at warning level through the library's own logger. Declared here for the platform, which knows no
-/// logger, and defined with it. Any thread; call it with no lock held, as the output is the application's.
+/// Log at that level through the library's own logger. Declared here for the platform, which knows no logger,
+/// and defined with it. Any thread; call them with no lock held, as the output is the application's.
 void vkt_logWarning(std::string_view message);
+void vkt_logError(std::string_view message);

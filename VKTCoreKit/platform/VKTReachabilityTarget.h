@@ -48,7 +48,7 @@ class VKTReachabilityTarget {
     virtual void setCallback(VKTReachabilityCallback callback) = 0;
 
     /// From now on calls the callback on the loop's thread, never inside `schedule`, each time the flags
-    /// have changed.
+    /// have changed. Where the system has no means for that, no change is reported, and the log says so.
     virtual void schedule(std::shared_ptr<VKTRunLoop> loop) = 0;
 
     /// The callback is not called any more; called on another thread than the loop's, this does not wait for

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
@@ -54,7 +55,8 @@ class VKTRunLoop {
 /// Runs tasks one at a time, in the order of posting, on a thread of its own. Any thread may post.
 class VKTSerialQueue {
   public:
-    /// Runs what was posted before, then joins the thread; destroyed on its own thread it does not wait.
+    /// Runs what was posted before, then joins the thread; destroyed on its own thread it does not wait. One
+    /// that never got a thread runs on the destroying thread what it has kept.
     virtual ~VKTSerialQueue() = default;
 
     virtual void post(VKTTask task) = 0;
@@ -65,6 +67,10 @@ class VKTSerialQueue {
         post(std::move(task));
         return true;
     }
+
+    /// Names the thread for whoever looks at the process from outside, before the first task is posted. A
+    /// queue need not have names.
+    virtual void setName(const std::string& /*name*/) {}
 
     [[nodiscard]] virtual bool isCurrentThread() const = 0;
 };

@@ -15,8 +15,9 @@
 /// JSON nesting accepted and written (RFC 8259 allows such a limit).
 inline constexpr int VKTJSONDepthLimit = 512;
 
-/// Reads one JSON text: strict RFC 8259, UTF-8, integers kept as integers, the last of duplicate names wins.
-/// Nothing for anything else; `error`, when given, then says where.
+/// Reads one JSON text: strict RFC 8259, UTF-8, integers from -2^63 to 2^64 - 1 kept as integers (others
+/// become doubles), the last of duplicate names wins. Nothing for anything else; `error`, when given, then
+/// says where.
 std::optional<VKTValue> vkt_JSONValueWithData(std::string_view data,
                                               std::optional<VKTError>* error = nullptr);
 

@@ -13,8 +13,10 @@ std::string infoValue(const VKTBundle& bundle, const char* key, const char* othe
 }  // namespace
 
 const std::shared_ptr<VKTAppInfo>& VKTAppInfo::sharedInstance() {
-    static const auto* instance =
-        new std::shared_ptr<VKTAppInfo>(initWithBundle(*VKTPlatform::current().mainBundle));
+    static const auto* instance = [] {
+        VKTPlatform::noteKeptBy("VKTAppInfo::sharedInstance()");
+        return new std::shared_ptr<VKTAppInfo>(initWithBundle(*VKTPlatform::current().mainBundle));
+    }();
     return *instance;
 }
 

@@ -5,6 +5,8 @@
 #include <iterator>
 #include <utility>
 
+#include "VKTCoreKit/platform/VKTPlatform.h"
+
 namespace {
 
 constexpr std::array<std::string_view, 19> lowPerformanceModels = {
@@ -15,7 +17,10 @@ constexpr std::array<std::string_view, 19> lowPerformanceModels = {
 }  // namespace
 
 const std::shared_ptr<VKTDeviceInfo>& VKTDeviceInfo::sharedInstance() {
-    static const auto* instance = new std::shared_ptr<VKTDeviceInfo>(init());
+    static const auto* instance = [] {
+        VKTPlatform::noteKeptBy("VKTDeviceInfo::sharedInstance()");
+        return new std::shared_ptr<VKTDeviceInfo>(init());
+    }();
     return *instance;
 }
 

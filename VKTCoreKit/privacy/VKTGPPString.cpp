@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "VKTCoreKit/foundation/VKTKeyedHash.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/privacy/VKTCCPAString.h"
 #include "VKTCoreKit/privacy/VKTConsentSignals.h"
@@ -58,7 +59,7 @@ bool VKTGPPString::isRawGPPSIDStringValid(std::string_view string) {
 std::optional<std::vector<std::int32_t>> VKTGPPString::gppSIDsFromRawGPPSIDString(std::string_view string) {
     if (!isRawGPPSIDStringValid(string)) return std::nullopt;
     std::vector<std::int32_t> IDs;
-    std::unordered_set<std::int32_t> seen;
+    std::unordered_set<std::int32_t, VKTKeyedHash> seen;
     for (const std::string_view piece : vkt_split(string, '_')) {
         const std::int64_t value = vkt_integerValue(piece);
         if (value > std::numeric_limits<std::int32_t>::max()) return std::nullopt;

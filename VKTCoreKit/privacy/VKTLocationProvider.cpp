@@ -43,12 +43,14 @@ void VKTLocationProvider::requestLocationIfPossible() {
 
 void VKTLocationProvider::refreshLocationServiceEnabled() {
     // The pool never holds the provider: its last owner has to be on the main thread.
-    VKTPlatform::current().globalPool->post([weakProvider = weak_from_this(), services = locationServices_,
-                                             mainRunLoop = VKTPlatform::current().mainRunLoop] {
+    const VKTTask refresh = [weakProvider = weak_from_this(), services = locationServices_,
+                             mainRunLoop = VKTPlatform::current().mainRunLoop] {
         mainRunLoop->post([weakProvider, enabled = services->locationServicesEnabled()] {
             if (const auto provider = weakProvider.lock()) provider->locationServicesAre(enabled);
         });
-    });
+    };
+    // Without a thread the question, which may take a moment, is asked on this one.
+    if (!VKTPlatform::current().globalPool->tryPost(refresh)) refresh();
 }
 
 void VKTLocationProvider::locationServicesAre(bool enabled) {

@@ -104,5 +104,5 @@ bool VKTPixel::isEqualToPixel(const VKTPixel& other) const {
 std::string VKTPixel::description() const {
     return vkt_stringWithFormat(
         "VKTPixel(url=%@, expiration=%@, status=%@)",
-        {url_.absoluteString(), VKTValue(expirationDate_).description(), textFromStatus(status_)});
+        {url_.absoluteString(), vkt_descriptionOfDate(expirationDate_), textFromStatus(status_)});
 }

@@ -23,6 +23,14 @@ struct VKTPixelManager::Worker {
         --waitingPasses;
     }
 
+    void warnOfNoThread() {
+        if (hasWarnedOfNoThread.exchange(true)) return;
+        VKTLog::sharedInstance()->logWarning(
+            "Pixels are not sent now, since the system gives no thread for them: they stay pending, and the "
+            "next "
+            "call for pixels tries again. Raise the limit of threads or memory, or start fewer.");
+    }
+
     void send(VKTPixel& pixel) const {
         VKTURLRequest request;
         request.url = pixel.url();
@@ -54,13 +62,17 @@ struct VKTPixelManager::Worker {
     const std::shared_ptr<VKTURLSession> urlSession;
     const std::shared_ptr<VKTHTTPCanceller> canceller = std::make_shared<VKTHTTPCanceller>();
     std::atomic<bool> isStopped = false;
+    std::atomic<bool> hasWarnedOfNoThread = false;
     VKTMutex mutex;
     std::size_t waitingPasses VKT_GUARDED_BY(mutex) = 0;  // without a handler
 };
 
 const std::shared_ptr<VKTPixelManager>& VKTPixelManager::sharedInstance() {
-    static const auto* instance = new std::shared_ptr<VKTPixelManager>(
-        initWithPixelStore(VKTPixelStore::sharedInstance(), VKTURLSession::sharedInstance()));
+    static const auto* instance = [] {
+        VKTPlatform::noteKeptBy("VKTPixelManager::sharedInstance()");
+        return new std::shared_ptr<VKTPixelManager>(
+            initWithPixelStore(VKTPixelStore::sharedInstance(), VKTURLSession::sharedInstance()));
+    }();
     return *instance;
 }
 
@@ -73,7 +85,9 @@ std::shared_ptr<VKTPixelManager> VKTPixelManager::initWithPixelStore(
 VKTPixelManager::VKTPixelManager(std::shared_ptr<VKTPixelStore> pixelStore,
                                  std::shared_ptr<VKTURLSession> urlSession)
     : worker_(std::make_shared<Worker>(std::move(pixelStore), std::move(urlSession))),
-      queue_(VKTPlatform::current().makeSerialQueue()) {}
+      queue_(VKTPlatform::current().makeSerialQueue()) {
+    queue_->setName("vkt-pixels");
+}
 
 VKTPixelManager::~VKTPixelManager() {
     worker_->isStopped = true;
@@ -102,16 +116,22 @@ void VKTPixelManager::addPixels(const VKTPixels& pixels) const {
 void VKTPixelManager::callPixelsWithCompletionHandler(CompletionHandler completionHandler) {
     if (!completionHandler) {
         if (!worker_->addWaitingPass()) return;
-        queue_->post([worker = worker_] {
+        const bool isPosted = queue_->tryPost([worker = worker_] {
             worker->removeWaitingPass();
             if (!worker->isStopped) worker->runPass();
         });
+        if (isPosted) return;
+        worker_->removeWaitingPass();
+        worker_->warnOfNoThread();
         return;
     }
-    queue_->post([worker = worker_, handler = std::move(completionHandler)] {
+    const bool isPosted = queue_->tryPost([worker = worker_, handler = completionHandler] {
         if (!worker->isStopped) worker->runPass();
         handler();
     });
+    if (isPosted) return;
+    worker_->warnOfNoThread();
+    completionHandler();
 }
 
 bool VKTPixelManager::isResponseSuccessful(const VKTURLSessionResponse& response) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
+#include "VKTCoreKit/foundation/VKTKeyedHash.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
 VKTPixelStoreProvider::VKTPixelStoreProvider()
@@ -16,8 +17,11 @@ std::string VKTPixelStoreProvider::pixelStoreKey() const {
 }
 
 const std::shared_ptr<VKTPixelStore>& VKTPixelStore::sharedInstance() {
-    static const auto* instance =
-        new std::shared_ptr<VKTPixelStore>(initWithProvider(std::make_shared<VKTPixelStoreProvider>()));
+    static const auto* instance = [] {
+        VKTPlatform::noteKeptBy("VKTPixelStore::sharedInstance()");
+        return new std::shared_ptr<VKTPixelStore>(
+            initWithProvider(std::make_shared<VKTPixelStoreProvider>()));
+    }();
     return *instance;
 }
 
@@ -145,9 +149,8 @@ bool VKTPixelStore::isPixelObsolete(const VKTPixel& pixel) {
 
 // The slot that has the ID, else the free one where it belongs.
 std::size_t VKTPixelStore::slotOfID(std::uint32_t ID) const {
-    constexpr std::uint32_t golden = 2'654'435'769;  // spreads IDs that follow a pattern, too
     const std::size_t mask = slots_.size() - 1;
-    std::size_t slot = (ID * golden) >> std::countl_zero(static_cast<std::uint32_t>(mask));
+    std::size_t slot = VKTKeyedHash()(ID) & mask;
     while (slots_[slot].place != 0 && slots_[slot].ID != ID)
         slot = (slot + 1) & mask;
     return slot;

@@ -266,9 +266,13 @@ Playable VKTVASTManager::resolvePassbackWrappers() {
         resolution_.isRunning = true;
         passbacks = wrapperPassbacks_.ads;
     }
+    Ads withoutThread;
     for (const AdPointer& passback : passbacks) {
-        passbackPool_->post([self = shared_from_this(), passback] { self->resolvePassback(passback); });
+        const bool isPosted = passbackPool_->tryPost(
+            [self = shared_from_this(), passback] { self->resolvePassback(passback); });
+        if (!isPosted) withoutThread.push_back(passback);
     }
+    resolveHere(withoutThread);
     Playable result;
     std::optional<std::string> resultID;
     {
@@ -282,7 +286,19 @@ Playable VKTVASTManager::resolvePassbackWrappers() {
     return result;
 }
 
-// One passback, on a passback thread.
+// Passbacks for which there is no thread: on the waiting one, which gives up nothing but time.
+void VKTVASTManager::resolveHere(const Ads& passbacks) {
+    if (passbacks.empty()) return;
+    VKTLog::sharedInstance()->logWarningWithFormat(
+        "The system gives no thread for passbacks: %ld of them are resolved one after another by the thread "
+        "that "
+        "waits for an ad. Raise the limit of threads or memory, or start fewer.",
+        passbacks.size());
+    for (const AdPointer& passback : passbacks)
+        resolvePassback(passback);
+}
+
+// One passback, on a passback thread if there is one.
 void VKTVASTManager::resolvePassback(const AdPointer& passback) {
     const AdPointer resolved = transformWrapperToInline(passback);
     if (resolved) {

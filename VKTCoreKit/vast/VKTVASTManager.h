@@ -109,7 +109,8 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     std::shared_ptr<VKTVASTAd> transformWrapperToInline(std::shared_ptr<VKTVASTAd> ad);
 
     /// Resolves all wrapper passbacks at once; the first playable one wins, the others stay in the store.
-    /// Runs once per manager.
+    /// Runs once per manager. When no passback thread can be started the caller resolves them itself, one
+    /// after another.
     std::shared_ptr<VKTConsumableVideoAd> resolvePassbackWrappers();
 
     std::shared_ptr<VKTConsumableVideoAd> findNextMainAd();
@@ -167,6 +168,7 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     bool followMainWrapper(const std::shared_ptr<VKTVASTAd>& wrapper);
     void insertAfterLastTaken(const Ads& ads);
     std::shared_ptr<VKTVASTAd> followPassbackWrapper(const std::shared_ptr<VKTVASTAd>& wrapper);
+    void resolveHere(const Ads& passbacks);
     void resolvePassback(const std::shared_ptr<VKTVASTAd>& passback);
     bool endPassback(const std::shared_ptr<VKTVASTAd>& resolved);
 

@@ -1,8 +1,9 @@
 #include "VKTCoreKit/vast/VKTVASTNamedEvent.h"
 
-#include <functional>
 #include <typeinfo>
 #include <utility>
+
+#include "VKTCoreKit/foundation/VKTKeyedHash.h"
 
 VKTVASTNamedEvent::VKTVASTNamedEvent(std::string name, VKTURL url)
     : name_(std::move(name)), url_(std::move(url)) {}
@@ -12,5 +13,5 @@ bool VKTVASTNamedEvent::isEqual(const VKTTrackingEvent& other) const {
 }
 
 std::size_t VKTVASTNamedEvent::hash() const {
-    return std::hash<std::string>()(name_ + ' ' + url_.absoluteString());
+    return VKTKeyedHash()(name_ + ' ' + url_.absoluteString());
 }

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
+#include "VKTCoreKit/foundation/VKTKeyedHash.h"
 #include "VKTCoreKit/vast/VKTVASTNodeReading.h"
 
 namespace {
@@ -146,5 +146,5 @@ bool VKTVASTTrackingEvent::isEqual(const VKTTrackingEvent& other) const {
 
 std::size_t VKTVASTTrackingEvent::hash() const {
     if (!offset_) return VKTVideoTrackingEvent::hash();
-    return std::hash<std::string>()(name_ + ' ' + *offset_ + ' ' + url_.absoluteString());
+    return VKTKeyedHash()(name_ + ' ' + *offset_ + ' ' + url_.absoluteString());
 }

@@ -85,17 +85,17 @@ class RemoteConfig : public testing::Test {
 TEST_F(RemoteConfig, TheModelTakesWhatHasTheRightType) {
     const auto url = [](const char* text) { return *VKTURL::URLWithString(text); };
     const auto full = VKTRemoteConfig::initWithDictionary(dictionaryOf(
-        R"({"TTL":1.5,"statusCode":-3,"version":"v","korvo":{"networkId":18446744073709551615,
+        R"({"TTL":1.5,"statusCode":-3,"version":"v","korvo":{"networkId":18446744073709551614,
             "adCallBaseURL":"https://a.example/","latestSDKVersionId":7022,"latestSDKMessage":"new",
             "adCallAdditionalParameters":{"post":{"p":[1]},"get":{"g":"1"}}},
             "logger":{"URL":"https://l.example/","minLogLevel":"warning",
-            "samplingRate":{"debug":1,"info":2.9,"warning":3,"error":4}}})"));
+            "samplingRate":{"debug":1,"info":2.9,"warning":3,"error":9223372036854775809}}})"));
     const auto logger = VKTRemoteConfigLoggerConfig::initWithEndPointURL(
-        url("https://l.example/"), VKTRemoteLogLevelWarning, 1, 2, 3, 4);
+        url("https://l.example/"), VKTRemoteLogLevelWarning, 1, 2, 3, 9223372036854775809U);
     const auto parameters = VKTRemoteConfigKorvoConfigAdCallParameters::initWithPostParameters(
         {{"p", VKTArray{1}}}, {{"g", "1"}});
     const auto korvo = VKTRemoteConfigKorvoConfig::initWithNetworkID(
-        18446744073709551615U, url("https://a.example/"), parameters, "7022", "new");
+        18446744073709551614U, url("https://a.example/"), parameters, "7022", "new");
     EXPECT_TRUE(full == VKTRemoteConfig::initWithTTL(1.5, logger, korvo, -3, "v"));
     EXPECT_FALSE(full->isEqualToRemoteConfig(VKTRemoteConfig::initWithTTL(1.5, logger, korvo, -3, {})));
 

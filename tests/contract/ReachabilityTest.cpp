@@ -7,7 +7,7 @@
 #include <semaphore>
 #include <thread>
 
-#include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
+#include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTNetlinkReachability.h"
 #include "VKTCoreKit/platform/testing/VKTFakeReachabilityTarget.h"
 
@@ -90,7 +90,7 @@ class ReachabilityTargetContract : public testing::Test {
         return loop_->runUntil([&] { return heard_.size() >= count; }, 10s);
     }
 
-    std::shared_ptr<VKTRunLoop> loop_ = vkt_makeAsioRunLoop();
+    std::shared_ptr<VKTRunLoop> loop_ = vkt_makeLinuxRunLoop();
     std::vector<bool> heard_;
     Subject subject_;
 };
@@ -197,7 +197,7 @@ TEST(NetlinkReachability, ReadsTheKernelsInterfacesAndTakesLostMessagesForAChang
              EXPECT_GT(send(changes, requests.data(), requests.size() * sizeof request, 0), 0);
              return changes;
          }});
-    const auto loop = vkt_makeAsioRunLoop();
+    const auto loop = vkt_makeLinuxRunLoop();
     bool isReachable = false;
     target->setCallback([&](const VKTReachabilityFlags& flags) { isReachable = flags.reachable; });
     target->schedule(loop);

@@ -5,14 +5,15 @@
 #include <thread>
 
 #include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
+#include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/testing/VKTManualRunLoop.h"
 
 using namespace std::chrono_literals;
 
 namespace {
 
-struct AsioSubject {
-    std::shared_ptr<VKTRunLoop> loop = vkt_makeAsioRunLoop();
+struct LinuxSubject {
+    std::shared_ptr<VKTRunLoop> loop = vkt_makeLinuxRunLoop();
     std::unique_ptr<VKTSerialQueue> queue = vkt_makeAsioSerialQueue();
     std::unique_ptr<VKTConcurrentPool> pool = vkt_makeAsioConcurrentPool(1);
 };
@@ -38,7 +39,7 @@ class RunLoopContract : public testing::Test {
     Subject subject_;
 };
 
-using Subjects = testing::Types<AsioSubject, ManualSubject>;
+using Subjects = testing::Types<LinuxSubject, ManualSubject>;
 TYPED_TEST_SUITE(RunLoopContract, Subjects);
 
 TYPED_TEST(RunLoopContract, RunsInOrderAndNeverAtOnce) {
@@ -142,7 +143,7 @@ TYPED_TEST(RunLoopContract, PoolLetsGoOfWhatItDrops) {
     const auto held = std::make_shared<int>();
     std::latch started(1);
     std::latch release(1);
-    if constexpr (std::is_same_v<TypeParam, AsioSubject>) {
+    if constexpr (std::is_same_v<TypeParam, LinuxSubject>) {
         this->subject_.pool->post([&] {
             started.count_down();
             release.wait();
@@ -154,6 +155,17 @@ TYPED_TEST(RunLoopContract, PoolLetsGoOfWhatItDrops) {
     release.count_down();
     destroyer.join();
     EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(LinuxRunLoop, GivesUpAtItsTimeoutThoughThereIsAlwaysSomethingToRun) {
+    const auto loop = vkt_makeLinuxRunLoop();
+    const auto end = std::chrono::steady_clock::now() + 10s;
+    VKTTask again = [&] {
+        if (std::chrono::steady_clock::now() < end) loop->post(again);
+    };
+    loop->post(again);
+    EXPECT_FALSE(loop->runUntil([] { return false; }, 10ms));
+    EXPECT_LT(std::chrono::steady_clock::now(), end);
 }
 
 TEST(AsioSerialQueue, MayEndOnItsOwnThread) {

@@ -20,8 +20,8 @@
 #include <string>
 #include <vector>
 
-#include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTDuktapeExecutor.h"
+#include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTProcessExecutor.h"
 #include "VKTCoreKit/platform/linux/VKTScriptFrames.h"
 #include "VKTCoreKit/platform/linux/host/Fence.h"
@@ -76,7 +76,7 @@ class ScriptExecutorContract : public testing::Test {
     }
 
     using Log = std::vector<std::string>;
-    std::shared_ptr<VKTRunLoop> loop_ = vkt_makeAsioRunLoop();
+    std::shared_ptr<VKTRunLoop> loop_ = vkt_makeLinuxRunLoop();
     VKTScopedPlatform inForce_{platformOver(loop_)};
     // Sanitizers and neighbours take their share of the time.
     VKTScriptOptions options_{.turnLimit = 20s, .hostPath = VKT_SCRIPT_HOST};

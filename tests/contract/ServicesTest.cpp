@@ -4,9 +4,11 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <limits>
 #include <set>
 #include <thread>
 
+#include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 #include "VKTCoreKit/platform/linux/VKTSystemClock.h"
@@ -41,8 +43,23 @@ TEST(JSON, IntegersStayIntegersWhereTheyFit) {
     const auto read = [](const char* text) { return vkt_JSONValueWithData(text).value(); };
     EXPECT_EQ(*read("7").asInteger(), 7);
     EXPECT_EQ(*read("7.0").asDouble(), 7.0);
-    EXPECT_EQ(*read("9223372036854775808").asDouble(), 9223372036854775808.0);
+    EXPECT_EQ(*read("9223372036854775807").asInteger(), std::numeric_limits<std::int64_t>::max());
+    EXPECT_EQ(*read("9223372036854775808").asUnsignedInteger(), std::uint64_t{1} << 63U);
+    EXPECT_EQ(*read("18446744073709551615").asUnsignedInteger(), std::numeric_limits<std::uint64_t>::max());
+    EXPECT_EQ(*read("18446744073709551616").asDouble(), 18446744073709551616.0);
     EXPECT_EQ(*read("-9223372036854775809").asDouble(), -9223372036854775808.0);
+}
+
+TEST(JSON, NumbersSurviveAnArchiveToTheLastDigit) {
+    for (const std::string text :
+         {"0", "-1", "9007199254740993", "9223372036854775807", "9223372036854775808", "9223372036854775809",
+          "18446744073709551615", "-9223372036854775808", "0.1", "1.7976931348623157e+308"}) {
+        const VKTValue value = vkt_JSONValueWithData(text).value();
+        const auto read = vkt_unarchivedValues(vkt_archiveData("C", {{"k", VKTValue(value)}}), "C").value();
+        EXPECT_EQ(*read.find("k"), value) << text;
+        EXPECT_EQ(vkt_JSONStringWithValue(*read.find("k")), text);
+        EXPECT_EQ(value.description(), text);
+    }
 }
 
 TEST(JSON, RefusesWhatIsNotJSON) {

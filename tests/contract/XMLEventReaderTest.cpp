@@ -58,6 +58,14 @@ std::string nested(int depth) {
     return opening + closing;
 }
 
+// Of Latin-1 text, with a mark.
+std::string UTF16(std::string_view text) {
+    std::string bytes = "\xFF\xFE";
+    for (const char c : text)
+        bytes.append({c, '\0'});
+    return bytes;
+}
+
 // A failed reading ends with "#" and the error. A replayed script of the same events must be heard in the
 // same way.
 std::string logOf(std::string_view document) {
@@ -80,6 +88,10 @@ TEST(XMLEventReader, Events) {
         {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE9</a>", "<a>\xC3\xA9</a>"},
         {"<?xml version='1.0' encoding='US-ASCII'?><a/>", "<a></a>"},
         {"\xFF\xFE<\0a\0/\0>\0"s, "<a></a>"},
+        {"\xEF\xBB\xBF<?xml version='1.0' encoding='ISO-8859-1'?><a>\xC3\xA9</a>", "<a>\xC3\xA9</a>"},
+        {"\xEF\xBB\xBF<?xml version='1.0' encoding='UTF-16'?><a/>", "<a></a>"},
+        {UTF16("<?xml version='1.0' encoding='utf-8'?><a>\xE9</a>"), "<a>\xC3\xA9</a>"},
+        {UTF16("<?xml version='1.0' encoding='ISO-8859-1'?><a/>"), "<a></a>"},
         {"\xFE\xFF\0<\0a\0>\0\xE9\0<\0/\0a\0>"s, "<a>\xC3\xA9</a>"},
         {"<!DOCTYPE a SYSTEM 'http://h/a.dtd'><a b='&amp;&#33;'/>", "<a b=&!></a>"}};
     for (const auto& [document, log] : cases)
@@ -106,6 +118,25 @@ TEST(XMLEventReader, NoDocumentDefinesEntities) {
         const std::string log = logOf("<!DOCTYPE a [" + std::string(declaration) + "]><a>text</a>");
         EXPECT_TRUE(log.starts_with("#")) << log;
     }
+}
+
+TEST(XMLEventReader, NoAttributeIsMultipliedByItsDeclaration) {
+    const std::string refused = "#attribute declaration with a default at line 1";
+    const std::string_view read = "<a><b></b></a>";
+    const auto logWith = [](const std::string& declarations) {
+        return logOf("<!DOCTYPE a [" + declarations + "]><a><b/></a>");
+    };
+    for (const char* declaration :
+         {"<!ATTLIST b c CDATA 'v'>", "<!ATTLIST b c CDATA ''>", "<!ATTLIST b c CDATA #FIXED 'v'>",
+          "<!ATTLIST b c (x|y) 'x'>", "<!ATTLIST b c CDATA #IMPLIED d CDATA 'v'>"})
+        EXPECT_TRUE(logWith(declaration).starts_with(refused)) << declaration << ": " << logWith(declaration);
+    EXPECT_EQ(logWith("<!ELEMENT a (b*)><!ATTLIST b c CDATA #IMPLIED d ID #IMPLIED>"), read);
+
+    std::string many;
+    for (int i = 0; i < VKTXMLAttributeDeclarationLimit; ++i)
+        many += "<!ATTLIST b c" + std::to_string(i) + " CDATA #REQUIRED>";
+    EXPECT_EQ(logWith(many), read);
+    EXPECT_TRUE(logWith(many + "<!ATTLIST b d CDATA #IMPLIED>").starts_with("#too many attribute decl"));
 }
 
 TEST(XMLEventReader, LimitsTheDepth) {

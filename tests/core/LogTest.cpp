@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <string>
 #include <thread>
 #include <vector>
@@ -87,6 +88,49 @@ TEST(Log, NullOutputPrintsWholeLinesThroughTheDefaultOutput) {
     const std::string line = testing::internal::GetCapturedStdout();
     ASSERT_GE(line.size(), 8U);
     EXPECT_EQ(line.substr(8), " T[DEBUG] hello %@\n");
+}
+
+// Says farewell through the logger that lets go of it.
+class FarewellOutput : public RecordingOutput {
+  public:
+    explicit FarewellOutput(const VKTLog& logger) : logger_(logger) {}
+    ~FarewellOutput() override { logger_.logInfo("farewell"); }
+
+  private:
+    const VKTLog& logger_;
+};
+
+TEST(Log, OutputIsReplacedAndTheOldOneMayLogWhenItGoes) {
+    const auto logger = VKTLog::initWithTag("T", std::make_shared<LevelDataSource>(), nullptr, false);
+    logger->setOutput(std::make_shared<FarewellOutput>(*logger));
+    const auto output = std::make_shared<RecordingOutput>();
+    logger->setOutput(output);
+    EXPECT_EQ(output->lines, std::vector<std::string>{"T|INFO|farewell"});
+    EXPECT_EQ(logger->output(), output);
+    logger->setOutput(nullptr);
+    EXPECT_EQ(logger->output(), VKTLogDefaultOutput::sharedInstance());
+}
+
+TEST(Log, OutputIsReplacedWhileOthersLog) {
+    struct CountingOutput : VKTLogOutput {
+        explicit CountingOutput(std::atomic<int>& theCount) : count(theCount) {}
+        void logMessage(std::string_view, VKTLogLevel, std::string_view) override { ++count; }
+        std::atomic<int>& count;
+    };
+    std::atomic<int> count = 0;
+    const auto logger = VKTLog::initWithTag("T", std::make_shared<LevelDataSource>(),
+                                            std::make_shared<CountingOutput>(count), false);
+    constexpr int messages = 2000;
+    std::thread writer([&] {
+        for (int i = 0; i < messages; ++i)
+            logger->logInfo("i");
+    });
+    while (count < messages) {
+        logger->setOutput(std::make_shared<CountingOutput>(count));
+        EXPECT_TRUE(logger->output());
+    }
+    writer.join();
+    EXPECT_EQ(count, messages) << "each message reaches one output";
 }
 
 TEST(Log, DataSourceAndFlagChangeWhileOthersLog) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <tuple>
 
@@ -10,6 +11,7 @@
 #include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 #include "VKTCoreKit/platform/testing/VKTScriptedXMLEventReader.h"
+#include "tests/support/VKTRecordedLog.h"
 
 namespace {
 
@@ -90,6 +92,23 @@ TEST(XMLDictionary, Trees) {
     }
 }
 
+TEST(XMLDictionary, TextIsReadAsUTF8WhateverItDeclares) {
+    for (const char* encoding : {"UTF-8", "ISO-8859-1", "US-ASCII", "UTF-16", "none"}) {
+        const std::string XML = "<?xml version='1.0' encoding='" + std::string(encoding) + "'?><P>\xC3\xA4</P>";
+        expectValue(vkt_dictionaryWithXMLString(XML), R"({"__name":"P","__text":"\u00E4"})");
+        expectValue(vkt_dictionaryWithXMLString("\xEF\xBB\xBF" + XML), R"({"__name":"P","__text":"\u00E4"})");
+    }
+    expectValue(vkt_dictionaryWithXMLData("<?xml version='1.0' encoding='ISO-8859-1'?><P>\xE4</P>"),
+                R"({"__name":"P","__text":"\u00E4"})");
+    using namespace std::string_literals;
+    for (const std::string& bytes : {"<P>\xE4</P>"s, "\xFF\xFE<\0P\0/\0>\0"s, "<?xml encoding='UTF-8'?><P/>"s})
+        EXPECT_FALSE(vkt_dictionaryWithXMLString(bytes)) << testing::PrintToString(bytes);
+
+    auto parser = VKTXMLDictionaryParser::sharedInstance().copy();
+    parser.vkt_dictionaryWithString("<P></Q>");
+    EXPECT_EQ(parser.parsingError()->localizedDescription(), "mismatched tag at line 1, column 6");
+}
+
 TEST(XMLDictionary, ErrorsGiveNoTreeAndLeaveNothingBehind) {
     VKTXMLDictionaryParser parser;
     EXPECT_FALSE(parser.vkt_dictionaryWithString("<P>a<C>b</P>"));
@@ -106,9 +125,18 @@ TEST(XMLDictionary, Files) {
     const std::string path = testing::TempDir() + "VKTXMLDictionaryTest.xml";
     std::ofstream(path) << "<P>t</P>";
     expectValue(vkt_dictionaryWithXMLFile(path), R"({"__name":"P","__text":"t"})");
+    std::filesystem::resize_file(path, VKTXMLFileSizeLimit + 1);
+    VKTRecordedLog log;
+    EXPECT_FALSE(vkt_dictionaryWithXMLFile(path));
     std::remove(path.c_str());
     EXPECT_FALSE(vkt_dictionaryWithXMLFile(path));
     EXPECT_FALSE(vkt_dictionaryWithXMLFile(testing::TempDir()));
+    const std::vector<std::string> lines = log.take();
+    ASSERT_EQ(lines.size(), 3U);
+    const std::string begin = "WARNING The XML file " + path + " is not read: it ";
+    EXPECT_TRUE(lines[0].starts_with(begin + "has more than 33554432 bytes")) << lines[0];
+    EXPECT_TRUE(lines[1].starts_with(begin + "cannot be opened")) << lines[1];
+    EXPECT_NE(lines[2].find("reading it failed"), std::string::npos) << lines[2];
 }
 
 TEST(XMLDictionary, PartsOfANode) {
@@ -144,17 +172,22 @@ TEST(XMLDictionary, Serialises) {
 
 TEST(XMLDictionary, KeyPaths) {
     const auto node =
-        nodeOf(R"({"A":[{"B":"1"},{"C":"2"}],"D":{"__text":["x","y"]},"E":"e","F":[],"G":{"H":"h"}})");
+        nodeOf(R"({"A":[{"B":"1"},{"C":"2"}],"D":{"__text":["x","y"]},"E":"e","F":[],"G":{"H":"h"},
+            "N":[[{"B":"1"},[{"B":{"C":"2"}}]],[],"x",{"B":[{"C":"3"}]}]})");
     const std::tuple<const char*, const char*, std::optional<std::string>, const char*> cases[] = {
         {"A", R"([{"B":"1"},{"C":"2"}])", {}, R"({"B":"1"})"},
         {"A.B", R"(["1",null])", "1", R"({"__text":"1"})"},
         {"D", R"([{"__text":["x","y"]}])", "x\ny", R"({"__text":["x","y"]})"},
         {"E", R"(["e"])", "e", R"({"__text":"e"})"},
+        {"N.B", R"([["1",[{"C":"2"}]],[],null,[{"C":"3"}]])", {}, nullptr},
+        {"N.B.C", R"([[null,["2"]],[],null,["3"]])", {}, nullptr},
         {"G.H", R"(["h"])", "h", R"({"__text":"h"})"}};
     for (const auto& [path, array, string, dictionary] : cases) {
         expectValue(vkt_arrayValueForKeyPath(node, path), array);
         EXPECT_EQ(vkt_stringValueForKeyPath(node, path), string) << path;
-        expectValue(vkt_dictionaryValueForKeyPath(node, path), dictionary);
+        const auto found = vkt_dictionaryValueForKeyPath(node, path);
+        ASSERT_EQ(found.has_value(), dictionary != nullptr) << path;
+        if (found) expectValue(*found, dictionary);
     }
     expectValue(vkt_arrayValueForKeyPath(node, "F"), "[]");
     for (const char* none : {"F", "E.x", ""}) {

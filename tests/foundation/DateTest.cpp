@@ -22,6 +22,16 @@ TEST(Date, BeforeTheEpochTheTimeOfDayStillCountsForwards) {
     EXPECT_EQ(vkt_ISO8601StringFromDate(date, VKTTimeZone::UTC()), "1969-12-31T23:59:59.999+0000");
 }
 
+TEST(Date, DescriptionsCutTheFractionOff) {
+    const std::pair<VKTDate, const char*> cases[] = {
+        {sys_days(2024y / March / 5) + 7h + 8min + 9s + 999'999us, "2024-03-05 07:08:09 +0000"},
+        {VKTDate{0us}, "1970-01-01 00:00:00 +0000"},
+        {VKTDate{-1us}, "1969-12-31 23:59:59 +0000"},
+        {sys_days(1969y / December / 31), "1969-12-31 00:00:00 +0000"}};
+    for (const auto& [date, text] : cases)
+        EXPECT_EQ(vkt_descriptionOfDate(date), text);
+}
+
 TEST(Date, ZonesAreAskedForEachInstant) {
     const VKTDate change = sys_days(2024y / March / 31) + 1h;
     const VKTTimeZone zone([&](VKTDate date) { return date < change ? 1h : 2h; });

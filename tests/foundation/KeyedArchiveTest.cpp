@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <memory>
 
 namespace {
@@ -49,6 +50,7 @@ VKTDictionary everyType() {
     return {{"null", VKTValue()},
             {"true", true},
             {"integer", std::int64_t{-1}},
+            {"unsigned", std::numeric_limits<std::uint64_t>::max()},
             {"double", -0.5},
             {"text", "x"},
             {"bytes", VKTBytes{std::string("\0\xFF", 2)}},
@@ -57,7 +59,7 @@ VKTDictionary everyType() {
 }
 
 TEST(KeyedArchive, ObjectsComeBackWithoutPartsThatDoNotBuild) {
-    Whole whole{"t\xC3\xA4", VKTURL::URLWithString("http://h/[M]"),   VKTNumber(2.5),
+    Whole whole{"t\xC3\xA4", VKTURL::URLWithString("http://h/[M]"),   VKTNumber(~std::uint64_t{0}),
                 true,        VKTDate(std::chrono::microseconds(-17)), {{"a"}, {""}, {"b"}},
                 Part{"c"}};
     const auto read = vkt_unarchivedObject<Whole>(vkt_archivedData(whole));
@@ -91,6 +93,7 @@ TEST(KeyedArchive, EveryTypeKeepsItsTypeAndValue) {
     ASSERT_TRUE(read);
     EXPECT_EQ(*read, everyType());
     EXPECT_NE(read->find("integer")->asInteger(), nullptr);
+    EXPECT_NE(read->find("unsigned")->asUnsignedInteger(), nullptr);
 }
 
 TEST(KeyedArchive, AnyDamageGivesNothing) {

@@ -55,6 +55,14 @@ TEST(Value, EqualityAndTypes) {
     EXPECT_FALSE(VKTValue("1") == VKTValue(1));
     EXPECT_NE(VKTValue("text").asString(), nullptr) << "a literal is a text, not a boolean";
     EXPECT_EQ(VKTValue(true).asNumber(), VKTNumber(1));
+
+    constexpr std::uint64_t large = (std::uint64_t{1} << 63U) + 1;
+    EXPECT_EQ(*VKTValue(std::uint64_t{7}).asInteger(), 7) << "one form for one number";
+    EXPECT_EQ(VKTValue(std::uint64_t{7}), VKTValue(7));
+    EXPECT_EQ(VKTValue(large), VKTValue(0x1p63)) << "rounded as the double is";
+    EXPECT_FALSE(VKTValue(large) == VKTValue(large - 1));
+    EXPECT_FALSE(VKTValue(large) == VKTValue(std::numeric_limits<std::int64_t>::max()));
+    EXPECT_FALSE(VKTValue(large) == VKTValue(static_cast<std::int64_t>(large)));
 }
 
 TEST(Value, Descriptions) {
@@ -62,7 +70,7 @@ TEST(Value, Descriptions) {
     EXPECT_EQ(VKTValue(VKTArray{1, 2.5, true, "a", VKTValue(), VKTBytes{"xy"}}).description(),
               "(1, 2.5, 1, a, <null>, <2 bytes>)");
     EXPECT_EQ(VKTValue(VKTDictionary{{"b", 1}, {"a", VKTArray{}}}).description(), "{b = 1; a = ()}");
-    EXPECT_EQ(VKTValue(date).description(), "1970-01-01T00:00:01.500+0000");
+    EXPECT_EQ(VKTValue(date).description(), "1970-01-01 00:00:01 +0000");
 }
 
 TEST(Value, NumbersTruncateAndSaturate) {
@@ -70,6 +78,17 @@ TEST(Value, NumbersTruncateAndSaturate) {
     EXPECT_EQ(VKTNumber(1e300).integerValue(), std::numeric_limits<std::int64_t>::max());
     EXPECT_EQ(VKTNumber(-1e300).integerValue(), std::numeric_limits<std::int64_t>::min());
     EXPECT_EQ(VKTNumber(std::numeric_limits<double>::quiet_NaN()).integerValue(), 0);
+    constexpr std::uint64_t unsignedEnd = std::numeric_limits<std::uint64_t>::max();
+    EXPECT_EQ(VKTNumber(unsignedEnd).integerValue(), std::numeric_limits<std::int64_t>::max());
+    const std::pair<VKTNumber, std::uint64_t> unsignedValues[] = {{unsignedEnd, unsignedEnd},
+                                                                  {1e300, unsignedEnd},
+                                                                  {0x1p63, std::uint64_t{1} << 63U},
+                                                                  {2.9, 2},
+                                                                  {-1, 0},
+                                                                  {-0.5, 0},
+                                                                  {-1e300, 0}};
+    for (const auto& [number, value] : unsignedValues)
+        EXPECT_EQ(number.unsignedIntegerValue(), value) << number.description();
     const std::int64_t big = (std::int64_t{1} << 53) + 1;
     EXPECT_FALSE(VKTNumber(big) == VKTNumber(big - 1)) << "compared as doubles they would be equal";
 }

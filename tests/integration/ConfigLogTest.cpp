@@ -85,7 +85,7 @@ TEST_F(ConfigLog, TellsWhatOfAConfigurationIsIgnored) {
          "korvo.networkId korvo.adCallAdditionalParameters.post korvo.adCallAdditionalParameters.get.page "
          "statusCode version korvo.adCallBaseURL korvo.latestSDKVersionId korvo.latestSDKMessage logger.URL "
          "logger.minLogLevel logger.samplingRate.debug logger.samplingRate.info logger.samplingRate.warning "
-         "logger.samplingRate.error",
+         "logger.samplingRate.error logger.sendingLogsInterval logger.samplingRate.fatal",
          "0"},
         {"wrong-site", "korvo.networkId", "0"},
         {"ttl-23-days", "TTL", "1007"},
@@ -118,6 +118,41 @@ TEST_F(ConfigLog, SendsTheRecordThatItShows) {
         logs->front().remove("timestamp");
     EXPECT_EQ(notSent, shown);
     EXPECT_EQ(deliveries().size(), 1U);
+}
+
+TEST_F(ConfigLog, RefusesNumbersOutOfTheirRange) {
+    const std::string config = "config "s + deadURL + " --site ";
+    const std::string log = "log "s + deadURL + " --dry-run ";
+    const struct {
+        std::string arguments;
+        const char *value, *range;
+    } cases[] = {
+        {config, "99999999999999999999", "--site: A whole number from 0 to 9223372036854775807"},
+        {config, "-1", "--site: A whole number from 0"},
+        {config, "1e3", "--site: "},
+        {config, "7x", "--site: "},
+        {config, "0x10", "--site: "},
+        {config + "7 --timeout ", "1e300", "--timeout: A number from 0 to 1000000"},
+        {config + "7 --timeout ", "nan", "--timeout: A number from 0"},
+        {log + "--site ", "-1", "--site: A whole number from 0"},
+        {log + "--sampling ", "18446744073709551616",
+         "--sampling: A whole number from 0 to 18446744073709551615"},
+        {log + "--sampling ", "1.5", "--sampling: A whole number"},
+        {log + "--vast-error ", "99", "--vast-error: A whole number from 100 to 999"},
+        {"resolve - --max-wrappers ", "2147483648", "--max-wrappers: A whole number from 0 to 2147483647"},
+        {"resolve - --fail ", "-1", "--fail: A whole number from 0"},
+        {"resolve - --network-access-type ", "4294967296", "from 0 to 4294967295"},
+        {"serve --port ", "65536", "--port: A whole number from 0 to 65535"},
+    };
+    for (const auto& [arguments, value, range] : cases) {
+        SCOPED_TRACE(arguments + value);
+        const Outcome outcome = runTool(arguments + value);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_NE(outcome.err.find(range), std::string::npos) << outcome.err;
+        EXPECT_NE(outcome.err.find("is expected, not \""s + value + "\""), std::string::npos) << outcome.err;
+        EXPECT_EQ(outcome.err.find('\n'), outcome.err.size() - 1);
+    }
+    EXPECT_NE(runTool(log + "--site 010 --json").out.find("\"siteId\":10"), std::string::npos);
 }
 
 TEST_F(ConfigLog, TellsWhyARecordIsDropped) {

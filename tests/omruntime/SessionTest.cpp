@@ -1,16 +1,20 @@
 // Sessions with scripts in this process: what reaches the vendors' servers, and what goes wrong for whom.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <thread>
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/omruntime/AdSession.h"
 #include "VKTCoreKit/omruntime/EmbeddedServiceScript.h"
 #include "VKTCoreKit/omruntime/SDK.h"
+#include "VKTCoreKit/omruntime/ScriptRequests.h"
 #include "VKTCoreKit/omruntime/ScriptRun.h"
 #include "VKTCoreKit/omruntime/SessionRegistry.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+#include "tests/support/VKTRecordedLog.h"
 
 namespace OMIDKorvonet1 {
 
@@ -433,6 +437,36 @@ TEST_F(Sessions, TheFirstFailureOfAScriptIsLoggedAndAllAreObserved) {
     const auto line = logged.find("Verification script of vendor bad, http://h/bad: setTimeout: a function");
     EXPECT_NE(line, std::string::npos) << logged;
     EXPECT_EQ(line, logged.rfind("Verification script")) << logged;
+}
+
+TEST_F(Sessions, AVendorThatIsLostIsAWarningAndAMissingHostOneForAll) {
+    VKTRecordedLog log;
+    serve("long", std::string(ScriptSizeLimit + 1, ' '));
+    serve("greedy", "for (var i = 0; i < 3; ++i) omid3p.injectJavaScriptResource('file:///etc/passwd');");
+    begin({"long", "greedy"});
+    Texts lines = log.take();
+    ASSERT_EQ(lines.size(), 2U);
+    std::sort(lines.begin(), lines.end());
+    EXPECT_TRUE(
+        lines[0].starts_with("WARNING Verification script of vendor greedy asks for the script file:"))
+        << lines[0];
+    EXPECT_TRUE(lines[1].ends_with("bytes. Lost: the script measures nothing from now on")) << lines[1];
+    session_.reset();
+
+    runtime_.setTrustsScripts(false);
+    runtime_.setScriptHostPath("/nowhere/vkt-script-host");
+    auto& loop = *VKTPlatform::current().mainRunLoop;
+    failures();
+    begin({"good", "good"});
+    while (failures_.size() < 2) {
+        loop.drain();
+        std::this_thread::yield();
+    }
+    lines = log.take();
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_NE(lines[0].find("looked at /nowhere/vkt-script-host"), std::string::npos) << lines[0];
+    runtime_.setScriptHostPath("");
+    runtime_.setTrustsScripts(true);
 }
 
 }  // namespace

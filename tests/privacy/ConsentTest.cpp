@@ -2,11 +2,14 @@
 
 #include <map>
 #include <set>
+#include <unordered_set>
 
 #include "VKTCoreKit/core/VKTLogDefaultOutput.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "VKTCoreKit/privacy/VKTConsentSignals.h"
+#include "VKTCoreKit/privacy/VKTGPPString.h"
 #include "VKTCoreKit/privacy/VKTIdentity.h"
+#include "tests/support/FastestRun.h"
 
 namespace {
 
@@ -400,6 +403,24 @@ TEST_F(Consent, GPPStringsAndTheirSections) {
     }
     set("IABGPP_GppSID", 7);
     EXPECT_FALSE(identity->GPPString()) << "both must be texts";
+}
+
+// A hash table whose hash of a number is the number itself keeps all multiples of its size in one bucket.
+TEST(GPPString, ChosenSectionIDsCostNoMoreThanOthers) {
+    constexpr std::size_t count = 10000;
+    std::unordered_set<std::int32_t> table;
+    for (std::int32_t i = 0; table.size() < count; ++i)
+        table.insert(i);
+    const auto cost = [&](std::size_t factor) {
+        std::string list = "0";
+        for (std::size_t i = 1; i < count; ++i)
+            list += "_" + std::to_string(i * factor);
+        return fastestRun([&] {
+            const auto IDs = VKTGPPString::gppSIDsFromRawGPPSIDString(list);
+            EXPECT_TRUE(IDs && IDs->size() == count);
+        });
+    };
+    EXPECT_LT(cost(table.bucket_count()) / cost(1), VKTFlatCostRatio);
 }
 
 }  // namespace

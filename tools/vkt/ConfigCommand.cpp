@@ -49,8 +49,7 @@ VKTDictionary samplingRatesOf(const ConfigOutcome& outcome) {
     VKTDictionary rates;
     for (const auto level :
          {VKTRemoteLogLevelDebug, VKTRemoteLogLevelInfo, VKTRemoteLogLevelWarning, VKTRemoteLogLevelError}) {
-        rates.set(*vkt_stringFromRemoteLogLevel(level),
-                  vkt_valueOfSamplingRate(outcome.logger->samplingRateForLevel(level)));
+        rates.set(*vkt_stringFromRemoteLogLevel(level), outcome.logger->samplingRateForLevel(level));
     }
     return rates;
 }

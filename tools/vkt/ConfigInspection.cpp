@@ -1,5 +1,6 @@
 #include "ConfigInspection.h"
 
+#include <algorithm>
 #include <array>
 
 #include "AdText.h"
@@ -112,6 +113,20 @@ void addGETParameters(std::vector<IgnoredMember>& ignored, const VKTValue* param
     }
 }
 
+// What a newer server may tell a logger, or what somebody misspelt: nobody reads it.
+void addUnknownMembers(std::vector<IgnoredMember>& ignored, const VKTDictionary& document,
+                       const std::string& path, std::string_view known) {
+    const VKTValue* value = valueAt(document, path);
+    const VKTDictionary* dictionary = value == nullptr ? nullptr : value->asDictionary();
+    if (dictionary == nullptr) return;
+    const auto names = vkt_split(known, ' ');
+    for (const auto& entry : *dictionary) {
+        if (std::find(names.begin(), names.end(), entry.key) != names.end()) continue;
+        ignored.push_back({path + "." + onOneLine(entry.key),
+                           "only " + vkt_replacingOccurrences(known, " ", ", ") + " are read of " + path});
+    }
+}
+
 void addRefusals(std::vector<IgnoredMember>& ignored, const VKTDictionary& document,
                  const ConfigRefusals& refusals) {
     if (refusals.isSiteWrong) {
@@ -144,6 +159,8 @@ std::vector<IgnoredMember> ignoredMembersOf(const VKTDictionary& document, const
         if (value != nullptr && !member.isUsed(*parent, name))
             ignored.push_back({member.path, expectation(member.expected, value)});
     }
+    addUnknownMembers(ignored, document, "logger", "URL minLogLevel samplingRate");
+    addUnknownMembers(ignored, document, "logger.samplingRate", "debug info warning error");
     return ignored;
 }
 

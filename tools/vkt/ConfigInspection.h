@@ -24,7 +24,8 @@ struct IgnoredMember {
     std::string reason;  ///< a sentence without its point
 };
 
-/// Members that nobody reads are no fault and are left out.
+/// Members that nobody reads are no fault and are left out, but those of "logger" are told: nothing else
+/// shows that a setting of the logger has no effect.
 std::vector<IgnoredMember> ignoredMembersOf(const VKTDictionary& document, const ConfigRefusals& refusals);
 
 /// Why a document as a whole is refused: the end of a sentence that begins with the document.

@@ -55,8 +55,10 @@ void spoilTypes(VKTDictionary& document) {
         VKTDictionary{
             {"URL", VKTDictionary()},
             {"minLogLevel", "loud"},
+            {"sendingLogsInterval", 60},
             {"samplingRate",
-             VKTDictionary{{"debug", "1"}, {"info", VKTValue()}, {"warning", true}, {"error", -1}}}});
+             VKTDictionary{
+                 {"debug", "1"}, {"info", VKTValue()}, {"warning", true}, {"error", -1}, {"fatal", 1}}}});
 }
 
 void announceNewerSDK(VKTDictionary& document) {

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <future>
 #include <iostream>
 #include <string>
@@ -31,7 +32,8 @@ VKTValue measuredValue(std::string_view text) {
     double number = 0;
     const auto* end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && rest == end ? VKTValue(number) : VKTValue(text);
+    const bool isNumber = error == std::errc() && rest == end && std::isfinite(number);
+    return isNumber ? VKTValue(number) : VKTValue(text);
 }
 
 std::shared_ptr<const VKTLogNode> measureNode(const std::vector<std::string>& measures) {
@@ -132,7 +134,7 @@ void printReport(const LogOptions& options, const LogOutcome& outcome) {
         {"url", options.url},
         {"level", options.level},
         {"minimumLevel", options.minimumLevel},
-        {"samplingRate", vkt_valueOfSamplingRate(options.sampling)},
+        {"samplingRate", options.sampling},
         {"outcome", nameOf(outcome)},
         {"reason", outcome.reason.empty() ? VKTValue() : VKTValue(outcome.reason)},
         {"request", outcome.request ? reportOfRequests({*outcome.request}).front() : VKTValue()},

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Source.h"
+#include "VKTCoreKit/foundation/VKTKeyedHash.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/tracking/VKTPixelStore.h"
 
@@ -65,8 +66,9 @@ class PixelLedger : public VKTPixelStoreChangesProviderProtocol {
     VKTPixelStoreChangesProviderProtocol* const changes_;  // the same, or null
     mutable std::mutex mutex_;
     std::vector<PixelRecord> records_;
-    std::unordered_map<std::uint32_t, std::size_t> placesByID_;
-    std::unordered_map<std::string, std::set<std::pair<int, std::size_t>>> pendingByURL_;  // attempts, place
+    std::unordered_map<std::uint32_t, std::size_t, VKTKeyedHash> placesByID_;
+    // attempts, place
+    std::unordered_map<std::string, std::set<std::pair<int, std::size_t>>, VKTKeyedHash> pendingByURL_;
     std::size_t claimed_ = 0;  // so many records have been claimed
 };
 

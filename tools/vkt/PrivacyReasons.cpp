@@ -32,7 +32,7 @@ constexpr std::array numberSignals{VKTConsentKeyGDPRApplies, VKTConsentKeyGPPVer
 
 std::string typeOf(const VKTValue& value) {
     if (value.asString()) return "a text";
-    if (value.asInteger()) return "an integer";
+    if (value.asInteger() || value.asUnsignedInteger()) return "an integer";
     if (value.asDouble()) return "a double";
     if (value.asBool()) return "a boolean";
     if (value.asBytes()) return "bytes";

@@ -97,7 +97,7 @@ class Listener : public VKTVASTManagerDelegate {
         if (!document) return "The document is not UTF-8 text.";
         if (readings_++ >= readingLimit) return std::nullopt;
         auto parser = VKTXMLDictionaryParser::sharedInstance().copy();
-        parser.vkt_dictionaryWithString(*document);
+        parser.vkt_dictionaryWithData(*document);  // as the library read it
         const auto& problem = parser.parsingError();
         if (!problem) return std::nullopt;
         return "The XML reader says: " + problem->localizedDescription().value_or("") + ".";

@@ -1,10 +1,13 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
-#include <cmath>
+#include <cstdint>
+#include <functional>
 #include <iostream>
+#include <limits>
 #include <optional>
 #include <string>
 
+#include "AdText.h"
 #include "Commands.h"
 #include "DemoServer.h"
 #include "PrivacySetting.h"
@@ -33,13 +36,46 @@ std::string settingProblem(const std::string& text) {
            "\"; TYPE is string, int, double or bool (true, false)";
 }
 
-// Of a number, a fraction included.
-std::string amountProblem(const std::string& text) {
-    double number = 0;
+// Whole seconds of eleven days and a half; a thousand times that still fits into an int.
+constexpr double longestTime = 1'000'000;
+
+std::string rangeProblem(const std::string& kind, const std::string& range, const std::string& text) {
+    return kind + " " + range + " is expected, not \"" + onOneLine(text) + "\"";
+}
+
+// The whole text as a number; nothing for anything else.
+template <typename Number>
+std::optional<Number> numberOf(const std::string& text) {
+    Number number{};
     const auto* end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, number);
-    const bool isAmount = error == std::errc() && rest == end && number >= 0 && std::isfinite(number);
-    return isAmount ? "" : "A number from 0 up is expected, not \"" + text + "\"";
+    return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
+}
+
+// A whole number in decimal digits. It is handed on without leading zeros, which would make it octal.
+template <typename Integer>
+CLI::Validator integerWithin(Integer least, Integer most) {
+    const std::string range = "from " + std::to_string(least) + " to " + std::to_string(most);
+    const std::function<std::string(std::string&)> check = [least, most, range](std::string& text) {
+        const auto number = numberOf<Integer>(text);
+        if (!number || *number < least || *number > most) return rangeProblem("A whole number", range, text);
+        text = std::to_string(*number);
+        return std::string();
+    };
+    return {check, ""};
+}
+
+// The same up to the greatest number of the type.
+template <typename Integer>
+CLI::Validator integerFrom(Integer least) {
+    return integerWithin(least, std::numeric_limits<Integer>::max());
+}
+
+// Of a number, a fraction included.
+std::string amountProblem(const std::string& text) {
+    const auto number = numberOf<double>(text);
+    if (number && *number >= 0 && *number <= longestTime) return "";
+    return rangeProblem("A number", "from 0 to 1000000", text);
 }
 
 void addSource(CLI::App& command, std::string& source) {
@@ -69,7 +105,7 @@ void addResolveOptions(CLI::App& command, ResolveOptions& options) {
         ->check(amountProblem);
     command.add_option("--max-wrappers", options.maxWrappers, "Wrappers followed in a row")
         ->capture_default_str()
-        ->check(amountProblem);
+        ->transform(integerFrom(0));
     command.add_flag("--handle-wrapper-adpods", options.handleWrapperAdpods,
                      "Take whole pods behind wrappers");
     command.add_flag("--strict-first-impression", options.strictFirstImpression,
@@ -79,10 +115,10 @@ void addResolveOptions(CLI::App& command, ResolveOptions& options) {
         ->check(macroProblem);
     command.add_option("--fail", options.fail, "Report the first N ads as failed, which asks for passbacks")
         ->capture_default_str()
-        ->check(amountProblem);
+        ->transform(integerFrom(0));
     command.add_option("--network-access-type", options.networkAccessType, "4 to 6: fast; any other: slow")
         ->capture_default_str()
-        ->check(amountProblem);
+        ->transform(integerFrom(0U));
 }
 
 void addResolve(CLI::App& app, ResolveOptions& options) {
@@ -134,7 +170,9 @@ void addConfig(CLI::App& app, ConfigOptions& options) {
         "config", "Take a site's configuration from the cache or the network, and show what came of it");
     command->add_option("URL", options.url, "Of the service; [SITEID_PLACEHOLDER] in it stands for the site")
         ->required();
-    command->add_option("--site", options.site, "The site's ID")->required();
+    command->add_option("--site", options.site, "The site's ID")
+        ->required()
+        ->transform(integerFrom(std::int64_t{0}));
     command->add_option("--store", options.store,
                         "A file that keeps the last good configuration, made when missing");
     command->add_flag("--force", options.force, "Make a request even though the cached one is valid");
@@ -151,14 +189,16 @@ void addLog(CLI::App& app, LogOptions& options) {
         ->capture_default_str()
         ->check(levels);
     command->add_option("--message", options.message, "Its message")->capture_default_str();
-    command->add_option("--site", options.site, "A site ID to tell of");
+    command->add_option("--site", options.site, "A site ID to tell of")
+        ->transform(integerFrom(std::int64_t{0}));
     command->add_option("--sampling", options.sampling, "Keep one record in so many; 0: none")
         ->capture_default_str()
-        ->check(amountProblem);
+        ->transform(integerFrom(std::uint64_t{0}));
     command->add_option("--measure", options.measures, "NAME=VALUE, a measured value; may be repeated")
         ->allow_extra_args(false)
         ->check(macroProblem);
-    command->add_option("--vast-error", options.VASTCode, "The code of a VAST error to tell of");
+    command->add_option("--vast-error", options.VASTCode, "The code of a VAST error to tell of")
+        ->transform(integerWithin(100, 999));
     command->add_option("--open-measurement", options.openMeasurement,
                         "The URL of a measurement script to tell of");
     addRequestTimeout(*command, options.timeout);
@@ -191,7 +231,7 @@ void addServe(CLI::App& app, ServeOptions& options) {
     auto* command = app.add_subcommand("serve", "Run the demo ad server on 127.0.0.1");
     command->add_option("--port", options.port, "0 for any free one")
         ->capture_default_str()
-        ->check(CLI::Range(0, 65535));
+        ->transform(integerWithin(0, 65535));
     command->add_option("--root", options.root, "A folder to serve under /files/")
         ->check(CLI::ExistingDirectory);
     command

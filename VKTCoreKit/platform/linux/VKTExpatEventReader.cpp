@@ -33,13 +33,20 @@ bool hasUndefinedReference(std::string_view tag) {
     return false;
 }
 
+// The encoding that a byte order mark tells; null without one. A mark wins over what the document declares.
+const char* markedEncoding(std::string_view data) {
+    if (data.starts_with("\xEF\xBB\xBF")) return "UTF-8";
+    if (data.starts_with("\xFE\xFF") || data.starts_with("\xFF\xFE")) return "UTF-16";
+    return nullptr;
+}
+
 class ExpatEventReader final : public VKTXMLEventReader {
   public:
     explicit ExpatEventReader(std::string_view data) : data_(data) {}
 
     bool parse(VKTXMLEventHandler& handler) override {
         handler_ = &handler;
-        parser_.reset(XML_ParserCreate(nullptr));
+        parser_.reset(XML_ParserCreate(markedEncoding(data_)));
         if (!parser_) {
             reportError(XML_ERROR_NO_MEMORY, XML_ErrorString(XML_ERROR_NO_MEMORY));
             return false;
@@ -74,6 +81,7 @@ class ExpatEventReader final : public VKTXMLEventReader {
         XML_SetEntityDeclHandler(parser, [](void* userData, const XML_Char*, int, const XML_Char*, int,
                                             const XML_Char*, const XML_Char*, const XML_Char*,
                                             const XML_Char*) { self(userData).stop("entity declaration"); });
+        XML_SetAttlistDeclHandler(parser, attributeDeclaration);
         XML_SetStartDoctypeDeclHandler(
             parser, [](void* userData, const XML_Char*, const XML_Char* systemIdentifier, const XML_Char*,
                        int) { self(userData).hasExternalDefinitions_ = systemIdentifier != nullptr; });
@@ -94,6 +102,18 @@ class ExpatEventReader final : public VKTXMLEventReader {
             }
         }
         return true;
+    }
+
+    // One default would be copied into every element of its name. Declarations without one are counted: expat
+    // walks those of an element's name for each such element.
+    static void attributeDeclaration(void* userData, const XML_Char*, const XML_Char*, const XML_Char*,
+                                     const XML_Char* defaultValue, int) {
+        ExpatEventReader& reader = self(userData);
+        if (defaultValue != nullptr) {
+            reader.stop("attribute declaration with a default");
+        } else if (++reader.attributeDeclarations_ > VKTXMLAttributeDeclarationLimit) {
+            reader.stop("too many attribute declarations");
+        }
     }
 
     static void startElement(void* userData, const XML_Char* name, const XML_Char** attributes) {
@@ -148,6 +168,8 @@ class ExpatEventReader final : public VKTXMLEventReader {
     void notePosition() {
         line_ = XML_GetCurrentLineNumber(parser_.get());
         column_ = XML_GetCurrentColumnNumber(parser_.get()) + 1;
+        // Expat counts the mark as a character.
+        if (line_ == 1 && column_ > 1 && markedEncoding(data_) != nullptr) --column_;
     }
 
     [[nodiscard]] std::string_view currentMarkup() const {
@@ -170,6 +192,7 @@ class ExpatEventReader final : public VKTXMLEventReader {
     XML_Size line_ = 1;
     XML_Size column_ = 1;
     int depth_ = 0;
+    int attributeDeclarations_ = 0;
     bool hasExternalDefinitions_ = false;  // expat then drops undefined references in attributes silently
     bool inCDATA_ = false;
 };

@@ -5,6 +5,7 @@
 #include "VKTCoreKit/platform/linux/VKTDuktapeExecutor.h"
 #include "VKTCoreKit/platform/linux/VKTExpatEventReader.h"
 #include "VKTCoreKit/platform/linux/VKTLinuxDevice.h"
+#include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTNetlinkReachability.h"
 #include "VKTCoreKit/platform/linux/VKTProcessExecutor.h"
 #include "VKTCoreKit/platform/linux/VKTSQLiteKeyValueStore.h"
@@ -16,9 +17,9 @@ VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions& options) {
     return {.clock = std::make_shared<VKTSystemClock>(),
             .random = std::make_shared<VKTSystemRandom>(),
             .HTTPSession = vkt_makeCurlHTTPSession(options.HTTPSession),
-            .mainRunLoop = vkt_makeAsioMainRunLoop(),
-            .passbackPool = vkt_makeAsioConcurrentPool(VKTPassbackThreadLimit),
-            .globalPool = vkt_makeAsioConcurrentPool(VKTGlobalPoolThreadLimit),
+            .mainRunLoop = vkt_makeLinuxMainRunLoop(),
+            .passbackPool = vkt_makeAsioConcurrentPool(VKTPassbackThreadLimit, "vkt-passback"),
+            .globalPool = vkt_makeAsioConcurrentPool(VKTGlobalPoolThreadLimit, "vkt-global"),
             .keyValueStore = vkt_makeSQLiteKeyValueStore("", nullptr),
             .notificationCentre = notificationCentre,
             .application = std::make_shared<VKTHeadlessApplication>(notificationCentre),
@@ -26,8 +27,8 @@ VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions& options) {
             .device = std::make_shared<VKTLinuxDevice>(),
             .locationServices = std::make_shared<VKTLinuxLocationServices>(),
             .makeXMLEventReader = vkt_makeExpatEventReader,
-            .makeSerialQueue = vkt_makeAsioSerialQueue,
-            .makeConcurrentPool = vkt_makeAsioConcurrentPool,
+            .makeSerialQueue = [] { return vkt_makeAsioSerialQueue(); },
+            .makeConcurrentPool = [](std::size_t threads) { return vkt_makeAsioConcurrentPool(threads); },
             .makeKeyValueStore = vkt_makeSQLiteKeyValueStore,
             .openKeyValueStore = vkt_openSQLiteKeyValueStore,
             .makeReachabilityTarget =

@@ -11,13 +11,16 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <thread>
+#include <system_error>
 #include <utility>
 
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+#include "VKTCoreKit/platform/VKTProblemLog.h"
+#include "VKTCoreKit/platform/linux/VKTThread.h"
 
 namespace {
 
@@ -89,10 +92,22 @@ bool drain(int socket) {
 // Calls a handler on a thread of its own after each change, until it is destroyed, which waits for it.
 class ChangeWatcher {
   public:
+    // Owns the socket.
     ChangeWatcher(int changeSocket, std::function<void()> onChange)
-        : changes_(changeSocket), onChange_(std::move(onChange)), thread_([this] { watch(); }) {}
+        : changes_(changeSocket), onChange_(std::move(onChange)) {}
+
+    // Why there is nothing to watch, or nobody who could; empty when it has started. Once.
+    std::string start() {
+        if (changes_.get() < 0 || end_.get() < 0)
+            return "the system gives no socket for them: raise the limit of open files, or close some";
+        const int error = thread_.start("vkt-reachable", [this] { watch(); });
+        if (error == 0) return "";
+        return "the system gives no thread for them (" + std::generic_category().message(error) +
+               "): raise the limit of threads or memory, or start fewer";
+    }
 
     ~ChangeWatcher() {
+        if (!thread_.isJoinable()) return;
         eventfd_write(end_.get(), 1);
         thread_.join();
     }
@@ -102,7 +117,7 @@ class ChangeWatcher {
   private:
     void watch() const {
         std::array<pollfd, 2> polled{{{end_.get(), POLLIN, 0}, {changes_.get(), POLLIN, 0}}};
-        while (end_.get() >= 0) {  // without it nothing could end the wait
+        while (true) {
             if (poll(polled.data(), polled.size(), -1) < 0) {
                 if (errno == EINTR) continue;
                 return;
@@ -115,7 +130,7 @@ class ChangeWatcher {
     const Descriptor end_{eventfd(0, EFD_CLOEXEC)};
     const Descriptor changes_;
     const std::function<void()> onChange_;
-    std::thread thread_;
+    VKTThread thread_;
 };
 
 bool hasPrefix(const VKTSocketAddress& address, std::initializer_list<std::uint8_t> prefix) {
@@ -152,11 +167,18 @@ class NetlinkTarget final : public VKTReachabilityTarget {
     void schedule(std::shared_ptr<VKTRunLoop> loop) override {
         reporter_.start(std::move(loop));
         const int changeSocket = source_.openChangeSocket();  // before the flags, so that no change is missed
-        if (changeSocket < 0) return;
-        replaceWatcher(std::make_unique<ChangeWatcher>(changeSocket, [this, last = flags()]() mutable {
+        auto watcher = std::make_unique<ChangeWatcher>(changeSocket, [this, last = flags()]() mutable {
             const auto current = flags();
             if (current && std::exchange(last, current) != current) reporter_.report(*current);
-        }));
+        });
+        const std::string problem = watcher->start();
+        if (problem.empty()) {
+            replaceWatcher(std::move(watcher));
+        } else if (!hasWarned_.exchange(true)) {
+            vkt_logWarning("Changes of the network go unnoticed by this reachability target, since " +
+                           problem +
+                           ". Its flags are right whenever they are read; schedule it again to try again.");
+        }
     }
 
     void unschedule() override {
@@ -174,6 +196,7 @@ class NetlinkTarget final : public VKTReachabilityTarget {
     const bool isThisDevice_;
     const VKTNetworkInterfaceSource source_;
     VKTReachabilityReporter reporter_;
+    std::atomic<bool> hasWarned_ = false;
     VKTMutex mutex_;
     std::unique_ptr<ChangeWatcher> watcher_ VKT_GUARDED_BY(mutex_);
 };

@@ -38,6 +38,7 @@ VKTReachabilityFlags vkt_reachabilityFlags(const VKTNetworkInterfaces& interface
 
 /// A target that watches on a thread of its own while it is scheduled. The device itself ("localhost" and
 /// loopback addresses) is always reachable; of every other peer no more is known than of the internet in
-/// general, since nothing is sent and no name is looked up.
+/// general, since nothing is sent and no name is looked up. Without a thread or a socket for that no change
+/// is reported, which a warning in the log tells once for each target; `flags` still reads them.
 std::shared_ptr<VKTReachabilityTarget> vkt_makeNetlinkReachabilityTarget(
     const VKTReachabilityPeer& peer, VKTNetworkInterfaceSource source = vkt_systemInterfaceSource());

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,11 +23,7 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
     bool null() override { return add(VKTValue()); }
     bool boolean(bool value) override { return add(VKTValue(value)); }
     bool number_integer(number_integer_t value) override { return add(VKTValue(std::int64_t{value})); }
-    bool number_unsigned(number_unsigned_t value) override {
-        constexpr auto limit = static_cast<number_unsigned_t>(std::numeric_limits<std::int64_t>::max());
-        return add(value <= limit ? VKTValue(static_cast<std::int64_t>(value))
-                                  : VKTValue(static_cast<double>(value)));
-    }
+    bool number_unsigned(number_unsigned_t value) override { return add(VKTValue(std::uint64_t{value})); }
     bool number_float(number_float_t value, const string_t& /*text*/) override {
         return add(VKTValue(value));
     }
@@ -146,6 +141,8 @@ class Writer {
         }
         if (const std::int64_t* number = value.asInteger()) {
             out_ += std::to_string(*number);
+        } else if (const std::uint64_t* unsignedNumber = value.asUnsignedInteger()) {
+            out_ += std::to_string(*unsignedNumber);
         } else if (const bool* flag = value.asBool()) {
             out_ += *flag ? "true" : "false";
         } else if (value.isNull()) {

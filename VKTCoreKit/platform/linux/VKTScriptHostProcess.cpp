@@ -23,11 +23,12 @@
 #include <ctime>
 #include <deque>
 #include <system_error>
-#include <thread>
 #include <utility>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/platform/linux/VKTScriptLimits.h"
+#include "VKTCoreKit/platform/linux/VKTThread.h"
 
 namespace {
 
@@ -44,25 +45,60 @@ constexpr auto firstCollection = 1ms;         // then twice as long each time
 constexpr auto slowestCollection = 64ms;
 constexpr auto processorTimeMargin = 2s;  // the system's own limit is the last resort
 
-// Never destroyed, as the thread, with which the system would end all its processes.
-asio::io_context& sharedContext() {
-    static asio::io_context& context = *[] {
-        auto made = std::make_unique<asio::io_context>(1);
-        std::thread([&context = *made] {
-            // The application's signals are not for this thread.
-            sigset_t signals;
-            sigfillset(&signals);
-            pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-            const auto work = asio::make_work_guard(context);
-            context.run();
-        }).detach();
-        return made.release();
-    }();
-    return context;
-}
-
 std::string messageOf(int error) {
     return std::generic_category().message(error);
+}
+
+// The context that the I/O thread of all worlds runs. Any thread.
+class SharedContext {
+  public:
+    // Null, with the reason, when the system refuses the thread or its descriptors: a later world tries
+    // again.
+    asio::io_context* get(std::string& problem) {
+        const VKTLock lock(mutex_);
+        if (!context_) {
+            auto made = std::make_unique<asio::io_context>(1);
+            if (takeDescriptors(*made, problem) && startThread(*made, problem)) context_ = std::move(made);
+        }
+        return context_.get();
+    }
+
+  private:
+    // Asio takes them with the first object that waits, and throws when there are none.
+    static bool takeDescriptors(asio::io_context& context, std::string& problem) {
+        try {
+            const asio::steady_timer timer(context);
+            return true;
+        } catch (const std::system_error& error) {
+            problem = "no descriptors for script worlds: " + error.code().message() +
+                      "; raise the player's limit of open files, or close some";
+            return false;
+        }
+    }
+
+    static bool startThread(asio::io_context& context, std::string& problem) {
+        VKTThread thread;
+        const int error = thread.start("vkt-script-io", [&context] {
+            const auto work = asio::make_work_guard(context);
+            context.run();
+        });
+        if (error != 0) {
+            problem = "no I/O thread for script worlds: " + messageOf(error) +
+                      "; raise the limit of threads or memory, or start fewer";
+            return false;
+        }
+        thread.detach();
+        return true;
+    }
+
+    VKTMutex mutex_;
+    std::unique_ptr<asio::io_context> context_ VKT_GUARDED_BY(mutex_);
+};
+
+// Never destroyed, as the thread, with which the system would end all its processes.
+SharedContext& sharedContext() {
+    static auto& context = *new SharedContext();
+    return context;
 }
 
 Paths installedHostPaths() {
@@ -123,8 +159,9 @@ int spawn(pid_t& process, int socket, std::vector<std::string>& arguments,
 
 class HostProcess final : public VKTScriptHostProcess, public std::enable_shared_from_this<HostProcess> {
   public:
-    HostProcess(const VKTScriptOptions& options, EventHandler onEvent)
+    HostProcess(const VKTScriptOptions& options, EventHandler onEvent, asio::io_context& context)
         : options_(options),
+          context_(context),
           onEvent_(std::move(onEvent)),
           environment_(hostEnvironment()),
           reader_(std::max(options.messageLimit, frameAllowance)) {}
@@ -423,7 +460,7 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
     std::atomic<std::size_t> unsent_ = 0;  // bytes
 
     // What follows is the I/O thread's own.
-    asio::io_context& context_ = sharedContext();
+    asio::io_context& context_;
     asio::local::stream_protocol::socket socket_{context_};
     asio::steady_timer watch_{context_};
     EventHandler onEvent_;
@@ -445,12 +482,13 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
 
 std::shared_ptr<VKTScriptHostProcess> VKTScriptHostProcess::start(const VKTScriptOptions& options,
                                                                   const EventHandler& onEvent) {
-    try {
-        auto process = std::make_shared<HostProcess>(options, onEvent);
-        process->begin();
-        return process;
-    } catch (const std::system_error& error) {
-        onEvent({VKTScriptErrorUnavailable, std::string("no I/O thread for script worlds: ") + error.what()});
+    std::string problem;
+    asio::io_context* const context = sharedContext().get(problem);
+    if (context == nullptr) {
+        onEvent({VKTScriptErrorUnavailable, problem});
         return nullptr;
     }
+    auto process = std::make_shared<HostProcess>(options, onEvent, *context);
+    process->begin();
+    return process;
 }

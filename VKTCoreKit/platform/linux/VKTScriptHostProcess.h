@@ -25,7 +25,8 @@ class VKTScriptHostProcess {
     /// Called on the I/O thread; false ends the process as a flood. After the event of an end there is none.
     using EventHandler = std::function<bool(VKTScriptHostEvent event)>;
 
-    /// Null, after an event of an end on this very thread, when the system refuses the I/O thread.
+    /// Null, after an event of an end on this very thread, when the system refuses the I/O thread
+    /// or its descriptors; a later start tries again.
     static std::shared_ptr<VKTScriptHostProcess> start(const VKTScriptOptions& options,
                                                        const EventHandler& onEvent);
 

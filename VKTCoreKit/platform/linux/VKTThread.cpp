@@ -28,9 +28,11 @@ void* run(void* argument) {
 class BlockedSignals {
   public:
     BlockedSignals() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &previous_);
+        sigset_t blocked;
+        sigfillset(&blocked);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS})
+            sigdelset(&blocked, fault);
+        pthread_sigmask(SIG_BLOCK, &blocked, &previous_);
     }
     ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
     BlockedSignals(const BlockedSignals&) = delete;

@@ -1,0 +1,33 @@
+// A process that has used up its threads or its descriptors.
+#pragma once
+
+#include <pthread.h>
+#include <sys/resource.h>
+
+#include <csignal>
+
+/// As long as it lives no thread of this program starts: `pthread_create` gives EAGAIN, as it does at a
+/// limit.
+class NoNewThreads {
+  public:
+    NoNewThreads();
+    ~NoNewThreads();
+    NoNewThreads(const NoNewThreads&) = delete;
+    NoNewThreads& operator=(const NoNewThreads&) = delete;
+};
+
+/// As long as it lives nothing is opened.
+class NoNewDescriptors {
+  public:
+    NoNewDescriptors();
+    ~NoNewDescriptors();
+    NoNewDescriptors(const NoNewDescriptors&) = delete;
+    NoNewDescriptors& operator=(const NoNewDescriptors&) = delete;
+
+  private:
+    rlimit previous_{};
+};
+
+/// The signals that were blocked where the last thread was started: it inherits them with its first
+/// instruction.
+sigset_t signalsBlockedAtLastStart();
