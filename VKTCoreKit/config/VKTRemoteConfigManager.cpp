@@ -91,7 +91,8 @@ void VKTRemoteConfigManager::fetchRemoteConfigurationWithSiteId(std::int64_t sit
     fetchInProgress_ = false;
 }
 
-// The expiration date of the cached copy; nothing when there is none.
+// The expiration date of the cached copy; nothing when there is none. A copy that cannot be read needs no
+// third outcome: its date is unknown, so a request is made, and it stays until a good answer replaces it.
 std::optional<double> VKTRemoteConfigManager::setUpCachedConfig(std::int64_t siteId) {
     const std::optional<VKTValue> cached =
         cacheManager_->objectForKey(configCacheConfigurationKeyForSiteId(siteId));

@@ -75,8 +75,9 @@ class VKTRemoteConfigManager : public std::enable_shared_from_this<VKTRemoteConf
         std::optional<VKTRemoteConfig> defaultRemoteConfig);
 
     /// Does nothing while a fetch is in progress. Tells the delegate of the cached configuration, else of the
-    /// default one, if any; then, when the cached one has expired, is missing, or `forced`, makes a request.
-    /// A good answer is told and cached; after a bad one the cached copy stays.
+    /// default one, if any; then, when the cached one has expired, is missing or unreadable, or `forced`,
+    /// makes a request. A good answer is told and cached; after a bad one the cached copy stays, also one
+    /// that could not be read.
     void fetchRemoteConfigurationWithSiteId(std::int64_t siteId, bool forced);
     void fetchRemoteConfiguration(bool forced) { fetchRemoteConfigurationWithSiteId(0, forced); }
 

@@ -1,11 +1,28 @@
 #include "VKTCoreKit/privacy/VKTConsentSignals.h"
 
 #include <algorithm>
+#include <utility>
 
-std::optional<std::string> vkt_storedString(const VKTPropertyCacheManager& store, std::string_view key) {
-    const auto value = store.objectForKey(key);
+std::optional<VKTValue> VKTConsentReader::valueForKey(std::string_view key) {
+    VKTStoredValue stored = store_.readObjectForKey(key);
+    if (stored.status == VKTStoredValue::Present) return std::move(stored.value);
+    if (stored.status == VKTStoredValue::Unreadable) hasFailed_ = true;
+    return std::nullopt;
+}
+
+std::optional<std::string> VKTConsentReader::stringForKey(std::string_view key) {
+    const auto value = valueForKey(key);
     const std::string* text = value ? value->asString() : nullptr;
     return text ? std::optional(*text) : std::nullopt;
+}
+
+std::optional<VKTNumber> VKTConsentReader::numberForKey(std::string_view key) {
+    const auto value = valueForKey(key);
+    return value ? value->asNumber() : std::nullopt;
+}
+
+std::optional<std::string> vkt_storedString(const VKTPropertyCacheManager& store, std::string_view key) {
+    return VKTConsentReader(store).stringForKey(key);
 }
 
 std::optional<char> vkt_consentFlag(std::string_view flags, std::size_t number) {

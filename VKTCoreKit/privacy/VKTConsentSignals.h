@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "VKTCoreKit/core/VKTPropertyCacheManager.h"
+#include "VKTCoreKit/privacy/VKTConsentDecision.h"
 
 // Texts, unless said otherwise.
 inline constexpr std::string_view VKTConsentKeyTCFString = "IABTCF_TCString";
@@ -33,7 +34,33 @@ inline constexpr std::size_t VKTConsentVendorID = 45;
 /// The purposes that identifiers need.
 inline constexpr std::array<std::size_t, 5> VKTConsentIDPurposes{1, 2, 4, 7, 10};
 
-/// The text stored under `key`; nothing when there is none, or a value of another type.
+/// Reads the signals of one decision and remembers whether one of them could not be read. Of those it gives
+/// nothing, as of missing ones, so whoever decides asks at the end. For one thread; the store must outlive
+/// it.
+class VKTConsentReader {
+  public:
+    explicit VKTConsentReader(const VKTPropertyCacheManager& store) : store_(store) {}
+
+    /// Nothing when there is none, one of another type, or one that cannot be read.
+    std::optional<VKTValue> valueForKey(std::string_view key);
+    std::optional<std::string> stringForKey(std::string_view key);
+    std::optional<VKTNumber> numberForKey(std::string_view key);
+
+    /// Whether any signal so far could not be read.
+    [[nodiscard]] bool hasFailed() const { return hasFailed_; }
+
+    /// The decision itself, which is refused when it rests on a signal that could not be read.
+    [[nodiscard]] VKTConsentDecision checked(VKTConsentDecision decision) const {
+        return hasFailed_ ? VKTConsentDecisionRefused : decision;
+    }
+
+  private:
+    const VKTPropertyCacheManager& store_;
+    bool hasFailed_ = false;
+};
+
+/// The text stored under `key`; nothing when there is none, one that cannot be read, or a value of another
+/// type. To be shown, not to decide by.
 std::optional<std::string> vkt_storedString(const VKTPropertyCacheManager& store, std::string_view key);
 
 /// The flag of `number` (from 1): of a character outside ASCII its first byte. Nothing when there are fewer.

@@ -72,28 +72,33 @@ std::optional<std::vector<std::int32_t>> VKTGPPString::gppSIDsFromRawGPPSIDStrin
 VKTConsentDecision VKTGPPString::canSendIDs() const {
     const auto IDs = isValid_ ? gppSIDsFromRawGPPSIDString(GPPSIDString_) : std::nullopt;
     if (!IDs) return VKTConsentDecisionUndetermined;
+    VKTConsentReader reader(*propertyCacheManager_);
+    const bool isTCFListed = contains(*IDs, TCFSectionID);
+    const bool isCCPAListed = contains(*IDs, CCPASectionID);
     // The numbers rise with the weight: allowed by both, refused by one, undetermined by one.
-    const auto byTCF = contains(*IDs, TCFSectionID) ? TCFSectionDecision(false) : VKTConsentDecisionAllowed;
-    const auto byCCPA = contains(*IDs, CCPASectionID) ? CCPASectionDecision() : VKTConsentDecisionAllowed;
-    return std::max(byTCF, byCCPA);
+    const auto byTCF = isTCFListed ? TCFSectionDecision(reader, false) : VKTConsentDecisionAllowed;
+    const auto byCCPA = isCCPAListed ? CCPASectionDecision(reader) : VKTConsentDecisionAllowed;
+    return reader.checked(std::max(byTCF, byCCPA));
 }
 
 VKTConsentDecision VKTGPPString::canSendLocation() const {
     const auto IDs = isValid_ ? gppSIDsFromRawGPPSIDString(GPPSIDString_) : std::nullopt;
     if (!IDs) return VKTConsentDecisionUndetermined;
-    return contains(*IDs, TCFSectionID) ? TCFSectionDecision(true) : VKTConsentDecisionAllowed;
+    if (!contains(*IDs, TCFSectionID)) return VKTConsentDecisionAllowed;
+    VKTConsentReader reader(*propertyCacheManager_);
+    return reader.checked(TCFSectionDecision(reader, true));
 }
 
-VKTConsentDecision VKTGPPString::TCFSectionDecision(bool isAboutLocation) const {
-    auto section = vkt_storedString(*propertyCacheManager_, VKTConsentKeyGPPSectionTCF);
+VKTConsentDecision VKTGPPString::TCFSectionDecision(VKTConsentReader& reader, bool isAboutLocation) const {
+    auto section = reader.stringForKey(VKTConsentKeyGPPSectionTCF);
     if (!section) return VKTConsentDecisionUndetermined;
     const auto string = VKTTCFString::initWithTCFString(std::move(*section), true, propertyCacheManager_);
     if (!string.isValid()) return VKTConsentDecisionUndetermined;
-    return isAboutLocation ? string.canSendLocation() : string.canSendIDs();
+    return isAboutLocation ? string.decisionOnLocation(reader) : string.decisionOnIDs(reader);
 }
 
-VKTConsentDecision VKTGPPString::CCPASectionDecision() const {
-    auto section = vkt_storedString(*propertyCacheManager_, VKTConsentKeyGPPSectionCCPA);
+VKTConsentDecision VKTGPPString::CCPASectionDecision(VKTConsentReader& reader) {
+    auto section = reader.stringForKey(VKTConsentKeyGPPSectionCCPA);
     if (!section) return VKTConsentDecisionUndetermined;
     const auto string = VKTCCPAString::initWithCCPAString(std::move(*section));
     if (!string.isValid()) return VKTConsentDecisionUndetermined;

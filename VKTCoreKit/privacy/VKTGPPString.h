@@ -11,6 +11,8 @@
 #include "VKTCoreKit/core/VKTPropertyCacheManager.h"
 #include "VKTCoreKit/privacy/VKTConsentDecision.h"
 
+class VKTConsentReader;
+
 /// Judges both strings by their form and decides by the sections 2 (TCF EU v2) and 6 (US Privacy) that the
 /// consent platform stores beside them. A value; the decisions read the store at each call, on any thread.
 /// Holds the store.
@@ -43,6 +45,7 @@ class VKTGPPString {
     }
 
     /// Undetermined when the strings are not valid, or a section that applies is missing or not valid.
+    /// Refused when what is read of a section that applies cannot be read, whatever the other section says.
     [[nodiscard]] VKTConsentDecision canSendIDs() const;
     [[nodiscard]] VKTConsentDecision canSendLocation() const;
 
@@ -50,8 +53,9 @@ class VKTGPPString {
     VKTGPPString(std::string GPPString, std::string GPPSIDString, std::int64_t gppVersion,
                  std::shared_ptr<const VKTPropertyCacheManager> propertyCacheManager);
 
-    [[nodiscard]] VKTConsentDecision TCFSectionDecision(bool isAboutLocation) const;
-    [[nodiscard]] VKTConsentDecision CCPASectionDecision() const;
+    // As if what cannot be read were missing; the reader remembers it.
+    [[nodiscard]] VKTConsentDecision TCFSectionDecision(VKTConsentReader& reader, bool isAboutLocation) const;
+    static VKTConsentDecision CCPASectionDecision(VKTConsentReader& reader);
 
     std::string GPPString_;
     std::string GPPSIDString_;

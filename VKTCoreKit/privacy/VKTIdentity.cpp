@@ -12,9 +12,14 @@ namespace {
 constexpr std::chrono::hours transientIDLifetime(24);
 
 // One for all providers: they share the stored ID.
-VKTMutex& transientIDMutex() {
-    static auto* mutex = new VKTMutex;
-    return *mutex;
+struct TransientIDState {
+    VKTMutex mutex;
+    std::optional<VKTTransientID> standIn VKT_GUARDED_BY(mutex);  // while the stored one cannot be read
+};
+
+TransientIDState& transientIDState() {
+    static auto* state = new TransientIDState;
+    return *state;
 }
 
 }  // namespace
@@ -63,11 +68,16 @@ bool VKTIdentity::isValidUUID(std::string_view string) {
 }
 
 std::string VKTIdentity::retrieveTransientIDWithProvider(VKTIdentityProvider& provider) {
-    const VKTLock lock(transientIDMutex());
-    auto stored = provider.retrieveTransientID();
-    if (stored && isValidTransientIDWithGenerationDate(stored->lastGeneration, provider.currentDate()))
-        return std::move(stored->transientID);
-    return provider.generateNewTransientID();
+    TransientIDState& state = transientIDState();
+    const VKTLock lock(state.mutex);
+    const auto [stored, isUnreadable] = provider.readTransientID();
+    const auto isValid = [now = provider.currentDate()](const std::optional<VKTTransientID>& ID) {
+        return ID && isValidTransientIDWithGenerationDate(ID->lastGeneration, now);
+    };
+    if (isValid(stored)) return stored->transientID;
+    if (!isUnreadable) return provider.generateNewTransientID();
+    if (!isValid(state.standIn)) state.standIn = provider.makeTransientID();
+    return state.standIn->transientID;
 }
 
 bool VKTIdentity::isValidTransientIDWithGenerationDate(VKTDate date) {
@@ -79,16 +89,22 @@ bool VKTIdentity::isValidTransientIDWithGenerationDate(VKTDate date, VKTDate now
 }
 
 bool VKTIdentity::canSendIDs() const {
-    if (const auto string = GPPString()) {
-        const auto decision = string->canSendIDs();
+    const auto GPP = identityProvider_->readGPPString();
+    if (GPP.isUnreadable) return false;
+    if (GPP.value) {
+        const auto decision = GPP.value->canSendIDs();
         if (decision != VKTConsentDecisionUndetermined) return decision == VKTConsentDecisionAllowed;
     }
-    if (const auto string = TCFString()) return string->canSendIDs() == VKTConsentDecisionAllowed;
-    return identityProvider_->TCFGDPRApplies() != 1;
+    const auto TCF = identityProvider_->readTCFString();
+    if (TCF.isUnreadable) return false;
+    if (TCF.value) return TCF.value->canSendIDs() == VKTConsentDecisionAllowed;
+    const auto applies = identityProvider_->readTCFGDPRApplies();
+    return !applies.isUnreadable && applies.value != 1;
 }
 
 bool VKTIdentity::canSendLocation() const {
-    const auto string = GPPString();
+    const auto [string, isUnreadable] = identityProvider_->readGPPString();
+    if (isUnreadable) return false;
     return !string || !string->isValid() || string->canSendLocation() != VKTConsentDecisionRefused;
 }
 

@@ -33,6 +33,8 @@ class VKTIdentity {
     static bool isValidUUID(std::string_view string);
 
     /// The stored one while it is valid, else a new one. Calls that come at once get the same.
+    /// One that is stored and cannot be read is not overwritten: another stands in for it, in memory only,
+    /// for a day, for all providers of the process, and as long as the stored one stays unreadable.
     static std::string retrieveTransientIDWithProvider(VKTIdentityProvider& provider);
 
     /// Less than 24 hours away from now, on either side.
@@ -61,10 +63,11 @@ class VKTIdentity {
     }
 
     /// What the GPP string decides; else the TCF string; without one, whether the GDPR does not apply. A
-    /// plain US Privacy string has no say.
+    /// plain US Privacy string has no say. Consent that cannot be read refuses: false when any signal that
+    /// the decision asks for cannot be read.
     [[nodiscard]] bool canSendIDs() const;
 
-    /// Unless a valid GPP string refuses.
+    /// Unless a valid GPP string refuses, or what it is made of cannot be read.
     [[nodiscard]] bool canSendLocation() const;
 
     /// For callers that judge stored flags themselves: "0" and "1" only, with those that identifiers need

@@ -29,27 +29,34 @@ VKTIdentityProvider::VKTIdentityProvider(std::shared_ptr<const VKTDevice> device
       clock_(std::move(clock)),
       random_(std::move(random)) {}
 
-std::optional<VKTTransientID> VKTIdentityProvider::retrieveTransientID() const {
+VKTPrivacyReading<VKTTransientID> VKTIdentityProvider::readTransientID() const {
     // The date comes first: another process may write both meanwhile, the value before the date.
-    const auto date = propertyCacheManager_->objectForKey(VKTTransientIDLastGenerationKey);
-    const auto value = propertyCacheManager_->objectForKey(VKTTransientIDKey);
-    if (!value || !value->asString() || !date || !date->asDate()) return std::nullopt;
-    return VKTTransientID{*value->asString(), *date->asDate()};
+    const VKTStoredValue date = propertyCacheManager_->readObjectForKey(VKTTransientIDLastGenerationKey);
+    const VKTStoredValue value = propertyCacheManager_->readObjectForKey(VKTTransientIDKey);
+    if (date.status == VKTStoredValue::Unreadable || value.status == VKTStoredValue::Unreadable)
+        return {std::nullopt, true};
+    if (!value.value.asString() || !date.value.asDate()) return {};
+    return {VKTTransientID{*value.value.asString(), *date.value.asDate()}};
+}
+
+VKTTransientID VKTIdentityProvider::makeTransientID() const {
+    return {vkt_randomUUIDString(*random_), currentDate()};
 }
 
 std::string VKTIdentityProvider::generateNewTransientID() {
-    std::string transientID = vkt_randomUUIDString(*random_);
+    VKTTransientID made = makeTransientID();
     // The date comes last, and only after the value: never may an old value get a new date and live on.
-    if (propertyCacheManager_->setObject(transientID, VKTTransientIDKey))
-        propertyCacheManager_->setObject(currentDate(), VKTTransientIDLastGenerationKey);
-    return transientID;
+    if (propertyCacheManager_->setObject(made.transientID, VKTTransientIDKey))
+        propertyCacheManager_->setObject(made.lastGeneration, VKTTransientIDLastGenerationKey);
+    return std::move(made.transientID);
 }
 
-std::optional<VKTTCFString> VKTIdentityProvider::TCFString() const {
-    auto string = storedString(VKTConsentKeyTCFString);
-    if (!string) string = storedString(VKTConsentKeyLegacyTCFString);
-    if (!string) return std::nullopt;
-    return VKTTCFString::initWithTCFString(std::move(*string), false, propertyCacheManager_);
+VKTPrivacyReading<VKTTCFString> VKTIdentityProvider::readTCFString() const {
+    VKTConsentReader reader(*propertyCacheManager_);
+    auto string = reader.stringForKey(VKTConsentKeyTCFString);
+    if (!string && !reader.hasFailed()) string = reader.stringForKey(VKTConsentKeyLegacyTCFString);
+    if (!string) return {std::nullopt, reader.hasFailed()};
+    return {VKTTCFString::initWithTCFString(std::move(*string), false, propertyCacheManager_)};
 }
 
 std::optional<std::string> VKTIdentityProvider::gdprConsentString() const {
@@ -57,11 +64,13 @@ std::optional<std::string> VKTIdentityProvider::gdprConsentString() const {
     return string ? std::optional(string->TCFString()) : std::nullopt;
 }
 
-std::int64_t VKTIdentityProvider::TCFGDPRApplies() const {
-    const auto value = propertyCacheManager_->objectForKey(VKTConsentKeyGDPRApplies);
-    if (!value) return -1;
-    if (const std::string* text = value->asString()) return vkt_integerValue(*text);
-    return value->asNumber().value_or(VKTNumber(0)).integerValue();
+VKTPrivacyReading<std::int64_t> VKTIdentityProvider::readTCFGDPRApplies() const {
+    VKTConsentReader reader(*propertyCacheManager_);
+    const auto value = reader.valueForKey(VKTConsentKeyGDPRApplies);
+    if (reader.hasFailed()) return {std::nullopt, true};
+    if (!value) return {-1};
+    if (const std::string* text = value->asString()) return {vkt_integerValue(*text)};
+    return {value->asNumber().value_or(VKTNumber(0)).integerValue()};
 }
 
 std::optional<std::string> VKTIdentityProvider::TCFPurposeConsents() const {
@@ -72,21 +81,23 @@ std::optional<std::string> VKTIdentityProvider::TCFVendorConsents() const {
     return storedString(VKTConsentKeyVendorConsents);
 }
 
-std::optional<VKTCCPAString> VKTIdentityProvider::CCPAString() const {
-    auto string = storedString(VKTConsentKeyCCPAString);
-    if (!string) return std::nullopt;
-    return VKTCCPAString::initWithCCPAString(std::move(*string));
+VKTPrivacyReading<VKTCCPAString> VKTIdentityProvider::readCCPAString() const {
+    VKTConsentReader reader(*propertyCacheManager_);
+    auto string = reader.stringForKey(VKTConsentKeyCCPAString);
+    if (!string) return {std::nullopt, reader.hasFailed()};
+    return {VKTCCPAString::initWithCCPAString(std::move(*string))};
 }
 
-std::optional<VKTGPPString> VKTIdentityProvider::GPPString() const {
-    auto string = storedString(VKTConsentKeyGPPString);
-    auto IDs = storedString(VKTConsentKeyGPPSIDs);
-    if (!string || !IDs) return std::nullopt;
-    const auto stored = propertyCacheManager_->objectForKey(VKTConsentKeyGPPVersion);
-    const auto version = stored ? stored->asNumber() : std::nullopt;
-    return VKTGPPString::initWithGPPString(std::move(*string), std::move(*IDs),
-                                           version.value_or(VKTNumber(0)).integerValue(),
-                                           propertyCacheManager_);
+VKTPrivacyReading<VKTGPPString> VKTIdentityProvider::readGPPString() const {
+    VKTConsentReader reader(*propertyCacheManager_);
+    auto string = reader.stringForKey(VKTConsentKeyGPPString);
+    auto IDs = reader.stringForKey(VKTConsentKeyGPPSIDs);
+    if (!string || !IDs) return {std::nullopt, reader.hasFailed()};
+    const auto version = reader.numberForKey(VKTConsentKeyGPPVersion);
+    if (reader.hasFailed()) return {std::nullopt, true};
+    return {VKTGPPString::initWithGPPString(std::move(*string), std::move(*IDs),
+                                            version.value_or(VKTNumber(0)).integerValue(),
+                                            propertyCacheManager_)};
 }
 
 std::optional<std::string> VKTIdentityProvider::storedString(std::string_view key) const {

@@ -13,6 +13,7 @@
 #include "VKTCoreKit/platform/VKTRandomSource.h"
 #include "VKTCoreKit/privacy/VKTCCPAString.h"
 #include "VKTCoreKit/privacy/VKTGPPString.h"
+#include "VKTCoreKit/privacy/VKTPrivacyReading.h"
 #include "VKTCoreKit/privacy/VKTTCFString.h"
 #include "VKTCoreKit/privacy/VKTTransientID.h"
 
@@ -22,7 +23,8 @@ inline constexpr std::string_view VKTTransientIDLastGenerationKey =
     "com.korvonet.coresdk.transientid.UUIDLocalLastGenerationKey";  ///< date
 
 /// Asks device and store afresh at each call; stored values of a type that is not expected count as missing.
-/// Any thread. Holds its collaborators.
+/// The operations that begin with "read" tell what cannot be read from what is missing, and are for whoever
+/// decides by it; the plain ones give nothing for both. Any thread. Holds its collaborators.
 class VKTIdentityProvider {
   public:
     /// Over the platform's services.
@@ -38,23 +40,35 @@ class VKTIdentityProvider {
     [[nodiscard]] std::string advertisingID() const { return device_->advertisingIdentifier(); }
     [[nodiscard]] std::string identifierForVendor() const { return device_->identifierForVendor(); }
 
-    /// The stored one, however old.
-    [[nodiscard]] std::optional<VKTTransientID> retrieveTransientID() const;
+    /// The stored one, however old. Unreadable when its value or its date is.
+    [[nodiscard]] VKTPrivacyReading<VKTTransientID> readTransientID() const;
+    [[nodiscard]] std::optional<VKTTransientID> retrieveTransientID() const {
+        return readTransientID().value;
+    }
 
-    /// A new one, stored in place of the old. It is returned even when it could not be stored.
+    /// A new one of this moment, which is not stored.
+    [[nodiscard]] VKTTransientID makeTransientID() const;
+
+    /// A new one, stored in place of the old, whatever that is. It is returned even when it could not be
+    /// stored.
     std::string generateNewTransientID();
 
-    [[nodiscard]] std::optional<VKTTCFString> TCFString() const;
+    /// The legacy key is asked only where the preferred one is missing, not where it is unreadable.
+    [[nodiscard]] VKTPrivacyReading<VKTTCFString> readTCFString() const;
+    [[nodiscard]] std::optional<VKTTCFString> TCFString() const { return readTCFString().value; }
     [[nodiscard]] std::optional<std::string> gdprConsentString() const;
 
     /// -1 when nothing is stored; else the value as an integer, also of a text, 0 when it has none.
-    [[nodiscard]] std::int64_t TCFGDPRApplies() const;
+    [[nodiscard]] VKTPrivacyReading<std::int64_t> readTCFGDPRApplies() const;
+    [[nodiscard]] std::int64_t TCFGDPRApplies() const { return readTCFGDPRApplies().value.value_or(-1); }
     [[nodiscard]] std::optional<std::string> TCFPurposeConsents() const;
     [[nodiscard]] std::optional<std::string> TCFVendorConsents() const;
-    [[nodiscard]] std::optional<VKTCCPAString> CCPAString() const;
+    [[nodiscard]] VKTPrivacyReading<VKTCCPAString> readCCPAString() const;
+    [[nodiscard]] std::optional<VKTCCPAString> CCPAString() const { return readCCPAString().value; }
 
-    /// Nothing without both the string and the section IDs.
-    [[nodiscard]] std::optional<VKTGPPString> GPPString() const;
+    /// Nothing without both the string and the section IDs. Unreadable when one of these is, or the version.
+    [[nodiscard]] VKTPrivacyReading<VKTGPPString> readGPPString() const;
+    [[nodiscard]] std::optional<VKTGPPString> GPPString() const { return readGPPString().value; }
 
     [[nodiscard]] VKTDate currentDate() const { return clock_->now(); }
 

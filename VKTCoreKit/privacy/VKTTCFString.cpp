@@ -51,30 +51,44 @@ int VKTTCFString::TCFVersionFromInteger(std::int64_t integer) {
 }
 
 VKTConsentDecision VKTTCFString::canSendIDs() const {
-    if (isComingFromGPP_)
-        return getIDConsentFromCacheForPurposeConsent(VKTConsentKeyGPPPurposeConsents,
-                                                      VKTConsentKeyGPPVendorConsents);
-    const auto stored = propertyCacheManager_->objectForKey(VKTConsentKeyGDPRApplies);
-    const auto applies = stored ? stored->asNumber() : std::nullopt;
-    if (!applies || *applies != VKTNumber(1)) return VKTConsentDecisionAllowed;
-    return getIDConsentFromCacheForPurposeConsent(VKTConsentKeyPurposeConsents, VKTConsentKeyVendorConsents);
+    VKTConsentReader reader(*propertyCacheManager_);
+    return reader.checked(decisionOnIDs(reader));
 }
 
 VKTConsentDecision VKTTCFString::canSendLocation() const {
+    VKTConsentReader reader(*propertyCacheManager_);
+    return reader.checked(decisionOnLocation(reader));
+}
+
+VKTConsentDecision VKTTCFString::getIDConsentFromCacheForPurposeConsent(
+    std::string_view purposeConsent, std::string_view vendorConsent) const {
+    VKTConsentReader reader(*propertyCacheManager_);
+    return reader.checked(decisionByFlags(reader, purposeConsent, vendorConsent));
+}
+
+VKTConsentDecision VKTTCFString::decisionOnIDs(VKTConsentReader& reader) const {
+    if (isComingFromGPP_)
+        return decisionByFlags(reader, VKTConsentKeyGPPPurposeConsents, VKTConsentKeyGPPVendorConsents);
+    const auto applies = reader.numberForKey(VKTConsentKeyGDPRApplies);
+    if (!applies || *applies != VKTNumber(1)) return VKTConsentDecisionAllowed;
+    return decisionByFlags(reader, VKTConsentKeyPurposeConsents, VKTConsentKeyVendorConsents);
+}
+
+VKTConsentDecision VKTTCFString::decisionOnLocation(VKTConsentReader& reader) const {
     if (!isComingFromGPP_) return VKTConsentDecisionAllowed;
     if (!isValid()) return VKTConsentDecisionRefused;
-    const auto vendors = vkt_storedString(*propertyCacheManager_, VKTConsentKeyGPPVendorConsents);
-    const auto features = vkt_storedString(*propertyCacheManager_, VKTConsentKeyGPPSpecialFeatures);
+    const auto vendors = reader.stringForKey(VKTConsentKeyGPPVendorConsents);
+    const auto features = reader.stringForKey(VKTConsentKeyGPPSpecialFeatures);
     if (!vendors || !features) return VKTConsentDecisionUndetermined;
     // Special feature 1 is the precise location; there are two at least.
     const bool isAllowed = hasVendorConsent(*vendors) && features->size() >= 2 && features->front() == '1';
     return isAllowed ? VKTConsentDecisionAllowed : VKTConsentDecisionRefused;
 }
 
-VKTConsentDecision VKTTCFString::getIDConsentFromCacheForPurposeConsent(
-    std::string_view purposeConsent, std::string_view vendorConsent) const {
-    const auto purposes = vkt_storedString(*propertyCacheManager_, purposeConsent);
-    const auto vendors = vkt_storedString(*propertyCacheManager_, vendorConsent);
+VKTConsentDecision VKTTCFString::decisionByFlags(VKTConsentReader& reader, std::string_view purposeConsent,
+                                                 std::string_view vendorConsent) const {
+    const auto purposes = reader.stringForKey(purposeConsent);
+    const auto vendors = reader.stringForKey(vendorConsent);
     if (!purposes || !vendors)
         return isComingFromGPP_ ? VKTConsentDecisionUndetermined : VKTConsentDecisionRefused;
     const bool isAllowed = vkt_hasConsentForIDPurposes(*purposes) && hasVendorConsent(*vendors);

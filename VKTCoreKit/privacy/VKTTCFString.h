@@ -9,6 +9,8 @@
 #include "VKTCoreKit/core/VKTPropertyCacheManager.h"
 #include "VKTCoreKit/privacy/VKTConsentDecision.h"
 
+class VKTConsentReader;
+
 /// Judges the string by its form and reads the flags that the consent platform stores beside it; the string's
 /// bit fields are not decoded. A value; the decisions read the store at each call, on any thread. Holds the
 /// store.
@@ -37,20 +39,29 @@ class VKTTCFString {
     }
 
     /// Of a plain string: allowed where the GDPR is not known to apply. It does not ask whether the string is
-    /// valid.
+    /// valid. Refused when what it reads in the store cannot be read.
     [[nodiscard]] VKTConsentDecision canSendIDs() const;
     [[nodiscard]] VKTConsentDecision canSendLocation() const;
 
     /// The decision by the flags stored under these two keys. Without both: undetermined from a GPP string,
-    /// else refused.
+    /// else refused; refused, too, when one of them cannot be read.
     [[nodiscard]] VKTConsentDecision getIDConsentFromCacheForPurposeConsent(
         std::string_view purposeConsent, std::string_view vendorConsent) const;
 
     [[nodiscard]] std::string description() const;
 
   private:
+    friend class VKTGPPString;  // its decision covers what its section reads
+
     VKTTCFString(std::string TCFString, bool isComingFromGPP,
                  std::shared_ptr<const VKTPropertyCacheManager> propertyCacheManager);
+
+    // As if what cannot be read were missing; the reader remembers it.
+    [[nodiscard]] VKTConsentDecision decisionOnIDs(VKTConsentReader& reader) const;
+    [[nodiscard]] VKTConsentDecision decisionOnLocation(VKTConsentReader& reader) const;
+    [[nodiscard]] VKTConsentDecision decisionByFlags(VKTConsentReader& reader,
+                                                     std::string_view purposeConsent,
+                                                     std::string_view vendorConsent) const;
 
     std::string TCFString_;
     bool isComingFromGPP_;

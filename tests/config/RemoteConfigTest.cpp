@@ -77,7 +77,8 @@ class RemoteConfig : public testing::Test {
     double now = 1000.4;
     std::shared_ptr<VKTFakeHTTPSession> http =
         std::make_shared<VKTFakeHTTPSession>(VKTFakeHTTPSession::Delivery::ByHand);
-    std::shared_ptr<VKTKeyValueStore> store = std::make_shared<VKTMemoryKeyValueStore>();
+    std::shared_ptr<VKTMemoryKeyValueStore> memory = std::make_shared<VKTMemoryKeyValueStore>();
+    std::shared_ptr<VKTKeyValueStore> store = memory;
     std::shared_ptr<Listener> delegate = std::make_shared<Listener>();
 };
 
@@ -185,6 +186,23 @@ TEST_F(RemoteConfig, AnUnusableCachedCopyCountsAsNone) {
         cache(std::string(R"({"TTL":9,"korvo":{},"expirationDate":)") + date + "}");
         fetch(*manager(), false, 1);
     }
+}
+
+TEST_F(RemoteConfig, AnUnreadableCachedCopyStaysUntilAGoodAnswer) {
+    const std::string old = R"({"TTL":9,"korvo":{},"expirationDate":9000000000})";
+    cache(old);
+    memory->setFailsReads(true);
+    answer(500, "");
+    EXPECT_EQ(fetch(*manager(7, true), false, 1), Events{"config default"});
+    EXPECT_EQ(heardSince(), Events{"no error"});
+    memory->setFailsReads(false);
+    EXPECT_EQ(cached(), old);
+
+    memory->setFailsReads(true);
+    answer(200, R"({"TTL":5,"korvo":{},"version":"new"})");
+    EXPECT_EQ(fetch(*manager(), false, 1), Events{});
+    memory->setFailsReads(false);
+    EXPECT_EQ(cached(), R"({"TTL":5,"korvo":{},"version":"new","expirationDate":1005})");
 }
 
 TEST_F(RemoteConfig, ALateAnswerOutlivesManagerAndDelegate) {

@@ -211,6 +211,32 @@ TEST_F(StoreFaults, ANamedFileThatIsNoStoreIsRefusedAndLeftAsItIs) {
     }
 }
 
+TEST_F(StoreFaults, ANamedDatabaseIsKnownWhileItsFirstPageIsInTheLog) {
+    const auto leaveWithLog = [this](const char* name) {
+        const std::string path = folder_.folder() + "/" + name;
+        for (const char* suffix : {"", "-wal"})
+            std::filesystem::copy_file(folder_.path() + suffix, path + suffix);
+        return path;
+    };
+    const auto open = [](const std::string& path, VKTStoreUse use) {
+        return vkt_openSQLiteKeyValueStore(path, use, nullptr) != nullptr;
+    };
+    {
+        const OtherProgram other(folder_.path(), "PRAGMA journal_mode = WAL; CREATE TABLE theirs (x)");
+        const std::string path = leaveWithLog("theirs");
+        const auto before = filesThere();
+        const std::string log = vkt_contentOf(path + "-wal");
+        EXPECT_FALSE(open(path, VKTStoreToRead) || open(path, VKTStoreToChange));
+        EXPECT_EQ(filesThere(), before);
+        EXPECT_TRUE(vkt_contentOf(path + "-wal") == log);
+    }
+    std::filesystem::remove(folder_.path());
+    const auto store = folder_.open();
+    store->setValueForKey(1, "k");
+    EXPECT_TRUE(open(leaveWithLog("ours"), VKTStoreToRead));
+    EXPECT_TRUE(open(leaveWithLog("ours to change"), VKTStoreToChange));
+}
+
 TEST_F(StoreFaults, ReadingANamedFileMakesAndChangesNothing) {
     EXPECT_FALSE(openNamed(VKTStoreToRead)) << "there is none";
     keep("value");

@@ -1,7 +1,5 @@
 // "vkt play" and "vkt pixels" against "vkt serve": what was delivered is counted by the server.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -11,8 +9,11 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
 #include "tests/integration/DemoServerProcess.h"
 #include "tests/integration/ToolRun.h"
+#include "tests/support/VKTStoreFolder.h"
 
 namespace {
 
@@ -204,31 +205,17 @@ TEST_F(Play, TakesTextsAndURLsOfADocumentAsTheyCome) {
     EXPECT_EQ(deliveriesOf(hits), (Counts{{"/pixel/impression", 1}, {"/pixel/twice", 2}}));
 }
 
-TEST(Pixels, TellsAMissingStoreFromADamagedOne) {
-    const std::string path = testing::TempDir() + "vkt-pixels-" + std::to_string(getpid());
-    const Outcome missing = runTool("pixels --store " + path);
-    EXPECT_EQ(missing.status, 3);
-    EXPECT_EQ(missing.err, "vkt: cannot read " + path + ": No such file or directory\n");
-    std::ofstream(path) << "not a store";
-    const Outcome damaged = runTool("pixels --json --store " + path);
-    EXPECT_EQ(damaged.status, 0);
-    EXPECT_EQ(vkt_split(vkt_trimmed(damaged.err), '\n').size(), 1U);
-    EXPECT_NE(damaged.err.find(path + ".damaged"), std::string::npos);
-    EXPECT_TRUE(entriesOf(parsed(damaged.out), "pixels").empty());
-}
-
-TEST(Pixels, RefusesAStoreThatCannotKeepThem) {
-    const std::string path = testing::TempDir() + "vkt-pixels-used-" + std::to_string(getpid());
-    const int other = open(path.c_str(), O_RDWR | O_CREAT, 0666);
-    ASSERT_EQ(flock(other, LOCK_EX), 0);
-    EXPECT_EQ(runTool("pixels --store " + path).status, 0);
+TEST(Pixels, OneRunOwnsThem) {
+    const VKTStoreFolder folder;
+    const auto store = VKTPlatform::current().makeKeyValueStore(folder.path(), nullptr);
+    const auto owner = VKTPersistentPixelStoreProvider::initWithKeyValueStore(store);
+    ASSERT_TRUE(owner->loadPixels());
+    EXPECT_EQ(runTool("pixels --store " + folder.path()).status, 0);
     for (const char* command : {"pixels --send --store ", "play /dev/null --store "}) {
-        const Outcome refused = runTool(command + path);
+        const Outcome refused = runTool(command + folder.path());
         EXPECT_EQ(refused.status, 3);
-        EXPECT_EQ(refused.err, "vkt: cannot use " + path + ": another run uses it\n");
+        EXPECT_EQ(refused.err, "vkt: The pixels in the store " + folder.path() +
+                                   " belong to one process at a time, and process " +
+                                   std::to_string(getpid()) + " uses them\n");
     }
-    close(other);
-    EXPECT_EQ(runTool("pixels --store " + testing::TempDir()).status, 3);
-    EXPECT_EQ(runTool("pixels --send --store " + path + ".none").status, 3);
-    EXPECT_NE(access((path + ".none").c_str(), F_OK), 0);
 }

@@ -102,19 +102,67 @@ TEST(Privacy, KeepsSignalsAndTheTransientIDInTheStore) {
     EXPECT_EQ(valueOf(first, "canSendIDs"), VKTValue(false));
     EXPECT_EQ(parsed(runTool(command + file).out), first) << "the next run";
 
-    std::ofstream(folder + "/damaged") << std::string(5000, 'x');
-    const Outcome damaged = runTool(command + folder + "/damaged");
-    EXPECT_EQ(damaged.status, 0);
-    EXPECT_NE(damaged.err.find("it is kept as " + folder + "/damaged.damaged"), std::string::npos);
-    EXPECT_EQ(valueOf(parsed(damaged.out), "canSendIDs"), VKTValue(true));
-
-    std::filesystem::create_directory(folder + "/unusable-wal");
-    for (const std::string& unusable : {folder, folder + "/unusable"}) {
-        const Outcome unread = runTool(command + unusable);
-        EXPECT_EQ(unread.status, 3) << unusable;
-        EXPECT_EQ(unread.out, "") << "consent that was not read allows nothing";
-    }
     std::filesystem::remove_all(folder);
+}
+
+// Changes one letter of what is stored under a key, in the file that holds it.
+bool spoilRecord(const std::string& path, const std::string& key) {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    const std::string content{std::istreambuf_iterator<char>(file), {}};
+    for (std::size_t place = content.find(key); place != std::string::npos;
+         place = content.find(key, place + 1)) {
+        const std::size_t archive = content.find("VKTKeyValueStore", place);
+        if (archive == std::string::npos || archive > place + key.size() + 40) continue;
+        file.seekp(static_cast<std::streamoff>(archive)).put('X');
+        return true;
+    }
+    return false;
+}
+
+TEST(Privacy, RefusesWhereASignalCannotBeRead) {
+    const std::string file = testing::TempDir() + "vkt-privacy-rot-" + std::to_string(getpid());
+    const std::string GPPWithSections =
+        GPP + set("IABGPP_GppSID", "string:2_6") + set("IABGPP_2_String", "string:CO") +
+        set("IABGPP_6_String", "string:1YN-") + set("IABGPP_TCFEU2_PurposesConsent", "string:1101001001") +
+        set("IABGPP_TCFEU2_VendorConsent", "string:" + flags46);
+    const struct {
+        std::string key, settings, line;
+    } rows[] = {
+        {"IABTCF_gdprApplies", set("IABTCF_gdprApplies", "int:0"),
+         "there is no TCF string and IABTCF_gdprApplies cannot be read"},
+        {"IABTCF_TCString", TCF + consented, "IABTCF_TCString cannot be read"},
+        {"IABTCF_gdprApplies", TCF + set("IABTCF_gdprApplies", "int:0"),
+         "the TCF string decides, IABTCF_gdprApplies cannot be read"},
+        {"IABTCF_VendorConsents", TCF + consented,
+         "the TCF string decides, IABTCF_gdprApplies is 1 and IABTCF_VendorConsents cannot be read"},
+        {"IABGPP_HDR_Version", GPPWithSections, "IABGPP_HDR_Version cannot be read"},
+        {"IABGPP_6_String", GPPWithSections,
+         "the GPP string decides, section 6 (US Privacy) applies and IABGPP_6_String cannot be read"},
+        {"IABGPP_TCFEU2_PurposesConsent", GPPWithSections,
+         "the GPP string decides, section 2 (TCF) applies and IABGPP_TCFEU2_PurposesConsent cannot be read"},
+    };
+    for (const auto& [key, settings, line] : rows) {
+        SCOPED_TRACE(line);
+        const std::string command = "privacy --no-transient --store " + file;
+        std::filesystem::remove(file);
+        ASSERT_EQ(runTool(command + settings).status, 0);
+        ASSERT_TRUE(spoilRecord(file, key));
+        const Outcome page = runTool(command);
+        EXPECT_EQ(page.status, 3);
+        EXPECT_NE(page.out.find("   " + line + ": identifiers may not be sent\n"), std::string::npos)
+            << page.out;
+        EXPECT_EQ(page.err, "vkt: The value under \"" + key + "\" in the store " + file +
+                                " is damaged; it counts as unreadable until it is written again\n");
+        const Outcome outcome = runTool(command + " --json");
+        EXPECT_EQ(outcome.status, 3);
+        const VKTDictionary report = parsed(outcome.out);
+        EXPECT_EQ(keysOf(report), "tcf usPrivacy gpp canSendIDs canSendLocation identity warnings");
+        EXPECT_EQ(valueOf(report, "canSendIDs"), VKTValue(false));
+        const VKTArray& warnings = *valueOf(report, "warnings").asArray();
+        ASSERT_FALSE(warnings.empty());
+        EXPECT_TRUE(warnings.front().asString()->starts_with(key + " cannot be read")) << outcome.out;
+    }
+    std::filesystem::remove(file);
 }
 
 TEST(Privacy, RefusesWhatIsNoSetting) {

@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <map>
+#include <set>
 #include <unordered_set>
 
 #include "VKTCoreKit/core/VKTLogDefaultOutput.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+#include "VKTCoreKit/privacy/VKTConsentSignals.h"
 #include "VKTCoreKit/privacy/VKTGPPString.h"
 #include "VKTCoreKit/privacy/VKTIdentity.h"
 #include "tests/support/FastestRun.h"
@@ -47,6 +50,24 @@ struct Signals {
         return GDPR != Refusing && GDPR != WrongType;  // the wrong type is the text "1"
     }
     [[nodiscard]] bool canSendLocation() const { return GPPDecision(true) != Refused; }
+};
+
+// Notes the keys that are asked for; one of them, or every one, cannot be read.
+struct BrokenStore : VKTPropertyCacheManager {
+    [[nodiscard]] std::optional<VKTValue> objectForKey(std::string_view key) const override {
+        const VKTStoredValue stored = readObjectForKey(key);
+        return stored.status == VKTStoredValue::Present ? std::optional(stored.value) : std::nullopt;
+    }
+    [[nodiscard]] VKTStoredValue readObjectForKey(std::string_view key) const override {
+        asked.emplace(key);
+        if (key == unreadableKey || unreadableKey == "*") return {VKTStoredValue::Unreadable, VKTValue()};
+        return store->readValueForKey(key);
+    }
+    bool setObject(const VKTValue& /*object*/, std::string_view /*forKey*/) override { return false; }
+
+    std::shared_ptr<VKTKeyValueStore> store;
+    std::string unreadableKey;
+    mutable std::set<std::string> asked;
 };
 
 class Consent : public testing::Test {
@@ -119,6 +140,97 @@ TEST_F(Consent, EveryCombinationOfSignals) {
     EXPECT_EQ(outcomes[0][0] + outcomes[0][1] + outcomes[1][0] + outcomes[1][1],
               4 * 4 * 4 * 4 * 5 * 4 * 6 * 5);
     EXPECT_TRUE(outcomes[0][0] && outcomes[0][1] && outcomes[1][0] && outcomes[1][1]);
+}
+
+class UnreadableConsent : public Consent {
+  protected:
+    UnreadableConsent() { broken->store = test.keyValueStore; }
+
+    // Refused as soon as a key that the decision asks for cannot be read, and the same as ever when another.
+    template <typename Decide>
+    void refusesWhatItCannotRead(const char* name, const Decide& decide, int refused) {
+        broken->unreadableKey = "";
+        broken->asked.clear();
+        const int decision = decide();
+        const std::set<std::string> askedKeys = broken->asked;
+        for (const std::string_view key : keys) {
+            broken->unreadableKey = key;
+            const bool isAskedFor = askedKeys.contains(broken->unreadableKey);
+            const int now = decide();
+            ASSERT_EQ(now, isAskedFor ? refused : decision) << name << " without " << key;
+            if (now != decision) keysThatChange[name].emplace(key);
+        }
+        broken->unreadableKey = "";
+    }
+
+    static constexpr std::string_view keys[] = {
+        VKTConsentKeyTCFString,         VKTConsentKeyLegacyTCFString,   VKTConsentKeyGDPRApplies,
+        VKTConsentKeyPurposeConsents,   VKTConsentKeyVendorConsents,    VKTConsentKeyCCPAString,
+        VKTConsentKeyGPPVersion,        VKTConsentKeyGPPString,         VKTConsentKeyGPPSIDs,
+        VKTConsentKeyGPPSectionTCF,     VKTConsentKeyGPPSectionCCPA,    VKTConsentKeyGPPPurposeConsents,
+        VKTConsentKeyGPPVendorConsents, VKTConsentKeyGPPSpecialFeatures};
+    const std::shared_ptr<BrokenStore> broken = std::make_shared<BrokenStore>();
+    const std::shared_ptr<VKTIdentity> brokenIdentity = VKTIdentity::initWithIdentityProvider(
+        VKTIdentityProvider::initWithDevice(test.device, broken, test.clock, test.platform.random), false,
+        false, std::nullopt);
+    std::map<std::string, std::set<std::string>> keysThatChange;  // of each decision
+};
+
+TEST_F(UnreadableConsent, RefusesWhereverTheKeyTakesPart) {
+    const std::vector<State> states{Absent, Invalid, Allowing};
+    const std::vector<State> sections{Absent, Allowing, NotListed, Refusing};
+    std::size_t rest = 0;
+    const auto next = [&rest](const std::vector<State>& of) {
+        const State state = of[rest % of.size()];
+        rest /= of.size();
+        return state;
+    };
+    for (std::size_t i = 0; rest == 0; ++i) {
+        rest = i;
+        const Signals s{next({Absent, Allowing}),
+                        next({Allowing, Refusing, Absent}),
+                        next({Allowing, Absent}),
+                        next(states),
+                        next({Allowing, NotListed, Absent}),
+                        next({Allowing, Absent}),
+                        next(sections)};
+        const bool hasLegacyString = next({Absent, Allowing}) == Allowing;
+        if (rest > 0) break;
+        SCOPED_TRACE(i);
+        store(s);
+        set("IABConsent_ConsentString", hasLegacyString ? VKTValue("BO") : VKTValue());
+        refusesWhatItCannotRead(
+            "IDs", [&] { return int{brokenIdentity->canSendIDs()}; }, 0);
+        refusesWhatItCannotRead(
+            "location", [&] { return int{brokenIdentity->canSendLocation()}; }, 0);
+        if (const auto TCF = brokenIdentity->TCFString())
+            refusesWhatItCannotRead(
+                "TCF IDs", [&] { return int{TCF->canSendIDs()}; }, Refused);
+        if (const auto GPP = brokenIdentity->GPPString()) {
+            refusesWhatItCannotRead(
+                "GPP IDs", [&] { return int{GPP->canSendIDs()}; }, Refused);
+            refusesWhatItCannotRead(
+                "GPP location", [&] { return int{GPP->canSendLocation()}; }, Refused);
+        }
+        broken->unreadableKey = "*";
+        ASSERT_FALSE(brokenIdentity->canSendIDs() || brokenIdentity->canSendLocation()) << "all of them";
+    }
+    const std::set<std::string> all(std::begin(keys), std::end(keys));
+    std::set<std::string> keysOfIDs = all;
+    keysOfIDs.erase("IABUSPrivacy_String");
+    keysOfIDs.erase("IABGPP_TCFEU2_SpecialFeatureOptIns");
+    EXPECT_EQ(keysThatChange["IDs"], keysOfIDs);
+    EXPECT_EQ(keysThatChange["location"],
+              (std::set<std::string>{"IABGPP_2_String", "IABGPP_GppSID", "IABGPP_HDR_GppString",
+                                     "IABGPP_HDR_Version", "IABGPP_TCFEU2_SpecialFeatureOptIns",
+                                     "IABGPP_TCFEU2_VendorConsent"}));
+}
+
+TEST_F(UnreadableConsent, ALegacyStringDoesNotStandInForAnUnreadableOne) {
+    set("IABConsent_ConsentString", "BO");
+    EXPECT_EQ(brokenIdentity->gdprConsentString(), "BO");
+    broken->unreadableKey = "IABTCF_TCString";
+    EXPECT_EQ(brokenIdentity->gdprConsentString(), std::nullopt);
 }
 
 struct AllErrors : VKTLogDataSource {

@@ -105,19 +105,25 @@ TEST_F(Identity, WhatIsStoredOfATransientID) {
     EXPECT_NE(transientID(), stored);
 }
 
-// Refuses one key; another process may write after the first read.
+// Refuses one key, and cannot read another; another process may write after the first read.
 struct HalfFullStore : VKTPropertyCacheManager {
     [[nodiscard]] std::optional<VKTValue> objectForKey(std::string_view key) const override {
+        if (key == unreadableKey) return std::nullopt;
         const auto value = memory.valueForKey(key);
         if (afterRead) std::exchange(afterRead, nullptr)();
         std::this_thread::yield();
         return value;
+    }
+    [[nodiscard]] VKTStoredValue readObjectForKey(std::string_view key) const override {
+        if (key == unreadableKey) return {VKTStoredValue::Unreadable, VKTValue()};
+        return VKTPropertyCacheManager::readObjectForKey(key);
     }
     bool setObject(const VKTValue& object, std::string_view forKey) override {
         return forKey != refusedKey && memory.setValueForKey(object, forKey);
     }
     VKTMemoryKeyValueStore memory;
     std::string_view refusedKey;
+    std::string_view unreadableKey;
     mutable std::function<void()> afterRead;
 };
 
@@ -144,6 +150,29 @@ TEST_F(Identity, AnExpiredTransientIDNeverLivesOnWhenAnotherProcessRenewsIt) {
     test.clock->advance(std::chrono::hours(24));
     shared->afterRead = [&] { provider->generateNewTransientID(); };
     EXPECT_NE(VKTIdentity::retrieveTransientIDWithProvider(*provider), expired);
+}
+
+TEST_F(Identity, AnUnreadableTransientIDIsNotOverwritten) {
+    for (const auto unreadableKey : {VKTTransientIDKey, VKTTransientIDLastGenerationKey}) {
+        SCOPED_TRACE(unreadableKey);
+        test.clock->advance(std::chrono::hours(24));  // no stand-in of an earlier test
+        const auto broken = std::make_shared<HalfFullStore>();
+        const auto ID = [&] {
+            return VKTIdentity::retrieveTransientIDWithProvider(
+                *VKTIdentityProvider::initWithDevice(test.device, broken, test.clock, platform.random));
+        };
+        const std::string stored = ID();
+        broken->unreadableKey = unreadableKey;
+        const std::string standIn = ID();
+        EXPECT_NE(standIn, stored);
+        test.clock->advance(VKTTimeInterval(86399));
+        EXPECT_EQ(ID(), standIn) << "of another provider";
+        broken->unreadableKey = "";
+        EXPECT_EQ(ID(), stored) << "readable again";
+        broken->unreadableKey = unreadableKey;
+        test.clock->advance(VKTTimeInterval(1));
+        EXPECT_NE(ID(), standIn) << "a day is over";
+    }
 }
 
 TEST_F(Identity, ThreadsGetOneTransientID) {

@@ -83,7 +83,7 @@ struct LogOptions {
 };
 
 struct PrivacyOptions {
-    std::string store;                  ///< the file; none when empty
+    std::string store;                  ///< the file, only read without settings; none when empty
     std::vector<std::string> settings;  ///< "KEY=TYPE:VALUE" each, checked
     std::string IFA;                    ///< the advertising identifier; none when empty
     std::optional<std::string> customID;

@@ -1,8 +1,6 @@
 #include "PixelFile.h"
 
-#include <sys/file.h>
-#include <unistd.h>
-
+#include <filesystem>
 #include <utility>
 
 #include "Commands.h"
@@ -11,29 +9,29 @@
 
 namespace {
 
-// Why the file cannot be used; empty when it can. Writing is asked for in any case: the database cannot be
-// read without. A file that is locked stays open, and must: closing it would take away the database's own
-// locks, too.
-std::string problemOf(const std::string& path, PixelFileUse use) {
-    std::string problem;
-    const int file = openRegularFile(path, use == PixelFileToKeep, problem);
-    if (file < 0) return problem;
-    if (use == PixelFileToRead) {
-        close(file);
-        return "";
-    }
-    return flock(file, LOCK_EX | LOCK_NB) == 0 ? "" : "another run uses it";
+bool isMissing(const std::string& path) {
+    std::error_code error;
+    return !std::filesystem::exists(path, error) && !error;
 }
 
 }  // namespace
 
 std::shared_ptr<VKTPixelStoreProviderProtocol> openPixelFile(const std::string& path, PixelFileUse use) {
-    const std::string problem = problemOf(path, use);
-    if (!problem.empty()) {
-        printError("cannot " + std::string(use == PixelFileToRead ? "read " : "use ") + path + ": " +
-                   problem);
+    if (use == PixelFileToSend && isMissing(path)) {
+        printError("cannot send the pixels in " + path + ": there is no such file");
         return nullptr;
     }
-    auto store = makeFileStore(path);
-    return store ? VKTPersistentPixelStoreProvider::initWithKeyValueStore(std::move(store)) : nullptr;
+    auto store = openStoreFile(path, use == PixelFileToRead ? VKTStoreToRead : VKTStoreToChange);
+    if (!store) return nullptr;
+    std::optional<VKTError> error;
+    auto provider = VKTPersistentPixelStoreProvider::initWithKeyValueStore(std::move(store), &error);
+    if (error) {
+        printError(error->localizedDescription().value_or("another run owns the pixels in " + path));
+        return nullptr;
+    }
+    if (!provider->loadPixels()) {
+        printError("cannot read the pixels in " + path + "; close what else uses it and try again");
+        return nullptr;
+    }
+    return provider;
 }

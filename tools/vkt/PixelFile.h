@@ -7,8 +7,7 @@
 
 #include "VKTCoreKit/tracking/VKTPixelStore.h"
 
-/// What the file is opened for. All but reading is for one process at a time, until that process ends: of
-/// two, the second would save its own list over the first one's.
+/// What the file is opened for. All but reading is for one process at a time, as the library says.
 enum PixelFileUse : std::uint8_t {
     PixelFileToRead,
     PixelFileToSend,

@@ -1,5 +1,6 @@
 #include <array>
 #include <iostream>
+#include <utility>
 
 #include "AdReport.h"
 #include "AdText.h"
@@ -75,37 +76,40 @@ std::string linesOf(const PrivacyVerdicts& verdicts) {
 
 // Of a consent string, as it stands or that there is none.
 template <typename String>
-void printHeading(const char* name, const std::optional<String>& string,
+void printHeading(const char* name, const VKTPrivacyReading<String>& reading,
                   std::string (*textOf)(const String&)) {
+    const auto& [string, isUnreadable] = reading;
     std::cout << name << ": ";
     if (string) {
         std::cout << '"' << onOneLine(textOf(*string)) << "\", "
                   << (string->isValid() ? "valid" : "not valid") << ", version " << string->version() << '\n';
     } else {
-        std::cout << "none\n";
+        std::cout << (isUnreadable ? "cannot be read\n" : "none\n");
     }
 }
 
-void printText(const VKTIdentity& identity, const std::vector<std::string>& warnings) {
-    const auto TCF = identity.TCFString();
+void printText(const VKTIdentity& identity, const VKTPropertyCacheManager& store,
+               const std::vector<std::string>& warnings) {
+    const VKTIdentityProvider& provider = *identity.identityProvider();
+    const auto TCF = provider.readTCFString();
     printHeading<VKTTCFString>("TCF string", TCF, [](const auto& string) { return string.TCFString(); });
-    if (TCF) std::cout << linesOf(verdictsOf(*TCF));
+    if (TCF.value) std::cout << linesOf(verdictsOf(*TCF.value));
 
-    const auto CCPA = identity.CCPAString();
+    const auto CCPA = provider.readCCPAString();
     printHeading<VKTCCPAString>("US Privacy string", CCPA,
                                 [](const auto& string) { return string.CCPAString(); });
-    if (CCPA) {
-        std::cout << lineOf(verdictOf(*CCPA), "identifiers")
+    if (CCPA.value) {
+        std::cout << lineOf(verdictOf(*CCPA.value), "identifiers")
                   << "   (it has no part in the decision below: of US Privacy only a GPP section has)\n";
     }
 
-    const auto GPP = identity.GPPString();
+    const auto GPP = provider.readGPPString();
     printHeading<VKTGPPString>("GPP string", GPP, [](const auto& string) {
         return string.GPPString() + "\" with sections \"" + string.GPPSIDString();
     });
-    if (GPP) std::cout << linesOf(verdictsOf(*GPP));
+    if (GPP.value) std::cout << linesOf(verdictsOf(*GPP.value));
 
-    std::cout << "Together\n" << linesOf(verdictsOf(identity));
+    std::cout << "Together\n" << linesOf(verdictsOf(identity, store));
 
     constexpr std::array<const char*, 4> types{"none", "advertising identifier", "transient ID",
                                                "custom identifier"};
@@ -120,7 +124,8 @@ void printText(const VKTIdentity& identity, const std::vector<std::string>& warn
 }  // namespace
 
 int runPrivacy(const PrivacyOptions& options) {
-    const auto store = openStoreFile(options.store);
+    const auto store =
+        openStoreFile(options.store, options.settings.empty() ? VKTStoreToRead : VKTStoreToChange);
     if (!store) return ExitSourceUnread;
     for (const std::string& text : options.settings) {
         const auto setting = PrivacySetting::initWithText(text);
@@ -133,8 +138,15 @@ int runPrivacy(const PrivacyOptions& options) {
     const auto identity = VKTIdentity::initWithIdentityProvider(
         VKTIdentityProvider::initWithDevice(device, cache, platform.clock, platform.random), false,
         !options.noTransient, options.customID);
-    const std::vector<std::string> warnings = privacyWarnings(*identity, *cache);
-    if (options.JSON) return printReport(*identity, warnings) ? ExitPlayable : ExitSourceUnread;
-    printText(*identity, warnings);
-    return ExitPlayable;
+    std::vector<std::string> warnings = unreadableSignals(*identity, *cache);
+    const bool isAllRead = warnings.empty();
+    for (std::string& warning : privacyWarnings(*identity, *cache))
+        warnings.push_back(std::move(warning));
+    bool isPrinted = true;
+    if (options.JSON) {
+        isPrinted = printReport(*identity, warnings);
+    } else {
+        printText(*identity, *cache, warnings);
+    }
+    return isAllRead && isPrinted ? ExitPlayable : ExitSourceUnread;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -27,6 +28,8 @@ constexpr std::array textSignals{
     VKTConsentKeyGPPVendorConsents, VKTConsentKeyGPPSpecialFeatures,
 };
 
+constexpr std::array numberSignals{VKTConsentKeyGDPRApplies, VKTConsentKeyGPPVersion};
+
 std::string typeOf(const VKTValue& value) {
     if (value.asString()) return "a text";
     if (value.asInteger() || value.asUnsignedInteger()) return "an integer";
@@ -39,8 +42,23 @@ std::string typeOf(const VKTValue& value) {
 
 // What stands under a key in place of the type that is read.
 std::string notRead(const Store& store, std::string_view key, const std::string& expected) {
-    const auto value = store.objectForKey(key);
-    return std::string(key) + (value ? " is " + typeOf(*value) + ", not " + expected : " is missing");
+    const VKTStoredValue stored = store.readObjectForKey(key);
+    const std::string name(key);
+    if (stored.status == VKTStoredValue::Unreadable) return name + " cannot be read";
+    if (stored.status == VKTStoredValue::Absent) return name + " is missing";
+    return name + " is " + typeOf(stored.value) + ", not " + expected;
+}
+
+bool isUnreadable(const Store& store, std::string_view key) {
+    return store.readObjectForKey(key).status == VKTStoredValue::Unreadable;
+}
+
+// The first of the keys that cannot be read, a clause; empty when all can. It refuses by itself.
+std::string unreadableOf(const Store& store, std::initializer_list<std::string_view> keys) {
+    for (const std::string_view key : keys) {
+        if (isUnreadable(store, key)) return std::string(key) + " cannot be read";
+    }
+    return "";
 }
 
 // Empty for what is valid, as below.
@@ -77,6 +95,7 @@ Texts faultsOfVendor(const std::string& flags, std::string_view key) {
 }
 
 std::string reasonOfIDFlags(const Store& store, std::string_view purposeKey, std::string_view vendorKey) {
+    if (auto fault = unreadableOf(store, {purposeKey, vendorKey}); !fault.empty()) return fault;
     const auto purposes = vkt_storedString(store, purposeKey);
     const auto vendors = vkt_storedString(store, vendorKey);
     if (!purposes) return notRead(store, purposeKey, "a text");
@@ -95,6 +114,8 @@ std::string reasonOfIDFlags(const Store& store, std::string_view purposeKey, std
 }
 
 std::string reasonOfLocationFlags(const Store& store) {
+    const auto keys = {VKTConsentKeyGPPVendorConsents, VKTConsentKeyGPPSpecialFeatures};
+    if (auto fault = unreadableOf(store, keys); !fault.empty()) return fault;
     const auto vendors = vkt_storedString(store, VKTConsentKeyGPPVendorConsents);
     const auto features = vkt_storedString(store, VKTConsentKeyGPPSpecialFeatures);
     if (!vendors) return notRead(store, VKTConsentKeyGPPVendorConsents, "a text");
@@ -120,7 +141,8 @@ std::string reasonOfPlainIDs(const Store& store) {
 
 PrivacyVerdicts verdictsOfTCFSection(const std::shared_ptr<const Store>& store) {
     const std::string name = "section 2 (TCF) applies and ";
-    const auto section = vkt_storedString(*store, VKTConsentKeyGPPSectionTCF);
+    VKTConsentReader reader(*store);
+    const auto section = reader.stringForKey(VKTConsentKeyGPPSectionTCF);
     std::string fault;
     if (section) {
         const auto string = VKTTCFString::initWithTCFString(*section, true, store);
@@ -134,15 +156,17 @@ PrivacyVerdicts verdictsOfTCFSection(const std::shared_ptr<const Store>& store) 
     } else {
         fault = notRead(*store, VKTConsentKeyGPPSectionTCF, "a text");
     }
-    const PrivacyVerdict verdict{VKTConsentDecisionUndetermined, name + fault};
+    const PrivacyVerdict verdict{reader.checked(VKTConsentDecisionUndetermined), name + fault};
     return {verdict, verdict};
 }
 
 PrivacyVerdict verdictOfCCPASection(const Store& store) {
     const std::string name = "section 6 (US Privacy) applies and ";
-    const auto section = vkt_storedString(store, VKTConsentKeyGPPSectionCCPA);
+    VKTConsentReader reader(store);
+    const auto section = reader.stringForKey(VKTConsentKeyGPPSectionCCPA);
     if (!section)
-        return {VKTConsentDecisionUndetermined, name + notRead(store, VKTConsentKeyGPPSectionCCPA, "a text")};
+        return {reader.checked(VKTConsentDecisionUndetermined),
+                name + notRead(store, VKTConsentKeyGPPSectionCCPA, "a text")};
     const auto string = VKTCCPAString::initWithCCPAString(*section);
     const auto [decision, reason] = verdictOf(string);
     if (string.isValid()) return {decision, name + reason};
@@ -150,27 +174,39 @@ PrivacyVerdict verdictOfCCPASection(const Store& store) {
             name + std::string(VKTConsentKeyGPPSectionCCPA) + " " + faultOf(string)};
 }
 
-PrivacyVerdict verdictOfIDs(const VKTIdentity& identity) {
+std::string unreadableOfGPP(const Store& store) {
+    return unreadableOf(store, {VKTConsentKeyGPPString, VKTConsentKeyGPPSIDs, VKTConsentKeyGPPVersion});
+}
+
+PrivacyVerdict verdictOfIDs(const VKTIdentity& identity, const Store& store) {
     const auto decision = identity.canSendIDs() ? VKTConsentDecisionAllowed : VKTConsentDecisionRefused;
+    const VKTIdentityProvider& provider = *identity.identityProvider();
+    const auto GPP = provider.readGPPString();
+    if (GPP.isUnreadable) return {decision, unreadableOfGPP(store)};
     std::string open;
-    if (const auto GPP = identity.GPPString()) {
-        const PrivacyVerdict verdict = verdictsOf(*GPP).IDs;
+    if (GPP.value) {
+        const PrivacyVerdict verdict = verdictsOf(*GPP.value).IDs;
         if (verdict.decision != VKTConsentDecisionUndetermined)
             return {decision, "the GPP string decides, " + verdict.reason};
         open = "the GPP string leaves it open; ";
     }
-    if (const auto TCF = identity.TCFString())
-        return {decision, open + "the TCF string decides, " + verdictsOf(*TCF).IDs.reason};
-    const auto applies = identity.identityProvider()->TCFGDPRApplies();
-    return {decision, open + "there is no TCF string and " + std::string(VKTConsentKeyGDPRApplies) +
-                          (applies == -1 ? " does not say 1" : " counts as " + std::to_string(applies))};
+    const auto TCF = provider.readTCFString();
+    if (TCF.isUnreadable)
+        return {decision, open + unreadableOf(store, {VKTConsentKeyTCFString, VKTConsentKeyLegacyTCFString})};
+    if (TCF.value) return {decision, open + "the TCF string decides, " + verdictsOf(*TCF.value).IDs.reason};
+    const auto applies = provider.readTCFGDPRApplies();
+    const std::string state = applies.isUnreadable   ? " cannot be read"
+                              : *applies.value == -1 ? " does not say 1"
+                                                     : " counts as " + std::to_string(*applies.value);
+    return {decision, open + "there is no TCF string and " + std::string(VKTConsentKeyGDPRApplies) + state};
 }
 
-PrivacyVerdict verdictOfLocation(const VKTIdentity& identity) {
+PrivacyVerdict verdictOfLocation(const VKTIdentity& identity, const Store& store) {
     const auto decision = identity.canSendLocation() ? VKTConsentDecisionAllowed : VKTConsentDecisionRefused;
-    const auto GPP = identity.GPPString();
-    if (!GPP) return {decision, "there is no GPP string and nothing else binds the location"};
-    const PrivacyVerdict verdict = verdictsOf(*GPP).location;
+    const auto GPP = identity.identityProvider()->readGPPString();
+    if (GPP.isUnreadable) return {decision, unreadableOfGPP(store)};
+    if (!GPP.value) return {decision, "there is no GPP string and nothing else binds the location"};
+    const PrivacyVerdict verdict = verdictsOf(*GPP.value).location;
     const bool isOpen = verdict.decision == VKTConsentDecisionUndetermined;
     return {decision, isOpen ? "the GPP string leaves it open and nothing else binds the location"
                              : "the GPP string decides, " + verdict.reason};
@@ -181,7 +217,7 @@ void warnOfTypes(const VKTIdentity& identity, const Store& store, Texts& warning
         if (store.objectForKey(key) && !vkt_storedString(store, key))
             warnings.push_back(notRead(store, key, "a text") + ", and counts as missing");
     }
-    for (const std::string_view key : {VKTConsentKeyGDPRApplies, VKTConsentKeyGPPVersion}) {
+    for (const std::string_view key : numberSignals) {
         const auto value = store.objectForKey(key);
         if (!value || value->asNumber()) continue;
         const auto integer = std::to_string(identity.identityProvider()->TCFGDPRApplies());
@@ -207,7 +243,9 @@ void warnOfPlainStrings(const VKTIdentity& identity, const Store& store, Texts& 
 }
 
 void warnOfGPP(const VKTIdentity& identity, const Store& store, Texts& warnings) {
-    if (const auto GPP = identity.GPPString()) {
+    const auto [GPP, isGPPUnreadable] = identity.identityProvider()->readGPPString();
+    if (isGPPUnreadable) return;  // and told
+    if (GPP) {
         const auto [IDs, location] = verdictsOf(*GPP);
         if (IDs.decision == VKTConsentDecisionUndetermined)
             warnings.push_back("the GPP string does not decide on identifiers: " + IDs.reason);
@@ -265,8 +303,8 @@ PrivacyVerdicts verdictsOf(const VKTGPPString& string) {
     return verdicts;
 }
 
-PrivacyVerdicts verdictsOf(const VKTIdentity& identity) {
-    return {verdictOfIDs(identity), verdictOfLocation(identity)};
+PrivacyVerdicts verdictsOf(const VKTIdentity& identity, const VKTPropertyCacheManager& store) {
+    return {verdictOfIDs(identity, store), verdictOfLocation(identity, store)};
 }
 
 std::string reasonOfType(VKTIdentityType type) {
@@ -283,6 +321,31 @@ std::string reasonOfType(VKTIdentityType type) {
     }
     return "no custom identifier is given, the advertising identifier is not valid and transient IDs are not "
            "enabled";
+}
+
+std::vector<std::string> unreadableSignals(const VKTIdentity& identity,
+                                           const VKTPropertyCacheManager& store) {
+    const auto fault = [](std::string what, const std::string& consequence, const char* remedy) {
+        return what.append(" cannot be read (damaged, or locked by another program), so ")
+            .append(consequence)
+            .append("; close what else uses the file and try again, or ")
+            .append(remedy);
+    };
+    Texts faults;
+    const auto check = [&](std::string_view key) {
+        if (isUnreadable(store, key))
+            faults.push_back(fault(std::string(key), "every decision that asks for it refuses",
+                                   "store the signal anew with --set"));
+    };
+    std::for_each(textSignals.begin(), textSignals.end(), check);
+    std::for_each(numberSignals.begin(), numberSignals.end(), check);
+    if (faults.size() == textSignals.size() + numberSignals.size())
+        faults = {fault("what the file holds of consent", "neither identifiers nor location may be sent",
+                        "restore the file")};
+    if (identity.transientId() && identity.identityProvider()->readTransientID().isUnreadable)
+        faults.push_back(fault("the transient ID", "the one that is shown stands in and is not stored",
+                               "delete the file"));
+    return faults;
 }
 
 std::vector<std::string> privacyWarnings(const VKTIdentity& identity, const VKTPropertyCacheManager& store) {

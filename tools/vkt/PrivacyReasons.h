@@ -24,10 +24,14 @@ PrivacyVerdict verdictOf(const VKTCCPAString& string);
 PrivacyVerdicts verdictsOf(const VKTGPPString& string);
 
 /// Of all signals together; never undetermined.
-PrivacyVerdicts verdictsOf(const VKTIdentity& identity);
+PrivacyVerdicts verdictsOf(const VKTIdentity& identity, const VKTPropertyCacheManager& store);
 
 /// Why the identity is of its type, a clause.
 std::string reasonOfType(VKTIdentityType type);
 
-/// Each signal that is stored and not read, or read and of no use, in a sentence without its point.
+/// Each signal, and the transient ID if it is used, that cannot be read: why, what follows and what to do, in
+/// a sentence without its point.
+std::vector<std::string> unreadableSignals(const VKTIdentity& identity, const VKTPropertyCacheManager& store);
+
+/// Each signal that is stored in a form that is not read, or read and of no use, likewise.
 std::vector<std::string> privacyWarnings(const VKTIdentity& identity, const VKTPropertyCacheManager& store);

@@ -175,7 +175,8 @@ void addPlay(CLI::App& app, PlayOptions& options) {
     command->add_option("--wait", options.wait, "Real seconds for the last pixels")
         ->capture_default_str()
         ->check(amountProblem);
-    command->add_option("--store", options.store, "A file that keeps undelivered pixels for the next run");
+    command->add_option("--store", options.store,
+                        "A file that keeps undelivered pixels for the next run, made when missing");
     command->add_option("--report", options.report, "Write an HTML page with everything");
     command->add_flag("--measure", options.measure,
                       "Run the ad's verification scripts, and show what they do");
@@ -211,7 +212,8 @@ void addConfig(CLI::App& app, ConfigOptions& options) {
     command->add_option("--site", options.site, "The site's ID")
         ->required()
         ->transform(integerFrom(std::int64_t{0}));
-    command->add_option("--store", options.store, "A file that keeps the last good configuration");
+    command->add_option("--store", options.store,
+                        "A file that keeps the last good configuration, made when missing");
     command->add_flag("--force", options.force, "Make a request even though the cached one is valid");
     addRequestTimeout(*command, options.timeout);
     command->add_flag("--json", options.JSON, "One JSON object");
@@ -246,9 +248,10 @@ void addLog(CLI::App& app, LogOptions& options) {
 void addPrivacy(CLI::App& app, PrivacyOptions& options) {
     auto* command = app.add_subcommand(
         "privacy", "Show what the stored consent allows to send, under which identity, and why");
-    command->add_option("--store", options.store,
-                        "The file that keeps the signals, made when missing; --set and a new transient ID "
-                        "are written into it for good");
+    command->add_option(
+        "--store", options.store,
+        "The file that keeps the signals; only read without --set, else made when missing, and "
+        "the settings and a new transient ID are written into it for good");
     command
         ->add_option("--set", options.settings,
                      "KEY=TYPE:VALUE, stored before anything is read; TYPE is string, int, double or bool; "

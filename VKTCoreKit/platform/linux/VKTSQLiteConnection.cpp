@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr int applicationID = 0x564B5453;  // "VKTS"
 constexpr int schemaVersion = 1;
 
 constexpr const char* archiveClassName = "VKTKeyValueStore";
@@ -123,7 +122,7 @@ int VKTSQLiteConnection::prepareStore(bool isMade) {
     if (result == SQLITE_OK) result = number("PRAGMA user_version", version);
     if (result == SQLITE_OK) result = number("SELECT count(*) FROM sqlite_master", tables);
     if (result != SQLITE_OK) return result;
-    if (application == applicationID) return version == schemaVersion ? SQLITE_OK : SQLITE_SCHEMA;
+    if (application == VKTStoreApplicationID) return version == schemaVersion ? SQLITE_OK : SQLITE_SCHEMA;
     const bool isNew = application == 0 && version == 0 && tables == 0;
     return isNew && isMade ? execute(createSQL) : SQLITE_MISMATCH;
 }

@@ -14,6 +14,9 @@
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/platform/VKTRecordTable.h"
 
+/// By which a database says that it is a store: "VKTS".
+inline constexpr std::uint32_t VKTStoreApplicationID = 0x564B5453;
+
 /// A prepared statement, used again and again.
 class VKTSQLiteStatement {
   public:

@@ -125,6 +125,11 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
         VKT_REQUIRES(mutex_);
     void flush(Problems& problems) const VKT_REQUIRES(mutex_);
     void flushAtTheEnd();
+
+    // No lock: a thread of the parent may have held it when the child was made, where it is never released.
+    void abandonInChild() VKT_THREAD_ATTRIBUTE(no_thread_safety_analysis) {
+        if (connection_) connection_->abandon();
+    }
     template <typename Operation>
     int perform(Direction direction, Problems& problems, const Operation& operation) const
         VKT_REQUIRES(mutex_);
@@ -142,6 +147,10 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
     }
     bool replaceFile(int damage, Problems& problems) const VKT_REQUIRES(mutex_);
     void replaceDamaged(int damage, Problems& problems) const VKT_REQUIRES(mutex_);
+    // A snapshot does not know what stands in the log of a process that keeps the file for itself.
+    [[nodiscard]] bool isPartial() const VKT_REQUIRES(mutex_) {
+        return access_ == VKTSQLiteSnapshot && (!snapshotState_ || snapshotState_->logSize > 0);
+    }
     [[nodiscard]] bool isReplaced() const VKT_REQUIRES(mutex_) {
         return access_ == VKTSQLiteToChange && vkt_identityOfFile(path_) != identity_;
     }
@@ -223,12 +232,16 @@ void SQLiteStore::connect(int milliseconds, Problems& problems) const {
     const int previous = std::exchange(openResult_, result);
     if (result == SQLITE_OK) return flush(problems);
     nextAttempt_ = Clock::now() + pauseBeforeNextAttempt;
-    const bool isPerhapsReadable = !isDamage(result) && result != SQLITE_MISMATCH && use_ == VKTStoreToChange;
+    if (use_ == VKTStoreToChange && care_ == LeavesAlone) connection_.reset();  // it cannot do its work
+    const bool isPerhapsReadable = !isDamage(result) && result != SQLITE_MISMATCH && care_ == SetsAside;
     if (!connection_ && isPerhapsReadable) openSnapshot();
     if (result == previous) return;
     if (care_ == LeavesAlone && !connection_) {
         problems.push_back("The store " + path_ + " is not used: " + reason(result) +
                            "; it is left as it is");
+    } else if (use_ == VKTStoreToRead) {
+        problems.push_back("The store " + path_ + " cannot be read as it is now (" + reason(result) +
+                           "); close what else uses it and try again");
     } else {
         problems.push_back("The store " + path_ + " cannot be opened for changes (" + reason(result) + "); " +
                            (connection_ ? "what it holds can be read, and " : "") +
@@ -268,14 +281,17 @@ int SQLiteStore::openWritable(int milliseconds) const {
     return result;
 }
 
-// Why a file that somebody has named is not to be touched. One with a log was last used as a store, by
-// whoever made it: SQLite needs both files to tell.
+// Why a file that somebody has named is not to be touched. One with a log is not whole without it: it is a
+// store when the file or its log says so.
 int SQLiteStore::faultOfForeignFile() const {
+    if (vkt_isNoFile(path_)) return SQLITE_NOTADB;
     const auto state = vkt_stateOfDatabase(path_);
-    if (!state || state->size == 0 || state->logSize > 0) return SQLITE_OK;
+    if (!state || (state->size == 0 && state->logSize == 0)) return SQLITE_OK;
     VKTSQLiteConnection connection;
     const int result = connection.open(path_, VKTSQLiteSnapshot, 0);
-    return result == SQLITE_OK ? connection.check() : result;
+    if (state->logSize == 0) return result == SQLITE_OK ? connection.check() : result;
+    const bool isStore = result == SQLITE_OK || vkt_hasApplicationIDInLog(path_, VKTStoreApplicationID);
+    return isStore ? SQLITE_OK : SQLITE_MISMATCH;
 }
 
 int SQLiteStore::openToRead() const {
@@ -380,9 +396,7 @@ VKTStoredValue SQLiteStore::readFromFile(std::string_view key, Exactness exactne
     VKTSQLiteRecord record;
     const int result = perform(Reading, problems,
                                [&](VKTSQLiteConnection& connection) { return connection.read(key, record); });
-    // A snapshot does not know what stands in the log of a process that keeps the file for itself.
-    const bool isPartial = access_ == VKTSQLiteSnapshot && (!snapshotState_ || snapshotState_->logSize > 0);
-    if (result != SQLITE_DONE || (isPartial && exactness == Exactly))
+    if (result != SQLITE_DONE || (isPartial() && exactness == Exactly))
         return {VKTStoredValue::Unreadable, VKTValue()};
     if (record.state == VKTSQLiteRecord::Sound) return {VKTStoredValue::Present, std::move(record.value)};
     if (record.state == VKTSQLiteRecord::Damaged) {
@@ -450,7 +464,7 @@ void SQLiteStore::flush(Problems& problems) const {
 
 void SQLiteStore::flushAtTheEnd() {
     if (isForked()) {
-        if (connection_) connection_->abandon();
+        abandonInChild();
         return;
     }
     Problems problems;
@@ -524,6 +538,7 @@ std::optional<std::vector<VKTRecord>> SQLiteStore::records(const std::string& ta
             // A table that nobody has made yet has no records.
             return reading == SQLITE_ERROR ? SQLITE_DONE : reading;
         });
+        if (isPartial()) result = SQLITE_BUSY;
     }
     tell(problems);
     return result == SQLITE_DONE ? std::optional(std::move(records)) : std::nullopt;
@@ -538,11 +553,12 @@ std::optional<std::vector<std::int64_t>> SQLiteStore::change(const std::string& 
     int result = SQLITE_OK;
     {
         VKTLock lock(mutex_);
+        const std::string family = tables_.at(table);
         result = perform(Writing, problems, [&](VKTSQLiteConnection& connection) {
             const int changing = connection.change(table, removed, added, numbers);
             if (changing != SQLITE_ERROR) return changing;
             // The file was out of reach when the table was to be made.
-            connection.makeTable(table, tables_.at(table));
+            connection.makeTable(table, family);
             return connection.change(table, removed, added, numbers);
         });
     }

@@ -5,9 +5,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <system_error>
 #include <thread>
@@ -17,6 +19,12 @@
 namespace {
 
 constexpr mode_t ownerOnly = 0600;
+
+// Of SQLite's file formats: places and sizes in bytes.
+constexpr std::int64_t pageSizeInLog = 8;
+constexpr std::int64_t logHeaderSize = 32;
+constexpr std::int64_t frameHeaderSize = 24;
+constexpr std::int64_t applicationIDInPage = 68;
 
 // The paths that this process owns: its own locks do not stop it. Never destroyed, as stores may outlive
 // main.
@@ -54,6 +62,32 @@ std::optional<VKTDatabaseState> vkt_stateOfDatabase(const std::string& path) {
     struct stat log {};
     if (stat((path + "-wal").c_str(), &log) == 0) state.logSize = log.st_size;
     return state;
+}
+
+bool vkt_isNoFile(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+// The log begins with a header, which holds the size of a page. Then come the changed pages, each behind a
+// header of its own that begins with the page's number. The first page holds the application ID.
+bool vkt_hasApplicationIDInLog(const std::string& path, std::uint32_t applicationID) {
+    std::ifstream log(path + "-wal", std::ios::binary);
+    const auto numberAt = [&log](std::int64_t place) {
+        std::array<char, 4> bytes{};
+        log.seekg(place).read(bytes.data(), bytes.size());
+        std::uint32_t number = 0;
+        for (const char byte : bytes)
+            number = number << 8U | static_cast<unsigned char>(byte);
+        return number;
+    };
+    const std::int64_t pageSize = numberAt(pageSizeInLog);
+    for (std::int64_t frame = logHeaderSize; log; frame += frameHeaderSize + pageSize) {
+        const bool isFirstPage = numberAt(frame) == 1;
+        if (isFirstPage && numberAt(frame + frameHeaderSize + applicationIDInPage) == applicationID)
+            return static_cast<bool>(log);
+    }
+    return false;
 }
 
 void vkt_makePrivateFile(const std::string& path) {

@@ -27,6 +27,13 @@ struct VKTDatabaseState {
 /// Of sizes 0 when there is no file; nothing when that cannot be told.
 std::optional<VKTDatabaseState> vkt_stateOfDatabase(const std::string& path);
 
+/// Whether there is something else than a file: a folder, a pipe, a device.
+bool vkt_isNoFile(const std::string& path);
+
+/// Whether the write-ahead log of a database gives it this application ID. It is read without SQLite, which
+/// would write the log into the database.
+bool vkt_hasApplicationIDInLog(const std::string& path, std::uint32_t applicationID);
+
 /// Makes an empty file that only its user may read, unless there is one.
 void vkt_makePrivateFile(const std::string& path);
 

@@ -1,0 +1,11 @@
+// What a read of the user's signals brought.
+#pragma once
+
+#include <optional>
+
+/// Nobody may take a signal that is there and cannot be read for one that is not there.
+template <typename Value>
+struct VKTPrivacyReading {
+    std::optional<Value> value;  ///< nothing when it is missing, incomplete, of another type, or unreadable
+    bool isUnreadable = false;   ///< what it is made of is damaged or locked, in part at least
+};
