@@ -7,8 +7,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (!dictionary) return 0;
 
     // Keys that begin with "_" stand for attributes and the like; an element or attribute whose own name does
-    // may come out under a name that is no XML name.
+    // may come out under a name that is no XML name. And expat allows U+00AA, U+00B5 and U+00BA in names, but
+    // not in UTF-8.
     const auto again = vkt_dictionaryWithXMLString(vkt_XMLString(*dictionary));
-    require(again || text.find('_') != std::string_view::npos, "what was read can be written and read again");
+    const bool isExcused = text.find_first_of("_\xAA\xB5\xBA") != std::string_view::npos;
+    require(again || isExcused, "what was read can be written and read again");
     return 0;
 }
