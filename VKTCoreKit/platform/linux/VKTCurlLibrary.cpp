@@ -1,6 +1,7 @@
 #include "VKTCoreKit/platform/linux/VKTCurlLibrary.h"
 
 #include <curl/curl.h>
+#include <openssl/crypto.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -78,6 +79,8 @@ VKTCurlLibrary::Stay::Stay(VKTCurlLibrary& library) : library_(library) {
 
 VKTCurlLibrary::Stay::~Stay() {
     if (!isInside_) return;
-    --staysOfThread;
+    // What OpenSSL keeps for a thread it clears when the thread ends, which may be while OpenSSL is taken
+    // down.
+    if (--staysOfThread == 0) OPENSSL_thread_stop();
     library_.comeOut();
 }

@@ -12,6 +12,7 @@ constexpr std::size_t idleSetLimit = 16;
 constexpr std::size_t connectionsPerIdleSet = 4;
 
 constexpr std::chrono::minutes longestWait{1};
+constexpr std::chrono::milliseconds shortestLook{100};  // after sets that are busy
 constexpr VKTTimeInterval longestIdleTime = std::chrono::hours(24);
 
 VKTHTTPSessionOptions bounded(VKTHTTPSessionOptions options) {
@@ -188,8 +189,11 @@ VKTCurlTransferEngine::TimePoint VKTCurlTransferEngine::closeIdleSets(TimePoint 
     });
     expired.assign(std::make_move_iterator(idleSets_.begin()), std::make_move_iterator(firstKept));
     idleSets_.erase(idleSets_.begin(), firstKept);
-    looksAfterIdleSets_ = !idleSets_.empty();
-    return idleSets_.empty() ? TimePoint::max() : idleSets_.front()->lastUse() + idleTime_;
+    // Those that are busy are idle sooner or later: so the thread need not be woken for each that is
+    // returned.
+    looksAfterIdleSets_ = !idleSets_.empty() || !busySets_.empty();
+    if (!idleSets_.empty()) return idleSets_.front()->lastUse() + idleTime_;
+    return looksAfterIdleSets_ ? now + std::max(idleTime_, shortestLook) : TimePoint::max();
 }
 
 bool VKTCurlTransferEngine::isStopped() {
