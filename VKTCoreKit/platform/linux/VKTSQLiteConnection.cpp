@@ -45,7 +45,8 @@ constexpr const char* writeSQL =
 constexpr const char* removeSQL = "DELETE FROM archives WHERE key = ?1";
 constexpr const char* keysSQL = "SELECT key FROM archives WHERE substr(key, 1, length(?1)) = ?1 ORDER BY key";
 constexpr const char* damagedNamesSQL =
-    "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND (name <> tbl_name OR instr(sql, name) = 0)";
+    "SELECT count(*) FROM sqlite_master WHERE type NOT IN ('table', 'index', 'view', 'trigger')"
+    " OR (type = 'table' AND (name <> tbl_name OR instr(sql, name) = 0))";
 constexpr const char* tablesSQL =
     "SELECT name FROM sqlite_master WHERE type = 'table' AND substr(CAST(name AS BLOB), 1, length(?1)) = ?1";
 
@@ -164,7 +165,7 @@ int VKTSQLiteConnection::prepareStore(bool isMade) {
     return isNew && isMade ? execute(createSQL) : SQLITE_MISMATCH;
 }
 
-// A table whose name has lost a bit would be no table, or one of another version.
+// A table whose name has a flipped bit would count as missing, or as one of another version.
 int VKTSQLiteConnection::checkNames() {
     std::int64_t damaged = 0;
     const int result = number(damagedNamesSQL, damaged);
