@@ -11,6 +11,9 @@ namespace OMIDKorvonet1 {
 
 namespace {
 
+// Bytes: nobody reads an answer, but a connection is only used again when the whole of it has been read.
+constexpr std::size_t answerLimit = std::size_t{64} * 1024;
+
 bool hasStatus(const VKTURLSessionResponse& response, int from, int below) {
     return !response.error() && response.response() && response.response()->statusCode >= from &&
            response.response()->statusCode < below;
@@ -56,7 +59,7 @@ void ScriptRequests::startNext() {
         ++underWay_;
         VKTURLRequest request;
         request.url = std::move(next.URL);
-        request.bodyKeepLimit = 0;
+        request.bodyKeepLimit = answerLimit;
         // The task moves on to the main loop with all it holds, so that nothing of it ends on another thread.
         session_->asynchronousDataRequestWithURLRequest(
             request, [loop = VKTPlatform::current().mainRunLoop, self = shared_from_this(),

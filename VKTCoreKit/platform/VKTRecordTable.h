@@ -26,6 +26,10 @@ class VKTRecordTable {
     /// left, in one step. The numbers of what was added, in its order; nothing when nothing was changed.
     virtual std::optional<std::vector<std::int64_t>> change(const std::vector<std::int64_t>& removed,
                                                             const std::vector<std::string>& added) = 0;
+
+    /// Whether a change was refused because the records are gone: the file was removed or replaced. Their
+    /// numbers mean nothing any more, and nothing is changed until `records` has been read again.
+    [[nodiscard]] virtual bool hasLostRecords() const { return false; }
 };
 
 /// What came of opening a table.

@@ -1,5 +1,6 @@
 #include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
 
+#include <unordered_set>
 #include <utility>
 
 #include "VKTCoreKit/core/VKTLog.h"
@@ -86,24 +87,23 @@ bool VKTPersistentPixelStoreProvider::loadTable(VKTPixels& pixels) {
     }
     tellOfUnreadPixels(unread, records->size());
     changeTable(unusable, {});
-    takeOverList(pixels);
+    loadListToTakeOver(pixels);
     removeListsOfOtherVersions();
     return true;
 }
 
+void VKTPersistentPixelStoreProvider::loadListToTakeOver(VKTPixels& pixels) {
+    listToTakeOver_ = loadList();
+    if (!listToTakeOver_) return;
+    std::erase_if(*listToTakeOver_, [this](const auto& pixel) { return numbersByID_.contains(pixel->ID()); });
+    pixels.insert(pixels.end(), listToTakeOver_->begin(), listToTakeOver_->end());
+    recordChanges({}, {});
+}
+
 // A kill between the two changes leaves both: then the list's pixels are there the next time.
-void VKTPersistentPixelStoreProvider::takeOverList(VKTPixels& pixels) {
-    const auto list = loadList();
-    if (!list) return;
-    VKTPixels added;
-    for (const auto& pixel : *list) {
-        if (!numbersByID_.contains(pixel->ID())) added.push_back(pixel);
-    }
-    if (const auto numbers = changeTable({}, added)) {
-        noteNumbers(added, *numbers);
-        keyValueStore_->removeValueForKey(pixelStoreKey());
-    }
-    pixels.insert(pixels.end(), added.begin(), added.end());
+void VKTPersistentPixelStoreProvider::removeListTakenOver() {
+    if (!std::exchange(listToTakeOver_, std::nullopt)) return;
+    keyValueStore_->removeValueForKey(pixelStoreKey());
 }
 
 std::optional<VKTPixels> VKTPersistentPixelStoreProvider::loadList() {
@@ -133,13 +133,17 @@ void VKTPersistentPixelStoreProvider::removeListsOfOtherVersions() {
 bool VKTPersistentPixelStoreProvider::savePixels(const VKTPixels& pixels) {
     if (isOwnedByAnother_) return false;
     if (table_) {
+        const auto records = table_->records();
+        if (!records) return false;
         std::vector<std::int64_t> all;
-        for (const auto& [ID, number] : numbersByID_)
-            all.push_back(number);
+        for (const VKTRecord& record : *records)
+            all.push_back(record.number);
         const auto numbers = changeTable(all, pixels);
         if (!numbers) return false;
         numbersByID_.clear();
         noteNumbers(pixels, *numbers);
+        isLost_ = false;
+        removeListTakenOver();
         return true;
     }
     VKTKeyedArchiver list;
@@ -150,16 +154,37 @@ bool VKTPersistentPixelStoreProvider::savePixels(const VKTPixels& pixels) {
 
 bool VKTPersistentPixelStoreProvider::saveChanges(const VKTPixels& removed, const VKTPixels& added) {
     if (!isLoaded_) isLoaded_ = loadTable(latePixels_);
+    if (isLost_ || recordChanges(removed, added)) return !isLost_;
+    isLost_ = table_->hasLostRecords();
+    return false;
+}
+
+bool VKTPersistentPixelStoreProvider::recordChanges(const VKTPixels& removed, const VKTPixels& added) {
+    // Pixels that were read late may have IDs that were added meanwhile.
+    std::unordered_set<std::uint32_t> changedIDs;
+    for (const VKTPixels* pixels : {&removed, &added}) {
+        for (const auto& pixel : *pixels)
+            changedIDs.insert(pixel->ID());
+    }
+    const auto isChanged = [&](const auto& pixel) { return changedIDs.contains(pixel->ID()); };
+    std::erase_if(latePixels_, isChanged);
+    VKTPixels allAdded;
+    if (listToTakeOver_) {
+        std::erase_if(*listToTakeOver_, isChanged);
+        allAdded = *listToTakeOver_;
+    }
+    allAdded.insert(allAdded.end(), added.begin(), added.end());
     std::vector<std::int64_t> removedNumbers;
-    for (const auto& pixel : removed) {
-        const auto found = numbersByID_.find(pixel->ID());
+    for (const std::uint32_t ID : changedIDs) {
+        const auto found = numbersByID_.find(ID);
         if (found != numbersByID_.end()) removedNumbers.push_back(found->second);
     }
-    const auto numbers = changeTable(removedNumbers, added);
+    const auto numbers = changeTable(removedNumbers, allAdded);
     if (!numbers) return false;
-    for (const auto& pixel : removed)
-        numbersByID_.erase(pixel->ID());
-    noteNumbers(added, *numbers);
+    for (const std::uint32_t ID : changedIDs)
+        numbersByID_.erase(ID);
+    noteNumbers(allAdded, *numbers);
+    removeListTakenOver();
     return true;
 }
 

@@ -46,6 +46,7 @@ class VKTPersistentPixelStoreProvider : public VKTPixelStoreChangesProviderProto
 
     [[nodiscard]] bool takesChanges() const override { return table_ != nullptr; }
     bool saveChanges(const VKTPixels& removed, const VKTPixels& added) override;
+    [[nodiscard]] bool hasLostPixels() const override { return isLost_; }
     VKTPixels takeLatePixels() override;
 
     /// `pixelStoreKey` with ".damaged" behind it.
@@ -57,7 +58,9 @@ class VKTPersistentPixelStoreProvider : public VKTPixelStoreChangesProviderProto
 
     bool loadTable(VKTPixels& pixels);
     std::optional<VKTPixels> loadList();
-    void takeOverList(VKTPixels& pixels);
+    bool recordChanges(const VKTPixels& removed, const VKTPixels& added);
+    void loadListToTakeOver(VKTPixels& pixels);
+    void removeListTakenOver();
     void removeListsOfOtherVersions();
     void setAsideList(const VKTValue& value);
     std::optional<std::vector<std::int64_t>> changeTable(const std::vector<std::int64_t>& removed,
@@ -68,6 +71,8 @@ class VKTPersistentPixelStoreProvider : public VKTPixelStoreChangesProviderProto
     const std::shared_ptr<VKTRecordTable> table_;  // null: lists
     const bool isOwnedByAnother_;
     bool isLoaded_ = false;
+    bool isLost_ = false;
     std::unordered_map<std::uint32_t, std::int64_t> numbersByID_;  // of the records in the table
+    std::optional<VKTPixels> listToTakeOver_;  // of the list under `pixelStoreKey`, what the table lacks
     VKTPixels latePixels_;
 };

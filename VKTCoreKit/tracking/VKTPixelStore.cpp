@@ -53,11 +53,15 @@ bool VKTPixelStore::saveToDisk() {
 bool VKTPixelStore::saveChanges() {
     VKTRecursiveLock lock(mutex_);
     if (changesProvider_ == nullptr) return true;
-    std::erase_if(added_, [this](const auto& pixel) { return pixelWithID(pixel->ID()) != pixel; });
-    const bool isSaved = changesProvider_->saveChanges(removed_, added_);
-    if (isSaved) {
-        removed_.clear();
-        added_.clear();
+    // Taken out, as the provider may call back and change more.
+    auto removed = std::exchange(removed_, {});
+    auto added = std::exchange(added_, {});
+    std::erase_if(added, [this](const auto& pixel) { return pixelWithID(pixel->ID()) != pixel; });
+    bool isSaved = changesProvider_->saveChanges(removed, added);
+    if (!isSaved && changesProvider_->hasLostPixels()) isSaved = changesProvider_->savePixels(allPixels());
+    if (!isSaved) {
+        removed_.insert(removed_.begin(), removed.begin(), removed.end());
+        added_.insert(added_.begin(), added.begin(), added.end());
     }
     for (const auto& pixel : changesProvider_->takeLatePixels())
         append(pixel);

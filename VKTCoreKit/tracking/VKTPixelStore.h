@@ -41,6 +41,10 @@ class VKTPixelStoreChangesProviderProtocol : public VKTPixelStoreProviderProtoco
     /// come since.
     virtual bool saveChanges(const VKTPixels& removed, const VKTPixels& added) = 0;
 
+    /// Whether the latest changes were refused because what was kept is gone (its file was removed or
+    /// replaced). Then `savePixels` is called with the whole list.
+    [[nodiscard]] virtual bool hasLostPixels() const { return false; }
+
     /// Pixels of earlier launches that could not be read when the list was loaded, and were read since. Each
     /// is told of once.
     virtual VKTPixels takeLatePixels() { return {}; }

@@ -216,8 +216,10 @@ TEST_F(SQLiteKeyValueStore, SetsAsideWhatProvesDamagedLater) {
     EXPECT_FALSE(store->valueForKey("50"));
     EXPECT_TRUE(store->setValueForKey("new", "50"));
     EXPECT_EQ(store->valueForKey("50"), VKTValue("new"));
-    EXPECT_EQ(other->valueForKey("50"), VKTValue("new")) << "it follows to the new file";
     EXPECT_EQ(folder_.problems.size(), 1U);
+    EXPECT_EQ(other->valueForKey("50"), VKTValue("new")) << "it follows to the new file";
+    EXPECT_EQ(other->readValueForKey("51").status, VKTStoredValue::Unreadable);
+    EXPECT_EQ(folder_.problems.size(), 2U) << "and tells so";
     EXPECT_TRUE(std::filesystem::exists(folder_.path() + ".damaged"));
 }
 

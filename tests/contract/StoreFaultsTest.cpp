@@ -40,6 +40,16 @@ class StoreFaults : public testing::Test {
   protected:
     void keep(const char* value) { folder_.open()->setValueForKey(value, "k"); }
 
+    // What a process leaves that is killed: its last value stands in the log.
+    void keepInLog(const char* value) {
+        vkt_statusOf(vkt_inChild([&] {
+            const auto store = folder_.open();
+            store->setValueForKey(value, "k");
+            return kill(getpid(), SIGKILL) == 0;
+        }));
+        ASSERT_GT(std::filesystem::file_size(folder_.path() + "-wal"), 0U);
+    }
+
     [[nodiscard]] bool hasTold(const std::string& words) const {
         return std::any_of(folder_.problems.begin(), folder_.problems.end(), [&](const std::string& problem) {
             return problem.find(words) != std::string::npos;
@@ -109,9 +119,33 @@ TEST_F(StoreFaults, AStoreOpenedOnAFullDiskReadsWhatIsThere) {
     EXPECT_EQ(vkt_statusOf(child), 0);
 }
 
-TEST_F(StoreFaults, AReadOnlyFileIsRead) {
-    keep("cached");
-    chmod(folder_.path().c_str(), 0444);
+TEST_F(StoreFaults, AFullDiskDoesNotHideWhatStandsInALog) {
+    keep("old");
+    keepInLog("new");
+    EXPECT_EQ(vkt_statusOf(vkt_inChild([&] {
+                  return limitFiles(0) && folder_.open()->readValueForKey("k").value == VKTValue("new");
+              })),
+              0);
+}
+
+TEST_F(StoreFaults, AValueWithoutRoomDoesNotKeepOthersFromTheFile) {
+    const pid_t child = vkt_inChild([&] {
+        auto store = folder_.open();
+        bool isRight = store->setValueForKey(1, "first") && limitFiles(0) &&
+                       !store->setValueForKey(std::string(500'000, 'x'), "a") &&
+                       !store->setValueForKey("small", "b") && limitFiles(300'000);
+        store.reset();
+        return isRight && hasTold("(1 change)") && limitFiles(RLIM_INFINITY) &&
+               folder_.open()->valueForKey("b") == VKTValue("small");
+    });
+    EXPECT_EQ(vkt_statusOf(child), 0);
+}
+
+TEST_F(StoreFaults, AReadOnlyFileIsReadWithItsLog) {
+    keep("old");
+    keepInLog("cached");
+    for (const std::string& file : filesThere())
+        chmod((folder_.folder() + "/" + file).c_str(), 0444);
     chmod(folder_.folder().c_str(), 0555);
     const pid_t child = vkt_inChild([&] {
         constexpr uid_t nobody = 65534;  // the rights of a file do not stop root
@@ -151,6 +185,7 @@ TEST_F(StoreFaults, BesideAProcessThatKeepsTheFileReadingIsExactOrUnreadable) {
     EXPECT_EQ(store->readValueForKey("k").status, Status::Unreadable);
     EXPECT_EQ(store->readValueForKey("none").status, Status::Unreadable);
     EXPECT_EQ(store->valueForKey("k"), VKTValue("cached")) << "for whom an old value does no harm";
+    EXPECT_FALSE(store->openRecordTable("things", "1").table->records());
 }
 
 TEST_F(StoreFaults, AFlippedByteIsToldOnceAndNeverReplacedInSilence) {
@@ -166,6 +201,42 @@ TEST_F(StoreFaults, AFlippedByteIsToldOnceAndNeverReplacedInSilence) {
     EXPECT_TRUE(store->setValueForKey("new", "k"));
     EXPECT_EQ(folder_.problems.size(), 2U);
     EXPECT_EQ(store->readValueForKey("k").value, VKTValue("new"));
+}
+
+// A key stands in a table and in its index; a table's name in three places.
+TEST_F(StoreFaults, ADamagedNameIsNotTakenForAbsence) {
+    {
+        const auto store = folder_.open();
+        store->setValueForKey("value", "key.of.a.value");
+        store->openRecordTable("things", "1").table->change({}, {"record"});
+    }
+    const std::string sound = vkt_contentOf(folder_.path());
+    for (const std::string name : {"key.of.a.value", "records things 1"}) {
+        int places = 0;
+        for (std::size_t at = sound.find(name); at != std::string::npos; at = sound.find(name, at + 1)) {
+            std::string content = sound;
+            content[at + name.size() - 1] ^= 4;
+            std::ofstream(folder_.path(), std::ios::binary) << content;
+            folder_.problems.clear();
+            EXPECT_EQ(folder_.open()->readValueForKey("key.of.a.value").status, Status::Unreadable) << at;
+            EXPECT_TRUE(hasTold("is unusable")) << at;
+            ++places;
+        }
+        EXPECT_GE(places, 2) << name;
+    }
+}
+
+TEST_F(StoreFaults, ATableKnowsThatItsFileIsGone) {
+    const auto store = folder_.open();
+    const auto table = store->openRecordTable("things", "1").table;
+    EXPECT_TRUE(table->change({}, {"a", "b"}));
+    for (const char* suffix : {"", "-wal", "-shm"})
+        std::filesystem::remove(folder_.path() + suffix);
+    EXPECT_FALSE(table->change({}, {"c"})) << "it would get the number of another";
+    EXPECT_TRUE(table->hasLostRecords());
+    EXPECT_TRUE(table->records()->empty());
+    EXPECT_FALSE(table->hasLostRecords());
+    EXPECT_TRUE(table->change({}, {"c"}));
 }
 
 TEST_F(StoreFaults, WhatAFileSetAsideHeldIsUnreadableUntilItIsWrittenAgain) {
@@ -187,6 +258,18 @@ TEST_F(StoreFaults, AnotherProgramsDatabaseIsNeverTouched) {
     EXPECT_EQ(store->readValueForKey("other").status, Status::Unreadable);
     EXPECT_TRUE(vkt_contentOf(folder_.path()) == theirs);
     EXPECT_TRUE(hasTold("another program's database"));
+}
+
+TEST_F(StoreFaults, AnotherProgramsLogIsNeverTouched) {
+    vkt_statusOf(vkt_inChild([&] {
+        const OtherProgram other(folder_.path(), "PRAGMA journal_mode = WAL; CREATE TABLE theirs (x)");
+        return kill(getpid(), SIGKILL) == 0;
+    }));
+    const std::string log = vkt_contentOf(folder_.path() + "-wal");
+    ASSERT_FALSE(log.empty());
+    EXPECT_FALSE(folder_.open()->setValueForKey(1, "k"));
+    EXPECT_FALSE(openNamed(VKTStoreToChange));
+    EXPECT_TRUE(vkt_contentOf(folder_.path() + "-wal") == log);
 }
 
 TEST_F(StoreFaults, ANamedFileThatIsNoStoreIsRefusedAndLeftAsItIs) {
@@ -252,7 +335,16 @@ TEST_F(StoreFaults, ReadingANamedFileMakesAndChangesNothing) {
     EXPECT_EQ(openNamed(VKTStoreToRead)->readValueForKey("k").value, VKTValue("newer")) << "beside its user";
 }
 
-TEST_F(StoreFaults, OnlyItsUserMayReadWhatItMakes) {
+TEST_F(StoreFaults, ReadingALogWithoutItsIndexMakesNone) {
+    keepInLog("value");
+    std::filesystem::remove(folder_.path() + "-shm");
+    const auto before = filesThere();
+    const auto store = openNamed(VKTStoreToRead);
+    EXPECT_EQ(filesThere(), before);
+}
+
+TEST_F(StoreFaults, OnlyItsUserMayReadWhatItMakesOrFinds) {
+    close(open(folder_.path().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
     const auto store = folder_.open();
     store->setValueForKey(1, "k");
     const auto table = store->openRecordTable("things", "1").table;
@@ -276,11 +368,33 @@ TEST_F(StoreFaults, ATableHasOneOwnerAmongProcessesWhichAForkedChildIsNot) {
     EXPECT_EQ(vkt_statusOf(vkt_inChild([&] {
                   VKTStoreFolder();  // nothing of the parent's is used
                   return !table->change({}, {"of a child"}) && !store->setValueForKey(1, "k") &&
+                         !store->openRecordTable("others", "1").table &&
                          store->readValueForKey("k").status == Status::Unreadable;
               })),
               0);
     table.reset();
     EXPECT_TRUE(store->openRecordTable("things", "1").table);
+}
+
+TEST_F(StoreFaults, ATableHasOneOwnerHoweverItsPathIsSpelled) {
+    const auto store = folder_.open();
+    const auto table = store->openRecordTable("things", "1").table;
+    std::filesystem::create_symlink(folder_.path(), folder_.folder() + "/link");
+    for (const char* name : {"/./store", "/link"}) {
+        const auto other = vkt_makeSQLiteKeyValueStore(folder_.folder() + name, nullptr);
+        EXPECT_NE(other->openRecordTable("things", "1").refusal, "") << name;
+    }
+}
+
+TEST_F(StoreFaults, NobodyBecomesOwnerWhoCannotSeeWhoIs) {
+    EXPECT_EQ(vkt_statusOf(vkt_inChild([&] {
+                  const auto store = folder_.open();
+                  const rlimit noneMore{0, 1024};
+                  return setrlimit(RLIMIT_NOFILE, &noneMore) == 0 &&
+                         store->openRecordTable("things", "1").refusal.find("Too many open files") !=
+                             std::string::npos;
+              })),
+              0);
 }
 
 TEST_F(StoreFaults, ChangesOfATableThatTheFileDidNotTakeCanBeMadeLater) {

@@ -147,6 +147,27 @@ void runPassOfChild(const std::string& path, const std::string& url) {
     waitForPass(*manager);
 }
 
+TEST(PixelsOnDisk, AFileThatIsRemovedIsMadeAnewWithAllPixels) {
+    const PixelFolder folder;
+    const auto add = [](const auto& manager, const char* url) {
+        manager->addPixel(VKTPixel::initWithUrl(*VKTURL::URLWithString(url)));
+    };
+    {
+        const auto manager = managerOverFile(folder.file());
+        for (const char* url : {"http://h/1", "http://h/2"})
+            add(manager, url);
+        for (const char* suffix : {"", "-wal", "-shm"})
+            std::filesystem::remove(folder.file() + suffix);
+        add(manager, "http://h/3");
+        manager->pixelStore()->deletePixel(*manager->allPixels().front());
+        EXPECT_TRUE(manager->pixelStore()->saveChanges());
+    }
+    std::vector<std::string> urls;
+    for (const auto& pixel : managerOverFile(folder.file())->allPixels())
+        urls.push_back(pixel->url().absoluteString());
+    EXPECT_EQ(urls, (std::vector<std::string>{"http://h/2", "http://h/3"}));
+}
+
 TEST(PixelsOnDisk, AKillInTheMiddleOfALongPassRepeatsOneAtMost) {
     if (const char* path = std::getenv(fileVariable)) return runPassOfChild(path, std::getenv(urlVariable));
 

@@ -291,6 +291,62 @@ TEST_F(PixelStore, TakesOverAListOnceAndDropsThoseOfOtherVersions) {
     EXPECT_EQ(idsAfterRestart(store), IDs{2});
 }
 
+TEST_F(PixelStore, AListThatCouldNotBeTakenOverAtOnceIsTakenOverWithoutWhatWasSentMeanwhile) {
+    listProvider()->savePixels({pixel(1), pixel(2)});
+    disk_->setFailsWrites(true);
+    auto store = storeOnDisk();
+    EXPECT_EQ(idsOf(store->allPixels()), (IDs{1, 2}));
+    store->deletePixel(*pixel(1));
+    EXPECT_FALSE(store->saveChanges());
+    disk_->setFailsWrites(false);
+    store->addPixel(pixel(3));
+    EXPECT_TRUE(store->saveChanges());
+    EXPECT_EQ(idsAfterRestart(store), (IDs{2, 3}));
+}
+
+TEST_F(PixelStore, PixelsReadLateGiveWayToChangesOfTheirIDs) {
+    provider_->savePixels({pixel(1), pixel(2), pixel(3)});
+    disk_->setFailsReads(true);
+    auto store = storeOnDisk();
+    disk_->setFailsReads(false);
+    store->addPixel(pixel(1, "http://h/new"));
+    store->addPixel(pixel(2));
+    store->deletePixel(*pixel(2));
+    EXPECT_TRUE(store->saveToDisk());
+    EXPECT_EQ(idsOf(store->allPixels()), (IDs{1, 3}));
+    EXPECT_EQ(store->pixelWithID(1)->url().absoluteString(), "http://h/new");
+    store->deletePixel(*pixel(1));
+    EXPECT_TRUE(store->saveToDisk());
+    EXPECT_EQ(idsAfterRestart(store), IDs{3});
+}
+
+// Adds a pixel while it takes the first changes.
+struct CallingBack : VKTPixelStoreChangesProviderProtocol {
+    std::optional<VKTPixels> loadPixels() override { return std::nullopt; }
+    bool savePixels(const VKTPixels& /*pixels*/) override { return true; }
+    [[nodiscard]] std::string pixelStoreKey() const override { return ""; }
+    bool saveChanges(const VKTPixels& /*removed*/, const VKTPixels& added) override {
+        taken.insert(taken.end(), added.begin(), added.end());
+        if (auto* const called = std::exchange(store, nullptr)) called->addPixel(another);
+        return true;
+    }
+
+    VKTPixelStore* store = nullptr;
+    std::shared_ptr<VKTPixel> another;
+    VKTPixels taken;
+};
+
+TEST_F(PixelStore, AProviderMayAddWhileItTakesChanges) {
+    const auto provider = std::make_shared<CallingBack>();
+    const auto store = VKTPixelStore::initWithProvider(provider);
+    provider->store = store.get();
+    provider->another = pixel(2);
+    store->addPixel(pixel(1));
+    store->saveChanges();
+    store->saveChanges();
+    EXPECT_EQ(idsOf(provider->taken), (IDs{1, 2}));
+}
+
 TEST_F(PixelStore, ASecondOwnerIsRefusedAndKeepsNothing) {
     provider_->savePixels({pixel(1)});
     std::optional<VKTError> error;

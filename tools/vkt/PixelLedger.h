@@ -46,6 +46,9 @@ class PixelLedger : public VKTPixelStoreChangesProviderProtocol {
     std::optional<VKTPixels> loadPixels() override;
     bool savePixels(const VKTPixels& pixels) override { return provider_->savePixels(pixels); }
     bool saveChanges(const VKTPixels& removed, const VKTPixels& added) override;
+    [[nodiscard]] bool hasLostPixels() const override {
+        return changes_ != nullptr && changes_->hasLostPixels();
+    }
     VKTPixels takeLatePixels() override;
     [[nodiscard]] std::string pixelStoreKey() const override { return provider_->pixelStoreKey(); }
 

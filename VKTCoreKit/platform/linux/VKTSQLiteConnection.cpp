@@ -4,6 +4,7 @@
 
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 #include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/platform/linux/VKTSQLiteStoreFile.h"
 
 namespace {
 
@@ -31,11 +32,20 @@ constexpr const char* settingsSQL =
     "PRAGMA wal_autocheckpoint = 64;"
     "PRAGMA journal_size_limit = 270336";
 
-constexpr const char* readSQL = "SELECT archive FROM archives WHERE key = ?1";
+// The archive, and whether the file agrees with itself about the key: a byte that flips in the index or in
+// the table would make a value disappear, or appear under another key. What the index does not find is looked
+// for in the table. In one statement, so that no other process can come between.
+constexpr const char* readSQL =
+    "SELECT named.archive, named.key IS ?1 FROM archives AS found"
+    " LEFT JOIN archives AS named ON named.rowid = found.rowid WHERE found.key = ?1 "
+    "UNION ALL SELECT NULL, 0 FROM archives NOT INDEXED WHERE key = ?1";
 constexpr const char* writeSQL =
     "INSERT INTO archives (key, archive) VALUES (?1, ?2) ON CONFLICT (key) DO UPDATE SET archive = ?2";
 constexpr const char* removeSQL = "DELETE FROM archives WHERE key = ?1";
 constexpr const char* keysSQL = "SELECT key FROM archives WHERE substr(key, 1, length(?1)) = ?1 ORDER BY key";
+constexpr const char* damagedNamesSQL =
+    "SELECT count(*) FROM sqlite_master WHERE type NOT IN ('table', 'index', 'view', 'trigger')"
+    " OR (type = 'table' AND (name <> tbl_name OR instr(sql, name) = 0))";
 constexpr const char* tablesSQL =
     "SELECT name FROM sqlite_master WHERE type = 'table' AND substr(CAST(name AS BLOB), 1, length(?1)) = ?1";
 
@@ -50,7 +60,7 @@ std::optional<VKTValue> unarchived(std::string_view archive) {
 }
 
 // A path as SQLite's own URL takes it.
-std::string snapshotURL(const std::string& path) {
+std::string readingURL(const std::string& path, VKTSQLiteAccess access) {
     std::string url = "file:";
     for (const char c : path) {
         if (c == '%' || c == '?' || c == '#') {
@@ -59,10 +69,39 @@ std::string snapshotURL(const std::string& path) {
             url += c;
         }
     }
-    return url + "?immutable=1";
+    if (access == VKTSQLiteSnapshot) return url + "?immutable=1";
+    // The index of the log is only read where there is one; a log that was copied without it needs a new one.
+    return vkt_identityOfFile(path + "-shm") ? url + "?readonly_shm=1" : url;
 }
 
 }  // namespace
+
+bool vkt_isDamage(int result) {
+    return result == SQLITE_CORRUPT || result == SQLITE_NOTADB || result == SQLITE_SCHEMA;
+}
+
+bool vkt_mayNeedRoom(int result) {
+    return result == SQLITE_FULL || result == SQLITE_IOERR;
+}
+
+const char* vkt_reasonOfResult(int result) {
+    if (result == SQLITE_MISMATCH) return "it is no store, but perhaps another program's database";
+    if (result == SQLITE_SCHEMA) return "it is a store of another version";
+    if (result == SQLITE_NOTFOUND) return "there is no such file";
+    return sqlite3_errstr(result);
+}
+
+// A file with a log is not whole without it: it is a store when the file or its log says so.
+int vkt_faultOfForeignFile(const std::string& path) {
+    if (vkt_isNoFile(path)) return SQLITE_NOTADB;
+    const auto state = vkt_stateOfDatabase(path);
+    if (!state || (state->size == 0 && state->logSize == 0)) return SQLITE_OK;
+    VKTSQLiteConnection connection;
+    const int result = connection.open(path, VKTSQLiteSnapshot, 0);
+    if (state->logSize == 0) return result == SQLITE_OK ? connection.check() : result;
+    const bool isStore = result == SQLITE_OK || vkt_hasApplicationIDInLog(path, VKTStoreApplicationID);
+    return isStore ? SQLITE_OK : SQLITE_MISMATCH;
+}
 
 int VKTSQLiteStatement::prepare(sqlite3* database, const std::string& sql) {
     sqlite3_finalize(statement_);
@@ -97,15 +136,18 @@ std::string_view VKTSQLiteStatement::bytes(int column) const {
 int VKTSQLiteConnection::open(const std::string& path, VKTSQLiteAccess access, int busyMilliseconds) {
     const bool isWritable = access == VKTSQLiteToChange || access == VKTSQLiteInMemory;
     const int flags = (isWritable ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE : SQLITE_OPEN_READONLY) |
-                      SQLITE_OPEN_NOMUTEX | (access == VKTSQLiteSnapshot ? SQLITE_OPEN_URI : 0);
-    const std::string name = access == VKTSQLiteSnapshot   ? snapshotURL(path)
+                      SQLITE_OPEN_NOMUTEX | (isWritable ? 0 : SQLITE_OPEN_URI);
+    const std::string name = !isWritable                   ? readingURL(path, access)
                              : access == VKTSQLiteInMemory ? ":memory:"
                                                            : path;
     sqlite3* database = nullptr;
     int result = sqlite3_open_v2(name.c_str(), &database, flags, nullptr);
     database_.reset(database);
     if (result == SQLITE_OK) result = sqlite3_busy_timeout(database, busyMilliseconds);
+    // What may be another program's keeps its log when it is closed.
+    if (result == SQLITE_OK) result = keepLogAtClose(true);
     if (result == SQLITE_OK) result = prepareStore(isWritable);
+    if (result == SQLITE_OK) result = keepLogAtClose(false);
     if (result == SQLITE_OK && isWritable) result = execute(settingsSQL);
     if (result == SQLITE_OK) result = read_.prepare(database, readSQL);
     if (result == SQLITE_OK && isWritable) result = write_.prepare(database, writeSQL);
@@ -122,9 +164,21 @@ int VKTSQLiteConnection::prepareStore(bool isMade) {
     if (result == SQLITE_OK) result = number("PRAGMA user_version", version);
     if (result == SQLITE_OK) result = number("SELECT count(*) FROM sqlite_master", tables);
     if (result != SQLITE_OK) return result;
-    if (application == VKTStoreApplicationID) return version == schemaVersion ? SQLITE_OK : SQLITE_SCHEMA;
+    if (application == VKTStoreApplicationID && version != schemaVersion) return SQLITE_SCHEMA;
+    if (application == VKTStoreApplicationID) return checkNames();
     const bool isNew = application == 0 && version == 0 && tables == 0;
     return isNew && isMade ? execute(createSQL) : SQLITE_MISMATCH;
+}
+
+// A table whose name has a flipped bit would count as missing, or as one of another version.
+int VKTSQLiteConnection::checkNames() {
+    std::int64_t damaged = 0;
+    const int result = number(damagedNamesSQL, damaged);
+    return result == SQLITE_OK && damaged > 0 ? SQLITE_CORRUPT : result;
+}
+
+int VKTSQLiteConnection::keepLogAtClose(bool isKept) {
+    return sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, isKept ? 1 : 0, nullptr);
 }
 
 int VKTSQLiteConnection::number(const char* sql, std::int64_t& value) {
@@ -144,7 +198,9 @@ int VKTSQLiteConnection::read(std::string_view key, VKTSQLiteRecord& record) {
     record = {};
     int result = read_.bindBytes(1, key);
     if (result == SQLITE_OK) result = read_.step();
-    if (result == SQLITE_ROW) {
+    if (result == SQLITE_ROW && read_.integer(1) == 0) {
+        result = SQLITE_CORRUPT;
+    } else if (result == SQLITE_ROW) {
         auto value = unarchived(read_.bytes(0));
         record.state = value ? VKTSQLiteRecord::Sound : VKTSQLiteRecord::Damaged;
         if (value) record.value = std::move(*value);

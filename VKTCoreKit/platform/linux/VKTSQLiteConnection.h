@@ -48,7 +48,7 @@ class VKTSQLiteStatement {
 /// How a database is opened.
 enum VKTSQLiteAccess : std::uint8_t {
     VKTSQLiteToChange,  ///< made when it is missing
-    VKTSQLiteToRead,    ///< reads what other processes write meanwhile, and needs the files that they made
+    VKTSQLiteToRead,    ///< reads what other processes write meanwhile, by the files that they made
     VKTSQLiteSnapshot,  ///< the file alone, as it is: no lock, no log, nothing written; nobody may change it
     VKTSQLiteInMemory,
 };
@@ -60,6 +60,19 @@ struct VKTSQLiteRecord {
     State state = Absent;
     VKTValue value;
 };
+
+/// Whether the file cannot be used as it is.
+bool vkt_isDamage(int result);
+
+/// A full disk, or one that says so in other words.
+bool vkt_mayNeedRoom(int result);
+
+/// A clause for people.
+const char* vkt_reasonOfResult(int result);
+
+/// Why a file that somebody has named is not to be touched, or SQLITE_OK. SQLite needs both files to tell of
+/// one with a log: such a file is not looked at here, and left as it is when it proves to be no store.
+int vkt_faultOfForeignFile(const std::string& path);
 
 /// Results are SQLite's codes, SQLITE_DONE for success; of its own kind are SQLITE_MISMATCH (another
 /// program's database) and SQLITE_SCHEMA (a store of another version). Used by one thread at a time.
@@ -106,8 +119,9 @@ class VKTSQLiteConnection {
     };
 
     int execute(const std::string& sql);
-    int configure();
     int prepareStore(bool isMade);
+    int checkNames();
+    int keepLogAtClose(bool isKept);
     int number(const char* sql, std::int64_t& value);
     int prepareTable(const std::string& table, TableStatements*& statements);
     int changeRows(TableStatements& statements, const std::vector<std::int64_t>& removed,

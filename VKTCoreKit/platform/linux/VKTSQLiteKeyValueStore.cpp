@@ -4,10 +4,8 @@
 
 #include <array>
 #include <chrono>
-#include <filesystem>
 #include <map>
 #include <set>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -20,6 +18,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using Problems = std::vector<std::string>;
+using Numbers = std::vector<std::int64_t>;
 
 // Callers may be on the main thread: they wait once, and as long as a file stays out of reach hardly any
 // more.
@@ -27,31 +26,8 @@ constexpr int busyMilliseconds = 1000;
 constexpr int busyAgainMilliseconds = 20;
 constexpr auto pauseBeforeNextAttempt = std::chrono::seconds(1);
 
-bool isDamage(int result) {
-    return result == SQLITE_CORRUPT || result == SQLITE_NOTADB || result == SQLITE_SCHEMA;
-}
-
-// A full disk, or one that says so in other words.
-bool mayNeedRoom(int result) {
-    return result == SQLITE_FULL || result == SQLITE_IOERR;
-}
-
-const char* reason(int result) {
-    if (result == SQLITE_MISMATCH) return "it is no store, but perhaps another program's database";
-    if (result == SQLITE_SCHEMA) return "it is a store of another version";
-    if (result == SQLITE_NOTFOUND) return "there is no such file";
-    return sqlite3_errstr(result);
-}
-
 std::string countOfChanges(std::size_t count) {
     return count == 1 ? "1 change" : std::to_string(count) + " changes";
-}
-
-// Absolute: it stays right when the working folder changes, and is none of SQLite's special names.
-std::string absolutePath(const std::string& path) {
-    std::error_code error;
-    const auto absolute = std::filesystem::absolute(path, error);
-    return error ? path : absolute.string();
 }
 
 class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_from_this<SQLiteStore> {
@@ -64,7 +40,7 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
 
     SQLiteStore(const std::string& path, VKTStoreUse use, Care care, VKTStoreProblemHandler onProblem)
         : onProblem_(std::move(onProblem)),
-          path_(path.empty() ? path : absolutePath(path)),
+          path_(path.empty() ? path : vkt_absolutePath(path)),
           use_(use),
           care_(care) {
         Problems problems;
@@ -99,10 +75,10 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
     [[nodiscard]] VKTRecordTableOpening openRecordTable(std::string_view family,
                                                         std::string_view version) override;
 
+    [[nodiscard]] bool hasLostRecords(const std::string& table) const;
     std::optional<std::vector<VKTRecord>> records(const std::string& table);
-    std::optional<std::vector<std::int64_t>> change(const std::string& table,
-                                                    const std::vector<std::int64_t>& removed,
-                                                    const std::vector<std::string>& added);
+    std::optional<Numbers> change(const std::string& table, const Numbers& removed,
+                                  const std::vector<std::string>& added);
 
   private:
     enum Direction : std::uint8_t { Reading, Writing };
@@ -124,6 +100,9 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
     bool writeToFile(const VKTValue& value, const std::string& key, Problems& problems) const
         VKT_REQUIRES(mutex_);
     void flush(Problems& problems) const VKT_REQUIRES(mutex_);
+    void flushWhenDue(Problems& problems) const VKT_REQUIRES(mutex_) {
+        if (!unsaved_.empty() && Clock::now() >= nextAttempt_) flush(problems);
+    }
     void flushAtTheEnd();
 
     // No lock: a thread of the parent may have held it when the child was made, where it is never released.
@@ -139,21 +118,38 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
     void connect(int milliseconds, Problems& problems) const VKT_REQUIRES(mutex_);
     int openToChange(int milliseconds, Problems& problems) const VKT_REQUIRES(mutex_);
     int openWritable(int milliseconds) const VKT_REQUIRES(mutex_);
-    int openToRead() const VKT_REQUIRES(mutex_);
+    int openNamedToRead() const VKT_REQUIRES(mutex_);
+    int openToRead(int milliseconds) const VKT_REQUIRES(mutex_);
     void openSnapshot() const VKT_REQUIRES(mutex_);
-    [[nodiscard]] int faultOfForeignFile() const;
     [[nodiscard]] bool canWrite() const VKT_REQUIRES(mutex_) {
         return access_ == VKTSQLiteToChange || access_ == VKTSQLiteInMemory;
     }
+    void noteReplacement(Problems& problems) const VKT_REQUIRES(mutex_);
     bool replaceFile(int damage, Problems& problems) const VKT_REQUIRES(mutex_);
     void replaceDamaged(int damage, Problems& problems) const VKT_REQUIRES(mutex_);
-    // A snapshot does not know what stands in the log of a process that keeps the file for itself.
-    [[nodiscard]] bool isPartial() const VKT_REQUIRES(mutex_) {
-        return access_ == VKTSQLiteSnapshot && (!snapshotState_ || snapshotState_->logSize > 0);
-    }
     [[nodiscard]] bool isReplaced() const VKT_REQUIRES(mutex_) {
         return access_ == VKTSQLiteToChange && vkt_identityOfFile(path_) != identity_;
     }
+
+    // A snapshot does not know what stands in the log of a process that keeps the file for itself, nor what
+    // happens to the file while it is read.
+    [[nodiscard]] bool isPartial() const VKT_REQUIRES(mutex_) {
+        return access_ == VKTSQLiteSnapshot && (!snapshotState_ || snapshotState_->logSize > 0 ||
+                                                vkt_stateOfDatabase(path_) != snapshotState_);
+    }
+
+    // Which of the files that have been at the path is open: a new one may get the identity of the old.
+    using OpenFile = std::pair<int, std::optional<VKTFileIdentity>>;
+    [[nodiscard]] OpenFile openFile() const VKT_REQUIRES(mutex_) {
+        if (access_ != VKTSQLiteSnapshot) return {replacements_, identity_};
+        return {replacements_, snapshotState_ ? std::optional(snapshotState_->identity) : std::nullopt};
+    }
+
+    struct Table {
+        std::string family;
+        std::optional<OpenFile> file;  // that the numbers of the records belong to
+        bool isLost = false;           // with that file
+    };
 
     const VKTStoreProblemHandler onProblem_;
     const std::string path_;  // empty for a store in memory
@@ -166,7 +162,8 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
     mutable VKTSQLiteAccess access_ VKT_GUARDED_BY(mutex_) = VKTSQLiteInMemory;
     mutable std::optional<VKTFileIdentity> identity_ VKT_GUARDED_BY(mutex_);        // of an open file
     mutable std::optional<VKTDatabaseState> snapshotState_ VKT_GUARDED_BY(mutex_);  // of a snapshot
-    mutable int openResult_ VKT_GUARDED_BY(mutex_) = SQLITE_OK;                     // of the last attempt
+    mutable int replacements_ VKT_GUARDED_BY(mutex_) = 0;        // of the file at the path, while it was open
+    mutable int openResult_ VKT_GUARDED_BY(mutex_) = SQLITE_OK;  // of the last attempt
     mutable Clock::time_point nextAttempt_ VKT_GUARDED_BY(mutex_);
     mutable std::array<int, 2> lastResults_ VKT_GUARDED_BY(mutex_) = {SQLITE_DONE, SQLITE_DONE};
 
@@ -174,7 +171,7 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
     mutable std::map<std::string, VKTValue, std::less<>> unsaved_ VKT_GUARDED_BY(mutex_);
 
     mutable std::set<std::string, std::less<>> damagedKeys_ VKT_GUARDED_BY(mutex_);  // that have been told
-    mutable std::map<std::string, std::string> tables_ VKT_GUARDED_BY(mutex_);       // and their families
+    mutable std::map<std::string, Table> tables_ VKT_GUARDED_BY(mutex_);
 
     // A file was set aside: nobody knows what it held, so a key that is not in the new one is no absent one.
     mutable bool hasLostFile_ VKT_GUARDED_BY(mutex_) = false;
@@ -190,9 +187,9 @@ class SQLiteTable final : public VKTRecordTable {
     [[nodiscard]] std::optional<std::vector<VKTRecord>> records() const override {
         return store_->records(name_);
     }
-    std::optional<std::vector<std::int64_t>> change(const std::vector<std::int64_t>& removed,
-                                                    const std::vector<std::string>& added) override {
-        return store_->change(name_, removed, added);
+    [[nodiscard]] bool hasLostRecords() const override { return store_->hasLostRecords(name_); }
+    std::optional<Numbers> change(const Numbers& removed, const std::vector<std::string>& added) override {
+        return ownership_->confirm() ? store_->change(name_, removed, added) : std::nullopt;
     }
 
   private:
@@ -210,13 +207,15 @@ void SQLiteStore::refresh(Problems& problems) const {
     if (access_ == VKTSQLiteToChange && connection_) {
         // Another process has set the file aside, or someone has removed it. Closing is safe even then:
         // SQLite leaves the files at a path alone when its database has moved away from there.
-        if (isReplaced()) connect(busyMilliseconds, problems);
+        if (!isReplaced()) return;
+        noteReplacement(problems);
+        connect(busyMilliseconds, problems);
         return;
     }
     if (use_ == VKTStoreToRead) return;  // what it opened is all it will see
     if (Clock::now() >= nextAttempt_) {
         connect(busyAgainMilliseconds, problems);
-    } else if (connection_ && vkt_stateOfDatabase(path_) != snapshotState_) {
+    } else if (connection_ && access_ == VKTSQLiteSnapshot && vkt_stateOfDatabase(path_) != snapshotState_) {
         openSnapshot();
     }
 }
@@ -228,22 +227,23 @@ void SQLiteStore::connect(int milliseconds, Problems& problems) const {
         connection_->open(path_, access_, 0);
         return;
     }
-    const int result = use_ == VKTStoreToRead ? openToRead() : openToChange(milliseconds, problems);
+    const int result = use_ == VKTStoreToRead ? openNamedToRead() : openToChange(milliseconds, problems);
     const int previous = std::exchange(openResult_, result);
     if (result == SQLITE_OK) return flush(problems);
     nextAttempt_ = Clock::now() + pauseBeforeNextAttempt;
     if (use_ == VKTStoreToChange && care_ == LeavesAlone) connection_.reset();  // it cannot do its work
-    const bool isPerhapsReadable = !isDamage(result) && result != SQLITE_MISMATCH && care_ == SetsAside;
-    if (!connection_ && isPerhapsReadable) openSnapshot();
+    const bool isPerhapsReadable = !vkt_isDamage(result) && result != SQLITE_MISMATCH && care_ == SetsAside;
+    if (!connection_ && isPerhapsReadable) openToRead(busyAgainMilliseconds);
     if (result == previous) return;
     if (care_ == LeavesAlone && !connection_) {
-        problems.push_back("The store " + path_ + " is not used: " + reason(result) +
+        problems.push_back("The store " + path_ + " is not used: " + vkt_reasonOfResult(result) +
                            "; it is left as it is");
     } else if (use_ == VKTStoreToRead) {
-        problems.push_back("The store " + path_ + " cannot be read as it is now (" + reason(result) +
-                           "); close what else uses it and try again");
+        problems.push_back("The store " + path_ + " cannot be read as it is now (" +
+                           vkt_reasonOfResult(result) + "); close what else uses it and try again");
     } else {
-        problems.push_back("The store " + path_ + " cannot be opened for changes (" + reason(result) + "); " +
+        problems.push_back("The store " + path_ + " cannot be opened for changes (" +
+                           vkt_reasonOfResult(result) + "); " +
                            (connection_ ? "what it holds can be read, and " : "") +
                            "changes are kept in memory until it can");
     }
@@ -252,12 +252,12 @@ void SQLiteStore::connect(int milliseconds, Problems& problems) const {
 int SQLiteStore::openToChange(int milliseconds, Problems& problems) const {
     connection_.reset();
     if (care_ == LeavesAlone) {
-        if (const int fault = faultOfForeignFile(); fault != SQLITE_OK) return fault;
+        if (const int fault = vkt_faultOfForeignFile(path_); fault != SQLITE_OK) return fault;
     }
     const VKTStoreOpeningLock openingLock(path_, milliseconds);
     vkt_makePrivateFile(path_);
     int result = openWritable(milliseconds);
-    if (isDamage(result) && care_ == SetsAside) {
+    if (vkt_isDamage(result) && care_ == SetsAside) {
         if (!replaceFile(result, problems)) return result;
         result = openWritable(milliseconds);
     }
@@ -268,8 +268,9 @@ int SQLiteStore::openToChange(int milliseconds, Problems& problems) const {
         access_ = VKTSQLiteToRead;
         return SQLITE_READONLY;
     }
-    for (const auto& [table, family] : tables_)
-        connection_->makeTable(table, family);
+    vkt_makeStorePrivate(path_);
+    for (const auto& [name, table] : tables_)
+        connection_->makeTable(name, table.family);
     return result;
 }
 
@@ -281,35 +282,26 @@ int SQLiteStore::openWritable(int milliseconds) const {
     return result;
 }
 
-// Why a file that somebody has named is not to be touched. One with a log is not whole without it: it is a
-// store when the file or its log says so.
-int SQLiteStore::faultOfForeignFile() const {
-    if (vkt_isNoFile(path_)) return SQLITE_NOTADB;
-    const auto state = vkt_stateOfDatabase(path_);
-    if (!state || (state->size == 0 && state->logSize == 0)) return SQLITE_OK;
-    VKTSQLiteConnection connection;
-    const int result = connection.open(path_, VKTSQLiteSnapshot, 0);
-    if (state->logSize == 0) return result == SQLITE_OK ? connection.check() : result;
-    const bool isStore = result == SQLITE_OK || vkt_hasApplicationIDInLog(path_, VKTStoreApplicationID);
-    return isStore ? SQLITE_OK : SQLITE_MISMATCH;
+int SQLiteStore::openNamedToRead() const {
+    if (const int fault = vkt_faultOfForeignFile(path_); fault != SQLITE_OK) return fault;
+    return vkt_identityOfFile(path_) ? openToRead(busyMilliseconds) : SQLITE_NOTFOUND;
 }
 
-int SQLiteStore::openToRead() const {
-    if (const int fault = faultOfForeignFile(); fault != SQLITE_OK) return fault;
-    if (!vkt_identityOfFile(path_)) return SQLITE_NOTFOUND;
+// For reading only, where the file cannot be opened otherwise: a read-only file system, a full disk without
+// room for SQLite's own files, a process that keeps the file for itself. When it fails, there may still be a
+// snapshot, which lacks what stands in the log.
+int SQLiteStore::openToRead(int milliseconds) const {
     openSnapshot();
-    // Where there is a log, its owner's other files are there, too, and nothing has to be made.
     if (connection_ && snapshotState_->logSize == 0) return SQLITE_OK;
     auto connection = std::make_unique<VKTSQLiteConnection>();
-    const int result = connection->open(path_, VKTSQLiteToRead, busyMilliseconds);
+    const int result = connection->open(path_, VKTSQLiteToRead, milliseconds);
     if (result != SQLITE_OK) return result;
     access_ = VKTSQLiteToRead;
+    identity_ = vkt_identityOfFile(path_);
     connection_ = std::move(connection);
     return SQLITE_OK;
 }
 
-// For reading only, where the file cannot be opened otherwise: a read-only file system, a full disk without
-// room for SQLite's own files, a process that keeps the file for itself.
 void SQLiteStore::openSnapshot() const {
     access_ = VKTSQLiteSnapshot;
     snapshotState_ = vkt_stateOfDatabase(path_);
@@ -320,10 +312,20 @@ void SQLiteStore::openSnapshot() const {
     if (!snapshotState_ || connection_->open(path_, access, 0) != SQLITE_OK) connection_.reset();
 }
 
+void SQLiteStore::noteReplacement(Problems& problems) const {
+    ++replacements_;
+    if (hasLostFile_ || !vkt_isSetAside(path_, *identity_)) return;
+    hasLostFile_ = true;
+    problems.push_back("The store " + path_ +
+                       " was damaged, and another process has set it aside; what is not in its new file "
+                       "counts as unreadable");
+}
+
 bool SQLiteStore::replaceFile(int damage, Problems& problems) const {
     const auto aside = vkt_setAsideStore(path_);
     hasLostFile_ = hasLostFile_ || aside;
-    problems.push_back("The store " + path_ + " is unusable (" + reason(damage) + "); " +
+    ++replacements_;
+    problems.push_back("The store " + path_ + " is unusable (" + vkt_reasonOfResult(damage) + "); " +
                        (aside ? "it is kept as " + *aside + " and a new one is begun"
                               : "it cannot be renamed, and values are kept in memory only"));
     return aside.has_value();
@@ -335,7 +337,7 @@ void SQLiteStore::replaceDamaged(int damage, Problems& problems) const {
         // Another process may have been here first.
         const bool isDamagedFile = !isReplaced();
         connection_.reset();
-        if (isDamagedFile) replaceFile(damage, problems);
+        isDamagedFile ? static_cast<void>(replaceFile(damage, problems)) : noteReplacement(problems);
     }
     connect(busyMilliseconds, problems);
 }
@@ -349,12 +351,12 @@ int SQLiteStore::perform(Direction direction, Problems& problems, const Operatio
     if (!connection_) return openResult_;
     if (direction == Writing && !canWrite()) return openResult_;
     int result = operation(*connection_);
-    if (isDamage(result) && canWrite() && care_ == SetsAside) {
+    if (vkt_isDamage(result) && canWrite() && care_ == SetsAside) {
         replaceDamaged(result, problems);
         if (!connection_ || (direction == Writing && !canWrite())) return result;
         result = operation(*connection_);
     }
-    if (direction == Writing && mayNeedRoom(result)) {
+    if (direction == Writing && vkt_mayNeedRoom(result)) {
         connection_->checkpoint();
         result = operation(*connection_);
     }
@@ -370,7 +372,7 @@ void SQLiteStore::note(Direction direction, int result, Problems& problems) cons
         connection_->setBusyTimeout(result == SQLITE_BUSY ? busyAgainMilliseconds : busyMilliseconds);
     if (result == SQLITE_DONE) return;
     problems.push_back("The store " + path_ + " cannot be " + (direction == Reading ? "read" : "written") +
-                       ": " + reason(result));
+                       ": " + vkt_reasonOfResult(result));
 }
 
 VKTStoredValue SQLiteStore::read(std::string_view key, Exactness exactness) const {
@@ -379,7 +381,7 @@ VKTStoredValue SQLiteStore::read(std::string_view key, Exactness exactness) cons
     VKTStoredValue stored;
     {
         VKTLock lock(mutex_);
-        if (!unsaved_.empty() && Clock::now() >= nextAttempt_) flush(problems);
+        flushWhenDue(problems);
         const auto unsaved = unsaved_.find(key);
         if (unsaved == unsaved_.end()) {
             stored = readFromFile(key, exactness, problems);
@@ -396,7 +398,7 @@ VKTStoredValue SQLiteStore::readFromFile(std::string_view key, Exactness exactne
     VKTSQLiteRecord record;
     const int result = perform(Reading, problems,
                                [&](VKTSQLiteConnection& connection) { return connection.read(key, record); });
-    if (result != SQLITE_DONE || (isPartial() && exactness == Exactly))
+    if (result != SQLITE_DONE || (exactness == Exactly && isPartial()))
         return {VKTStoredValue::Unreadable, VKTValue()};
     if (record.state == VKTSQLiteRecord::Sound) return {VKTStoredValue::Present, std::move(record.value)};
     if (record.state == VKTSQLiteRecord::Damaged) {
@@ -418,7 +420,7 @@ bool SQLiteStore::setValueForKey(const VKTValue& value, std::string_view key) {
         isStored = writeToFile(value, ownKey, problems);
         if (isStored) {
             unsaved_.erase(ownKey);
-            flush(problems);
+            flushWhenDue(problems);
         }
     }
     tell(problems);
@@ -446,17 +448,21 @@ bool SQLiteStore::writeToFile(const VKTValue& value, const std::string& key, Pro
     return false;
 }
 
-// Tries to store what is kept in memory; ends at the first failure.
+// Tries to store what is kept in memory. Where there is no room for one value there may be for the next;
+// after other failures the rest waits.
 void SQLiteStore::flush(Problems& problems) const {
-    if (unsaved_.empty()) return;
+    // Taken out first: opening the file anew, which writing may do, flushes as well.
+    auto waiting = std::exchange(unsaved_, {});
     std::size_t count = 0;
-    while (!unsaved_.empty()) {
-        const auto [key, value] = *unsaved_.begin();
-        // Taken out first: opening the file anew, which writing may do, flushes as well.
-        unsaved_.erase(unsaved_.begin());
-        if (!writeToFile(value, key, problems)) return;
-        ++count;
+    bool isWorthwhile = true;
+    while (isWorthwhile && !waiting.empty()) {
+        const auto change = waiting.extract(waiting.begin());
+        const bool isWritten = writeToFile(change.mapped(), change.key(), problems);
+        if (isWritten) ++count;
+        isWorthwhile = isWritten || vkt_mayNeedRoom(lastResults_.at(Writing));
     }
+    unsaved_.merge(waiting);
+    if (count == 0) return;
     problems.push_back("The store " + path_ +
                        " can be written again and has taken what was kept in memory (" +
                        countOfChanges(count) + ")");
@@ -505,6 +511,9 @@ std::vector<std::string> SQLiteStore::keysWithPrefix(std::string_view prefix) co
 // ----------------------------------------------------------------------------------------------------
 
 VKTRecordTableOpening SQLiteStore::openRecordTable(std::string_view family, std::string_view version) {
+    if (isForked())
+        return {nullptr, "The " + std::string(family) + " in the store " + path_ +
+                             " belong to the parent process; a forked child has to open a store of its own"};
     auto ownership = std::make_unique<VKTStoreOwnership>();
     if (use_ == VKTStoreToChange && !path_.empty()) {
         if (const std::string owner = ownership->take(path_); !owner.empty())
@@ -517,7 +526,7 @@ VKTRecordTableOpening SQLiteStore::openRecordTable(std::string_view family, std:
         Problems problems;
         {
             VKTLock lock(mutex_);
-            tables_.emplace(name, prefix);
+            tables_[name] = {prefix, std::nullopt};
             perform(Writing, problems,
                     [&](VKTSQLiteConnection& connection) { return connection.makeTable(name, prefix); });
         }
@@ -526,44 +535,61 @@ VKTRecordTableOpening SQLiteStore::openRecordTable(std::string_view family, std:
     return {std::make_shared<SQLiteTable>(shared_from_this(), name, std::move(ownership)), ""};
 }
 
+bool SQLiteStore::hasLostRecords(const std::string& table) const {
+    if (isForked()) return false;
+    VKTLock lock(mutex_);
+    const auto found = tables_.find(table);
+    return found != tables_.end() && found->second.isLost;
+}
+
 std::optional<std::vector<VKTRecord>> SQLiteStore::records(const std::string& table) {
     if (isForked()) return std::nullopt;
     Problems problems;
     std::vector<VKTRecord> records;
-    int result = SQLITE_OK;
+    bool isRead = false;
     {
         VKTLock lock(mutex_);
-        result = perform(Reading, problems, [&](VKTSQLiteConnection& connection) {
+        const int result = perform(Reading, problems, [&](VKTSQLiteConnection& connection) {
             const int reading = connection.records(table, records);
             // A table that nobody has made yet has no records.
             return reading == SQLITE_ERROR ? SQLITE_DONE : reading;
         });
-        if (isPartial()) result = SQLITE_BUSY;
+        isRead = result == SQLITE_DONE && !isPartial();
+        if (isRead) {
+            tables_[table].file = openFile();
+            tables_[table].isLost = false;
+        }
     }
     tell(problems);
-    return result == SQLITE_DONE ? std::optional(std::move(records)) : std::nullopt;
+    return isRead ? std::optional(std::move(records)) : std::nullopt;
 }
 
-std::optional<std::vector<std::int64_t>> SQLiteStore::change(const std::string& table,
-                                                             const std::vector<std::int64_t>& removed,
-                                                             const std::vector<std::string>& added) {
+std::optional<Numbers> SQLiteStore::change(const std::string& table, const Numbers& removed,
+                                           const std::vector<std::string>& added) {
     if (isForked() || use_ == VKTStoreToRead) return std::nullopt;
     Problems problems;
-    std::vector<std::int64_t> numbers;
-    int result = SQLITE_OK;
+    Numbers numbers;
+    bool isChanged = false;
     {
         VKTLock lock(mutex_);
-        const std::string family = tables_.at(table);
-        result = perform(Writing, problems, [&](VKTSQLiteConnection& connection) {
+        Table& own = tables_.at(table);
+        const int result = perform(Writing, problems, [&](VKTSQLiteConnection& connection) {
+            own.isLost = own.isLost || (own.file && own.file != openFile());
+            if (own.isLost) return SQLITE_DONE;
             const int changing = connection.change(table, removed, added, numbers);
             if (changing != SQLITE_ERROR) return changing;
             // The file was out of reach when the table was to be made.
-            connection.makeTable(table, family);
-            return connection.change(table, removed, added, numbers);
+            const int making = connection.makeTable(table, own.family);
+            return making == SQLITE_DONE ? connection.change(table, removed, added, numbers) : making;
         });
+        isChanged = result == SQLITE_DONE && !own.isLost;
+        if (isChanged) {
+            own.file = openFile();
+            flushWhenDue(problems);
+        }
     }
     tell(problems);
-    return result == SQLITE_DONE ? std::optional(std::move(numbers)) : std::nullopt;
+    return isChanged ? std::optional(std::move(numbers)) : std::nullopt;
 }
 
 }  // namespace

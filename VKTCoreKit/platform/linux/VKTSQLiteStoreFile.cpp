@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <string>
 #include <system_error>
 #include <thread>
 
@@ -19,6 +20,7 @@
 namespace {
 
 constexpr mode_t ownerOnly = 0600;
+constexpr mode_t othersRights = 0077;
 
 // Of SQLite's file formats: places and sizes in bytes.
 constexpr std::int64_t pageSizeInLog = 8;
@@ -45,7 +47,30 @@ struct flock wholeFile() {
     return lock;
 }
 
+// "PATH.damaged", "PATH.damaged.1" …
+std::string nameAside(const std::string& path, int number) {
+    return path + ".damaged" + (number == 0 ? "" : '.' + std::to_string(number));
+}
+
+// One name for one file, however it is spelled and whatever links lead to it.
+std::string canonicalPath(const std::string& path) {
+    std::error_code error;
+    const auto canonical = std::filesystem::weakly_canonical(path, error);
+    return error ? path : canonical.string();
+}
+
+// Whether the system has not even tried to open a file.
+bool isShortOfResources(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM;
+}
+
 }  // namespace
+
+std::string vkt_absolutePath(const std::string& path) {
+    std::error_code error;
+    const auto absolute = std::filesystem::absolute(path, error);
+    return error ? path : absolute.string();
+}
 
 std::optional<VKTFileIdentity> vkt_identityOfFile(const std::string& path) {
     struct stat status {};
@@ -95,16 +120,33 @@ void vkt_makePrivateFile(const std::string& path) {
     if (file >= 0) close(file);
 }
 
+void vkt_makeStorePrivate(const std::string& path) {
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+        const std::string name = path + suffix;
+        struct stat status {};
+        if (stat(name.c_str(), &status) == 0 && (status.st_mode & othersRights) != 0)
+            chmod(name.c_str(), status.st_mode & 07777 & ~othersRights);
+    }
+}
+
 std::optional<std::string> vkt_setAsideStore(const std::string& path) {
-    std::string aside = path + ".damaged";
-    for (int number = 1; vkt_identityOfFile(aside); ++number)
-        aside = path + ".damaged." + std::to_string(number);
+    int number = 0;
+    while (vkt_identityOfFile(nameAside(path, number)))
+        ++number;
+    const std::string aside = nameAside(path, number);
     std::error_code error;
     std::filesystem::rename(path, aside, error);
     if (error) return std::nullopt;
     for (const char* suffix : {"-wal", "-shm"})
         std::filesystem::rename(path + suffix, aside + suffix, error);  // there may be none
     return aside;
+}
+
+bool vkt_isSetAside(const std::string& path, const VKTFileIdentity& identity) {
+    for (int number = 0; const auto aside = vkt_identityOfFile(nameAside(path, number)); ++number) {
+        if (aside == identity) return true;
+    }
+    return false;
 }
 
 VKTStoreOpeningLock::VKTStoreOpeningLock(const std::string& path, int milliseconds)
@@ -127,22 +169,36 @@ VKTStoreOwnership::~VKTStoreOwnership() {
 }
 
 std::string VKTStoreOwnership::take(const std::string& path) {
-    const std::string lockPath = path + ".owner";
+    const std::string lockPath = canonicalPath(path) + ".owner";
     VKTLock lock(ownedPaths().mutex);
     if (ownedPaths().paths.contains(lockPath)) return "this process has opened them already";
+    if (std::string refusal = lockFile(lockPath); !refusal.empty()) return refusal;
+    ownedPaths().paths.insert(lockPath);
+    path_ = lockPath;
+    return "";
+}
+
+bool VKTStoreOwnership::confirm() {
+    VKTLock lock(ownedPaths().mutex);
+    return path_.empty() || file_ >= 0 || lockFile(path_).empty();
+}
+
+// The kind of lock that a forked child does not inherit. (Closing any descriptor of the file in this process
+// gives it up: nobody else opens it.)
+std::string VKTStoreOwnership::lockFile(const std::string& lockPath) {
     const int file = open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, ownerOnly);
+    if (file < 0) {
+        if (!isShortOfResources(errno)) return "";
+        return "whether another one uses them cannot be told (" + std::system_category().message(errno) + ")";
+    }
     struct flock wanted = wholeFile();
-    // The kind of lock that a forked child does not inherit. (Closing any descriptor of the file in this
-    // process gives it up: nobody else opens it.)
-    if (file >= 0 && fcntl(file, F_SETLK, &wanted) != 0 && (errno == EACCES || errno == EAGAIN)) {
+    if (fcntl(file, F_SETLK, &wanted) != 0 && (errno == EACCES || errno == EAGAIN)) {
         const int status = fcntl(file, F_GETLK, &wanted);
         close(file);
         return status == 0 && wanted.l_type != F_UNLCK
                    ? "process " + std::to_string(wanted.l_pid) + " uses them"
                    : "another process uses them";
     }
-    ownedPaths().paths.insert(lockPath);
-    path_ = lockPath;
     file_ = file;
     return "";
 }

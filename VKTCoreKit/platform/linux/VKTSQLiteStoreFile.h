@@ -9,6 +9,9 @@
 #include <string>
 #include <utility>
 
+/// Stays right when the working folder changes, and is none of SQLite's special names.
+std::string vkt_absolutePath(const std::string& path);
+
 /// Which file a path leads to.
 using VKTFileIdentity = std::pair<dev_t, ino_t>;
 
@@ -37,9 +40,16 @@ bool vkt_hasApplicationIDInLog(const std::string& path, std::uint32_t applicatio
 /// Makes an empty file that only its user may read, unless there is one.
 void vkt_makePrivateFile(const std::string& path);
 
+/// Takes the rights of everybody but its user from a store's file and SQLite's own: an earlier version of the
+/// library left them there.
+void vkt_makeStorePrivate(const std::string& path);
+
 /// Renames a store's file, with its log, to "PATH.damaged" (".damaged.1" … when that exists). The new path;
 /// nothing when that fails.
 std::optional<std::string> vkt_setAsideStore(const std::string& path);
+
+/// Whether the file is one of those that were renamed so.
+bool vkt_isSetAside(const std::string& path, const VKTFileIdentity& identity);
 
 /// Held while a store's file is opened, made or set aside: by one process, and one thread of it, at a time.
 class VKTStoreOpeningLock {
@@ -65,10 +75,16 @@ class VKTStoreOwnership {
     VKTStoreOwnership& operator=(const VKTStoreOwnership&) = delete;
 
     /// Empty when this is the owner now; else a clause that tells who is. Where no file can be made for it
-    /// there is nobody to share with, and this is the owner.
+    /// (a read-only file system) nobody can change anything, and this is the owner until `confirm`.
     std::string take(const std::string& path);
 
+    /// Before each change: makes the file that could not be made before. False when somebody else owns it
+    /// now.
+    [[nodiscard]] bool confirm();
+
   private:
-    std::string path_;
-    int file_ = -1;
+    std::string lockFile(const std::string& lockPath);
+
+    std::string path_;  // of the lock file; empty where there is nothing to own
+    int file_ = -1;     // below 0 as long as it cannot be made
 };
