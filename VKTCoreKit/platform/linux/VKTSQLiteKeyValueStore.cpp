@@ -50,7 +50,7 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
         }
         tell(problems);
     }
-    ~SQLiteStore() override { flushAtTheEnd(); }
+    ~SQLiteStore() override { isForked() ? abandonInChild() : flushAtTheEnd(); }
     SQLiteStore(const SQLiteStore&) = delete;
     SQLiteStore& operator=(const SQLiteStore&) = delete;
 
@@ -104,6 +104,11 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
         if (!unsaved_.empty() && Clock::now() >= nextAttempt_) flush(problems);
     }
     void flushAtTheEnd();
+
+    // No lock: a thread of the parent may have held it when the child was made, where it is never released.
+    void abandonInChild() VKT_THREAD_ATTRIBUTE(no_thread_safety_analysis) {
+        if (connection_) connection_->abandon();
+    }
     template <typename Operation>
     int perform(Direction direction, Problems& problems, const Operation& operation) const
         VKT_REQUIRES(mutex_);
@@ -194,7 +199,6 @@ class SQLiteTable final : public VKTRecordTable {
 };
 
 // --- opening
-// ---------------------------------------------------------------------------------------------------
 
 // Sees to it that there is a connection to the file that is at the path now, if there can be one.
 void SQLiteStore::refresh(Problems& problems) const {
@@ -335,7 +339,6 @@ void SQLiteStore::replaceDamaged(int damage, Problems& problems) const {
 }
 
 // --- operations
-// ------------------------------------------------------------------------------------------------
 
 template <typename Operation>
 int SQLiteStore::perform(Direction direction, Problems& problems, const Operation& operation) const {
@@ -461,10 +464,6 @@ void SQLiteStore::flush(Problems& problems) const {
 }
 
 void SQLiteStore::flushAtTheEnd() {
-    if (isForked()) {
-        if (connection_) connection_->abandon();
-        return;
-    }
     Problems problems;
     {
         VKTLock lock(mutex_);
@@ -500,7 +499,6 @@ std::vector<std::string> SQLiteStore::keysWithPrefix(std::string_view prefix) co
 }
 
 // --- tables
-// ----------------------------------------------------------------------------------------------------
 
 VKTRecordTableOpening SQLiteStore::openRecordTable(std::string_view family, std::string_view version) {
     if (isForked())
@@ -565,15 +563,16 @@ std::optional<Numbers> SQLiteStore::change(const std::string& table, const Numbe
     {
         VKTLock lock(mutex_);
         Table& own = tables_.at(table);
-        const int result = perform(Writing, problems, [&](VKTSQLiteConnection& connection) {
-            own.isLost = own.isLost || (own.file && own.file != openFile());
-            if (own.isLost) return SQLITE_DONE;
-            const int changing = connection.change(table, removed, added, numbers);
-            if (changing != SQLITE_ERROR) return changing;
-            // The file was out of reach when the table was to be made.
-            const int making = connection.makeTable(table, own.family);
-            return making == SQLITE_DONE ? connection.change(table, removed, added, numbers) : making;
-        });
+        const int result =
+            perform(Writing, problems, [&](VKTSQLiteConnection& connection) VKT_REQUIRES(mutex_) {
+                own.isLost = own.isLost || (own.file && own.file != openFile());
+                if (own.isLost) return SQLITE_DONE;
+                const int changing = connection.change(table, removed, added, numbers);
+                if (changing != SQLITE_ERROR) return changing;
+                // The file was out of reach when the table was to be made.
+                const int making = connection.makeTable(table, own.family);
+                return making == SQLITE_DONE ? connection.change(table, removed, added, numbers) : making;
+            });
         isChanged = result == SQLITE_DONE && !own.isLost;
         if (isChanged) {
             own.file = openFile();
