@@ -203,7 +203,7 @@ TEST_F(StoreFaults, AFlippedByteIsToldOnceAndNeverReplacedInSilence) {
     EXPECT_EQ(store->readValueForKey("k").value, VKTValue("new"));
 }
 
-// A key stands in a table and in its index; a table's name in three places.
+// A key stands in a table and in its index; a table's columns have names, too.
 TEST_F(StoreFaults, ADamagedNameIsNotTakenForAbsence) {
     {
         const auto store = folder_.open();
@@ -211,18 +211,20 @@ TEST_F(StoreFaults, ADamagedNameIsNotTakenForAbsence) {
         store->openRecordTable("things", "1").table->change({}, {"record"});
     }
     const std::string sound = vkt_contentOf(folder_.path());
-    for (const std::string name : {"key.of.a.value", "records things 1"}) {
+    for (const std::string name : {"key.of.a.value", "number", ", record"}) {
         int places = 0;
         for (std::size_t at = sound.find(name); at != std::string::npos; at = sound.find(name, at + 1)) {
             std::string content = sound;
             content[at + name.size() - 1] ^= 4;
             std::ofstream(folder_.path(), std::ios::binary) << content;
             folder_.problems.clear();
-            EXPECT_EQ(folder_.open()->readValueForKey("key.of.a.value").status, Status::Unreadable) << at;
+            const auto store = folder_.open();
+            const auto records = store->openRecordTable("things", "1").table->records();
+            EXPECT_EQ(store->readValueForKey("key.of.a.value").status, Status::Unreadable) << at;
             EXPECT_TRUE(hasTold("is unusable")) << at;
             ++places;
         }
-        EXPECT_GE(places, 2) << name;
+        EXPECT_GE(places, 1) << name;
     }
 }
 
@@ -368,11 +370,11 @@ TEST_F(StoreFaults, ATableHasOneOwnerAmongProcessesWhichAForkedChildIsNot) {
     EXPECT_EQ(vkt_statusOf(vkt_inChild([&] {
                   VKTStoreFolder();  // nothing of the parent's is used
                   return !table->change({}, {"of a child"}) && !store->setValueForKey(1, "k") &&
-                         !store->openRecordTable("others", "1").table &&
                          store->readValueForKey("k").status == Status::Unreadable;
               })),
               0);
     table.reset();
+    EXPECT_EQ(vkt_statusOf(vkt_inChild([&] { return !store->openRecordTable("things", "1").table; })), 0);
     EXPECT_TRUE(store->openRecordTable("things", "1").table);
 }
 

@@ -43,9 +43,6 @@ constexpr const char* writeSQL =
     "INSERT INTO archives (key, archive) VALUES (?1, ?2) ON CONFLICT (key) DO UPDATE SET archive = ?2";
 constexpr const char* removeSQL = "DELETE FROM archives WHERE key = ?1";
 constexpr const char* keysSQL = "SELECT key FROM archives WHERE substr(key, 1, length(?1)) = ?1 ORDER BY key";
-constexpr const char* damagedNamesSQL =
-    "SELECT count(*) FROM sqlite_master WHERE type NOT IN ('table', 'index', 'view', 'trigger')"
-    " OR (type = 'table' AND (name <> tbl_name OR instr(sql, name) = 0))";
 constexpr const char* tablesSQL =
     "SELECT name FROM sqlite_master WHERE type = 'table' AND substr(CAST(name AS BLOB), 1, length(?1)) = ?1";
 
@@ -164,17 +161,9 @@ int VKTSQLiteConnection::prepareStore(bool isMade) {
     if (result == SQLITE_OK) result = number("PRAGMA user_version", version);
     if (result == SQLITE_OK) result = number("SELECT count(*) FROM sqlite_master", tables);
     if (result != SQLITE_OK) return result;
-    if (application == VKTStoreApplicationID && version != schemaVersion) return SQLITE_SCHEMA;
-    if (application == VKTStoreApplicationID) return checkNames();
+    if (application == VKTStoreApplicationID) return version == schemaVersion ? SQLITE_OK : SQLITE_SCHEMA;
     const bool isNew = application == 0 && version == 0 && tables == 0;
     return isNew && isMade ? execute(createSQL) : SQLITE_MISMATCH;
-}
-
-// A table whose name has a flipped bit would count as missing, or as one of another version.
-int VKTSQLiteConnection::checkNames() {
-    std::int64_t damaged = 0;
-    const int result = number(damagedNamesSQL, damaged);
-    return result == SQLITE_OK && damaged > 0 ? SQLITE_CORRUPT : result;
 }
 
 int VKTSQLiteConnection::keepLogAtClose(bool isKept) {
@@ -267,21 +256,31 @@ int VKTSQLiteConnection::makeTable(const std::string& table, const std::string& 
 int VKTSQLiteConnection::records(const std::string& table, std::vector<VKTRecord>& records) {
     records.clear();
     VKTSQLiteStatement statement;
-    int result = statement.prepare(database_.get(),
-                                   "SELECT number, record FROM " + quoted(table) + " ORDER BY number");
+    int result =
+        prepareForTable(table, statement, "SELECT number, record FROM " + quoted(table) + " ORDER BY number");
     if (result != SQLITE_OK) return result;
     while ((result = statement.step()) == SQLITE_ROW)
         records.push_back({statement.integer(0), std::string(statement.bytes(1))});
     return result;
 }
 
+// SQLITE_ERROR when nobody has made the table yet. One that lacks its columns is damaged.
+int VKTSQLiteConnection::prepareForTable(const std::string& table, VKTSQLiteStatement& statement,
+                                         const std::string& sql) {
+    const int result = statement.prepare(database_.get(), sql);
+    if (result != SQLITE_ERROR) return result;
+    VKTSQLiteStatement any;
+    const int reading = any.prepare(database_.get(), "SELECT 1 FROM " + quoted(table));
+    return reading == SQLITE_OK ? SQLITE_CORRUPT : reading;
+}
+
 int VKTSQLiteConnection::prepareTable(const std::string& table, TableStatements*& statements) {
     statements = &tables_[table];
     if (statements->remove.isPrepared()) return SQLITE_OK;
     const int result =
-        statements->add.prepare(database_.get(), "INSERT INTO " + quoted(table) + " (record) VALUES (?1)");
+        prepareForTable(table, statements->add, "INSERT INTO " + quoted(table) + " (record) VALUES (?1)");
     if (result != SQLITE_OK) return result;
-    return statements->remove.prepare(database_.get(), "DELETE FROM " + quoted(table) + " WHERE number = ?1");
+    return prepareForTable(table, statements->remove, "DELETE FROM " + quoted(table) + " WHERE number = ?1");
 }
 
 int VKTSQLiteConnection::change(const std::string& table, const std::vector<std::int64_t>& removed,

@@ -120,9 +120,9 @@ class VKTSQLiteConnection {
 
     int execute(const std::string& sql);
     int prepareStore(bool isMade);
-    int checkNames();
     int keepLogAtClose(bool isKept);
     int number(const char* sql, std::int64_t& value);
+    int prepareForTable(const std::string& table, VKTSQLiteStatement& statement, const std::string& sql);
     int prepareTable(const std::string& table, TableStatements*& statements);
     int changeRows(TableStatements& statements, const std::vector<std::int64_t>& removed,
                    const std::vector<std::string>& added, std::vector<std::int64_t>& numbers);

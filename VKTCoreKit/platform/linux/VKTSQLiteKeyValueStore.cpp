@@ -50,7 +50,7 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
         }
         tell(problems);
     }
-    ~SQLiteStore() override { flushAtTheEnd(); }
+    ~SQLiteStore() override { isForked() ? abandonInChild() : flushAtTheEnd(); }
     SQLiteStore(const SQLiteStore&) = delete;
     SQLiteStore& operator=(const SQLiteStore&) = delete;
 
@@ -199,7 +199,6 @@ class SQLiteTable final : public VKTRecordTable {
 };
 
 // --- opening
-// ---------------------------------------------------------------------------------------------------
 
 // Sees to it that there is a connection to the file that is at the path now, if there can be one.
 void SQLiteStore::refresh(Problems& problems) const {
@@ -343,7 +342,6 @@ void SQLiteStore::replaceDamaged(int damage, Problems& problems) const {
 }
 
 // --- operations
-// ------------------------------------------------------------------------------------------------
 
 template <typename Operation>
 int SQLiteStore::perform(Direction direction, Problems& problems, const Operation& operation) const {
@@ -469,10 +467,6 @@ void SQLiteStore::flush(Problems& problems) const {
 }
 
 void SQLiteStore::flushAtTheEnd() {
-    if (isForked()) {
-        abandonInChild();
-        return;
-    }
     Problems problems;
     {
         VKTLock lock(mutex_);
@@ -508,7 +502,6 @@ std::vector<std::string> SQLiteStore::keysWithPrefix(std::string_view prefix) co
 }
 
 // --- tables
-// ----------------------------------------------------------------------------------------------------
 
 VKTRecordTableOpening SQLiteStore::openRecordTable(std::string_view family, std::string_view version) {
     if (isForked())
@@ -573,15 +566,16 @@ std::optional<Numbers> SQLiteStore::change(const std::string& table, const Numbe
     {
         VKTLock lock(mutex_);
         Table& own = tables_.at(table);
-        const int result = perform(Writing, problems, [&](VKTSQLiteConnection& connection) {
-            own.isLost = own.isLost || (own.file && own.file != openFile());
-            if (own.isLost) return SQLITE_DONE;
-            const int changing = connection.change(table, removed, added, numbers);
-            if (changing != SQLITE_ERROR) return changing;
-            // The file was out of reach when the table was to be made.
-            const int making = connection.makeTable(table, own.family);
-            return making == SQLITE_DONE ? connection.change(table, removed, added, numbers) : making;
-        });
+        const int result =
+            perform(Writing, problems, [&](VKTSQLiteConnection& connection) VKT_REQUIRES(mutex_) {
+                own.isLost = own.isLost || (own.file && own.file != openFile());
+                if (own.isLost) return SQLITE_DONE;
+                const int changing = connection.change(table, removed, added, numbers);
+                if (changing != SQLITE_ERROR) return changing;
+                // The file was out of reach when the table was to be made.
+                const int making = connection.makeTable(table, own.family);
+                return making == SQLITE_DONE ? connection.change(table, removed, added, numbers) : making;
+            });
         isChanged = result == SQLITE_DONE && !own.isLost;
         if (isChanged) {
             own.file = openFile();
