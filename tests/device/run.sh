@@ -21,7 +21,7 @@ expect() {
     shift 3
     output=$("$@" 2>&1) || actual=$?
     if [[ $actual -eq $status && $output == *"$words"* ]]; then
-        echo "ok      $name: $(grep -F -m 1 -- "$words" <<<"$output")"
+        echo "ok      $name: $(grep -F -m 1 -- "$words" <<<"$output" | sed 's/^ *//')"
     else
         echo "FAILED  $name: status $actual, not $status; or no \"$words\" in:"
         sed 's/^/        /' <<<"$output"

@@ -187,7 +187,7 @@ int runConfig(const ConfigOptions& options) {
         printError(options.url + " is not an http or https URL");
         return ExitWrongUsage;
     }
-    auto store = openStoreFile(options.store, VKTStoreToChange);
+    auto store = openCacheFile(options.store);
     if (!store) return ExitSourceUnread;
     const ConfigOutcome outcome = fetchConfig(options, std::move(store));
     const auto ignored = ignoredMembersOf(outcome.document, outcome.refusals);

@@ -8,3 +8,15 @@ std::shared_ptr<VKTKeyValueStore> openStoreFile(const std::string& path, VKTStor
     return path.empty() ? platform.makeKeyValueStore(path, printError)
                         : platform.openKeyValueStore(path, use, printError);
 }
+
+std::shared_ptr<VKTKeyValueStore> openCacheFile(const std::string& path) {
+    if (auto store = openStoreFile(path, VKTStoreToChange)) return store;
+    // Why it is refused has been told, and is the same for reading unless that works.
+    const auto isOpen = std::make_shared<bool>(false);
+    auto store =
+        VKTPlatform::current().openKeyValueStore(path, VKTStoreToRead, [isOpen](const std::string& problem) {
+            if (*isOpen) printError(problem);
+        });
+    *isOpen = true;
+    return store;
+}

@@ -235,8 +235,9 @@ void SQLiteStore::connect(int milliseconds, Problems& problems) const {
     if (!connection_ && isPerhapsReadable) openToRead(busyAgainMilliseconds);
     if (result == previous) return;
     if (care_ == LeavesAlone && !connection_) {
-        problems.push_back("The store " + path_ + " is not used: " + vkt_reasonOfResult(result) +
-                           "; it is left as it is");
+        problems.push_back("The store " + path_ + " cannot be " +
+                           (use_ == VKTStoreToRead ? "read" : "changed") + " (" + vkt_reasonOfResult(result) +
+                           ") and is left as it is");
     } else if (use_ == VKTStoreToRead) {
         problems.push_back("The store " + path_ + " cannot be read as it is now (" +
                            vkt_reasonOfResult(result) + "); close what else uses it and try again");
