@@ -100,10 +100,12 @@ void VKTPersistentPixelStoreProvider::loadListToTakeOver(VKTPixels& pixels) {
     recordChanges({}, {});
 }
 
-// A kill between the two changes leaves both: then the list's pixels are there the next time.
+// As long as the list is there, the next launch loads its pixels once more, those that were sent among them:
+// where it could not be removed, each change tries again.
 void VKTPersistentPixelStoreProvider::removeListTakenOver() {
-    if (!std::exchange(listToTakeOver_, std::nullopt)) return;
-    keyValueStore_->removeValueForKey(pixelStoreKey());
+    if (!listToTakeOver_) return;
+    listToTakeOver_->clear();
+    if (keyValueStore_->removeValueForKey(pixelStoreKey())) listToTakeOver_.reset();
 }
 
 std::optional<VKTPixels> VKTPersistentPixelStoreProvider::loadList() {

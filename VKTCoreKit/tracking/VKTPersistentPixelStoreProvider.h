@@ -23,7 +23,8 @@ inline constexpr int VKTPixelStoreErrorOwnedByAnother = 1;
 /// expiring cost the same however many pixels are pending.
 ///
 /// One provider owns the pixels of a file, until it is destroyed. A second one, in this process or another,
-/// keeps nothing. Changes that the file does not take are handed over again with the next.
+/// keeps nothing. Changes that the file does not take are handed over again with the next; where the file was
+/// removed or replaced, all pixels are.
 ///
 /// A list that an earlier form saved under `pixelStoreKey` is taken over once; what other versions of the
 /// library have kept is removed. Pixels that cannot be read are dropped with one log line; what is under the

@@ -32,6 +32,28 @@ class StoreWithoutTables final : public VKTKeyValueStore {
     const std::shared_ptr<VKTKeyValueStore> store_;
 };
 
+// A store whose values cannot be changed now, while its tables can.
+class StoreWithFixedValues final : public VKTKeyValueStore {
+  public:
+    explicit StoreWithFixedValues(std::shared_ptr<VKTKeyValueStore> store) : store_(std::move(store)) {}
+
+    [[nodiscard]] std::optional<VKTValue> valueForKey(std::string_view key) const override {
+        return store_->valueForKey(key);
+    }
+    bool setValueForKey(const VKTValue& value, std::string_view key) override {
+        return !isFixed && store_->setValueForKey(value, key);
+    }
+    [[nodiscard]] VKTRecordTableOpening openRecordTable(std::string_view family,
+                                                        std::string_view version) override {
+        return store_->openRecordTable(family, version);
+    }
+
+    bool isFixed = true;
+
+  private:
+    const std::shared_ptr<VKTKeyValueStore> store_;
+};
+
 struct LogsAll : VKTLogDataSource {
     bool logShouldLogMessageWithLevel(const VKTLog& /*logger*/, VKTLogLevel /*level*/) override {
         return true;
@@ -302,6 +324,18 @@ TEST_F(PixelStore, AListThatCouldNotBeTakenOverAtOnceIsTakenOverWithoutWhatWasSe
     store->addPixel(pixel(3));
     EXPECT_TRUE(store->saveChanges());
     EXPECT_EQ(idsAfterRestart(store), (IDs{2, 3}));
+}
+
+TEST_F(PixelStore, AListTakenOverIsRemovedAsSoonAsItCanBe) {
+    listProvider()->savePixels({pixel(1), pixel(2)});
+    provider_.reset();
+    const auto disk = std::make_shared<StoreWithFixedValues>(disk_);
+    auto store =
+        VKTPixelStore::initWithProvider(VKTPersistentPixelStoreProvider::initWithKeyValueStore(disk));
+    disk->isFixed = false;
+    store->deletePixel(*pixel(1));
+    EXPECT_TRUE(store->saveChanges());
+    EXPECT_EQ(idsAfterRestart(store), IDs{2});
 }
 
 TEST_F(PixelStore, PixelsReadLateGiveWayToChangesOfTheirIDs) {

@@ -17,9 +17,10 @@
 /// keeps the file for itself) is read.
 ///
 /// A file that is damaged, or no database at all, is renamed to "PATH.damaged" (".damaged.1" … when that
-/// exists) and a new one is begun, now or at the operation that finds the damage; for this store, keys that
-/// are not in the new file are unreadable from then on. Another program's database is left alone, and values
-/// live in memory. A damaged record is unreadable until it is written again.
+/// exists) and a new one is begun, now or at the operation that finds the damage; for this store and others
+/// that had the file open, keys that are not in the new one are unreadable from then on. Another program's
+/// database is left alone, and values live in memory. A damaged record is unreadable until it is written
+/// again.
 ///
 /// The handler, which may be null, hears of each of these, and of reading and writing that fails: once when
 /// it begins to fail, not at every call. The same is logged at warning level.
