@@ -3,7 +3,9 @@
 #include <sys/resource.h>
 
 #include <chrono>
-#include <latch>
+#include <filesystem>
+#include <fstream>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -172,6 +174,28 @@ TEST(HTTPSessionLimits, ABlockingRequestFindsTheConnectionOfTheLastOne) {
     ASSERT_EQ(vkt_fetch(*session, request).code(), 0);
     EXPECT_EQ(before.size(), 1U);
     EXPECT_EQ(vkt_connectionsTo(vkt_portOf(server.url(""))), before);
+}
+
+std::set<std::string> threadNames() {
+    std::set<std::string> names;
+    for (const auto& each : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        std::getline(std::ifstream(each.path() / "comm"), name);
+        names.insert(name);
+    }
+    return names;
+}
+
+TEST(HTTPSessionLimits, ThreadsHaveTheNamesOfTheOptions) {
+    VKTLoopbackServer server;
+    VKTHTTPSessionOptions options;
+    options.transferThreadName = "ads-network";
+    options.deliveryThreadName = "ads-delivery-which-is-cut";
+    const auto session = vkt_makeCurlHTTPSession(options);
+    vkt_fetch(*session, vkt_requestTo(server.url("/")));
+    const auto names = threadNames();
+    EXPECT_TRUE(names.contains("ads-network"));
+    EXPECT_TRUE(names.contains("ads-delivery-wh"));
 }
 
 }  // namespace
