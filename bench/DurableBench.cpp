@@ -6,19 +6,15 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <future>
 #include <memory>
 #include <string>
 
 #include "Loopback.h"
-#include "Pairs.h"
+#include "PixelPass.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
-#include "VKTCoreKit/tracking/VKTPixelManager.h"
 
 namespace {
-
-constexpr int pixelsPerPass = 1000;
 
 const VKTURL& pixelURL() {
     static const VKTURL url = *VKTURL::URLWithString("http://127.0.0.1/pixel?event=start&id=0123456789");
@@ -42,9 +38,8 @@ std::string fileNamed(const std::string& name) {
 }
 
 std::shared_ptr<VKTPixelManager> durableManager(const std::string& file) {
-    const auto store = VKTPlatform::current().makeKeyValueStore(file, [](const std::string& problem) {
-        std::fprintf(stderr, "%s\n", problem.c_str());
-    });
+    const auto store = VKTPlatform::current().makeKeyValueStore(
+        file, [](const std::string& problem) { std::fprintf(stderr, "%s\n", problem.c_str()); });
     return VKTPixelManager::initWithPixelStore(
         VKTPixelStore::initWithProvider(VKTPersistentPixelStoreProvider::initWithKeyValueStore(store)),
         VKTURLSession::sharedInstance());
@@ -132,7 +127,8 @@ class BareSQLite {
 
   private:
     void run(const char* sql) {
-        if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) != SQLITE_OK) fail(sqlite3_errmsg(database_));
+        if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+            fail(sqlite3_errmsg(database_));
     }
     void insert() {
         if (sqlite3_step(insert_) != SQLITE_DONE) fail(sqlite3_errmsg(database_));
@@ -158,17 +154,6 @@ void addDurablePair(const std::string& name, int pending) {
             if (!*limit) *limit = std::make_unique<BareSQLite>(pending);
             return (*limit)->add();
         });
-}
-
-void passOver(VKTPixelManager& manager, const VKTURL& url) {
-    VKTPixels pixels;
-    for (int i = 0; i < pixelsPerPass; ++i)
-        pixels.push_back(VKTPixel::initWithUrl(url));
-    manager.addPixels(pixels);
-    std::promise<void> ended;
-    manager.callPixelsWithCompletionHandler([&] { ended.set_value(); });
-    ended.get_future().wait();
-    if (!manager.allPixels().empty()) fail("the pass left pixels behind");
 }
 
 }  // namespace

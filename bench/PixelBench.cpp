@@ -1,26 +1,11 @@
 // Sending and keeping pixels.
-#include <future>
 #include <memory>
 #include <string>
 
 #include "Loopback.h"
-#include "Pairs.h"
-#include "VKTCoreKit/tracking/VKTPixelManager.h"
+#include "PixelPass.h"
 
 namespace {
-
-constexpr int pixelsPerPass = 1000;
-
-void passOver(VKTPixelManager& manager, const VKTURL& url) {
-    VKTPixels pixels;
-    for (int i = 0; i < pixelsPerPass; ++i)
-        pixels.push_back(VKTPixel::initWithUrl(url));
-    manager.addPixels(pixels);
-    std::promise<void> ended;
-    manager.callPixelsWithCompletionHandler([&] { ended.set_value(); });
-    ended.get_future().wait();
-    if (!manager.allPixels().empty()) fail("the pass left pixels behind");
-}
 
 void addFindAndDelete(int count) {
     const VKTURL url = *VKTURL::URLWithString("http://127.0.0.1/pixel?event=start");

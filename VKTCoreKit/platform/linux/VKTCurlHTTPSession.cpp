@@ -1,6 +1,7 @@
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
 
 #include <atomic>
+#include <new>
 #include <utility>
 
 #include "VKTCoreKit/platform/linux/VKTCurlTransferEngine.h"
@@ -17,7 +18,7 @@ class CurlHTTPSession final : public VKTHTTPSession {
         if (!engine_->library().isUsable()) {
             // Kept for ever: a forked child must not close its parent's connections, nor wait for its
             // threads.
-            static_cast<void>(new std::shared_ptr<VKTCurlTransferEngine>(std::move(engine_)));
+            static_cast<void>(new (std::nothrow) std::shared_ptr<VKTCurlTransferEngine>(std::move(engine_)));
             return;
         }
         engine_->stop();

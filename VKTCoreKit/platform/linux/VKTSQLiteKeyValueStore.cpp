@@ -20,8 +20,7 @@ using Clock = std::chrono::steady_clock;
 using Problems = std::vector<std::string>;
 using Numbers = std::vector<std::int64_t>;
 
-// Callers may be on the main thread: they wait once, and as long as a file stays out of reach hardly any
-// more.
+// Callers may be on the main thread: while a file stays out of reach, they wait once and then hardly at all.
 constexpr int busyMilliseconds = 1000;
 constexpr int busyAgainMilliseconds = 20;
 constexpr auto pauseBeforeNextAttempt = std::chrono::seconds(1);
@@ -131,8 +130,7 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
         return access_ == VKTSQLiteToChange && vkt_identityOfFile(path_) != identity_;
     }
 
-    // A snapshot does not know what stands in the log of a process that keeps the file for itself, nor what
-    // happens to the file while it is read.
+    // A snapshot knows neither a foreign process's log nor what happens to the file while it is read.
     [[nodiscard]] bool isPartial() const VKT_REQUIRES(mutex_) {
         return access_ == VKTSQLiteSnapshot && (!snapshotState_ || snapshotState_->logSize > 0 ||
                                                 vkt_stateOfDatabase(path_) != snapshotState_);
