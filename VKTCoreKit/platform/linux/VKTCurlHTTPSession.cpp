@@ -17,7 +17,7 @@ class CurlHTTPSession final : public VKTHTTPSession {
         if (!engine_->library().isUsable()) {
             // Kept for ever: a forked child must not close its parent's connections, nor wait for its
             // threads.
-            static_cast<void>(new std::shared_ptr<VKTCurlTransferEngine>(std::move(engine_)));
+            static_cast<void>(std::make_unique<std::shared_ptr<VKTCurlTransferEngine>>(engine_).release());
             return;
         }
         engine_->stop();
