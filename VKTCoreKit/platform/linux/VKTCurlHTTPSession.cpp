@@ -14,14 +14,13 @@ class CurlHTTPSession final : public VKTHTTPSession {
           delivery_(std::make_shared<VKTCurlDelivery>(engine_->library(), options.deliveryThreadName)) {}
 
     ~CurlHTTPSession() override {
+        // A forked child must not close its parent's connections, nor wait for its threads.
         if (!engine_->library().isUsable()) {
-            // Kept for ever: a forked child must not close its parent's connections, nor wait for its
-            // threads.
-            static_cast<void>(std::make_unique<std::shared_ptr<VKTCurlTransferEngine>>(engine_).release());
-            return;
+            engine_->keepForEver();
+        } else {
+            engine_->stop();
+            delivery_->waitUntilDelivered();
         }
-        engine_->stop();
-        delivery_->waitUntilDelivered();
     }
 
     std::shared_ptr<VKTHTTPDataTask> dataTaskWithRequest(const VKTURLRequest& request,
