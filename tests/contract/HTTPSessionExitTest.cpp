@@ -4,6 +4,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -133,8 +135,8 @@ TEST(HTTPSessionExit, TheProcessMayBeLeftAtAnyMoment) {
 
 // Runs `body` in a forked child, and expects it to say that all was well, in time.
 void inForkedChild(const std::function<std::string()>& body) {
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
     const pid_t child = fork();
     if (child == 0) {
         alarm(20);  // ends it when it hangs

@@ -10,10 +10,10 @@ namespace {
 TEST(NetworkOptions, ProxyAndUserAgentAreUsed) {
     const VKTLoopbackServer proxy;
     const std::string options = " --proxy " + proxy.url("") + " --user-agent 'Box/1'";
-    const char* commands[] = {"inspect http://ad.example/", "resolve http://ad.example/",
-                              "play --wait 0 http://ad.example/", "config http://ad.example/ --site 7",
-                              "log http://ad.example/"};
-    for (const char* command : commands) {
+    const std::vector<std::string> commands = {
+        "inspect http://ad.example/", "resolve http://ad.example/", "play --wait 0 http://ad.example/",
+        "config http://ad.example/ --site 7", "log http://ad.example/"};
+    for (const std::string& command : commands) {
         const std::size_t before = proxy.requests().size();
         runTool(command + options);
         const auto requests = proxy.requests();
@@ -32,18 +32,17 @@ TEST(NetworkOptions, ServersAreVerifiedAgainstTheFile) {
 }
 
 TEST(NetworkOptions, WrongOnesAreToldInOneLine) {
-    const struct {
-        const char* option;
-        const char* told;
-    } cases[] = {{"--ca-file /nonexistent", "\"/nonexistent\" cannot be used: No such file or directory"},
-                 {"--ca-file /tmp", "\"/tmp\" cannot be used: Is a directory"},
-                 {"--ca-file /dev/null", "\"/dev/null\" cannot be used: it is empty"},
-                 {"--proxy socks5://proxy:1080", "http://HOST:PORT is expected, not \"socks5://proxy:1080\""},
-                 {"--proxy proxy:1080", "http://HOST:PORT is expected, not \"proxy:1080\""}};
-    for (const auto& each : cases) {
-        const Outcome outcome = runTool(std::string("inspect http://127.0.0.1:1/ ") + each.option);
-        EXPECT_EQ(outcome.status, 2) << each.option;
-        EXPECT_NE(outcome.err.find(each.told), std::string::npos) << outcome.err;
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        // option, what is told
+        {"--ca-file /nonexistent", "\"/nonexistent\" cannot be used: No such file or directory"},
+        {"--ca-file /tmp", "\"/tmp\" cannot be used: Is a directory"},
+        {"--ca-file /dev/null", "\"/dev/null\" cannot be used: it is empty"},
+        {"--proxy socks5://proxy:1080", "http://HOST:PORT is expected, not \"socks5://proxy:1080\""},
+        {"--proxy proxy:1080", "http://HOST:PORT is expected, not \"proxy:1080\""}};
+    for (const auto& [option, told] : cases) {
+        const Outcome outcome = runTool("inspect http://127.0.0.1:1/ " + option);
+        EXPECT_EQ(outcome.status, 2) << option;
+        EXPECT_NE(outcome.err.find(told), std::string::npos) << outcome.err;
         EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
     }
 }

@@ -1,7 +1,6 @@
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
 
 #include <atomic>
-#include <new>
 #include <utility>
 
 #include "VKTCoreKit/platform/linux/VKTCurlTransferEngine.h"
@@ -15,14 +14,13 @@ class CurlHTTPSession final : public VKTHTTPSession {
           delivery_(std::make_shared<VKTCurlDelivery>(engine_->library(), options.deliveryThreadName)) {}
 
     ~CurlHTTPSession() override {
+        // A forked child must not close its parent's connections, nor wait for its threads.
         if (!engine_->library().isUsable()) {
-            // Kept for ever: a forked child must not close its parent's connections, nor wait for its
-            // threads.
-            static_cast<void>(new (std::nothrow) std::shared_ptr<VKTCurlTransferEngine>(std::move(engine_)));
-            return;
+            engine_->keepForEver();
+        } else {
+            engine_->stop();
+            delivery_->waitUntilDelivered();
         }
-        engine_->stop();
-        delivery_->waitUntilDelivered();
     }
 
     std::shared_ptr<VKTHTTPDataTask> dataTaskWithRequest(const VKTURLRequest& request,

@@ -19,7 +19,8 @@ enum class VKTCurlSubmission : std::uint8_t { Accepted, SessionGone, NoThread };
 /// driven by the thread that waits for it: so a blocking request costs no change of threads. Sets that are
 /// not used are kept with their connections for a while, and closed by the thread.
 ///
-/// Any thread. Nothing but `library` may be called in a forked child, where the engine is never destroyed.
+/// Any thread. In a forked child, and once the process is being left, nothing but `library` and `keepForEver`
+/// may be called: nothing can be ended there.
 class VKTCurlTransferEngine final : public std::enable_shared_from_this<VKTCurlTransferEngine>,
                                     private VKTCurlLibraryUser {
   public:
@@ -42,6 +43,9 @@ class VKTCurlTransferEngine final : public std::enable_shared_from_this<VKTCurlT
     /// Cancels what is under way and ends the thread.
     void stop();
 
+    /// Instead of `stop`: the engine is never destroyed.
+    void keepForEver() { self_ = shared_from_this(); }
+
   private:
     using TimePoint = VKTCurlTransferSet::TimePoint;
 
@@ -61,6 +65,7 @@ class VKTCurlTransferEngine final : public std::enable_shared_from_this<VKTCurlT
     VKTCurlLibrary& library_;
     const VKTHTTPSessionOptions options_;
     const std::chrono::milliseconds idleTime_;
+    std::shared_ptr<VKTCurlTransferEngine> self_;
 
     VKTMutex mutex_;
     std::vector<std::pair<std::shared_ptr<VKTCurlTask>, VKTCurlCommand>> submitted_ VKT_GUARDED_BY(mutex_);
