@@ -37,11 +37,11 @@ class VKTXMLEventHandler {
 /// Reads one document, once. Not thread-safe; one reader per parse.
 ///
 /// Encodings: UTF-8 (byte order mark or not), UTF-16 with a byte order mark, ISO-8859-1, US-ASCII. A byte
-/// order mark wins over the encoding that the document declares. No namespace processing and never an external
-/// entity. An error: anything after the root element but comments and white space, a reference to an undefined
-/// entity, nesting deeper than `VKTXMLDepthLimit`, and a DOCTYPE that makes a document larger than its text or
-/// slow to read: one that defines entities, gives an attribute a default or fixed value, or declares more than
-/// `VKTXMLAttributeDeclarationLimit` attributes. Any other DOCTYPE is fine.
+/// order mark wins over the encoding that the document declares. No namespace processing and never an
+/// external entity. An error: anything after the root element but comments and white space, a reference to an
+/// undefined entity, nesting deeper than `VKTXMLDepthLimit`, and a DOCTYPE that makes a document larger than
+/// its text or slow to read: one that defines entities, gives an attribute a default or fixed value, or
+/// declares more than `VKTXMLAttributeDeclarationLimit` attributes. Any other DOCTYPE is fine.
 class VKTXMLEventReader {
   public:
     virtual ~VKTXMLEventReader() = default;

@@ -94,14 +94,16 @@ TEST(XMLDictionary, Trees) {
 
 TEST(XMLDictionary, TextIsReadAsUTF8WhateverItDeclares) {
     for (const char* encoding : {"UTF-8", "ISO-8859-1", "US-ASCII", "UTF-16", "none"}) {
-        const std::string XML = "<?xml version='1.0' encoding='" + std::string(encoding) + "'?><P>\xC3\xA4</P>";
+        const std::string XML =
+            "<?xml version='1.0' encoding='" + std::string(encoding) + "'?><P>\xC3\xA4</P>";
         expectValue(vkt_dictionaryWithXMLString(XML), R"({"__name":"P","__text":"\u00E4"})");
         expectValue(vkt_dictionaryWithXMLString("\xEF\xBB\xBF" + XML), R"({"__name":"P","__text":"\u00E4"})");
     }
     expectValue(vkt_dictionaryWithXMLData("<?xml version='1.0' encoding='ISO-8859-1'?><P>\xE4</P>"),
                 R"({"__name":"P","__text":"\u00E4"})");
     using namespace std::string_literals;
-    for (const std::string& bytes : {"<P>\xE4</P>"s, "\xFF\xFE<\0P\0/\0>\0"s, "<?xml encoding='UTF-8'?><P/>"s})
+    for (const std::string& bytes :
+         {"<P>\xE4</P>"s, "\xFF\xFE<\0P\0/\0>\0"s, "<?xml encoding='UTF-8'?><P/>"s})
         EXPECT_FALSE(vkt_dictionaryWithXMLString(bytes)) << testing::PrintToString(bytes);
 
     auto parser = VKTXMLDictionaryParser::sharedInstance().copy();

@@ -1,5 +1,5 @@
-// store_stress FILE CHANGES: keeps ten pixels pending in a file through so many changes, each an addition or a
-// delivery, and says whether all of them were stored. For partitions of any size.
+// store_stress FILE CHANGES: keeps ten pixels pending in a file through so many changes, each an addition or
+// a delivery, and says whether all of them were stored. For partitions of any size.
 #include <cstdlib>
 #include <iostream>
 #include <string>
