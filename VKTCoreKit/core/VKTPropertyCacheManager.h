@@ -14,17 +14,19 @@ class VKTPropertyCacheManager {
   public:
     virtual ~VKTPropertyCacheManager() = default;
 
-    /// Nothing when there is no value, or when it cannot be read.
+    /// Nothing when there is no value, or when it cannot be read. For values that do no harm when they are
+    /// lost or a little old.
     [[nodiscard]] virtual std::optional<VKTValue> objectForKey(std::string_view key) const = 0;
 
-    /// The same, with the two told apart. A cache that can always read need not implement it.
+    /// Exactly what is stored. A cache that can always read need not implement it.
     [[nodiscard]] virtual VKTStoredValue readObjectForKey(std::string_view key) const {
         auto value = objectForKey(key);
         if (!value) return {};
         return {VKTStoredValue::Present, std::move(*value)};
     }
 
-    /// Sets, replaces or (null) removes. False when the change could not be stored; the old value then stays.
+    /// Sets, replaces or (null) removes. False when the change could not be stored; see
+    /// `VKTKeyValueStore::setValueForKey`.
     virtual bool setObject(const VKTValue& object, std::string_view forKey) = 0;
 };
 

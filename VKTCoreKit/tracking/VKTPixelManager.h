@@ -21,8 +21,9 @@ inline constexpr std::size_t VKTPixelWaitingPassLimit = 32;
 
 /// Keeps pixels in its store and sends them, one after another, on a serial worker of its own: a GET each,
 /// delivered when the final status is 200 to 399 or 404. A pixel that fails stays in the store; every later
-/// pass tries it again, oldest first, until it expires. When no worker can be started the pass ends at once
-/// and sends nothing: the pixels stay pending for the next call, and the log is warned once.
+/// pass tries it again, oldest first, until it expires. A delivery is recorded before the next pixel is sent,
+/// if the store's provider takes changes, else at the end of the pass. When no worker can be started the pass
+/// ends at once and sends nothing: the pixels stay pending for the next call, and the log is warned once.
 ///
 /// Every operation may be called on any thread. Destroying the manager ends the pass between two pixels,
 /// cancels the request under way, runs the handlers of the passes that are left (they send nothing) and joins
