@@ -99,6 +99,7 @@ void VKTCurlTransferEngine::leaveLibrary() {
     VKTLock lock(mutex_);
     isStopped_ = true;
     if (asynchronousSet_ != nullptr) asynchronousSet_->wake();
+    if (thread_.isJoinable()) thread_.detach();  // it ends by itself, and nobody will join it any more
     for (VKTCurlTransferSet* transfers : busySets_)
         transfers->wake();
 }
