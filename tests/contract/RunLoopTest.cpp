@@ -4,7 +4,7 @@
 #include <string>
 #include <thread>
 
-#include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
+#include "VKTCoreKit/platform/linux/VKTAsioQueues.h"
 #include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/testing/VKTManualRunLoop.h"
 

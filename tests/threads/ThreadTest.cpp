@@ -9,7 +9,7 @@
 #include <set>
 #include <string>
 
-#include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
+#include "VKTCoreKit/platform/linux/VKTAsioQueues.h"
 #include "tests/threads/Scarcity.h"
 
 namespace {

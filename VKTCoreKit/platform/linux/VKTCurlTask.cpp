@@ -1,17 +1,15 @@
 #include "VKTCoreKit/platform/linux/VKTCurlTask.h"
 
-#include <pthread.h>
-
 #include <cerrno>
 #include <future>
 #include <system_error>
 #include <utility>
 
-#include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
+#include "VKTCoreKit/platform/linux/VKTAsioQueues.h"
 #include "VKTCoreKit/platform/linux/VKTCurlTransferEngine.h"
 
-VKTCurlDelivery::VKTCurlDelivery(VKTCurlLibrary& library, std::string threadName)
-    : library_(library), threadName_(std::move(threadName)), queue_(vkt_makeAsioSerialQueue()) {}
+VKTCurlDelivery::VKTCurlDelivery(VKTCurlLibrary& library, const std::string& threadName)
+    : library_(library), queue_(vkt_makeAsioSerialQueue(threadName)) {}
 
 // A thread that does not exist here, or that may be in a completion while the process is being left, is not
 // joined.
@@ -20,10 +18,7 @@ VKTCurlDelivery::~VKTCurlDelivery() {
 }
 
 bool VKTCurlDelivery::start() {
-    if (!hasThread_) {
-        hasThread_ = queue_->tryPost(
-            [name = threadName_.substr(0, 15)] { pthread_setname_np(pthread_self(), name.c_str()); });
-    }
+    if (!hasThread_) hasThread_ = queue_->tryPost([] {});
     return hasThread_;
 }
 

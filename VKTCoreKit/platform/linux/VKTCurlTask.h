@@ -18,7 +18,7 @@ class VKTCurlTransferEngine;
 /// started when the session is gone still has to be answered.
 class VKTCurlDelivery {
   public:
-    VKTCurlDelivery(VKTCurlLibrary& library, std::string threadName);
+    VKTCurlDelivery(VKTCurlLibrary& library, const std::string& threadName);
     ~VKTCurlDelivery();
     VKTCurlDelivery(const VKTCurlDelivery&) = delete;
     VKTCurlDelivery& operator=(const VKTCurlDelivery&) = delete;
@@ -37,7 +37,6 @@ class VKTCurlDelivery {
 
   private:
     VKTCurlLibrary& library_;
-    const std::string threadName_;
     std::unique_ptr<VKTSerialQueue> queue_;
     std::atomic<bool> hasThread_ = false;
 };

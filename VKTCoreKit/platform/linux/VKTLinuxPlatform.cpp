@@ -1,6 +1,6 @@
 #include "VKTCoreKit/platform/VKTHeadlessView.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
-#include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
+#include "VKTCoreKit/platform/linux/VKTAsioQueues.h"
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
 #include "VKTCoreKit/platform/linux/VKTDuktapeExecutor.h"
 #include "VKTCoreKit/platform/linux/VKTExpatEventReader.h"

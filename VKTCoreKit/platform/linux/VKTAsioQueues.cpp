@@ -1,4 +1,4 @@
-#include "VKTCoreKit/platform/linux/VKTAsioRunLoop.h"
+#include "VKTCoreKit/platform/linux/VKTAsioQueues.h"
 
 #include <unistd.h>
 
