@@ -179,7 +179,7 @@ std::string VKTValue::description() const {
     if (const auto* text = asString()) return *text;
     if (const auto number = asNumber()) return number->description();
     if (const auto* bytes = asBytes()) return "<" + std::to_string(bytes->bytes.size()) + " bytes>";
-    if (const auto* date = asDate()) return vkt_descriptionOfDate(*date);
+    if (const auto* date = asDate()) return vkt_ISO8601StringFromDate(*date, VKTTimeZone::UTC());
     std::vector<std::string> pieces;
     if (const auto* array = asArray()) {
         for (const VKTValue& element : *array)

@@ -70,7 +70,7 @@ TEST(Value, Descriptions) {
     EXPECT_EQ(VKTValue(VKTArray{1, 2.5, true, "a", VKTValue(), VKTBytes{"xy"}}).description(),
               "(1, 2.5, 1, a, <null>, <2 bytes>)");
     EXPECT_EQ(VKTValue(VKTDictionary{{"b", 1}, {"a", VKTArray{}}}).description(), "{b = 1; a = ()}");
-    EXPECT_EQ(VKTValue(date).description(), "1970-01-01 00:00:01 +0000");
+    EXPECT_EQ(VKTValue(date).description(), "1970-01-01T00:00:01.500+0000");
 }
 
 TEST(Value, NumbersTruncateAndSaturate) {
