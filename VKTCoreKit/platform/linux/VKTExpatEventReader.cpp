@@ -7,7 +7,10 @@
 #include <climits>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "VKTCoreKit/foundation/VKTKeyedHash.h"
 
 namespace {
 
@@ -17,6 +20,27 @@ enum : std::int64_t { limitErrorCode = 1000 };
 struct ParserDeleter {
     void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
 };
+
+using Parser = std::unique_ptr<XML_ParserStruct, ParserDeleter>;
+
+// A parser keeps what it has allocated, so one that has read a large document is not kept.
+constexpr std::size_t largestDocumentOfKeptParser = std::size_t{64} * 1024;
+
+// Making a parser costs as much as reading a kilobyte. Each thread keeps the one that it used last.
+Parser& keptParser() {
+    thread_local Parser parser;
+    return parser;
+}
+
+Parser takeParser(const char* encoding) {
+    Parser parser = std::move(keptParser());
+    if (!parser || XML_ParserReset(parser.get(), encoding) == XML_FALSE)
+        parser.reset(XML_ParserCreate(encoding));
+    // Without a salt the parser asks the system for one, for every document.
+    static const auto salt = static_cast<unsigned long>(vkt_keyedHash("salt of the XML parser"));
+    if (parser) XML_SetHashSalt(parser.get(), salt);
+    return parser;
+}
 
 // Whether a start tag, as written, refers to anything but characters and the five predefined entities.
 bool hasUndefinedReference(std::string_view tag) {
@@ -46,21 +70,16 @@ class ExpatEventReader final : public VKTXMLEventReader {
 
     bool parse(VKTXMLEventHandler& handler) override {
         handler_ = &handler;
-        parser_.reset(XML_ParserCreate(markedEncoding(data_)));
+        parser_ = takeParser(markedEncoding(data_));
         if (!parser_) {
             reportError(XML_ERROR_NO_MEMORY, XML_ErrorString(XML_ERROR_NO_MEMORY));
             return false;
         }
         installCallbacks();
-        if (parseAll()) return true;
-        const XML_Error code = XML_GetErrorCode(parser_.get());
-        if (stopReason_ != nullptr) {
-            reportError(limitErrorCode, stopReason_);
-        } else {
-            notePosition();
-            reportError(code, XML_ErrorString(code));
-        }
-        return false;
+        const bool isWellFormed = parseAll();
+        if (!isWellFormed) reportReason();
+        if (data_.size() <= largestDocumentOfKeptParser) keptParser() = std::move(parser_);
+        return isWellFormed;
     }
 
   private:
@@ -165,6 +184,16 @@ class ExpatEventReader final : public VKTXMLEventReader {
         XML_StopParser(parser_.get(), XML_FALSE);
     }
 
+    void reportReason() {
+        const XML_Error code = XML_GetErrorCode(parser_.get());
+        if (stopReason_ != nullptr) {
+            reportError(limitErrorCode, stopReason_);
+        } else {
+            notePosition();
+            reportError(code, XML_ErrorString(code));
+        }
+    }
+
     void notePosition() {
         line_ = XML_GetCurrentLineNumber(parser_.get());
         column_ = XML_GetCurrentColumnNumber(parser_.get()) + 1;
@@ -185,7 +214,7 @@ class ExpatEventReader final : public VKTXMLEventReader {
     }
 
     std::string_view data_;
-    std::unique_ptr<XML_ParserStruct, ParserDeleter> parser_;
+    Parser parser_;
     VKTXMLEventHandler* handler_ = nullptr;
     std::vector<VKTXMLAttribute> attributes_;  // reused for every element
     const char* stopReason_ = nullptr;
