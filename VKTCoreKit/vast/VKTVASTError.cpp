@@ -6,17 +6,15 @@
 
 VKTVASTError VKTVASTError::initWithName(std::string name, std::optional<std::string> description,
                                         std::int64_t VASTCode, std::int64_t korvoCode) {
-    VKTVASTError error;
-    error.errorName_ = std::move(name);
-    error.errorDescription_ = std::move(description);
-    error.VASTCode_ = VASTCode;
-    error.korvoCode_ = korvoCode;
-    return error;
+    return VKTVASTError(std::make_shared<const Content>(
+        Content{std::move(name), std::move(description), VASTCode, korvoCode}));
 }
 
-#define VKT_VAST_ERROR(factory, name, VASTCode, korvoCode, description) \
-    VKTVASTError VKTVASTError::factory() {                              \
-        return initWithName(name, description, VASTCode, korvoCode);    \
+// Each error of the catalogue is made once, and never destroyed: threads may outlive the end of `main`.
+#define VKT_VAST_ERROR(factory, name, VASTCode, korvoCode, description)                                    \
+    VKTVASTError VKTVASTError::factory() {                                                                 \
+        static const auto* error = new VKTVASTError(initWithName(name, description, VASTCode, korvoCode)); \
+        return *error;                                                                                     \
     }
 #include "VKTCoreKit/vast/VKTVASTErrorTable.inc"
 
@@ -29,14 +27,14 @@ std::vector<VKTVASTError> VKTVASTError::all() {
 
 VKTError VKTVASTError::error() const {
     VKTError::UserInfo userInfo;
-    if (errorDescription_) {
-        userInfo[VKTLocalizedDescriptionKey] = *errorDescription_;
+    if (errorDescription()) {
+        userInfo[VKTLocalizedDescriptionKey] = *errorDescription();
         userInfo[VKTVASTErrorUserInfoKey] = *this;
     }
-    return {VKTVASTErrorDomain, VASTCode_ == -1 ? korvoCode_ : VASTCode_, std::move(userInfo)};
+    return {VKTVASTErrorDomain, VASTCode() == -1 ? korvoCode() : VASTCode(), std::move(userInfo)};
 }
 
 std::string VKTVASTError::description() const {
     return vkt_stringWithFormat("VKTVASTError(name=%@, VASTCode=%ld, korvoCode=%ld, errorDescription=%@)",
-                                {errorName_, VASTCode_, korvoCode_, errorDescription_});
+                                {errorName(), VASTCode(), korvoCode(), errorDescription()});
 }

@@ -2,9 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTError.h"
@@ -15,7 +16,7 @@ inline constexpr const char* VKTVASTErrorDomain = "VKTVASTErrorDomain";
 /// User-info key of an error object under which the `VKTVASTError` stands.
 inline constexpr const char* VKTVASTErrorUserInfoKey = "VASTError";
 
-/// One VAST error. An immutable value; any thread. Made by the named factories, which stand in
+/// One VAST error. An immutable value, cheap to copy; any thread. Made by the named factories, which stand in
 /// VKTVASTErrorTable.inc.
 class VKTVASTError {
   public:
@@ -29,20 +30,20 @@ class VKTVASTError {
     static std::vector<VKTVASTError> all();
 
     [[nodiscard]] const std::string& errorName() const {
-        return errorName_;
+        return content_->errorName;
     }
     [[nodiscard]] const std::optional<std::string>& errorDescription() const {
-        return errorDescription_;
+        return content_->errorDescription;
     }
 
     /// The code reported to ad servers; -1 when VAST has none, and then no pixel is called.
     [[nodiscard]] std::int64_t VASTCode() const {
-        return VASTCode_;
+        return content_->VASTCode;
     }
 
     /// The library's own, finer code; always set.
     [[nodiscard]] std::int64_t korvoCode() const {
-        return korvoCode_;
+        return content_->korvoCode;
     }
 
     /// The error object: `VKTVASTErrorDomain`, the VAST code (the korvo code when there is none), and, when
@@ -51,15 +52,23 @@ class VKTVASTError {
 
     [[nodiscard]] std::string description() const;
 
-    friend bool operator==(const VKTVASTError&, const VKTVASTError&) = default;
+    friend bool operator==(const VKTVASTError& left, const VKTVASTError& right) {
+        return left.content_ == right.content_ || *left.content_ == *right.content_;
+    }
 
   private:
-    VKTVASTError() = default;
+    struct Content {
+        std::string errorName;
+        std::optional<std::string> errorDescription;
+        std::int64_t VASTCode = -1;
+        std::int64_t korvoCode = 0;
 
-    std::string errorName_;
-    std::optional<std::string> errorDescription_;
-    std::int64_t VASTCode_ = -1;
-    std::int64_t korvoCode_ = 0;
+        friend bool operator==(const Content&, const Content&) = default;
+    };
+
+    explicit VKTVASTError(std::shared_ptr<const Content> content) : content_(std::move(content)) {}
+
+    std::shared_ptr<const Content> content_;
 };
 
 /// An optional output for the error object of a blocking problem. Readers write the last one; with null some
