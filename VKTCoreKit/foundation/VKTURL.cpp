@@ -197,7 +197,13 @@ std::optional<VKTURL> VKTURL::URLWithDocumentText(std::string_view text) {
     return VKTURL(std::move(encoded));
 }
 
-VKTURL VKTURL::URLByEncodingSquareBrackets() const {
+VKTURL VKTURL::URLByEncodingSquareBrackets() const& {
+    return VKTURL(*this).URLByEncodingSquareBrackets();
+}
+
+VKTURL VKTURL::URLByEncodingSquareBrackets() && {
+    const bool hasBracket = text_.find('[') != std::string::npos || text_.find(']') != std::string::npos;
+    if (!hasBracket) return std::move(*this);
     return VKTURL(encodedForURL(text_, authorityRange(text_).value_or(Range{})));
 }
 

@@ -33,7 +33,8 @@ class VKTURL {
     static std::optional<VKTURL> URLWithDocumentText(std::string_view text);
 
     /// The same URL with the square brackets outside its authority percent-encoded.
-    [[nodiscard]] VKTURL URLByEncodingSquareBrackets() const;
+    [[nodiscard]] VKTURL URLByEncodingSquareBrackets() const&;
+    [[nodiscard]] VKTURL URLByEncodingSquareBrackets() &&;
 
     /// The text as given.
     [[nodiscard]] const std::string& absoluteString() const { return text_; }

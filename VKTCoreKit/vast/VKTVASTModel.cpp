@@ -34,11 +34,39 @@ std::shared_ptr<VKTVASTAd> readInlineAd(const VKTDictionary& ad, VKTErrorOutput 
         });
 }
 
+// Null for an element that is neither an inline ad nor a wrapper, and for one that cannot be read.
+std::shared_ptr<VKTVASTAd> readAd(const VKTValue& element, VKTErrorOutput error,
+                                  const VKTVASTErrorHandler& errorHandler) {
+    const VKTDictionary* node = element.asDictionary();
+    if (node == nullptr) return nullptr;
+    if (node->contains("InLine")) return readInlineAd(*node, error, errorHandler);
+    if (node->contains("Wrapper")) return VKTVASTAdWrapper::initWithDictionary(*node, error, errorHandler);
+    return nullptr;
+}
+
+void letGoOf(VKTValue& element) {
+    element = VKTValue();
+}
+
+void letGoOf(const VKTValue& /*element of somebody else*/) {}
+
 }  // namespace
 
 std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithDictionary(const VKTDictionary& dictionary,
                                                                VKTErrorOutput error,
                                                                const VKTVASTErrorHandler& errorHandler) {
+    return read(dictionary, error, errorHandler);
+}
+
+std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithDictionary(VKTDictionary&& dictionary,
+                                                               VKTErrorOutput error,
+                                                               const VKTVASTErrorHandler& errorHandler) {
+    return read(dictionary, error, errorHandler);
+}
+
+template <typename Dictionary>
+std::shared_ptr<VKTVASTModel> VKTVASTModel::read(Dictionary& dictionary, VKTErrorOutput error,
+                                                 const VKTVASTErrorHandler& errorHandler) {
     std::vector<VKTVASTURL> documentErrorPixels;
     if (!dictionary.contains("Ad")) documentErrorPixels = errorPixelsOf(dictionary);
 
@@ -53,17 +81,11 @@ std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithDictionary(const VKTDictiona
     }
 
     Ads ads;
-    if (const VKTArray* elements = Utils::findArrayForKey("Ad", dictionary)) {
-        for (const VKTValue& element : *elements) {
-            const VKTDictionary* node = element.asDictionary();
-            if (node == nullptr) continue;
-            std::shared_ptr<VKTVASTAd> ad;
-            if (node->contains("InLine")) {
-                ad = readInlineAd(*node, error, errorHandler);
-            } else if (node->contains("Wrapper")) {
-                ad = VKTVASTAdWrapper::initWithDictionary(*node, error, errorHandler);
-            }
-            if (ad) ads.push_back(std::move(ad));
+    auto* elements = dictionary.find("Ad");
+    if (elements != nullptr && elements->asArray() != nullptr) {
+        for (auto& element : *elements->asArray()) {
+            if (auto ad = readAd(element, error, errorHandler)) ads.push_back(std::move(ad));
+            letGoOf(element);
         }
     }
     return initWithVersion(*version, std::move(ads), std::move(documentErrorPixels));

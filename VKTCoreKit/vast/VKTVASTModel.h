@@ -21,6 +21,12 @@ class VKTVASTModel {
         const VKTDictionary& dictionary, VKTErrorOutput error = nullptr,
         const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors);
 
+    /// The same, letting go of each ad's node once it has been read: the tree and the model of a large
+    /// document need not be in memory as a whole at the same time.
+    static std::shared_ptr<VKTVASTModel> initWithDictionary(
+        VKTDictionary&& dictionary, VKTErrorOutput error = nullptr,
+        const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors);
+
     static std::shared_ptr<VKTVASTModel> initWithVersion(std::string version, Ads ads,
                                                          std::vector<VKTVASTURL> errorPixels);
 
@@ -53,6 +59,10 @@ class VKTVASTModel {
 
   private:
     VKTVASTModel() = default;
+
+    template <typename Dictionary>
+    static std::shared_ptr<VKTVASTModel> read(Dictionary& dictionary, VKTErrorOutput error,
+                                              const VKTVASTErrorHandler& errorHandler);
 
     std::string version_;
     Ads ads_;

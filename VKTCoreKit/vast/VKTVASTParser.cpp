@@ -1,5 +1,7 @@
 #include "VKTCoreKit/vast/VKTVASTParser.h"
 
+#include <utility>
+
 #include "VKTCoreKit/core/VKTUtils.h"
 #include "VKTCoreKit/core/VKTXMLDictionary.h"
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -38,7 +40,7 @@ Response VKTVASTParser::parseXMLAndGenerateVASTObjectModel(std::optional<std::st
     }
 
     DocumentText document(*data);
-    const auto dictionary = vkt_dictionaryWithXMLData(*data);
+    auto dictionary = vkt_dictionaryWithXMLData(*data);
     if (!dictionary) {
         const auto malformed =
             isWrapper ? VKTVASTError::XML_PARSING_ERROR_WRAPPER() : VKTVASTError::XML_PARSING_ERROR();
@@ -52,7 +54,7 @@ Response VKTVASTParser::parseXMLAndGenerateVASTObjectModel(std::optional<std::st
         errorHandler(problem, pixels, document.text());
     };
     std::optional<VKTError> error;
-    auto model = VKTVASTModel::initWithDictionary(*dictionary, &error, report);
+    auto model = VKTVASTModel::initWithDictionary(std::move(*dictionary), &error, report);
     if (!model) return Response::initWithModel(nullptr, std::move(error));
 
     if (!model->versionIsSupported()) {

@@ -49,7 +49,7 @@ std::optional<VKTVASTURL> VKTVASTURL::initWithString(std::string_view string) {
         url = VKTURL::URLWithString(vkt_addingPercentEncoding(string, VKTURLCharacterSet::QueryAllowed));
     }
     if (!url) return std::nullopt;
-    return VKTVASTURL(url->URLByEncodingSquareBrackets());
+    return VKTVASTURL(std::move(*url).URLByEncodingSquareBrackets());
 }
 
 std::optional<VKTVASTURL> VKTVASTURL::initFromXML(const VKTValue& value) {
