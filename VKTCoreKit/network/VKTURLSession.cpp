@@ -1,6 +1,6 @@
 #include "VKTCoreKit/network/VKTURLSession.h"
 
-#include <semaphore>
+#include <condition_variable>
 
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
@@ -14,6 +14,28 @@ VKTURLRequest requestWithURL(const VKTURL& url, VKTURLRequestCachePolicy cachePo
     request.timeoutInterval = timeoutInterval;
     return request;
 }
+
+// What a blocking request waits for. It is there, as a rule, before anybody waits.
+class Answer {
+  public:
+    void set(const VKTURLSessionResponse& response) {
+        const VKTLock lock(mutex_);
+        response_ = response;
+        isThere_.notify_one();
+    }
+
+    VKTURLSessionResponse wait() {
+        VKTLock lock(mutex_);
+        while (!response_)
+            isThere_.wait(lock);
+        return *std::move(response_);
+    }
+
+  private:
+    VKTMutex mutex_;
+    std::condition_variable_any isThere_;
+    std::optional<VKTURLSessionResponse> response_ VKT_GUARDED_BY(mutex_);
+};
 
 }  // namespace
 
@@ -103,21 +125,13 @@ std::shared_ptr<VKTURLSessionTask> VKTURLSession::asynchronousDataRequestWithURL
 
 VKTURLSessionResponse VKTURLSession::synchronousDataRequestWithURLRequest(
     const VKTURLRequest& request) const {
-    struct Outcome {
-        std::optional<VKTURLSessionResponse> response;
-        std::binary_semaphore isThere{0};
-    };
-    // Shared: the completing thread may still be inside `release` when the waiter leaves.
-    const auto outcome = std::make_shared<Outcome>();
     VKTURLRequest blockingRequest = request;
     blockingRequest.completesOnTransferThread = true;
-    asynchronousDataRequestWithURLRequest(blockingRequest,
-                                          [outcome](const VKTURLSessionResponse& response, const auto&) {
-                                              outcome->response = response;
-                                              outcome->isThere.release();
-                                          });
-    outcome->isThere.acquire();
-    return std::move(*outcome->response);
+    // Shared: the completing thread may still be inside `set` when the waiter leaves.
+    const auto answer = std::make_shared<Answer>();
+    asynchronousDataRequestWithURLRequest(blockingRequest, [answer](const VKTURLSessionResponse& response,
+                                                                    const auto&) { answer->set(response); });
+    return answer->wait();
 }
 
 VKTURLSessionResponse VKTURLSession::synchronousDataRequestWithURL(const VKTURL& url) const {
