@@ -298,7 +298,7 @@ VKTDictionary* VKTXMLDictionaryParser::openChild(std::string_view name) {
     } else if (place.asArray() == nullptr) {
         makeArray(place);
     }
-    return place.asArray()->emplace_back(VKTDictionary()).asDictionary();
+    return place.asArray()->emplace_back(std::in_place_type<VKTDictionary>).asDictionary();
 }
 
 void VKTXMLDictionaryParser::didEndElement(std::string_view name) {
@@ -337,12 +337,12 @@ void VKTXMLDictionaryParser::endText() {
     if (text_.empty()) return;
     const std::string_view run = trimWhiteSpace ? vkt_trimmed(text_) : std::string_view(text_);
     if (!run.empty() && !stack_.empty()) {
-        VKTValue& place = (*stack_.back())[VKTXMLDictionaryTextKey];
-        if (place.isNull()) {
-            place = run;
+        VKTDictionary& node = *stack_.back();
+        if (VKTValue* place = node.find(VKTXMLDictionaryTextKey)) {
+            if (place->asArray() == nullptr) makeArray(*place);
+            place->asArray()->emplace_back(run);
         } else {
-            if (place.asArray() == nullptr) makeArray(place);
-            place.asArray()->emplace_back(run);
+            node.set(VKTXMLDictionaryTextKey, run);
         }
     }
     text_.clear();
@@ -351,7 +351,7 @@ void VKTXMLDictionaryParser::endText() {
 void VKTXMLDictionaryParser::foundCharacters(std::string_view text) {
     // Most runs are the white space between two elements: not worth gathering.
     if (trimWhiteSpace && text_.empty()) text = vkt_trimmedAtStart(text);
-    text_.append(text);
+    if (!text.empty()) text_.append(text);
 }
 
 void VKTXMLDictionaryParser::foundCDATA(std::string_view text) {

@@ -154,6 +154,7 @@ std::size_t vkt_leadingWhiteSpaceLength(std::string_view text) {
 std::string_view vkt_trimmedAtStart(std::string_view text) {
     while (!text.empty() && isASCIIWhiteSpace(text.front()))
         text.remove_prefix(1);
+    if (text.empty()) return text;
     for (std::size_t length = vkt_leadingWhiteSpaceLength(text); length > 0;
          length = vkt_leadingWhiteSpaceLength(text)) {
         text.remove_prefix(length);

@@ -133,6 +133,10 @@ class VKTValue {
     VKTValue(VKTArray value) : storage_(std::move(value)) {}
     VKTValue(VKTDictionary value) : storage_(std::move(value)) {}
 
+    /// An empty value of this type, made in its place.
+    template <typename Type>
+    explicit VKTValue(std::in_place_type_t<Type> type) : storage_(type) {}
+
     [[nodiscard]] bool isNull() const { return std::holds_alternative<std::monostate>(storage_); }
 
     /// The value when it has that type, else null. An integer is not a double, nor a boolean a number.
