@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
@@ -109,6 +112,32 @@ TEST(Random, StaysInRange) {
             seen.insert(source->uniform(3));
         EXPECT_EQ(seen, (std::set<std::uint32_t>{0, 1, 2}));
     }
+}
+
+using Draws = std::array<std::uint32_t, 16>;
+
+Draws draws() {
+    Draws result{};
+    for (std::uint32_t& draw : result)
+        draw = VKTSystemRandom().uniform(std::numeric_limits<std::uint32_t>::max());
+    return result;
+}
+
+TEST(Random, AForkedChildDrawsItsOwn) {
+    draws();  // some more are drawn ahead
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        const Draws own = draws();
+        _exit(write(ends[1], own.data(), sizeof own) == sizeof own ? 0 : 1);
+    }
+    Draws ofChild{};
+    EXPECT_EQ(read(ends[0], ofChild.data(), sizeof ofChild), static_cast<ssize_t>(sizeof ofChild));
+    EXPECT_NE(ofChild, draws());
+    waitpid(child, nullptr, 0);
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST(Clock, SystemClockTellsTheTimeOfDay) {

@@ -1,7 +1,56 @@
 #include "VKTCoreKit/platform/linux/VKTSystemRandom.h"
 
+#include <pthread.h>
+
+#include <array>
+#include <atomic>
+#include <cstddef>
 #include <cstdlib>
+#include <utility>
+
+namespace {
+
+// How often this process has been made by a fork: what was drawn before is its parent's too.
+std::atomic<std::uint32_t> forks = 0;
+
+bool noticesForks() {
+    static const bool isNoticed = pthread_atfork(nullptr, nullptr, [] { ++forks; }) == 0;
+    return isNoticed;
+}
+
+// One thread's.
+class DrawnWords {
+  public:
+    std::uint32_t next() {
+        if (left_ == 0 || forks_ != forks || !noticesForks()) draw();
+        return std::exchange(words_.at(--left_), 0);
+    }
+
+  private:
+    void draw() {
+        forks_ = forks;
+        arc4random_buf(words_.data(), sizeof words_);
+        left_ = words_.size();
+    }
+
+    std::array<std::uint32_t, 64> words_{};
+    std::size_t left_ = 0;
+    std::uint32_t forks_ = 0;
+};
+
+std::uint32_t nextWord() {
+    thread_local DrawnWords words;
+    return words.next();
+}
+
+}  // namespace
 
 std::uint32_t VKTSystemRandom::uniform(std::uint32_t upperBound) {
-    return arc4random_uniform(upperBound);
+    if (upperBound < 2) return 0;
+    // Below it are the words that would make some remainders more likely than others.
+    const std::uint32_t firstFair = (0U - upperBound) % upperBound;
+    std::uint32_t word = nextWord();
+    while (word < firstFair)
+        word = nextWord();
+    return word % upperBound;
 }
