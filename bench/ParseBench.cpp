@@ -34,6 +34,19 @@ void addGrowthPair(const std::string& name, const Document& large, std::size_t l
         [small, smallAds] { parseModel(small, smallAds); });
 }
 
+// Rows of `count` siblings beside a tenth of them, and the reader alone, to which distinct names cost a
+// growing table of its own.
+void addWideRows(const std::string& size, std::size_t count) {
+    const std::size_t tenth = count / 10;
+    addGrowthPair("parse_wide_" + size + "_ads", shared(wideAdsDocument(count)), count,
+                  shared(wideAdsDocument(tenth)), tenth);
+    addGrowthPair("parse_wide_" + size, shared(wideTrackingDocument(count)), 1,
+                  shared(wideTrackingDocument(tenth)), 1);
+    const Document names = shared(wideNamesDocument(count));
+    addGrowthPair("parse_wide_" + size + "_names", names, 1, shared(wideNamesDocument(tenth)), 1);
+    addParsePair("parse_names_" + size, names, 1);
+}
+
 }  // namespace
 
 void readEvents(const std::string& document) {
@@ -52,16 +65,6 @@ void readEvents(const std::string& document) {
 void addParseBenchmarks() {
     addParsePair("parse_4k", shared(inlineDocument()), 1);
     addParsePair("parse_1m", shared(podDocument()), 40);
-    constexpr std::size_t large = 100'000;
-    constexpr std::size_t small = 10'000;
-    addGrowthPair("parse_wide_100k_ads", shared(wideAdsDocument(large)), large,
-                  shared(wideAdsDocument(small)), small);
-    addGrowthPair("parse_wide_100k", shared(wideTrackingDocument(large)), 1,
-                  shared(wideTrackingDocument(small)), 1);
-    // How the reader alone grows: distinct names cost it a growing table of its own.
-    addPair(
-        "reader_wide_100k_names", [document = shared(wideNamesDocument(large))] { readEvents(*document); },
-        [document = shared(wideNamesDocument(small))] { readEvents(*document); });
-    addGrowthPair("parse_wide_100k_names", shared(wideNamesDocument(large)), 1,
-                  shared(wideNamesDocument(small)), 1);
+    addWideRows("10k", 10'000);
+    addWideRows("100k", 100'000);
 }

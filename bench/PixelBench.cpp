@@ -40,5 +40,7 @@ void addPixelBenchmarks() {
         });
     // Not a limit: the same with a tenth of the pixels.
     addPair(
+        "store_10k", [] { addFindAndDelete(10'000); }, [] { addFindAndDelete(1'000); });
+    addPair(
         "store_100k", [] { addFindAndDelete(100'000); }, [] { addFindAndDelete(10'000); });
 }
