@@ -1,25 +1,13 @@
 #include "VKTCoreKit/tracking/VKTTrackingEventManager.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <utility>
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/tracking/VKTMainThread.h"
 
 namespace {
-
-// A list of events that two threads change loses pixels or sends them twice, and nobody would notice.
-void requireMainThread(const char* operation) {
-    if (VKTPlatform::current().mainRunLoop->isCurrentThread()) return;
-    std::fprintf(stderr,
-                 "VKTCoreKit: %s was called off the main thread; post the call to the main run loop "
-                 "(VKTPlatform::current().mainRunLoop->post).\n",
-                 operation);
-    std::abort();
-}
 
 std::size_t occurrences(std::string_view text, std::string_view pattern) {
     std::size_t count = 0;
@@ -75,7 +63,7 @@ VKTTrackingEventManager::VKTTrackingEventManager(
 
 bool VKTTrackingEventManager::trackEvent(std::string_view eventName, const VKTReplacements& variables,
                                          const VKTReplacements& additionalMacros) {
-    requireMainThread("trackEvent");
+    vkt_requireMainThread("trackEvent");
     const auto self = shared_from_this();  // the delegate may let go of it
     const std::string name(eventName);
     VKTTrackingEvents selection;
@@ -104,7 +92,7 @@ void VKTTrackingEventManager::trackEventByReference(const std::shared_ptr<VKTTra
                                                     const VKTReplacements& variables,
                                                     const VKTReplacements& additionalMacros,
                                                     bool callPixelsImmediately, bool shouldCallDelegate) {
-    requireMainThread("trackEventByReference");
+    vkt_requireMainThread("trackEventByReference");
     if (!events_.contains(*event)) {
         VKTLog::sharedInstance()->logDebugWithFormat(
             "Event tracking cancelled because the event was not contained in the events array: '%@'!",
