@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
+#include <thread>
+
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "VKTCoreKit/tracking/VKTViewabilityManager.h"
@@ -105,6 +109,72 @@ TEST_F(Viewability, GeometryOfAViewInItsWindow) {
         EXPECT_EQ(manager_->viewabilityStatus(), expected) << manager_->viewabilityStatus().description();
         const auto status = VKTViewabilityManager::viewStatusWithView(*view_, *window_);
         EXPECT_EQ(status.unionRect, viewableRect.isNull() ? null : window_->bounds().unionWith(placed));
+    }
+}
+
+TEST_F(Viewability, NothingIsSeenWhereANumberIsNotFinite) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    constexpr double huge = 1e200;  // its square is infinite
+    for (const double odd : {infinity, -infinity, std::nan("")}) {
+        for (double VKTRect::*field : {&VKTRect::x, &VKTRect::y, &VKTRect::width, &VKTRect::height}) {
+            for (const auto& view : {view_, container_, window_}) {
+                const bool isSizeOfContainer =
+                    view == container_ && (field == &VKTRect::width || field == &VKTRect::height);
+                if (isSizeOfContainer) continue;  // it does not clip
+                const VKTRect frame = view->frame();
+                VKTRect oddFrame = frame;
+                oddFrame.*field = odd;
+                view->setFrame(oddFrame);
+                const auto status = VKTViewabilityManager::viewStatusWithView(*view_, *window_);
+                EXPECT_TRUE(status.percentage == 0 && status.viewableRect.isNull())
+                    << vkt_stringFromRect(oddFrame) << " " << status.percentage;
+                view->setFrame(frame);
+            }
+        }
+        view_->setBoundsOrigin({odd, 0});
+        EXPECT_EQ(manager_->viewabilityPercentage(), 0);
+        view_->setBoundsOrigin({0, 0});
+    }
+    EXPECT_EQ(manager_->viewabilityPercentage(), 1);
+    view_->setFrame({0, 0, huge, huge});
+    EXPECT_EQ(manager_->viewabilityPercentage(), 0);
+    window_->setFrame({0, 0, huge, huge});
+    EXPECT_EQ(manager_->viewabilityPercentage(), 0);
+    window_->setFrame({0, 0, 1280, 720});
+    view_->setFrame({0.1, 0, 0.2, 1});
+    container_->setFrame({0, 0, 1, 1});
+    EXPECT_EQ(manager_->viewabilityPercentage(), 1) << "and never more";
+}
+
+TEST_F(Viewability, AnotherThreadEndsTheProcess) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    makeTracking({});
+    VKTTimer& timer = *tracking_->timer();
+    const std::pair<const char*, std::function<void()>> operations[] = {
+        {"startViewabilityTracking", [&] { manager_->startViewabilityTracking(); }},
+        {"stopViewabilityTracking", [&] { manager_->stopViewabilityTracking(); }},
+        {"viewabilityStatus", [&] { (void)manager_->viewabilityStatus(); }},
+        {"isViewViewable", [&] { (void)manager_->isViewViewable(); }},
+        {"timerFired", [&] { manager_->timerFired(timer); }},
+        {"startViewabilityTracking", [&] { tracking_->startViewabilityTracking(); }},
+        {"stopViewabilityTracking", [&] { tracking_->stopViewabilityTracking(); }},
+        {"resetViewabilityTracking", [&] { tracking_->resetViewabilityTracking(); }},
+        {"viewabilityUpdated", [&] { tracking_->viewabilityUpdated(true, 1); }},
+        {"viewabilityUpdatedWithViewabilityStatus",
+         [&] { tracking_->viewabilityUpdatedWithViewabilityStatus({}); }},
+        {"timerFired", [&] { tracking_->timerFired(timer); }},
+        {"initializeViewabilityTrackingEventTable",
+         [&] { tracking_->initializeViewabilityTrackingEventTable(); }},
+        {"timestampInterval", [&] { tracking_->timestampInterval(); }},
+        {"fireOrPostponeViewabilityPixels", [&] { tracking_->fireOrPostponeViewabilityPixels(1, true); }},
+        {"updatePixelVisibilityStatus", [&] {
+             const auto event = std::make_shared<Event>("v", 1, 1);
+             using Progression = VKTViewabilityTrackingEventManager::EventProgression;
+             tracking_->updatePixelVisibilityStatus(Progression::initWithEvent(event), 0, 0);
+         }}};
+    for (const auto& [name, operation] : operations) {
+        EXPECT_DEATH(std::thread(operation).join(),
+                     std::string("VKTCoreKit: ") + name + " was called off the main thread");
     }
 }
 
