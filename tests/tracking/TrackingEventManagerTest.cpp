@@ -1,24 +1,9 @@
-#include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/vast/VKTVASTViewabilityEvent.h"
 #include "tests/tracking/TrackingFixture.h"
 
 namespace {
 
 using TrackingEventManager = TrackingFixture;
-
-VKTURL urlOf(std::string_view text) {
-    return VKTURL::URLWithString(text).value();
-}
-
-// The message of the last line.
-std::string loggedBy(const std::function<void()>& action) {
-    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
-    testing::internal::CaptureStdout();
-    action();
-    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
-    const std::string output = testing::internal::GetCapturedStdout();
-    return output.substr(output.rfind("] ") + 1);
-}
 
 TEST_F(TrackingEventManager, ConsumableEventsFireOnceTheLastFirstAndEqualOnesEach) {
     const auto equal = [](const char* url) { return event("start", url, 5, "5%"); };

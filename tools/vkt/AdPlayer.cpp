@@ -36,6 +36,10 @@ class ViewableEvent : public VKTViewabilityTrackingEvent {
     const std::shared_ptr<VKTVASTViewabilityEvent> event_;
 };
 
+bool isExposed(const VKTViewabilityStatus& status) {
+    return status.viewable && status.percentage >= viewableArea;
+}
+
 VKTRunLoop& loop() {
     return *VKTPlatform::current().mainRunLoop;
 }
@@ -138,6 +142,7 @@ void AdPlayer::makeManagers() {
             outcomes.push_back(event);
         }
     }
+    hasViewablePixels_ = !viewable.empty();
     viewabilityOutcomes_ = managerOf(std::move(outcomes));
     viewable_ = VKTViewabilityTrackingEventManager::initWithEventFactory(
         *VKTTrackingEventDefaultFactory::initWithEvents(std::move(viewable)), context_.vastPixels->macros(),
@@ -310,16 +315,23 @@ void AdPlayer::trackingEventManager(VKTTrackingEventManager& manager,
     }
 }
 
-// The exposure is timed here, too: the document may ask for no viewable pixel, but for one in the other case.
 void AdPlayer::viewabilityManagerDidChangeViewabilityStatus(VKTViewabilityManager& /*manager*/,
                                                             const VKTViewabilityStatus& status) {
     viewable_->viewabilityUpdatedWithViewabilityStatus(status);
     if (VKTViewabilityManager::parentWindowForView(*view_)) wasMeasured_ = true;
-    const bool isExposed = status.viewable && status.percentage >= viewableArea;
-    if (!isExposed) {
+    if (!hasViewablePixels_) timeExposure(status);
+}
+
+// For documents that ask for no viewable pixel, but for one in the other case. Where there are viewable
+// pixels, they alone decide, so that one of the two is called.
+void AdPlayer::timeExposure(const VKTViewabilityStatus& status) {
+    if (!isExposed(status)) {
         exposureTimer_.reset();
     } else if (!exposureTimer_) {
-        exposureTimer_ = loop().schedule(VKTTimeInterval(viewableTime), [this] { wasViewable_ = true; });
+        // What has happened since the last sample counts.
+        exposureTimer_ = loop().schedule(VKTTimeInterval(viewableTime), [this] {
+            wasViewable_ = wasViewable_ || isExposed(viewability_->viewabilityStatus());
+        });
     }
 }
 

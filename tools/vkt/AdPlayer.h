@@ -106,6 +106,7 @@ class AdPlayer : public VKTTrackingEventManagerDelegate,
     void skip();
     void end();
     void trackOutcomeOfViewability();
+    void timeExposure(const VKTViewabilityStatus& status);
     void startViewability();
     void stopViewability();
     template <typename... Parameters, typename... Arguments>
@@ -136,6 +137,7 @@ class AdPlayer : public VKTTrackingEventManagerDelegate,
     double nextPosition_ = 0;
     bool isPaused_ = false;
     bool hasEnded_ = false;
+    bool hasViewablePixels_ = false;
     bool wasMeasured_ = false;
     bool wasViewable_ = false;
     std::unique_ptr<VKTRunLoopTimer> exposureTimer_;
