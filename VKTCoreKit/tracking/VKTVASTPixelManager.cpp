@@ -22,6 +22,7 @@ void VKTVASTPixelManager::callVASTPixels(const std::vector<VKTVASTURL>& pixels,
                                          const VKTReplacements& additionalMacros) const {
     if (pixels.empty()) return;
     std::vector<VKTURL> urls;
+    urls.reserve(pixels.size());
     for (const VKTVASTURL& pixel : pixels)
         urls.push_back(filledURL(pixel, additionalMacros));
     callURLs(urls);
@@ -38,6 +39,7 @@ void VKTVASTPixelManager::callVASTErrorPixels(const std::vector<VKTVASTURL>& err
                                                             withErrorCode);
     }
     std::vector<VKTURL> urls;
+    urls.reserve(errorPixels.size());
     for (const VKTVASTURL& errorPixel : errorPixels) {
         urls.push_back(VKTURLUtils::replaceMacro("ERRORCODE", filledURL(errorPixel, {}),
                                                  std::to_string(withErrorCode), /*addBrackets=*/true));
@@ -55,6 +57,7 @@ VKTURL VKTVASTPixelManager::filledURL(const VKTVASTURL& pixel,
 
 void VKTVASTPixelManager::callURLs(const std::vector<VKTURL>& urls) const {
     VKTPixels pixels;
+    pixels.reserve(urls.size());
     for (const VKTURL& url : urls)
         pixels.push_back(VKTPixel::initWithUrl(url));
     pixelManager_->addPixels(pixels);

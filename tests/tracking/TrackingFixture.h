@@ -77,10 +77,10 @@ class TrackingFixture : public testing::Test,
     std::function<void(VKTTrackingEventManager&)> onEvent;
     std::size_t saves = 0;
     std::shared_ptr<VKTPixelManager> pixelManager;
-
-  private:
     const std::shared_ptr<int> owner_ = std::make_shared<int>();  // of the fixture as a collaborator
     VKTTestPlatform test_ = vkt_makeTestPlatform();
+
+  private:
     VKTManualSerialQueue* queue_ = nullptr;
     Texts requested_;
     std::optional<VKTScopedPlatform> scope_;

@@ -5,9 +5,9 @@
 #include <thread>
 
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "VKTCoreKit/tracking/VKTViewabilityManager.h"
 #include "VKTCoreKit/tracking/VKTViewabilityTrackingEventManager.h"
+#include "tests/tracking/TrackingFixture.h"
 
 using namespace std::chrono_literals;
 
@@ -24,34 +24,20 @@ struct Event : VKTViewabilityTrackingEvent {
     double eventExpositionTime() const override { return seconds; }
 
     const std::string name;
-    const VKTURL url = *VKTURL::URLWithString("http://h/");
+    const VKTURL url = urlOf("http://h/");
     const double area, seconds;
 };
 
 // The delegate of both managers writes down what it hears, and does once what a test wants.
-class Viewability : public testing::Test,
-                    public VKTViewabilityManagerDelegate,
-                    public VKTTrackingEventManagerDelegate {
+class Viewability : public TrackingFixture, public VKTViewabilityManagerDelegate {
   protected:
     Viewability() {
-        test_.platform.random = VKTPlatform::current().random;  // pixel IDs must differ
-        test_.platform.makeSerialQueue = [this] {
-            auto queue = std::make_unique<VKTManualSerialQueue>();
-            queue_ = queue.get();
-            return queue;
-        };
-        VKTPlatform::setCurrent(test_.platform);  // until the scope ends
         window_->addSubview(container_);
         container_->addSubview(view_);
     }
 
     void makeTracking(VKTTrackingEvents events) {
-        pixels_ = VKTPixelManager::initWithPixelStore(
-            VKTPixelStore::initWithProvider(std::make_shared<VKTPixelStoreProvider>()),
-            VKTURLSession::initWithSessionProvider(
-                VKTURLSessionProvider::initWithSession(test_.HTTPSession)));
-        tracking_ = VKTViewabilityTrackingEventManager::initWithEventFactory(
-            *VKTTrackingEventDefaultFactory::initWithEvents(std::move(events)), {}, {owner_, this}, pixels_);
+        tracking_ = managerOf<VKTViewabilityTrackingEventManager>(std::move(events));
         tracking_->startViewabilityTracking();
     }
 
@@ -75,17 +61,12 @@ class Viewability : public testing::Test,
         return std::exchange(heard_, "");
     }
 
-    VKTTestPlatform test_ = vkt_makeTestPlatform();
-    VKTScopedPlatform scope_{VKTPlatform::current()};
-    const std::shared_ptr<int> owner_ = std::make_shared<int>();  // of the fixture as a delegate
     std::shared_ptr<VKTHeadlessView> window_ = VKTHeadlessView::windowWithFrame({0, 0, 1280, 720});
     std::shared_ptr<VKTHeadlessView> container_ = VKTHeadlessView::initWithFrame({30, 40, 1280, 720});
     std::shared_ptr<VKTHeadlessView> view_ = VKTHeadlessView::initWithFrame({100, 100, 100, 100});
     std::shared_ptr<VKTViewabilityManager> manager_ =
         VKTViewabilityManager::initWithView(view_, {owner_, this});
     std::shared_ptr<VKTViewabilityTrackingEventManager> tracking_;
-    std::shared_ptr<VKTPixelManager> pixels_;
-    VKTManualSerialQueue* queue_ = nullptr;
     std::string heard_;
     std::function<void()> doOnce_;
 };
@@ -279,8 +260,9 @@ TEST_F(Viewability, TrackingObeysItsDelegateInsideTheCallback) {
         EXPECT_EQ(heardIn(4), "");
         EXPECT_EQ(heardIn(1), atOnce);
         EXPECT_EQ(heardIn(8), later);
-        EXPECT_EQ(pixels_->allPixels().size(), atOnce.size() + later.size());
-        EXPECT_GE(queue_->runAll(), 3U) << "a pass is asked for each time";
+        const Texts passesAndURLs = sent();
+        EXPECT_EQ(passesAndURLs.size(), 1 + atOnce.size() + later.size());
+        EXPECT_GE(std::stoul(passesAndURLs[0]), 3U) << "a pass is asked for each time";
     }
 }
 
