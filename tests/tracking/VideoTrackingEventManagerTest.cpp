@@ -42,9 +42,7 @@ TEST_F(VideoTrackingEventManager, ProgressFiresWhatIsDueInOrderAndOnce) {
         {infinity, {"0"}},
     };
     for (const auto& [time, expected] : steps) {
-        saves = 0;
         manager->playbackProgressedToTime(time, {});
-        EXPECT_LE(saves, 1U) << time;
         EXPECT_EQ(sent(), expected) << time;
     }
     EXPECT_EQ(heard, (Texts{"start 1", "progress 1", "progress 1", "skip 1"}));
@@ -55,7 +53,9 @@ TEST_F(VideoTrackingEventManager, ProgressFiresWhatIsDueInOrderAndOnce) {
     manager = managerOf<Manager>(events);
     manager->trackVideoEvent(VKTVideoEventStart, {});
     sent();
+    saves = 0;
     manager->playbackProgressedToTime(20, {});
+    EXPECT_EQ(saves, 1U);
     EXPECT_EQ(sent(), (Texts{"1", "http://7", "http://7", "http://15"}));
     EXPECT_TRUE(manager->videoEvents().empty());
 }
