@@ -54,7 +54,8 @@ class VKTTrackingEventManager : public std::enable_shared_from_this<VKTTrackingE
                                        const VKTReplacements& variables,
                                        const VKTReplacements& additionalMacros, bool callPixelsImmediately);
 
-    /// Fires one event. Does nothing but log when it is not, or no longer, one of `events`.
+    /// Fires one event. Does nothing but log when neither it nor an equal one is, or still is, in `events`. A
+    /// consumable event leaves them by itself; only when it is not there, an equal one leaves in its place.
     void trackEventByReference(const std::shared_ptr<VKTTrackingEvent>& event,
                                const VKTReplacements& variables, const VKTReplacements& additionalMacros,
                                bool callPixelsImmediately, bool shouldCallDelegate);

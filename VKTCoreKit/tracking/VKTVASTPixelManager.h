@@ -23,14 +23,15 @@ class VKTVASTPixelManager {
     [[nodiscard]] const std::shared_ptr<VKTPixelManager>& pixelManager() const { return pixelManager_; }
     [[nodiscard]] const VKTReplacements& macros() const { return macros_; }
 
-    /// Impressions, click trackers, or any other URLs: fills the manager's macros, then the additional ones,
-    /// adds a pixel for each and has them called. A URL that cannot be filled is called as it is.
+    /// Impressions, click trackers, or any other URLs: fills the manager's macros, then the additional ones
+    /// ("ERRORCODE", "REASON" and the like), adds a pixel for each and has them called. A URL that cannot be
+    /// filled, or not within VKTEventURLLengthLimit, is called as it is.
     void callVASTPixels(const std::vector<VKTVASTURL>& pixels,
                         const VKTReplacements& additionalMacros = {}) const;
 
     /// Error pixels: the same, then the [ERRORCODE] macro (VAST 4.2, 6.3) in either form of its brackets, for
-    /// which the URL's percent-encoding is taken off. Code -1, an error that VAST has no code for, calls
-    /// nothing.
+    /// which the URL's percent-encoding is taken off; a URL that is none without it is called as it is before
+    /// that. Code -1, an error that VAST has no code for, calls nothing.
     void callVASTErrorPixels(const std::vector<VKTVASTURL>& errorPixels, std::int64_t withErrorCode) const;
 
   private:
