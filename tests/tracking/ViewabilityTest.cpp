@@ -206,18 +206,20 @@ TEST_F(Viewability, ManagerReportsTheFirstSampleAndEveryChange) {
 }
 
 TEST_F(Viewability, TrackingCountsContinuousExposureOnly) {
-    // The event's area; one digit for each tick, tenths of the view, and "-" when it is not viewable; whether
-    // 2 s of exposure are reached with the last one, not before. The first tick only sets the time base.
+    // The event's area; one digit for each tick, tenths of the view, "-" when it is not viewable, and "?"
+    // when the share is not a number; whether 2 s of exposure are reached with the last one, not before. The
+    // first tick only sets the time base.
     const std::tuple<double, std::string, bool> cases[] = {
         {0.5, "555555555", true},         {0.5, "4444444444444444", false}, {0.5, "99999999499999999", true},
         {0.5, "9999999949999999", false}, {0.5, "99999999-99999999", true}, {0, "---------", true},
-        {0.3, "333333333", true},         {0.7, "7777777777777777", false}};  // as 32 bits 0.7 is less
+        {0.3, "333333333", true},         {0.7, "7777777777777777", false},  // as 32 bits 0.7 is less
+        {0, "????????????????", false}};
     for (const auto& [area, samples, isReached] : cases) {
         makeTracking({std::make_shared<Event>("v", area, 2)});
         std::string fired;
         for (const char sample : samples) {
             EXPECT_EQ(fired, "") << samples;
-            const double share = sample == '-' ? 1 : (sample - '0') / 10.0;
+            const double share = sample == '-' ? 1 : sample == '?' ? std::nan("") : (sample - '0') / 10.0;
             tracking_->viewabilityUpdatedWithViewabilityStatus({sample != '-', share, {}});
             fired = heardIn(1);
         }
