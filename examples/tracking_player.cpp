@@ -14,14 +14,16 @@ struct PlayableAd : VKTConsumableVideoAd {
 
 struct Player : VKTVASTManagerDelegate, VKTVASTAdAdapterProtocol, VKTTrackingEventManagerDelegate {
     std::shared_ptr<VKTPixelManager> pixels = VKTPixelManager::sharedInstance();
-    std::shared_ptr<VKTVASTPixelManager> errorPixels = VKTVASTPixelManager::initWithPixelManager(pixels);
     VKTReplacements macros = VKTVASTManager::generateDefaultVASTMacrosWithAppBundleIdentifier(
         "com.example.player", std::nullopt, std::nullopt, {});
+    // Impressions, click trackers and error pixels are plain lists of URLs, outside the tracking events.
+    std::shared_ptr<VKTVASTPixelManager> vastPixels =
+        VKTVASTPixelManager::initWithPixelManager(pixels, macros);
 
     void vastManagerDidEncounterError(VKTVASTManager&, const VKTVASTError& error,
                                       const std::vector<VKTVASTURL>& errorURLs,
                                       const std::optional<std::string>&) override {
-        errorPixels->callVASTErrorPixels(errorURLs, error.VASTCode());
+        vastPixels->callVASTErrorPixels(errorURLs, error.VASTCode());
     }
     std::optional<VKTReplacements> vastManagerRequestsVASTMacros(VKTVASTManager&) override { return macros; }
     std::shared_ptr<VKTConsumableVideoAd> convertVASTAdToConsumableVideoAd(
@@ -35,30 +37,22 @@ struct Player : VKTVASTManagerDelegate, VKTVASTAdAdapterProtocol, VKTTrackingEve
     }
 };
 
-// Impressions and click trackers are plain lists of URLs, outside the tracking events.
-void addPixels(const VKTTrackingEventManager& tracking, const std::vector<VKTVASTURL>& urls) {
-    VKTPixels pixels;
-    for (const VKTVASTURL& url : urls)
-        pixels.push_back(VKTPixel::initWithUrl(tracking.finalEventURLWithURL(url.url(), {}, {})));
-    tracking.pixelManager()->addPixels(pixels);
-}
-
 void play(const std::shared_ptr<Player>& player, const VKTVASTAd& ad, const VKTVASTCreativeLinear& creative) {
     if (!creative.mostAppropriateMediaFile()) {
-        return player->errorPixels->callVASTErrorPixels(
+        return player->vastPixels->callVASTErrorPixels(
             ad.errorPixels(), VKTVASTError::VAST_LINEAR_ERROR_MEDIA_NO_VALID_FORMAT().VASTCode());
     }
     const double duration = VKTTimeUtils::timeIntervalFromVASTDuration(creative.duration().value_or(""));
     const auto tracking = VKTVideoTrackingEventManager::initWithEventFactory(
         *VKTVASTTrackingEventFactory::initWithVASTTrackingEvents(creative.trackingEvents(), duration),
         player->macros, player, player->pixels);
-    addPixels(*tracking, ad.impressions());
+    player->vastPixels->callVASTPixels(ad.impressions());
     tracking->trackVideoEvent(VKTVideoEventCreativeView, {});
     tracking->trackVideoEvent(VKTVideoEventLoaded, {});
     for (double position = 0; position <= duration; position += 0.25)
         tracking->playbackProgressedToTime(position, {});
     tracking->playbackProgressedToTime(duration, {});  // the last position need not be a whole step
-    addPixels(*tracking, creative.clickTracking());
+    player->vastPixels->callVASTPixels(creative.clickTracking());
     tracking->trackVideoEvent(VKTVideoEventClick, {});
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "VKTCoreKit/core/VKTUtils.h"
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -12,6 +13,7 @@ namespace {
 
 constexpr double invalidTime = -1.0;
 constexpr std::size_t millisecondDigits = 3;
+constexpr std::int64_t millisecondsPerSecond = 1000;
 
 bool isField(std::string_view text, std::size_t maximumLength) {
     return text.size() <= maximumLength && VKTUtils::stringIsDigitsOnly(text);
@@ -53,8 +55,10 @@ double VKTTimeUtils::timeIntervalFromPercentVASTDuration(std::string_view string
 }
 
 double VKTTimeUtils::timeIntervalFromPercentage(double percentage, double totalTime) {
-    const bool isValid = percentage >= 0 && percentage <= 100 && totalTime > 0;
-    return isValid ? percentage * totalTime / 100 : invalidTime;
+    const bool isValid = percentage >= 0 && percentage <= 100 && totalTime > 0 && std::isfinite(totalTime);
+    if (!isValid) return invalidTime;
+    if (percentage == 100) return totalTime;  // rounding would miss it
+    return std::min(percentage * totalTime / 100, totalTime);
 }
 
 double VKTTimeUtils::timeIntervalWithHours(std::string_view hours, std::string_view minutes,
@@ -70,7 +74,8 @@ double VKTTimeUtils::timeIntervalWithHours(std::string_view hours, std::string_v
     padded.resize(millisecondDigits, '0');
     const std::int64_t thousandths = vkt_integerValue(padded);
     if (thousandths < 0) return invalidTime;
-    return static_cast<double>(total) + static_cast<double>(thousandths) / 1000;
+    // One division of whole numbers is rounded once, so the nearest number to the text is what comes out.
+    return static_cast<double>(total * millisecondsPerSecond + thousandths) / millisecondsPerSecond;
 }
 
 VKTOffsetType VKTTimeUtils::offsetTypeFromString(std::string_view string) {

@@ -29,14 +29,15 @@ struct VKTHoursMinutesSeconds {
 class VKTTimeUtils {
   public:
     /// Reads "HH:MM:SS.mmm"; hours, minutes and the fraction may be missing, fields may have one digit. Each
-    /// of hours, minutes and seconds is below 60. -1.0 for anything else, surrounding blanks included.
+    /// of hours, minutes and seconds is below 60. -1.0 for anything else, surrounding blanks included. The
+    /// number that is nearest to the text, so equal times are equal numbers.
     static double timeIntervalFromVASTDuration(std::string_view string);
 
     /// Reads "N%", N made of digits only and at most 100. -1.0 for anything else.
     static double percentageFromPercentVASTDuration(std::string_view string);
 
-    /// The share of `totalTime` seconds; -1.0 when the percentage is out of 0 to 100 or the total not
-    /// positive.
+    /// The share of `totalTime` seconds, never above the total; 100 % is the total itself. -1.0 when the
+    /// percentage is out of 0 to 100, or the total is not positive or not finite.
     static double timeIntervalFromPercentVASTDuration(std::string_view string, double totalTime);
     static double timeIntervalFromPercentage(double percentage, double totalTime);
 

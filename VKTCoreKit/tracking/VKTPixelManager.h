@@ -48,10 +48,11 @@ class VKTPixelManager {
     [[nodiscard]] const std::shared_ptr<VKTPixelStore>& pixelStore() const;
     [[nodiscard]] const std::shared_ptr<VKTURLSession>& urlSession() const;
 
-    /// Adds to the store and saves it, unless the pixel's ID is there.
+    /// Adds to the store and saves it, unless the pixel's ID is there. It does not send: the next pass does,
+    /// which `callPixels` starts, and which `VKTVASTPixelManager` starts for the URLs that it adds.
     void addPixel(const std::shared_ptr<VKTPixel>& pixel) const;
 
-    /// Adds each; saves once, if any was added.
+    /// Adds each; saves once, if any was added. It does not send either.
     void addPixels(const VKTPixels& pixels) const;
 
     /// One sending pass, after those asked for before. Returns at once.

@@ -48,8 +48,9 @@ class VKTVASTTrackingEventFactory : public VKTTrackingEventFactory {
   public:
     using VASTTrackingEvents = std::vector<std::shared_ptr<VKTVASTTrackingEvent>>;
 
-    /// `contentTotalTime` is in seconds; 0 or less when it is not known. Sets the offsets of the events
-    /// themselves, which the ad shares: one tracking manager at a time for one creative.
+    /// `contentTotalTime` is in seconds; it is not known when it is 0 or less or not finite. Sets the offsets
+    /// of the events themselves, which the ad shares: make the tracking manager, which keeps them as they are
+    /// then, before another factory over the same events.
     static std::shared_ptr<VKTVASTTrackingEventFactory> initWithVASTTrackingEvents(
         const VASTTrackingEvents& vastTrackingEvents, double contentTotalTime);
 

@@ -1,32 +1,36 @@
 #include "VKTCoreKit/tracking/VKTTrackingEventList.h"
 
-#include <algorithm>
-#include <utility>
-
 VKTTrackingEventList::VKTTrackingEventList(const VKTTrackingEvents& events) {
     for (const auto& event : events)
         append(event);
 }
 
 void VKTTrackingEventList::append(std::shared_ptr<VKTTrackingEvent> event) {
-    const std::size_t hash = event->hash();
-    placesByHash_.emplace(hash, events_.insert(events_.end(), std::move(event)));
+    const Key key{event->hash(), event.get()};
+    places_.emplace(key, events_.insert(events_.end(), std::move(event)));
 }
 
 bool VKTTrackingEventList::contains(const VKTTrackingEvent& event) const {
-    const auto [begin, end] = placesByHash_.equal_range(event.hash());
-    return std::any_of(begin, end, [&](const auto& entry) { return (*entry.second)->isEqual(event); });
+    return find(event) != places_.end();
 }
 
 void VKTTrackingEventList::remove(const VKTTrackingEvent& event) {
     List removed;  // the list may have been the last to hold the event that is asked for
-    auto [place, end] = placesByHash_.equal_range(event.hash());
-    while (place != end) {
-        if ((*place->second)->isEqual(event)) {
-            removed.splice(removed.end(), events_, place->second);
-            place = placesByHash_.erase(place);
-        } else {
-            ++place;
-        }
+    const auto found = find(event);
+    if (found == places_.end()) return;
+    const auto [begin, end] = places_.equal_range(found->first);
+    for (auto place = begin; place != end; ++place)
+        removed.splice(removed.end(), events_, place->second);
+    places_.erase(begin, end);
+}
+
+VKTTrackingEventList::Places::const_iterator VKTTrackingEventList::find(const VKTTrackingEvent& event) const {
+    const std::size_t hash = event.hash();
+    const auto itself = places_.find({hash, &event});
+    if (itself != places_.end()) return itself;
+    auto place = places_.lower_bound({hash, nullptr});
+    for (; place != places_.end() && place->first.first == hash; ++place) {
+        if ((*place->second)->isEqual(event)) return place;
     }
+    return places_.end();
 }

@@ -3,13 +3,15 @@
 
 #include <cstddef>
 #include <list>
+#include <map>
 #include <memory>
-#include <unordered_map>
+#include <utility>
 
 #include "VKTCoreKit/tracking/VKTTrackingEventFactory.h"
 
-/// An ordered list of events, none null. Equal means the event's own `isEqual`. Adding, finding and removing
-/// cost the same however many there are. Main thread only.
+/// An ordered list of events, none null. An event is found by itself, else by an equal one (the event's own
+/// `isEqual`). Two equal events are two elements: each stands for a pixel of its own. Adding, finding and
+/// removing cost the logarithm of the number of events, however many of them are equal. Main thread only.
 class VKTTrackingEventList {
   public:
     using List = std::list<std::shared_ptr<VKTTrackingEvent>>;
@@ -20,9 +22,11 @@ class VKTTrackingEventList {
     VKTTrackingEventList& operator=(const VKTTrackingEventList&) = delete;
 
     void append(std::shared_ptr<VKTTrackingEvent> event);
+
+    /// Whether the event, or one that is equal to it, is in the list.
     [[nodiscard]] bool contains(const VKTTrackingEvent& event) const;
 
-    /// Removes every element that is equal to the event.
+    /// Removes the event itself, from each place where it stands; when it is not there, one that is equal.
     void remove(const VKTTrackingEvent& event);
 
     [[nodiscard]] bool empty() const { return events_.empty(); }
@@ -32,6 +36,12 @@ class VKTTrackingEventList {
     [[nodiscard]] List::const_iterator end() const { return events_.end(); }
 
   private:
+    // By hash, then by identity: beside an event stand those that may be equal to it.
+    using Key = std::pair<std::size_t, const VKTTrackingEvent*>;
+    using Places = std::multimap<Key, List::iterator>;
+
+    [[nodiscard]] Places::const_iterator find(const VKTTrackingEvent& event) const;
+
     List events_;
-    std::unordered_multimap<std::size_t, List::iterator> placesByHash_;
+    Places places_;
 };

@@ -1,56 +1,19 @@
 #include "VKTCoreKit/tracking/VKTTrackingEventManager.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <utility>
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/tracking/VKTMainThread.h"
 
 namespace {
-
-// A list of events that two threads change loses pixels or sends them twice, and nobody would notice.
-void requireMainThread(const char* operation) {
-    if (VKTPlatform::current().mainRunLoop->isCurrentThread()) return;
-    std::fprintf(stderr,
-                 "VKTCoreKit: %s was called off the main thread; post the call to the main run loop "
-                 "(VKTPlatform::current().mainRunLoop->post).\n",
-                 operation);
-    std::abort();
-}
-
-std::size_t occurrences(std::string_view text, std::string_view pattern) {
-    std::size_t count = 0;
-    for (auto found = text.find(pattern); found != std::string_view::npos;
-         found = text.find(pattern, found + pattern.size()))
-        ++count;
-    return count;
-}
-
-// False, and the text as it was, when the result would be too long.
-bool replaceWithinLimit(std::string& text, std::string_view pattern, std::string_view replacement) {
-    const std::size_t count = pattern.empty() ? 0 : occurrences(text, pattern);
-    if (count == 0) return true;
-    if (text.size() - count * pattern.size() + count * replacement.size() > VKTEventURLLengthLimit)
-        return false;
-    text = vkt_replacingOccurrences(text, pattern, replacement);
-    return true;
-}
-
-bool replaceMacros(std::string& text, const VKTReplacements& macros) {
-    for (const auto& [name, value] : macros) {
-        if (!replaceWithinLimit(text, "%5B" + name + "%5D", value)) return false;
-    }
-    return true;
-}
 
 bool replaceVariable(std::string& text, std::string_view variable, std::string_view value) {
     const auto replacement = VKTTrackingEventManager::replacedVariable(variable, value);
     return !replacement ||
-           replaceWithinLimit(text, VKTTrackingEventManager::plainVariableFromVariable(variable),
-                              *replacement);
+           vkt_replaceWithinLimit(text, VKTTrackingEventManager::plainVariableFromVariable(variable),
+                                  *replacement);
 }
 
 }  // namespace
@@ -75,7 +38,7 @@ VKTTrackingEventManager::VKTTrackingEventManager(
 
 bool VKTTrackingEventManager::trackEvent(std::string_view eventName, const VKTReplacements& variables,
                                          const VKTReplacements& additionalMacros) {
-    requireMainThread("trackEvent");
+    vkt_requireMainThread("trackEvent");
     const auto self = shared_from_this();  // the delegate may let go of it
     const std::string name(eventName);
     VKTTrackingEvents selection;
@@ -104,7 +67,7 @@ void VKTTrackingEventManager::trackEventByReference(const std::shared_ptr<VKTTra
                                                     const VKTReplacements& variables,
                                                     const VKTReplacements& additionalMacros,
                                                     bool callPixelsImmediately, bool shouldCallDelegate) {
-    requireMainThread("trackEventByReference");
+    vkt_requireMainThread("trackEventByReference");
     if (!events_.contains(*event)) {
         VKTLog::sharedInstance()->logDebugWithFormat(
             "Event tracking cancelled because the event was not contained in the events array: '%@'!",
@@ -141,18 +104,14 @@ VKTURL VKTTrackingEventManager::finalEventURLWithURL(const VKTURL& url, const VK
     macroSet.insert(additionalMacros.begin(), additionalMacros.end());
     const auto withMacros = eventURLWithMacrosReplacedFromTemplateURL(url, macroSet);
     if (!withMacros) {
-        VKTLog::sharedInstance()->logDebugWithFormat(
-            "Replacing macros in URL '%@' has resulted in a invalid URL! Using the original URL instead.",
-            url.absoluteString());
+        vkt_logInvalidReplacement("macros", url);
         return url;
     }
     VKTReplacements variableSet = variablesForURL(url);
     variableSet.insert(variables.begin(), variables.end());
     auto withVariables = eventURLWithKorvoVariablesReplacedFromTemplateURL(*withMacros, variableSet);
     if (!withVariables) {
-        VKTLog::sharedInstance()->logDebugWithFormat(
-            "Replacing variables in URL '%@' has resulted in a invalid URL! Using the original URL instead.",
-            url.absoluteString());
+        vkt_logInvalidReplacement("variables", url);
         return url;
     }
     return *std::move(withVariables);
@@ -160,9 +119,7 @@ VKTURL VKTTrackingEventManager::finalEventURLWithURL(const VKTURL& url, const VK
 
 std::optional<VKTURL> VKTTrackingEventManager::eventURLWithMacrosReplacedFromTemplateURL(
     const VKTURL& url, const VKTReplacements& additionalMacros) const {
-    std::string text = url.absoluteString();
-    if (!replaceMacros(text, macros_) || !replaceMacros(text, additionalMacros)) return std::nullopt;
-    return VKTURL::URLWithString(text);
+    return vkt_URLByReplacingMacros(url, macros_, additionalMacros);
 }
 
 std::optional<VKTURL> VKTTrackingEventManager::eventURLWithKorvoVariablesReplacedFromTemplateURL(

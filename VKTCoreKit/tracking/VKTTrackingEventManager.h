@@ -2,23 +2,17 @@
 #pragma once
 
 #include <cstddef>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/tracking/VKTEventURL.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 #include "VKTCoreKit/tracking/VKTTrackingEventFactory.h"
 #include "VKTCoreKit/tracking/VKTTrackingEventList.h"
 
 class VKTTrackingEventManager;
-
-/// Macro or variable names and their values. Walked in byte order of the names.
-using VKTReplacements = std::map<std::string, std::string>;
-
-/// Longest URL that replacing may yield, in bytes; a longer one counts as invalid.
-inline constexpr std::size_t VKTEventURLLengthLimit = std::size_t{1024} * 1024;
 
 /// Hears, on the main thread and before the tracking call returns, what was tracked. It may call the manager
 /// back, or let go of it.
@@ -60,7 +54,8 @@ class VKTTrackingEventManager : public std::enable_shared_from_this<VKTTrackingE
                                        const VKTReplacements& variables,
                                        const VKTReplacements& additionalMacros, bool callPixelsImmediately);
 
-    /// Fires one event. Does nothing but log when it is not, or no longer, one of `events`.
+    /// Fires one event. Does nothing but log when neither it nor an equal one is, or still is, in `events`. A
+    /// consumable event leaves them by itself; only when it is not there, an equal one leaves in its place.
     void trackEventByReference(const std::shared_ptr<VKTTrackingEvent>& event,
                                const VKTReplacements& variables, const VKTReplacements& additionalMacros,
                                bool callPixelsImmediately, bool shouldCallDelegate);

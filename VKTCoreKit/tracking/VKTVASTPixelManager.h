@@ -1,29 +1,46 @@
-// Error pixels of VAST documents.
+// The pixels that a VAST document lists as plain URLs: impressions, click trackers, error pixels.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
+#include "VKTCoreKit/tracking/VKTEventURL.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 #include "VKTCoreKit/vast/VKTVASTURL.h"
 
+/// Fills URLs of a document and has them called at once: each list is one change of the store and one pass.
+///
 /// Any thread. Holds its pixel manager.
 class VKTVASTPixelManager {
   public:
-    /// The pixel manager must not be null.
+    /// The pixel manager must not be null. The macros go into every URL, as `VKTTrackingEventManager` fills
+    /// its own: give both the same.
     static std::shared_ptr<VKTVASTPixelManager> initWithPixelManager(
-        std::shared_ptr<VKTPixelManager> pixelManager);
+        std::shared_ptr<VKTPixelManager> pixelManager, VKTReplacements macros = {});
 
     [[nodiscard]] const std::shared_ptr<VKTPixelManager>& pixelManager() const { return pixelManager_; }
+    [[nodiscard]] const VKTReplacements& macros() const { return macros_; }
 
-    /// Fills the [ERRORCODE] macro (VAST 4.2, 6.3) of each URL and has them called. Code -1, an error that
-    /// VAST has no code for, calls nothing.
+    /// Impressions, click trackers, or any other URLs: fills the manager's macros, then the additional ones
+    /// ("ERRORCODE", "REASON" and the like), adds a pixel for each and has them called. A URL that cannot be
+    /// filled, or not within VKTEventURLLengthLimit, is called as it is.
+    void callVASTPixels(const std::vector<VKTVASTURL>& pixels,
+                        const VKTReplacements& additionalMacros = {}) const;
+
+    /// Error pixels: the same, then the [ERRORCODE] macro (VAST 4.2, 6.3) in either form of its brackets, for
+    /// which the URL's percent-encoding is taken off; a URL that is none without it is called as it is before
+    /// that. Code -1, an error that VAST has no code for, calls nothing.
     void callVASTErrorPixels(const std::vector<VKTVASTURL>& errorPixels, std::int64_t withErrorCode) const;
 
   private:
-    explicit VKTVASTPixelManager(std::shared_ptr<VKTPixelManager> pixelManager)
-        : pixelManager_(std::move(pixelManager)) {}
+    VKTVASTPixelManager(std::shared_ptr<VKTPixelManager> pixelManager, VKTReplacements macros)
+        : pixelManager_(std::move(pixelManager)), macros_(std::move(macros)) {}
+
+    [[nodiscard]] VKTURL filledURL(const VKTVASTURL& pixel, const VKTReplacements& additionalMacros) const;
+    void callURLs(const std::vector<VKTURL>& urls) const;
 
     const std::shared_ptr<VKTPixelManager> pixelManager_;
+    const VKTReplacements macros_;
 };

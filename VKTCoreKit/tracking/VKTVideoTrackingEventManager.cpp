@@ -4,6 +4,9 @@
 #include <array>
 #include <string_view>
 #include <utility>
+#include <vector>
+
+#include "VKTCoreKit/tracking/VKTMainThread.h"
 
 namespace {
 
@@ -32,30 +35,39 @@ std::shared_ptr<VKTVideoTrackingEventManager> VKTVideoTrackingEventManager::init
 }
 
 void VKTVideoTrackingEventManager::initializeVideoTrackingEventTable() {
-    std::vector<std::shared_ptr<VKTVideoTrackingEvent>> timed;
+    std::vector<std::pair<double, std::shared_ptr<VKTTrackingEvent>>> timed;
     for (const auto& event : events()) {
-        auto videoEvent = std::dynamic_pointer_cast<VKTVideoTrackingEvent>(event);
-        if (videoEvent && videoEvent->eventOffset() >= 0) timed.push_back(std::move(videoEvent));
+        const auto* videoEvent = dynamic_cast<const VKTVideoTrackingEvent*>(event.get());
+        const double offset = videoEvent == nullptr ? -1 : videoEvent->eventOffset();
+        if (offset >= 0) timed.emplace_back(offset, event);
     }
-    std::stable_sort(timed.begin(), timed.end(), [](const auto& left, const auto& right) {
-        return left->eventOffset() < right->eventOffset();
-    });
-    for (auto& event : timed)
+    std::stable_sort(timed.begin(), timed.end(),
+                     [](const auto& left, const auto& right) { return left.first < right.first; });
+    for (auto& [offset, event] : timed) {
+        offsets_.emplace(event.get(), offset);
         videoEvents_.append(std::move(event));
+    }
+    updateNextOffset();
 }
 
 void VKTVideoTrackingEventManager::trackVideoEvent(VKTVideoEvent videoEvent, const VKTReplacements& variables,
                                                    const VKTReplacements& additionalMacros) {
+    vkt_requireMainThread("trackVideoEvent");
     if (videoEvent < eventNames.size()) trackEvent(eventNames.at(videoEvent), variables, additionalMacros);
 }
 
 void VKTVideoTrackingEventManager::playbackProgressedToTime(double time, const VKTReplacements& withVariables,
                                                             const VKTReplacements& additionalMacros) {
-    if (!isEventDueAtTime(time)) return;
+    vkt_requireMainThread("playbackProgressedToTime");
+    if (isEventDueAtTime(time)) trackEventsDueAtTime(time, withVariables, additionalMacros);
+}
+
+void VKTVideoTrackingEventManager::trackEventsDueAtTime(double time, const VKTReplacements& variables,
+                                                        const VKTReplacements& additionalMacros) {
     const auto self = shared_from_this();  // the delegate may let go of it
     beginWalk();
     while (isEventDueAtTime(time))
-        trackEventByReference(videoEvents_.front(), withVariables, additionalMacros, false);
+        trackEventByReference(videoEvents_.front(), variables, additionalMacros, false);
     endWalk();
 }
 
@@ -63,15 +75,15 @@ void VKTVideoTrackingEventManager::trackEventByReference(const std::shared_ptr<V
                                                          const VKTReplacements& variables,
                                                          const VKTReplacements& additionalMacros,
                                                          bool callPixelsImmediately) {
+    vkt_requireMainThread("trackEventByReference");
     // The caller's reference may be into the table.
     const auto fired = event;  // NOLINT(performance-unnecessary-copy-initialization)
     // Before the delegate hears of it: one that reports progress must not fire it again.
     videoEvents_.remove(*fired);
+    updateNextOffset();
     VKTTrackingEventManager::trackEventByReference(fired, variables, additionalMacros, callPixelsImmediately);
 }
 
-bool VKTVideoTrackingEventManager::isEventDueAtTime(double time) const {
-    // Only events of this type are in the table.
-    return !videoEvents_.empty() &&
-           static_cast<const VKTVideoTrackingEvent&>(*videoEvents_.front()).eventOffset() <= time;
+void VKTVideoTrackingEventManager::updateNextOffset() {
+    nextOffset_ = videoEvents_.empty() ? neverDue : offsets_.find(videoEvents_.front().get())->second;
 }

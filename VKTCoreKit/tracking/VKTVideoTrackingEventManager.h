@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
+#include <unordered_map>
 
 #include "VKTCoreKit/tracking/VKTTrackingEventManager.h"
 
@@ -32,8 +34,9 @@ enum VKTVideoEvent : std::uint32_t {
     VKTVideoEventFirstSecond = 21,
 };
 
-/// Also fires events by playback position, each at most once, consumable or not. A replay needs a new
-/// manager. Main thread only; lifetimes as in the base class.
+/// Also fires events by playback position, each at most once, consumable or not. The offsets are those that
+/// the events have when the manager is made, whatever becomes of them later. A replay needs a new manager.
+/// Main thread only; lifetimes as in the base class.
 class VKTVideoTrackingEventManager : public VKTTrackingEventManager {
   public:
     /// Without a pixel manager, the shared one.
@@ -47,8 +50,8 @@ class VKTVideoTrackingEventManager : public VKTTrackingEventManager {
                          const VKTReplacements& additionalMacros = {});
 
     /// Fires, in the order of their offsets, the events due at `time` seconds or before that have not fired
-    /// by time yet, and has the pixels called once; the delegate hears of each. Nothing due costs a
-    /// comparison.
+    /// by time yet, and has the pixels called once; the delegate hears of each. A time that is negative or
+    /// not a number fires nothing, infinity fires all. Nothing due costs a comparison.
     void playbackProgressedToTime(double time, const VKTReplacements& withVariables,
                                   const VKTReplacements& additionalMacros = {});
 
@@ -59,8 +62,8 @@ class VKTVideoTrackingEventManager : public VKTTrackingEventManager {
                                const VKTReplacements& variables, const VKTReplacements& additionalMacros,
                                bool callPixelsImmediately) override;
 
-    /// The events still to fire by time, `VKTVideoTrackingEvent`s all of them, by ascending offset; equal
-    /// offsets in the order of `events`.
+    /// The events still to fire by time, `VKTVideoTrackingEvent`s all of them, by ascending offset as it was
+    /// when the manager was made; equal offsets in the order of `events`.
     [[nodiscard]] const VKTTrackingEventList& videoEvents() const { return videoEvents_; }
 
   protected:
@@ -70,7 +73,14 @@ class VKTVideoTrackingEventManager : public VKTTrackingEventManager {
     void initializeVideoTrackingEventTable();
 
   private:
-    [[nodiscard]] bool isEventDueAtTime(double time) const;
+    [[nodiscard]] bool isEventDueAtTime(double time) const { return nextOffset_ <= time; }
+    void trackEventsDueAtTime(double time, const VKTReplacements& variables,
+                              const VKTReplacements& additionalMacros);
+    void updateNextOffset();
+
+    static constexpr double neverDue = std::numeric_limits<double>::quiet_NaN();  // not even at infinity
 
     VKTTrackingEventList videoEvents_;
+    std::unordered_map<const VKTTrackingEvent*, double> offsets_;  // of the events of the table, and before
+    double nextOffset_ = neverDue;                                 // of the first event of the table
 };

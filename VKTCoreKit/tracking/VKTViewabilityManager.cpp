@@ -1,9 +1,26 @@
 #include "VKTCoreKit/tracking/VKTViewabilityManager.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/tracking/VKTMainThread.h"
+
+namespace {
+
+bool isFinite(const VKTRect& rect) {
+    return std::isfinite(rect.x) && std::isfinite(rect.y) && std::isfinite(rect.width) &&
+           std::isfinite(rect.height) && std::isfinite(rect.area());
+}
+
+// From 0 to 1; 0 for a view without area, and where a coordinate or the area is not finite.
+double shareInside(const VKTRect& placed, const VKTRect& window) {
+    if (!isFinite(placed) || !isFinite(window) || placed.area() <= 0) return 0;
+    return std::min(window.intersection(placed).area() / placed.area(), 1.0);  // rounding may go beyond
+}
+
+}  // namespace
 
 std::shared_ptr<VKTViewabilityManager> VKTViewabilityManager::initWithView(
     const std::shared_ptr<const VKTView>& view,
@@ -12,12 +29,19 @@ std::shared_ptr<VKTViewabilityManager> VKTViewabilityManager::initWithView(
 }
 
 void VKTViewabilityManager::startViewabilityTracking() {
+    vkt_requireMainThread("startViewabilityTracking");
     lastViewabilityStatus_.reset();
     ++starts_;
     timer_.start(shared_from_this());
 }
 
+void VKTViewabilityManager::stopViewabilityTracking() {
+    vkt_requireMainThread("stopViewabilityTracking");
+    timer_.stop();
+}
+
 VKTViewabilityStatus VKTViewabilityManager::viewabilityStatus() const {
+    vkt_requireMainThread("viewabilityStatus");
     const auto view = view_.lock();
     const auto window = view ? parentWindowForView(*view) : nullptr;
     if (!window) return {};
@@ -26,6 +50,7 @@ VKTViewabilityStatus VKTViewabilityManager::viewabilityStatus() const {
 }
 
 bool VKTViewabilityManager::isViewViewable() const {
+    vkt_requireMainThread("isViewViewable");
     const auto view = view_.lock();
     return view && isApplicationViewable() && isIndividualViewVisible(*view) &&
            isCompleteViewHierarchyVisible(*view);
@@ -42,11 +67,11 @@ VKTViewabilityManagerViewStatus VKTViewabilityManager::viewStatusWithView(const 
     const VKTRect window = referenceView.bounds();
     const VKTPoint origin = view.convertPointToView({bounds.x, bounds.y}, referenceView);
     const VKTRect placed{origin.x, origin.y, frame.width, frame.height};
-    const VKTRect inside = window.intersection(placed);
-    const VKTRect together = window.unionWith(placed);
-    const double percentage = frame.area() > 0 ? inside.area() / frame.area() : 0;
+    const double percentage = shareInside(placed, window);
     if (percentage < std::numeric_limits<double>::epsilon())
         return {percentage, VKTRect::null(), VKTRect::null(), VKTRect::null()};
+    const VKTRect inside = window.intersection(placed);
+    const VKTRect together = window.unionWith(placed);
     return {percentage,
             inside,
             together,
@@ -73,6 +98,7 @@ std::shared_ptr<VKTView> VKTViewabilityManager::parentWindowForView(const VKTVie
 }
 
 void VKTViewabilityManager::timerFired(VKTTimer& /*timer*/) {
+    vkt_requireMainThread("timerFired");
     const auto self = shared_from_this();  // the delegate may let go of it
     const std::size_t startsBefore = starts_;
     const auto status = viewabilityStatus();

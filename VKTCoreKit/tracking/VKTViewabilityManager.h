@@ -11,7 +11,9 @@
 
 /// How a view lies in its window. All rectangles are null when (next to) nothing of it is inside.
 struct VKTViewabilityManagerViewStatus {
-    double percentage = 0;  ///< the share of the view's area inside, from 0 to 1; 0 for a view without area
+    /// The share of the view's area inside, from 0 to 1; 0 for a view without area, and when the view's
+    /// frame, its area, the place where it stands or the window is infinite or not a number.
+    double percentage = 0;
     VKTRect intersectionRect;  ///< the part inside, in the window's coordinates
     VKTRect unionRect;         ///< what window and view cover together, in the window's coordinates
     VKTRect viewableRect;      ///< the part inside, in the view's coordinates, in whole points
@@ -34,8 +36,8 @@ class VKTViewabilityManagerDelegate {
 /// Samples one view's geometry four times a second and tells its delegate of every change; the first sample
 /// after a start always counts as one.
 ///
-/// Main thread only. Holds view and delegate weakly; a view that is gone is not viewable. Stop it before
-/// letting go of it.
+/// Main thread only: starting, stopping or sampling on another one ends the process with a message. Holds
+/// view and delegate weakly; a view that is gone is not viewable. Stop it before letting go of it.
 class VKTViewabilityManager : public VKTTimerDelegate,
                               public std::enable_shared_from_this<VKTViewabilityManager> {
   public:
@@ -44,7 +46,7 @@ class VKTViewabilityManager : public VKTTimerDelegate,
         const std::shared_ptr<VKTViewabilityManagerDelegate>& delegate);
 
     void startViewabilityTracking();
-    void stopViewabilityTracking() { timer_.stop(); }
+    void stopViewabilityTracking();
 
     /// A fresh sample.
     [[nodiscard]] VKTViewabilityStatus viewabilityStatus() const;

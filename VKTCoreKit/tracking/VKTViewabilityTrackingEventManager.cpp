@@ -7,6 +7,7 @@
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/core/VKTRandom.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/tracking/VKTMainThread.h"
 
 namespace {
 
@@ -38,10 +39,15 @@ VKTViewabilityTrackingEventManager::VKTViewabilityTrackingEventManager(
     const std::shared_ptr<VKTTrackingEventManagerDelegate>& delegate,
     std::shared_ptr<VKTPixelManager> pixelManager)
     : VKTTrackingEventManager(eventFactory, std::move(macros), delegate, std::move(pixelManager)) {
-    initializeViewabilityTrackingEventTable();
+    makeProgressions();
 }
 
 void VKTViewabilityTrackingEventManager::initializeViewabilityTrackingEventTable() {
+    vkt_requireMainThread("initializeViewabilityTrackingEventTable");
+    makeProgressions();
+}
+
+void VKTViewabilityTrackingEventManager::makeProgressions() {
     eventProgressionItems_.clear();
     for (const auto& event : events()) {
         if (auto viewabilityEvent = std::dynamic_pointer_cast<VKTViewabilityTrackingEvent>(event))
@@ -50,11 +56,18 @@ void VKTViewabilityTrackingEventManager::initializeViewabilityTrackingEventTable
 }
 
 void VKTViewabilityTrackingEventManager::startViewabilityTracking() {
+    vkt_requireMainThread("startViewabilityTracking");
     previousTimestamp_ = noTimestamp;
     timer_.start({shared_from_this(), this});
 }
 
+void VKTViewabilityTrackingEventManager::stopViewabilityTracking() {
+    vkt_requireMainThread("stopViewabilityTracking");
+    timer_.stop();
+}
+
 void VKTViewabilityTrackingEventManager::resetViewabilityTracking() {
+    vkt_requireMainThread("resetViewabilityTracking");
     previousTimestamp_ = noTimestamp;
     ++resets_;
     for (const auto& progression : eventProgressionItems_)
@@ -62,28 +75,33 @@ void VKTViewabilityTrackingEventManager::resetViewabilityTracking() {
 }
 
 void VKTViewabilityTrackingEventManager::viewabilityUpdated(bool viewable, double withPercentage) {
+    vkt_requireMainThread("viewabilityUpdated");
     currentViewableStatus_ = viewable;
     currentPercentage_ = static_cast<float>(withPercentage);
 }
 
 void VKTViewabilityTrackingEventManager::viewabilityUpdatedWithViewabilityStatus(
     const VKTViewabilityStatus& status) {
+    vkt_requireMainThread("viewabilityUpdatedWithViewabilityStatus");
     currentViewableStatus_ = status.isViewable();
     currentPercentage_ = status.percentage;
 }
 
 void VKTViewabilityTrackingEventManager::timerFired(VKTTimer& /*timer*/) {
+    vkt_requireMainThread("timerFired");
     if (!currentViewableStatus_ || !currentPercentage_) return;
     fireOrPostponeViewabilityPixels(static_cast<float>(*currentPercentage_), *currentViewableStatus_);
 }
 
 double VKTViewabilityTrackingEventManager::timestampInterval() {
+    vkt_requireMainThread("timestampInterval");
     const double now = VKTTimeInterval(VKTPlatform::current().clock->now().time_since_epoch()).count();
     const double previous = std::exchange(previousTimestamp_, now);
     return previous == noTimestamp ? noTimestamp : now - previous;
 }
 
 void VKTViewabilityTrackingEventManager::fireOrPostponeViewabilityPixels(double percentage, bool viewable) {
+    vkt_requireMainThread("fireOrPostponeViewabilityPixels");
     const double interval = timestampInterval();
     if (interval == noTimestamp) return;
     const auto self = shared_from_this();        // the delegate may let go of it,
@@ -96,6 +114,7 @@ void VKTViewabilityTrackingEventManager::fireOrPostponeViewabilityPixels(double 
 void VKTViewabilityTrackingEventManager::updatePixelVisibilityStatus(
     const std::shared_ptr<EventProgression>& progression, double percentageOfVisibility,
     double timestampInterval) {
+    vkt_requireMainThread("updatePixelVisibilityStatus");
     const bool isSeen = percentageOfVisibility >= progression->area();
     progression->setCurrentDuration(isSeen ? progression->currentDuration() + timestampInterval : 0);
     const bool isDue = isSeen && progression->currentDuration() >= progression->duration();

@@ -50,8 +50,8 @@ class VKTViewabilityTrackingEventManagerEventProgression {
 /// without a break. Its owner passes on what a `VKTViewabilityManager` reports; the time is taken from the
 /// wall clock between the ticks of a timer of its own, four times a second.
 ///
-/// Main thread only. The delegate may track, stop, reset or let go of the manager inside its callback. Stop
-/// it before letting go of it.
+/// Main thread only, as the base class. The delegate may track, stop, reset or let go of the manager inside
+/// its callback. Stop it before letting go of it.
 class VKTViewabilityTrackingEventManager : public VKTTrackingEventManager, public VKTTimerDelegate {
   public:
     using EventProgression = VKTViewabilityTrackingEventManagerEventProgression;
@@ -67,12 +67,13 @@ class VKTViewabilityTrackingEventManager : public VKTTrackingEventManager, publi
     void startViewabilityTracking();
 
     /// What has been seen so far stays counted.
-    void stopViewabilityTracking() { timer_.stop(); }
+    void stopViewabilityTracking();
 
     /// Begins anew with what has not fired.
     void resetViewabilityTracking();
 
-    /// What is seen from now on. Until the first of these no time counts.
+    /// What is seen from now on. Until the first of these no time counts. A share that is not a number is
+    /// less than every area.
     void viewabilityUpdated(bool viewable, double withPercentage);  ///< kept as a 32-bit number
     void viewabilityUpdatedWithViewabilityStatus(const VKTViewabilityStatus& status);
 
@@ -114,6 +115,7 @@ class VKTViewabilityTrackingEventManager : public VKTTrackingEventManager, publi
     }
 
   private:
+    void makeProgressions();
     bool removeProgression(const EventProgression& progression);
 
     VKTViewabilityTimer timer_;

@@ -2,6 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
 #include "VKTCoreKit/core/VKTLogDefaultOutput.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
@@ -39,8 +45,40 @@ TEST(TimeUtils, Percentages) {
     EXPECT_DOUBLE_EQ(VKTTimeUtils::percentageFromPercentVASTDuration(std::string(500, '9') + "%"), -1);
     EXPECT_DOUBLE_EQ(VKTTimeUtils::timeIntervalFromPercentVASTDuration("25%", 30), 7.5);
     EXPECT_DOUBLE_EQ(VKTTimeUtils::timeIntervalFromPercentVASTDuration("bad", 30), -1);
-    EXPECT_DOUBLE_EQ(VKTTimeUtils::timeIntervalFromPercentage(50, 0), -1);
-    EXPECT_DOUBLE_EQ(VKTTimeUtils::timeIntervalFromPercentage(100.5, 10), -1);
+}
+
+// Every millisecond of five minutes: of the first hour, and of the last one that a time code can name.
+TEST(TimeUtils, TimeCodesAreTheNearestNumbersAndNoShareIsAboveItsTotal) {
+    for (const int hour : {0, 59}) {
+        for (int millisecond = 0; millisecond < 300'000; ++millisecond) {
+            const int seconds = millisecond / 1000;
+            std::array<char, 16> text{};
+            std::snprintf(text.data(), text.size(), "%02d:%02d:%02d.%03d", hour, seconds / 60, seconds % 60,
+                          millisecond % 1000);
+            const double total = VKTTimeUtils::timeIntervalFromVASTDuration(text.data());
+            std::snprintf(text.data(), text.size(), "%d.%03d", hour * 3600 + seconds, millisecond % 1000);
+            double nearest = -1;
+            std::from_chars(text.begin(), text.end(), nearest);
+            ASSERT_EQ(total, nearest) << text.data();
+            if (total == 0) continue;
+            ASSERT_EQ(VKTTimeUtils::timeIntervalFromPercentVASTDuration("100%", total), total);
+            for (const double percentage : {25.0, 50.0, 75.0})
+                ASSERT_LE(VKTTimeUtils::timeIntervalFromPercentage(percentage, total), total) << text.data();
+        }
+    }
+}
+
+TEST(TimeUtils, AShareOfNoTotalIsNoTime) {
+    constexpr double most = std::numeric_limits<double>::max();
+    EXPECT_LE(VKTTimeUtils::timeIntervalFromPercentage(25, most), most);
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    const double none = std::nan("");
+    for (const double total : {0.0, -1.0, infinity, -infinity, none}) {
+        for (const double percentage : {0.0, 25.0, 100.0})
+            EXPECT_EQ(VKTTimeUtils::timeIntervalFromPercentage(percentage, total), -1) << total;
+    }
+    for (const double percentage : {-0.5, 100.5, infinity, none})
+        EXPECT_EQ(VKTTimeUtils::timeIntervalFromPercentage(percentage, 10), -1) << percentage;
 }
 
 TEST(TimeUtils, OffsetTypes) {

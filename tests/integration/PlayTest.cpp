@@ -59,6 +59,19 @@ class Play : public testing::Test {
         return runTool("play " + server_.url(path) + " --speed 0 --json " + arguments);
     }
 
+    // Of 3 s, with one pixel twice, and one for an ad that was not seen.
+    [[nodiscard]] std::string documentWithOddTitle() const {
+        const std::string tracking = "<Tracking event='start'>" + server_.url("/pixel/twice") + "</Tracking>";
+        return "<VAST version='4.2'><Ad id='a'><InLine><AdSystem>s</AdSystem>"
+               "<AdTitle>&lt;script&gt;&#10;next&#x9B;31m</AdTitle><Impression>" +
+               server_.url("/pixel/impression") + "</Impression><Error>" + server_.url("/pixel/error") +
+               "</Error><ViewableImpression><NotViewable>" + server_.url("/pixel/notviewable") +
+               "</NotViewable></ViewableImpression>" +
+               "<Creatives><Creative><Linear><Duration>00:00:03</Duration><TrackingEvents>" + tracking +
+               tracking + "</TrackingEvents><MediaFiles><MediaFile type='video/mp4'>http://media/a.mp4" +
+               "</MediaFile></MediaFiles></Linear></Creative></Creatives></InLine></Ad></VAST>";
+    }
+
     const DemoServerProcess server_;
     const std::string store_ = testing::TempDir() + "vkt-play-" + std::to_string(getpid()) + ".store";
 };
@@ -109,6 +122,7 @@ TEST_F(Play, ChangesTheTimelineAsTheViewerActs) {
         {"--mute-at 1 --skip-at 2", begin + "1 mute|2 skip|2 notviewable", early},
         {"--skip-at 0.1", begin + "0.1 skip|0.1 viewundetermined", early},
         {"--hide-at 1", begin + rest + "|15 notviewable", ""},
+        {"--hide-at 2.2", begin + rest + "|15 notviewable", ""},
         {"--hide-at 0", begin + rest + "|15 viewundetermined", ""},
         {"--pause-at 1.1 --skip-at 6",
          begin + "1.1 pause|3.1 resume|4.6 viewable|5.5 progress|5.75 firstQuartile|8 progress|8 skip", ""},
@@ -182,18 +196,8 @@ TEST_F(Play, EndsInTimeWhenThePixelServerHangs) {
 
 TEST_F(Play, TakesTextsAndURLsOfADocumentAsTheyCome) {
     server_.get("/tell?path=/pixel/twice&answer=503&times=1");
-    const std::string tracking = "<Tracking event='start'>" + server_.url("/pixel/twice") + "</Tracking>";
-    const std::string document =
-        "<VAST version='4.2'><Ad id='a'><InLine><AdSystem>s</AdSystem>"
-        "<AdTitle>&lt;script&gt;&#10;next&#x9B;31m</AdTitle><Impression>" +
-        server_.url("/pixel/impression") + "</Impression><Error>" + server_.url("/pixel/error") +
-        "</Error><ViewableImpression><NotViewable>" + server_.url("/pixel/notviewable") +
-        "</NotViewable></ViewableImpression>" +
-        "<Creatives><Creative><Linear><Duration>00:00:03</Duration><TrackingEvents>" + tracking + tracking +
-        "</TrackingEvents><MediaFiles><MediaFile type='video/mp4'>http://media/a.mp4</MediaFile>" +
-        "</MediaFiles></Linear></Creative></Creatives></InLine></Ad></VAST>";
     const std::string page = store_ + ".html";
-    const Outcome shown = runTool("play - --speed 0 --report " + page, document);
+    const Outcome shown = runTool("play - --speed 0 --report " + page, documentWithOddTitle());
     EXPECT_NE(shown.out.find("1. ad a, \"<script> next 31m\" from s\n"), std::string::npos) << shown.out;
     const std::string html = takeFile(page);
     EXPECT_EQ(html.find("<script"), std::string::npos) << html;
@@ -203,6 +207,12 @@ TEST_F(Play, TakesTextsAndURLsOfADocumentAsTheyCome) {
     const auto hits = server_.takePixels();
     EXPECT_EQ(hits.size(), 4U);
     EXPECT_EQ(deliveriesOf(hits), (Counts{{"/pixel/impression", 1}, {"/pixel/twice", 2}}));
+}
+
+TEST_F(Play, CallsTheNotViewablePixelOfAnAdWithoutAViewableOne) {
+    runTool("play - --speed 0 --hide-at 2.1", documentWithOddTitle());
+    EXPECT_EQ(deliveriesOf(server_.takePixels()),
+              (Counts{{"/pixel/impression", 1}, {"/pixel/notviewable", 1}, {"/pixel/twice", 2}}));
 }
 
 TEST(Pixels, OneRunOwnsThem) {

@@ -1,7 +1,5 @@
 // Pixels of a process that is killed. The test starts itself as that process.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
 #include <csignal>
@@ -19,6 +17,7 @@
 #include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 #include "tests/support/VKTLoopbackServer.h"
+#include "tests/support/VKTStoreFolder.h"
 
 namespace {
 
@@ -121,21 +120,6 @@ class CountingServer {
     VKTLoopbackServer server_;
 };
 
-// A folder of its own, removed in the end.
-class PixelFolder {
-  public:
-    PixelFolder() { std::filesystem::create_directory(folder_); }
-    ~PixelFolder() { std::filesystem::remove_all(folder_); }
-    PixelFolder(const PixelFolder&) = delete;
-    PixelFolder& operator=(const PixelFolder&) = delete;
-
-    [[nodiscard]] std::string file() const { return folder_ / "pixels"; }
-
-  private:
-    const std::filesystem::path folder_ =
-        std::filesystem::path(testing::TempDir()) / ("vkt-pixels-" + std::to_string(getpid()));
-};
-
 // Adds 2,000 pixels, says so, and sends them.
 void runPassOfChild(const std::string& path, const std::string& url) {
     const auto manager = managerOverFile(path);
@@ -148,22 +132,22 @@ void runPassOfChild(const std::string& path, const std::string& url) {
 }
 
 TEST(PixelsOnDisk, AFileThatIsRemovedIsMadeAnewWithAllPixels) {
-    const PixelFolder folder;
+    const VKTStoreFolder folder;
     const auto add = [](const auto& manager, const char* url) {
         manager->addPixel(VKTPixel::initWithUrl(*VKTURL::URLWithString(url)));
     };
     {
-        const auto manager = managerOverFile(folder.file());
+        const auto manager = managerOverFile(folder.path());
         for (const char* url : {"http://h/1", "http://h/2"})
             add(manager, url);
         for (const char* suffix : {"", "-wal", "-shm"})
-            std::filesystem::remove(folder.file() + suffix);
+            std::filesystem::remove(folder.path() + suffix);
         add(manager, "http://h/3");
         manager->pixelStore()->deletePixel(*manager->allPixels().front());
         EXPECT_TRUE(manager->pixelStore()->saveChanges());
     }
     std::vector<std::string> urls;
-    for (const auto& pixel : managerOverFile(folder.file())->allPixels())
+    for (const auto& pixel : managerOverFile(folder.path())->allPixels())
         urls.push_back(pixel->url().absoluteString());
     EXPECT_EQ(urls, (std::vector<std::string>{"http://h/2", "http://h/3"}));
 }
@@ -171,9 +155,9 @@ TEST(PixelsOnDisk, AFileThatIsRemovedIsMadeAnewWithAllPixels) {
 TEST(PixelsOnDisk, AKillInTheMiddleOfALongPassRepeatsOneAtMost) {
     if (const char* path = std::getenv(fileVariable)) return runPassOfChild(path, std::getenv(urlVariable));
 
-    const PixelFolder folder;
+    const VKTStoreFolder folder;
     CountingServer server;
-    FILE* pipe = startChild(folder.file(), server.url(0));
+    FILE* pipe = startChild(folder.path(), server.url(0));
     std::array<char, 256> line{};
     pid_t child = 0;
     while (child == 0 && std::fgets(line.data(), line.size(), pipe) != nullptr)
@@ -186,7 +170,7 @@ TEST(PixelsOnDisk, AKillInTheMiddleOfALongPassRepeatsOneAtMost) {
     const auto deliveries = server.deliveries();
     ASSERT_LT(deliveries.size(), 1900U) << "the pass had ended";
     std::size_t repeated = 0;
-    const VKTPixels pending = managerOverFile(folder.file())->allPixels();
+    const VKTPixels pending = managerOverFile(folder.path())->allPixels();
     for (const auto& pixel : pending)
         repeated += deliveries.count(pixel->url().absoluteString());
     EXPECT_LE(repeated, 1U);
@@ -196,8 +180,8 @@ TEST(PixelsOnDisk, AKillInTheMiddleOfALongPassRepeatsOneAtMost) {
 TEST(PixelsOnDisk, AKillLosesNoneThatWasAddedAndRepeatsNoneThatWasRecorded) {
     if (const char* path = std::getenv(fileVariable)) runChild(path, std::getenv(urlVariable));
 
-    const PixelFolder folder;
-    const std::string file = folder.file();
+    const VKTStoreFolder folder;
+    const std::string file = folder.path();
     CountingServer server;
     std::mt19937 random(1);  // NOLINT(cert-msc51-cpp): the same kills in every run
     std::set<std::string> added;

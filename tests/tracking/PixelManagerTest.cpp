@@ -6,14 +6,10 @@
 #include <future>
 #include <thread>
 
-#include "VKTCoreKit/core/VKTLog.h"
-#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
-#include "VKTCoreKit/tracking/VKTVASTPixelManager.h"
 #include "tests/support/VKTRawServer.h"
+#include "tests/tracking/TrackingFixture.h"
 
 namespace {
-
-using Texts = std::vector<std::string>;
 
 // Keeps the last list that was saved.
 struct RecordingProvider : VKTPixelStoreProvider {
@@ -33,7 +29,7 @@ std::shared_ptr<VKTPixelManager> managerOver(const std::shared_ptr<VKTPixelStore
 }
 
 std::shared_ptr<VKTPixel> pixelWithURL(const std::string& url) {
-    return VKTPixel::initWithUrl(*VKTURL::URLWithString(url));
+    return VKTPixel::initWithUrl(urlOf(url));
 }
 
 void waitForPass(VKTPixelManager& manager) {
@@ -208,27 +204,9 @@ TEST_F(PixelManager, ThreadsMayAddWhilePassesRun) {
     EXPECT_TRUE(manager_->allPixels().empty());
 }
 
-TEST_F(PixelManager, ErrorPixelsCarryTheirCode) {
-    const auto errors = VKTVASTPixelManager::initWithPixelManager(manager_);
-    const std::vector<VKTVASTURL> urls{*VKTVASTURL::initWithString("http://h/e?c=[ERRORCODE]&d=[ERRORCODE]"),
-                                       *VKTVASTURL::initWithString("http://h/ERRORCODE")};
-    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
-    testing::internal::CaptureStdout();
-    errors->callVASTErrorPixels(urls, -1);
-    errors->callVASTErrorPixels({}, 303);
-    waitForPass(*manager_);
-    EXPECT_TRUE(http_->requests().empty());
-    errors->callVASTErrorPixels(urls, 303);
-    waitForPass(*manager_);
-    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
-    const std::string log = testing::internal::GetCapturedStdout();
-    for (const char* line :
-         {"Error pixels cannot be called for error code: -1\n",
-          "No error pixels to call for error code: 303\n", "Can't send pixel 'http://h/ERRORCODE'!\n"})
-        EXPECT_NE(log.find(line), std::string::npos) << log;
-    const Texts filled{"http://h/e?c=303&d=303", "http://h/ERRORCODE"};
-    EXPECT_EQ(urlsOf(manager_->allPixels()), filled);
-    EXPECT_EQ(requestedURLs().size(), 4u);
+TEST_F(PixelManager, TellsOfAPixelThatIsNotDelivered) {
+    manager_->addPixel(pixelWithURL("http://h/fails"));
+    EXPECT_EQ(loggedBy([&] { waitForPass(*manager_); }), " Can't send pixel 'http://h/fails'!\n");
 }
 
 }  // namespace

@@ -3,10 +3,25 @@
 
 #include <gtest/gtest.h>
 
+#include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "VKTCoreKit/tracking/VKTTrackingEventManager.h"
 
 using Texts = std::vector<std::string>;
+
+inline VKTURL urlOf(std::string_view text) {
+    return VKTURL::URLWithString(text).value();
+}
+
+// The message of the last line.
+inline std::string loggedBy(const std::function<void()>& action) {
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
+    testing::internal::CaptureStdout();
+    action();
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
+    const std::string output = testing::internal::GetCapturedStdout();
+    return output.substr(output.rfind("] ") + 1);
+}
 
 class TrackingFixture : public testing::Test,
                         public VKTTrackingEventManagerDelegate,
@@ -41,8 +56,7 @@ class TrackingFixture : public testing::Test,
     static std::shared_ptr<VKTVASTTrackingEvent> event(std::string name, std::string_view url,
                                                        double seconds = -1,
                                                        std::optional<std::string> offset = std::nullopt) {
-        return VKTVASTTrackingEvent::initWithName(std::move(name), std::move(offset),
-                                                  VKTURL::URLWithString(url).value(), seconds);
+        return VKTVASTTrackingEvent::initWithName(std::move(name), std::move(offset), urlOf(url), seconds);
     }
 
     template <typename Manager = VKTTrackingEventManager>
@@ -63,10 +77,10 @@ class TrackingFixture : public testing::Test,
     std::function<void(VKTTrackingEventManager&)> onEvent;
     std::size_t saves = 0;
     std::shared_ptr<VKTPixelManager> pixelManager;
-
-  private:
     const std::shared_ptr<int> owner_ = std::make_shared<int>();  // of the fixture as a collaborator
     VKTTestPlatform test_ = vkt_makeTestPlatform();
+
+  private:
     VKTManualSerialQueue* queue_ = nullptr;
     Texts requested_;
     std::optional<VKTScopedPlatform> scope_;

@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
+#include <thread>
+
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "VKTCoreKit/tracking/VKTViewabilityManager.h"
 #include "VKTCoreKit/tracking/VKTViewabilityTrackingEventManager.h"
+#include "tests/tracking/TrackingFixture.h"
 
 using namespace std::chrono_literals;
 
@@ -20,34 +24,20 @@ struct Event : VKTViewabilityTrackingEvent {
     double eventExpositionTime() const override { return seconds; }
 
     const std::string name;
-    const VKTURL url = *VKTURL::URLWithString("http://h/");
+    const VKTURL url = urlOf("http://h/");
     const double area, seconds;
 };
 
 // The delegate of both managers writes down what it hears, and does once what a test wants.
-class Viewability : public testing::Test,
-                    public VKTViewabilityManagerDelegate,
-                    public VKTTrackingEventManagerDelegate {
+class Viewability : public TrackingFixture, public VKTViewabilityManagerDelegate {
   protected:
     Viewability() {
-        test_.platform.random = VKTPlatform::current().random;  // pixel IDs must differ
-        test_.platform.makeSerialQueue = [this] {
-            auto queue = std::make_unique<VKTManualSerialQueue>();
-            queue_ = queue.get();
-            return queue;
-        };
-        VKTPlatform::setCurrent(test_.platform);  // until the scope ends
         window_->addSubview(container_);
         container_->addSubview(view_);
     }
 
     void makeTracking(VKTTrackingEvents events) {
-        pixels_ = VKTPixelManager::initWithPixelStore(
-            VKTPixelStore::initWithProvider(std::make_shared<VKTPixelStoreProvider>()),
-            VKTURLSession::initWithSessionProvider(
-                VKTURLSessionProvider::initWithSession(test_.HTTPSession)));
-        tracking_ = VKTViewabilityTrackingEventManager::initWithEventFactory(
-            *VKTTrackingEventDefaultFactory::initWithEvents(std::move(events)), {}, {owner_, this}, pixels_);
+        tracking_ = managerOf<VKTViewabilityTrackingEventManager>(std::move(events));
         tracking_->startViewabilityTracking();
     }
 
@@ -71,17 +61,12 @@ class Viewability : public testing::Test,
         return std::exchange(heard_, "");
     }
 
-    VKTTestPlatform test_ = vkt_makeTestPlatform();
-    VKTScopedPlatform scope_{VKTPlatform::current()};
-    const std::shared_ptr<int> owner_ = std::make_shared<int>();  // of the fixture as a delegate
     std::shared_ptr<VKTHeadlessView> window_ = VKTHeadlessView::windowWithFrame({0, 0, 1280, 720});
     std::shared_ptr<VKTHeadlessView> container_ = VKTHeadlessView::initWithFrame({30, 40, 1280, 720});
     std::shared_ptr<VKTHeadlessView> view_ = VKTHeadlessView::initWithFrame({100, 100, 100, 100});
     std::shared_ptr<VKTViewabilityManager> manager_ =
         VKTViewabilityManager::initWithView(view_, {owner_, this});
     std::shared_ptr<VKTViewabilityTrackingEventManager> tracking_;
-    std::shared_ptr<VKTPixelManager> pixels_;
-    VKTManualSerialQueue* queue_ = nullptr;
     std::string heard_;
     std::function<void()> doOnce_;
 };
@@ -105,6 +90,72 @@ TEST_F(Viewability, GeometryOfAViewInItsWindow) {
         EXPECT_EQ(manager_->viewabilityStatus(), expected) << manager_->viewabilityStatus().description();
         const auto status = VKTViewabilityManager::viewStatusWithView(*view_, *window_);
         EXPECT_EQ(status.unionRect, viewableRect.isNull() ? null : window_->bounds().unionWith(placed));
+    }
+}
+
+TEST_F(Viewability, NothingIsSeenWhereANumberIsNotFinite) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    constexpr double huge = 1e200;  // its square is infinite
+    for (const double odd : {infinity, -infinity, std::nan("")}) {
+        for (double VKTRect::*field : {&VKTRect::x, &VKTRect::y, &VKTRect::width, &VKTRect::height}) {
+            for (const auto& view : {view_, container_, window_}) {
+                const bool isSizeOfContainer =
+                    view == container_ && (field == &VKTRect::width || field == &VKTRect::height);
+                if (isSizeOfContainer) continue;  // it does not clip
+                const VKTRect frame = view->frame();
+                VKTRect oddFrame = frame;
+                oddFrame.*field = odd;
+                view->setFrame(oddFrame);
+                const auto status = VKTViewabilityManager::viewStatusWithView(*view_, *window_);
+                EXPECT_TRUE(status.percentage == 0 && status.viewableRect.isNull())
+                    << vkt_stringFromRect(oddFrame) << " " << status.percentage;
+                view->setFrame(frame);
+            }
+        }
+        view_->setBoundsOrigin({odd, 0});
+        EXPECT_EQ(manager_->viewabilityPercentage(), 0);
+        view_->setBoundsOrigin({0, 0});
+    }
+    EXPECT_EQ(manager_->viewabilityPercentage(), 1);
+    view_->setFrame({0, 0, huge, huge});
+    EXPECT_EQ(manager_->viewabilityPercentage(), 0);
+    window_->setFrame({0, 0, huge, huge});
+    EXPECT_EQ(manager_->viewabilityPercentage(), 0);
+    window_->setFrame({0, 0, 1280, 720});
+    view_->setFrame({0.1, 0, 0.2, 1});
+    container_->setFrame({0, 0, 1, 1});
+    EXPECT_EQ(manager_->viewabilityPercentage(), 1) << "and never more";
+}
+
+TEST_F(Viewability, AnotherThreadEndsTheProcess) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    makeTracking({});
+    VKTTimer& timer = *tracking_->timer();
+    const std::pair<const char*, std::function<void()>> operations[] = {
+        {"startViewabilityTracking", [&] { manager_->startViewabilityTracking(); }},
+        {"stopViewabilityTracking", [&] { manager_->stopViewabilityTracking(); }},
+        {"viewabilityStatus", [&] { (void)manager_->viewabilityStatus(); }},
+        {"isViewViewable", [&] { (void)manager_->isViewViewable(); }},
+        {"timerFired", [&] { manager_->timerFired(timer); }},
+        {"startViewabilityTracking", [&] { tracking_->startViewabilityTracking(); }},
+        {"stopViewabilityTracking", [&] { tracking_->stopViewabilityTracking(); }},
+        {"resetViewabilityTracking", [&] { tracking_->resetViewabilityTracking(); }},
+        {"viewabilityUpdated", [&] { tracking_->viewabilityUpdated(true, 1); }},
+        {"viewabilityUpdatedWithViewabilityStatus",
+         [&] { tracking_->viewabilityUpdatedWithViewabilityStatus({}); }},
+        {"timerFired", [&] { tracking_->timerFired(timer); }},
+        {"initializeViewabilityTrackingEventTable",
+         [&] { tracking_->initializeViewabilityTrackingEventTable(); }},
+        {"timestampInterval", [&] { tracking_->timestampInterval(); }},
+        {"fireOrPostponeViewabilityPixels", [&] { tracking_->fireOrPostponeViewabilityPixels(1, true); }},
+        {"updatePixelVisibilityStatus", [&] {
+             const auto event = std::make_shared<Event>("v", 1, 1);
+             using Progression = VKTViewabilityTrackingEventManager::EventProgression;
+             tracking_->updatePixelVisibilityStatus(Progression::initWithEvent(event), 0, 0);
+         }}};
+    for (const auto& [name, operation] : operations) {
+        EXPECT_DEATH(std::thread(operation).join(),
+                     std::string("VKTCoreKit: ") + name + " was called off the main thread");
     }
 }
 
@@ -155,18 +206,20 @@ TEST_F(Viewability, ManagerReportsTheFirstSampleAndEveryChange) {
 }
 
 TEST_F(Viewability, TrackingCountsContinuousExposureOnly) {
-    // The event's area; one digit for each tick, tenths of the view, and "-" when it is not viewable; whether
-    // 2 s of exposure are reached with the last one, not before. The first tick only sets the time base.
+    // The event's area; one digit for each tick, tenths of the view, "-" when it is not viewable, and "?"
+    // when the share is not a number; whether 2 s of exposure are reached with the last one, not before. The
+    // first tick only sets the time base.
     const std::tuple<double, std::string, bool> cases[] = {
         {0.5, "555555555", true},         {0.5, "4444444444444444", false}, {0.5, "99999999499999999", true},
         {0.5, "9999999949999999", false}, {0.5, "99999999-99999999", true}, {0, "---------", true},
-        {0.3, "333333333", true},         {0.7, "7777777777777777", false}};  // as 32 bits 0.7 is less
+        {0.3, "333333333", true},         {0.7, "7777777777777777", false},  // as 32 bits 0.7 is less
+        {0, "????????????????", false}};
     for (const auto& [area, samples, isReached] : cases) {
         makeTracking({std::make_shared<Event>("v", area, 2)});
         std::string fired;
         for (const char sample : samples) {
             EXPECT_EQ(fired, "") << samples;
-            const double share = sample == '-' ? 1 : (sample - '0') / 10.0;
+            const double share = sample == '-' ? 1 : sample == '?' ? std::nan("") : (sample - '0') / 10.0;
             tracking_->viewabilityUpdatedWithViewabilityStatus({sample != '-', share, {}});
             fired = heardIn(1);
         }
@@ -209,8 +262,9 @@ TEST_F(Viewability, TrackingObeysItsDelegateInsideTheCallback) {
         EXPECT_EQ(heardIn(4), "");
         EXPECT_EQ(heardIn(1), atOnce);
         EXPECT_EQ(heardIn(8), later);
-        EXPECT_EQ(pixels_->allPixels().size(), atOnce.size() + later.size());
-        EXPECT_GE(queue_->runAll(), 3U) << "a pass is asked for each time";
+        const Texts passesAndURLs = sent();
+        EXPECT_EQ(passesAndURLs.size(), 1 + atOnce.size() + later.size());
+        EXPECT_GE(std::stoul(passesAndURLs[0]), 3U) << "a pass is asked for each time";
     }
 }
 

@@ -20,23 +20,6 @@ constexpr double viewableArea = 0.5;
 constexpr double viewableTime = 2;
 
 constexpr const char* viewableName = "viewable";
-constexpr const char* clickTrackingName = "clickTracking";
-
-// An impression or a click tracker.
-class URLEvent : public VKTTrackingEvent {
-  public:
-    URLEvent(std::string name, VKTURL url, bool isConsumable)
-        : name_(std::move(name)), url_(std::move(url)), isConsumable_(isConsumable) {}
-
-    [[nodiscard]] const std::string& eventName() const override { return name_; }
-    [[nodiscard]] const VKTURL& eventURL() const override { return url_; }
-    [[nodiscard]] bool isEventConsumable() const override { return isConsumable_; }
-
-  private:
-    const std::string name_;
-    const VKTURL url_;
-    const bool isConsumable_;
-};
 
 // A "viewable" event of the document with the criterion for video ads.
 class ViewableEvent : public VKTViewabilityTrackingEvent {
@@ -53,11 +36,8 @@ class ViewableEvent : public VKTViewabilityTrackingEvent {
     const std::shared_ptr<VKTVASTViewabilityEvent> event_;
 };
 
-VKTTrackingEvents eventsOf(const std::vector<VKTVASTURL>& urls, const std::string& name, bool isConsumable) {
-    VKTTrackingEvents events;
-    for (const VKTVASTURL& url : urls)
-        events.push_back(std::make_shared<URLEvent>(name, url.url(), isConsumable));
-    return events;
+bool isExposed(const VKTViewabilityStatus& status) {
+    return status.viewable && status.percentage >= viewableArea;
 }
 
 VKTRunLoop& loop() {
@@ -130,7 +110,7 @@ void AdPlayer::prepare() {
 }
 
 void AdPlayer::start() {
-    impressions_->trackEvent("impression", {});
+    callPixels(ad_->impressions(), "impression");
     video_->trackVideoEvent(VKTVideoEventCreativeView, {});
     video_->trackVideoEvent(VKTVideoEventLoaded, {});
     measure(&AdMeasurement::start, skipOffset_, duration_);
@@ -150,10 +130,8 @@ void AdPlayer::makeManagers() {
 
     const auto videoEvents =
         VKTVASTTrackingEventFactory::initWithVASTTrackingEvents(creative_->trackingEvents(), duration_);
-    video_ = VKTVideoTrackingEventManager::initWithEventFactory(*videoEvents, context_.macros,
-                                                                shared_from_this(), context_.pixelManager);
-    impressions_ = managerOf(eventsOf(ad_->impressions(), "impression", true));
-    clicks_ = managerOf(eventsOf(creative_->clickTracking(), clickTrackingName, false));
+    video_ = VKTVideoTrackingEventManager::initWithEventFactory(
+        *videoEvents, context_.vastPixels->macros(), shared_from_this(), context_.vastPixels->pixelManager());
 
     VKTTrackingEvents viewable;
     VKTTrackingEvents outcomes;
@@ -164,17 +142,24 @@ void AdPlayer::makeManagers() {
             outcomes.push_back(event);
         }
     }
+    hasViewablePixels_ = !viewable.empty();
     viewabilityOutcomes_ = managerOf(std::move(outcomes));
     viewable_ = VKTViewabilityTrackingEventManager::initWithEventFactory(
-        *VKTTrackingEventDefaultFactory::initWithEvents(std::move(viewable)), context_.macros,
-        shared_from_this(), context_.pixelManager);
+        *VKTTrackingEventDefaultFactory::initWithEvents(std::move(viewable)), context_.vastPixels->macros(),
+        shared_from_this(), context_.vastPixels->pixelManager());
     viewability_ = VKTViewabilityManager::initWithView(view_, shared_from_this());
+}
+
+void AdPlayer::callPixels(const std::vector<VKTVASTURL>& pixels, const char* event) {
+    if (pixels.empty()) return;
+    context_.vastPixels->callVASTPixels(pixels);
+    recorder_.add(time(), event);
 }
 
 std::shared_ptr<VKTTrackingEventManager> AdPlayer::managerOf(VKTTrackingEvents events) {
     return VKTTrackingEventManager::initWithEventFactory(
-        *VKTTrackingEventDefaultFactory::initWithEvents(std::move(events)), context_.macros,
-        shared_from_this(), context_.pixelManager);
+        *VKTTrackingEventDefaultFactory::initWithEvents(std::move(events)), context_.vastPixels->macros(),
+        shared_from_this(), context_.vastPixels->pixelManager());
 }
 
 void AdPlayer::planActions() {
@@ -248,7 +233,7 @@ void AdPlayer::mute() {
 void AdPlayer::click() {
     video_->trackVideoEvent(VKTVideoEventClick, {});
     measure(&AdMeasurement::click);
-    clicks_->trackEvent(clickTrackingName, {});
+    callPixels(creative_->clickTracking(), "clickTracking");
 }
 
 void AdPlayer::hide() {
@@ -330,16 +315,23 @@ void AdPlayer::trackingEventManager(VKTTrackingEventManager& manager,
     }
 }
 
-// The exposure is timed here, too: the document may ask for no viewable pixel, but for one in the other case.
 void AdPlayer::viewabilityManagerDidChangeViewabilityStatus(VKTViewabilityManager& /*manager*/,
                                                             const VKTViewabilityStatus& status) {
     viewable_->viewabilityUpdatedWithViewabilityStatus(status);
     if (VKTViewabilityManager::parentWindowForView(*view_)) wasMeasured_ = true;
-    const bool isExposed = status.viewable && status.percentage >= viewableArea;
-    if (!isExposed) {
+    if (!hasViewablePixels_) timeExposure(status);
+}
+
+// For documents that ask for no viewable pixel, but for one in the other case. Where there are viewable
+// pixels, they alone decide, so that one of the two is called.
+void AdPlayer::timeExposure(const VKTViewabilityStatus& status) {
+    if (!isExposed(status)) {
         exposureTimer_.reset();
     } else if (!exposureTimer_) {
-        exposureTimer_ = loop().schedule(VKTTimeInterval(viewableTime), [this] { wasViewable_ = true; });
+        // What has happened since the last sample counts.
+        exposureTimer_ = loop().schedule(VKTTimeInterval(viewableTime), [this] {
+            wasViewable_ = wasViewable_ || isExposed(viewability_->viewabilityStatus());
+        });
     }
 }
 

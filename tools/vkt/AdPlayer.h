@@ -14,6 +14,7 @@
 #include "PlayScreen.h"
 #include "VKTCoreKit/platform/VKTHeadlessView.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
+#include "VKTCoreKit/tracking/VKTVASTPixelManager.h"
 #include "VKTCoreKit/tracking/VKTVideoTrackingEventManager.h"
 #include "VKTCoreKit/tracking/VKTViewabilityManager.h"
 #include "VKTCoreKit/tracking/VKTViewabilityTrackingEventManager.h"
@@ -56,8 +57,7 @@ class TimelineRecorder {
 /// What all ads of a run are played with; outlives the players.
 struct AdPlayerContext {
     const PlayOptions& options;
-    VKTReplacements macros;
-    std::shared_ptr<VKTPixelManager> pixelManager;
+    std::shared_ptr<VKTVASTPixelManager> vastPixels;  ///< with the macros and pixel manager of the events too
     PixelLedger& ledger;
     PlayScreen& screen;
     std::shared_ptr<AdMeasurement> measurement;  ///< null when the ads are not measured
@@ -93,6 +93,7 @@ class AdPlayer : public VKTTrackingEventManagerDelegate,
 
     void planActions();
     void makeManagers();
+    void callPixels(const std::vector<VKTVASTURL>& pixels, const char* event);
     void playWithoutDuration();
     void scheduleNextStop();
     void reachNextStop();
@@ -105,6 +106,7 @@ class AdPlayer : public VKTTrackingEventManagerDelegate,
     void skip();
     void end();
     void trackOutcomeOfViewability();
+    void timeExposure(const VKTViewabilityStatus& status);
     void startViewability();
     void stopViewability();
     template <typename... Parameters, typename... Arguments>
@@ -126,8 +128,6 @@ class AdPlayer : public VKTTrackingEventManagerDelegate,
     std::shared_ptr<VKTHeadlessView> window_;
     std::shared_ptr<VKTHeadlessView> view_;
     std::shared_ptr<VKTVideoTrackingEventManager> video_;
-    std::shared_ptr<VKTTrackingEventManager> impressions_;
-    std::shared_ptr<VKTTrackingEventManager> clicks_;
     std::shared_ptr<VKTTrackingEventManager> viewabilityOutcomes_;
     std::shared_ptr<VKTViewabilityTrackingEventManager> viewable_;
     std::shared_ptr<VKTViewabilityManager> viewability_;
@@ -137,6 +137,7 @@ class AdPlayer : public VKTTrackingEventManagerDelegate,
     double nextPosition_ = 0;
     bool isPaused_ = false;
     bool hasEnded_ = false;
+    bool hasViewablePixels_ = false;
     bool wasMeasured_ = false;
     bool wasViewable_ = false;
     std::unique_ptr<VKTRunLoopTimer> exposureTimer_;

@@ -48,13 +48,16 @@ class PlayRun {
 
   private:
     void makePixelManager();
+    // With macros of its own, since some of them are of the moment.
+    [[nodiscard]] std::shared_ptr<VKTVASTPixelManager> vastPixels() const {
+        return VKTVASTPixelManager::initWithPixelManager(pixelManager_, macrosOf(options_.resolve));
+    }
     void requestEnded(const RequestRecord& request);
     void showOutcome(std::size_t place);
 
     Resolution resolve(const Source& source);
     void callErrorPixels(const std::vector<VKTVASTURL>& errorPixels, const VKTVASTError& error,
                          TimelineRecorder& recorder);
-    [[nodiscard]] std::vector<VKTVASTURL> withMacrosFilled(const std::vector<VKTVASTURL>& templates) const;
     void callErrorPixelsOfAnswer(const Resolution& resolution);
     PlayedAd play(const std::shared_ptr<VKTVASTAd>& ad, std::size_t number, Resolution& resolution);
     PlayedAd playCreative(const std::shared_ptr<VKTVASTAd>& ad,
@@ -126,21 +129,8 @@ Resolution PlayRun::resolve(const Source& source) {
 void PlayRun::callErrorPixels(const std::vector<VKTVASTURL>& errorPixels, const VKTVASTError& error,
                               TimelineRecorder& recorder) {
     if (errorPixels.empty() || error.VASTCode() == -1) return;
-    VKTVASTPixelManager::initWithPixelManager(pixelManager_)
-        ->callVASTErrorPixels(withMacrosFilled(errorPixels), error.VASTCode());
+    vastPixels()->callVASTErrorPixels(errorPixels, error.VASTCode());
     recorder.add(0, "error");
-}
-
-// All but the error code, which is the VAST pixel manager's.
-std::vector<VKTVASTURL> PlayRun::withMacrosFilled(const std::vector<VKTVASTURL>& templates) const {
-    const auto filler =
-        VKTTrackingEventManager::initWithEventFactory(*VKTTrackingEventDefaultFactory::initWithEvents({}),
-                                                      macrosOf(options_.resolve), nullptr, pixelManager_);
-    std::vector<VKTVASTURL> urls;
-    urls.reserve(templates.size());
-    for (const VKTVASTURL& url : templates)
-        urls.push_back(VKTVASTURL::initWithURL(filler->finalEventURLWithURL(url.url(), {}, {})));
-    return urls;
 }
 
 // An answer without ads may name pixels that hear of it.
@@ -162,8 +152,7 @@ PlayedAd PlayRun::playCreative(const std::shared_ptr<VKTVASTAd>& ad,
                                const std::shared_ptr<VKTVASTCreativeLinear>& creative) {
     const auto file = chosenMediaFile(*creative, options_.resolve.networkAccessType);
     screen_.line("   plays " + file->url->url().absoluteString() + " (" + textOfMediaFile(*file) + ")");
-    const AdPlayerContext context{options_,    macrosOf(options_.resolve), pixelManager_, *ledger_, screen_,
-                                  measurement_};
+    const AdPlayerContext context{options_, vastPixels(), *ledger_, screen_, measurement_};
     const auto player = std::make_shared<AdPlayer>(context, ad, creative);
     player->prepare();
     if (measurement_) {
