@@ -129,6 +129,7 @@ class VKTRemoteConfigManager : public std::enable_shared_from_this<VKTRemoteConf
     void setUpConfig(VKTDictionary document, std::int64_t siteId, bool storeConfigInCache);
     void requestConfig(std::int64_t siteId);
     void configDidArrive(const VKTURLSessionResponse& response, std::int64_t siteId);
+    void tellOfConfig(const VKTRemoteConfig& config);
     void tellOfFailure(const std::optional<VKTError>& error);
 
     const std::shared_ptr<VKTURLSession> session_;
