@@ -84,6 +84,10 @@ std::shared_ptr<VKTRemoteConfigManager> VKTRemoteConfigManager::initWithSession(
         std::move(queryStringParameters), sdkVersionId, std::move(defaultRemoteConfig)));
 }
 
+void VKTRemoteConfigManager::setCurrentDate(CurrentDate currentDate) {
+    currentDate_ = currentDate ? std::move(currentDate) : secondsSince1970;
+}
+
 void VKTRemoteConfigManager::fetchRemoteConfigurationWithSiteId(std::int64_t siteId, bool forced) {
     if (fetchInProgress_.exchange(true)) return;
     const auto self = shared_from_this();  // the delegate may let go of the manager

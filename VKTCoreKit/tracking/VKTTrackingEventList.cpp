@@ -4,8 +4,9 @@
 #include <utility>
 
 VKTTrackingEventList::VKTTrackingEventList(const VKTTrackingEvents& events) {
-    for (const auto& event : events)
-        append(event);
+    for (const auto& event : events) {
+        if (event) append(event);
+    }
 }
 
 void VKTTrackingEventList::append(std::shared_ptr<VKTTrackingEvent> event) {

@@ -51,6 +51,17 @@ class VKTVASTError {
 
     [[nodiscard]] std::string description() const;
 
+    /// All four fields are equal.
+    [[nodiscard]] bool isEqual(const VKTVASTError& other) const {
+        return *this == other;
+    }
+    [[nodiscard]] bool isEqualToVASTError(const VKTVASTError& other) const {
+        return *this == other;
+    }
+    [[nodiscard]] VKTVASTError copy() const {
+        return *this;
+    }
+
     friend bool operator==(const VKTVASTError&, const VKTVASTError&) = default;
 
   private:
