@@ -213,7 +213,7 @@ TEST_F(RemoteLogger, TheDocumentHoldsWhatTheRecordHas) {
         R"({"timestamp":"2024-03-65T07:03:09.123000+0000","message":"m","severity":"warning","samplingRate":100,)"
         R"("host":"h.example","secured":true,"type":"t","measure":)";
     EXPECT_EQ(JSON(VKTRemoteLogUtils::dictionaryFromLog(*log)), start + R"({"b":1}})");
-    const VKTLogNodes nodes{measure("c"), VKTLogMeasureNode::initWithMeasureDictionary({}),
+    const VKTLogNodes nodes{measure("c"), nullptr, VKTLogMeasureNode::initWithMeasureDictionary({}),
                             VKTLogErrorNode::initWithErrorMessage("e", std::nullopt, VKTTimeInterval(3))};
     EXPECT_EQ(JSON(VKTRemoteLogUtils::generateJSONDictionaryWithLog(*log, nodes)),
               start + R"({"c":1},"error":{"message":"e"}})");
@@ -258,7 +258,8 @@ TEST(RemoteLog, EqualityLooksAtAllButTheMetric) {
     others[7].secured.reset();
     for (const VKTRemoteLog& other : others)
         EXPECT_FALSE(log == other) << &other - others;
-    for (const auto& nodes : {std::optional<VKTLogNodes>(), std::optional(VKTLogNodes{node(2)})}) {
+    for (const auto& nodes : {std::optional<VKTLogNodes>(), std::optional(VKTLogNodes{node(2)}),
+                              std::optional(VKTLogNodes{nullptr})}) {
         same.nodes = nodes;
         EXPECT_FALSE(log == same);
     }
