@@ -115,7 +115,7 @@ void VKTRemoteLogger::configureWithDictionary(const VKTDictionary& dictionary) {
     std::optional<VKTRemoteLogHeaders> customHeaders;
     if (const VKTArray* headers = vkt_optArrayForKey(dictionary, "customHTTPHeaders"))
         customHeaders = vkt_usableHeaders(headersFromArray(*headers),
-                                          "\"customHTTPHeaders\" in the remote configuration's \"logger\"");
+                                          R"("customHTTPHeaders" in the remote configuration's "logger")");
     const VKTLock lock(mutex_);
     if (auto endPoint = vkt_configURLForKey(dictionary, "URL")) settings_.endPointURL = *std::move(endPoint);
     if (customHeaders) settings_.customHeaders = std::move(customHeaders);
