@@ -61,7 +61,9 @@ class RemoteLogger : public testing::Test {
         logger.log(*logger.generateLogWithMessage(message, VKTRemoteLogLevelError));
     }
 
-    void answerAll(VKTFakeHTTPAnswer answer) { http_->setAnswer(endPoint.absoluteString(), answer); }
+    void answerAll(VKTFakeHTTPAnswer answer) {
+        http_->setAnswer(endPoint.absoluteString(), std::move(answer));
+    }
     [[nodiscard]] std::size_t requestCount() const { return http_->requests().size(); }
     [[nodiscard]] std::string lastBody() const {
         return messages(*vkt_JSONValueWithData(*http_->requests().back().HTTPBody)->asArray());
