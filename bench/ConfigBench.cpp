@@ -1,4 +1,4 @@
-// Starting up with a cached configuration.
+// Starting up with a cached configuration, and logging while the device is offline.
 #include <spawn.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
@@ -6,13 +6,16 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Pairs.h"
 #include "VKTCoreKit/config/VKTRemoteConfigManager.h"
+#include "VKTCoreKit/config/VKTRemoteLogger.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
 namespace {
@@ -92,6 +95,74 @@ double faultsOfChild(std::string_view argument, std::string path) {
     return static_cast<double>(usage.ru_minflt + usage.ru_majflt);
 }
 
+// Takes a request as a session does, with a copy of its own, and fails it when it is told to.
+class OfflineProvider : public VKTURLSessionProviderProtocol {
+  public:
+    std::shared_ptr<VKTURLSessionTask> dataRequest(const VKTURLRequest& request,
+                                                   VKTURLSessionCompletionHandler handler) override {
+        request_ = request;
+        handler_ = std::move(handler);
+        return VKTURLSessionTask::initWithDataTask(nullptr);
+    }
+    void failRequest() {
+        const VKTError error(VKTURLErrorDomain, VKTURLErrorNotConnectedToInternet);
+        std::exchange(handler_, nullptr)(VKTURLSessionResponse::initWithData(nullptr, nullptr, error),
+                                         nullptr);
+    }
+    [[nodiscard]] std::size_t bodySize() const { return request_.HTTPBody->size(); }
+
+  private:
+    VKTURLRequest request_;
+    VKTURLSessionCompletionHandler handler_;
+};
+
+// A logger with as many records waiting as it keeps.
+class OfflineLogger {
+  public:
+    OfflineLogger() {
+        VKTRemoteLoggerSettings settings = logger_->settings();
+        settings.minimumLogLevel = VKTRemoteLogLevelError;
+        settings.errorSamplingRate = 1;
+        logger_->setSettings(settings);
+        for (std::size_t i = 0; i < VKTRemoteLogBacklogLimit; ++i)
+            secondsOfLog();
+    }
+
+    double secondsOfLog() {
+        const auto record = logger_->generateLogWithMessage(
+            "The media file could not be loaded", VKTRemoteLogLevelError, "playback",
+            "https://ads.example/ac?siteid=12",
+            VKTLogNodes{VKTLogErrorNode::initWithErrorMessage("timeout", {}, "https://ads.example/ac", {})});
+        const auto start = std::chrono::steady_clock::now();
+        logger_->log(*record);
+        const VKTTimeInterval taken = std::chrono::steady_clock::now() - start;
+        provider_->failRequest();
+        return taken.count();
+    }
+    [[nodiscard]] std::size_t bodySize() const { return provider_->bodySize(); }
+
+  private:
+    const std::shared_ptr<OfflineProvider> provider_ = std::make_shared<OfflineProvider>();
+    const std::shared_ptr<VKTRemoteLogger> logger_ =
+        VKTRemoteLogger::initWithDefaultEndPoint(*VKTURL::URLWithString("https://logs.example/"), "bench",
+                                                 VKTURLSession::initWithSessionProvider(provider_));
+};
+
+// The body that is sent has to be put together and handed over: the same texts, joined and copied once.
+double secondsOfJoin(std::size_t bodySize) {
+    static const std::vector<std::string> texts(VKTRemoteLogBacklogLimit,
+                                                std::string(bodySize / VKTRemoteLogBacklogLimit - 1, 'x'));
+    const auto start = std::chrono::steady_clock::now();
+    std::string body;
+    body.reserve(bodySize);
+    for (const std::string& text : texts)
+        body.append(text).append(1, ',');
+    const std::string handedOver = body;
+    const VKTTimeInterval taken = std::chrono::steady_clock::now() - start;
+    if (handedOver.size() > bodySize) fail("the texts are longer than the body");
+    return taken.count();
+}
+
 }  // namespace
 
 void runAsChild(int argc, char** argv) {
@@ -106,4 +177,9 @@ void addConfigBenchmarks() {
     addPairWithFaults(
         "config_cached_start", [] { return faultsOfChild(startOursArgument, configuration.path()); },
         [] { return faultsOfChild(startLimitArgument, configuration.path()); });
+
+    static OfflineLogger logger;
+    addTimedPair(
+        "log_waiting_1000", [] { return logger.secondsOfLog(); },
+        [] { return secondsOfJoin(logger.bodySize()); });
 }

@@ -6,6 +6,7 @@
 #include "VKTCoreKit/config/VKTConfigReading.h"
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/core/VKTUtils.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
 namespace {
@@ -122,14 +123,16 @@ void VKTConfiguration::applyNetwork(const VKTDictionary& dictionary,
     if (networkID && networkID->integerValue() > 0) {
         networkID_ = networkID->integerValue();
     } else if (remoteLogger != nullptr) {
-        remoteLogger->logWrongSiteIDError();
+        vkt_callGuarded("logWrongSiteIDError", [&] { remoteLogger->logWrongSiteIDError(); });
     }
 }
 
 void VKTConfiguration::applyAdditionalParameters(const VKTValue& parameters,
                                                  VKTConfigurationRemoteLogger* remoteLogger) {
     const auto report = [&](VKTAdditionalParametersPart part) {
-        if (remoteLogger != nullptr) remoteLogger->logInvalidAdditionalParameters(part);
+        if (remoteLogger != nullptr)
+            vkt_callGuarded("logInvalidAdditionalParameters",
+                            [&] { remoteLogger->logInvalidAdditionalParameters(part); });
     };
     const VKTDictionary* dictionary = parameters.asDictionary();
     if (dictionary == nullptr) return report(VKTAdditionalParametersPartAll);

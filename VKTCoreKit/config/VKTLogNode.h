@@ -28,7 +28,7 @@ class VKTLogNode {
     [[nodiscard]] bool isEqualToLogNode(const VKTLogNode& other) const;
 };
 
-/// None of them is null.
+/// Null ones count as nothing.
 using VKTLogNodes = std::vector<std::shared_ptr<const VKTLogNode>>;
 
 /// A part whose dictionary is fixed when it is made; an empty one counts as nothing.

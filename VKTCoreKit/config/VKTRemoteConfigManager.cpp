@@ -9,6 +9,7 @@
 #include "VKTCoreKit/core/VKTURLUtils.h"
 #include "VKTCoreKit/core/VKTUtils.h"
 #include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 
@@ -83,12 +84,21 @@ std::shared_ptr<VKTRemoteConfigManager> VKTRemoteConfigManager::initWithSession(
         std::move(queryStringParameters), sdkVersionId, std::move(defaultRemoteConfig)));
 }
 
+void VKTRemoteConfigManager::setCurrentDate(CurrentDate currentDate) {
+    currentDate_ = currentDate ? std::move(currentDate) : secondsSince1970;
+}
+
 void VKTRemoteConfigManager::fetchRemoteConfigurationWithSiteId(std::int64_t siteId, bool forced) {
     if (fetchInProgress_.exchange(true)) return;
     const auto self = shared_from_this();  // the delegate may let go of the manager
-    const std::optional<double> expirationDate = setUpCachedConfig(siteId);
-    if (forced || isConfigExpiredWithExpirationDate(expirationDate)) return requestConfig(siteId);
-    fetchInProgress_ = false;
+    bool isRequested = false;
+    vkt_callGuarded("the cache or the clock of a VKTRemoteConfigManager", [&] {
+        const std::optional<double> expirationDate = setUpCachedConfig(siteId);
+        if (!forced && !isConfigExpiredWithExpirationDate(expirationDate)) return;
+        requestConfig(siteId);
+        isRequested = true;
+    });
+    if (!isRequested) fetchInProgress_ = false;
 }
 
 // The expiration date of the cached copy; nothing when there is none. A copy that cannot be read needs no
@@ -100,9 +110,7 @@ std::optional<double> VKTRemoteConfigManager::setUpCachedConfig(std::int64_t sit
     std::optional<VKTValue> json = bytes == nullptr ? std::nullopt : vkt_JSONValueWithData(bytes->bytes);
     VKTDictionary* document = json ? json->asDictionary() : nullptr;
     if (document == nullptr) {
-        const auto delegate = delegate_.lock();
-        if (delegate && defaultRemoteConfig_)
-            delegate->remoteConfigManagerDidFetchRemoteConfig(*this, *defaultRemoteConfig_);
+        if (defaultRemoteConfig_) tellOfConfig(*defaultRemoteConfig_);
         return std::nullopt;
     }
     const std::optional<VKTNumber> expirationDate = vkt_configNumberForKey(*document, expirationDateKey);
@@ -121,11 +129,13 @@ void VKTRemoteConfigManager::requestConfig(std::int64_t siteId) {
 
 void VKTRemoteConfigManager::configDidArrive(const VKTURLSessionResponse& response, std::int64_t siteId) {
     const auto& HTTPResponse = response.response();
-    if (!response.error() && HTTPResponse && isSuccessfullStatusCode(HTTPResponse->statusCode)) {
-        setupConfigWithData(response.data() ? *response.data() : "", siteId, true);
-    } else {
-        fetchConfigDidFailWithResponse(response);
-    }
+    vkt_callGuarded("the cache or the clock of a VKTRemoteConfigManager", [&] {
+        if (!response.error() && HTTPResponse && isSuccessfullStatusCode(HTTPResponse->statusCode)) {
+            setupConfigWithData(response.data() ? *response.data() : "", siteId, true);
+        } else {
+            fetchConfigDidFailWithResponse(response);
+        }
+    });
     fetchInProgress_ = false;
 }
 
@@ -146,11 +156,13 @@ void VKTRemoteConfigManager::setUpConfig(VKTDictionary document, std::int64_t si
     const VKTNumber expirationDate(std::round(currentDate_() + std::min(config->TTL, MAXIMUM_TTL)));
     document.set(expirationDateKey, expirationDate.integerValue());
 
-    if (const auto delegate = delegate_.lock())
-        delegate->remoteConfigManagerDidFetchRemoteConfig(*this, *config);
-    if (const auto delegate = delegate_.lock())
-        delegate->remoteConfigManagerDidSucceedToFetchConfigWithKorvoDictionary(
-            *this, *document.find("korvo")->asDictionary(), additional);
+    tellOfConfig(*config);
+    if (const auto delegate = delegate_.lock()) {
+        vkt_callGuarded("remoteConfigManagerDidSucceedToFetchConfigWithKorvoDictionary", [&] {
+            delegate->remoteConfigManagerDidSucceedToFetchConfigWithKorvoDictionary(
+                *this, *document.find("korvo")->asDictionary(), additional);
+        });
+    }
 
     if (!storeConfigInCache) return;
     if (auto bytes = vkt_JSONStringWithValue(VKTValue(std::move(document))))
@@ -161,9 +173,18 @@ void VKTRemoteConfigManager::fetchConfigDidFailWithResponse(const VKTURLSessionR
     tellOfFailure(response.error());
 }
 
+void VKTRemoteConfigManager::tellOfConfig(const VKTRemoteConfig& config) {
+    if (const auto delegate = delegate_.lock()) {
+        vkt_callGuarded("remoteConfigManagerDidFetchRemoteConfig",
+                        [&] { delegate->remoteConfigManagerDidFetchRemoteConfig(*this, config); });
+    }
+}
+
 void VKTRemoteConfigManager::tellOfFailure(const std::optional<VKTError>& error) {
-    if (const auto delegate = delegate_.lock())
-        delegate->remoteConfigManagerDidFailToFetchConfigWithError(*this, error);
+    if (const auto delegate = delegate_.lock()) {
+        vkt_callGuarded("remoteConfigManagerDidFailToFetchConfigWithError",
+                        [&] { delegate->remoteConfigManagerDidFailToFetchConfigWithError(*this, error); });
+    }
 }
 
 std::optional<VKTURL> VKTRemoteConfigManager::endPointURLWithSiteId(std::int64_t siteId) const {

@@ -113,10 +113,10 @@ class VKTRemoteConfigManager : public std::enable_shared_from_this<VKTRemoteConf
     [[nodiscard]] const VKTDictionary& queryStringParameters() const { return queryStringParameters_; }
     [[nodiscard]] const std::string& configCacheKeyTemplate() const { return configCacheKeyTemplate_; }
 
-    /// The platform's clock unless another is set, which must happen before the first fetch. Called on the
-    /// fetching thread and on the HTTP delivery thread; not empty.
+    /// The platform's clock unless another is set, which must happen before the first fetch; an empty
+    /// function sets the platform's again. Called on the fetching thread and on the HTTP delivery thread.
     [[nodiscard]] const CurrentDate& currentDate() const { return currentDate_; }
-    void setCurrentDate(CurrentDate currentDate) { currentDate_ = std::move(currentDate); }
+    void setCurrentDate(CurrentDate currentDate);
 
   private:
     VKTRemoteConfigManager(std::shared_ptr<VKTURLSession> session,
@@ -129,6 +129,7 @@ class VKTRemoteConfigManager : public std::enable_shared_from_this<VKTRemoteConf
     void setUpConfig(VKTDictionary document, std::int64_t siteId, bool storeConfigInCache);
     void requestConfig(std::int64_t siteId);
     void configDidArrive(const VKTURLSessionResponse& response, std::int64_t siteId);
+    void tellOfConfig(const VKTRemoteConfig& config);
     void tellOfFailure(const std::optional<VKTError>& error);
 
     const std::shared_ptr<VKTURLSession> session_;

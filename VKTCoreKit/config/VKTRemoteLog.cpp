@@ -11,7 +11,9 @@ namespace {
 bool areEqual(const std::optional<VKTLogNodes>& left, const std::optional<VKTLogNodes>& right) {
     if (!left || !right) return !left && !right;
     return std::equal(left->begin(), left->end(), right->begin(), right->end(),
-                      [](const auto& one, const auto& other) { return one->isEqualToLogNode(*other); });
+                      [](const auto& one, const auto& other) {
+                          return one && other ? one->isEqualToLogNode(*other) : one == other;
+                      });
 }
 
 bool isThere(const std::optional<std::string>& text) {

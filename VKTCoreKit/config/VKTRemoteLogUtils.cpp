@@ -6,6 +6,7 @@ namespace {
 
 void addNodes(VKTDictionary& dictionary, const VKTLogNodes& nodes) {
     for (const auto& node : nodes) {
+        if (!node) continue;
         if (auto nodeDictionary = node->jsonDictionary())
             dictionary.set(node->name(), *std::move(nodeDictionary));
     }

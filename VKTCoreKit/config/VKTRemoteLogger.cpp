@@ -1,12 +1,14 @@
 #include "VKTCoreKit/config/VKTRemoteLogger.h"
 
-#include <iterator>
+#include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "VKTCoreKit/config/VKTConfigReading.h"
 #include "VKTCoreKit/config/VKTRemoteLogUtils.h"
 #include "VKTCoreKit/core/VKTDictionaryExtension.h"
 #include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 
@@ -46,6 +48,10 @@ std::uint64_t rateOfLevel(const VKTRemoteLoggerSettings& settings, VKTRemoteLogL
     }
 }
 
+VKTArray arrayFromBody(std::string_view body) {
+    return std::move(*vkt_JSONValueWithData(body)->asArray());
+}
+
 bool isSuccess(const VKTURLSessionResponse& response) {
     return !response.error() && response.response() && response.response()->statusCode >= 200 &&
            response.response()->statusCode < 400;
@@ -57,10 +63,10 @@ bool isNotConnected(const VKTURLSessionResponse& response) {
 
 }  // namespace
 
-// The records of one request. Guarded by the logger's mutex.
+// One request under way.
 struct VKTRemoteLogger::Batch {
-    VKTArray logs;
-    bool hasEnded = false;  // perhaps before the identifier of its task was known
+    VKTRemoteLogRecords records;
+    std::optional<std::uint64_t> taskIdentifier;  // known when the task is; guarded by the logger's mutex
 };
 
 std::shared_ptr<VKTRemoteLogger> VKTRemoteLogger::initWithClientSDKCategory(std::string category) {
@@ -106,10 +112,13 @@ void VKTRemoteLogger::resetDefaultValues(VKTURL endPoint) {
 }
 
 void VKTRemoteLogger::configureWithDictionary(const VKTDictionary& dictionary) {
+    std::optional<VKTRemoteLogHeaders> customHeaders;
+    if (const VKTArray* headers = vkt_optArrayForKey(dictionary, "customHTTPHeaders"))
+        customHeaders = vkt_usableHeaders(headersFromArray(*headers),
+                                          R"("customHTTPHeaders" in the remote configuration's "logger")");
     const VKTLock lock(mutex_);
     if (auto endPoint = vkt_configURLForKey(dictionary, "URL")) settings_.endPointURL = *std::move(endPoint);
-    if (const VKTArray* headers = vkt_optArrayForKey(dictionary, "customHTTPHeaders"))
-        settings_.customHeaders = headersFromArray(*headers);
+    if (customHeaders) settings_.customHeaders = std::move(customHeaders);
     if (const std::string* level = vkt_configStringForKey(dictionary, "minLogLevel"))
         settings_.minimumLogLevel = logLevelFromString(*level);
     if (const auto interval = vkt_configNumberForKey(dictionary, "sendingLogsInterval"))
@@ -141,6 +150,9 @@ VKTRemoteLoggerSettings VKTRemoteLogger::settings() const {
 }
 
 void VKTRemoteLogger::setSettings(VKTRemoteLoggerSettings settings) {
+    if (settings.customHeaders)
+        settings.customHeaders =
+            vkt_usableHeaders(*std::move(settings.customHeaders), "VKTRemoteLoggerSettings::customHeaders");
     const VKTLock lock(mutex_);
     settings_ = std::move(settings);
 }
@@ -247,32 +259,63 @@ void VKTRemoteLogger::log(const VKTRemoteLog& remoteLog,
 }
 
 void VKTRemoteLogger::submit(VKTDictionary logDictionary) {
-    VKTArray logs{std::move(logDictionary)};
-    // One that JSON cannot hold would keep all the others from being sent.
-    if (vkt_JSONStringWithValue(logs)) {
+    // As in the body, an element of an array. One that JSON cannot hold would keep the others from being
+    // sent.
+    if (const auto array = vkt_JSONStringWithValue(VKTArray{std::move(logDictionary)})) {
         const VKTLock lock(mutex_);
-        pendingLogs_.push_back(std::move(logs.front()));
+        backlog_.submit(array->substr(1, array->size() - 2));
+        dropOldest();
     }
     sendPendingLogs();
 }
 
 void VKTRemoteLogger::sendPendingLogs() {
-    const auto batch = std::make_shared<Batch>();
     {
         const VKTLock lock(mutex_);
-        batch->logs.swap(pendingLogs_);
+        backlog_.release();
     }
-    if (batch->logs.empty()) return;
-    const auto task = session_->asynchronousDataRequestWithURLRequest(
-        requestWithLogs(batch->logs),
-        [self = shared_from_this(), batch](const VKTURLSessionResponse& response, const auto&) {
-            self->requestDidEnd(*batch, response);
-        });
+    sendReleasedLogs();
+}
+
+void VKTRemoteLogger::sendReleasedLogs() {
+    auto batch = takeBatch();
+    if (!batch) return;
+    vkt_callGuarded("the session of a VKTRemoteLogger", [&] {
+        const auto task = session_->asynchronousDataRequestWithURLRequest(
+            requestWithBody(vkt_bodyOfRecords(batch->records)),
+            [self = shared_from_this(), batch](const VKTURLSessionResponse& response, const auto&) {
+                self->requestDidEnd(batch, response);
+            });
+        const VKTLock lock(mutex_);
+        batch->taskIdentifier = task->identifier();
+    });
+}
+
+// All that may be sent now; null when there is nothing, or no room for another request.
+std::shared_ptr<VKTRemoteLogger::Batch> VKTRemoteLogger::takeBatch() {
     const VKTLock lock(mutex_);
-    if (!batch->hasEnded) ongoingRequests_[task->identifier()] = batch;
+    std::erase_if(ongoing_, [](const auto& batch) { return batch.expired(); });
+    if (ongoing_.size() >= VKTRemoteLogRequestLimit) return nullptr;
+    auto batch = std::make_shared<Batch>(Batch{backlog_.takeReleased(), std::nullopt});
+    if (batch->records.empty()) return nullptr;
+    ongoing_.push_back(batch);
+    return batch;
+}
+
+void VKTRemoteLogger::dropOldest() {
+    std::size_t bytesUnderWay = 0;
+    for (const auto& each : ongoing_) {
+        if (const auto batch = each.lock()) bytesUnderWay += vkt_bytesOfRecords(batch->records);
+    }
+    backlog_.dropOldest(VKTRemoteLogBacklogLimit,
+                        VKTRemoteLogByteLimit - std::min(VKTRemoteLogByteLimit, bytesUnderWay));
 }
 
 VKTURLRequest VKTRemoteLogger::requestWithLogs(const VKTArray& logs) const {
+    return requestWithBody(vkt_JSONStringWithValue(logs));
+}
+
+VKTURLRequest VKTRemoteLogger::requestWithBody(std::optional<std::string> body) const {
     const VKTRemoteLoggerSettings current = settings();
     VKTURLRequest request;
     request.url = current.endPointURL;
@@ -283,37 +326,47 @@ VKTURLRequest VKTRemoteLogger::requestWithLogs(const VKTArray& logs) const {
         if (!vkt_equalsIgnoringCase(name, userAgentHeader)) request.addValue(value, name);
     }
     request.addValue(deviceInfo_->userAgent(), userAgentHeader);
-    request.HTTPBody = vkt_JSONStringWithValue(logs);
+    request.HTTPBody = std::move(body);
     return request;
 }
 
-void VKTRemoteLogger::requestDidEnd(Batch& batch, const VKTURLSessionResponse& response) {
+void VKTRemoteLogger::requestDidEnd(const std::shared_ptr<Batch>& batch,
+                                    const VKTURLSessionResponse& response) {
     RequestCompletionHandler handler;
     {
         const VKTLock lock(mutex_);
-        batch.hasEnded = true;
-        std::erase_if(ongoingRequests_, [&](const auto& entry) { return entry.second.get() == &batch; });
+        std::erase_if(ongoing_, [&](const auto& each) { return each.lock() == batch; });
         if (isNotConnected(response)) {
-            batch.logs.insert(batch.logs.end(), std::make_move_iterator(pendingLogs_.begin()),
-                              std::make_move_iterator(pendingLogs_.end()));
-            pendingLogs_.swap(batch.logs);
-            if (pendingLogs_.size() > VKTRemoteLogBacklogLimit)
-                pendingLogs_.erase(pendingLogs_.begin(), pendingLogs_.end() - VKTRemoteLogBacklogLimit);
+            backlog_.putBack(std::exchange(batch->records, {}));
+            dropOldest();
         }
         handler = requestCompletionHandler_;
     }
-    if (handler) handler(isSuccess(response));
+    if (handler) vkt_callGuarded("requestCompletionHandler", [&] { handler(isSuccess(response)); });
+    sendReleasedLogs();
 }
 
 VKTArray VKTRemoteLogger::pendingLogs() const {
-    const VKTLock lock(mutex_);
-    return pendingLogs_;
+    std::string body;
+    {
+        const VKTLock lock(mutex_);
+        body = vkt_bodyOfRecords(backlog_.records());
+    }
+    return arrayFromBody(body);
 }
 
 std::map<std::uint64_t, VKTArray> VKTRemoteLogger::ongoingRequests() const {
-    const VKTLock lock(mutex_);
+    std::map<std::uint64_t, std::string> bodies;
+    {
+        const VKTLock lock(mutex_);
+        for (const auto& each : ongoing_) {
+            const auto batch = each.lock();
+            if (batch && batch->taskIdentifier)
+                bodies[*batch->taskIdentifier] = vkt_bodyOfRecords(batch->records);
+        }
+    }
     std::map<std::uint64_t, VKTArray> requests;
-    for (const auto& [identifier, batch] : ongoingRequests_)
-        requests[identifier] = batch->logs;
+    for (const auto& [identifier, body] : bodies)
+        requests[identifier] = arrayFromBody(body);
     return requests;
 }

@@ -9,25 +9,35 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "VKTCoreKit/config/VKTRemoteConfigLoggerConfig.h"
 #include "VKTCoreKit/config/VKTRemoteLog.h"
+#include "VKTCoreKit/config/VKTRemoteLogBacklog.h"
 #include "VKTCoreKit/core/VKTTimer.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/platform/VKTClock.h"
+#include "VKTCoreKit/platform/VKTHeaderRule.h"
 #include "VKTCoreKit/platform/VKTRandomSource.h"
 #include "VKTCoreKit/privacy/VKTDeviceInfo.h"
 
-/// Records that wait for the network; beyond it the oldest are dropped.
+/// Requests under way at once; what is submitted meanwhile waits.
+inline constexpr std::size_t VKTRemoteLogRequestLimit = 4;
+
+/// Records that wait, for a request to end or for the network; beyond it those submitted first are dropped,
+/// in whatever order requests fail.
 inline constexpr std::size_t VKTRemoteLogBacklogLimit = 1000;
+
+/// Bytes of the JSON texts of all records, waiting and under way together. Beyond it those that wait are
+/// dropped, the first submitted first; a record that still does not fit is dropped itself. What is under way
+/// is never dropped; its texts are in memory twice, once in the body of its request.
+inline constexpr std::size_t VKTRemoteLogByteLimit = std::size_t{4} * 1024 * 1024;
 
 /// Stands in for a collector until one is given.
 inline constexpr const char* VKTRemoteLoggerPlaceholderEndPoint = "https://127.0.0.1/";
 
-using VKTRemoteLogHeaders = std::vector<std::pair<std::string, std::string>>;  // names and values
+using VKTRemoteLogHeaders = VKTHeaderList;
 
 /// What the remote configuration decides. A sampling rate N means that one record in N is sent; with 0 none
 /// is.
@@ -43,6 +53,12 @@ struct VKTRemoteLoggerSettings {
 };
 
 /// Decides which records are made at all, and sends each that is submitted, together with what waits.
+///
+/// At most `VKTRemoteLogRequestLimit` requests are under way. A submission sends all that waits in one
+/// request, or, when there is no room for one, in the request that follows the next one that ends. What
+/// fails because the device is not connected waits for the next submission, whatever ends before it: so each
+/// submission is at most one attempt, and nothing is tried while nobody logs. What fails otherwise is
+/// dropped.
 ///
 /// Any thread; meant for the main thread. Requests end on the HTTP delivery thread. A request under way keeps
 /// the logger alive; records that wait are lost with it.
@@ -73,7 +89,8 @@ class VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
 
     /// Applies the "logger" object of a configuration document: "URL", "customHTTPHeaders" (those with both
     /// "name" and "value" as texts), "minLogLevel", "sendingLogsInterval" and "samplingRate". What is missing
-    /// or of another type stays as it is; a negative rate is 0.
+    /// or of another type stays as it is; a negative rate is 0. A header that cannot be sent is left out with
+    /// a warning in the log, see `vkt_headerRefusal`.
     void configureWithDictionary(const VKTDictionary& dictionary);
 
     /// Takes the end point, if there is one, the minimum level and the rates. Without a configuration nothing
@@ -81,7 +98,7 @@ class VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
     void configFromRemoteConfig(const std::optional<VKTRemoteConfigLoggerConfig>& loggerConfig);
 
     [[nodiscard]] VKTRemoteLoggerSettings settings() const;
-    void setSettings(VKTRemoteLoggerSettings settings);
+    void setSettings(VKTRemoteLoggerSettings settings);  ///< headers as above
 
     [[nodiscard]] VKTURL endPointURL() const { return settings().endPointURL; }
     [[nodiscard]] VKTRemoteLogLevel minimumLogLevel() const { return settings().minimumLogLevel; }
@@ -101,7 +118,7 @@ class VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
     void setShouldLog(bool shouldLog);
 
     /// Called once for each request that ends, on the HTTP delivery thread, possibly before the submission
-    /// that made it returns. Empty for none.
+    /// that made it returns. Empty for none. What it throws is dropped with a line in the log.
     [[nodiscard]] RequestCompletionHandler requestCompletionHandler() const;
     void setRequestCompletionHandler(RequestCompletionHandler handler);
 
@@ -136,16 +153,17 @@ class VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
     void log(const VKTRemoteLog& remoteLog, const VKTLogNodes& enrichedWithNodes = {});
     void log(const VKTRemoteLog& remoteLog, const std::vector<VKTDictionary>& enrichedWithDictionaries);
 
-    /// Sends all that waits in one request. What fails because the device is not connected waits again, ahead
-    /// of what came in between, and goes with the next submission; what fails otherwise is dropped.
+    /// A submission without a record. What fails because the device is not connected waits again ahead of all
+    /// others.
     void sendPendingLogs();
 
     /// A POST request with all of these as a JSON array.
     [[nodiscard]] VKTURLRequest requestWithLogs(const VKTArray& logs) const;
 
+    /// What waits, in the order of sending. Read anew from the texts: for looking now and then.
     [[nodiscard]] VKTArray pendingLogs() const;
 
-    /// By the identifiers of their tasks.
+    /// By the identifiers of their tasks; read anew like the above.
     [[nodiscard]] std::map<std::uint64_t, VKTArray> ongoingRequests() const;
 
     // Every record is sent at once, so there is nothing to start, and there is no timer.
@@ -168,7 +186,11 @@ class VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
     [[nodiscard]] std::optional<std::uint64_t> drawRate(VKTRemoteLogLevel level) const;
     [[nodiscard]] std::uint32_t drawNumber() const;
     void submit(VKTDictionary logDictionary);
-    void requestDidEnd(Batch& batch, const VKTURLSessionResponse& response);
+    void sendReleasedLogs();
+    std::shared_ptr<Batch> takeBatch();
+    void requestDidEnd(const std::shared_ptr<Batch>& batch, const VKTURLSessionResponse& response);
+    void dropOldest() VKT_REQUIRES(mutex_);
+    [[nodiscard]] VKTURLRequest requestWithBody(std::optional<std::string> body) const;
 
     const std::string clientCategory_;
     const std::shared_ptr<const VKTURLSession> session_;
@@ -181,6 +203,7 @@ class VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
     VKTRemoteLoggerSettings settings_ VKT_GUARDED_BY(mutex_);
     bool shouldLog_ VKT_GUARDED_BY(mutex_) = false;
     RequestCompletionHandler requestCompletionHandler_ VKT_GUARDED_BY(mutex_);
-    VKTArray pendingLogs_ VKT_GUARDED_BY(mutex_);
-    std::map<std::uint64_t, std::shared_ptr<Batch>> ongoingRequests_ VKT_GUARDED_BY(mutex_);
+    VKTRemoteLogBacklog backlog_ VKT_GUARDED_BY(mutex_);
+    // Owned by the completions of their requests, so that one which is never called leaves no place taken.
+    std::vector<std::weak_ptr<Batch>> ongoing_ VKT_GUARDED_BY(mutex_);
 };

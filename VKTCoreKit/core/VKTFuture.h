@@ -12,6 +12,7 @@
 #include "VKTCoreKit/foundation/VKTDate.h"
 #include "VKTCoreKit/foundation/VKTError.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
 inline constexpr const char* VKTFutureErrorDomain = "VKTFutureError";
@@ -29,15 +30,19 @@ enum VKTFutureErrorCode : std::uint16_t {
 template <typename Result>
 class VKTFuture {
   public:
-    /// Runs once, on a pool thread; it must not throw. When the pool cannot start any thread it never runs,
-    /// and the future is done at once, without a result.
+    /// Runs once, on a pool thread. One that throws, or is empty, has no result, and the log says so. When
+    /// the pool cannot start any thread it never runs, and the future is done at once, without a result.
     using Task = std::function<Result()>;
     using Deadline = std::chrono::steady_clock::time_point;
 
     static VKTFuture initWithTask(Task task) {
         VKTFuture future;
-        const bool isStarted = VKTPlatform::current().globalPool->tryPost(
-            [state = future.state_, task = std::move(task)] { state->finish(task()); });
+        const bool isStarted =
+            VKTPlatform::current().globalPool->tryPost([state = future.state_, task = std::move(task)] {
+                Result result = Result();
+                vkt_callGuarded("the task of a VKTFuture", [&] { result = task(); });
+                state->finish(std::move(result));
+            });
         if (!isStarted) future.state_->finishWithoutStart();
         return future;
     }

@@ -1,5 +1,6 @@
 #include "VKTCoreKit/core/VKTLog.h"
 
+#include <cstdio>
 #include <utility>
 
 #include "VKTCoreKit/core/VKTLogDefaultOutput.h"
@@ -83,8 +84,15 @@ bool VKTLog::isLoggingEnabledForLevel(VKTLogLevel level) const {
 }
 
 void VKTLog::logMessage(std::string_view message, VKTLogLevel level) const {
-    const bool passes = level == VKTLogLevelDebug ? isDebugLoggingEnabled() : isLoggingEnabledForLevel(level);
-    if (passes) output()->logMessage(message, level, tag_);
+    try {
+        const bool passes =
+            level == VKTLogLevelDebug ? isDebugLoggingEnabled() : isLoggingEnabledForLevel(level);
+        if (passes) output()->logMessage(message, level, tag_);
+    } catch (...) {
+        // Whoever logs may be in the middle of something, or on a thread of the library's own.
+        std::fputs("VKTCoreKit: a log's output or data source has thrown an exception; catch it in there.\n",
+                   stderr);
+    }
 }
 
 void VKTLog::logStackTrackWithLevel(VKTLogLevel level) const {

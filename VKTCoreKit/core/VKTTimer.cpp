@@ -4,6 +4,7 @@
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/core/VKTRandom.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
 std::shared_ptr<VKTTimerTarget> VKTTimerTarget::initWithCompletionHandler(
@@ -46,7 +47,8 @@ void VKTTimer::stop() {
     timer_.reset();
     status_ = VKTTimerStatusStopped;
     // A copy: the handler may replace itself, or let go of the timer.
-    if (const auto stopHandler = stopHandler_) stopHandler(*this);
+    if (const auto stopHandler = stopHandler_)
+        vkt_callGuarded("VKTTimer's stop handler", [&] { stopHandler(*this); });
 }
 
 void VKTTimer::scheduleTimerWithInterval(const VKTTimerInterval& interval,
@@ -58,7 +60,8 @@ void VKTTimer::scheduleTimerWithInterval(const VKTTimerInterval& interval,
 
 void VKTTimer::tick() {
     const auto target = timerTarget_;
-    if (const auto delegate = delegate_.lock()) delegate->timerFired(*this);
+    if (const auto delegate = delegate_.lock())
+        vkt_callGuarded("VKTTimerDelegate's timerFired", [&] { delegate->timerFired(*this); });
     // The delegate has stopped the timer, and may have started it again.
     if (target->invalidated()) return;
     if (hasTicksLeft()) {

@@ -1,6 +1,7 @@
 // The interfaces of the events that become tracking pixels.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -23,6 +24,15 @@ class VKTTrackingEvent {
     /// Equal events have equal hashes: a class with a rule of its own overrides both.
     [[nodiscard]] virtual std::size_t hash() const { return std::hash<const void*>()(this); }
 };
+
+/// Lists of events, in order, by the rule of their class; a null equals a null.
+template <typename Events>
+bool vkt_areEqualEvents(const Events& left, const Events& right) {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](const auto& one, const auto& other) {
+                          return one && other ? one->isEqual(*other) : one == other;
+                      });
+}
 
 /// An event of a video, due at a time of its content.
 class VKTVideoTrackingEvent : public VKTTrackingEvent {

@@ -30,12 +30,16 @@ class VKTKeyedArchiver {
         values_.set(key, archived(object));
     }
 
-    /// A list of objects, given as values or as pointers (none null).
+    /// A list of objects, given as values or as pointers; null ones are left out.
     template <typename List>
     void encodeObjects(std::string_view key, const List& objects) {
         VKTArray array;
-        for (const auto& object : objects)
+        for (const auto& object : objects) {
+            if constexpr (requires { object == nullptr; }) {
+                if (object == nullptr) continue;
+            }
             array.emplace_back(archived(object));
+        }
         values_.set(key, std::move(array));
     }
 

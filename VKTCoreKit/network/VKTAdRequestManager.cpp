@@ -5,6 +5,7 @@
 
 #include "VKTCoreKit/core/VKTURLUtils.h"
 #include "VKTCoreKit/core/VKTUtils.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 
 namespace {
@@ -102,7 +103,8 @@ std::optional<VKTURLRequest> VKTAdRequestManager::adRequestWithURL(
 
 void VKTAdRequestManager::callCompletionHandler(const VKTAdRequestCompletionHandler& completionHandler,
                                                 const VKTURLSessionResponse& response) {
-    if (completionHandler) completionHandler(response);
+    if (completionHandler)
+        vkt_callGuarded("the completion handler of an ad request", [&] { completionHandler(response); });
 }
 
 const char* VKTAdRequestManager::HTTPMethodName(VKTHTTPMethod method) {

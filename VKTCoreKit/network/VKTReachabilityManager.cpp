@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
 namespace {
@@ -119,7 +120,8 @@ void VKTReachabilityManager::setReachabilityStatusChangeBlock(VKTReachabilitySta
 void VKTReachabilityManager::report(const VKTReachabilityFlags& flags) {
     const VKTNetworkReachabilityStatus status = statusOfFlags(flags);
     status_ = status;
-    if (const auto block = networkReachabilityStatusBlock()) block(status);
+    if (const auto block = networkReachabilityStatusBlock())
+        vkt_callGuarded("the reachability status block", [&] { block(status); });
     VKTPlatform::current().notificationCentre->post(
         {VKTReachabilityDidChangeNotification, {{VKTReachabilityNotificationStatusItem, int{status}}}});
 }

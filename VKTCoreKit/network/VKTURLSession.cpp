@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
 namespace {
@@ -84,8 +85,9 @@ std::shared_ptr<VKTURLSessionTask> VKTURLSessionProvider::dataRequest(
                           std::optional<VKTError> error) {
         const auto task = std::exchange(*pendingTask, nullptr);
         if (!handler) return;
-        handler(VKTURLSessionResponse::initWithData(std::move(data), std::move(response), std::move(error)),
-                task);
+        const auto outcome =
+            VKTURLSessionResponse::initWithData(std::move(data), std::move(response), std::move(error));
+        vkt_callGuarded("the completion handler of a request", [&] { handler(outcome, task); });
     };
     auto task = VKTURLSessionTask::sessionTaskWithSession(*session_, request, std::move(completion));
     *pendingTask = task;

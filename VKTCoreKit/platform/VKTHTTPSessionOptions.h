@@ -23,7 +23,8 @@ struct VKTHTTPSessionOptions {
     /// The User-Agent header of requests that have none of their own; none is sent when empty.
     std::string userAgent;
 
-    /// Sent with every request that does not have a header of that name itself.
+    /// Sent with every request that does not have a header of that name itself. One that `vkt_headerRefusal`
+    /// refuses is left out, with a warning in the log when the session is made.
     std::vector<std::pair<std::string, std::string>> headers;
 
     /// Connections of asynchronous requests under way at once, to one host (scheme, name and port) and in

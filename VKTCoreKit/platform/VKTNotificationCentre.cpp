@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 
 struct VKTNotificationCentre::Registry {
     struct Observer {
@@ -60,6 +61,8 @@ VKTNotificationToken VKTNotificationCentre::addObserver(std::string name, VKTNot
 void VKTNotificationCentre::post(const VKTNotification& notification) {
     const auto registry = registry_;
     for (const std::uint64_t number : registry->numbersOfObservers(notification.name)) {
-        if (const auto observer = registry->observerWithNumber(number)) observer->handler(notification);
+        const auto observer = registry->observerWithNumber(number);
+        if (observer && observer->handler)
+            vkt_callGuarded("an observer of " + notification.name, [&] { observer->handler(notification); });
     }
 }

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "VKTCoreKit/core/VKTLog.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 
 std::shared_ptr<VKTLocationManager> VKTLocationManager::initWithDataSource(
     const std::shared_ptr<VKTLocationManagerDataSource>& dataSource) {
@@ -57,7 +58,7 @@ void VKTLocationManager::locationProvider(VKTLocationProvider& /*provider*/,
     if (didUpdateLocations.empty()) return;
     providerLocation_ = {didUpdateLocations.front().latitude, didUpdateLocations.front().longitude};
     // A copy: the handler may replace itself.
-    if (const auto handler = locationUpdatedHandler_) handler();
+    if (const auto handler = locationUpdatedHandler_) vkt_callGuarded("the location handler", handler);
     stopProvider();
     VKTLog::sharedInstance()->logDebug("User's location updated");
 }

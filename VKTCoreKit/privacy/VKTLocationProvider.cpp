@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
 std::shared_ptr<VKTLocationProvider> VKTLocationProvider::init() {
@@ -63,5 +64,6 @@ void VKTLocationProvider::locationServicesAre(bool enabled) {
 }
 
 void VKTLocationProvider::locationManagerDidUpdateLocations(const VKTCoordinates& locations) {
-    if (const auto listener = delegate()) listener->locationProvider(*this, locations);
+    if (const auto listener = delegate())
+        vkt_callGuarded("VKTLocationProviderDelegate", [&] { listener->locationProvider(*this, locations); });
 }

@@ -80,7 +80,7 @@ void VKTPixelStore::noteRemoval(const std::shared_ptr<VKTPixel>& pixel) {
 }
 
 bool VKTPixelStore::append(const std::shared_ptr<VKTPixel>& pixel) {
-    if (isPixelInStore(*pixel)) return false;
+    if (!pixel || isPixelInStore(*pixel)) return false;
     if (2 * (pixels_.size() + 1) > slots_.size()) rebuildSlots();
     pixels_.push_back(pixel);
     slots_[slotOfID(pixel->ID())] = {pixel->ID(), static_cast<std::uint32_t>(pixels_.size())};
@@ -89,7 +89,7 @@ bool VKTPixelStore::append(const std::shared_ptr<VKTPixel>& pixel) {
 
 bool VKTPixelStore::updatePixel(const std::shared_ptr<VKTPixel>& pixel) {
     VKTRecursiveLock lock(mutex_);
-    return deletePixel(*pixel) && addPixel(pixel);
+    return pixel && deletePixel(*pixel) && addPixel(pixel);
 }
 
 bool VKTPixelStore::deletePixel(const VKTPixel& pixel) {

@@ -62,6 +62,7 @@ std::shared_ptr<VKTTrackingEventDefaultFactory> VKTTrackingEventDefaultFactory::
 
 VKTTrackingEvents VKTTrackingEventDefaultFactory::filterEvents(VKTTrackingEvents events,
                                                                const Filter& withFilter) {
+    std::erase(events, nullptr);
     if (withFilter) std::erase_if(events, [&](const auto& event) { return !withFilter(*event, {}); });
     return events;
 }
@@ -74,7 +75,11 @@ std::shared_ptr<VKTVASTTrackingEventFactory> VKTVASTTrackingEventFactory::initWi
 
 VKTTrackingEvents VKTVASTTrackingEventFactory::trackingEventsFromVASTTrackingEvents(
     const VASTTrackingEvents& vastTrackingEvents, double contentTotalTime) {
-    for (const auto& event : vastTrackingEvents)
+    VKTTrackingEvents events;
+    for (const auto& event : vastTrackingEvents) {
+        if (!event) continue;
         event->setEventOffset(offsetOf(*event, contentTotalTime));
-    return {vastTrackingEvents.begin(), vastTrackingEvents.end()};
+        events.push_back(event);
+    }
+    return events;
 }

@@ -31,7 +31,8 @@ class VKTTrackingEventDefaultFactory : public VKTTrackingEventFactory {
     static std::shared_ptr<VKTTrackingEventDefaultFactory> initWithEvents(VKTTrackingEvents events,
                                                                           const Filter& withFilter);
 
-    /// The events that the filter keeps, in their order; all of them when it is empty.
+    /// The events that the filter keeps, in their order; all of them when it is empty. Null ones are left
+    /// out.
     static VKTTrackingEvents filterEvents(VKTTrackingEvents events, const Filter& withFilter);
 
     [[nodiscard]] const VKTTrackingEvents& events() const { return events_; }
@@ -54,8 +55,9 @@ class VKTVASTTrackingEventFactory : public VKTTrackingEventFactory {
     static std::shared_ptr<VKTVASTTrackingEventFactory> initWithVASTTrackingEvents(
         const VASTTrackingEvents& vastTrackingEvents, double contentTotalTime);
 
-    /// Every event, in order, after its offset has been set: by its name for start, the quartiles and
-    /// complete, by its offset attribute (which goes first) as a time or a share of the total; else -1.
+    /// Every event but null ones, in order, after its offset has been set: by its name for start, the
+    /// quartiles and complete, by its offset attribute (which goes first) as a time or a share of the total;
+    /// else -1.
     static VKTTrackingEvents trackingEventsFromVASTTrackingEvents(
         const VASTTrackingEvents& vastTrackingEvents, double contentTotalTime);
 

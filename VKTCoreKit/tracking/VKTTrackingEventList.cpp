@@ -1,8 +1,9 @@
 #include "VKTCoreKit/tracking/VKTTrackingEventList.h"
 
 VKTTrackingEventList::VKTTrackingEventList(const VKTTrackingEvents& events) {
-    for (const auto& event : events)
-        append(event);
+    for (const auto& event : events) {
+        if (event) append(event);
+    }
 }
 
 void VKTTrackingEventList::append(std::shared_ptr<VKTTrackingEvent> event) {

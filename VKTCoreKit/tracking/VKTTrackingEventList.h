@@ -17,8 +17,8 @@ class VKTTrackingEventList {
     using List = std::list<std::shared_ptr<VKTTrackingEvent>>;
 
     VKTTrackingEventList() = default;
-    explicit VKTTrackingEventList(const VKTTrackingEvents& events);
-    VKTTrackingEventList(const VKTTrackingEventList&) = delete;  // the index points into the list
+    explicit VKTTrackingEventList(const VKTTrackingEvents& events);  ///< null ones are left out
+    VKTTrackingEventList(const VKTTrackingEventList&) = delete;      // the index points into the list
     VKTTrackingEventList& operator=(const VKTTrackingEventList&) = delete;
 
     void append(std::shared_ptr<VKTTrackingEvent> event);

@@ -68,6 +68,7 @@ void VKTTrackingEventManager::trackEventByReference(const std::shared_ptr<VKTTra
                                                     const VKTReplacements& additionalMacros,
                                                     bool callPixelsImmediately, bool shouldCallDelegate) {
     vkt_requireMainThread("trackEventByReference");
+    if (!event) return;
     if (!events_.contains(*event)) {
         VKTLog::sharedInstance()->logDebugWithFormat(
             "Event tracking cancelled because the event was not contained in the events array: '%@'!",

@@ -79,7 +79,7 @@ void VKTVideoTrackingEventManager::trackEventByReference(const std::shared_ptr<V
     // The caller's reference may be into the table.
     const auto fired = event;  // NOLINT(performance-unnecessary-copy-initialization)
     // Before the delegate hears of it: one that reports progress must not fire it again.
-    videoEvents_.remove(*fired);
+    if (fired) videoEvents_.remove(*fired);
     updateNextOffset();
     VKTTrackingEventManager::trackEventByReference(fired, variables, additionalMacros, callPixelsImmediately);
 }

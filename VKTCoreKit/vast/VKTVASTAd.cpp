@@ -59,12 +59,23 @@ const VKTDictionary* contentNode(const VKTDictionary& ad, const char* key, VKTVA
 
 }  // namespace
 
-void VKTVASTAd::read(const VKTDictionary& ad, const VKTDictionary& content, VKTErrorOutput error,
-                     const VKTVASTErrorHandler& errorHandler) {
+std::shared_ptr<VKTVASTAd> VKTVASTAd::initWithDictionary(const VKTDictionary& dictionary,
+                                                         VKTErrorOutput /*error*/,
+                                                         const VKTVASTErrorHandler& /*errorHandler*/) {
+    std::shared_ptr<VKTVASTAd> ad(new VKTVASTAd());
+    ad->readAttributes(dictionary);
+    return ad;
+}
+
+void VKTVASTAd::readAttributes(const VKTDictionary& ad) {
     adID_ = vkt_stringAttribute("_id", ad);
     adSequence_ = vkt_stringAttribute("_sequence", ad);
     if (hasSequence() && vkt_integerValue(*adSequence_) == 0) adSequence_ = lastSequence;
+}
 
+void VKTVASTAd::read(const VKTDictionary& ad, const VKTDictionary& content, VKTErrorOutput error,
+                     const VKTVASTErrorHandler& errorHandler) {
+    readAttributes(ad);
     findAdSystem(content, errorHandler);
     findAdTitle(content, errorHandler);
     vkt_appendVASTURLs(impressions_, Utils::findArrayForKey("Impression", content));

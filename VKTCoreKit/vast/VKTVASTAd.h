@@ -25,6 +25,12 @@ class VKTVASTAd {
     template <typename Creative>
     using Creatives = std::vector<std::shared_ptr<Creative>>;
 
+    /// A plain ad, of neither kind, from an "Ad" node: identifier and sequence, every list empty. Never null,
+    /// whatever stands in the node; nothing is reported.
+    static std::shared_ptr<VKTVASTAd> initWithDictionary(
+        const VKTDictionary& dictionary, VKTErrorOutput error = nullptr,
+        const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors);
+
     virtual ~VKTVASTAd() = default;
     VKTVASTAd(const VKTVASTAd&) = delete;
     VKTVASTAd& operator=(const VKTVASTAd&) = delete;
@@ -88,6 +94,7 @@ class VKTVASTAd {
     virtual void readOwnContent(const VKTDictionary& /*content*/) {}
 
   private:
+    void readAttributes(const VKTDictionary& ad);
     void findAdSystem(const VKTDictionary& content, const VKTVASTErrorHandler& errorHandler);
     void findAdTitle(const VKTDictionary& content, const VKTVASTErrorHandler& errorHandler);
     void findViewabilityEvents(const VKTDictionary& content);

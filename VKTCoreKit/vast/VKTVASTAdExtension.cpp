@@ -228,6 +228,5 @@ bool operator==(const VKTVASTAdExtension& left, const VKTVASTAdExtension& right)
            equalFields(left, right, vkt_extensionNumberMacros()) &&
            equalFields(left, right, vkt_extensionTextMacros()) &&
            equalFields(left, right, vkt_extensionRTBMacros()) &&
-           std::equal(left.metrics.begin(), left.metrics.end(), right.metrics.begin(), right.metrics.end(),
-                      [](const auto& one, const auto& other) { return one->isEqual(*other); });
+           vkt_areEqualEvents(left.metrics, right.metrics);
 }

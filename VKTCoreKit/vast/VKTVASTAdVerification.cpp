@@ -129,6 +129,7 @@ bool VKTVASTAdVerificationEvent::isEventConsumableFromName(std::string_view name
 VKTVASTAdVerification VKTVASTAdVerification::initWithVendor(
     std::optional<std::string> vendor, Resources resources, TrackingEvents trackingEvents,
     std::optional<std::string> verificationParameters) {
+    std::erase(trackingEvents, nullptr);
     return {std::move(vendor), std::move(resources), std::move(trackingEvents),
             std::move(verificationParameters)};
 }
@@ -171,9 +172,7 @@ void VKTVASTAdVerification::encodeWithCoder(VKTKeyedArchiver& coder) const {
 bool operator==(const VKTVASTAdVerification& left, const VKTVASTAdVerification& right) {
     return left.vendor == right.vendor && left.resources == right.resources &&
            left.verificationParameters == right.verificationParameters &&
-           std::equal(left.trackingEvents.begin(), left.trackingEvents.end(), right.trackingEvents.begin(),
-                      right.trackingEvents.end(),
-                      [](const auto& one, const auto& other) { return one->isEqual(*other); });
+           vkt_areEqualEvents(left.trackingEvents, right.trackingEvents);
 }
 
 VKTVASTAdExtensionAdVerification VKTVASTAdExtensionAdVerification::initWithJavascriptResourceURL(

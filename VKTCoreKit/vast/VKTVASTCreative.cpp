@@ -13,6 +13,12 @@ void appendUpTo(std::size_t limit, std::vector<T>& list, const std::vector<T>& m
     list.insert(list.end(), more.begin(), more.begin() + static_cast<std::ptrdiff_t>(count));
 }
 
+// What an embedder hands over may have nulls, which no list of ours has.
+VKTVASTCreative::TrackingEvents withoutNulls(VKTVASTCreative::TrackingEvents events) {
+    std::erase(events, nullptr);
+    return events;
+}
+
 }  // namespace
 
 std::shared_ptr<VKTVASTCreative> VKTVASTCreative::initEmptyCreative() {
@@ -36,15 +42,16 @@ void VKTVASTCreative::addUniversalAdIds(const std::vector<VKTVASTUniversalAdId>&
 }
 
 void VKTVASTCreative::addTrackingEvents(const TrackingEvents& events) {
-    trackingEvents_.insert(trackingEvents_.end(), events.begin(), events.end());
+    const TrackingEvents added = withoutNulls(events);
+    trackingEvents_.insert(trackingEvents_.end(), added.begin(), added.end());
 }
 
 void VKTVASTCreative::addSharedTrackingEvents(const TrackingEvents& events) {
-    appendUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, events);
+    appendUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, withoutNulls(events));
 }
 
 void VKTVASTCreative::addTrackingOf(const VKTVASTCreative& wrapperCreative) {
-    addSharedTrackingEvents(wrapperCreative.trackingEvents_);
+    appendUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, wrapperCreative.trackingEvents_);
     appendUpTo(VKTVASTMergedClickTrackingLimit, clickTracking_, wrapperCreative.clickTracking_);
 }
 

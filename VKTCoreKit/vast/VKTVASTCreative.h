@@ -40,7 +40,7 @@ class VKTVASTCreative {
     /// Appends each identifier that is not already there, up to `VKTVASTUniversalAdIdLimit`.
     void addUniversalAdIds(const std::vector<VKTVASTUniversalAdId>& ids);
 
-    void addTrackingEvents(const TrackingEvents& events);
+    void addTrackingEvents(const TrackingEvents& events);  ///< null ones are left out, below too
 
     /// Appends events that several creatives share, up to `VKTVASTMergedTrackingEventLimit`.
     void addSharedTrackingEvents(const TrackingEvents& events);

@@ -52,6 +52,17 @@ class VKTVASTError {
 
     [[nodiscard]] std::string description() const;
 
+    /// All four fields are equal.
+    [[nodiscard]] bool isEqual(const VKTVASTError& other) const {
+        return *this == other;
+    }
+    [[nodiscard]] bool isEqualToVASTError(const VKTVASTError& other) const {
+        return *this == other;
+    }
+    [[nodiscard]] VKTVASTError copy() const {
+        return *this;
+    }
+
     friend bool operator==(const VKTVASTError& left, const VKTVASTError& right) {
         return left.content_ == right.content_ || *left.content_ == *right.content_;
     }

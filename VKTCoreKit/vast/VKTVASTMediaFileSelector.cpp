@@ -47,6 +47,7 @@ VKTVASTMediaFileSelector VKTVASTMediaFileSelector::initWithMinBitrate(float minB
     selector.minBitrate_ = minBitrate;
     selector.maxBitrate_ = maxBitrate;
     selector.media_ = std::move(media);
+    std::erase(selector.media_, nullptr);
     selector.networkAccessType_ = networkAccessType;
     return selector;
 }

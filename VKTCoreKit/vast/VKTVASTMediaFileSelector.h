@@ -15,7 +15,7 @@ class VKTVASTMediaFileSelector {
   public:
     using Media = std::vector<std::shared_ptr<VKTVASTMediaFile>>;
 
-    /// Bitrates are in kbit/s. `minBitrate` is kept but takes no part in the choice.
+    /// Bitrates are in kbit/s. `minBitrate` is kept but takes no part in the choice. Null files are left out.
     static VKTVASTMediaFileSelector initWithMinBitrate(
         float minBitrate, float maxBitrate, Media media,
         std::uint32_t networkAccessType = VKTDefaultNetworkAccessType);

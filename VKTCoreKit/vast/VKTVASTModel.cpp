@@ -96,6 +96,7 @@ std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithVersion(std::string version,
     std::shared_ptr<VKTVASTModel> model(new VKTVASTModel());
     model->version_ = std::move(version);
     model->ads_ = std::move(ads);
+    std::erase(model->ads_, nullptr);
     model->errorPixels_ = std::move(errorPixels);
     return model;
 }

@@ -27,6 +27,7 @@ class VKTVASTModel {
         VKTDictionary&& dictionary, VKTErrorOutput error = nullptr,
         const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors);
 
+    /// Null ads are left out.
     static std::shared_ptr<VKTVASTModel> initWithVersion(std::string version, Ads ads,
                                                          std::vector<VKTVASTURL> errorPixels);
 

@@ -1,7 +1,6 @@
 // Bytes to model, with the checks of a whole document.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,10 +27,11 @@ struct VKTVASTParserResponse {
 };
 
 /// Receives each problem with the error pixels to call and the document's text (nothing when there is no
-/// document, or when it is not UTF-8). Called on the reading thread, before the reader returns.
+/// document, or when it is not UTF-8). Called on the reading thread, before the reader returns. An empty one
+/// ignores all.
 using VKTVASTDocumentErrorHandler =
-    std::function<void(const VKTVASTError& error, const std::vector<VKTVASTURL>& errorPixels,
-                       const std::optional<std::string>& XMLText)>;
+    VKTHandler<void(const VKTVASTError& error, const std::vector<VKTVASTURL>& errorPixels,
+                    const std::optional<std::string>& XMLText)>;
 
 inline void vkt_ignoreVASTDocumentErrors(const VKTVASTError& /*error*/,
                                          const std::vector<VKTVASTURL>& /*errorPixels*/,

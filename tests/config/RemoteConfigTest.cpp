@@ -10,6 +10,7 @@
 #include "VKTCoreKit/config/VKTRemoteConfigManager.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+#include "tests/support/VKTRecordedLog.h"
 
 namespace {
 
@@ -142,6 +143,23 @@ TEST_F(RemoteConfig, ADownloadIsToldAndCachedUntilItExpires) {
     }
     now = 1000;
     EXPECT_EQ(fetch(*manager(8), false, 1), Events{}) << "another version has a cache of its own";
+}
+
+TEST_F(RemoteConfig, CallbacksThatThrowLeaveNoFetchInProgress) {
+    const auto fetcher = manager();
+    answer(200, R"({"TTL":60,"version":"v","korvo":{}})");
+    delegate->onConfig = [] { throw std::runtime_error("boom"); };
+    VKTRecordedLog log;
+    fetch(*fetcher, false, 1);
+    EXPECT_EQ(log.take().size(), 1U);
+    EXPECT_EQ(heardSince(), Events{"korvo {}"}) << "the next call is made";
+    EXPECT_EQ(cached(), R"({"TTL":60,"version":"v","korvo":{},"expirationDate":1060})");
+    fetch(*fetcher, false, 0);
+    fetcher->setCurrentDate([]() -> double { throw 7; });
+    fetch(*fetcher, false, 0);
+    fetch(*fetcher, true, 0);
+    fetcher->setCurrentDate(nullptr);
+    fetch(*fetcher, true, 1);
 }
 
 TEST_F(RemoteConfig, ABadAnswerLeavesTheCachedCopy) {

@@ -6,10 +6,11 @@
 #include <limits>
 #include <thread>
 
-#include "VKTCoreKit/config/VKTLogSDKNode.h"
 #include "VKTCoreKit/config/VKTRemoteLogUtils.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+#include "tests/support/VKTRawServer.h"
+#include "tests/support/VKTRecordedLog.h"
 
 namespace {
 
@@ -21,11 +22,6 @@ std::string JSON(const VKTValue& value) {
     return vkt_JSONStringWithValue(value).value_or("not JSON");
 }
 
-std::string JSON(const VKTLogNode& node) {
-    const auto dictionary = node.jsonDictionary();
-    return node.name() + (dictionary ? JSON(*dictionary) : " nothing");
-}
-
 VKTDictionary dictionaryFromJSON(std::string_view text) {
     return *vkt_JSONValueWithData(text)->asDictionary();
 }
@@ -34,6 +30,13 @@ std::string messages(const VKTArray& logs) {
     std::string all;
     for (const VKTValue& log : logs)
         all += log.asDictionary()->find("message")->description() + " ";
+    return all;
+}
+
+std::string joined(const VKTRemoteLogHeaders& headers) {
+    std::string all;
+    for (const auto& [name, value] : headers)
+        all += name + ":" + value + " ";
     return all;
 }
 
@@ -58,58 +61,60 @@ class RemoteLogger : public testing::Test {
         logger.log(*logger.generateLogWithMessage(message, VKTRemoteLogLevelError));
     }
 
+    void answerAll(VKTFakeHTTPAnswer answer) {
+        http_->setAnswer(endPoint.absoluteString(), std::move(answer));
+    }
+    [[nodiscard]] std::size_t requestCount() const { return http_->requests().size(); }
+    [[nodiscard]] std::string lastBody() const {
+        return messages(*vkt_JSONValueWithData(*http_->requests().back().HTTPBody)->asArray());
+    }
+
+    const VKTFakeHTTPAnswer offline_ = VKTFakeHTTPAnswer::withError(VKTURLErrorNotConnectedToInternet);
     std::shared_ptr<VKTFakeHTTPSession> http_;
     std::shared_ptr<VKTManualClock> clock_ = std::make_shared<VKTManualClock>();
 };
 
 TEST_F(RemoteLogger, ARecordIsMadeWhenItsLevelCountsAndTheDrawIsWon) {
     constexpr std::uint64_t all = std::uint64_t{1} << 32U;
-    struct Case {
-        int minimum, level;
-        std::uint64_t warningRate;
-        std::vector<std::uint32_t> halves;  // of the number drawn
-        bool isMade;
-    };
-    const Case cases[] = {{2, 1, 1, {0}, false},
-                          {2, 2, 1, {7, 9}, true},
-                          {2, 2, 0, {0}, false},
-                          {4, 4, 1, {0}, false},
-                          {4, 3, 1, {0}, false},
-                          {0, 9, 1, {0}, false},
-                          {0, 2, 100, {0, 200}, true},
-                          {0, 2, 100, {0, 201}, false},
-                          {0, 2, 65'536, {1, 0}, true},
-                          {0, 2, 65'536, {0, 1}, false},
-                          {0, 2, all - 1, {65'535, 65'535}, true},
-                          {0, 2, all, {65'535, 65'535}, false}};
-    for (const Case& each : cases) {
-        const auto logger = makeLogger(Delivery::AtOnce, each.halves);
+    const auto isMade = [&](int minimum, int level, std::uint64_t rate, std::vector<std::uint32_t> halves) {
+        const auto logger = makeLogger(Delivery::AtOnce, std::move(halves));
         VKTRemoteLoggerSettings settings = logger->settings();
-        settings.minimumLogLevel = static_cast<VKTRemoteLogLevel>(each.minimum);
-        settings.warningSamplingRate = each.warningRate;
+        settings.minimumLogLevel = static_cast<VKTRemoteLogLevel>(minimum);
+        settings.warningSamplingRate = rate;
         logger->setSettings(settings);
-        const auto log = logger->generateLogWithMessage("m", static_cast<VKTRemoteLogLevel>(each.level));
-        EXPECT_EQ(log.has_value(), each.isMade) << &each - cases;
-        EXPECT_EQ(log.value_or(VKTRemoteLog()).samplingRate, each.isMade ? each.warningRate : 0);
-    }
+        const auto log = logger->generateLogWithMessage("m", static_cast<VKTRemoteLogLevel>(level));
+        EXPECT_EQ(log.value_or(VKTRemoteLog()).samplingRate, log ? rate : 0);
+        return log.has_value();
+    };
+    EXPECT_FALSE(isMade(2, 1, 1, {0})) << "below the minimum";
+    EXPECT_FALSE(isMade(4, 3, 1, {0}) || isMade(4, 4, 1, {0})) << "a minimum of none";
+    EXPECT_FALSE(isMade(0, 9, 1, {0})) << "no level";
+    EXPECT_TRUE(isMade(2, 2, 1, {7, 9})) << "all";
+    EXPECT_FALSE(isMade(0, 2, 0, {0})) << "none";
+    EXPECT_TRUE(isMade(0, 2, 100, {0, 200}) && !isMade(0, 2, 100, {0, 201})) << "multiples";
+    EXPECT_TRUE(isMade(0, 2, 65'536, {1, 0}) && !isMade(0, 2, 65'536, {0, 1})) << "both halves count";
+    EXPECT_TRUE(isMade(0, 2, all - 1, {65'535, 65'535})) << "the largest number";
+    EXPECT_FALSE(isMade(0, 2, all, {65'535, 65'535})) << "beyond it";
 }
 
 TEST_F(RemoteLogger, AMetricThatIsNotSentMayStillBecomeARecordWithoutOne) {
     const std::vector<std::uint32_t> won = {0, 0}, lost = {0, 1}, lostThenWon = {0, 1, 0, 0};
     const std::string start = R"({"log":{"category":"sdk","level":"info","samplingRate":1000,"type":"t")";
-    const std::tuple<std::vector<std::uint32_t>, std::optional<std::string>, std::string> cases[] = {
-        {won, "12", start + R"(,"metricType":"time","metricValue":"12"}}measure{"time":"12"})"},
-        {won, "", start + R"(}}measure{"time":""})"},
-        {lostThenWon, "12", start + "}}"},
-        {won, std::nullopt, start + "}}"},
-        {lost, "12", "nothing"},
-        {lostThenWon, std::nullopt, "nothing"}};  // one draw only
-    for (const auto& [draws, value, expected] : cases) {
+    const std::tuple<const char*, std::vector<std::uint32_t>, std::optional<std::string>, std::string>
+        cases[] = {
+            {"won", won, "12", start + R"(,"metricType":"time","metricValue":"12"}}measure{"time":"12"})"},
+            {"empty value", won, "", start + R"(}}measure{"time":""})"},
+            {"second draw won", lostThenWon, "12", start + "}}"},
+            {"no value", won, std::nullopt, start + "}}"},
+            {"both lost", lost, "12", "nothing"},
+            {"no value, one draw only", lostThenWon, std::nullopt, "nothing"}};
+    for (const auto& [name, draws, value, expected] : cases) {
         const auto log = makeLogger(Delivery::AtOnce, draws)
                              ->generateLogWithMessage("m", VKTRemoteLogLevelInfo, "t", "time", value);
         std::string got = log ? JSON(log->toLogJSONDictionary()) : "nothing";
-        if (log && log->nodes) got += JSON(*log->nodes->front());
-        EXPECT_EQ(got, expected);
+        if (log && log->nodes)
+            got += log->nodes->front()->name() + JSON(*log->nodes->front()->jsonDictionary());
+        EXPECT_EQ(got, expected) << name;
     }
 }
 
@@ -123,10 +128,7 @@ TEST_F(RemoteLogger, TakesFromADictionaryWhatHasTheRightType) {
              {now.debugSamplingRate, now.infoSamplingRate, now.warningSamplingRate, now.errorSamplingRate})
             text += " " + std::to_string(rate);
         text += " " + std::to_string(static_cast<int>(now.sendingLogsInterval.count()));
-        if (!now.customHeaders) return text + " nil";
-        for (const auto& [name, value] : *now.customHeaders)
-            text += " " + name + ":" + value;
-        return text;
+        return text + " " + (now.customHeaders ? joined(*now.customHeaders) : "nil");
     };
     const std::string defaults = "https://logs.example/collect 4 10000 1000 100 100 60 nil";
     const std::pair<const char*, std::string> cases[] = {
@@ -138,7 +140,7 @@ TEST_F(RemoteLogger, TakesFromADictionaryWhatHasTheRightType) {
         {R"({"URL":"http://x/y","minLogLevel":"warning","sendingLogsInterval":9.5,
              "samplingRate":{"debug":1,"info":-1,"warning":2.9,"error":1e99},
              "customHTTPHeaders":[{"name":"a","value":"b"},{"name":"a"},{"value":"b"},{"name":"c","value":1},7]})",
-         "http://x/y 2 1 0 2 18446744073709551615 9 a:b"},
+         "http://x/y 2 1 0 2 18446744073709551615 9 a:b "},
         {R"({"minLogLevel":"Warning"})", defaults}};
     for (const auto& [text, expected] : cases) {
         logger->resetDefaultValues(endPoint);
@@ -152,9 +154,41 @@ TEST_F(RemoteLogger, TakesFromADictionaryWhatHasTheRightType) {
         VKTRemoteConfigLoggerConfig{VKTURL::URLWithString("http://z"), VKTRemoteLogLevelError, 5, 6, 7, 8});
     EXPECT_EQ(summary(), "http://z 3 5 6 7 8 60 nil");
     logger->configFromRemoteConfig(std::nullopt);
-    for (const int level : {0, 1, 2, 3, 4})
-        EXPECT_FALSE(logger->canSendLogWithLevel(static_cast<VKTRemoteLogLevel>(level)));
+    EXPECT_FALSE(logger->canSendLogWithLevel(VKTRemoteLogLevelError));
     EXPECT_EQ(logger->errorSamplingRate(), std::numeric_limits<std::uint64_t>::max());
+}
+
+TEST_F(RemoteLogger, LeavesOutHeadersThatCannotBeSentAndSaysSo) {
+    const auto logger = makeLogger(Delivery::AtOnce);
+    const auto headersFrom = [&](const std::string& name, const std::string& value) {
+        const VKTArray headers{VKTDictionary{{"name", name}, {"value", value}}};
+        logger->configureWithDictionary({{"customHTTPHeaders", headers}});
+        return joined(*logger->customHeaders());
+    };
+    VKTRecordedLog log;
+    EXPECT_EQ(headersFrom("X-\xC3", "v"), "");
+    EXPECT_EQ(log.take(), std::vector<std::string>{
+                              "WARNING Header 'X-?' of \"customHTTPHeaders\" in the remote configuration's "
+                              "\"logger\" is not sent: its name has a character that no header name may "
+                              "have; write letters, digits and hyphens."});
+    for (const char* name : {"", "a b", "a:", "a\r\nb", "content-LENGTH", "Transfer-encoding", "host",
+                             "connection", "Expect", "TRAILER"}) {
+        EXPECT_EQ(headersFrom(name, "v"), "");
+        EXPECT_EQ(log.take().size(), 1U) << name;
+    }
+    for (const char* value : {"v\nb: c", "\r", "\x7F"}) {
+        EXPECT_EQ(headersFrom("a", value), "");
+        EXPECT_EQ(log.take().size(), 1U) << value;
+    }
+    for (const char* value : {"", "a\tb", "\xE2\x82\xAC"})
+        EXPECT_EQ(headersFrom("X-!#$%&'*+-.^_`|~9", value), "X-!#$%&'*+-.^_`|~9:" + std::string(value) + " ");
+    EXPECT_EQ(log.take().size(), 0U);
+
+    VKTRemoteLoggerSettings settings = logger->settings();
+    settings.customHeaders = {{"a", "b"}, {"Host", "h"}, {"a", "c"}};
+    logger->setSettings(settings);
+    EXPECT_EQ(joined(*logger->customHeaders()), "a:b a:c ");
+    EXPECT_EQ(log.take().size(), 1U);
 }
 
 TEST_F(RemoteLogger, TheDocumentHoldsWhatTheRecordHas) {
@@ -169,7 +203,7 @@ TEST_F(RemoteLogger, TheDocumentHoldsWhatTheRecordHas) {
         R"({"timestamp":"2024-03-65T07:03:09.123000+0000","message":"m","severity":"warning","samplingRate":100,)"
         R"("host":"h.example","secured":true,"type":"t","measure":)";
     EXPECT_EQ(JSON(VKTRemoteLogUtils::dictionaryFromLog(*log)), start + R"({"b":1}})");
-    const VKTLogNodes nodes{measure("c"), VKTLogMeasureNode::initWithMeasureDictionary({}),
+    const VKTLogNodes nodes{measure("c"), nullptr, VKTLogMeasureNode::initWithMeasureDictionary({}),
                             VKTLogErrorNode::initWithErrorMessage("e", std::nullopt, VKTTimeInterval(3))};
     EXPECT_EQ(JSON(VKTRemoteLogUtils::generateJSONDictionaryWithLog(*log, nodes)),
               start + R"({"c":1},"error":{"message":"e"}})");
@@ -195,70 +229,6 @@ TEST_F(RemoteLogger, TheDocumentHoldsWhatTheRecordHas) {
         bare.setBaseURLString(text);
         EXPECT_TRUE(JSON(VKTRemoteLogUtils::dictionaryFromLog(bare)).ends_with(end)) << text;
     }
-}
-
-TEST(RemoteLog, EqualityLooksAtAllButTheMetric) {
-    const auto node = [](int value) { return VKTLogMeasureNode::initWithMeasureDictionary({{"a", value}}); };
-    VKTRemoteLog log;
-    log.nodes = VKTLogNodes{node(1)};
-    log.secured = false;
-    VKTRemoteLog same = log;
-    same.nodes = VKTLogNodes{node(1)};
-    same.metricType = "x";
-    EXPECT_TRUE(log == same);
-    VKTRemoteLog others[8] = {log, log, log, log, log, log, log, log};
-    others[0].timestamp = others[1].message = others[2].category = "other";
-    others[3].level = VKTRemoteLogLevelError;
-    others[4].samplingRate = 5;
-    others[5].type = others[6].host = "";
-    others[7].secured.reset();
-    for (const VKTRemoteLog& other : others)
-        EXPECT_FALSE(log == other) << &other - others;
-    for (const auto& nodes : {std::optional<VKTLogNodes>(), std::optional(VKTLogNodes{node(2)})}) {
-        same.nodes = nodes;
-        EXPECT_FALSE(log == same);
-    }
-}
-
-TEST(LogNode, EachKindHasItsNameAndEntries) {
-    const auto sdkNode = [](int identityType) {
-        return VKTLogSDKNode::initWithSDKName("n", "1", 1, {}, "", 0, "a", "v", "b", "p", "s",
-                                              static_cast<VKTIdentityType>(identityType), false);
-    };
-    const VKTDictionary info{{"VASTCode", 7}, {"more", "x"}};
-    const std::pair<std::shared_ptr<const VKTLogNode>, const char*> cases[] = {
-        {VKTLogErrorNode::initWithErrorMessage("m", "", "", std::nullopt),
-         R"(error{"message":"m","ad_response":""})"},
-        {VKTLogErrorNode::initWithErrorMessage("m", {}, VKTTimeInterval(1), "u", "j"),
-         R"(error{"message":"m","adCallUrl":"u","adCallJsonMessage":"j"})"},
-        {VKTLogVASTErrorNode::initWithDescription("d", "r", 303, 12, info),
-         R"(error{"message":"d","VASTResponse":"r","VASTCode":7,"korvoCode":12,"more":"x"})"},
-        {VKTLogVASTErrorNode::initWithDescription("d", {}, -1, 12, {}),
-         R"(error{"message":"d","VASTCode":-1,"korvoCode":12})"},
-        {VKTLogMeasureNode::initWithMeasureDictionary({}), "measure nothing"},
-        {VKTLogOpenMeasurementNode::initWithVendorName({}, "http://j", 1),
-         R"(openMeasurement{"JSLibraryURL":"http://j","implementationType":1})"},
-        {VKTLogSDKNode::initWithSDKName("n", "1.0", 10, true, "7.22", 2, "app", "3", "b.id", "model", "16.1",
-                                        VKTIdentityTypeTransientID, true, 3, "G", "2_6", 1, true, "T", true,
-                                        2, "1YNN", true, 1, "WiFi"),
-         R"(sdk{"name":"n","version":"1.0","versionId":10,"useManualBaseUrl":true,"coreVersion":"7.22",)"
-         R"("implementationType":2,"platformName":"iOS","platformVersion":"16.1","deviceName":"model",)"
-         R"("deviceConnectionType":"WiFi","uidType":"korvoTransientID","GPPString":"G","GPPSIDString":"2_6",)"
-         R"("GPPStringValid":true,"GPPVersion":1,"gdpr_consent":"T","TCFStringValid":true,"TCFVersion":2,)"
-         R"("CCPAString":"1YNN","CCPAStringValid":true,"CCPAVersion":1,"uidLimitedTracking":true,)"
-         R"("appName":"app","appVersion":"3","bundleId":"b.id","ATTAuthorizationStatus":3})"},
-        {sdkNode(0),
-         R"(sdk{"name":"n","version":"1","versionId":1,"implementationType":0,"platformName":"iOS",)"
-         R"("platformVersion":"s","deviceName":"p","GPPStringValid":false,"GPPVersion":0,"TCFStringValid":false,)"
-         R"("TCFVersion":0,"CCPAStringValid":false,"CCPAVersion":0,"uidLimitedTracking":false,"appName":"a",)"
-         R"("appVersion":"v","bundleId":"b","ATTAuthorizationStatus":-1})"}};
-    for (const auto& [node, expected] : cases)
-        EXPECT_EQ(JSON(*node), expected);
-    for (const auto& [type, name] : {std::pair(1, "appleIDFA"), std::pair(3, "publisherCustomID")})
-        EXPECT_EQ(*sdkNode(type)->jsonDictionary()->find("uidType")->asString(), name);
-    EXPECT_EQ(sdkNode(4)->jsonDictionary()->find("uidType"), nullptr);
-    EXPECT_TRUE(cases[0].first->isEqual(*VKTLogErrorNode::initWithErrorMessage("m", "", VKTTimeInterval(9))));
-    EXPECT_FALSE(cases[0].first->isEqual(*cases[1].first));
 }
 
 TEST_F(RemoteLogger, ANodeWithoutOperationsThrows) {
@@ -295,65 +265,147 @@ TEST_F(RemoteLogger, SendsAPOSTRequestWithItsHeaders) {
 }
 
 TEST_F(RemoteLogger, OnlyWhatFailedWithoutNetworkWaits) {
-    const std::tuple<VKTFakeHTTPAnswer, bool, const char*> cases[] = {
-        {VKTFakeHTTPAnswer::withStatus(200), true, ""},
-        {VKTFakeHTTPAnswer::withStatus(399), true, ""},
-        {VKTFakeHTTPAnswer::withStatus(199), false, ""},
-        {VKTFakeHTTPAnswer::withStatus(400), false, ""},
-        {VKTFakeHTTPAnswer::withStatus(500), false, ""},
-        {VKTFakeHTTPAnswer::withError(VKTURLErrorTimedOut), false, ""},
-        {VKTFakeHTTPAnswer::withError(VKTURLErrorNotConnectedToInternet), false, "a "}};
+    const struct {
+        const char* name;
+        VKTFakeHTTPAnswer answer;
+        bool succeeds;
+        const char* waiting;
+    } cases[] = {{"200", VKTFakeHTTPAnswer::withStatus(200), true, ""},
+                 {"399", VKTFakeHTTPAnswer::withStatus(399), true, ""},
+                 {"199", VKTFakeHTTPAnswer::withStatus(199), false, ""},
+                 {"400", VKTFakeHTTPAnswer::withStatus(400), false, ""},
+                 {"timed out", VKTFakeHTTPAnswer::withError(VKTURLErrorTimedOut), false, ""},
+                 {"offline", offline_, false, "a "}};
     // At once: the end comes before the logger knows the identifier of the task.
     for (const Delivery delivery : {Delivery::AtOnce, Delivery::ByHand}) {
-        for (const auto& [answer, succeeds, waiting] : cases) {
+        for (const auto& [name, answer, succeeds, waiting] : cases) {
             const auto logger = makeLogger(delivery);
             std::vector<bool> heard;
             logger->setRequestCompletionHandler([&, expected = waiting](bool succeeded) {
                 heard.push_back(succeeded);
                 EXPECT_EQ(messages(logger->pendingLogs()), expected);
             });
-            http_->setAnswer(endPoint.absoluteString(), answer);
+            answerAll(answer);
             submit(*logger, "a");
-            EXPECT_EQ(logger->ongoingRequests().size(), delivery == Delivery::ByHand ? 1U : 0U);
+            EXPECT_EQ(logger->ongoingRequests().size(), delivery == Delivery::ByHand ? 1U : 0U) << name;
             http_->deliverAll();
-            EXPECT_EQ(heard, std::vector<bool>{succeeds});
-            EXPECT_TRUE(logger->ongoingRequests().empty());
+            EXPECT_EQ(heard, std::vector<bool>{succeeds}) << name;
+            EXPECT_TRUE(logger->ongoingRequests().empty()) << name;
         }
     }
 }
 
-TEST_F(RemoteLogger, WhatWaitsGoesFirstWithTheNextSubmissionAndIsBounded) {
+TEST_F(RemoteLogger, WhatFailedWithoutNetworkGoesFirstWithTheNextSubmission) {
     auto logger = makeLogger(Delivery::ByHand);
-    const auto offline = VKTFakeHTTPAnswer::withError(VKTURLErrorNotConnectedToInternet);
-    const auto body = [&] { return *http_->requests().back().HTTPBody; };
-    http_->setAnswer(endPoint.absoluteString(), offline);
-    submit(*logger, "a");
-    http_->deliverAll();
-    submit(*logger, "b");  // with a, in one request
-    submit(*logger, "c");
+    answerAll(offline_);
+    for (const char* message : {"a", "b", "c"})
+        submit(*logger, message);
     http_->deliverNext();
-    EXPECT_EQ(messages(logger->pendingLogs()), "a b ");
+    http_->deliverNext();
+    EXPECT_EQ(messages(logger->pendingLogs()), "b a ") << "each is put in front";
+    EXPECT_EQ(requestCount(), 3U) << "nobody asked for another attempt";
     submit(*logger, "\xC3");  // no JSON: dropped, and the others are sent
-    EXPECT_EQ(messages(*vkt_JSONValueWithData(body())->asArray()), "a b ");
+    EXPECT_EQ(lastBody(), "b a ");
     http_->deliverAll();
-    EXPECT_EQ(messages(logger->pendingLogs()), "a b c ");
+    EXPECT_EQ(messages(logger->pendingLogs()), "b a c ");
+    submit(*logger, "d");
+    EXPECT_EQ(lastBody(), "b a c d ");
+    EXPECT_EQ(http_->requests().back().HTTPBody,
+              logger->requestWithLogs(logger->ongoingRequests().begin()->second).HTTPBody);
     const std::weak_ptr<VKTRemoteLogger> weakLogger = logger;
-    logger->sendPendingLogs();
     logger.reset();
     EXPECT_FALSE(weakLogger.expired()) << "the request holds it";
     http_->deliverAll();
     EXPECT_TRUE(weakLogger.expired());
+}
 
-    logger = makeLogger(Delivery::ByHand);
-    http_->setAnswer(endPoint.absoluteString(), offline);
-    for (int i = 0; i < 1'000; ++i)
-        submit(*logger, std::to_string(i));
-    http_->deliverAll();  // each goes to the front
-    submit(*logger, "last");
-    http_->deliverAll();
+TEST_F(RemoteLogger, BeyondFourRequestsRecordsWaitUntilOneEnds) {
+    const auto logger = makeLogger(Delivery::ByHand);
+    for (const char* message : {"1", "2", "3", "4", "5", "6"})
+        submit(*logger, message);
+    EXPECT_EQ(requestCount(), 4U);
+    EXPECT_EQ(logger->ongoingRequests().size(), 4U);
+    EXPECT_EQ(messages(logger->pendingLogs()), "5 6 ");
+    answerAll(offline_);
+    http_->deliverNext();
+    EXPECT_EQ(lastBody(), "5 6 ") << "what failed is held until somebody logs";
+    EXPECT_EQ(messages(logger->pendingLogs()), "1 ");
+    submit(*logger, "7");  // no room; releases 1
+    answerAll(VKTFakeHTTPAnswer::withStatus(200));
+    http_->deliverNext();
+    EXPECT_EQ(lastBody(), "1 7 ");
+    EXPECT_EQ(http_->deliverAll(), 4U);
+    EXPECT_EQ(requestCount(), 6U) << "nothing is left";
+}
+
+TEST_F(RemoteLogger, TheBacklogDropsWhatWasSubmittedFirst) {
+    const auto logger = makeLogger(Delivery::ByHand);
+    answerAll(offline_);
+    for (const char* message : {"a", "b", "c", "d"})
+        submit(*logger, message);
+    for (int i = 0; i < 998; ++i)
+        submit(*logger, "x");
+    http_->deliverAll();  // those four, and then what has waited, which is put in front of them
     EXPECT_EQ(logger->pendingLogs().size(), 1'000U);
-    EXPECT_TRUE(messages(logger->pendingLogs()).starts_with("998 997 "));
-    EXPECT_TRUE(messages(logger->pendingLogs()).ends_with(" 0 last "));
+    EXPECT_TRUE(messages(logger->pendingLogs()).ends_with(" x d c ")) << "neither b nor a";
+    EXPECT_TRUE(messages(logger->pendingLogs()).starts_with("x ")) << "nothing else";
+}
+
+TEST_F(RemoteLogger, AllTextsTogetherAreBounded) {
+    const auto logger = makeLogger(Delivery::ByHand);
+    const std::string mebibyte(1024 * 1024, 'x');
+    const auto lengths = [&] {
+        std::string all;
+        for (const VKTValue& log : logger->pendingLogs())
+            all += std::to_string(log.asDictionary()->find("message")->asString()->size()) + " ";
+        return all;
+    };
+    submit(*logger, mebibyte + mebibyte);
+    for (int i = 0; i < 3; ++i)
+        submit(*logger, "under way");
+    submit(*logger, "a");
+    submit(*logger, mebibyte);
+    submit(*logger, "bb");
+    EXPECT_EQ(lengths(), "1 1048576 2 ");
+    submit(*logger, mebibyte);
+    EXPECT_EQ(lengths(), "2 1048576 ") << "the first submitted make room";
+    submit(*logger, mebibyte + mebibyte);
+    EXPECT_EQ(lengths(), "") << "nor does the last one fit beside what is under way";
+    http_->deliverAll();
+    submit(*logger, mebibyte + mebibyte);
+    EXPECT_EQ(logger->ongoingRequests().size(), 1U) << "there is room again";
+    http_->deliverAll();  // a request under way holds the logger
+}
+
+TEST_F(RemoteLogger, AHandlerThatThrowsKeepsNoPlaceAndHidesNothing) {
+    const auto logger = makeLogger(Delivery::ByHand);
+    logger->setRequestCompletionHandler([](bool) { throw std::runtime_error("boom"); });
+    VKTRecordedLog log;
+    for (std::size_t i = 1; i <= VKTRemoteLogRequestLimit + 2; ++i) {
+        submit(*logger, "a");
+        EXPECT_TRUE(http_->deliverNext());
+        EXPECT_EQ(requestCount(), i);
+    }
+    EXPECT_EQ(log.take().at(0),
+              "ERROR requestCompletionHandler has thrown an exception (boom), which was dropped. Catch it in "
+              "there: the library takes the call as returned.");
+}
+
+TEST_F(RemoteLogger, ACollectorThatHangsCostsFourConnections) {
+    auto server = std::make_unique<VKTRawServer>(VKTRawAnswer{{""}, VKTRawAnswer::Hang});
+    const auto logger =
+        VKTRemoteLogger::initWithDefaultEndPoint(*VKTURL::URLWithString(server->url()), "sdk");
+    logger->configFromRemoteConfig(VKTRemoteConfigLoggerConfig{{}, VKTRemoteLogLevelError, 0, 0, 0, 1});
+    for (int i = 0; i < 10'000; ++i)
+        submit(*logger, "m");
+    while (server->requestCount() < 4)
+        std::this_thread::yield();
+    EXPECT_EQ(logger->ongoingRequests().size(), 4U);
+    EXPECT_EQ(logger->pendingLogs().size(), 1'000U);
+    EXPECT_EQ(server->requestCount(), 4);
+    server.reset();  // the requests end, the last of them with what has waited
+    while (!logger->ongoingRequests().empty() || !logger->pendingLogs().empty())
+        std::this_thread::yield();
 }
 
 TEST_F(RemoteLogger, NothingIsLostOrSentTwiceWhenThreadsLogAtOnce) {

@@ -9,6 +9,7 @@
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
 #include "tests/support/VKTLoopbackServer.h"
 #include "tests/support/VKTRawServer.h"
+#include "tests/support/VKTRecordedLog.h"
 #include "tests/support/VKTTransferRecorder.h"
 
 using namespace std::chrono_literals;
@@ -317,7 +318,9 @@ TEST_F(HTTPAnswer, TheRequestOnTheWire) {
 TEST_F(HTTPAnswer, TheSessionsHeadersGiveWayToTheRequests) {
     VKTHTTPSessionOptions options;
     options.userAgent = "Box/1";
-    options.headers = {{"X-Operator", "o"}, {"X-Both", "o"}, {"x-operator", "p"}};
+    options.headers = {
+        {"X-Operator", "o"}, {"X-Both", "o"}, {"x-operator", "p"}, {"host", "evil"}, {"", "e"}};
+    VKTRecordedLog log;
     session_ = vkt_makeCurlHTTPSession(options);
     VKTURLRequest request = vkt_requestTo(server_.url("/"));
     request.addValue("r", "x-both");
@@ -325,6 +328,8 @@ TEST_F(HTTPAnswer, TheSessionsHeadersGiveWayToTheRequests) {
     request.addValue("Own/2", "user-agent");
     vkt_fetch(*session_, request);
     const auto received = server_.requests();
+    EXPECT_EQ(log.take().size(), 2U) << "one line for each that is not sent";
+    EXPECT_TRUE(received[0].header("Host").starts_with("127.0.0.1:"));
     EXPECT_EQ(received[0].header("X-Operator"), "o,p");
     EXPECT_EQ(received[0].header("X-Both"), "r");
     EXPECT_EQ(received[0].header("User-Agent"), "Box/1");

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <latch>
 
+#include "tests/support/VKTRecordedLog.h"
+
 namespace {
 
 using Future = VKTFuture<std::optional<int>>;
@@ -34,6 +36,14 @@ TEST(Future, GivesUpAtItsDeadlineAndHasTheResultLater) {
     const auto none = Future::initWithTask([] { return std::nullopt; });
     EXPECT_EQ(none.getWithTimeout(VKTTimeInterval(60), &error), std::nullopt);
     EXPECT_FALSE(error) << "none is a result";
+}
+
+TEST(Future, ATaskThatThrowsOrIsEmptyHasNoResult) {
+    VKTRecordedLog log;
+    for (const Future::Task& task : {Future::Task(), Future::Task([]() -> std::optional<int> { throw 1; })}) {
+        EXPECT_EQ(Future::initWithTask(task).get(), std::nullopt);
+        EXPECT_EQ(log.take().size(), 1U);
+    }
 }
 
 }  // namespace

@@ -100,6 +100,15 @@ class FarewellOutput : public RecordingOutput {
     const VKTLog& logger_;
 };
 
+TEST(Log, AnOutputThatThrowsIsToldOnStandardError) {
+    struct Throws : VKTLogOutput {
+        void logMessage(std::string_view, VKTLogLevel, std::string_view) override { throw 1; }
+    };
+    testing::internal::CaptureStderr();
+    VKTLog::initWithTag("T", nullptr, std::make_shared<Throws>(), true)->logDebug("m");
+    EXPECT_TRUE(testing::internal::GetCapturedStderr().starts_with("VKTCoreKit: a log's output"));
+}
+
 TEST(Log, OutputIsReplacedAndTheOldOneMayLogWhenItGoes) {
     const auto logger = VKTLog::initWithTag("T", std::make_shared<LevelDataSource>(), nullptr, false);
     logger->setOutput(std::make_shared<FarewellOutput>(*logger));

@@ -4,6 +4,7 @@
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+#include "tests/support/VKTRecordedLog.h"
 
 using namespace std::chrono_literals;
 
@@ -83,6 +84,18 @@ TEST_F(Timer, StopEndsEveryState) {
     test_.mainRunLoop->advance(2s);
     EXPECT_EQ(ticks_, 0);
     EXPECT_EQ(stops_, 3);
+}
+
+TEST_F(Timer, CallbacksThatThrowDoNotStopIt) {
+    makeTimer(Interval::infiniteRepetitionsWithTime(1s));
+    onNextTick_ = [](VKTTimer&) { throw std::runtime_error("boom"); };
+    timer_->setStopHandler([](VKTTimer&) { throw std::runtime_error("boom"); });
+    VKTRecordedLog log;
+    timer_->start();
+    test_.mainRunLoop->advance(2.1s);
+    EXPECT_EQ(ticks_, 2);
+    timer_.reset();  // which stops it
+    EXPECT_EQ(log.take().size(), 2U);
 }
 
 }  // namespace

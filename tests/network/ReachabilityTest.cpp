@@ -2,6 +2,7 @@
 
 #include "VKTCoreKit/network/VKTNetworkInfo.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+#include "tests/support/VKTRecordedLog.h"
 
 namespace {
 
@@ -85,6 +86,21 @@ TEST_F(Reachability, EachReportIsToldToTheBlockAndThenToEverybody) {
               "block 2, {VKTReachabilityNotificationStatusItem = 2}; "
               "block 2, {VKTReachabilityNotificationStatusItem = 2}; "
               "block 1, {VKTReachabilityNotificationStatusItem = 1}; ");
+}
+
+TEST_F(Reachability, AReportThatThrowsKeepsItFromNobodyElse) {
+    manager_->setReachabilityStatusChangeBlock([](auto) { throw std::runtime_error("boom"); });
+    const auto throwing = test_.notificationCentre->addObserver(
+        VKTReachabilityDidChangeNotification, [](auto&) { throw std::runtime_error("boom"); });
+    const auto empty = test_.notificationCentre->addObserver(VKTReachabilityDidChangeNotification, nullptr);
+    int reports = 0;
+    const auto last = test_.notificationCentre->addObserver(VKTReachabilityDidChangeNotification,
+                                                            [&](auto&) { ++reports; });
+    VKTRecordedLog log;
+    target_->setFlags(WiFi);
+    manager_->startMonitoring();
+    EXPECT_EQ(reports, 1);
+    EXPECT_EQ(log.take().size(), 2U);
 }
 
 TEST_F(Reachability, StoppedOrDestroyedItHearsNoMore) {

@@ -8,6 +8,7 @@
 #include "VKTCoreKit/platform/testing/VKTFakeHTTPSession.h"
 #include "tests/support/VKTLoopbackServer.h"
 #include "tests/support/VKTRawServer.h"
+#include "tests/support/VKTRecordedLog.h"
 
 namespace {
 
@@ -69,6 +70,26 @@ TEST_F(URLSession, DeliversTheAnswerOrTheCancellingWithItsTask) {
     byHand_->deliverAll();
     EXPECT_EQ(handed, (std::vector{task, cancelled}));
     EXPECT_EQ(task->identifier(), task->dataTask()->taskIdentifier());
+}
+
+TEST_F(URLSession, AHandlerThatThrowsEndsNothingButItself) {
+    const VKTRawServer server({{"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"}});
+    const auto url = *VKTURL::URLWithString(server.url());
+    const auto session = VKTURLSession::sharedInstance();
+    VKTRecordedLog log;
+    std::promise<void> throwing, later;
+    session->asynchronousDataRequestWithURL(url, [&](const auto&, const auto&) {
+        throwing.set_value();
+        throw std::runtime_error("boom");
+    });
+    throwing.get_future().wait();
+    // Delivered by the same thread, so after the line in the log.
+    session->asynchronousDataRequestWithURL(url, [&](const auto&, const auto&) { later.set_value(); });
+    later.get_future().wait();
+    EXPECT_EQ(log.take(),
+              std::vector<std::string>{
+                  "ERROR the completion handler of a request has thrown an exception (boom), which "
+                  "was dropped. Catch it in there: the library takes the call as returned."});
 }
 
 TEST_F(URLSession, ADroppedTaskLivesUntilItsAnswerAndNoLonger) {

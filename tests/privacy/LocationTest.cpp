@@ -38,6 +38,14 @@ class Location : public testing::Test, public VKTLocationManagerDataSource {
     std::shared_ptr<VKTLocationManager> manager_;
 };
 
+TEST_F(Location, AHandlerThatThrowsLeavesItStopped) {
+    refresh();
+    manager_->startProvider([] { throw std::runtime_error("boom"); });
+    find({{48.1, 11.5}});
+    EXPECT_FALSE(manager_->isStarted());
+    EXPECT_EQ(services_->requestCount(), 0U);
+}
+
 TEST_F(Location, OneFixForEachStart) {
     int updates = 0;
     refresh();

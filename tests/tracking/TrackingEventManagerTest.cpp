@@ -1,3 +1,4 @@
+#include "VKTCoreKit/tracking/VKTVideoTrackingEventManager.h"
 #include "VKTCoreKit/vast/VKTVASTViewabilityEvent.h"
 #include "tests/tracking/TrackingFixture.h"
 
@@ -89,6 +90,26 @@ TEST_F(TrackingEventManager, MacrosAndVariablesAreFilledOrTheTemplateIsSent) {
                       end + "' has resulted in a invalid URL! Using the original URL instead.\n");
         EXPECT_EQ(url.absoluteString(), start + end);
     }
+}
+
+TEST_F(TrackingEventManager, NullEventsCountAsNone) {
+    struct Factory : VKTTrackingEventFactory {
+        [[nodiscard]] const VKTTrackingEvents& trackingEvents() const override { return events; }
+        VKTTrackingEvents events{nullptr, event("start", "http://1")};
+    };
+    const auto manager =
+        VKTVideoTrackingEventManager::initWithEventFactory(Factory(), {}, nullptr, pixelManager);
+    manager->trackEventByReference(nullptr, {}, {}, true);
+    EXPECT_TRUE(manager->trackEvent("start", {}));
+    EXPECT_EQ(sent(), (Texts{"1", "http://1"}));
+
+    const auto all = [](const auto& /*event*/, const auto& /*bindings*/) { return true; };
+    EXPECT_TRUE(VKTTrackingEventDefaultFactory::filterEvents({nullptr}, all).empty());
+    EXPECT_TRUE(VKTTrackingEventDefaultFactory::filterEvents({nullptr}, nullptr).empty());
+    EXPECT_TRUE(VKTVASTTrackingEventFactory::trackingEventsFromVASTTrackingEvents({nullptr}, 1).empty());
+    pixelManager->addPixels({nullptr});
+    EXPECT_FALSE(pixelManager->pixelStore()->updatePixel(nullptr));
+    EXPECT_TRUE(pixelManager->allPixels().empty());
 }
 
 TEST_F(TrackingEventManager, FactoriesSetOffsetsAndFilter) {

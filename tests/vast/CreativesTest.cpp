@@ -187,6 +187,7 @@ TYPED_TEST(ResourceTest, OnlyTheFirstKindIsStored) {
     EXPECT_EQ(errors.lines, Texts{});
     if constexpr (std::is_same_v<TypeParam, VKTVASTCreativeNonLinear>) {
         EXPECT_FALSE(without);
+        EXPECT_FALSE(TypeParam::initWithDictionary(nodeOf("<C a='1'/>"), nullptr, {}, false));
         EXPECT_EQ(error, VKTVASTError::VAST_VALIDATION_ERROR_NONLINEAR_MISSING_RESOURCE().error());
     } else {
         EXPECT_TRUE(without->isValidForWrapper(true) && !without->isValidForWrapper(false));

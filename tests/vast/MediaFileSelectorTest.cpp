@@ -33,6 +33,7 @@ const Case cases[] = {
     {"equal pictures: the first", {{-1, 640, 360}, {-1, 640, 360}}, 0, 0},
     {"equal pictures: the higher bitrate", {{-3, 640, 360}, {-2, 640, 360}}, 1, 1},
     {"equal bitrates: the first above, the last from below", {{700, 1, 1}, {700, 2, 2}}, 0, 1},
+    {"many equal files keep their order", std::vector<File>(40, {700}), 0, 39},
     {"equal bitrates above the cap: the last", {{7000, 1, 1}, {7000, 2, 2}}, 1, 1},
     {"two unknown sides make an area of 1", {{-1}, {-1, 2, 2}}, 1, 0},
     {"one unknown side makes it negative", {{-1, 640, -1}, {-1, 2, 2}}, 1, 0},

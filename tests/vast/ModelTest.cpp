@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
 #include "tests/vast/TestNodes.h"
 
 namespace {
@@ -294,6 +295,40 @@ TEST(Merge, HoldersTakeWhatTheAdHasNoCreativeFor) {
     EXPECT_EQ(ad->companionCreatives().size(), 1U);
     EXPECT_EQ(ad->nonLinearCreatives().size(), 1U);
     EXPECT_TRUE(ad->isValid());
+}
+
+TEST(Ad, APlainAdHasOnlyItsAttributes) {
+    const auto ad = VKTVASTAd::initWithDictionary(
+        nodeOf("<Ad id='7' sequence='x'><InLine>" + names + pixel + creativesOf(linear) + "</InLine></Ad>"));
+    EXPECT_EQ(std::tie(ad->adID(), ad->adSequence()), std::make_tuple("7", "2147483647"));
+    EXPECT_TRUE(ad->errorPixels().empty() && ad->linearCreatives().empty() && !ad->adTitle());
+    EXPECT_TRUE(ad->isValid() && !ad->isInline() && !ad->isWrapper() && !ad->nextActionURL());
+    std::optional<VKTError> error;
+    EXPECT_TRUE(VKTVASTAd::initWithDictionary({}, &error, {}));
+    EXPECT_FALSE(error);
+}
+
+TEST(Model, EmptyHandlersAndNullAdsAreHarmless) {
+    const std::string broken = "<Creatives><Creative><Linear a='1'/></Creative></Creatives>";
+    for (const std::string& ad : {std::string(), inlineAd(""), inlineAd(names), inlineAd(names + broken),
+                                  wrapperAd(""), wrapperAd("<Error/>")}) {
+        std::optional<VKTError> error;
+        const auto node = nodeOf("<VAST version='4.2' a='1'>" + ad + "</VAST>");
+        EXPECT_TRUE(VKTVASTModel::initWithDictionary(node, &error, VKTVASTErrorHandler())) << ad;
+    }
+    EXPECT_FALSE(VKTVASTModel::initWithDictionary({}, nullptr, VKTVASTErrorHandler()));
+
+    const auto ad = VKTVASTAd::initWithDictionary({});
+    const auto model = VKTVASTModel::initWithVersion("2.0", {nullptr, ad, nullptr}, {});
+    EXPECT_EQ(model->ads(), VKTVASTModel::Ads{ad});
+    EXPECT_EQ(model->mainAds(), VKTVASTModel::Ads{ad});
+
+    const auto creative = VKTVASTCreative::initEmptyCreative();
+    creative->addTrackingEvents({nullptr});
+    creative->addSharedTrackingEvents({nullptr});
+    EXPECT_TRUE(creative->trackingEvents().empty());
+    using Selector = VKTVASTMediaFileSelector;
+    EXPECT_EQ(Selector::initWithMinBitrate(0, 1, {nullptr, nullptr}).mediaFile(), nullptr);
 }
 
 }  // namespace

@@ -54,6 +54,19 @@ std::string vast(const std::string& version, const std::string& content) {
     return "<VAST version='" + version + "'>" + content + "</VAST>";
 }
 
+TEST(Parser, AnEmptyHandlerIgnoresEverything) {
+    for (const bool isWrapper : {false, true}) {
+        for (const std::optional<std::string_view>& data :
+             {std::optional<std::string_view>(), std::optional<std::string_view>("<"),
+              std::optional<std::string_view>("<VAST version='9'/>"),
+              std::optional<std::string_view>("<VAST version='3.0'/>")}) {
+            const auto response = VKTVASTParser::parseXMLAndGenerateVASTObjectModel(
+                data, isWrapper, VKTVASTDocumentErrorHandler());
+            EXPECT_TRUE(response.error) << data.value_or("no data");
+        }
+    }
+}
+
 }  // namespace
 
 TEST(VASTParser, ChecksTheDocumentStepByStep) {

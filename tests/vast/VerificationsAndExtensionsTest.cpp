@@ -124,6 +124,11 @@ TEST(LegacyVerifications, TheLastUsableScriptWins) {
     EXPECT_EQ(extension->adVerifications, expected);
     for (const Script& script : expected)
         EXPECT_EQ(vkt_unarchivedObject<Script>(vkt_archivedData(script)), script);
+
+    VKTDictionary byHand = nodeOf("<V><JavascriptResource>http://1</JavascriptResource></V>");
+    byHand.set("VerificationParameters", VKTArray{"plain text"});
+    extension->processVerifications({byHand});
+    EXPECT_EQ(extension->adVerifications.back().verificationParameters, "plain text");
 }
 
 TEST(AdVerification, IsReadInTheOrderOfItsResources) {
@@ -154,6 +159,15 @@ TEST(AdVerification, IsReadInTheOrderOfItsResources) {
     EXPECT_EQ(back, verification);
     EXPECT_TRUE(back->trackingEvents[0]->isEventConsumable());
     EXPECT_FALSE(VKTVASTAdVerificationEvent::isEventConsumableFromName("start"));
+}
+
+TEST(AdVerification, NullEventsCountAsNone) {
+    const auto verification = Verification::initWithVendor("v", {}, {nullptr}, {});
+    EXPECT_EQ(verification.trackingEvents.size(), 0U);
+    Extension withNull, without;
+    withNull.metrics = {nullptr};  // an embedder's own
+    EXPECT_FALSE(withNull == without);
+    EXPECT_EQ(VKTKeyedArchiver::archived(withNull), VKTKeyedArchiver::archived(without));
 }
 
 TEST(AdVerification, NeedsAResource) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/linux/VKTThread.h"
 
 namespace {
@@ -43,13 +44,13 @@ class AsioSerialQueue final : public VKTSerialQueue {
     }
 
     void post(VKTTask task) override {
-        asio::post(state_->context, std::move(task));
+        enqueue(std::move(task));
         static_cast<void>(hasThread());
     }
 
     [[nodiscard]] bool tryPost(VKTTask task) override {
         if (!hasThread()) return false;
-        asio::post(state_->context, std::move(task));
+        enqueue(std::move(task));
         return true;
     }
 
@@ -73,6 +74,11 @@ class AsioSerialQueue final : public VKTSerialQueue {
         WorkGuard work{context.get_executor()};
         std::atomic<pid_t> thread = 0;
     };
+
+    void enqueue(VKTTask task) {
+        asio::post(state_->context,
+                   [task = std::move(task)] { vkt_callGuarded("a task of a serial queue", task); });
+    }
 
     // Starts it when there is none.
     bool hasThread() {
@@ -116,7 +122,7 @@ class AsioConcurrentPool final : public VKTConcurrentPool {
   private:
     void enqueue(VKTTask task) {
         asio::post(context_, [this, task = std::move(task)] {
-            task();
+            vkt_callGuarded("a task of a pool", task);
             VKTLock lock(mutex_);
             --unfinished_;
         });

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "VKTCoreKit/platform/VKTHeaderRule.h"
+
 namespace {
 
 // Sets kept with their connections: one for each thread of a fan-out of blocking requests.
@@ -20,6 +22,7 @@ VKTHTTPSessionOptions bounded(VKTHTTPSessionOptions options) {
     options.connectionsPerHost = std::max<std::size_t>(options.connectionsPerHost, 1);
     if (!(options.idleConnectionTime > VKTTimeInterval(0))) options.idleConnectionTime = VKTTimeInterval(0);
     options.idleConnectionTime = std::min(options.idleConnectionTime, longestIdleTime);
+    options.headers = vkt_usableHeaders(std::move(options.headers), "VKTHTTPSessionOptions::headers");
     return options;
 }
 

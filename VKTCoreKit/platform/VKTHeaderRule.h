@@ -1,0 +1,20 @@
+// Which headers a configuration may add to requests.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+/// Names and values.
+using VKTHeaderList = std::vector<std::pair<std::string, std::string>>;
+
+/// Why a configured header cannot be sent; null when it can. Refused are an empty name or one that is no
+/// token (RFC 9110), a value with a control character but the tab, and the names that frame a message, which
+/// are the HTTP client's own business: Content-Length, Transfer-Encoding, Host, Connection, Expect and
+/// Trailer, in any case of letters.
+const char* vkt_headerRefusal(std::string_view name, std::string_view value);
+
+/// Those that can be sent, in their order. Each of the others is a warning in the log that names `source`,
+/// where they stand. Any thread; call it with no lock held.
+VKTHeaderList vkt_usableHeaders(VKTHeaderList headers, std::string_view source);
