@@ -5,6 +5,7 @@
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/tracking/VKTMainThread.h"
 
 namespace {
@@ -47,12 +48,11 @@ bool VKTTrackingEventManager::trackEvent(std::string_view eventName, const VKTRe
     }
     std::reverse(selection.begin(), selection.end());
     if (!selection.empty()) {
-        beginWalk();
+        const Walk walk(*this);
         for (const auto& event : selection)
             trackEventByReference(event, variables, additionalMacros, false, false);
-        endWalk();
     }
-    if (const auto listener = delegate()) listener->trackingEventManager(*this, name, selection.size());
+    tellDelegate(name, selection.size());
     return !selection.empty();
 }
 
@@ -81,14 +81,20 @@ void VKTTrackingEventManager::trackEventByReference(const std::shared_ptr<VKTTra
     addPixel(VKTPixel::initWithUrl(finalEventURLWithURL(fired->eventURL(), variables, additionalMacros)));
     if (fired->isEventConsumable()) events_.remove(*fired);
     if (callPixelsImmediately) pixelManager_->callPixels();
-    if (!shouldCallDelegate) return;
-    if (const auto listener = delegate()) listener->trackingEventManager(*this, fired->eventName(), 1);
+    if (shouldCallDelegate) tellDelegate(fired->eventName(), 1);
 }
 
-void VKTTrackingEventManager::endWalk() {
-    --walks_;
-    if (std::exchange(isStoreUnsaved_, false)) pixelManager_->pixelStore()->saveToDisk();
-    pixelManager_->callPixels();
+void VKTTrackingEventManager::tellDelegate(const std::string& eventName, std::size_t count) {
+    const auto listener = delegate();
+    if (!listener) return;
+    vkt_callGuarded("the delegate of a tracking event manager",
+                    [&] { listener->trackingEventManager(*this, eventName, count); });
+}
+
+VKTTrackingEventManager::Walk::~Walk() {
+    --manager_.walks_;
+    if (std::exchange(manager_.isStoreUnsaved_, false)) manager_.pixelManager_->pixelStore()->saveToDisk();
+    manager_.pixelManager_->callPixels();
 }
 
 void VKTTrackingEventManager::addPixel(const std::shared_ptr<VKTPixel>& pixel) {

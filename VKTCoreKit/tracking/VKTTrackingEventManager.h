@@ -15,7 +15,7 @@
 class VKTTrackingEventManager;
 
 /// Hears, on the main thread and before the tracking call returns, what was tracked. It may call the manager
-/// back, or let go of it.
+/// back, or let go of it. What it throws goes no further than a line in the log.
 class VKTTrackingEventManagerDelegate {
   public:
     virtual ~VKTTrackingEventManagerDelegate() = default;
@@ -91,10 +91,18 @@ class VKTTrackingEventManager : public std::enable_shared_from_this<VKTTrackingE
                             const std::shared_ptr<VKTTrackingEventManagerDelegate>& delegate,
                             std::shared_ptr<VKTPixelManager> pixelManager);
 
-    /// Between the two, the pixels of fired events go into the store without saving it; the end saves it once
+    /// While it lives, the pixels of fired events go into the store without saving it; its end saves it once
     /// and has them called. Each saving writes the whole list, so one for each event would cost the square.
-    void beginWalk() { ++walks_; }
-    void endWalk();
+    class Walk {
+      public:
+        explicit Walk(VKTTrackingEventManager& manager) : manager_(manager) { ++manager_.walks_; }
+        ~Walk();
+        Walk(const Walk&) = delete;
+        Walk& operator=(const Walk&) = delete;
+
+      private:
+        VKTTrackingEventManager& manager_;
+    };
 
     /// What a subclass knows of one URL; it goes over what the caller gave. Empty here.
     [[nodiscard]] virtual VKTReplacements macrosForURL(const VKTURL& /*url*/) const { return {}; }
@@ -102,6 +110,7 @@ class VKTTrackingEventManager : public std::enable_shared_from_this<VKTTrackingE
 
   private:
     void addPixel(const std::shared_ptr<VKTPixel>& pixel);
+    void tellDelegate(const std::string& eventName, std::size_t count);
 
     VKTTrackingEventList events_;
     std::size_t walks_ = 0;  // under way, one within the other when a delegate tracks

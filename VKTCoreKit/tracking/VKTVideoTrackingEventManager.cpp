@@ -65,10 +65,9 @@ void VKTVideoTrackingEventManager::playbackProgressedToTime(double time, const V
 void VKTVideoTrackingEventManager::trackEventsDueAtTime(double time, const VKTReplacements& variables,
                                                         const VKTReplacements& additionalMacros) {
     const auto self = shared_from_this();  // the delegate may let go of it
-    beginWalk();
+    const Walk walk(*this);
     while (isEventDueAtTime(time))
         trackEventByReference(videoEvents_.front(), variables, additionalMacros, false);
-    endWalk();
 }
 
 void VKTVideoTrackingEventManager::trackEventByReference(const std::shared_ptr<VKTTrackingEvent>& event,

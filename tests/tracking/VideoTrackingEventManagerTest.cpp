@@ -92,6 +92,17 @@ TEST_F(VideoTrackingEventManager, AnotherThreadEndsTheProcess) {
     }
 }
 
+TEST_F(VideoTrackingEventManager, ADelegateThatThrowsLosesNoPixel) {
+    const auto manager = managerOf<Manager>(
+        {event("start", "http://0", 0), event("midpoint", "http://5", 5), event("mute", "http://m")});
+    onEvent = [](VKTTrackingEventManager& /*one*/) { throw std::runtime_error("of the player"); };
+    manager->playbackProgressedToTime(9, {});
+    EXPECT_EQ(sent(), (Texts{"1", "http://0", "http://5"}));
+    manager->trackEvent("mute", {});
+    EXPECT_EQ(saves, 2U);
+    EXPECT_EQ(sent(), (Texts{"1", "http://m"}));
+}
+
 TEST_F(VideoTrackingEventManager, TheDelegateMayTrackAndLetGo) {
     auto manager = managerOf<Manager>({event("skip", "http://0", 0), event("start", "http://5", 5),
                                        event("progress", "http://9", 9), event("mute", "http://m")});
