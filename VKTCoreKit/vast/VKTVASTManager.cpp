@@ -289,8 +289,7 @@ void VKTVASTManager::resolveHere(const Ads& passbacks) {
     if (passbacks.empty()) return;
     VKTLog::sharedInstance()->logWarningWithFormat(
         "The system gives no thread for passbacks: %ld of them are resolved one after another by the thread "
-        "that "
-        "waits for an ad. Raise the limit of threads or memory, or start fewer.",
+        "that waits for an ad. Raise the limit of threads or memory, or start fewer.",
         passbacks.size());
     for (const AdPointer& passback : passbacks)
         resolvePassback(passback);
