@@ -238,4 +238,23 @@ TEST(ThreadPool, GivesAGroupThatWaitsAThreadBeyondItsLimitWhileThatIsNeeded) {
     mayEnd.count_down();
 }
 
+TEST(ThreadPool, MayEndOnItsOwnThreadAndThenWaitsForNobody) {
+    std::latch started(1);
+    std::latch isGone(1);
+    std::latch ended(2);
+    auto pool = vkt_makeThreadPool(2);
+    pool->post([&] {
+        started.count_down();
+        isGone.wait();
+        ended.count_down();
+    });
+    started.wait();
+    pool->post([&] {
+        pool.reset();
+        isGone.count_down();
+        ended.count_down();
+    });
+    ended.wait();
+}
+
 }  // namespace
