@@ -18,7 +18,7 @@ class VASTManagerPassbacks : public ManagerFixture {
     // would be a fault, for a moment.
     void ask() {
         answer = std::async(std::launch::async, [this] {
-                     const std::string given = next(true);
+                     std::string given = next(true);
                      hasEnded.count_down();
                      return given;
                  }).share();

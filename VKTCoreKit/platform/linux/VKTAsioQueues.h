@@ -1,5 +1,5 @@
-// Serial queues, over Asio. The thread starts with the first task; a queue that gets none is what its interface
-// says, and throws nothing. Asio's part in it takes no descriptor.
+// Serial queues, over Asio. The thread starts with the first task; a queue that gets none is what its
+// interface says, and throws nothing. Asio's part in it takes no descriptor.
 #pragma once
 
 #include <memory>
