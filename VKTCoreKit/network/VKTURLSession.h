@@ -75,7 +75,8 @@ class VKTURLSessionProviderProtocol {
 
     /// Starts the request and returns its task, never null. The handler may be null; otherwise it is called
     /// exactly once, and possibly before this returns. When the request says `completesOnTransferThread`, it
-    /// must be called even while the thread that delivers other completions is busy.
+    /// must be called even while the thread that delivers other completions is busy. When the request has a
+    /// canceller, the data task is attached to it before it is resumed.
     virtual std::shared_ptr<VKTURLSessionTask> dataRequest(
         const VKTURLRequest& request, VKTURLSessionCompletionHandler completionHandler) = 0;
 };

@@ -1,19 +1,22 @@
 #include "VKTCoreKit/platform/VKTHTTPSession.h"
 
 void VKTHTTPCanceller::cancel() {
-    std::shared_ptr<VKTHTTPDataTask> task;
+    std::vector<std::weak_ptr<VKTHTTPDataTask>> tasks;
     {
         VKTLock lock(mutex_);
         isCancelled_ = true;
-        task = task_.lock();
+        tasks = tasks_;
     }
-    if (task) task->cancel();
+    for (const auto& each : tasks) {
+        if (const auto task = each.lock()) task->cancel();
+    }
 }
 
 void VKTHTTPCanceller::attach(const std::shared_ptr<VKTHTTPDataTask>& task) {
     {
         VKTLock lock(mutex_);
-        task_ = task;
+        std::erase_if(tasks_, [](const auto& each) { return each.expired(); });
+        tasks_.push_back(task);
         if (!isCancelled_) return;
     }
     task->cancel();

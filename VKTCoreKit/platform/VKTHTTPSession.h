@@ -50,19 +50,19 @@ inline constexpr std::size_t VKTHTTPBodyLimit = std::size_t{32} * 1024 * 1024;
 /// Redirects followed for one request.
 inline constexpr int VKTHTTPRedirectLimit = 20;
 
-/// Ends a request of which only this is known. Any thread.
+/// Ends requests of which only this is known, one or several at once. Any thread.
 class VKTHTTPCanceller {
   public:
-    /// Cancels the request that is attached, and each that is attached from now on.
+    /// Cancels the requests that are attached, and each that is attached from now on.
     void cancel();
 
-    /// The request that `cancel` ends from now on. Called by whoever starts it, before it is resumed.
+    /// A request that `cancel` ends, too. Called by whoever starts it, before it is resumed.
     void attach(const std::shared_ptr<VKTHTTPDataTask>& task);
 
   private:
     VKTMutex mutex_;
     bool isCancelled_ VKT_GUARDED_BY(mutex_) = false;
-    std::weak_ptr<VKTHTTPDataTask> task_ VKT_GUARDED_BY(mutex_);
+    std::vector<std::weak_ptr<VKTHTTPDataTask>> tasks_ VKT_GUARDED_BY(mutex_);
 };
 
 /// One request. A passive record.
@@ -91,7 +91,8 @@ struct VKTURLRequest {
     /// has no say.
     std::size_t bodyKeepLimit = VKTHTTPBodyLimit;
 
-    /// Lets another thread end a request whose caller is blocked; may be null.
+    /// Lets another thread end a request whose caller is blocked; may be null. Whoever makes the transfer
+    /// attaches it.
     std::shared_ptr<VKTHTTPCanceller> canceller;
 
     void addValue(std::string value, std::string headerField) {

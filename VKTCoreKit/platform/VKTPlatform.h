@@ -30,7 +30,8 @@ struct VKTPlatform {
     std::shared_ptr<VKTHTTPSession> HTTPSession;
     std::shared_ptr<VKTRunLoop> mainRunLoop;
 
-    /// Resolves passbacks, at most 16 at a time; nothing else runs there.
+    /// Resolves passbacks, each manager's as a group: at most 16 at a time, and one more for each manager
+    /// that waits while none of its own runs. Nothing else runs there.
     std::shared_ptr<VKTConcurrentPool> passbackPool;
 
     /// Runs futures and other background work, at most 64 tasks at a time.
@@ -93,7 +94,7 @@ struct VKTPlatform {
 /// The linked platform library's set. Defined there.
 VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions& options = {});
 
-/// Passback wrappers resolved at once.
+/// Passback wrappers resolved at once, but for one of each manager that would have none.
 inline constexpr std::size_t VKTPassbackThreadLimit = 16;
 
 /// Background tasks that run at once.

@@ -78,7 +78,8 @@ class VKTSerialQueue {
 /// Runs tasks on a bounded number of threads. Any thread may post.
 class VKTConcurrentPool {
   public:
-    /// Drops what has not started and waits for what has. Must not be destroyed on one of its own threads.
+    /// Drops what has not started and waits for what has; destroyed on one of its own threads it does not
+    /// wait.
     virtual ~VKTConcurrentPool() = default;
 
     virtual void post(VKTTask task) = 0;
@@ -89,5 +90,13 @@ class VKTConcurrentPool {
     [[nodiscard]] virtual bool tryPost(VKTTask task) {
         post(std::move(task));
         return true;
+    }
+
+    /// The same, for a task of the group that `group` stands for: any address, which is only compared. A pool
+    /// that knows groups serves them in turn, that of which the fewest tasks run first, each in the order of
+    /// posting, and gives each a thread of its own beyond the bound while nothing else of it runs: a group
+    /// whose tasks all hang delays no other. Whoever posts sees to it that there are not many groups.
+    [[nodiscard]] virtual bool tryPostInGroup(VKTTask task, const void* /*group*/) {
+        return tryPost(std::move(task));
     }
 };

@@ -1,6 +1,7 @@
 #include "VKTCoreKit/vast/VKTVASTManager.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "VKTCoreKit/core/VKTLog.h"
@@ -29,21 +30,24 @@ std::vector<VKTVASTURL> joined(std::vector<VKTVASTURL> urls, const std::vector<V
     return urls;
 }
 
-}  // namespace
-
-AdPointer VKTVASTManager::ConsumableAds::consumeNext() {
-    while (cursor < ads.size()) {
-        const AdPointer& ad = ads[cursor++];
-        if (ad->consume()) return ad;
+// A step of a passback that calls the embedder, who may throw: the passback then ends without a result.
+template <typename Step>
+auto resultUnlessThrown(Step step) -> decltype(step()) {
+    std::string what = "it is no std::exception";
+    try {
+        return step();
+    } catch (const std::exception& exception) {
+        what = exception.what();
+    } catch (...) {
     }
+    VKTLog::sharedInstance()->logErrorWithFormat(
+        "VAST Manager: the delegate or the adapter threw while a passback was resolved (%@). The passback is "
+        "lost. Catch it there.",
+        what);
     return nullptr;
 }
 
-bool VKTVASTManager::ConsumableAds::hasUnconsumed() {
-    while (cursor < ads.size() && ads[cursor]->hasBeenConsumed())
-        ++cursor;
-    return cursor < ads.size();
-}
+}  // namespace
 
 std::shared_ptr<VKTVASTManager> VKTVASTManager::initWithDelegate(
     const std::shared_ptr<VKTVASTManagerDelegate>& delegate,
@@ -91,6 +95,7 @@ void VKTVASTManager::configureWithDelegate(const std::shared_ptr<VKTVASTManagerD
 
 void VKTVASTManager::createAdsStoreWithXML(std::optional<std::string_view> xml,
                                            const std::optional<VKTURL>& withURL, VKTTimeInterval timeout) {
+    const auto keptAlive = shared_from_this();
     if (!delegate()) {
         VKTLog::sharedInstance()->logDebug("VAST Manager cannot work without its delegate set!");
         return;
@@ -99,10 +104,18 @@ void VKTVASTManager::createAdsStoreWithXML(std::optional<std::string_view> xml,
         VKTLog::sharedInstance()->logDebug("VAST Manager cannot work without its adapter set!");
         return;
     }
-    const auto generator = VKTVASTModelGenerator::initWithSessionManager(urlSessionManager_);
+    if (rootVASTModel_) {
+        VKTLog::sharedInstance()->logWarning(
+            "VAST Manager: createAdsStoreWithXML was called again and has read nothing, since the ads of the "
+            "first document are there. Make a manager for each request.");
+        return;
+    }
+    const auto generator =
+        VKTVASTModelGenerator::initWithSessionManager(urlSessionManager_, false, canceller_);
     const VKTVASTParserResponse response = generator.generateVASTModelFromXML(
         xml, withURL, timeout,
         [this](const auto& error, const auto& pixels, const auto& text) { report(error, pixels, text); });
+    if (isCancelled()) return;
     if (!response.model) {
         if (const auto listener = delegate()) listener->vastManagerDidFailWithError(response.error);
         return;
@@ -131,35 +144,30 @@ void VKTVASTManager::addMainAds(const Ads& ads) {
 }
 
 void VKTVASTManager::addPassbackAds(const Ads& ads) {
-    if (!rootVASTModel_) return;
-    const VKTLock lock(mutex_);
-    std::unordered_set<const VKTVASTAd*> known;
-    for (const Ads* store : {&inlinePassbacks_.ads, &wrapperPassbacks_.ads}) {
-        for (const AdPointer& ad : *store)
-            known.insert(ad.get());
-    }
     for (const AdPointer& ad : ads) {
-        if (!isFirstLevel(*ad) || !known.insert(ad.get()).second) continue;
-        (ad->isInline() ? inlinePassbacks_ : wrapperPassbacks_).add(ad);
+        if (isFirstLevel(*ad)) passbacks_.add(ad);
     }
 }
 
 VKTVASTManagerResponse VKTVASTManager::nextAdWithTimeout(VKTTimeInterval timeout, bool dueToAdFailure) {
+    const auto keptAlive = shared_from_this();
     if (timeout <= VKTTimeInterval::zero()) {
         return failure(VKTVASTManagerErrorTimeout, "VASTManager Timeout.");
     }
     if (!rootVASTModel_) return failure(VKTVASTManagerErrorNoModel, "Unable to create VAST Model.");
     Playable ad = dueToAdFailure ? findNextPassbackAd() : findNextMainAd();
-    if (ad) return VKTVASTManagerResponse::initWithAd(std::move(ad), std::nullopt);
+    const bool isOver = isCancelled();
+    if (ad && !isOver) return VKTVASTManagerResponse::initWithAd(std::move(ad), std::nullopt);
     if (!dueToAdFailure) return failure(VKTVASTManagerErrorNoMoreAds, "No more ads available.");
-    if (isResolvingPassbackWrappers()) {
+    if (!isOver && isResolvingPassbackWrappers()) {
         return failure(VKTVASTManagerErrorPassbackIncomplete, "Passback resolution incomplete.");
     }
     return failure(VKTVASTManagerErrorNoMorePassback, "No more Passback.");
 }
 
 Playable VKTVASTManager::findNextMainAd() {
-    while (const AdPointer ad = consumeNextMainAd()) {
+    const auto keptAlive = shared_from_this();
+    while (const AdPointer ad = isCancelled() ? nullptr : consumeNextMainAd()) {
         if (ad->isValid() && ad->isInline()) return convert(ad);
         if (ad->isValid() && followMainWrapper(ad)) continue;
         if (Playable passback = findNextPassbackAd()) return passback;
@@ -213,6 +221,7 @@ void VKTVASTManager::insertAfterLastTaken(const Ads& ads) {
 
 VKTVASTParserResponse VKTVASTManager::resolveWrapper(const AdPointer& ad, VKTTimeInterval timeout,
                                                      const VKTVASTDocumentErrorHandler& errorHandler) {
+    const auto keptAlive = shared_from_this();
     const auto refuse = [&](const VKTVASTError& error) {
         errorHandler(error, {}, std::nullopt);
         return VKTVASTParserResponse::initWithModel(nullptr, error.error());
@@ -234,11 +243,14 @@ VKTVASTParserResponse VKTVASTManager::resolveWrapper(const AdPointer& ad, VKTTim
             url = VKTURLUtils::replaceMacros(*macros, *url);
         }
     }
-    return VKTVASTModelGenerator::initWithSessionManager(urlSessionManager_, true)
+    // Whoever cancels, inside these callbacks too, answers for no macros and wants no request.
+    if (isCancelled()) return {};
+    return VKTVASTModelGenerator::initWithSessionManager(urlSessionManager_, true, canceller_)
         .generateVASTModelFromXML(std::nullopt, url, timeout, errorHandler);
 }
 
 void VKTVASTManager::checkIfWrapperErrorShouldTriggerVNoAdPixel(const VKTError& error, const AdPointer& ad) {
+    const auto keptAlive = shared_from_this();
     if (error.domain() != VKTVASTErrorDomain) return;
     const auto* vastError = error.userInfoValue<VKTVASTError>(VKTVASTErrorUserInfoKey);
     const auto noAd = VKTVASTError::VAST_VALIDATION_ERROR_MISSING_INLINE_AND_WRAPPER();
@@ -247,43 +259,29 @@ void VKTVASTManager::checkIfWrapperErrorShouldTriggerVNoAdPixel(const VKTError& 
 }
 
 Playable VKTVASTManager::findNextPassbackAd() {
-    while (true) {
-        AdPointer ad;
-        {
-            const VKTLock lock(mutex_);
-            ad = inlinePassbacks_.consumeNext();
-        }
+    const auto keptAlive = shared_from_this();
+    while (!isCancelled()) {
+        const AdPointer ad = passbacks_.consumeNextInline();
         if (!ad) return hasWrapperPassbacksAvailable() ? resolvePassbackWrappers() : nullptr;
         if (ad->isValid()) return convert(ad);
     }
+    return nullptr;
 }
 
 Playable VKTVASTManager::resolvePassbackWrappers() {
-    Ads passbacks;
-    {
-        const VKTLock lock(mutex_);
-        if (resolution_.isRunning || resolution_.didRun || !wrapperPassbacks_.hasUnconsumed()) return nullptr;
-        resolution_.isRunning = true;
-        passbacks = wrapperPassbacks_.ads;
-    }
+    const auto keptAlive = shared_from_this();
+    const Ads passbacks = passbacks_.beginResolution();
+    if (passbacks.empty()) return nullptr;
     Ads withoutThread;
     for (const AdPointer& passback : passbacks) {
-        const bool isPosted = passbackPool_->tryPost(
-            [self = shared_from_this(), passback] { self->resolvePassback(passback); });
+        const bool isPosted = passbackPool_->tryPostInGroup(
+            [keptAlive, passback] { keptAlive->resolvePassback(passback); }, this);
         if (!isPosted) withoutThread.push_back(passback);
     }
     resolveHere(withoutThread);
-    Playable result;
-    std::optional<std::string> resultID;
-    {
-        VKTLock lock(mutex_);
-        while (!resolution_.hasEnded)
-            resolutionEnded_.wait(lock);
-        result = resolution_.result;
-        resultID = resolution_.resultID;
-    }
-    VKTLog::sharedInstance()->logDebugWithFormat("Returning resolved ad: %@", resultID);
-    return result;
+    VKTVASTPassbacks::Result result = passbacks_.waitForResult();
+    VKTLog::sharedInstance()->logDebugWithFormat("Returning resolved ad: %@", result.adID);
+    return std::move(result.ad);
 }
 
 // Passbacks for which there is no thread: on the waiting one, which gives up nothing but time.
@@ -291,8 +289,7 @@ void VKTVASTManager::resolveHere(const Ads& passbacks) {
     if (passbacks.empty()) return;
     VKTLog::sharedInstance()->logWarningWithFormat(
         "The system gives no thread for passbacks: %ld of them are resolved one after another by the thread "
-        "that "
-        "waits for an ad. Raise the limit of threads or memory, or start fewer.",
+        "that waits for an ad. Raise the limit of threads or memory, or start fewer.",
         passbacks.size());
     for (const AdPointer& passback : passbacks)
         resolvePassback(passback);
@@ -300,46 +297,26 @@ void VKTVASTManager::resolveHere(const Ads& passbacks) {
 
 // One passback, on a passback thread if there is one.
 void VKTVASTManager::resolvePassback(const AdPointer& passback) {
-    const AdPointer resolved = transformWrapperToInline(passback);
+    if (!passbacks_.beginPassback()) return;
+    AdPointer resolved = resultUnlessThrown([&] { return transformWrapperToInline(passback); });
     if (resolved) {
         VKTLog::sharedInstance()->logDebugWithFormat("Resolved wrapper ad: %@", resolved->adID());
     }
-    if (!endPassback(resolved)) return;
-    Playable playable = convert(resolved);
-    const VKTLock lock(mutex_);
-    resolution_.result = std::move(playable);
-    resolution_.resultID = resolved->adID();
-    resolution_.hasEnded = true;
-    resolutionEnded_.notify_all();
-}
-
-// The end of one passback, decided in one critical section so that exactly one valid result wins. True when
-// `resolved` has won; it is then converted outside the lock. The wait ends empty once every wrapper has been
-// started and this one gave nothing, even while others are still downloading. The first of those to give a
-// valid ad still wins, for nobody any more; what comes after it stays in the store for later calls.
-bool VKTVASTManager::endPassback(const AdPointer& resolved) {
-    const VKTLock lock(mutex_);
-    const bool wins = resolved && !resolution_.isWon && resolved->consume() && resolved->isValid();
-    resolution_.isWon = resolution_.isWon || wins;
-    if (!wrapperPassbacks_.hasUnconsumed()) {
-        resolution_.isRunning = false;
-        resolution_.didRun = true;
-        if (!resolution_.isWon) {
-            resolution_.hasEnded = true;
-            resolutionEnded_.notify_all();
-        }
+    if (!resolved || !passbacks_.claim(resolved)) return passbacks_.endEmpty();
+    while (resolved) {
+        Playable playable = resultUnlessThrown([&] { return convert(resolved); });
+        if (playable) return passbacks_.endWith({std::move(playable), resolved->adID()});
+        resolved = passbacks_.endRefused();
     }
-    return wins;
 }
 
 AdPointer VKTVASTManager::transformWrapperToInline(AdPointer ad) {
+    const auto keptAlive = shared_from_this();
     while (ad) {
         if (ad->hasBeenConsumed()) return nullptr;
         VKTLog::sharedInstance()->logDebugWithFormat("Transforming wrapper ad: %@", ad->adID());
         if (ad->isInline()) {
-            const VKTLock lock(mutex_);
-            const Ads& store = inlinePassbacks_.ads;
-            if (std::find(store.begin(), store.end(), ad) == store.end()) inlinePassbacks_.add(ad);
+            passbacks_.add(ad);
             return ad;
         }
         if (!ad->consume()) return nullptr;
@@ -382,7 +359,23 @@ Playable VKTVASTManager::convert(const AdPointer& ad) {
 }
 
 void VKTVASTManager::cancel() {
-    setDelegate(nullptr);
+    {
+        const VKTLock lock(mutex_);
+        isCancelled_ = true;
+        delegate_.reset();
+    }
+    passbacks_.cancel();
+}
+
+void VKTVASTManager::cancelImmediately() {
+    cancel();
+    passbacks_.endWait();
+    canceller_->cancel();
+}
+
+bool VKTVASTManager::isCancelled() const {
+    const VKTLock lock(mutex_);
+    return isCancelled_;
 }
 
 std::shared_ptr<VKTVASTManagerDelegate> VKTVASTManager::delegate() const {
@@ -392,17 +385,7 @@ std::shared_ptr<VKTVASTManagerDelegate> VKTVASTManager::delegate() const {
 
 void VKTVASTManager::setDelegate(const std::shared_ptr<VKTVASTManagerDelegate>& delegate) {
     const VKTLock lock(mutex_);
-    delegate_ = delegate;
-}
-
-bool VKTVASTManager::hasInlinePassbacksAvailable() {
-    const VKTLock lock(mutex_);
-    return inlinePassbacks_.hasUnconsumed();
-}
-
-bool VKTVASTManager::hasWrapperPassbacksAvailable() {
-    const VKTLock lock(mutex_);
-    return wrapperPassbacks_.hasUnconsumed();
+    if (!isCancelled_) delegate_ = delegate;
 }
 
 std::size_t VKTVASTManager::adIndex(const VKTVASTAd& ad, const Ads& inStore) {
@@ -416,26 +399,6 @@ VKTVASTManager::Ads VKTVASTManager::consumableMainAds() const {
     std::copy_if(mainAdsStore_.begin(), mainAdsStore_.end(), std::back_inserter(ads),
                  [](const AdPointer& ad) { return !ad->hasBeenConsumed(); });
     return ads;
-}
-
-VKTVASTManager::Ads VKTVASTManager::inlinePassbackAdsStore() const {
-    const VKTLock lock(mutex_);
-    return inlinePassbacks_.ads;
-}
-
-VKTVASTManager::Ads VKTVASTManager::wrapperPassbackAdsStore() const {
-    const VKTLock lock(mutex_);
-    return wrapperPassbacks_.ads;
-}
-
-bool VKTVASTManager::isResolvingPassbackWrappers() const {
-    const VKTLock lock(mutex_);
-    return resolution_.isRunning;
-}
-
-bool VKTVASTManager::didResolvePassbackWrappers() const {
-    const VKTLock lock(mutex_);
-    return resolution_.didRun;
 }
 
 std::map<std::string, std::string> VKTVASTManager::generateDefaultVASTMacrosWithAppBundleIdentifier(

@@ -1,7 +1,6 @@
 // Runs one VAST ad request from the first document to playable ads.
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -16,6 +15,7 @@
 #include "VKTCoreKit/vast/VKTVASTManagerConfig.h"
 #include "VKTCoreKit/vast/VKTVASTManagerProtocols.h"
 #include "VKTCoreKit/vast/VKTVASTModelGenerator.h"
+#include "VKTCoreKit/vast/VKTVASTPassbacks.h"
 
 class VKTPixelManager;
 
@@ -33,15 +33,19 @@ enum VKTVASTManagerErrorCode : std::int32_t {
 ///
 /// Threads: one thread at a time calls it, a worker and never the main thread or a passback thread, since
 /// downloads block the caller. Passback wrappers are resolved on the platform's passback threads while that
-/// caller waits. `cancel`, `delegate` and `setDelegate` may be called on any thread. Delegate and adapter are
-/// held weakly; a passback that is still being resolved keeps the manager alive.
+/// caller waits. `cancel`, `cancelImmediately`, `delegate` and `setDelegate` may be called on any thread, and
+/// inside callbacks. Delegate and adapter are held weakly. An operation under way, and a passback that is
+/// still being resolved, keep the manager alive.
+///
+/// No exception leaves an operation but what delegate or adapter throw on the calling thread
+/// (`VKTVASTManagerDelegate`).
 class VKTVASTManager final : public VKTVASTManagerProtocol,
                              public std::enable_shared_from_this<VKTVASTManager> {
   public:
     using Ads = VKTVASTModel::Ads;
 
-    /// A null session or pool means the shared one. A pool of one's own must outlive the passbacks
-    /// that it resolves: the last of them may be the last to hold the manager.
+    /// A null session or pool means the shared one. The last passback may be the last to hold the manager: a
+    /// pool of one's own outlives it, or may be destroyed on one of its own threads as the platform's may.
     static std::shared_ptr<VKTVASTManager> initWithDelegate(
         const std::shared_ptr<VKTVASTManagerDelegate>& delegate,
         const std::shared_ptr<VKTVASTAdAdapterProtocol>& adapter,
@@ -62,7 +66,8 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
         VKTTimeInterval requestTimeout, std::int64_t maximumWrappers, bool handleWrappersAdpods);
 
     /// Reads the text, or downloads the URL when there is none, and tells the delegate whether there is a
-    /// model. Does nothing but log when the delegate or the adapter is gone. Blocks for `timeout` at most.
+    /// model. Does nothing but log when the delegate or the adapter is gone, and when there is a model from
+    /// an earlier call; after one that gave none it may be tried again. Blocks for `timeout` at most.
     void createAdsStoreWithXML(std::optional<std::string_view> xml, const std::optional<VKTURL>& withURL,
                                VKTTimeInterval timeout) override;
 
@@ -71,8 +76,14 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     /// wrapper followed, at most the configured request time-out each.
     VKTVASTManagerResponse nextAdWithTimeout(VKTTimeInterval timeout, bool dueToAdFailure) override;
 
-    /// Nothing is reported any more; a download under way still completes.
+    /// Final: nothing is reported, and no wrapper, passback or conversion started any more. The call under
+    /// way returns when its download has completed; `nextAdWithTimeout` gives an error from then on, as if no
+    /// ad were left. A callback that has begun on another thread may still be running.
     void cancel() override;
+
+    /// The same, and ends the requests under way, of which nothing is reported: the call under way returns at
+    /// once. A session provider of one's own has to know `VKTURLRequest::canceller` for that.
+    void cancelImmediately() override;
 
     [[nodiscard]] std::shared_ptr<VKTVASTManagerDelegate> delegate() const override;
     void setDelegate(const std::shared_ptr<VKTVASTManagerDelegate>& delegate) override;
@@ -94,8 +105,8 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     /// Adds the root model's own ads to the passback stores, each once.
     void addPassbackAds(const Ads& ads);
 
-    [[nodiscard]] bool hasInlinePassbacksAvailable();
-    [[nodiscard]] bool hasWrapperPassbacksAvailable();
+    [[nodiscard]] bool hasInlinePassbacksAvailable() { return passbacks_.hasInline(); }
+    [[nodiscard]] bool hasWrapperPassbacksAvailable() { return passbacks_.hasWrapper(); }
 
     /// 0 when the ad is not in the store.
     [[nodiscard]] static std::size_t adIndex(const VKTVASTAd& ad, const Ads& inStore);
@@ -108,9 +119,9 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     /// Follows a passback to an inline ad, which is put in the store, not consumed; null when there is none.
     std::shared_ptr<VKTVASTAd> transformWrapperToInline(std::shared_ptr<VKTVASTAd> ad);
 
-    /// Resolves all wrapper passbacks at once; the first playable one wins, the others stay in the store.
-    /// Runs once per manager. When no passback thread can be started the caller resolves them itself, one
-    /// after another.
+    /// Resolves all wrapper passbacks at once; the first that the adapter takes wins, the others stay in the
+    /// store. Runs once per manager. When no passback thread can be started the caller resolves them itself,
+    /// one after another.
     std::shared_ptr<VKTConsumableVideoAd> resolvePassbackWrappers();
 
     std::shared_ptr<VKTConsumableVideoAd> findNextMainAd();
@@ -124,35 +135,16 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     }
     [[nodiscard]] const std::shared_ptr<VKTVASTModel>& rootVASTModel() const { return rootVASTModel_; }
     [[nodiscard]] const Ads& mainAdsStore() const { return mainAdsStore_; }
-    [[nodiscard]] Ads inlinePassbackAdsStore() const;   ///< a copy
-    [[nodiscard]] Ads wrapperPassbackAdsStore() const;  ///< a copy
+    [[nodiscard]] Ads inlinePassbackAdsStore() const { return passbacks_.inlineAds(); }    ///< a copy
+    [[nodiscard]] Ads wrapperPassbackAdsStore() const { return passbacks_.wrapperAds(); }  ///< a copy
     [[nodiscard]] const std::shared_ptr<VKTVASTAd>& currentRootAd() const { return currentRootAd_; }
     void setCurrentRootAd(std::shared_ptr<VKTVASTAd> ad) { currentRootAd_ = std::move(ad); }
-    [[nodiscard]] bool isResolvingPassbackWrappers() const;
-    [[nodiscard]] bool didResolvePassbackWrappers() const;
+
+    /// These change when the result of the wrapper passbacks is there, or it is certain that there is none.
+    [[nodiscard]] bool isResolvingPassbackWrappers() const { return passbacks_.isResolving(); }
+    [[nodiscard]] bool didResolvePassbackWrappers() const { return passbacks_.didResolve(); }
 
   private:
-    // A list whose ads are used once, from the front. Ads are only ever added behind the cursor's reach or
-    // after it, so a walk over the whole list stays linear.
-    struct ConsumableAds {
-        Ads ads;
-        std::size_t cursor = 0;  // every ad before it has been consumed
-
-        std::shared_ptr<VKTVASTAd> consumeNext();
-        bool hasUnconsumed();
-        void add(const std::shared_ptr<VKTVASTAd>& ad) { ads.push_back(ad); }
-    };
-
-    // The outcome of the one passback resolution.
-    struct PassbackResolution {
-        bool isRunning = false;
-        bool didRun = false;
-        bool isWon = false;     // a valid ad was found; it may still be being converted
-        bool hasEnded = false;  // the waiter may go on
-        std::shared_ptr<VKTConsumableVideoAd> result;
-        std::optional<std::string> resultID;
-    };
-
     VKTVASTManager() = default;
     void configureWithDelegate(const std::shared_ptr<VKTVASTManagerDelegate>& delegate,
                                const std::shared_ptr<VKTVASTAdAdapterProtocol>& adapter,
@@ -160,6 +152,7 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
                                const VKTVASTManagerConfig& config,
                                std::shared_ptr<VKTConcurrentPool> passbackPool);
 
+    [[nodiscard]] bool isCancelled() const;
     [[nodiscard]] bool isFirstLevel(const VKTVASTAd& ad) const { return rootAds_.contains(&ad); }
     void report(const VKTVASTError& error, const std::vector<VKTVASTURL>& errorURLs,
                 const std::optional<std::string>& VASTResponse);
@@ -170,7 +163,6 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     std::shared_ptr<VKTVASTAd> followPassbackWrapper(const std::shared_ptr<VKTVASTAd>& wrapper);
     void resolveHere(const Ads& passbacks);
     void resolvePassback(const std::shared_ptr<VKTVASTAd>& passback);
-    bool endPassback(const std::shared_ptr<VKTVASTAd>& resolved);
 
     // Set before the first document is read, or by the one calling thread.
     std::shared_ptr<VKTURLSession> urlSessionManager_;
@@ -183,10 +175,10 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     std::size_t mainCursor_ = 0;  // every main ad before it has been consumed
     std::shared_ptr<VKTVASTAd> currentRootAd_;
 
+    VKTVASTPassbacks passbacks_;
+    const std::shared_ptr<VKTHTTPCanceller> canceller_ = std::make_shared<VKTHTTPCanceller>();
+
     mutable VKTMutex mutex_;
-    std::condition_variable_any resolutionEnded_;
     std::weak_ptr<VKTVASTManagerDelegate> delegate_ VKT_GUARDED_BY(mutex_);
-    ConsumableAds inlinePassbacks_ VKT_GUARDED_BY(mutex_);
-    ConsumableAds wrapperPassbacks_ VKT_GUARDED_BY(mutex_);
-    PassbackResolution resolution_ VKT_GUARDED_BY(mutex_);
+    bool isCancelled_ VKT_GUARDED_BY(mutex_) = false;
 };

@@ -22,20 +22,26 @@ class VKTConsumableVideoAd {
     virtual ~VKTConsumableVideoAd() = default;
 };
 
-/// Turns a VAST ad into a playable one. Called on the thread that asks for ads, and on passback threads;
-/// never with a lock held.
+/// Turns a VAST ad into a playable one. Called on the thread that asks for ads, and on passback threads,
+/// several at once; never with a lock held.
 class VKTVASTAdAdapterProtocol {
   public:
     virtual ~VKTVASTAdAdapterProtocol() = default;
 
-    /// Null means that the ad cannot be played; the request then gives no ad at this point.
+    /// Null means that the ad cannot be played. The request then gives no ad at this point; of passbacks that
+    /// are resolved at once, the next that is valid is asked for instead.
     virtual std::shared_ptr<VKTConsumableVideoAd> convertVASTAdToConsumableVideoAd(
         const std::shared_ptr<VKTVASTAd>& ad) = 0;
 };
 
-/// Hears of a VAST request. Called on the thread that calls the manager, before that call returns; while
-/// passbacks are resolved the three calls about wrappers and errors come on passback threads too, several at
-/// once and possibly after the call has returned. Never with a lock held.
+/// Hears of a VAST request. Called on the thread that calls the manager, before that call returns, and never
+/// with a lock held. While passbacks are resolved everything but the first two operations, the question for
+/// macros included, comes on passback threads, several at once and possibly after the call has returned.
+///
+/// A callback may cancel the manager, and drop the last reference to it: it lives until the operation ends.
+/// What delegate or adapter throw on a passback thread, or while passbacks are resolved on the calling
+/// thread for want of others, ends that passback and is logged. On the calling thread it goes on to whoever
+/// called the manager: the ad or document at hand is lost, and the next call goes on behind it.
 class VKTVASTManagerDelegate {
   public:
     virtual ~VKTVASTManagerDelegate() = default;
@@ -61,7 +67,8 @@ class VKTVASTManagerDelegate {
     virtual void vastManagerDidFailToResolveWrapperAd(VKTVASTManager& /*manager*/,
                                                       const std::shared_ptr<VKTVASTAd>& /*ad*/) {}
 
-    /// Macro names and values for every wrapper URL; nothing to leave the URLs alone.
+    /// Macro names and values for a wrapper URL, asked for before each download, on passback threads too;
+    /// nothing to leave the URL alone.
     virtual std::optional<std::map<std::string, std::string>> vastManagerRequestsVASTMacros(
         VKTVASTManager& /*manager*/) {
         return std::nullopt;
@@ -87,7 +94,12 @@ class VKTVASTManagerProtocol {
     virtual void createAdsStoreWithXML(std::optional<std::string_view> xml,
                                        const std::optional<VKTURL>& withURL, VKTTimeInterval timeout) = 0;
     virtual VKTVASTManagerResponse nextAdWithTimeout(VKTTimeInterval timeout, bool dueToAdFailure) = 0;
+    /// Final: nothing more is started or reported, and no delegate is taken any more. What is under way
+    /// completes. Any thread, any time.
     virtual void cancel() = 0;
+
+    /// The same, and ends the requests under way. A manager that cannot do that waits for them.
+    virtual void cancelImmediately() { cancel(); }
 
     [[nodiscard]] virtual std::shared_ptr<VKTVASTManagerDelegate> delegate() const = 0;
     virtual void setDelegate(const std::shared_ptr<VKTVASTManagerDelegate>& delegate) = 0;

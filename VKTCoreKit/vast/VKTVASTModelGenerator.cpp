@@ -16,9 +16,10 @@ VKTVASTModelGenerator VKTVASTModelGenerator::init() {
 }
 
 VKTVASTModelGenerator VKTVASTModelGenerator::initWithSessionManager(
-    std::shared_ptr<VKTURLSession> sessionManager, bool isWrapper) {
+    std::shared_ptr<VKTURLSession> sessionManager, bool isWrapper,
+    std::shared_ptr<VKTHTTPCanceller> canceller) {
     if (!sessionManager) sessionManager = VKTURLSession::sharedInstance();
-    return {std::move(sessionManager), isWrapper};
+    return {std::move(sessionManager), isWrapper, std::move(canceller)};
 }
 
 VKTVASTParserResponse VKTVASTModelGenerator::generateVASTModelFromXML(
@@ -32,8 +33,12 @@ VKTVASTParserResponse VKTVASTModelGenerator::generateVASTModelFromXML(
 
 VKTVASTParserResponse VKTVASTModelGenerator::downloadXMLAndGenerateVASTModel(
     const VKTURL& url, VKTTimeInterval timeout, const VKTVASTDocumentErrorHandler& errorHandler) const {
-    const VKTURLSessionResponse response =
-        sessionManager_->synchronousDataRequestWithURL(url, VKTURLSession::DEFAULT_CACHE_POLICY, timeout);
+    VKTURLRequest request;
+    request.url = url;
+    request.cachePolicy = VKTURLSession::DEFAULT_CACHE_POLICY;
+    request.timeoutInterval = timeout;
+    request.canceller = canceller_;
+    const VKTURLSessionResponse response = sessionManager_->synchronousDataRequestWithURLRequest(request);
     const auto& error = response.error();
     if (error && error->code() == VKTURLErrorTimedOut) {
         const auto timedOut = VKTVASTError::VAST_WRAPPER_ERROR_FETCH_TIMEOUT();

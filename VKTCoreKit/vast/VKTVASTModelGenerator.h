@@ -15,9 +15,11 @@ class VKTVASTModelGenerator {
     /// With the shared session, for a first document.
     static VKTVASTModelGenerator init();
 
-    /// A null session means the shared one. `isWrapper`: the generator follows wrappers.
-    static VKTVASTModelGenerator initWithSessionManager(std::shared_ptr<VKTURLSession> sessionManager,
-                                                        bool isWrapper = false);
+    /// A null session means the shared one. `isWrapper`: the generator follows wrappers. The canceller, which
+    /// may be null, ends a download under way: it then fails as any other.
+    static VKTVASTModelGenerator initWithSessionManager(
+        std::shared_ptr<VKTURLSession> sessionManager, bool isWrapper = false,
+        std::shared_ptr<VKTHTTPCanceller> canceller = nullptr);
 
     /// Reads the data when there is some (the URL is then ignored), else downloads the URL. Error 5031 for a
     /// time-out of 0 or less, before anything else; error 10002 without data and URL.
@@ -36,9 +38,13 @@ class VKTVASTModelGenerator {
     [[nodiscard]] bool isWrapper() const { return isWrapper_; }
 
   private:
-    VKTVASTModelGenerator(std::shared_ptr<VKTURLSession> sessionManager, bool isWrapper)
-        : sessionManager_(std::move(sessionManager)), isWrapper_(isWrapper) {}
+    VKTVASTModelGenerator(std::shared_ptr<VKTURLSession> sessionManager, bool isWrapper,
+                          std::shared_ptr<VKTHTTPCanceller> canceller)
+        : sessionManager_(std::move(sessionManager)),
+          isWrapper_(isWrapper),
+          canceller_(std::move(canceller)) {}
 
     std::shared_ptr<VKTURLSession> sessionManager_;
     bool isWrapper_;
+    std::shared_ptr<VKTHTTPCanceller> canceller_;
 };

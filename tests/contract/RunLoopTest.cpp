@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <latch>
 #include <string>
 #include <thread>
 
 #include "VKTCoreKit/platform/linux/VKTAsioQueues.h"
 #include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
+#include "VKTCoreKit/platform/linux/VKTThreadPool.h"
 #include "VKTCoreKit/platform/testing/VKTManualRunLoop.h"
 
 using namespace std::chrono_literals;
@@ -15,7 +18,7 @@ namespace {
 struct LinuxSubject {
     std::shared_ptr<VKTRunLoop> loop = vkt_makeLinuxRunLoop();
     std::unique_ptr<VKTSerialQueue> queue = vkt_makeAsioSerialQueue();
-    std::unique_ptr<VKTConcurrentPool> pool = vkt_makeAsioConcurrentPool(1);
+    std::unique_ptr<VKTConcurrentPool> pool = vkt_makeThreadPool(1);
 };
 
 struct ManualSubject {
@@ -181,13 +184,13 @@ TEST(AsioSerialQueue, MayEndOnItsOwnThread) {
     EXPECT_FALSE(queue);
 }
 
-TEST(AsioConcurrentPool, RunsAsManyAtOnceAsItHasThreads) {
+TEST(ThreadPool, RunsAsManyAtOnceAsItHasThreads) {
     constexpr int threads = 3;
     std::latch together(threads);
     std::latch finished(20);
     std::atomic<int> running = 0;
     std::atomic<bool> isExceeded = false;
-    const auto pool = vkt_makeAsioConcurrentPool(threads);
+    const auto pool = vkt_makeThreadPool(threads);
     for (int i = 0; i < 20; ++i) {
         pool->post([&, i] {
             if (++running > threads) isExceeded = true;
@@ -198,6 +201,60 @@ TEST(AsioConcurrentPool, RunsAsManyAtOnceAsItHasThreads) {
     }
     finished.wait();
     EXPECT_FALSE(isExceeded);
+}
+
+std::size_t threadsNamed(const std::string& name) {
+    std::size_t count = 0;
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string own;
+        std::ifstream(thread.path() / "comm") >> own;
+        if (own == name) ++count;
+    }
+    return count;
+}
+
+TEST(ThreadPool, GivesAGroupThatWaitsAThreadBeyondItsLimitWhileThatIsNeeded) {
+    constexpr std::size_t threads = 2;
+    std::latch isFull(threads);
+    std::latch mayEnd(1);
+    std::latch othersHaveEnded(3);
+    std::atomic<std::size_t> greedy = 0;
+    const auto pool = vkt_makeThreadPool(threads, "vkt-groups");
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_TRUE(pool->tryPostInGroup(
+            [&] {
+                if (++greedy <= threads) isFull.count_down();
+                mayEnd.wait();
+            },
+            &greedy));
+    }
+    isFull.wait();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(pool->tryPostInGroup([&] { othersHaveEnded.count_down(); }, &othersHaveEnded));
+    othersHaveEnded.wait();
+    while (threadsNamed("vkt-groups") > threads)
+        std::this_thread::yield();
+    EXPECT_EQ(greedy, threads);
+    mayEnd.count_down();
+}
+
+TEST(ThreadPool, MayEndOnItsOwnThreadAndThenWaitsForNobody) {
+    std::latch started(1);
+    std::latch isGone(1);
+    std::latch ended(2);
+    auto pool = vkt_makeThreadPool(2);
+    pool->post([&] {
+        started.count_down();
+        isGone.wait();
+        ended.count_down();
+    });
+    started.wait();
+    pool->post([&] {
+        pool.reset();
+        isGone.count_down();
+        ended.count_down();
+    });
+    ended.wait();
 }
 
 }  // namespace

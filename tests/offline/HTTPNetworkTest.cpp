@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
 #include "tests/support/VKTRawServer.h"
@@ -19,6 +20,8 @@
 namespace {
 
 std::atomic<bool> isCablePluggedIn = true;
+std::atomic<bool> hangs = false;  // the name service
+std::atomic<int> asked = 0;
 
 }  // namespace
 
@@ -38,9 +41,12 @@ extern "C" int getifaddrs(ifaddrs** ifap) noexcept {
 
 extern "C" void freeifaddrs(ifaddrs* /*ifa*/) noexcept {}
 
-// Knows nobody.
+// Knows nobody, and may take its time to say so.
 extern "C" int getaddrinfo(const char* /*host*/, const char* /*service*/, const addrinfo* /*hints*/,
                            addrinfo** /*result*/) {
+    ++asked;
+    while (hangs)
+        std::this_thread::yield();
     return EAI_NONAME;
 }
 
@@ -139,6 +145,24 @@ TEST(HTTPNetwork, TooManyOpenFilesAreNotTheHostsFault) {
         EXPECT_EQ(outcome.code(), VKTURLErrorCannotConnectToHost);
         EXPECT_NE(outcome.text().find("too many open files"), std::string::npos) << outcome.text();
     }
+}
+
+TEST(HTTPNetwork, AResolverThatHangsIsLeftBehind) {
+    const auto session = vkt_makeCurlHTTPSession();
+    VKTURLRequest request = vkt_requestTo("http://slow.example/", std::chrono::hours(1));
+    request.completesOnTransferThread = true;
+    VKTTransferRecorder recorder;
+    const auto task = session->dataTaskWithRequest(request, recorder.completion());
+    hangs = true;
+    std::thread cancelling([&, before = asked.load()] {
+        while (asked == before)
+            std::this_thread::yield();
+        task->cancel();
+    });
+    task->resume();
+    hangs = false;
+    cancelling.join();
+    EXPECT_EQ(recorder.wait().code(), VKTURLErrorCancelled);
 }
 
 }  // namespace

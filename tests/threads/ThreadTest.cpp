@@ -10,6 +10,7 @@
 #include <string>
 
 #include "VKTCoreKit/platform/linux/VKTAsioQueues.h"
+#include "VKTCoreKit/platform/linux/VKTThreadPool.h"
 #include "tests/threads/Scarcity.h"
 
 namespace {
@@ -120,7 +121,7 @@ TEST(SerialQueueWithoutThread, RunsWhatItKeptWhereItIsDestroyed) {
 
 TEST(PoolWithoutThread, KeepsWhatIsPostedAndStartsWhatIsMissingLater) {
     std::latch together(4);
-    const auto pool = vkt_makeAsioConcurrentPool(4, "vkt-a-pool");
+    const auto pool = vkt_makeThreadPool(4, "vkt-a-pool");
     const auto meet = [&] { together.arrive_and_wait(); };
     {
         const NoNewThreads refused;
@@ -135,13 +136,33 @@ TEST(PoolWithoutThread, KeepsWhatIsPostedAndStartsWhatIsMissingLater) {
 TEST(PoolWithFewerThreads, GoesOnWithThem) {
     std::latch started(1);
     std::latch finished(3);
-    const auto pool = vkt_makeAsioConcurrentPool(4);
+    const auto pool = vkt_makeThreadPool(4);
     pool->post([&] { started.count_down(), finished.count_down(); });
     started.wait();
     const NoNewThreads refused;
     for (int i = 0; i < 2; ++i)
         EXPECT_TRUE(pool->tryPost([&] { finished.count_down(); }));
     finished.wait();
+}
+
+TEST(PoolWithFewerThreads, ServesItsGroupsInTurn) {
+    std::string log;
+    std::latch started(1);
+    std::latch mayEnd(1);
+    std::latch finished(3);
+    const auto pool = vkt_makeThreadPool(1);
+    const auto post = [&](char group) {
+        return pool->tryPostInGroup([&, group] { log += group, finished.count_down(); },
+                                    group == 'a' ? &started : &mayEnd);
+    };
+    EXPECT_TRUE(pool->tryPostInGroup([&] { started.count_down(), mayEnd.wait(); }, &started));
+    started.wait();
+    const NoNewThreads refused;
+    for (const char group : {'a', 'a', 'b'})
+        EXPECT_TRUE(post(group));
+    mayEnd.count_down();
+    finished.wait();
+    EXPECT_EQ(log, "aba");
 }
 
 }  // namespace

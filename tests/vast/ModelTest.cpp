@@ -163,6 +163,13 @@ TEST(Model, MainAndPassbackAds) {
         EXPECT_EQ(idsOf(model->mainAds()), mainAds) << ads;
         EXPECT_EQ(idsOf(model->passbackAds()), passbackAds) << ads;
     }
+    std::string manyEqual;
+    Texts inDocumentOrder;
+    for (int i = 0; i < 40; ++i) {
+        inDocumentOrder.push_back(std::to_string(i));
+        manyEqual += in(inDocumentOrder.back().c_str(), i % 2 == 0 ? "1" : "01");
+    }
+    EXPECT_EQ(idsOf(modelOf(manyEqual)->mainAds()), inDocumentOrder);
     const auto model = modelOf(in("a") + wrap("b", "1") + "<Ad id='none'/>" + wrap("c", "1"));
     const auto& ads = model->ads();
     EXPECT_EQ(model->sequencedAdsCount(), 2U);

@@ -11,6 +11,7 @@
 #include "VKTCoreKit/platform/linux/VKTSQLiteKeyValueStore.h"
 #include "VKTCoreKit/platform/linux/VKTSystemClock.h"
 #include "VKTCoreKit/platform/linux/VKTSystemRandom.h"
+#include "VKTCoreKit/platform/linux/VKTThreadPool.h"
 
 VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions& options) {
     const auto notificationCentre = std::make_shared<VKTNotificationCentre>();
@@ -18,8 +19,8 @@ VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions& options) {
             .random = std::make_shared<VKTSystemRandom>(),
             .HTTPSession = vkt_makeCurlHTTPSession(options.HTTPSession),
             .mainRunLoop = vkt_makeLinuxMainRunLoop(),
-            .passbackPool = vkt_makeAsioConcurrentPool(VKTPassbackThreadLimit, "vkt-passback"),
-            .globalPool = vkt_makeAsioConcurrentPool(VKTGlobalPoolThreadLimit, "vkt-global"),
+            .passbackPool = vkt_makeThreadPool(VKTPassbackThreadLimit, "vkt-passback"),
+            .globalPool = vkt_makeThreadPool(VKTGlobalPoolThreadLimit, "vkt-global"),
             .keyValueStore = vkt_makeSQLiteKeyValueStore("", nullptr),
             .notificationCentre = notificationCentre,
             .application = std::make_shared<VKTHeadlessApplication>(notificationCentre),
@@ -28,7 +29,7 @@ VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions& options) {
             .locationServices = std::make_shared<VKTLinuxLocationServices>(),
             .makeXMLEventReader = vkt_makeExpatEventReader,
             .makeSerialQueue = [] { return vkt_makeAsioSerialQueue(); },
-            .makeConcurrentPool = [](std::size_t threads) { return vkt_makeAsioConcurrentPool(threads); },
+            .makeConcurrentPool = [](std::size_t threads) { return vkt_makeThreadPool(threads); },
             .makeKeyValueStore = vkt_makeSQLiteKeyValueStore,
             .openKeyValueStore = vkt_openSQLiteKeyValueStore,
             .makeReachabilityTarget =
