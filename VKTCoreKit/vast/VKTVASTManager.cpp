@@ -10,6 +10,7 @@
 #include "VKTCoreKit/core/VKTURLUtils.h"
 #include "VKTCoreKit/core/VKTUtils.h"
 #include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
 namespace {
@@ -33,18 +34,10 @@ std::vector<VKTVASTURL> joined(std::vector<VKTVASTURL> urls, const std::vector<V
 // A step of a passback that calls the embedder, who may throw: the passback then ends without a result.
 template <typename Step>
 auto resultUnlessThrown(Step step) -> decltype(step()) {
-    std::string what = "it is no std::exception";
-    try {
-        return step();
-    } catch (const std::exception& exception) {
-        what = exception.what();
-    } catch (...) {
-    }
-    VKTLog::sharedInstance()->logErrorWithFormat(
-        "VAST Manager: the delegate or the adapter threw while a passback was resolved (%@). The passback is "
-        "lost. Catch it there.",
-        what);
-    return nullptr;
+    decltype(step()) result = nullptr;
+    vkt_callGuarded("the delegate or the adapter of a VAST manager (for a passback)",
+                    [&] { result = step(); });
+    return result;
 }
 
 }  // namespace
