@@ -6,10 +6,14 @@
 
 namespace {
 
+// How many of `more` a list may take that has a limit.
 template <typename T>
-void appendUpTo(std::size_t limit, std::vector<T>& list, const std::vector<T>& more) {
-    const std::size_t room = limit - std::min(limit, list.size());
-    const std::size_t count = std::min(room, more.size());
+std::size_t countUpTo(std::size_t limit, const std::vector<T>& list, const std::vector<T>& more) {
+    return std::min(limit - std::min(limit, list.size()), more.size());
+}
+
+template <typename T>
+void appendFirst(std::size_t count, std::vector<T>& list, const std::vector<T>& more) {
     list.insert(list.end(), more.begin(), more.begin() + static_cast<std::ptrdiff_t>(count));
 }
 
@@ -40,12 +44,19 @@ void VKTVASTCreative::addTrackingEvents(const TrackingEvents& events) {
 }
 
 void VKTVASTCreative::addSharedTrackingEvents(const TrackingEvents& events) {
-    appendUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, events);
+    appendFirst(countUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, events), trackingEvents_, events);
 }
 
-void VKTVASTCreative::addTrackingOf(const VKTVASTCreative& wrapperCreative) {
-    addSharedTrackingEvents(wrapperCreative.trackingEvents_);
-    appendUpTo(VKTVASTMergedClickTrackingLimit, clickTracking_, wrapperCreative.clickTracking_);
+void VKTVASTCreative::addSharedTrackingEvents(const TrackingEvents& events, VKTVASTMergeTally& tally) {
+    const std::size_t count = countUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, events);
+    appendFirst(tally.takeUpTo(count, VKTVASTMergedElement::TrackingEvent), trackingEvents_, events);
+}
+
+void VKTVASTCreative::addTrackingOf(const VKTVASTCreative& wrapperCreative, VKTVASTMergeTally& tally) {
+    addSharedTrackingEvents(wrapperCreative.trackingEvents_, tally);
+    const auto& clicks = wrapperCreative.clickTracking_;
+    const std::size_t count = countUpTo(VKTVASTMergedClickTrackingLimit, clickTracking_, clicks);
+    appendFirst(tally.takeUpTo(count, VKTVASTMergedElement::ClickTracker), clickTracking_, clicks);
 }
 
 bool VKTVASTCreative::isValidForWrapper(bool /*isWrapper*/) const {

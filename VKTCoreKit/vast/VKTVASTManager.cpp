@@ -201,7 +201,7 @@ bool VKTVASTManager::followMainWrapper(const AdPointer& wrapper) {
         ads.push_back(first);
     }
     for (const AdPointer& ad : ads)
-        ad->merge(*wrapper);
+        ad->merge(*wrapper, mergeBudget_);
     insertAfterLastTaken(ads);
     return true;
 }
@@ -365,7 +365,7 @@ AdPointer VKTVASTManager::followPassbackWrapper(const AdPointer& wrapper) {
         return nullptr;
     }
     AdPointer first = response.model ? response.model->firstAd() : nullptr;
-    if (first) first->merge(*wrapper);
+    if (first) first->merge(*wrapper, mergeBudget_);
     return first;
 }
 
@@ -378,6 +378,7 @@ void VKTVASTManager::report(const VKTVASTError& error, const std::vector<VKTVAST
 
 Playable VKTVASTManager::convert(const AdPointer& ad) {
     const auto adapter = adapter_.lock();
+    if (adapter) ad->prepareForDelivery(mergeBudget_);
     return adapter ? adapter->convertVASTAdToConsumableVideoAd(ad) : nullptr;
 }
 

@@ -15,6 +15,7 @@
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 #include "VKTCoreKit/vast/VKTVASTManagerConfig.h"
 #include "VKTCoreKit/vast/VKTVASTManagerProtocols.h"
+#include "VKTCoreKit/vast/VKTVASTMergeBudget.h"
 #include "VKTCoreKit/vast/VKTVASTModelGenerator.h"
 
 class VKTPixelManager;
@@ -182,6 +183,7 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     Ads mainAdsStore_;
     std::size_t mainCursor_ = 0;  // every main ad before it has been consumed
     std::shared_ptr<VKTVASTAd> currentRootAd_;
+    VKTVASTMergeBudget mergeBudget_;  // of all ads; any thread
 
     mutable VKTMutex mutex_;
     std::condition_variable_any resolutionEnded_;

@@ -22,16 +22,19 @@ std::vector<VKTVASTURL> errorPixelsOf(const VKTDictionary& node) {
 
 // An inline ad's problems without pixels of their own are reported with the ad's error pixels.
 std::shared_ptr<VKTVASTAd> readInlineAd(const VKTDictionary& ad, VKTErrorOutput error,
-                                        const VKTVASTErrorHandler& errorHandler) {
+                                        const VKTVASTErrorHandler& errorHandler,
+                                        VKTVASTMergeBudget& sharedEventBudget) {
     return VKTVASTAdInline::initWithDictionary(
-        ad, error, [&](const VKTVASTError& problem, const std::vector<VKTVASTURL>& pixels) {
+        ad, error,
+        [&](const VKTVASTError& problem, const std::vector<VKTVASTURL>& pixels) {
             const VKTDictionary* content = Utils::findFirstObjectOfArrayAsDictionary("InLine", ad);
             if (pixels.empty() && content != nullptr) {
                 errorHandler(problem, errorPixelsOf(*content));
             } else {
                 errorHandler(problem, pixels);
             }
-        });
+        },
+        &sharedEventBudget);
 }
 
 }  // namespace
@@ -52,6 +55,7 @@ std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithDictionary(const VKTDictiona
         return nullptr;
     }
 
+    VKTVASTMergeBudget sharedEventBudget(VKTVASTDocumentSharedEventLimit);
     Ads ads;
     if (const VKTArray* elements = Utils::findArrayForKey("Ad", dictionary)) {
         for (const VKTValue& element : *elements) {
@@ -59,9 +63,9 @@ std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithDictionary(const VKTDictiona
             if (node == nullptr) continue;
             std::shared_ptr<VKTVASTAd> ad;
             if (node->contains("InLine")) {
-                ad = readInlineAd(*node, error, errorHandler);
+                ad = readInlineAd(*node, error, errorHandler, sharedEventBudget);
             } else if (node->contains("Wrapper")) {
-                ad = VKTVASTAdWrapper::initWithDictionary(*node, error, errorHandler);
+                ad = VKTVASTAdWrapper::initWithDictionary(*node, error, errorHandler, &sharedEventBudget);
             }
             if (ad) ads.push_back(std::move(ad));
         }
