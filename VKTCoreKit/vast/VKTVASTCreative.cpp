@@ -1,6 +1,7 @@
 #include "VKTCoreKit/vast/VKTVASTCreative.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
 
@@ -39,8 +40,12 @@ void VKTVASTCreative::addUniversalAdIds(const std::vector<VKTVASTUniversalAdId>&
     }
 }
 
-void VKTVASTCreative::addTrackingEvents(const TrackingEvents& events) {
-    trackingEvents_.insert(trackingEvents_.end(), events.begin(), events.end());
+void VKTVASTCreative::addTrackingEvents(TrackingEvents events) {
+    if (trackingEvents_.empty()) {
+        trackingEvents_ = std::move(events);
+    } else {
+        trackingEvents_.insert(trackingEvents_.end(), events.begin(), events.end());
+    }
 }
 
 void VKTVASTCreative::addSharedTrackingEvents(const TrackingEvents& events) {

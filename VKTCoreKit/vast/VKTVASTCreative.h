@@ -42,7 +42,7 @@ class VKTVASTCreative {
     /// Appends each identifier that is not already there, up to `VKTVASTUniversalAdIdLimit`.
     void addUniversalAdIds(const std::vector<VKTVASTUniversalAdId>& ids);
 
-    void addTrackingEvents(const TrackingEvents& events);
+    void addTrackingEvents(TrackingEvents events);
 
     /// Appends events that several creatives share, up to `VKTVASTMergedTrackingEventLimit`.
     void addSharedTrackingEvents(const TrackingEvents& events);

@@ -25,7 +25,10 @@ VKTVASTManagerResponse failure(VKTVASTManagerErrorCode code, const char* descrip
 }
 
 std::vector<VKTVASTURL> joined(std::vector<VKTVASTURL> urls, const std::vector<VKTVASTURL>& more) {
-    urls.insert(urls.end(), more.begin(), more.end());
+    const std::size_t room =
+        VKTVASTReportedErrorPixelLimit - std::min(VKTVASTReportedErrorPixelLimit, urls.size());
+    const auto count = static_cast<std::ptrdiff_t>(std::min(room, more.size()));
+    urls.insert(urls.end(), more.begin(), more.begin() + count);
     return urls;
 }
 

@@ -54,7 +54,7 @@ VKTVASTTrackingEvent::VKTVASTTrackingEvent(Private, std::shared_ptr<const Conten
                                            double eventOffset)
     : content_(std::move(content)), eventOffset_(eventOffset) {}
 
-std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::eventWithContent(Content content,
+std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::eventWithContent(Content&& content,
                                                                              double eventOffset) {
     return std::make_shared<VKTVASTTrackingEvent>(
         Private(), std::make_shared<const Content>(std::move(content)), eventOffset);

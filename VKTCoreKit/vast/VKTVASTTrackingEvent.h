@@ -80,7 +80,7 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
     [[nodiscard]] std::size_t hash() const override;
 
   private:
-    static std::shared_ptr<VKTVASTTrackingEvent> eventWithContent(Content content, double eventOffset);
+    static std::shared_ptr<VKTVASTTrackingEvent> eventWithContent(Content&& content, double eventOffset);
 
     std::shared_ptr<const Content> content_;
     double eventOffset_;

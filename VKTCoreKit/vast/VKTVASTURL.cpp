@@ -39,6 +39,11 @@ std::string withoutCurlyMacros(std::string_view text) {
     return result;
 }
 
+bool hasSquareBracket(const VKTURL& url) {
+    const std::string& text = url.absoluteString();
+    return text.find('[') != std::string::npos || text.find(']') != std::string::npos;
+}
+
 }  // namespace
 
 std::optional<VKTVASTURL> VKTVASTURL::initWithString(std::string_view string) {
@@ -49,7 +54,7 @@ std::optional<VKTVASTURL> VKTVASTURL::initWithString(std::string_view string) {
         url = VKTURL::URLWithString(vkt_addingPercentEncoding(string, VKTURLCharacterSet::QueryAllowed));
     }
     if (!url) return std::nullopt;
-    return VKTVASTURL(url->URLByEncodingSquareBrackets());
+    return VKTVASTURL(hasSquareBracket(*url) ? url->URLByEncodingSquareBrackets() : std::move(*url));
 }
 
 std::optional<VKTVASTURL> VKTVASTURL::initFromXML(const VKTValue& value) {
