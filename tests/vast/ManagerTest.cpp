@@ -397,7 +397,8 @@ TEST_F(VASTManager, DeliversAdsThatNoLongerChange) {
     const std::string tracked =
         "<Extensions><Extension><KorvoMetrics><KorvoMetric name='viewcount'>//m</KorvoMetric></KorvoMetrics>"
         "</Extension></Extensions><Creatives><Creative><Linear><TrackingEvents><Tracking event='midpoint'>//h"
-        "</Tracking></TrackingEvents><MediaFiles><MediaFile>//m</MediaFile></MediaFiles></Linear></Creative>"
+        "</Tracking></TrackingEvents><MediaFiles><MediaFile "
+        "type='video/mp4'>//m</MediaFile></MediaFiles></Linear></Creative>"
         "</Creatives>";
     const auto tagged = [&](const std::string& to) { return "<VASTAdTagURI>" + url(to) + "</VASTAdTagURI>"; };
     serve("pod", inlineAd("a", one) + wrapper("x", "b", two));
