@@ -158,6 +158,7 @@ void vkt_copySharedTrackingEvents(std::vector<std::shared_ptr<VKTVASTTrackingEve
     std::unordered_map<std::shared_ptr<VKTVASTTrackingEvent>, std::shared_ptr<VKTVASTTrackingEvent>> copies;
     for (auto& event : events) {
         if (event.use_count() == 1) continue;
+        if (copies.empty()) copies.reserve(events.size());
         auto& copy = copies[event];
         if (!copy) copy = event->copy();
         event = copy;
