@@ -14,6 +14,9 @@ namespace {
 // Error pixels that one line for people names. Real chains have fewer than ten.
 constexpr std::size_t lineURLLimit = 64;
 
+// Bytes of all such lines together.
+constexpr std::size_t linesByteLimit = 4U << 20U;
+
 VKTValue valueOf(const std::optional<std::string>& text) {
     return text ? VKTValue(*text) : VKTValue();
 }
@@ -246,14 +249,26 @@ std::string lineOfError(const ReportedError& reported) {
 std::vector<std::string> linesOfErrors(const std::vector<ReportedError>& errors) {
     std::vector<std::string> lines;
     std::map<std::string, std::size_t> counts;
+    std::size_t bytes = 0;
+    std::size_t untold = 0;
     for (const ReportedError& error : errors) {
         std::string line = lineOfError(error);
-        if (counts[line]++ == 0) lines.push_back(std::move(line));
+        const auto known = counts.find(line);
+        if (known != counts.end()) {
+            ++known->second;
+        } else if (bytes + line.size() > linesByteLimit) {
+            ++untold;
+        } else {
+            bytes += line.size();
+            counts.emplace(line, 1);
+            lines.push_back(std::move(line));
+        }
     }
     for (std::string& line : lines) {
         const std::size_t count = counts[line];
         if (count > 1) line += " (" + std::to_string(count) + " times)";
     }
+    if (untold > 0) lines.push_back(std::to_string(untold) + " further problems are not told here");
     return lines;
 }
 

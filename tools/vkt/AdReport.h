@@ -32,10 +32,11 @@ VKTValue reportOfError(const std::optional<VKTError>& error);
 std::shared_ptr<VKTVASTMediaFile> chosenMediaFile(const VKTVASTCreativeLinear& creative,
                                                   std::uint32_t networkAccessType);
 
-/// "VAST error 301 VAST_WRAPPER_ERROR_FETCH: …; error pixels: …", one line for people.
+/// "VAST error 301 VAST_WRAPPER_ERROR_FETCH: …; error pixels: …", one line for people; the first 64 pixels.
 std::string lineOfError(const ReportedError& reported);
 
-/// Each distinct line once, with its count, in the order of the first of them.
+/// Each distinct line once, with its count, in the order of the first of them; after 4 MiB only the number of
+/// the others.
 std::vector<std::string> linesOfErrors(const std::vector<ReportedError>& errors);
 
 /// Indented JSON and a line feed on the standard output. False, with an error line, for what cannot be
