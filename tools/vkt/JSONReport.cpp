@@ -29,7 +29,7 @@ JSONReport JSONReport::list(std::size_t count, Maker make) {
 }
 
 void JSONReport::add(std::string name, JSONReport value) {
-    members_.push_back({std::move(name), std::move(value)});
+    members_.emplace_back(std::move(name), std::move(value));
 }
 
 // Calls itself only for the report's own levels, of which there are few.
@@ -47,10 +47,11 @@ bool JSONReport::write(const Append& append, std::size_t depth) const {
 
 bool JSONReport::writeElement(std::size_t index, const Append& append, std::size_t depth) const {
     if (kind_ == Kind::List) return make_(index).write(append, depth);
-    const auto name = vkt_JSONStringWithValue(members_[index].name);
-    if (!name) return false;
-    append(*name + ": ");
-    return members_[index].value.write(append, depth);
+    const auto& [name, value] = members_[index];
+    const auto nameText = vkt_JSONStringWithValue(name);
+    if (!nameText) return false;
+    append(*nameText + ": ");
+    return value.write(append, depth);
 }
 
 bool JSONReport::writeValue(const Append& append, std::size_t depth) const {

@@ -16,12 +16,11 @@
 /// refers to the objects it tells of, which must outlive it. One thread.
 class JSONReport {
   public:
-    struct Member;
+    using Member = std::pair<std::string, JSONReport>;
     using Maker = std::function<JSONReport(std::size_t index)>;
 
-    template <typename Value>
-    requires std::constructible_from<VKTValue, Value&&> JSONReport(Value&& value)
-        : value_(std::forward<Value>(value)) {}
+    template <std::convertible_to<VKTValue> Value>
+    JSONReport(Value value) : value_(std::move(value)) {}
 
     static JSONReport object(std::vector<Member> members);
     static JSONReport list(std::size_t count, Maker make);
@@ -56,11 +55,6 @@ class JSONReport {
     std::vector<Member> members_;
     std::size_t count_ = 0;
     Maker make_;
-};
-
-struct JSONReport::Member {
-    std::string name;
-    JSONReport value;
 };
 
 /// Indented JSON and a line feed on the standard output. False, with an error line and nothing written, for
