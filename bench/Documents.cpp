@@ -64,6 +64,15 @@ std::string document(const std::string& content) {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<VAST version=\"4.2\">\n" + content + "</VAST>\n";
 }
 
+std::string podDocument(std::size_t count, std::size_t trackingRounds) {
+    std::string ads;
+    for (std::size_t i = 1; i <= count; ++i) {
+        const std::string number = std::to_string(i);
+        ads += inlineAd("id=\"" + number + "\" sequence=\"" + number + "\"", trackingRounds);
+    }
+    return document(ads);
+}
+
 }  // namespace
 
 std::string inlineDocument() {
@@ -71,12 +80,21 @@ std::string inlineDocument() {
 }
 
 std::string podDocument() {
-    std::string ads;
-    for (int i = 1; i <= 40; ++i) {
-        const std::string number = std::to_string(i);
-        ads += inlineAd("id=\"" + number + "\" sequence=\"" + number + "\"", 12);
-    }
-    return document(ads);
+    return podDocument(40, 12);
+}
+
+std::string smallPodDocument(std::size_t count) {
+    return podDocument(count, 1);
+}
+
+std::string trackingWrapperDocument(std::size_t count) {
+    std::string events;
+    for (std::size_t i = 0; i < count; ++i)
+        events += tracking("start", i);
+    return document(
+        "<Ad id=\"wrapper\"><Wrapper><AdSystem>s</AdSystem><AdTitle>t</AdTitle><Creatives><Creative><Linear>"
+        "<TrackingEvents>\n" +
+        events + "</TrackingEvents></Linear></Creative></Creatives></Wrapper></Ad>");
 }
 
 // The wide documents are made of the shortest elements that the readers keep: what grows is their number, and

@@ -29,6 +29,7 @@ void readEvents(const std::string& document);
 
 /// Registers the benchmarks of one file.
 void addParseBenchmarks();
+void addMergeBenchmarks();
 void addNetworkBenchmarks();
 void addPixelBenchmarks();
 void addDurableBenchmarks();

@@ -14,18 +14,27 @@ namespace {
 constexpr const char* lastSequence = "2147483647";
 
 template <typename T>
-void append(std::vector<T>& list, const std::vector<T>& more) {
-    list.insert(list.end(), more.begin(), more.end());
+void append(std::vector<T>& list, const std::vector<T>& more, VKTVASTMergedElement element,
+            VKTVASTMergeTally& tally) {
+    const auto count = static_cast<std::ptrdiff_t>(tally.takeUpTo(more.size(), element));
+    list.insert(list.end(), more.begin(), more.begin() + count);
 }
 
 template <typename Creative>
 void mergeCreatives(std::vector<std::shared_ptr<Creative>>& creatives,
-                    const std::vector<std::shared_ptr<Creative>>& wrapperCreatives) {
+                    const std::vector<std::shared_ptr<Creative>>& wrapperCreatives,
+                    VKTVASTMergeTally& tally) {
     if (creatives.empty()) creatives.push_back(Creative::initEmptyCreative());
     for (const auto& creative : creatives) {
         for (const auto& wrapperCreative : wrapperCreatives)
-            creative->addTrackingOf(*wrapperCreative);
+            creative->addTrackingOf(*wrapperCreative, tally);
     }
+}
+
+template <typename Creative>
+void copySharedTrackingEvents(const std::vector<std::shared_ptr<Creative>>& creatives) {
+    for (const auto& creative : creatives)
+        creative->copySharedTrackingEvents();
 }
 
 template <typename Creative>
@@ -74,14 +83,17 @@ void VKTVASTAd::readAttributes(const VKTDictionary& ad) {
 }
 
 void VKTVASTAd::read(const VKTDictionary& ad, const VKTDictionary& content, VKTErrorOutput error,
-                     const VKTVASTErrorHandler& errorHandler) {
+                     const VKTVASTErrorHandler& errorHandler, VKTVASTMergeBudget* sharedEventBudget) {
+    VKTVASTMergeBudget ownBudget(VKTVASTDocumentSharedEventLimit);
+    VKTVASTMergeTally tally(sharedEventBudget == nullptr ? ownBudget : *sharedEventBudget);
     readAttributes(ad);
     findAdSystem(content, errorHandler);
     findAdTitle(content, errorHandler);
     vkt_appendVASTURLs(impressions_, Utils::findArrayForKey("Impression", content));
     vkt_appendVASTURLs(errorPixels_, Utils::findArrayForKey("Error", content));
     findViewabilityEvents(content);
-    findCreatives(content, error, errorHandler);
+    findCreatives(content, error, errorHandler, tally);
+    tally.logRefusals("when ad %@ was read", {adID_});
     findExtensions(content);
     readOwnContent(content);
     findAdVerifications(content);
@@ -124,7 +136,7 @@ void VKTVASTAd::findViewabilityEvents(const VKTDictionary& content) {
 }
 
 void VKTVASTAd::findCreatives(const VKTDictionary& content, VKTErrorOutput error,
-                              const VKTVASTErrorHandler& errorHandler) {
+                              const VKTVASTErrorHandler& errorHandler, VKTVASTMergeTally& tally) {
     const VKTDictionary* container = Utils::findFirstObjectOfArrayAsDictionary("Creatives", content);
     if (container == nullptr) {
         if (isWrapper()) return;
@@ -144,7 +156,7 @@ void VKTVASTAd::findCreatives(const VKTDictionary& content, VKTErrorOutput error
     };
     for (const VKTValue& element : *elements) {
         if (const VKTDictionary* creative = element.asDictionary()) {
-            findCreative(*creative, error, errorHandler, holdBack);
+            findCreative(*creative, error, errorHandler, holdBack, tally);
         }
     }
 
@@ -163,7 +175,7 @@ void VKTVASTAd::findCreatives(const VKTDictionary& content, VKTErrorOutput error
 
 void VKTVASTAd::findCreative(const VKTDictionary& creative, VKTErrorOutput error,
                              const VKTVASTErrorHandler& errorHandler,
-                             const VKTVASTErrorHandler& linearErrorHandler) {
+                             const VKTVASTErrorHandler& linearErrorHandler, VKTVASTMergeTally& tally) {
     if (const auto* node = Utils::findFirstObjectOfArrayAsDictionary("Linear", creative)) {
         auto linear =
             VKTVASTCreativeLinear::initWithDictionary(*node, error, linearErrorHandler, isWrapper());
@@ -184,10 +196,18 @@ void VKTVASTAd::findCreative(const VKTDictionary& creative, VKTErrorOutput error
                         VKTVASTCreativeNonLinear::initWithDictionary(*node, error, errorHandler, isWrapper()),
                         isWrapper());
         }
-        const auto events = VKTVASTTrackingEvent::findTrackingEvents(*container);
-        for (const auto& nonLinear : nonLinearCreatives_)
-            nonLinear->addSharedTrackingEvents(events);
+        shareNonLinearEvents(*container, tally);
     }
+}
+
+// The events of a "NonLinearAds" element belong to every non-linear creative so far. The last one has them
+// for nothing, since the document holds them once.
+void VKTVASTAd::shareNonLinearEvents(const VKTDictionary& container, VKTVASTMergeTally& tally) {
+    if (nonLinearCreatives_.empty()) return;
+    const auto events = VKTVASTTrackingEvent::findTrackingEvents(container);
+    nonLinearCreatives_.back()->addSharedTrackingEvents(events);
+    for (std::size_t i = 0; i + 1 < nonLinearCreatives_.size(); ++i)
+        nonLinearCreatives_[i]->addSharedTrackingEvents(events, tally);
 }
 
 void VKTVASTAd::findExtensions(const VKTDictionary& content) {
@@ -236,30 +256,69 @@ void VKTVASTAd::appendVerifications(const VKTDictionary& container) {
 }
 
 void VKTVASTAd::merge(const VKTVASTAd& wrapper) {
-    wrapperDepth_ = wrapper.wrapperDepth_ + 1;
-    append(errorPixels_, wrapper.errorPixels_);
-    append(impressions_, wrapper.impressions_);
-    append(viewabilityEvents_, wrapper.viewabilityEvents_);
-    mergeCreatives(linearCreatives_, wrapper.linearCreatives_);
-    mergeCreatives(companionCreatives_, wrapper.companionCreatives_);
-    mergeCreatives(nonLinearCreatives_, wrapper.nonLinearCreatives_);
-    if (wrapper.extensions_ && !wrapper.extensions_->metrics.empty()) {
-        // Of this ad's own extension only the metrics survive.
-        if (extensions_ && extensions_ != wrapper.extensions_) {
-            append(wrapper.extensions_->metrics, extensions_->metrics);
-        }
-        extensions_ = wrapper.extensions_;
-    }
-    append(adVerifications_, wrapper.adVerifications_);
+    VKTVASTMergeBudget budget;
+    merge(wrapper, budget);
 }
 
-std::shared_ptr<VKTVASTAdInline> VKTVASTAdInline::initWithDictionary(
-    const VKTDictionary& dictionary, VKTErrorOutput error, const VKTVASTErrorHandler& errorHandler) {
+void VKTVASTAd::merge(const VKTVASTAd& wrapper, VKTVASTMergeBudget& budget) {
+    VKTVASTMergeTally tally(budget);
+    wrapperDepth_ = wrapper.wrapperDepth_ + 1;
+    append(errorPixels_, wrapper.errorPixels_, VKTVASTMergedElement::ErrorPixel, tally);
+    append(impressions_, wrapper.impressions_, VKTVASTMergedElement::Impression, tally);
+    append(viewabilityEvents_, wrapper.viewabilityEvents_, VKTVASTMergedElement::ViewabilityEvent, tally);
+    mergeCreatives(linearCreatives_, wrapper.linearCreatives_, tally);
+    mergeCreatives(companionCreatives_, wrapper.companionCreatives_, tally);
+    mergeCreatives(nonLinearCreatives_, wrapper.nonLinearCreatives_, tally);
+    mergeExtension(wrapper, tally);
+    for (const VKTVASTAdVerification& verification : wrapper.adVerifications_) {
+        if (tally.takeOne(verification.mergeCost(), VKTVASTMergedElement::Verification)) {
+            adVerifications_.push_back(verification);
+        }
+    }
+    tally.logRefusals("when wrapper %@ was merged into ad %@", {wrapper.adID_, adID_});
+}
+
+// Of this ad's own extension only the metrics survive a wrapper's extension that has some.
+void VKTVASTAd::mergeExtension(const VKTVASTAd& wrapper, VKTVASTMergeTally& tally) {
+    if (!wrapper.extensions_ || wrapper.extensions_->metrics.empty()) return;
+    if (extensions_ && extensions_ != wrapper.extensions_) {
+        append(wrapper.extensions_->metrics, extensions_->metrics, VKTVASTMergedElement::Metric, tally);
+    }
+    extensions_ = wrapper.extensions_;
+}
+
+void VKTVASTAd::prepareForDelivery(VKTVASTMergeBudget& budget) {
+    VKTVASTMergeTally tally(budget);
+    copySharedTrackingEvents(linearCreatives_);
+    copySharedTrackingEvents(companionCreatives_);
+    copySharedTrackingEvents(nonLinearCreatives_);
+    copySharedExtension(tally);
+    tally.logRefusals("when ad %@ was handed over", {adID_});
+}
+
+void VKTVASTAd::copySharedExtension(VKTVASTMergeTally& tally) {
+    if (extensions_ && extensions_.use_count() > 1) {
+        if (!tally.takeOne(extensions_->mergeCost(), VKTVASTMergedElement::Extension)) {
+            extensions_ = nullptr;
+            return;
+        }
+        const std::size_t metricCount =
+            tally.takeUpTo(extensions_->metrics.size(), VKTVASTMergedElement::Metric);
+        extensions_ = std::make_shared<VKTVASTAdExtension>(*extensions_);
+        extensions_->metrics.resize(metricCount);
+    }
+    if (extensions_) vkt_copySharedTrackingEvents(extensions_->metrics);
+}
+
+std::shared_ptr<VKTVASTAdInline> VKTVASTAdInline::initWithDictionary(const VKTDictionary& dictionary,
+                                                                     VKTErrorOutput error,
+                                                                     const VKTVASTErrorHandler& errorHandler,
+                                                                     VKTVASTMergeBudget* sharedEventBudget) {
     const VKTDictionary* content =
         contentNode(dictionary, "InLine", VKTVASTError::XML_PARSING_ERROR, error, errorHandler);
     if (content == nullptr) return nullptr;
     std::shared_ptr<VKTVASTAdInline> ad(new VKTVASTAdInline());
-    ad->read(dictionary, *content, error, errorHandler);
+    ad->read(dictionary, *content, error, errorHandler, sharedEventBudget);
     return ad;
 }
 
@@ -269,12 +328,13 @@ bool VKTVASTAdInline::isValid() const {
 }
 
 std::shared_ptr<VKTVASTAdWrapper> VKTVASTAdWrapper::initWithDictionary(
-    const VKTDictionary& dictionary, VKTErrorOutput error, const VKTVASTErrorHandler& errorHandler) {
+    const VKTDictionary& dictionary, VKTErrorOutput error, const VKTVASTErrorHandler& errorHandler,
+    VKTVASTMergeBudget* sharedEventBudget) {
     const VKTDictionary* content =
         contentNode(dictionary, "Wrapper", VKTVASTError::XML_PARSING_ERROR_WRAPPER, error, errorHandler);
     if (content == nullptr) return nullptr;
     std::shared_ptr<VKTVASTAdWrapper> ad(new VKTVASTAdWrapper());
-    ad->read(dictionary, *content, error, errorHandler);
+    ad->read(dictionary, *content, error, errorHandler, sharedEventBudget);
     return ad;
 }
 

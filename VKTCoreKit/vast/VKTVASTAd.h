@@ -14,11 +14,18 @@
 #include "VKTCoreKit/vast/VKTVASTCreativeLinear.h"
 #include "VKTCoreKit/vast/VKTVASTCreativeNonLinear.h"
 #include "VKTCoreKit/vast/VKTVASTErrorHandler.h"
+#include "VKTCoreKit/vast/VKTVASTMergeBudget.h"
 #include "VKTCoreKit/vast/VKTVASTViewabilityEvent.h"
 
+/// Copies of a non-linear creative's tracking events that one document may give to its other non-linear
+/// creatives, because several elements stand under one list of events. Further ones are dropped.
+inline constexpr std::size_t VKTVASTDocumentSharedEventLimit = 16384;
+
 /// What both kinds share. An object with identity: ads compare by it only. Built once on one thread,
-/// afterwards it only grows (`merge`, one thread at a time) and is consumed once (any thread). Shared by its
-/// model, the manager and the embedder.
+/// afterwards it grows (`merge`, on one thread together with all ads below the same wrapper) until
+/// `prepareForDelivery`; from then on nothing in the library changes it but the tracking of this ad, and its
+/// holder may read it on any thread. It is consumed once, on any thread. Shared by its model, the manager and
+/// the embedder.
 class VKTVASTAd {
   public:
     using ViewabilityEvents = std::vector<std::shared_ptr<VKTVASTViewabilityEvent>>;
@@ -44,8 +51,19 @@ class VKTVASTAd {
 
     /// Folds a wrapper that led to this ad into it: error pixels, impressions, viewability events, creatives'
     /// tracking and click tracking, metrics, verifications. Creatives that only the wrapper has leave their
-    /// tracking in an empty creative of their kind. Click-throughs are not taken over.
+    /// tracking in an empty creative of their kind. Click-throughs are not taken over. What the budget does
+    /// not allow is left out, in that order; the budget's first such merge is logged. Without a budget: with
+    /// one of its own.
+    void merge(const VKTVASTAd& wrapper, VKTVASTMergeBudget& budget);
     void merge(const VKTVASTAd& wrapper);
+
+    /// Makes the ad independent of the ads it was merged with: it gets an extension with metrics of its own,
+    /// and each creative tracking events of its own, so that later merges and other ads' offsets change
+    /// nothing here. Viewability and verification events never change and stay shared. The copy of the
+    /// extension is charged to the budget; an ad for which nothing is left has fewer metrics, or no
+    /// extension, which is logged like `merge`. After the last merge, before the ad is given away; on the
+    /// thread that merges.
+    void prepareForDelivery(VKTVASTMergeBudget& budget);
 
     /// Whether no blocking error was met while reading.
     [[nodiscard]] virtual bool isValid() const { return !hasTriggeredAParsingError_; }
@@ -76,7 +94,8 @@ class VKTVASTAd {
         return adVerifications_;
     }
 
-    /// Null when the ad has none. After `merge` it may be a wrapper's own, shared.
+    /// Null when the ad has none. After `merge` it may be a wrapper's own, shared, until
+    /// `prepareForDelivery`.
     [[nodiscard]] const std::shared_ptr<VKTVASTAdExtension>& extensions() const { return extensions_; }
     [[nodiscard]] bool hasTriggeredAParsingError() const { return hasTriggeredAParsingError_; }
 
@@ -86,9 +105,10 @@ class VKTVASTAd {
   protected:
     VKTVASTAd() = default;
 
-    /// Reads the "Ad" node: identifier and sequence here, then everything of its content node.
+    /// Reads the "Ad" node: identifier and sequence here, then everything of its content node. A null budget
+    /// means one of its own.
     void read(const VKTDictionary& ad, const VKTDictionary& content, VKTErrorOutput error,
-              const VKTVASTErrorHandler& errorHandler);
+              const VKTVASTErrorHandler& errorHandler, VKTVASTMergeBudget* sharedEventBudget);
 
     /// What only one kind reads, between the extensions and the verifications.
     virtual void readOwnContent(const VKTDictionary& /*content*/) {}
@@ -99,9 +119,13 @@ class VKTVASTAd {
     void findAdTitle(const VKTDictionary& content, const VKTVASTErrorHandler& errorHandler);
     void findViewabilityEvents(const VKTDictionary& content);
     void findCreatives(const VKTDictionary& content, VKTErrorOutput error,
-                       const VKTVASTErrorHandler& errorHandler);
+                       const VKTVASTErrorHandler& errorHandler, VKTVASTMergeTally& tally);
     void findCreative(const VKTDictionary& creative, VKTErrorOutput error,
-                      const VKTVASTErrorHandler& errorHandler, const VKTVASTErrorHandler& linearErrorHandler);
+                      const VKTVASTErrorHandler& errorHandler, const VKTVASTErrorHandler& linearErrorHandler,
+                      VKTVASTMergeTally& tally);
+    void shareNonLinearEvents(const VKTDictionary& container, VKTVASTMergeTally& tally);
+    void mergeExtension(const VKTVASTAd& wrapper, VKTVASTMergeTally& tally);
+    void copySharedExtension(VKTVASTMergeTally& tally);
     void findExtensions(const VKTDictionary& content);
     void findAdVerifications(const VKTDictionary& content);
     void appendVerifications(const VKTDictionary& container);
@@ -127,10 +151,13 @@ class VKTVASTAd {
 class VKTVASTAdInline final : public VKTVASTAd {
   public:
     /// From an "Ad" node. Null when it has no readable "InLine" (`XML_PARSING_ERROR` is then reported and put
-    /// in `error`). Other problems are reported and leave an ad, which is invalid after a blocking one.
+    /// in `error`). Other problems are reported and leave an ad, which is invalid after a blocking one. The
+    /// budget is that of the ad's document for events that several non-linear creatives share; null: one of
+    /// the ad's own.
     static std::shared_ptr<VKTVASTAdInline> initWithDictionary(
         const VKTDictionary& dictionary, VKTErrorOutput error = nullptr,
-        const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors);
+        const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors,
+        VKTVASTMergeBudget* sharedEventBudget = nullptr);
 
     /// Valid as every ad, and with a creative.
     [[nodiscard]] bool isValid() const override;
@@ -146,7 +173,8 @@ class VKTVASTAdWrapper final : public VKTVASTAd {
     /// Like the inline ad's, with "Wrapper" and `XML_PARSING_ERROR_WRAPPER`.
     static std::shared_ptr<VKTVASTAdWrapper> initWithDictionary(
         const VKTDictionary& dictionary, VKTErrorOutput error = nullptr,
-        const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors);
+        const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors,
+        VKTVASTMergeBudget* sharedEventBudget = nullptr);
 
     [[nodiscard]] bool isWrapper() const override { return true; }
     [[nodiscard]] std::optional<VKTURL> nextActionURL() const override;

@@ -4,6 +4,7 @@
 
 #include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
 #include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/vast/VKTVASTMergeBudget.h"
 #include "VKTCoreKit/vast/VKTVASTNodeReading.h"
 
 using Utils = VKTXMLDictionaryUtils;
@@ -219,6 +220,20 @@ void VKTVASTAdExtension::encodeWithCoder(VKTKeyedArchiver& coder) const {
         for (const auto& field : *fields)
             coder.encodeString(field.name, this->*field.member);
     }
+}
+
+std::size_t VKTVASTAdExtension::mergeCost() const {
+    const auto lengthOf = [](const std::optional<std::string>& text) { return text ? text->size() : 0; };
+    std::size_t bytes = lengthOf(skipOffset) + lengthOf(sortRank) + lengthOf(customScript);
+    for (const auto* fields : {&vkt_extensionTextMacros(), &vkt_extensionRTBMacros()}) {
+        for (const auto& field : *fields)
+            bytes += lengthOf(this->*field.member);
+    }
+    for (const VKTVASTAdExtensionAdVerification& script : adVerifications) {
+        bytes += script.javascriptResourceURL.absoluteString().size() + lengthOf(script.vendor) +
+                 lengthOf(script.verificationParameters);
+    }
+    return 1 + adVerifications.size() + bytes / VKTVASTMergeBudgetTextBytes;
 }
 
 bool operator==(const VKTVASTAdExtension& left, const VKTVASTAdExtension& right) {

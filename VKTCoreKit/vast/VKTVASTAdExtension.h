@@ -1,6 +1,7 @@
 // What the ad server adds to an ad in its "Extensions" element.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -11,8 +12,9 @@
 #include "VKTCoreKit/vast/VKTVASTAdVerification.h"
 #include "VKTCoreKit/vast/VKTVASTTrackingEvent.h"
 
-/// All "Extension" elements of one ad in one record. Shared between ads when a wrapper is folded into the ad
-/// it leads to; changed only while ads are read and merged.
+/// All "Extension" elements of one ad in one record. Ads below the same wrapper share the wrapper's record,
+/// and its list of metrics grows while they are merged, on one thread. An ad that is handed over gets a
+/// record and metrics of its own, which nobody but its holder changes.
 struct VKTVASTAdExtension {
     static constexpr const char* archiveClassName = "VKTVASTAdExtension";
 
@@ -75,6 +77,9 @@ struct VKTVASTAdExtension {
     void processMacros(const VKTDictionary& node);
     void processRTBMacros(const VKTDictionary& node);
     void processVerifications(const VKTArray& list);
+
+    /// Items of a merge budget that a copy costs, its metrics not counted.
+    [[nodiscard]] std::size_t mergeCost() const;
 
     /// By value; two absent values are equal, tracking events follow their own rule.
     friend bool operator==(const VKTVASTAdExtension& left, const VKTVASTAdExtension& right);

@@ -5,6 +5,7 @@
 
 #include "VKTCoreKit/core/VKTXMLDictionary.h"
 #include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
+#include "VKTCoreKit/vast/VKTVASTMergeBudget.h"
 #include "VKTCoreKit/vast/VKTVASTNodeReading.h"
 #include "VKTCoreKit/vast/VKTVASTTrackingEvent.h"
 
@@ -167,6 +168,16 @@ void VKTVASTAdVerification::encodeWithCoder(VKTKeyedArchiver& coder) const {
     coder.encodeObjects("resources", resources);
     coder.encodeObjects("trackingEvents", trackingEvents);
     coder.encodeString("verificationParameters", verificationParameters);
+}
+
+std::size_t VKTVASTAdVerification::mergeCost() const {
+    const auto lengthOf = [](const std::optional<std::string>& text) { return text ? text->size() : 0; };
+    std::size_t bytes = lengthOf(vendor) + lengthOf(verificationParameters);
+    for (const VKTVASTAdVerificationResource& resource : resources) {
+        bytes += lengthOf(resource.apiFramework) + lengthOf(resource.executableType);
+        if (resource.url) bytes += resource.url->absoluteString().size();
+    }
+    return 1 + resources.size() + trackingEvents.size() + bytes / VKTVASTMergeBudgetTextBytes;
 }
 
 bool operator==(const VKTVASTAdVerification& left, const VKTVASTAdVerification& right) {

@@ -1,6 +1,7 @@
 // A third-party verification ("Verification" element, VAST 4.1) with its resources and events.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -87,6 +88,9 @@ struct VKTVASTAdVerification {
 
     static std::optional<VKTVASTAdVerification> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;
+
+    /// Items of a merge budget that a copy costs: its resources and events and all its texts.
+    [[nodiscard]] std::size_t mergeCost() const;
 
     friend bool operator==(const VKTVASTAdVerification& left, const VKTVASTAdVerification& right);
 };

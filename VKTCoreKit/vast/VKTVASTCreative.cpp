@@ -1,22 +1,21 @@
 #include "VKTCoreKit/vast/VKTVASTCreative.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
 
 namespace {
 
+// How many of `more` a list may take that has a limit.
 template <typename T>
-void appendUpTo(std::size_t limit, std::vector<T>& list, const std::vector<T>& more) {
-    const std::size_t room = limit - std::min(limit, list.size());
-    const std::size_t count = std::min(room, more.size());
-    list.insert(list.end(), more.begin(), more.begin() + static_cast<std::ptrdiff_t>(count));
+std::size_t countUpTo(std::size_t limit, const std::vector<T>& list, const std::vector<T>& more) {
+    return std::min(limit - std::min(limit, list.size()), more.size());
 }
 
-// What an embedder hands over may have nulls, which no list of ours has.
-VKTVASTCreative::TrackingEvents withoutNulls(VKTVASTCreative::TrackingEvents events) {
-    std::erase(events, nullptr);
-    return events;
+template <typename T>
+void appendFirst(std::size_t count, std::vector<T>& list, const std::vector<T>& more) {
+    list.insert(list.end(), more.begin(), more.begin() + static_cast<std::ptrdiff_t>(count));
 }
 
 }  // namespace
@@ -41,18 +40,30 @@ void VKTVASTCreative::addUniversalAdIds(const std::vector<VKTVASTUniversalAdId>&
     }
 }
 
-void VKTVASTCreative::addTrackingEvents(const TrackingEvents& events) {
-    const TrackingEvents added = withoutNulls(events);
-    trackingEvents_.insert(trackingEvents_.end(), added.begin(), added.end());
+void VKTVASTCreative::addTrackingEvents(TrackingEvents events) {
+    std::erase(events, nullptr);
+    if (trackingEvents_.empty()) {
+        trackingEvents_ = std::move(events);
+    } else {
+        trackingEvents_.insert(trackingEvents_.end(), events.begin(), events.end());
+    }
 }
 
-void VKTVASTCreative::addSharedTrackingEvents(const TrackingEvents& events) {
-    appendUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, withoutNulls(events));
+void VKTVASTCreative::addSharedTrackingEvents(TrackingEvents events) {
+    std::erase(events, nullptr);
+    appendFirst(countUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, events), trackingEvents_, events);
 }
 
-void VKTVASTCreative::addTrackingOf(const VKTVASTCreative& wrapperCreative) {
-    appendUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, wrapperCreative.trackingEvents_);
-    appendUpTo(VKTVASTMergedClickTrackingLimit, clickTracking_, wrapperCreative.clickTracking_);
+void VKTVASTCreative::addSharedTrackingEvents(const TrackingEvents& events, VKTVASTMergeTally& tally) {
+    const std::size_t count = countUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, events);
+    appendFirst(tally.takeUpTo(count, VKTVASTMergedElement::TrackingEvent), trackingEvents_, events);
+}
+
+void VKTVASTCreative::addTrackingOf(const VKTVASTCreative& wrapperCreative, VKTVASTMergeTally& tally) {
+    addSharedTrackingEvents(wrapperCreative.trackingEvents_, tally);
+    const auto& clicks = wrapperCreative.clickTracking_;
+    const std::size_t count = countUpTo(VKTVASTMergedClickTrackingLimit, clickTracking_, clicks);
+    appendFirst(tally.takeUpTo(count, VKTVASTMergedElement::ClickTracker), clickTracking_, clicks);
 }
 
 bool VKTVASTCreative::isValidForWrapper(bool /*isWrapper*/) const {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "VKTCoreKit/vast/VKTVASTErrorHandler.h"
+#include "VKTCoreKit/vast/VKTVASTMergeBudget.h"
 #include "VKTCoreKit/vast/VKTVASTTrackingEvent.h"
 #include "VKTCoreKit/vast/VKTVASTUniversalAdId.h"
 
@@ -21,7 +22,8 @@ inline constexpr std::size_t VKTVASTUniversalAdIdLimit = 256;
 inline constexpr std::size_t VKTVASTMergedTrackingEventLimit = 65536;
 inline constexpr std::size_t VKTVASTMergedClickTrackingLimit = 4096;
 
-/// Tracking and clicks. An object with identity, built once and afterwards only extended, on one thread.
+/// Tracking and clicks. An object with identity, built once and afterwards only extended, on one thread,
+/// until its ad is handed over.
 class VKTVASTCreative {
   public:
     using TrackingEvents = std::vector<std::shared_ptr<VKTVASTTrackingEvent>>;
@@ -40,13 +42,21 @@ class VKTVASTCreative {
     /// Appends each identifier that is not already there, up to `VKTVASTUniversalAdIdLimit`.
     void addUniversalAdIds(const std::vector<VKTVASTUniversalAdId>& ids);
 
-    void addTrackingEvents(const TrackingEvents& events);  ///< null ones are left out, below too
+    /// Null events are left out, here and below.
+    void addTrackingEvents(TrackingEvents events);
 
     /// Appends events that several creatives share, up to `VKTVASTMergedTrackingEventLimit`.
-    void addSharedTrackingEvents(const TrackingEvents& events);
+    void addSharedTrackingEvents(TrackingEvents events);
 
-    /// Appends a wrapper creative's tracking events and click tracking, up to the limits above.
-    void addTrackingOf(const VKTVASTCreative& wrapperCreative);
+    /// The same, as far as the tally allows.
+    void addSharedTrackingEvents(const TrackingEvents& events, VKTVASTMergeTally& tally);
+
+    /// Appends a wrapper creative's tracking events and click tracking, up to the limits above and as far as
+    /// the tally allows.
+    void addTrackingOf(const VKTVASTCreative& wrapperCreative, VKTVASTMergeTally& tally);
+
+    /// Copies the tracking events that others hold too, so that this creative's offsets are its own.
+    void copySharedTrackingEvents() { vkt_copySharedTrackingEvents(trackingEvents_); }
 
     /// False here; each kind decides.
     [[nodiscard]] virtual bool isValidForWrapper(bool isWrapper) const;

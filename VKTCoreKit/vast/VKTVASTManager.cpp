@@ -27,7 +27,10 @@ VKTVASTManagerResponse failure(VKTVASTManagerErrorCode code, const char* descrip
 }
 
 std::vector<VKTVASTURL> joined(std::vector<VKTVASTURL> urls, const std::vector<VKTVASTURL>& more) {
-    urls.insert(urls.end(), more.begin(), more.end());
+    const std::size_t room =
+        VKTVASTReportedErrorPixelLimit - std::min(VKTVASTReportedErrorPixelLimit, urls.size());
+    const auto count = static_cast<std::ptrdiff_t>(std::min(room, more.size()));
+    urls.insert(urls.end(), more.begin(), more.begin() + count);
     return urls;
 }
 
@@ -202,7 +205,7 @@ bool VKTVASTManager::followMainWrapper(const AdPointer& wrapper) {
         ads.push_back(first);
     }
     for (const AdPointer& ad : ads)
-        ad->merge(*wrapper);
+        ad->merge(*wrapper, mergeBudget_);
     insertAfterLastTaken(ads);
     return true;
 }
@@ -335,7 +338,7 @@ AdPointer VKTVASTManager::followPassbackWrapper(const AdPointer& wrapper) {
         return nullptr;
     }
     AdPointer first = response.model ? response.model->firstAd() : nullptr;
-    if (first) first->merge(*wrapper);
+    if (first) first->merge(*wrapper, mergeBudget_);
     return first;
 }
 
@@ -348,6 +351,7 @@ void VKTVASTManager::report(const VKTVASTError& error, const std::vector<VKTVAST
 
 Playable VKTVASTManager::convert(const AdPointer& ad) {
     const auto adapter = adapter_.lock();
+    if (adapter) ad->prepareForDelivery(mergeBudget_);
     return adapter ? adapter->convertVASTAdToConsumableVideoAd(ad) : nullptr;
 }
 

@@ -14,6 +14,7 @@
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 #include "VKTCoreKit/vast/VKTVASTManagerConfig.h"
 #include "VKTCoreKit/vast/VKTVASTManagerProtocols.h"
+#include "VKTCoreKit/vast/VKTVASTMergeBudget.h"
 #include "VKTCoreKit/vast/VKTVASTModelGenerator.h"
 #include "VKTCoreKit/vast/VKTVASTPassbacks.h"
 
@@ -174,6 +175,7 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     Ads mainAdsStore_;
     std::size_t mainCursor_ = 0;  // every main ad before it has been consumed
     std::shared_ptr<VKTVASTAd> currentRootAd_;
+    VKTVASTMergeBudget mergeBudget_;  // of all ads; any thread
 
     VKTVASTPassbacks passbacks_;
     const std::shared_ptr<VKTHTTPCanceller> canceller_ = std::make_shared<VKTHTTPCanceller>();

@@ -1,6 +1,7 @@
 // The interfaces between the VAST manager and the embedding layer.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <optional>
@@ -15,6 +16,10 @@
 
 class VKTVASTAd;
 class VKTVASTManager;
+
+/// Error pixels up to which those of a wrapper are told with a problem of the document it leads to, since a
+/// document may have very many problems. Real chains have fewer than a hundred.
+inline constexpr std::size_t VKTVASTReportedErrorPixelLimit = 4096;
 
 /// The embedding layer's playable ad; opaque here.
 class VKTConsumableVideoAd {

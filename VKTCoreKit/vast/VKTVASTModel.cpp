@@ -22,26 +22,30 @@ std::vector<VKTVASTURL> errorPixelsOf(const VKTDictionary& node) {
 
 // An inline ad's problems without pixels of their own are reported with the ad's error pixels.
 std::shared_ptr<VKTVASTAd> readInlineAd(const VKTDictionary& ad, VKTErrorOutput error,
-                                        const VKTVASTErrorHandler& errorHandler) {
+                                        const VKTVASTErrorHandler& errorHandler,
+                                        VKTVASTMergeBudget& sharedEventBudget) {
     return VKTVASTAdInline::initWithDictionary(
-        ad, error, [&](const VKTVASTError& problem, const std::vector<VKTVASTURL>& pixels) {
+        ad, error,
+        [&](const VKTVASTError& problem, const std::vector<VKTVASTURL>& pixels) {
             const VKTDictionary* content = Utils::findFirstObjectOfArrayAsDictionary("InLine", ad);
             if (pixels.empty() && content != nullptr) {
                 errorHandler(problem, errorPixelsOf(*content));
             } else {
                 errorHandler(problem, pixels);
             }
-        });
+        },
+        &sharedEventBudget);
 }
 
 // Null for an element that is neither an inline ad nor a wrapper, and for one that cannot be read.
 std::shared_ptr<VKTVASTAd> readAd(const VKTValue& element, VKTErrorOutput error,
-                                  const VKTVASTErrorHandler& errorHandler) {
+                                  const VKTVASTErrorHandler& errorHandler,
+                                  VKTVASTMergeBudget& sharedEventBudget) {
     const VKTDictionary* node = element.asDictionary();
     if (node == nullptr) return nullptr;
-    if (node->contains("InLine")) return readInlineAd(*node, error, errorHandler);
-    if (node->contains("Wrapper")) return VKTVASTAdWrapper::initWithDictionary(*node, error, errorHandler);
-    return nullptr;
+    if (node->contains("InLine")) return readInlineAd(*node, error, errorHandler, sharedEventBudget);
+    if (!node->contains("Wrapper")) return nullptr;
+    return VKTVASTAdWrapper::initWithDictionary(*node, error, errorHandler, &sharedEventBudget);
 }
 
 void letGoOf(VKTValue& element) {
@@ -80,11 +84,13 @@ std::shared_ptr<VKTVASTModel> VKTVASTModel::read(Dictionary& dictionary, VKTErro
         return nullptr;
     }
 
+    VKTVASTMergeBudget sharedEventBudget(VKTVASTDocumentSharedEventLimit);
     Ads ads;
     auto* elements = dictionary.find("Ad");
     if (elements != nullptr && elements->asArray() != nullptr) {
         for (auto& element : *elements->asArray()) {
-            if (auto ad = readAd(element, error, errorHandler)) ads.push_back(std::move(ad));
+            if (auto ad = readAd(element, error, errorHandler, sharedEventBudget))
+                ads.push_back(std::move(ad));
             letGoOf(element);
         }
     }

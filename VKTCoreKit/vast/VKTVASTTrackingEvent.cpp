@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <unordered_map>
+#include <utility>
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
@@ -48,20 +50,21 @@ void vkt_logUnknownTrackingEventName(std::string_view name) {
         "Event '%@' is neither consumable nor nonconsumable! It has been assumed as consumable.", name);
 }
 
-VKTVASTTrackingEvent::VKTVASTTrackingEvent(Private, std::string name, std::optional<std::string> offset,
-                                           VKTURL url, double eventOffset, bool isEventConsumable)
-    : name_(std::move(name)),
-      offset_(std::move(offset)),
-      url_(std::move(url)),
-      eventOffset_(eventOffset),
-      isEventConsumable_(isEventConsumable) {}
+VKTVASTTrackingEvent::VKTVASTTrackingEvent(Private, std::shared_ptr<const Content> content,
+                                           double eventOffset)
+    : content_(std::move(content)), eventOffset_(eventOffset) {}
+
+std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::eventWithContent(Content&& content,
+                                                                             double eventOffset) {
+    return std::make_shared<VKTVASTTrackingEvent>(
+        Private(), std::make_shared<const Content>(std::move(content)), eventOffset);
+}
 
 std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithName(std::string name,
                                                                          std::optional<std::string> offset,
                                                                          VKTURL url, double eventOffset) {
     const bool isConsumable = isEventConsumableFromName(name);
-    return std::make_shared<VKTVASTTrackingEvent>(Private(), std::move(name), std::move(offset),
-                                                  std::move(url), eventOffset, isConsumable);
+    return eventWithContent({std::move(name), std::move(offset), std::move(url), isConsumable}, eventOffset);
 }
 
 std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithDictionary(const VKTValue& value) {
@@ -73,8 +76,8 @@ std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithDictionary(c
     if (event == nullptr) return nullptr;
     auto url = VKTURL::URLWithDocumentText(*text);
     if (!url) return nullptr;
-    return std::make_shared<VKTVASTTrackingEvent>(Private(), *name, vkt_stringAttribute("_offset", *node),
-                                                  std::move(*url), -1, event->isConsumable);
+    return eventWithContent(
+        {*name, vkt_stringAttribute("_offset", *node), std::move(*url), event->isConsumable}, -1);
 }
 
 std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithExtensionDictionary(
@@ -100,14 +103,14 @@ std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithCoder(const 
 }
 
 void VKTVASTTrackingEvent::encodeWithCoder(VKTKeyedArchiver& coder) const {
-    coder.encodeString("name", name_);
-    coder.encodeString("offset", offset_);
-    coder.encodeURL("url", url_);
+    coder.encodeString("name", name());
+    coder.encodeString("offset", offset());
+    coder.encodeURL("url", url());
     coder.encodeNumber("eventOffset", eventOffset_);
 }
 
 std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::copy() const {
-    return initWithName(name_, offset_, url_, eventOffset_);
+    return std::make_shared<VKTVASTTrackingEvent>(Private(), content_, eventOffset_);
 }
 
 std::vector<std::shared_ptr<VKTVASTTrackingEvent>> VKTVASTTrackingEvent::findTrackingEvents(
@@ -140,11 +143,24 @@ bool VKTVASTTrackingEvent::isEventConsumableFromName(std::string_view name) {
 bool VKTVASTTrackingEvent::isEqual(const VKTTrackingEvent& other) const {
     if (this == &other) return true;
     const auto* event = dynamic_cast<const VKTVASTTrackingEvent*>(&other);
-    return event != nullptr && offset_ && event->offset_ && *offset_ == *event->offset_ &&
-           name_ == event->name_ && url_ == event->url_;
+    return event != nullptr && offset() && offset() == event->offset() && name() == event->name() &&
+           url() == event->url();
 }
 
 std::size_t VKTVASTTrackingEvent::hash() const {
-    if (!offset_) return VKTVideoTrackingEvent::hash();
-    return VKTKeyedHash()(name_ + ' ' + *offset_ + ' ' + url_.absoluteString());
+    if (!offset()) return VKTVideoTrackingEvent::hash();
+    return VKTKeyedHash()(name() + ' ' + *offset() + ' ' + url().absoluteString());
+}
+
+// The table keeps the originals, so that an event that stands here twice still counts as shared the second
+// time.
+void vkt_copySharedTrackingEvents(std::vector<std::shared_ptr<VKTVASTTrackingEvent>>& events) {
+    std::unordered_map<std::shared_ptr<VKTVASTTrackingEvent>, std::shared_ptr<VKTVASTTrackingEvent>> copies;
+    for (auto& event : events) {
+        if (event.use_count() == 1) continue;
+        if (copies.empty()) copies.reserve(events.size());
+        auto& copy = copies[event];
+        if (!copy) copy = event->copy();
+        event = copy;
+    }
 }

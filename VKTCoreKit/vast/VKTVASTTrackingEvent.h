@@ -17,11 +17,19 @@ bool vkt_isAcceptedTrackingEventName(std::string_view name);
 /// Logs, at debug level, that an event name is in no list.
 void vkt_logUnknownTrackingEventName(std::string_view name);
 
-/// An object with identity, shared between the ad and its tracking managers. Immutable but for the event
-/// offset, which is set before tracking starts.
+/// An object with identity, shared between the ad and its tracking managers. What was read never changes and
+/// is shared with the copies; any thread may read it. The event offset is each object's own and is set before
+/// tracking starts: by one thread at a time, while no other reads it. The events of an ad that was handed
+/// over are held by no other ad, so setting theirs disturbs nobody.
 class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
     struct Private {
         explicit Private() = default;
+    };
+    struct Content {
+        std::string name;
+        std::optional<std::string> offset;
+        VKTURL url;
+        bool isConsumable;
     };
 
   public:
@@ -41,6 +49,8 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
 
     static std::shared_ptr<VKTVASTTrackingEvent> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;
+
+    /// An event of the same content with an offset of its own, which begins as this one's.
     [[nodiscard]] std::shared_ptr<VKTVASTTrackingEvent> copy() const;
 
     /// The events of the node's first "TrackingEvents" child in document order; empty when there are none.
@@ -52,16 +62,15 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
     /// False, with a debug message, for a name in no list.
     static bool isEventConsumableFromName(std::string_view name);
 
-    VKTVASTTrackingEvent(Private, std::string name, std::optional<std::string> offset, VKTURL url,
-                         double eventOffset, bool isEventConsumable);
+    VKTVASTTrackingEvent(Private, std::shared_ptr<const Content> content, double eventOffset);
 
-    [[nodiscard]] const std::string& name() const { return name_; }
-    [[nodiscard]] const std::optional<std::string>& offset() const { return offset_; }
-    [[nodiscard]] const VKTURL& url() const { return url_; }
+    [[nodiscard]] const std::string& name() const { return content_->name; }
+    [[nodiscard]] const std::optional<std::string>& offset() const { return content_->offset; }
+    [[nodiscard]] const VKTURL& url() const { return content_->url; }
 
-    [[nodiscard]] const std::string& eventName() const override { return name_; }
-    [[nodiscard]] const VKTURL& eventURL() const override { return url_; }
-    [[nodiscard]] bool isEventConsumable() const override { return isEventConsumable_; }
+    [[nodiscard]] const std::string& eventName() const override { return content_->name; }
+    [[nodiscard]] const VKTURL& eventURL() const override { return content_->url; }
+    [[nodiscard]] bool isEventConsumable() const override { return content_->isConsumable; }
     [[nodiscard]] double eventOffset() const override { return eventOffset_; }
     void setEventOffset(double seconds) { eventOffset_ = seconds; }
 
@@ -71,9 +80,11 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
     [[nodiscard]] std::size_t hash() const override;
 
   private:
-    std::string name_;
-    std::optional<std::string> offset_;
-    VKTURL url_;
+    static std::shared_ptr<VKTVASTTrackingEvent> eventWithContent(Content&& content, double eventOffset);
+
+    std::shared_ptr<const Content> content_;
     double eventOffset_;
-    bool isEventConsumable_;
 };
+
+/// Replaces every event that is held elsewhere too by a copy; equal pointers become equal pointers.
+void vkt_copySharedTrackingEvents(std::vector<std::shared_ptr<VKTVASTTrackingEvent>>& events);

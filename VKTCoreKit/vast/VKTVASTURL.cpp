@@ -64,7 +64,7 @@ std::optional<VKTVASTURL> VKTVASTURL::initFromXML(const VKTDictionary& node) {
 }
 
 std::string VKTVASTURL::description() const {
-    return vkt_stringWithFormat("VKTVASTURL(url=%@)", {url_.absoluteString()});
+    return vkt_stringWithFormat("VKTVASTURL(url=%@)", {url().absoluteString()});
 }
 
 void vkt_appendVASTURLs(std::vector<VKTVASTURL>& urls, const VKTArray* nodes) {

@@ -1,6 +1,7 @@
 // A URL read from a VAST document by the tolerant reader.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,7 +11,8 @@
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
-/// A value; any thread.
+/// A value whose copies share one text, so that a URL merged into many ads is kept once. Compares by text.
+/// One that was moved from may only be assigned or destroyed. Any thread.
 class VKTVASTURL {
   public:
     /// Wraps a URL as it is.
@@ -26,15 +28,17 @@ class VKTVASTURL {
     static std::optional<VKTVASTURL> initFromXML(const VKTValue& value);
     static std::optional<VKTVASTURL> initFromXML(const VKTDictionary& node);
 
-    [[nodiscard]] const VKTURL& url() const { return url_; }
+    [[nodiscard]] const VKTURL& url() const { return *url_; }
     [[nodiscard]] std::string description() const;
 
-    friend bool operator==(const VKTVASTURL&, const VKTVASTURL&) = default;
+    friend bool operator==(const VKTVASTURL& left, const VKTVASTURL& right) {
+        return left.url_ == right.url_ || *left.url_ == *right.url_;
+    }
 
   private:
-    explicit VKTVASTURL(VKTURL url) : url_(std::move(url)) {}
+    explicit VKTVASTURL(VKTURL url) : url_(std::make_shared<const VKTURL>(std::move(url))) {}
 
-    VKTURL url_;
+    std::shared_ptr<const VKTURL> url_;  // never null
 };
 
 /// Appends the URLs of the nodes that build, in order. `nodes` may be null.

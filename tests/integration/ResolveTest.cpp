@@ -1,6 +1,7 @@
 // "vkt resolve" against real sockets: every bad answer ends in time, in its VAST error and pixels.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <tuple>
@@ -138,6 +139,31 @@ TEST(Resolve, KeepsTheBudgetWhateverTheNumberOfRequests) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_NE(outcome.err.find("Error pixels to call: http://ads.test/e (20 times)\n"), std::string::npos);
     EXPECT_EQ(lastLineOf(outcome.err), "vkt: the time budget of 1 s ran out");
+}
+
+// 5,000 error pixels of a wrapper for each of 20 problems: 4,096 with one problem, 65,536 in all, 64 in a
+// line.
+TEST(Resolve, BoundsTheErrorPixelsThatProblemsRepeat) {
+    VKTLoopbackServer server;
+    std::string ads;
+    for (int i = 0; i < 20; ++i)
+        ads += "<Ad><InLine><AdSystem>s</AdSystem><AdTitle>t</AdTitle></InLine></Ad>";
+    server.serve("/pod", vast(ads));
+    std::string pixels;
+    for (int i = 0; i < 5000; ++i)
+        pixels += "<Error>http://ads.test/" + std::to_string(i) + "</Error>";
+    const Outcome outcome =
+        resolve("--json -", vast("<Ad><Wrapper><AdSystem>s</AdSystem><AdTitle>t</AdTitle>" + pixels +
+                                 "<VASTAdTagURI>" + server.url("/pod") + "</VASTAdTagURI></Wrapper></Ad>"));
+    std::vector<std::size_t> counts;
+    for (const VKTDictionary& error : entriesOf(parsed(outcome.out), "errors"))
+        counts.push_back(valueOf(error, "errorURLs").asArray()->size());
+    std::vector<std::size_t> expected(20, 0);
+    std::fill_n(expected.begin(), 16, 4096);
+    EXPECT_EQ(counts, expected);
+    EXPECT_EQ(outcome.err.substr(0, outcome.err.find('\n')),
+              "vkt: the problems come with more than 65536 error pixels; the further ones are left out here");
+    EXPECT_NE(outcome.err.find(" http://ads.test/63 and 4032 more (16 times)\n"), std::string::npos);
 }
 
 TEST(Resolve, ReportsEveryFieldAndFillsMacros) {

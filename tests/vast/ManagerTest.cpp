@@ -1,6 +1,9 @@
 // One ad request from the first document to playable ads: the order of everything the delegate hears.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <latch>
+#include <thread>
 #include <tuple>
 
 #include "tests/support/VKTRecordedLog.h"
@@ -195,6 +198,71 @@ TEST_F(VASTManager, ReplacesTheCurrentRootAdAndKnowsItsOwnPassbacks) {
     EXPECT_EQ(next(true), noMorePassback);  // "p" is not the root model's
     EXPECT_EQ(VKTVASTManager::adIndex(*other.model->ads()[1], manager->mainAdsStore()), 1U);
     EXPECT_EQ(VKTVASTManager::adIndex(*other.model->ads()[2], manager->mainAdsStore()), 0U);
+}
+
+TEST_F(VASTManager, HasOneMergeBudgetForAllItsAds) {
+    constexpr std::size_t count = 50'000;
+    std::string tracking;
+    for (std::size_t i = 0; i < count; ++i)
+        tracking += "<Tracking event='start'>//h</Tracking>";
+    serve("pod", inlineAd("1", one) + inlineAd("2", two) + inlineAd("3", "sequence='3'"));
+    serve("p", inlineAd("p"));
+    config.handleWrappersAdpods = true;
+    VKTRecordedLog log;
+    start(ad("w", "Wrapper",
+             "<VASTAdTagURI>" + url("pod") + "</VASTAdTagURI><Creatives><Creative><Linear><TrackingEvents>" +
+                 tracking + "</TrackingEvents></Linear></Creative></Creatives>",
+             one) +
+          wrapper("x", "p"));
+    constexpr std::size_t errorPixels = 3;
+    for (const std::size_t kept : {count, count, VKTVASTMergeBudgetLimit - 2 * count - errorPixels}) {
+        next();
+        EXPECT_EQ(last->linearCreatives()[0]->trackingEvents().size(), kept);
+        EXPECT_EQ(last->errorPixels().size(), 2U);
+    }
+    EXPECT_EQ(next(true), "p");
+    EXPECT_EQ(last->errorPixels().size(), 1U);
+    EXPECT_EQ(log.take().size(), 1U);
+}
+
+// A player thread reads the first ad while the second is merged and gets its offsets.
+TEST_F(VASTManager, DeliversAdsThatNoLongerChange) {
+    const std::string tracked =
+        "<Extensions><Extension><KorvoMetrics><KorvoMetric name='viewcount'>//m</KorvoMetric></KorvoMetrics>"
+        "</Extension></Extensions><Creatives><Creative><Linear><TrackingEvents><Tracking event='midpoint'>//h"
+        "</Tracking></TrackingEvents><MediaFiles><MediaFile "
+        "type='video/mp4'>//m</MediaFile></MediaFiles></Linear></Creative>"
+        "</Creatives>";
+    const auto tagged = [&](const std::string& to) { return "<VASTAdTagURI>" + url(to) + "</VASTAdTagURI>"; };
+    serve("pod", inlineAd("a", one) + wrapper("x", "b", two));
+    serve("b", ad("b", "InLine", tracked, ""));
+    config.handleWrappersAdpods = true;
+    start(ad("w", "Wrapper", tagged("pod") + tracked, ""));
+    ASSERT_EQ(next(), "a");
+    const auto first = last;
+
+    std::atomic<bool> isEnding = false;
+    std::latch reading(1);
+    std::thread player([&] {
+        bool isSeen = false;
+        while (!isEnding) {
+            for (const auto& metric : first->extensions()->metrics)
+                EXPECT_EQ(metric->eventOffset(), -1);
+            for (const auto& event : first->linearCreatives()[0]->trackingEvents())
+                EXPECT_EQ(event->eventOffset(), -1);
+            if (!std::exchange(isSeen, true)) reading.count_down();
+        }
+    });
+    reading.wait();
+    EXPECT_EQ(next(), "b");
+    for (const auto& metric : last->extensions()->metrics)
+        metric->setEventOffset(5);
+    for (const auto& event : last->linearCreatives()[0]->trackingEvents())
+        event->setEventOffset(5);
+    isEnding = true;
+    player.join();
+    EXPECT_EQ(first->extensions()->metrics.size(), 1U);
+    EXPECT_EQ(last->extensions()->metrics.size(), 2U);
 }
 
 // Ten times as many ads take about ten times as long; a square would take a hundred times.

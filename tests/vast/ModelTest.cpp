@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
+#include "tests/support/VKTRecordedLog.h"
 #include "tests/vast/TestNodes.h"
 
 namespace {
@@ -21,8 +22,8 @@ std::string creativesOf(const std::string& content) {
 std::string trackingOf(const std::string& url) {
     return "<TrackingEvents><Tracking event='start'>" + url + "</Tracking></TrackingEvents>";
 }
-std::string inlineAd(const std::string& content) {
-    return "<Ad><InLine>" + content + "</InLine></Ad>";
+std::string inlineAd(const std::string& content, const std::string& attributes = "") {
+    return "<Ad" + attributes + "><InLine>" + content + "</InLine></Ad>";
 }
 std::string wrapperAd(const std::string& content, const std::string& attributes = "") {
     return "<Ad" + attributes + "><Wrapper>" + content + "</Wrapper></Ad>";
@@ -336,6 +337,212 @@ TEST(Model, EmptyHandlersAndNullAdsAreHarmless) {
     EXPECT_TRUE(creative->trackingEvents().empty());
     using Selector = VKTVASTMediaFileSelector;
     EXPECT_EQ(Selector::initWithMinBitrate(0, 1, {nullptr, nullptr}).mediaFile(), nullptr);
+}
+
+// The budget is spent in the order of merging.
+TEST(Merge, KeepsWhatTheBudgetAllowsAndSaysOnceWhatItDropped) {
+    const std::string others = "1 tracking events, 1 click trackers, 1 metrics, 1 verifications";
+    const std::string all = "1 error pixels, 1 impressions, 2 viewability events, " + others;
+    struct Case {
+        std::size_t items;
+        std::string dropped;
+    };
+    const Case cases[] = {
+        {9, all},  // of the next ad
+        {8, "1 verifications"},
+        {6, "1 metrics, 1 verifications"},
+        {4, others},
+        {3, "1 viewability events, " + others},
+        {0, all},
+    };
+    for (const auto& [items, dropped] : cases) {
+        SCOPED_TRACE(items);
+        VKTRecordedLog log;
+        const auto wrapper = adOf(wrapperAd(contentWith("wrap"), " id='w'"));
+        const auto ad = adOf(inlineAd(contentWith("own"), " id='a'"));
+        VKTVASTMergeBudget budget(items);
+        ad->merge(*wrapper, budget);
+        adOf(inlineAd(contentWith("next"), " id='b'"))->merge(*wrapper, budget);
+        const Texts lines = log.take();
+        ASSERT_EQ(lines.size(), 1U);
+        EXPECT_NE(lines[0].find(std::string("when wrapper w was merged into ad ") + (items == 9 ? "b" : "a")),
+                  std::string::npos)
+            << lines[0];
+        EXPECT_NE(lines[0].find(" is reached, and " + dropped + " were dropped"), std::string::npos)
+            << lines[0];
+        EXPECT_EQ(ad->adVerifications().size(), items == 9 ? 2U : 1U);
+    }
+}
+
+TEST(Merge, KeepsTheFirstOfWhatDoesNotFit) {
+    const auto wrapper =
+        adOf(wrapperAd("<Impression>http://1</Impression><Impression>http://2</Impression><Impression>http://"
+                       "3</Impression>"));
+    const auto ad = adOf(inlineAd(names));
+    VKTVASTMergeBudget budget(2);
+    ad->merge(*wrapper, budget);
+    EXPECT_EQ(textsOf(ad->impressions()), (Texts{"http://1", "http://2"}));
+    EXPECT_EQ(budget.itemsLeft(), 0U);
+}
+
+// A verification with `count` resources and a parameter text of that length.
+std::shared_ptr<VKTVASTAd> wrapperWithVerification(std::size_t count, std::size_t length) {
+    std::string content =
+        "<Verification><VerificationParameters>" + std::string(length, 'p') + "</VerificationParameters>";
+    for (std::size_t i = 0; i < count; ++i)
+        content += "<JavaScriptResource>//j</JavaScriptResource>";
+    return adOf(wrapperAd("<AdVerifications>" + content + "</Verification></AdVerifications>"));
+}
+
+TEST(Merge, CopiedTextsAndResourcesCostItemsToo) {
+    const std::tuple<std::size_t, std::size_t, std::size_t> cases[] = {
+        {1, 100, 2}, {1, 1280, 12}, {30, 0, 31}};
+    for (const auto& [resources, textLength, cost] : cases) {
+        VKTVASTMergeBudget budget(1000);
+        adOf(inlineAd(names))->merge(*wrapperWithVerification(resources, textLength), budget);
+        EXPECT_EQ(budget.itemsLeft(), 1000 - cost);
+    }
+}
+
+TEST(Merge, EveryCreativeGetsTheTrackingOfEveryWrapperCreative) {
+    const auto twoOfEachKind = [](const std::string& host) {
+        std::string creatives;
+        for (const char* number : {"1", "2"}) {
+            const std::string events = trackingOf("http://" + host + number);
+            creatives += "<Creative><Linear>" + video + events +
+                         "</Linear><CompanionAds><Companion><StaticResource>http://r</StaticResource>" +
+                         events + "</Companion></CompanionAds></Creative>";
+        }
+        return "<Creatives>" + creatives + "</Creatives>";
+    };
+    const auto ad = adOf(inlineAd(twoOfEachKind("own")));
+    ad->merge(*adOf(wrapperAd(twoOfEachKind("wrap"))));
+    const auto expectAll = [](const auto& creatives) {
+        ASSERT_EQ(creatives.size(), 2U);
+        for (const std::size_t i : {0U, 1U}) {
+            EXPECT_EQ(eventTextsOf(creatives[i]->trackingEvents()),
+                      (Texts{"start http://own" + std::to_string(i + 1), "start http://wrap1",
+                             "start http://wrap2"}));
+        }
+    };
+    expectAll(ad->linearCreatives());
+    expectAll(ad->companionCreatives());
+}
+
+TEST(Ad, EveryLinearHasTheUniversalAdIdsOfItsCreative) {
+    const auto creative = [](const std::string& id) {
+        return "<Creative><UniversalAdId idRegistry='r'>" + id + "</UniversalAdId>" + linear + "</Creative>";
+    };
+    const std::string creatives = "<Creatives>" + creative("1") + creative("2") + "</Creatives>";
+    for (const std::string& xml : {inlineAd(creatives), wrapperAd(creatives)}) {
+        const auto ad = adOf(xml);
+        ASSERT_EQ(ad->linearCreatives().size(), 2U) << xml;
+        for (const std::size_t i : {0U, 1U}) {
+            const auto& ids = ad->linearCreatives()[i]->universalAdIds();
+            EXPECT_EQ(ids, (std::vector<VKTVASTUniversalAdId>{{"r", std::to_string(i + 1)}})) << xml;
+        }
+    }
+}
+
+TEST(Delivery, AnAdNoLongerChangesWithThoseBelowItsWrapper) {
+    const auto wrapper = adOf(wrapperAd(contentWith("wrap")));
+    const auto delivered = adOf(inlineAd(contentWith("own")));
+    const auto next = adOf(inlineAd(contentWith("next")));
+    delivered->merge(*wrapper);
+    const auto ownEvent = delivered->linearCreatives()[0]->trackingEvents()[0];
+    const auto ownMetric = delivered->extensions()->metrics[1];
+    VKTVASTMergeBudget budget;
+    delivered->prepareForDelivery(budget);
+
+    next->merge(*wrapper);
+    for (const auto& event : next->linearCreatives()[0]->trackingEvents())
+        event->setEventOffset(5);
+    for (const auto& metric : next->extensions()->metrics)
+        metric->setEventOffset(5);
+
+    const auto& events = delivered->linearCreatives()[0]->trackingEvents();
+    EXPECT_EQ(eventTextsOf(events), (Texts{"start http://own", "start http://wrap"}));
+    EXPECT_EQ(events[1]->eventOffset(), -1);
+    const auto& extension = *delivered->extensions();
+    EXPECT_EQ(extension.sortRank, "wrap");
+    EXPECT_EQ(eventTextsOf(extension.metrics), (Texts{"viewcount http://wrap", "viewcount http://own"}));
+    EXPECT_EQ(extension.metrics[0]->eventOffset(), -1);
+    EXPECT_EQ(extension.metrics[1]->eventOffset(), -1);
+    EXPECT_NE(extension.metrics[1], ownMetric);
+    EXPECT_EQ(delivered->viewabilityEvents().back(), wrapper->viewabilityEvents().back());
+    EXPECT_EQ(budget.itemsLeft(), VKTVASTMergeBudgetLimit - 3);  // the extension and two metrics
+    EXPECT_NE(events[0], ownEvent);                              // held here too
+}
+
+TEST(Delivery, TwoCreativesOfOneAdHaveOffsetsOfTheirOwn) {
+    const std::string two = "<Creative>" + linear + "</Creative><Creative>" + linear + "</Creative>";
+    const auto ad = adOf(inlineAd("<Creatives>" + two + "</Creatives>"));
+    {
+        // Both elements' events are those of the wrapper's first overlay, so the holder has the event twice.
+        const std::string overlays = "<NonLinearAds>" + overlay + trackingOf("http://1") + "</NonLinearAds>";
+        const auto wrapper = adOf(wrapperAd("<Creatives><Creative><NonLinearAds>" + overlay +
+                                            "</NonLinearAds></Creative><Creative>" + overlays +
+                                            "</Creative><Creative><Linear>" + trackingOf("http://2") +
+                                            "</Linear></Creative></Creatives>"));
+        ad->merge(*wrapper);
+    }
+    VKTVASTMergeBudget budget;
+    ad->prepareForDelivery(budget);
+    const auto& linears = ad->linearCreatives();
+    linears[0]->trackingEvents()[0]->setEventOffset(5);
+    EXPECT_EQ(linears[1]->trackingEvents()[0]->eventOffset(), -1);
+    // What is one event within a creative stays one: it is consumed once.
+    const auto& holder = ad->nonLinearCreatives()[0]->trackingEvents();
+    ASSERT_EQ(holder.size(), 2U);
+    EXPECT_EQ(holder[0], holder[1]);
+}
+
+TEST(Delivery, TheCopyOfAnExtensionIsPaidFor) {
+    const auto ad = adOf(inlineAd(contentWith("own")));
+    const auto wrapper = adOf(wrapperAd(contentWith("wrap")));
+    wrapper->extensions()->customScript = std::string(1280, 's');
+    ad->merge(*wrapper);
+    VKTRecordedLog log;
+    struct Case {
+        std::size_t items;
+        std::size_t metrics;
+    };
+    for (const auto& [items, metrics] : {Case{13, 2}, Case{12, 1}, Case{10, 0}}) {
+        const auto copy = adOf(inlineAd(names));
+        copy->merge(*wrapper);
+        VKTVASTMergeBudget budget(items);
+        copy->prepareForDelivery(budget);
+        const Texts lines = log.take();
+        EXPECT_EQ(lines.size(), items < 13 ? 1U : 0U);
+        ASSERT_EQ(copy->extensions() == nullptr, items < 11);
+        if (items >= 11) {
+            EXPECT_EQ(copy->extensions()->metrics.size(), metrics);
+        }
+    }
+}
+
+// Every overlay so far takes the events of each later element: a square, were it not for the limit.
+TEST(Model, OverlaysOfOneDocumentShareABoundedNumberOfEvents) {
+    constexpr std::size_t count = 130;
+    std::string creatives;
+    for (std::size_t i = 1; i < count; ++i)
+        creatives += "<Creative><NonLinearAds>" + overlay + "</NonLinearAds></Creative>";
+    std::string events;
+    for (std::size_t i = 0; i < count; ++i)
+        events += "<Tracking event='start'>http://h</Tracking>";
+    creatives += "<Creative><NonLinearAds>" + overlay + "<TrackingEvents>" + events +
+                 "</TrackingEvents></NonLinearAds></Creative>";
+    const std::string ad = inlineAd("<Creatives>" + creatives + "</Creatives>");
+    VKTRecordedLog log;
+    const auto model = modelOf(ad + ad);
+    std::size_t total = 0;
+    for (const auto& built : model->ads()) {
+        EXPECT_EQ(built->nonLinearCreatives().back()->trackingEvents().size(), count);
+        for (const auto& nonLinear : built->nonLinearCreatives())
+            total += nonLinear->trackingEvents().size();
+    }
+    EXPECT_EQ(total, VKTVASTDocumentSharedEventLimit + 2 * count);
+    EXPECT_EQ(log.take().size(), 1U);
 }
 
 }  // namespace

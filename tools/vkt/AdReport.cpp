@@ -1,5 +1,6 @@
 #include "AdReport.h"
 
+#include <algorithm>
 #include <iostream>
 #include <map>
 
@@ -9,6 +10,12 @@
 #include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
 
 namespace {
+
+// Error pixels that one line for people names. Real chains have fewer than ten.
+constexpr std::size_t lineURLLimit = 64;
+
+// Bytes of all such lines together.
+constexpr std::size_t linesByteLimit = 4U << 20U;
 
 VKTValue valueOf(const std::optional<std::string>& text) {
     return text ? VKTValue(*text) : VKTValue();
@@ -25,14 +32,6 @@ VKTValue valueOf(const std::optional<VKTVASTURL>& url) {
 // A 32-bit number by its shortest text: 0.1 and not 0.10000000149.
 VKTValue valueOf(float number) {
     return vkt_doubleValue(vkt_numberDescription(number));
-}
-
-template <typename List, typename Report>
-VKTArray listOf(const List& list, Report report) {
-    VKTArray result;
-    for (const auto& element : list)
-        result.emplace_back(report(element));
-    return result;
 }
 
 VKTDictionary reportOfTrackingEvent(const std::shared_ptr<VKTVASTTrackingEvent>& event) {
@@ -52,18 +51,18 @@ VKTDictionary reportOfUniversalAdId(const VKTVASTUniversalAdId& id) {
 }
 
 // What every creative has, appended to what its kind has.
-VKTDictionary withTracking(VKTDictionary report, const VKTVASTCreative& creative) {
-    report.set("clickThrough", valueOf(creative.clickThrough()));
-    report.set("clickTracking", reportOfURLs(creative.clickTracking()));
-    report.set("universalAdIds", listOf(creative.universalAdIds(), reportOfUniversalAdId));
-    report.set("trackingEvents", listOf(creative.trackingEvents(), reportOfTrackingEvent));
+JSONReport withTracking(JSONReport report, const VKTVASTCreative& creative) {
+    report.add("clickThrough", valueOf(creative.clickThrough()));
+    report.add("clickTracking", reportOfURLs(creative.clickTracking()));
+    report.add("universalAdIds", JSONReport::listOf(creative.universalAdIds(), reportOfUniversalAdId));
+    report.add("trackingEvents", JSONReport::listOf(creative.trackingEvents(), reportOfTrackingEvent));
     return report;
 }
 
-VKTDictionary withResources(VKTDictionary report, const VKTVASTCreativeResource& creative) {
-    report.set("staticResource", valueOf(creative.staticResource()));
-    report.set("iFrameResource", valueOf(creative.iFrameResource()));
-    report.set("htmlResource", valueOf(creative.htmlResource()));
+JSONReport withResources(JSONReport report, const VKTVASTCreativeResource& creative) {
+    report.add("staticResource", valueOf(creative.staticResource()));
+    report.add("iFrameResource", valueOf(creative.iFrameResource()));
+    report.add("htmlResource", valueOf(creative.htmlResource()));
     return withTracking(std::move(report), creative);
 }
 
@@ -84,52 +83,53 @@ VKTDictionary reportOfMediaFile(const std::shared_ptr<VKTVASTMediaFile>& file) {
             {"url", valueOf(file->url)}};
 }
 
-VKTDictionary reportOfIcon(const std::shared_ptr<VKTVASTCreativeIcon>& icon) {
-    return withResources({{"program", valueOf(icon->program())},
-                          {"duration", valueOf(icon->duration())},
-                          {"offset", valueOf(icon->offset())},
-                          {"apiFramework", valueOf(icon->apiFramework())},
-                          {"width", valueOf(icon->width())},
-                          {"height", valueOf(icon->height())},
-                          {"xPosition", valueOf(icon->xPosition())},
-                          {"yPosition", valueOf(icon->yPosition())}},
+JSONReport reportOfIcon(const std::shared_ptr<VKTVASTCreativeIcon>& icon) {
+    return withResources(JSONReport::object({{"program", valueOf(icon->program())},
+                                             {"duration", valueOf(icon->duration())},
+                                             {"offset", valueOf(icon->offset())},
+                                             {"apiFramework", valueOf(icon->apiFramework())},
+                                             {"width", valueOf(icon->width())},
+                                             {"height", valueOf(icon->height())},
+                                             {"xPosition", valueOf(icon->xPosition())},
+                                             {"yPosition", valueOf(icon->yPosition())}}),
                          *icon);
 }
 
-VKTDictionary reportOfLinear(const VKTVASTCreativeLinear& creative, std::uint32_t networkAccessType) {
-    VKTDictionary report = withTracking({{"duration", valueOf(creative.duration())},
-                                         {"skipOffset", valueOf(creative.skipOffset())},
-                                         {"adParameters", valueOf(creative.adParameters())}},
-                                        creative);
-    report.set("mediaFiles", listOf(creative.mediaFiles(), reportOfMediaFile));
+JSONReport reportOfLinear(const VKTVASTCreativeLinear& creative, std::uint32_t networkAccessType) {
+    JSONReport report = withTracking(JSONReport::object({{"duration", valueOf(creative.duration())},
+                                                         {"skipOffset", valueOf(creative.skipOffset())},
+                                                         {"adParameters", valueOf(creative.adParameters())}}),
+                                     creative);
+    report.add("mediaFiles", JSONReport::listOf(creative.mediaFiles(), reportOfMediaFile));
     const auto chosen = chosenMediaFile(creative, networkAccessType);
-    report.set("mostAppropriateMediaFile", chosen ? valueOf(chosen->url) : VKTValue());
-    report.set("icons", listOf(creative.icons(), reportOfIcon));
+    report.add("mostAppropriateMediaFile", chosen ? valueOf(chosen->url) : VKTValue());
+    report.add("icons", JSONReport::listOf(creative.icons(), reportOfIcon));
     return report;
 }
 
-VKTDictionary reportOfNonLinear(const std::shared_ptr<VKTVASTCreativeNonLinear>& creative) {
-    return withResources({{"id", valueOf(creative->id())},
-                          {"minSuggestedDuration", valueOf(creative->minSuggestedDuration())},
-                          {"apiFramework", valueOf(creative->apiFramework())},
-                          {"scalable", creative->scalable()},
-                          {"maintainAspectRatio", creative->maintainAspectRatio()},
-                          {"width", valueOf(creative->width())},
-                          {"height", valueOf(creative->height())},
-                          {"expandedWidth", valueOf(creative->expandedWidth())},
-                          {"expandedHeight", valueOf(creative->expandedHeight())},
-                          {"adParameters", valueOf(creative->adParameters())}},
-                         *creative);
+JSONReport reportOfNonLinear(const std::shared_ptr<VKTVASTCreativeNonLinear>& creative) {
+    return withResources(
+        JSONReport::object({{"id", valueOf(creative->id())},
+                            {"minSuggestedDuration", valueOf(creative->minSuggestedDuration())},
+                            {"apiFramework", valueOf(creative->apiFramework())},
+                            {"scalable", creative->scalable()},
+                            {"maintainAspectRatio", creative->maintainAspectRatio()},
+                            {"width", valueOf(creative->width())},
+                            {"height", valueOf(creative->height())},
+                            {"expandedWidth", valueOf(creative->expandedWidth())},
+                            {"expandedHeight", valueOf(creative->expandedHeight())},
+                            {"adParameters", valueOf(creative->adParameters())}}),
+        *creative);
 }
 
-VKTDictionary reportOfCompanion(const std::shared_ptr<VKTVASTCreativeCompanion>& creative) {
-    return withResources({{"id", valueOf(creative->id())},
-                          {"adSlotID", valueOf(creative->adSlotID())},
-                          {"width", valueOf(creative->width())},
-                          {"height", valueOf(creative->height())},
-                          {"assetWidth", valueOf(creative->assetWidth())},
-                          {"assetHeight", valueOf(creative->assetHeight())},
-                          {"adParameters", valueOf(creative->adParameters())}},
+JSONReport reportOfCompanion(const std::shared_ptr<VKTVASTCreativeCompanion>& creative) {
+    return withResources(JSONReport::object({{"id", valueOf(creative->id())},
+                                             {"adSlotID", valueOf(creative->adSlotID())},
+                                             {"width", valueOf(creative->width())},
+                                             {"height", valueOf(creative->height())},
+                                             {"assetWidth", valueOf(creative->assetWidth())},
+                                             {"assetHeight", valueOf(creative->assetHeight())},
+                                             {"adParameters", valueOf(creative->adParameters())}}),
                          *creative);
 }
 
@@ -141,12 +141,14 @@ VKTDictionary reportOfResource(const VKTVASTAdVerificationResource& resource) {
             {"executableType", valueOf(resource.executableType)}};
 }
 
-VKTDictionary reportOfVerification(const VKTVASTAdVerification& verification) {
-    return {{"vendor", valueOf(verification.vendor)},
-            {"verificationParameters", valueOf(verification.verificationParameters)},
-            {"resources", listOf(verification.resources, reportOfResource)},
-            {"trackingEvents", listOf(verification.trackingEvents,
-                                      [](const auto& event) { return reportOfNamedEvent(event); })}};
+JSONReport reportOfVerification(const VKTVASTAdVerification& verification) {
+    return JSONReport::object(
+        {{"vendor", valueOf(verification.vendor)},
+         {"verificationParameters", valueOf(verification.verificationParameters)},
+         {"resources", JSONReport::listOf(verification.resources, reportOfResource)},
+         {"trackingEvents", JSONReport::listOf(verification.trackingEvents, [](const auto& event) {
+              return reportOfNamedEvent(event);
+          })}});
 }
 
 VKTDictionary reportOfLegacyVerification(const VKTVASTAdExtensionAdVerification& verification) {
@@ -155,58 +157,62 @@ VKTDictionary reportOfLegacyVerification(const VKTVASTAdExtensionAdVerification&
             {"verificationParameters", valueOf(verification.verificationParameters)}};
 }
 
-VKTValue reportOfExtension(const std::shared_ptr<VKTVASTAdExtension>& extension) {
-    if (!extension) return {};
-    VKTDictionary report{{"offsetIsForced", extension->offsetIsForced},
-                         {"skipOffset", valueOf(extension->skipOffset)},
-                         {"sortRank", valueOf(extension->sortRank)},
-                         {"customScript", valueOf(extension->customScript)},
-                         {"instanceCount", extension->instanceCount},
-                         {"metrics", listOf(extension->metrics, reportOfTrackingEvent)}};
+JSONReport reportOfExtension(const std::shared_ptr<VKTVASTAdExtension>& extension) {
+    if (!extension) return VKTValue();
+    JSONReport report =
+        JSONReport::object({{"offsetIsForced", extension->offsetIsForced},
+                            {"skipOffset", valueOf(extension->skipOffset)},
+                            {"sortRank", valueOf(extension->sortRank)},
+                            {"customScript", valueOf(extension->customScript)},
+                            {"instanceCount", extension->instanceCount},
+                            {"metrics", JSONReport::listOf(extension->metrics, reportOfTrackingEvent)}});
     for (const auto& field : vkt_extensionNumberMacros()) {
         const auto& number = (*extension).*field.member;
-        report.set(field.name, number ? VKTValue(*number) : VKTValue());
+        report.add(field.name, number ? VKTValue(*number) : VKTValue());
     }
     for (const auto* fields : {&vkt_extensionTextMacros(), &vkt_extensionRTBMacros()}) {
         for (const auto& field : *fields)
-            report.set(field.name, valueOf((*extension).*field.member));
+            report.add(field.name, valueOf((*extension).*field.member));
     }
-    report.set("adVerifications", listOf(extension->adVerifications, reportOfLegacyVerification));
+    report.add("adVerifications", JSONReport::listOf(extension->adVerifications, reportOfLegacyVerification));
     return report;
 }
 
 }  // namespace
 
-VKTDictionary reportOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType) {
-    return {{"adID", valueOf(ad.adID())},
-            {"adSequence", valueOf(ad.adSequence())},
-            {"adSystem", valueOf(ad.adSystem())},
-            {"adTitle", valueOf(ad.adTitle())},
-            {"wrapperDepth", ad.wrapperDepth()},
-            {"impressions", reportOfURLs(ad.impressions())},
-            {"errorPixels", reportOfURLs(ad.errorPixels())},
-            {"viewabilityEvents",
-             listOf(ad.viewabilityEvents(), [](const auto& event) { return reportOfNamedEvent(event); })},
-            {"linearCreatives",
-             listOf(ad.linearCreatives(),
-                    [&](const auto& creative) { return reportOfLinear(*creative, networkAccessType); })},
-            {"nonLinearCreatives", listOf(ad.nonLinearCreatives(), reportOfNonLinear)},
-            {"companionCreatives", listOf(ad.companionCreatives(), reportOfCompanion)},
-            {"adVerifications", listOf(ad.adVerifications(), reportOfVerification)},
-            {"extension", reportOfExtension(ad.extensions())}};
+JSONReport reportOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType) {
+    return JSONReport::object(
+        {{"adID", valueOf(ad.adID())},
+         {"adSequence", valueOf(ad.adSequence())},
+         {"adSystem", valueOf(ad.adSystem())},
+         {"adTitle", valueOf(ad.adTitle())},
+         {"wrapperDepth", ad.wrapperDepth()},
+         {"impressions", reportOfURLs(ad.impressions())},
+         {"errorPixels", reportOfURLs(ad.errorPixels())},
+         {"viewabilityEvents",
+          JSONReport::listOf(ad.viewabilityEvents(),
+                             [](const auto& event) { return reportOfNamedEvent(event); })},
+         {"linearCreatives", JSONReport::listOf(ad.linearCreatives(),
+                                                [&](const auto& creative) {
+                                                    return reportOfLinear(*creative, networkAccessType);
+                                                })},
+         {"nonLinearCreatives", JSONReport::listOf(ad.nonLinearCreatives(), reportOfNonLinear)},
+         {"companionCreatives", JSONReport::listOf(ad.companionCreatives(), reportOfCompanion)},
+         {"adVerifications", JSONReport::listOf(ad.adVerifications(), reportOfVerification)},
+         {"extension", reportOfExtension(ad.extensions())}});
 }
 
-VKTArray reportOfURLs(const std::vector<VKTVASTURL>& urls) {
-    return listOf(urls, [](const VKTVASTURL& url) { return url.url().absoluteString(); });
+JSONReport reportOfURLs(const std::vector<VKTVASTURL>& urls) {
+    return JSONReport::listOf(urls, [](const VKTVASTURL& url) { return url.url().absoluteString(); });
 }
 
-VKTArray reportOfErrors(const std::vector<ReportedError>& errors) {
-    return listOf(errors, [](const ReportedError& reported) {
-        return VKTDictionary{{"name", reported.error.errorName()},
-                             {"VASTCode", reported.error.VASTCode()},
-                             {"korvoCode", reported.error.korvoCode()},
-                             {"errorURLs", reportOfURLs(reported.errorURLs)},
-                             {"document", reported.hasDocument}};
+JSONReport reportOfErrors(const std::vector<ReportedError>& errors) {
+    return JSONReport::listOf(errors, [](const ReportedError& reported) {
+        return JSONReport::object({{"name", reported.error.errorName()},
+                                   {"VASTCode", reported.error.VASTCode()},
+                                   {"korvoCode", reported.error.korvoCode()},
+                                   {"errorURLs", reportOfURLs(reported.errorURLs)},
+                                   {"document", reported.hasDocument}});
     });
 }
 
@@ -233,22 +239,36 @@ std::string lineOfError(const ReportedError& reported) {
     if (error.VASTCode() == -1) return line + " (has no VAST code, so no error pixel is called)";
     if (reported.errorURLs.empty()) return line + " (no error pixel to call)";
     line += " Error pixels to call:";
-    for (const VKTVASTURL& url : reported.errorURLs)
-        line += " " + url.url().absoluteString();
+    const std::size_t count = reported.errorURLs.size();
+    for (std::size_t i = 0; i < std::min(count, lineURLLimit); ++i)
+        line += " " + reported.errorURLs[i].url().absoluteString();
+    if (count > lineURLLimit) line += " and " + std::to_string(count - lineURLLimit) + " more";
     return line;
 }
 
 std::vector<std::string> linesOfErrors(const std::vector<ReportedError>& errors) {
     std::vector<std::string> lines;
     std::map<std::string, std::size_t> counts;
+    std::size_t bytes = 0;
+    std::size_t untold = 0;
     for (const ReportedError& error : errors) {
         std::string line = lineOfError(error);
-        if (counts[line]++ == 0) lines.push_back(std::move(line));
+        const auto known = counts.find(line);
+        if (known != counts.end()) {
+            ++known->second;
+        } else if (bytes + line.size() > linesByteLimit) {
+            ++untold;
+        } else {
+            bytes += line.size();
+            counts.emplace(line, 1);
+            lines.push_back(std::move(line));
+        }
     }
     for (std::string& line : lines) {
         const std::size_t count = counts[line];
         if (count > 1) line += " (" + std::to_string(count) + " times)";
     }
+    if (untold > 0) lines.push_back(std::to_string(untold) + " further problems are not told here");
     return lines;
 }
 

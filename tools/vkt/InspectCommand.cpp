@@ -114,30 +114,30 @@ VKTArray reportOfIndices(const Indices& indices) {
     return array;
 }
 
-VKTDictionary reportOfDocument(const std::string& source, const Report& report) {
+JSONReport reportOfInspection(const std::string& source, const Report& report) {
     const VKTVASTModel* model = report.response.model.get();
     VKTValue version;
     if (model != nullptr) version = model->version();
-    VKTArray ads;
-    for (const auto& ad : report.ads) {
-        VKTDictionary entry = reportOfAd(*ad, VKTDefaultNetworkAccessType);
-        entry.set("kind", kindOf(*ad));
-        entry.set("valid", ad->isValid());
-        ads.emplace_back(std::move(entry));
-    }
-    VKTArray dropped;
-    for (const DroppedElement& element : report.inspection.dropped)
-        dropped.emplace_back(VKTDictionary{{"path", element.path}, {"reason", element.reason}});
-    return {{"source", source},
-            {"version", std::move(version)},
-            {"ads", std::move(ads)},
-            {"mainAds", reportOfIndices(report.mainAds)},
-            {"passbackAds", reportOfIndices(report.passbackAds)},
-            {"documentErrorPixels", model == nullptr ? VKTArray() : reportOfURLs(model->errorPixels())},
-            {"dropped", std::move(dropped)},
-            {"errors", reportOfErrors(report.errors)},
-            {"requests", reportOfRequests(report.requests)},
-            {"end", reportOfError(report.response.error)}};
+    auto ads = JSONReport::listOf(report.ads, [](const auto& ad) {
+        JSONReport entry = reportOfAd(*ad, VKTDefaultNetworkAccessType);
+        entry.add("kind", kindOf(*ad));
+        entry.add("valid", ad->isValid());
+        return entry;
+    });
+    auto dropped = JSONReport::listOf(report.inspection.dropped, [](const DroppedElement& element) {
+        return VKTDictionary{{"path", element.path}, {"reason", element.reason}};
+    });
+    return JSONReport::object({{"source", source},
+                               {"version", std::move(version)},
+                               {"ads", std::move(ads)},
+                               {"mainAds", reportOfIndices(report.mainAds)},
+                               {"passbackAds", reportOfIndices(report.passbackAds)},
+                               {"documentErrorPixels", model == nullptr ? JSONReport(VKTArray())
+                                                                        : reportOfURLs(model->errorPixels())},
+                               {"dropped", std::move(dropped)},
+                               {"errors", reportOfErrors(report.errors)},
+                               {"requests", reportOfRequests(report.requests)},
+                               {"end", reportOfError(report.response.error)}});
 }
 
 // Text for people.
@@ -280,7 +280,7 @@ int runInspect(const InspectOptions& options) {
     }
     const Report report = readDocument(source);
     if (options.JSON) {
-        printJSON(reportOfDocument(options.source, report));
+        printJSONReport(reportOfInspection(options.source, report));
         for (const ReportedError& error : report.errors)
             printError(lineOfError(error));
     } else {

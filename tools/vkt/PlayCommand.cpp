@@ -228,7 +228,7 @@ int runPlay(const PlayOptions& options) {
     if (!pixelProvider) return ExitSourceUnread;
     const PlayResult result = PlayRun(options, std::move(pixelProvider)).run(source);
     if (options.resolve.JSON) {
-        printJSON(reportOfPlay(options, result));
+        printJSONReport(reportOfPlay(options, result));
     } else {
         if (!result.pixels.empty()) std::cout << '\n';
         for (const std::string& line : summaryOfPixels(options, result))

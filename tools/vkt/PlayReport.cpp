@@ -50,26 +50,19 @@ void summarise(Records::const_iterator begin, Records::const_iterator end, const
 
 }  // namespace
 
-VKTDictionary reportOfPlay(const PlayOptions& options, const PlayResult& result) {
-    VKTArray ads;
-    for (const PlayedAd& played : result.ads) {
-        VKTDictionary ad = reportOfAd(*played.ad, options.resolve.networkAccessType);
-        ad.set("timeline", reportOfTimeline(played.timeline, result.pixels));
-        ad.set("pixels", reportOfPixels(played.timeline, result.pixels));
-        if (options.measure) {
-            VKTArray scripts;
-            for (const ScriptRecord& script : played.scripts)
-                scripts.emplace_back(reportOfScript(script));
-            ad.set("measurement", std::move(scripts));
-        }
-        ads.emplace_back(std::move(ad));
-    }
-    VKTDictionary report = reportOfResolution(options.resolve, result.resolution, std::move(ads));
-    report.set("errorPixels", reportOfPixels(result.problems, result.pixels));
-    VKTArray earlier;
-    for (std::size_t place = 0; place < result.pixelsLeftByEarlierRun; ++place)
-        earlier.emplace_back(reportOfPixel(result.pixels[place]));
-    report.set("pixelsLeftByEarlierRun", std::move(earlier));
+JSONReport reportOfPlay(const PlayOptions& options, const PlayResult& result) {
+    auto ads = JSONReport::listOf(result.ads, [&](const PlayedAd& played) {
+        JSONReport ad = reportOfAd(*played.ad, options.resolve.networkAccessType);
+        ad.add("timeline", reportOfTimeline(played.timeline, result.pixels));
+        ad.add("pixels", reportOfPixels(played.timeline, result.pixels));
+        if (options.measure) ad.add("measurement", JSONReport::listOf(played.scripts, reportOfScript));
+        return ad;
+    });
+    JSONReport report = reportOfResolution(options.resolve, result.resolution, std::move(ads));
+    report.add("errorPixels", reportOfPixels(result.problems, result.pixels));
+    report.add("pixelsLeftByEarlierRun",
+               JSONReport::list(result.pixelsLeftByEarlierRun,
+                                [&](std::size_t place) { return reportOfPixel(result.pixels[place]); }));
     return report;
 }
 

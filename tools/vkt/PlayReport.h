@@ -29,7 +29,7 @@ struct PlayResult {
 /// The report of `vkt resolve` and per ad "timeline" and "pixels", and "measurement"
 /// when the ads are measured; "errorPixels" of what was met while
 /// resolving; "pixelsLeftByEarlierRun".
-VKTDictionary reportOfPlay(const PlayOptions& options, const PlayResult& result);
+JSONReport reportOfPlay(const PlayOptions& options, const PlayResult& result);
 
 /// How many of the pixels were delivered, and each that was not.
 std::vector<std::string> summaryOfPixels(const PlayOptions& options, const PlayResult& result);

@@ -6,10 +6,9 @@
 namespace {
 
 void printReport(const ResolveOptions& options, const Resolution& resolution) {
-    VKTArray ads;
-    for (const auto& ad : resolution.ads)
-        ads.emplace_back(reportOfAd(*ad, options.networkAccessType));
-    printJSON(reportOfResolution(options, resolution, std::move(ads)));
+    auto ads = JSONReport::listOf(resolution.ads,
+                                  [&](const auto& ad) { return reportOfAd(*ad, options.networkAccessType); });
+    printJSONReport(reportOfResolution(options, resolution, std::move(ads)));
 }
 
 void printText(const ResolveOptions& options, const Resolution& resolution) {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <mutex>
+#include <utility>
 
 #include "VKTCoreKit/core/VKTXMLDictionary.h"
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
@@ -69,6 +70,7 @@ class Listener : public VKTVASTManagerDelegate {
                                       const std::optional<std::string>& VASTResponse) override {
         ReportedError reported{error, errorURLs, VASTResponse.has_value()};
         if (isParsingError(error)) reported.detail = parsingProblem(VASTResponse);
+        keepWithinLimit(reported.errorURLs);
         if (onError_) onError_(reported);
         const std::lock_guard lock(mutex_);
         errors_.push_back(std::move(reported));
@@ -103,7 +105,20 @@ class Listener : public VKTVASTManagerDelegate {
         return "The XML reader says: " + problem->localizedDescription().value_or("") + ".";
     }
 
+    // Each of very many problems may come with the error pixels of a whole chain.
+    void keepWithinLimit(std::vector<VKTVASTURL>& urls) {
+        const std::lock_guard lock(mutex_);
+        const std::size_t count = std::min(urls.size(), errorURLLimit - errorURLCount_);
+        errorURLCount_ += count;
+        if (count < urls.size() && !std::exchange(isCutShort_, true)) {
+            printError("the problems come with more than " + std::to_string(errorURLLimit) +
+                       " error pixels; the further ones are left out here");
+        }
+        urls.erase(urls.begin() + static_cast<std::ptrdiff_t>(count), urls.end());
+    }
+
     static constexpr int readingLimit = 16;
+    static constexpr std::size_t errorURLLimit = 65536;
 
     const std::map<std::string, std::string> macros_;
     const std::function<void(const ReportedError&)> onError_;
@@ -111,6 +126,8 @@ class Listener : public VKTVASTManagerDelegate {
     std::optional<VKTError> failure_;
     std::mutex mutex_;
     std::vector<ReportedError> errors_;
+    std::size_t errorURLCount_ = 0;
+    bool isCutShort_ = false;
 };
 
 // When there is no passback for a failed ad, the next main ad has its turn.
@@ -180,13 +197,14 @@ bool readSource(const std::string& name, Source& source) {
     return false;
 }
 
-VKTDictionary reportOfResolution(const ResolveOptions& options, const Resolution& resolution, VKTArray ads) {
-    return {{"source", options.source},
-            {"version", resolution.model ? VKTValue(resolution.model->version()) : VKTValue()},
-            {"ads", std::move(ads)},
-            {"errors", reportOfErrors(resolution.errors)},
-            {"requests", reportOfRequests(resolution.requests)},
-            {"end", reportOfError(resolution.end)}};
+JSONReport reportOfResolution(const ResolveOptions& options, const Resolution& resolution, JSONReport ads) {
+    return JSONReport::object(
+        {{"source", options.source},
+         {"version", resolution.model ? VKTValue(resolution.model->version()) : VKTValue()},
+         {"ads", std::move(ads)},
+         {"errors", reportOfErrors(resolution.errors)},
+         {"requests", reportOfRequests(resolution.requests)},
+         {"end", reportOfError(resolution.end)}});
 }
 
 std::string titleOf(const ResolveOptions& options, const Resolution& resolution) {

@@ -45,7 +45,7 @@ std::map<std::string, std::string> macrosOf(const ResolveOptions& options);
 bool readSource(const std::string& name, Source& source);
 
 /// One object with what all ads have in common around `ads`.
-VKTDictionary reportOfResolution(const ResolveOptions& options, const Resolution& resolution, VKTArray ads);
+JSONReport reportOfResolution(const ResolveOptions& options, const Resolution& resolution, JSONReport ads);
 
 /// "SOURCE: VAST 4.2".
 std::string titleOf(const ResolveOptions& options, const Resolution& resolution);
