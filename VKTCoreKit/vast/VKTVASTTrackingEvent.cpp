@@ -50,14 +50,23 @@ void vkt_logUnknownTrackingEventName(std::string_view name) {
         "Event '%@' is neither consumable nor nonconsumable! It has been assumed as consumable.", name);
 }
 
-VKTVASTTrackingEvent::VKTVASTTrackingEvent(Private, std::shared_ptr<const Content> content,
-                                           double eventOffset)
-    : content_(std::move(content)), eventOffset_(eventOffset) {}
+// An event that was read, and its content: one allocation for both.
+struct VKTVASTTrackingEvent::Original {
+    Original(Content&& read, double eventOffset)
+        : content(std::move(read)), event(Private(), content, nullptr, eventOffset) {}
+
+    const Content content;
+    VKTVASTTrackingEvent event;
+};
+
+VKTVASTTrackingEvent::VKTVASTTrackingEvent(Private, const Content& content,
+                                           std::shared_ptr<const void> contentOwner, double eventOffset)
+    : content_(&content), contentOwner_(std::move(contentOwner)), eventOffset_(eventOffset) {}
 
 std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::eventWithContent(Content&& content,
                                                                              double eventOffset) {
-    return std::make_shared<VKTVASTTrackingEvent>(
-        Private(), std::make_shared<const Content>(std::move(content)), eventOffset);
+    const auto original = std::make_shared<Original>(std::move(content), eventOffset);
+    return {original, &original->event};
 }
 
 std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithName(std::string name,
@@ -110,7 +119,15 @@ void VKTVASTTrackingEvent::encodeWithCoder(VKTKeyedArchiver& coder) const {
 }
 
 std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::copy() const {
-    return std::make_shared<VKTVASTTrackingEvent>(Private(), content_, eventOffset_);
+    return eventWithContent(Content(*content_), eventOffset_);
+}
+
+std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::copySharingContent(
+    const std::shared_ptr<VKTVASTTrackingEvent>& event) {
+    std::shared_ptr<const void> owner = event->contentOwner_;
+    if (!owner) owner = event;
+    return std::make_shared<VKTVASTTrackingEvent>(Private(), *event->content_, std::move(owner),
+                                                  event->eventOffset_);
 }
 
 std::vector<std::shared_ptr<VKTVASTTrackingEvent>> VKTVASTTrackingEvent::findTrackingEvents(
@@ -160,7 +177,7 @@ void vkt_copySharedTrackingEvents(std::vector<std::shared_ptr<VKTVASTTrackingEve
         if (event.use_count() == 1) continue;
         if (copies.empty()) copies.reserve(events.size());
         auto& copy = copies[event];
-        if (!copy) copy = event->copy();
+        if (!copy) copy = VKTVASTTrackingEvent::copySharingContent(event);
         event = copy;
     }
 }

@@ -31,6 +31,7 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
         VKTURL url;
         bool isConsumable;
     };
+    struct Original;
 
   public:
     static constexpr const char* archiveClassName = "VKTVASTTrackingEvent";
@@ -53,6 +54,10 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
     /// An event of the same content with an offset of its own, which begins as this one's.
     [[nodiscard]] std::shared_ptr<VKTVASTTrackingEvent> copy() const;
 
+    /// The same without a copy of the content, which both then share.
+    static std::shared_ptr<VKTVASTTrackingEvent> copySharingContent(
+        const std::shared_ptr<VKTVASTTrackingEvent>& event);
+
     /// The events of the node's first "TrackingEvents" child in document order; empty when there are none.
     static std::vector<std::shared_ptr<VKTVASTTrackingEvent>> findTrackingEvents(const VKTDictionary& node);
 
@@ -62,7 +67,8 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
     /// False, with a debug message, for a name in no list.
     static bool isEventConsumableFromName(std::string_view name);
 
-    VKTVASTTrackingEvent(Private, std::shared_ptr<const Content> content, double eventOffset);
+    VKTVASTTrackingEvent(Private, const Content& content, std::shared_ptr<const void> contentOwner,
+                         double eventOffset);
 
     [[nodiscard]] const std::string& name() const { return content_->name; }
     [[nodiscard]] const std::optional<std::string>& offset() const { return content_->offset; }
@@ -82,7 +88,8 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
   private:
     static std::shared_ptr<VKTVASTTrackingEvent> eventWithContent(Content&& content, double eventOffset);
 
-    std::shared_ptr<const Content> content_;
+    const Content* content_;
+    std::shared_ptr<const void> contentOwner_;  // null in the original, which stands beside the content
     double eventOffset_;
 };
 
