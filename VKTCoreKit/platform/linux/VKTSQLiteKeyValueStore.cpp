@@ -45,7 +45,8 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
         Problems problems;
         {
             VKTLock lock(mutex_);
-            connect(busyMilliseconds, problems);
+            // One in memory is opened when it is first used: most processes never do that.
+            if (!path_.empty()) connect(busyMilliseconds, problems);
         }
         tell(problems);
     }
@@ -56,7 +57,7 @@ class SQLiteStore final : public VKTKeyValueStore, public std::enable_shared_fro
     /// Whether there is anything to read.
     [[nodiscard]] bool isOpen() const {
         VKTLock lock(mutex_);
-        return connection_ != nullptr;
+        return path_.empty() || connection_ != nullptr;
     }
 
     [[nodiscard]] std::optional<VKTValue> valueForKey(std::string_view key) const override {
@@ -200,7 +201,12 @@ class SQLiteTable final : public VKTRecordTable {
 
 // Sees to it that there is a connection to the file that is at the path now, if there can be one.
 void SQLiteStore::refresh(Problems& problems) const {
-    if (path_.empty()) return;
+    if (path_.empty()) {
+        if (connection_) return;
+        connection_ = std::make_unique<VKTSQLiteConnection>();
+        connection_->open(path_, access_, 0);
+        return;
+    }
     if (access_ == VKTSQLiteToChange && connection_) {
         // Another process has set the file aside, or someone has removed it. Closing is safe even then:
         // SQLite leaves the files at a path alone when its database has moved away from there.
@@ -218,12 +224,6 @@ void SQLiteStore::refresh(Problems& problems) const {
 }
 
 void SQLiteStore::connect(int milliseconds, Problems& problems) const {
-    if (path_.empty()) {
-        access_ = VKTSQLiteInMemory;
-        connection_ = std::make_unique<VKTSQLiteConnection>();
-        connection_->open(path_, access_, 0);
-        return;
-    }
     const int result = use_ == VKTStoreToRead ? openNamedToRead() : openToChange(milliseconds, problems);
     const int previous = std::exchange(openResult_, result);
     if (result == SQLITE_OK) return flush(problems);
