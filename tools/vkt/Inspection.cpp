@@ -27,6 +27,23 @@ bool isEmptyElement(const VKTDictionary& full) {
     return full.size() == 1 && text != nullptr && text->empty();
 }
 
+bool holdsEmptyElement(const VKTValue& root) {
+    std::vector<const VKTValue*> values{&root};
+    while (!values.empty()) {
+        const VKTValue* value = values.back();
+        values.pop_back();
+        if (const VKTArray* array = value->asArray()) {
+            for (const VKTValue& element : *array)
+                values.push_back(&element);
+        } else if (const VKTDictionary* node = value->asDictionary()) {
+            if (isEmptyElement(*node)) return true;
+            for (const auto& [key, child] : *node)
+                values.push_back(&child);
+        }
+    }
+    return false;
+}
+
 const VKTArray* childrenNamed(std::string_view name, const VKTValue* parent) {
     const VKTDictionary* node = parent == nullptr ? nullptr : parent->asDictionary();
     return node == nullptr ? nullptr : Utils::findArrayForKey(name, *node);
@@ -623,23 +640,26 @@ class Walk {
 Inspection inspectDocument(std::string_view data, const VKTVASTModel* model) {
     Inspection inspection;
     auto parser = VKTXMLDictionaryParser::sharedInstance().copy();
-    auto readRoot = parser.vkt_dictionaryWithData(data);
     parser.stripEmptyNodes = false;
     auto fullRoot = parser.vkt_dictionaryWithData(data);
-    if (!readRoot || !fullRoot) {
+    if (!fullRoot) {
         const auto& error = parser.parsingError();
         inspection.XMLProblem = error ? error->localizedDescription().value_or("") : "there is no element";
         return inspection;
     }
 
-    const std::string* version = Utils::findAttribute("_version", *readRoot);
+    const std::string* version = Utils::findAttribute("_version", *fullRoot);
     const std::string refusal = version == nullptr ? "it has no version attribute"
                                                    : "version " + quoted(*version) + " is not supported";
-    const std::string* nodeName = vkt_nodeName(*readRoot);
+    const std::string* nodeName = vkt_nodeName(*fullRoot);
     const std::string name = nodeName != nullptr && nodeName->size() <= longestRootName ? *nodeName : "*";
-    const VKTValue read(std::move(*readRoot));
     const VKTValue full(std::move(*fullRoot));
-    const Element root{nullptr, name, 0, &full, &read};
+    VKTValue stripped;
+    if (holdsEmptyElement(full)) {
+        parser.stripEmptyNodes = true;
+        stripped = *parser.vkt_dictionaryWithData(data);
+    }
+    const Element root{nullptr, name, 0, &full, stripped.isNull() ? &full : &stripped};
     if (model == nullptr) {
         inspection.dropped.push_back({pathOf(root), refusal});
     } else {

@@ -7,6 +7,9 @@
 
 namespace {
 
+// Bytes of a report that are kept while it is found out whether all of it can be written.
+constexpr std::size_t keptReportSize = std::size_t{4} * 1024 * 1024;
+
 std::string lineBreak(std::size_t depth) {
     return "\n" + std::string(2 * depth, ' ');
 }
@@ -69,13 +72,23 @@ bool JSONReport::writeValue(const Append& append, std::size_t depth) const {
     return true;
 }
 
+// What does not fit is made a second time, once it is known that all of it can be written.
 bool printJSONReport(const JSONReport& report) {
-    const bool isWritable = report.write([](std::string_view) {});
+    std::string kept;
+    bool isWhole = true;
+    const bool isWritable = report.write([&](std::string_view piece) {
+        isWhole = isWhole && kept.size() + piece.size() <= keptReportSize;
+        if (isWhole) kept.append(piece);
+    });
     if (!isWritable) {
         printError("the result cannot be written as JSON: it nests too deep or holds text that is not UTF-8");
         return false;
     }
-    report.write([](std::string_view piece) { std::cout << piece; });
+    if (isWhole) {
+        std::cout << kept;
+    } else {
+        report.write([](std::string_view piece) { std::cout << piece; });
+    }
     std::cout << '\n';
     return true;
 }

@@ -1,5 +1,6 @@
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <string>
@@ -154,10 +155,17 @@ class Writer {
     }
 
     bool writeString(const std::string& text) {
+        if (std::all_of(text.begin(), text.end(), standsForItself)) {
+            out_.append("\"").append(text).append("\"");
+            return true;
+        }
         if (!vkt_isValidUTF8(text)) return false;
         out_ += Json(text).dump();
         return true;
     }
+
+    // Most texts are of nothing else.
+    static bool standsForItself(char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; }
 
     void breakLine() {
         if (!isPretty_) return;
