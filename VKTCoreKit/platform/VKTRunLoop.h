@@ -84,9 +84,10 @@ class VKTConcurrentPool {
 
     virtual void post(VKTTask task) = 0;
 
-    /// The same; false when the pool has no thread at all and none can be started. The task is then dropped,
-    /// and it is for the caller to do without it. With fewer threads than it may have, a pool goes on.
-    /// (`post` keeps such a task until a later call finds a thread.)
+    /// The same; false when the pool has no thread at all and none can be started, and in a forked child,
+    /// which has none of the pool's threads. The task is then dropped, and it is for the caller to do without
+    /// it. With fewer threads than it may have, a pool goes on. (`post` keeps such a task until a later call
+    /// finds a thread; in a forked child it drops it.)
     [[nodiscard]] virtual bool tryPost(VKTTask task) {
         post(std::move(task));
         return true;

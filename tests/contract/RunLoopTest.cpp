@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -236,6 +238,23 @@ TEST(ThreadPool, GivesAGroupThatWaitsAThreadBeyondItsLimitWhileThatIsNeeded) {
         std::this_thread::yield();
     EXPECT_EQ(greedy, threads);
     mayEnd.count_down();
+}
+
+TEST(ThreadPool, HasNoThreadInAForkedChild) {
+    auto pool = vkt_makeThreadPool(1);
+    std::latch hasRun(1);
+    ASSERT_TRUE(pool->tryPost([&] { hasRun.count_down(); }));
+    hasRun.wait();
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20);  // ends it when it hangs
+        const bool isPosted = pool->tryPost([] {});
+        pool.reset();
+        _exit(isPosted ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
 }
 
 TEST(ThreadPool, MayEndOnItsOwnThreadAndThenWaitsForNobody) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "VKTCoreKit/platform/linux/VKTExpatEventReader.h"
@@ -143,6 +144,29 @@ TEST(XMLEventReader, LimitsTheDepth) {
     EXPECT_EQ(logOf(nested(VKTXMLDepthLimit)), nested(VKTXMLDepthLimit));
     const std::string log = logOf(nested(VKTXMLDepthLimit + 1));
     EXPECT_TRUE(log.ends_with("#elements nested too deep at line 1, column 1537")) << log;
+}
+
+// Its members go one after another when the thread ends; each reads a document then.
+struct LastReadings {
+    struct Reading {
+        std::string* log = nullptr;
+        ~Reading() {
+            if (log != nullptr) *log += logOf("<a b='c'/>");
+        }
+    };
+    Reading first;
+    Reading second;
+};
+
+TEST(XMLEventReader, ReadsUntilTheVeryEndOfAThread) {
+    std::string log;
+    std::thread([&log] {
+        thread_local LastReadings
+            last;  // made before the thread's first reading, so it goes after its parser
+        last.first.log = last.second.log = &log;
+        EXPECT_EQ(logOf("<a/>"), "<a></a>");
+    }).join();
+    EXPECT_EQ(log, "<a b=c></a><a b=c></a>");
 }
 
 }  // namespace

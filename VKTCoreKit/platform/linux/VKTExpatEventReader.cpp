@@ -26,20 +26,39 @@ using Parser = std::unique_ptr<XML_ParserStruct, ParserDeleter>;
 // A parser keeps what it has allocated, so one that has read a large document is not kept.
 constexpr std::size_t largestDocumentOfKeptParser = std::size_t{64} * 1024;
 
-// Making a parser costs as much as reading a kilobyte. Each thread keeps the one that it used last.
-Parser& keptParser() {
-    thread_local Parser parser;
-    return parser;
+// Stays readable when the objects of an ending thread have been destroyed, unlike those.
+thread_local bool isKeptParserGone = false;
+
+struct KeptParser {
+    KeptParser() = default;
+    ~KeptParser() { isKeptParserGone = true; }
+    KeptParser(const KeptParser&) = delete;
+    KeptParser& operator=(const KeptParser&) = delete;
+
+    Parser parser;
+};
+
+// Making a parser costs as much as reading a kilobyte. Each thread keeps the one that it used last. Null at
+// the end of the thread: what is destroyed after its parser, on the main thread every static object, may
+// still read.
+Parser* keptParser() {
+    thread_local KeptParser kept;
+    return isKeptParserGone ? nullptr : &kept.parser;
 }
 
 Parser takeParser(const char* encoding) {
-    Parser parser = std::move(keptParser());
+    Parser* kept = keptParser();
+    Parser parser = kept == nullptr ? nullptr : std::move(*kept);
     if (!parser || XML_ParserReset(parser.get(), encoding) == XML_FALSE)
         parser.reset(XML_ParserCreate(encoding));
     // Without a salt the parser asks the system for one, for every document.
     static const auto salt = static_cast<unsigned long>(vkt_keyedHash("salt of the XML parser"));
     if (parser) XML_SetHashSalt(parser.get(), salt);
     return parser;
+}
+
+void keepParser(Parser parser) {
+    if (Parser* kept = keptParser()) *kept = std::move(parser);
 }
 
 // Whether a start tag, as written, refers to anything but characters and the five predefined entities.
@@ -78,7 +97,7 @@ class ExpatEventReader final : public VKTXMLEventReader {
         installCallbacks();
         const bool isWellFormed = parseAll();
         if (!isWellFormed) reportReason();
-        if (data_.size() <= largestDocumentOfKeptParser) keptParser() = std::move(parser_);
+        if (data_.size() <= largestDocumentOfKeptParser) keepParser(std::move(parser_));
         return isWellFormed;
     }
 

@@ -1,5 +1,7 @@
 #include "VKTCoreKit/platform/linux/VKTThreadPool.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <condition_variable>
 #include <cstdint>
@@ -24,6 +26,7 @@ class PoolState : public std::enable_shared_from_this<PoolState> {
 
     // False when there is no thread and the task is not to be kept; it is then dropped.
     bool add(VKTTask task, Name group, bool isKept) {
+        if (isForked()) return false;
         VKTTask dropped;  // without the lock
         const VKTLock lock(mutex_);
         if (isStopped_) return false;
@@ -46,6 +49,7 @@ class PoolState : public std::enable_shared_from_this<PoolState> {
 
     // Drops what waits and waits for what runs, unless that is the caller.
     void stop() {
+        if (isForked()) return;
         std::map<Name, Group> dropped;
         std::vector<VKTThread> threads;
         {
@@ -151,8 +155,12 @@ class PoolState : public std::enable_shared_from_this<PoolState> {
         threads_.erase(own);
     }
 
+    // A forked child has none of the threads, and nobody there unlocks what one of them had locked.
+    [[nodiscard]] bool isForked() const { return process_ != getpid(); }
+
     const std::size_t limit_;
     const std::string name_;
+    const pid_t process_ = getpid();
     VKTMutex mutex_;
     std::condition_variable_any changed_;
     std::map<Name, Group> groups_ VKT_GUARDED_BY(mutex_);  // with a task
