@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "VKTCoreKit/core/VKTLog.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
 struct VKTPixelManager::Worker {
@@ -38,7 +39,11 @@ struct VKTPixelManager::Worker {
         request.timeoutInterval = VKTPixelTimeout;
         request.bodyKeepLimit = VKTPixelBodyLimit;
         request.canceller = canceller;
-        if (isResponseSuccessful(urlSession->synchronousDataRequestWithURLRequest(request))) {
+        bool isDelivered = false;
+        vkt_callGuarded("the session of a VKTPixelManager", [&] {
+            isDelivered = isResponseSuccessful(urlSession->synchronousDataRequestWithURLRequest(request));
+        });
+        if (isDelivered) {
             pixel.setStatus(VKTPixelStatusSuccess);
             pixelStore->deletePixel(pixel);
             // Recorded before the next one is sent, so that a killed process repeats one at most.
@@ -125,14 +130,16 @@ void VKTPixelManager::callPixelsWithCompletionHandler(CompletionHandler completi
         worker_->warnOfNoThread();
         return;
     }
-    const auto handler = std::make_shared<CompletionHandler>(std::move(completionHandler));
-    const bool isPosted = queue_->tryPost([worker = worker_, handler] {
+    const auto callHandler = [handler = std::move(completionHandler)] {
+        vkt_callGuarded("the completion handler of a VKTPixelManager", handler);
+    };
+    const bool isPosted = queue_->tryPost([worker = worker_, callHandler] {
         if (!worker->isStopped) worker->runPass();
-        (*handler)();
+        callHandler();
     });
     if (isPosted) return;
     worker_->warnOfNoThread();
-    (*handler)();
+    callHandler();
 }
 
 bool VKTPixelManager::isResponseSuccessful(const VKTURLSessionResponse& response) {

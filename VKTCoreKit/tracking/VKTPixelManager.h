@@ -31,7 +31,7 @@ inline constexpr std::size_t VKTPixelWaitingPassLimit = 32;
 class VKTPixelManager {
   public:
     /// Called once, on the worker, when the pass has ended; on the calling thread, before the call returns,
-    /// when there is no worker.
+    /// when there is no worker. What it throws is dropped with a line in the log.
     using CompletionHandler = std::function<void()>;
 
     /// Over the shared store and session. Never destroyed.

@@ -7,7 +7,14 @@
 
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
 #include "VKTCoreKit/foundation/VKTKeyedHash.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
+
+namespace {
+
+constexpr const char* providerName = "the provider of a pixel store";
+
+}  // namespace
 
 VKTPixelStoreProvider::VKTPixelStoreProvider()
     : standardUserDefaults_(VKTPlatform::current().keyValueStore) {}
@@ -41,31 +48,55 @@ VKTPixelStore::VKTPixelStore(Private /*unused*/, std::shared_ptr<VKTPixelStorePr
 }
 
 VKTPixels VKTPixelStore::loadPixels() const {
-    VKTRecursiveLock lock(mutex_);
-    return provider_->loadPixels().value_or(VKTPixels());
+    std::optional<VKTPixels> pixels;
+    vkt_callGuarded(providerName, [&] {
+        VKTRecursiveLock lock(mutex_);
+        pixels = provider_->loadPixels();
+    });
+    return std::move(pixels).value_or(VKTPixels());
 }
 
 bool VKTPixelStore::saveToDisk() {
-    VKTRecursiveLock lock(mutex_);
-    return changesProvider_ != nullptr ? saveChanges() : provider_->savePixels(allPixels());
+    if (changesProvider_ != nullptr) return saveChanges();
+    bool isSaved = false;
+    vkt_callGuarded(providerName, [&] {
+        VKTRecursiveLock lock(mutex_);
+        isSaved = provider_->savePixels(allPixels());
+    });
+    return isSaved;
 }
 
 bool VKTPixelStore::saveChanges() {
-    VKTRecursiveLock lock(mutex_);
     if (changesProvider_ == nullptr) return true;
+    bool isSaved = false;
+    vkt_callGuarded(providerName, [&] {
+        VKTRecursiveLock lock(mutex_);
+        isSaved = handOverChanges();
+        for (const auto& pixel : changesProvider_->takeLatePixels())
+            append(pixel);
+    });
+    return isSaved;
+}
+
+bool VKTPixelStore::handOverChanges() {
     // Taken out, as the provider may call back and change more.
     auto removed = std::exchange(removed_, {});
     auto added = std::exchange(added_, {});
     std::erase_if(added, [this](const auto& pixel) { return pixelWithID(pixel->ID()) != pixel; });
-    bool isSaved = changesProvider_->saveChanges(removed, added);
-    if (!isSaved && changesProvider_->hasLostPixels()) isSaved = changesProvider_->savePixels(allPixels());
-    if (!isSaved) {
-        removed_.insert(removed_.begin(), removed.begin(), removed.end());
-        added_.insert(added_.begin(), added.begin(), added.end());
+    try {
+        const bool isSaved = changesProvider_->saveChanges(removed, added) ||
+                             (changesProvider_->hasLostPixels() && changesProvider_->savePixels(allPixels()));
+        if (!isSaved) keepForLater(removed, added);
+        return isSaved;
+    } catch (...) {
+        keepForLater(removed, added);
+        throw;
     }
-    for (const auto& pixel : changesProvider_->takeLatePixels())
-        append(pixel);
-    return isSaved;
+}
+
+void VKTPixelStore::keepForLater(const VKTPixels& removed, const VKTPixels& added) {
+    removed_.insert(removed_.begin(), removed.begin(), removed.end());
+    added_.insert(added_.begin(), added.begin(), added.end());
 }
 
 bool VKTPixelStore::addPixel(const std::shared_ptr<VKTPixel>& pixel) {

@@ -15,6 +15,7 @@
 using VKTPixels = std::vector<std::shared_ptr<VKTPixel>>;
 
 /// Loads and saves a store's list. Called with the store's lock held, so one call at a time; on any thread.
+/// One that throws while it loads has no list, and while it saves has taken nothing; the log says so.
 class VKTPixelStoreProviderProtocol {
   public:
     virtual ~VKTPixelStoreProviderProtocol() = default;
@@ -136,6 +137,8 @@ class VKTPixelStore {
     void rebuildSlots() VKT_REQUIRES(mutex_);
     bool append(const std::shared_ptr<VKTPixel>& pixel) VKT_REQUIRES(mutex_);
     void noteRemoval(const std::shared_ptr<VKTPixel>& pixel) VKT_REQUIRES(mutex_);
+    bool handOverChanges() VKT_REQUIRES(mutex_);
+    void keepForLater(const VKTPixels& removed, const VKTPixels& added) VKT_REQUIRES(mutex_);
 
     const std::shared_ptr<VKTPixelStoreProviderProtocol> provider_;
     VKTPixelStoreChangesProviderProtocol* changesProvider_ = nullptr;  // the same, when it takes changes

@@ -107,14 +107,16 @@ void VKTTrackingEventManager::addPixel(const std::shared_ptr<VKTPixel>& pixel) {
 
 VKTURL VKTTrackingEventManager::finalEventURLWithURL(const VKTURL& url, const VKTReplacements& variables,
                                                      const VKTReplacements& additionalMacros) const {
-    VKTReplacements macroSet = macrosForURL(url);
+    VKTReplacements macroSet;
+    vkt_callGuarded("macrosForURL", [&] { macroSet = macrosForURL(url); });
     macroSet.insert(additionalMacros.begin(), additionalMacros.end());
     const auto withMacros = eventURLWithMacrosReplacedFromTemplateURL(url, macroSet);
     if (!withMacros) {
         vkt_logInvalidReplacement("macros", url);
         return url;
     }
-    VKTReplacements variableSet = variablesForURL(url);
+    VKTReplacements variableSet;
+    vkt_callGuarded("variablesForURL", [&] { variableSet = variablesForURL(url); });
     variableSet.insert(variables.begin(), variables.end());
     auto withVariables = eventURLWithKorvoVariablesReplacedFromTemplateURL(*withMacros, variableSet);
     if (!withVariables) {

@@ -104,7 +104,7 @@ class VKTTrackingEventManager : public std::enable_shared_from_this<VKTTrackingE
         VKTTrackingEventManager& manager_;
     };
 
-    /// What a subclass knows of one URL; it goes over what the caller gave. Empty here.
+    /// What a subclass knows of one URL; it goes over what the caller gave. Empty here, and when it throws.
     [[nodiscard]] virtual VKTReplacements macrosForURL(const VKTURL& /*url*/) const { return {}; }
     [[nodiscard]] virtual VKTReplacements variablesForURL(const VKTURL& /*url*/) const { return {}; }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/tracking/VKTMainThread.h"
 
@@ -103,10 +104,15 @@ void VKTViewabilityManager::timerFired(VKTTimer& /*timer*/) {
     const std::size_t startsBefore = starts_;
     const auto status = viewabilityStatus();
     if (lastViewabilityStatus_ != status) {
-        if (const auto listener = delegate())
-            listener->viewabilityManagerViewableStatus(*this, status.isViewable(), status.percentage);
-        if (const auto listener = delegate())
-            listener->viewabilityManagerDidChangeViewabilityStatus(*this, status);
+        if (const auto listener = delegate()) {
+            vkt_callGuarded("viewabilityManagerViewableStatus", [&] {
+                listener->viewabilityManagerViewableStatus(*this, status.isViewable(), status.percentage);
+            });
+        }
+        if (const auto listener = delegate()) {
+            vkt_callGuarded("viewabilityManagerDidChangeViewabilityStatus",
+                            [&] { listener->viewabilityManagerDidChangeViewabilityStatus(*this, status); });
+        }
     }
     // Started inside a callback, it has to report its first sample, whatever that is.
     if (starts_ == startsBefore) lastViewabilityStatus_ = status;

@@ -6,6 +6,7 @@
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/core/VKTRandom.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/tracking/VKTMainThread.h"
 
@@ -124,7 +125,11 @@ void VKTViewabilityTrackingEventManager::updatePixelVisibilityStatus(
     if (!removeProgression(*progression)) return;
     VKTLog::sharedInstance()->logDebugWithFormat("Viewability criteria reached for pixel: %@",
                                                  event->eventName());
-    trackEventByReference(event, variablesForEvent(event), additionalMacrosForEvent(event), true);
+    VKTReplacements variables;
+    VKTReplacements additionalMacros;
+    vkt_callGuarded("variablesForEvent", [&] { variables = variablesForEvent(event); });
+    vkt_callGuarded("additionalMacrosForEvent", [&] { additionalMacros = additionalMacrosForEvent(event); });
+    trackEventByReference(event, variables, additionalMacros, true);
 }
 
 bool VKTViewabilityTrackingEventManager::removeProgression(const EventProgression& progression) {

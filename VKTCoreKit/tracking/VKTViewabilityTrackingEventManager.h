@@ -104,7 +104,8 @@ class VKTViewabilityTrackingEventManager : public VKTTrackingEventManager, publi
                                        const std::shared_ptr<VKTTrackingEventManagerDelegate>& delegate,
                                        std::shared_ptr<VKTPixelManager> pixelManager);
 
-    /// What goes into an event's URL besides the manager's own macros.
+    /// What goes into an event's URL besides the manager's own macros; nothing when it throws, as the pixel
+    /// counts without it.
     [[nodiscard]] virtual VKTReplacements variablesForEvent(
         const std::shared_ptr<VKTViewabilityTrackingEvent>& /*event*/) const {
         return {};
