@@ -104,8 +104,10 @@ void VKTRemoteConfigManager::fetchRemoteConfigurationWithSiteId(std::int64_t sit
 // The expiration date of the cached copy; nothing when there is none. A copy that cannot be read needs no
 // third outcome: its date is unknown, so a request is made, and it stays until a good answer replaces it.
 std::optional<double> VKTRemoteConfigManager::setUpCachedConfig(std::int64_t siteId) {
-    const std::optional<VKTValue> cached =
-        cacheManager_->objectForKey(configCacheConfigurationKeyForSiteId(siteId));
+    std::optional<VKTValue> cached;
+    vkt_callGuarded("the cache of a VKTRemoteConfigManager", [&] {
+        cached = cacheManager_->objectForKey(configCacheConfigurationKeyForSiteId(siteId));
+    });
     const VKTBytes* bytes = cached ? cached->asBytes() : nullptr;
     std::optional<VKTValue> json = bytes == nullptr ? std::nullopt : vkt_JSONValueWithData(bytes->bytes);
     VKTDictionary* document = json ? json->asDictionary() : nullptr;

@@ -50,8 +50,13 @@ void VKTAdRequestManager::asynchronousRequestWithBaseURL(
     const std::optional<VKTDictionary>& postParameters, VKTTimeInterval timeout,
     VKTAdRequestCompletionHandler completionHandler) const {
     if (validator_) {
-        auto veto =
-            validator_->validateAdRequestWithBaseURL(baseURL, path, headers, getParameters, postParameters);
+        // What was not found acceptable is not sent.
+        std::optional<VKTError> veto = VKTUtils::errorWithDomain(
+            VKTAdRequestErrorDomain, VKTAdRequestErrorValidatorFailed, "Validator failed");
+        vkt_callGuarded("the validator of ad requests", [&] {
+            veto = validator_->validateAdRequestWithBaseURL(baseURL, path, headers, getParameters,
+                                                            postParameters);
+        });
         if (veto) return callCompletionHandler(completionHandler, responseWithError(std::move(veto)));
     }
 

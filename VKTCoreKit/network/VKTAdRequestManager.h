@@ -17,6 +17,7 @@ inline constexpr const char* VKTAdRequestErrorDomain = "VKTAdRequestError";
 enum VKTAdRequestErrorCode : std::uint8_t {
     VKTAdRequestErrorUnableToBuildURL = 100,
     VKTAdRequestErrorInvalidPOSTParameters = 101,
+    VKTAdRequestErrorValidatorFailed = 102,  ///< the validator has thrown, so nothing was sent
 };
 
 enum VKTHTTPMethod : std::uint8_t {
@@ -64,7 +65,7 @@ class VKTAdRequestManager {
 
     /// Sends a request whose URL is made by `VKTURLUtils::buildURLWithBaseURLString`. The answer is the
     /// session's, or an error alone: the validator's, 100 when no URL can be built, 101 when the POST
-    /// parameters have no JSON form. The handler may be null.
+    /// parameters have no JSON form, 102 when the validator throws. The handler may be null.
     void asynchronousRequestWithBaseURL(const std::string& baseURL, const std::optional<std::string>& path,
                                         VKTHTTPMethod method, const VKTDictionary& headers,
                                         const VKTDictionary& getParameters,
