@@ -49,6 +49,11 @@ struct Listener : VKTRemoteConfigManagerDelegate {
     std::int64_t lastStatusCode = 0;
 };
 
+struct ThrowingCache : VKTPropertyCacheManager {
+    [[nodiscard]] std::optional<VKTValue> objectForKey(std::string_view /*key*/) const override { throw 7; }
+    bool setObject(const VKTValue& /*object*/, std::string_view /*forKey*/) override { throw 7; }
+};
+
 class RemoteConfig : public testing::Test {
   protected:
     std::shared_ptr<VKTRemoteConfigManager> manager(std::int64_t sdkVersionId = 7, bool hasDefault = false) {
@@ -160,6 +165,15 @@ TEST_F(RemoteConfig, CallbacksThatThrowLeaveNoFetchInProgress) {
     fetch(*fetcher, true, 0);
     fetcher->setCurrentDate(nullptr);
     fetch(*fetcher, true, 1);
+}
+
+TEST_F(RemoteConfig, ACacheThatThrowsIsNone) {
+    const auto fetcher = VKTRemoteConfigManager::initWithSession(
+        VKTURLSession::initWithSessionProvider(VKTURLSessionProvider::initWithSession(http)),
+        std::make_shared<ThrowingCache>(), delegate, "https://c.example/", "config", {}, 7, std::nullopt);
+    answer(200, R"({"TTL":60,"version":"v","korvo":{}})");
+    fetch(*fetcher, false, 1);
+    EXPECT_EQ(heardSince(), (Events{"config v", "korvo {}"}));
 }
 
 TEST_F(RemoteConfig, ABadAnswerLeavesTheCachedCopy) {

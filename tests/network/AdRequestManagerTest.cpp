@@ -13,11 +13,13 @@ class StubValidator : public VKTAdRequestValidatorProtocol {
         const VKTDictionary& getParameters, const std::optional<VKTDictionary>& postParameters) override {
         asked = baseURL + "|" + path.value_or("-") + "|" + VKTValue(headers).description() + "|" +
                 VKTValue(getParameters).description() + "|" + (postParameters ? "post" : "-");
+        if (throws) throw std::runtime_error("of the embedder");
         return veto;
     }
 
     std::string asked;
     std::optional<VKTError> veto;
+    bool throws = false;
 };
 
 class AdRequestManager : public testing::Test {
@@ -92,6 +94,9 @@ TEST_F(AdRequestManager, FailuresAreDeliveredAndNothingIsSent) {
         << "nobody asks for the error";
     validator_->veto = VKTError("veto", 3);
     EXPECT_EQ(answerTo("http://h", "ad", VKTHTTPMethodGET, {})->error(), validator_->veto);
+    validator_->throws = true;
+    EXPECT_EQ(answerTo("http://h", "ad", VKTHTTPMethodGET, {})->error()->code(),
+              VKTAdRequestErrorValidatorFailed);
     EXPECT_TRUE(http_->requests().empty());
 }
 

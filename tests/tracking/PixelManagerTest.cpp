@@ -118,6 +118,16 @@ TEST_F(PixelManager, PixelIsTriedInEachPassUntilItsDateWhateverTheClockDoes) {
     }
 }
 
+TEST_F(PixelManager, WhatTheSessionThrowsConcernsOnePixelOnly) {
+    http_->setHandler([](const VKTURLRequest& request) {
+        if (request.url.absoluteString() == "http://h/2") throw std::runtime_error("of the session");
+        return VKTFakeHTTPAnswer::withStatus(200);
+    });
+    manager_->addPixels({pixelWithURL("http://h/1"), pixelWithURL("http://h/2"), pixelWithURL("http://h/3")});
+    waitForPass(*manager_);
+    EXPECT_EQ(urlsOf(store_->allPixels()), Texts{"http://h/2"});
+}
+
 TEST_F(PixelManager, FoldsWaitingPassesWithoutAHandlerOnly) {
     const auto http = std::make_shared<VKTFakeHTTPSession>(VKTFakeHTTPSession::Delivery::ByHand);
     const auto manager = managerOver(store_, http);

@@ -314,30 +314,39 @@ TEST_F(PixelStore, PixelsReadLateComeBehindAndGiveWayToChangesOfTheirIDs) {
     EXPECT_EQ(idsAfterRestart(store), (IDs{3, 4}));
 }
 
-// Adds a pixel while it takes the first changes.
-struct CallingBack : VKTPixelStoreChangesProviderProtocol {
+// Does something else before it takes the first changes.
+struct Distracted : VKTPixelStoreChangesProviderProtocol {
     std::optional<VKTPixels> loadPixels() override { return std::nullopt; }
     bool savePixels(const VKTPixels& /*pixels*/) override { return true; }
     [[nodiscard]] std::string pixelStoreKey() const override { return ""; }
     bool saveChanges(const VKTPixels& /*removed*/, const VKTPixels& added) override {
+        if (const auto first = std::exchange(doFirst, nullptr)) first();
         taken.insert(taken.end(), added.begin(), added.end());
-        if (auto* const called = std::exchange(store, nullptr)) called->addPixel(another);
         return true;
     }
 
-    VKTPixelStore* store = nullptr;
-    std::shared_ptr<VKTPixel> another;
+    std::function<void()> doFirst;
     VKTPixels taken;
 };
 
 TEST_F(PixelStore, AProviderMayAddWhileItTakesChanges) {
-    const auto provider = std::make_shared<CallingBack>();
+    const auto provider = std::make_shared<Distracted>();
     const auto store = VKTPixelStore::initWithProvider(provider);
-    provider->store = store.get();
-    provider->another = pixel(2);
+    provider->doFirst = [&] { store->addPixel(pixel(2)); };
     store->addPixel(pixel(1));
     store->saveChanges();
     store->saveChanges();
+    EXPECT_EQ(idsOf(provider->taken), (IDs{1, 2}));
+}
+
+TEST_F(PixelStore, AProviderThatThrowsIsHandedTheSameAgain) {
+    const auto provider = std::make_shared<Distracted>();
+    const auto store = VKTPixelStore::initWithProvider(provider);
+    provider->doFirst = [] { throw std::runtime_error("full"); };
+    store->addPixel(pixel(1));
+    EXPECT_FALSE(store->saveToDisk());
+    store->addPixel(pixel(2));
+    EXPECT_TRUE(store->saveToDisk());
     EXPECT_EQ(idsOf(provider->taken), (IDs{1, 2}));
 }
 

@@ -51,7 +51,10 @@ class TrackingFixture : public testing::Test,
         if (onEvent) onEvent(manager);
     }
 
-    bool savePixels(const VKTPixels& /*pixels*/) override { return ++saves > 0; }
+    bool savePixels(const VKTPixels& /*pixels*/) override {
+        if (onSave) onSave();
+        return ++saves > 0;
+    }
 
     static std::shared_ptr<VKTVASTTrackingEvent> event(std::string name, std::string_view url,
                                                        double seconds = -1,
@@ -75,6 +78,7 @@ class TrackingFixture : public testing::Test,
 
     Texts heard;  // "name count"
     std::function<void(VKTTrackingEventManager&)> onEvent;
+    std::function<void()> onSave;
     std::size_t saves = 0;
     std::shared_ptr<VKTPixelManager> pixelManager;
     const std::shared_ptr<int> owner_ = std::make_shared<int>();  // of the fixture as a collaborator

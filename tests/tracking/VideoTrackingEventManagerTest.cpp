@@ -102,6 +102,14 @@ TEST_F(VideoTrackingEventManager, ADelegateThatThrowsLosesNoPixel) {
     EXPECT_EQ(sent(), (Texts{"1", "http://m"}));
 }
 
+TEST_F(VideoTrackingEventManager, AProviderThatThrowsLosesNoPixel) {
+    const auto manager =
+        managerOf<Manager>({event("start", "http://0", 0), event("midpoint", "http://5", 5)});
+    onSave = [] { throw std::runtime_error("of the disk"); };
+    manager->playbackProgressedToTime(9, {});
+    EXPECT_EQ(sent(), (Texts{"1", "http://0", "http://5"}));
+}
+
 TEST_F(VideoTrackingEventManager, TheDelegateMayTrackAndLetGo) {
     auto manager = managerOf<Manager>({event("skip", "http://0", 0), event("start", "http://5", 5),
                                        event("progress", "http://9", 9), event("mute", "http://m")});

@@ -200,7 +200,10 @@ TEST_F(Viewability, ManagerReportsTheFirstSampleAndEveryChange) {
     EXPECT_EQ(heardIn(1), gone) << "the first sample after a start";
     doOnce_ = stop;
     EXPECT_EQ(heardIn(40), gone) << "also inside a callback; a stop there leaves both calls";
+    doOnce_ = [] { throw std::runtime_error("of the player"); };
     start();
+    EXPECT_EQ(heardIn(40), gone) << "what is thrown leaves both calls, and they are made once";
+    restart();
     doOnce_ = [this] { manager_.reset(); };
     EXPECT_EQ(heardIn(40), gone) << "let go inside the callback";
 }
