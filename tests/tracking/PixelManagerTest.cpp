@@ -22,6 +22,13 @@ struct RecordingProvider : VKTPixelStoreProvider {
     int savings = 0;
 };
 
+// The system has no thread for it.
+struct RefusingQueue : VKTSerialQueue {
+    void post(VKTTask /*task*/) override {}
+    [[nodiscard]] bool tryPost(VKTTask /*task*/) override { return false; }
+    [[nodiscard]] bool isCurrentThread() const override { return false; }
+};
+
 std::shared_ptr<VKTPixelManager> managerOver(const std::shared_ptr<VKTPixelStore>& store,
                                              const std::shared_ptr<VKTHTTPSession>& http) {
     return VKTPixelManager::initWithPixelStore(
@@ -126,6 +133,15 @@ TEST_F(PixelManager, WhatTheSessionThrowsConcernsOnePixelOnly) {
     manager_->addPixels({pixelWithURL("http://h/1"), pixelWithURL("http://h/2"), pixelWithURL("http://h/3")});
     waitForPass(*manager_);
     EXPECT_EQ(urlsOf(store_->allPixels()), Texts{"http://h/2"});
+}
+
+TEST_F(PixelManager, WhatAHandlerThrowsReachesNoCaller) {
+    VKTTestPlatform scarce = platformOfDifferingDraws();
+    scarce.platform.makeSerialQueue = [] { return std::make_unique<RefusingQueue>(); };
+    const VKTScopedPlatform scope(scarce.platform);
+    const auto manager = managerOver(store_, http_);
+    EXPECT_NO_THROW(
+        manager->callPixelsWithCompletionHandler([] { throw std::runtime_error("of the player"); }));
 }
 
 TEST_F(PixelManager, FoldsWaitingPassesWithoutAHandlerOnly) {

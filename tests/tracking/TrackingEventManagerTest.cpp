@@ -60,7 +60,10 @@ TEST_F(TrackingEventManager, MacrosAndVariablesAreFilledOrTheTemplateIsSent) {
         explicit OfURL(const VKTTrackingEventManager& other)
             : VKTTrackingEventManager(*VKTTrackingEventDefaultFactory::initWithEvents({}), other.macros(),
                                       nullptr, other.pixelManager()) {}
-        VKTReplacements macrosForURL(const VKTURL&) const override { return {{"U", "own"}}; }
+        VKTReplacements macrosForURL(const VKTURL& url) const override {
+            if (url.absoluteString().starts_with("http://throws/")) throw std::runtime_error("of a subclass");
+            return {{"U", "own"}};
+        }
         VKTReplacements variablesForURL(const VKTURL&) const override { return {{"${u}", "own"}}; }
     };
     const VKTReplacements ofManager{{"CB", "1"},      {"BRACE", "{x}"},    {"BRACKET", "[x]"},
@@ -77,6 +80,7 @@ TEST_F(TrackingEventManager, MacrosAndVariablesAreFilledOrTheTemplateIsSent) {
         {"http://h/[CB]%5bCB%5d%5BXY%5DCB", "http://h/[CB]%5bCB%5d%5BXY%5DCB"},
         {"http://h/%5BNEST%5D/%5BBRACKET%5D", "http://h/z/[x]"},
         {"http://h/%5BU%5D/$u/$v/abc/de/fg/plain", "http://h/own/$own/$w/axc/de/fg/plain"},
+        {"http://throws/%5BCB%5D%5BU%5D$u", "http://throws/1given$own"},
         {"http://h/%5BL%5D", "http://h/" + longValue},
         {"http://h/$l", "http://h/$" + longValue},
     };
