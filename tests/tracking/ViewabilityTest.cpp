@@ -246,6 +246,24 @@ TEST_F(Viewability, TrackingCountsTimeBetweenItsTicks) {
     EXPECT_EQ(heardIn(1), "v") << "a late tick counts by the clock";
 }
 
+TEST_F(Viewability, AHookThatThrowsLosesNoPixel) {
+    struct Hooked : VKTViewabilityTrackingEventManager {
+        Hooked(const VKTTrackingEventFactory& factory, std::shared_ptr<VKTPixelManager> pixels)
+            : VKTViewabilityTrackingEventManager(factory, {}, nullptr, std::move(pixels)) {}
+        VKTReplacements variablesForEvent(
+            const std::shared_ptr<VKTViewabilityTrackingEvent>& /*event*/) const override {
+            throw std::runtime_error("of a subclass");
+        }
+    };
+    const auto events =
+        VKTTrackingEventDefaultFactory::initWithEvents({std::make_shared<Event>("v", 0.5, 1)});
+    const auto hooked = std::make_shared<Hooked>(*events, pixelManager);
+    hooked->viewabilityUpdated(true, 1);
+    hooked->startViewabilityTracking();
+    heardIn(5);
+    EXPECT_EQ(sent(), (Texts{"1", "http://h/"}));
+}
+
 TEST_F(Viewability, TrackingObeysItsDelegateInsideTheCallback) {
     const auto track = [this] { tracking_->trackEvent("a", {}); };
     const auto reenter = [this] { tracking_->fireOrPostponeViewabilityPixels(1, true); };
