@@ -1,6 +1,5 @@
 #include "VKTCoreKit/tracking/VKTViewabilityManager.h"
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -15,10 +14,10 @@ bool isFinite(const VKTRect& rect) {
            std::isfinite(rect.height) && std::isfinite(rect.area());
 }
 
-// From 0 to 1; 0 for a view without area, and where a coordinate or the area is not finite.
+// 0 for a view without area, and where a coordinate or the area is not finite.
 double shareInside(const VKTRect& placed, const VKTRect& window) {
     if (!isFinite(placed) || !isFinite(window) || placed.area() <= 0) return 0;
-    return std::min(window.intersection(placed).area() / placed.area(), 1.0);  // rounding may go beyond
+    return window.intersection(placed).area() / placed.area();
 }
 
 }  // namespace

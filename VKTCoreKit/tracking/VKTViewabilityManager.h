@@ -11,8 +11,8 @@
 
 /// How a view lies in its window. All rectangles are null when (next to) nothing of it is inside.
 struct VKTViewabilityManagerViewStatus {
-    /// The share of the view's area inside, from 0 to 1; 0 for a view without area, and when the view's
-    /// frame, its area, the place where it stands or the window is infinite or not a number.
+    /// The share of the view's area inside, from 0 to 1 but for rounding; 0 for a view without area, and when
+    /// the view's frame, its area, the place where it stands or the window is infinite or not a number.
     double percentage = 0;
     VKTRect intersectionRect;  ///< the part inside, in the window's coordinates
     VKTRect unionRect;         ///< what window and view cover together, in the window's coordinates
