@@ -72,7 +72,8 @@ class Play : public testing::Test {
     }
 
     const DemoServerProcess server_;
-    const std::string store_ = testing::TempDir() + "vkt-play-" + std::to_string(getpid()) + ".store";
+    const VKTStoreFolder folder_;
+    const std::string store_ = folder_.path();
 };
 
 }  // namespace

@@ -74,7 +74,6 @@ const Foreign foreignFiles[] = {
     {"pipe", [](const auto& path, const auto&) { EXPECT_EQ(mkfifo(path.c_str(), 0666), 0); }},
 };
 
-const char* const readingCommands[] = {"pixels --store ", "privacy --store "};
 const char* const commands[] = {"pixels --store ",
                                 "pixels --send --store ",
                                 "privacy --store ",
@@ -124,7 +123,7 @@ TEST_F(StoreFile, WhatOnlyReadsChangesNothing) {
     std::filesystem::permissions(path_, std::filesystem::perms::owner_read);
     const auto before = folder();
     const auto time = std::filesystem::last_write_time(folder_);
-    for (const std::string command : readingCommands) {
+    for (const std::string command : {"pixels --store ", "privacy --store "}) {
         const Outcome outcome = run(command + path_);
         EXPECT_EQ(outcome.status, 0) << command;
         EXPECT_EQ(outcome.err, "") << command;
