@@ -16,6 +16,7 @@
 #include "VKTCoreKit/privacy/VKTLocationProvider.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 #include "VKTCoreKit/vast/VKTVASTManager.h"
+#include "tests/support/NoNewDescriptors.h"
 #include "tests/support/VKTRecordedLog.h"
 #include "tests/threads/Scarcity.h"
 
