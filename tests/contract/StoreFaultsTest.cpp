@@ -269,28 +269,6 @@ TEST_F(StoreFaults, AnotherProgramsLogIsNeverTouched) {
     EXPECT_TRUE(vkt_contentOf(folder_.path() + "-wal") == log);
 }
 
-TEST_F(StoreFaults, ANamedFileThatIsNoStoreIsRefusedAndLeftAsItIs) {
-    keep(std::string(9'000, 'x').c_str());
-    const std::string sound = vkt_contentOf(folder_.path());
-    std::string damaged = sound;
-    std::fill(damaged.begin() + 4096, damaged.end(), '\xFF');
-    const std::pair<const char*, std::string> cases[] = {{"text", "Dear store,\n"},
-                                                         {"cut", sound.substr(0, 5000)},
-                                                         {"damaged behind its first page", damaged}};
-    for (const auto& [name, content] : cases) {
-        for (const VKTStoreUse use : {VKTStoreToRead, VKTStoreToChange}) {
-            for (const std::string& file : filesThere())
-                std::filesystem::remove(folder_.folder() + "/" + file);
-            std::ofstream(folder_.path(), std::ios::binary) << content;
-            folder_.problems.clear();
-            EXPECT_FALSE(openNamed(use)) << name;
-            EXPECT_EQ(folder_.problems.size(), 1U) << name;
-            EXPECT_EQ(filesThere(), std::vector<std::string>{"store"}) << name;
-            EXPECT_TRUE(vkt_contentOf(folder_.path()) == content) << name;
-        }
-    }
-}
-
 TEST_F(StoreFaults, ANamedDatabaseIsKnownWhileItsFirstPageIsInTheLog) {
     const auto leaveWithLog = [this](const char* name) {
         const std::string path = folder_.folder() + "/" + name;

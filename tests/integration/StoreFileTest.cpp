@@ -69,6 +69,8 @@ const Foreign foreignFiles[] = {
      }},
     {"damaged from its first table on",
      [](const auto& path, const auto& store) { write(path, changed(store, firstTableOffset, 2000, -1)); }},
+    {"damaged behind its first page",
+     [](const auto& path, const auto& store) { write(path, changed(store, 4096, store.size() - 4096, -1)); }},
     {"cut off", [](const auto& path, const auto& store) { write(path, store.substr(0, 3000)); }},
     {"folder", [](const auto& path, const auto&) { std::filesystem::create_directory(path); }},
     {"pipe", [](const auto& path, const auto&) { EXPECT_EQ(mkfifo(path.c_str(), 0666), 0); }},
