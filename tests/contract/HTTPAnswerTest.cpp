@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 

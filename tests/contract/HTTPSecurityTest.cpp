@@ -2,8 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
+#include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
+#include "tests/support/VKTRawServer.h"
 #include "tests/support/VKTTLSServer.h"
 #include "tests/support/VKTTransferRecorder.h"
 
@@ -53,21 +56,17 @@ TEST(HTTPSecurity, TrustsNobodyElse) {
 }
 
 TEST(HTTPSecurity, HandshakesThatFail) {
-    const struct {
-        const char* name;
-        VKTTLSHandshake handshake;
-        VKTTimeInterval timeout;
-        VKTURLErrorCode code;
-    } cases[] = {{"hangs", VKTTLSHandshake::Hang, 200ms, VKTURLErrorTimedOut},
-                 {"closes", VKTTLSHandshake::Close, 10s, VKTURLErrorSecureConnectionFailed},
-                 {"plain HTTP", VKTTLSHandshake::PlainHTTP, 10s, VKTURLErrorSecureConnectionFailed}};
-    for (const auto& each : cases) {
-        const VKTTLSServer server(VKTTLSCertificate::Good, each.handshake);
-        VKTHTTPSessionOptions options;
-        options.CAFile = server.CAFile();
-        const auto outcome = fetchWith(options, server.url("/"), each.timeout);
-        EXPECT_EQ(outcome.code(), each.code) << each.name << ": " << outcome.text();
-        EXPECT_FALSE(outcome.response) << each.name;
+    const std::string plain = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nplain";
+    const std::tuple<const char*, VKTRawAnswer, VKTTimeInterval, VKTURLErrorCode> cases[] = {
+        {"hangs", {{}, VKTRawAnswer::Hang, 0ms, ""}, 200ms, VKTURLErrorTimedOut},
+        {"closes", {{}, VKTRawAnswer::Close, 0ms, ""}, 10s, VKTURLErrorSecureConnectionFailed},
+        {"plain HTTP", {{plain}, VKTRawAnswer::Close, 0ms, ""}, 10s, VKTURLErrorSecureConnectionFailed}};
+    for (const auto& [name, answer, timeout, code] : cases) {
+        const VKTRawServer server(answer);
+        const auto outcome =
+            fetchWith({}, vkt_replacingOccurrences(server.url(), "http:", "https:"), timeout);
+        EXPECT_EQ(outcome.code(), code) << name << ": " << outcome.text();
+        EXPECT_FALSE(outcome.response) << name;
     }
 }
 

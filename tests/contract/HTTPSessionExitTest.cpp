@@ -1,17 +1,15 @@
 // Leaving the process while requests are under way, and forking it.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
+#include <iostream>
 #include <set>
 #include <sstream>
 #include <string>
@@ -20,6 +18,7 @@
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
 #include "tests/support/VKTChildRun.h"
 #include "tests/support/VKTConnections.h"
+#include "tests/support/VKTForkedChild.h"
 #include "tests/support/VKTLoopbackServer.h"
 #include "tests/support/VKTTLSServer.h"
 #include "tests/support/VKTTransferRecorder.h"
@@ -32,12 +31,6 @@ extern "C" const char* __tsan_default_options() {  // NOLINT(bugprone-reserved-i
 }
 
 namespace {
-
-VKTURLRequest blockingRequestTo(const std::string& url) {
-    VKTURLRequest request = vkt_requestTo(url);
-    request.completesOnTransferThread = true;
-    return request;
-}
 
 std::shared_ptr<VKTHTTPSession> sessionTrusting(const std::string& CAFile) {
     VKTHTTPSessionOptions options;
@@ -59,7 +52,7 @@ class Traffic {
         for (int i = 0; i < 2; ++i) {
             std::thread([this] {
                 for (;;)
-                    vkt_fetch(*session_, blockingRequestTo(url_));
+                    vkt_fetch(*session_, vkt_blockingRequestTo(url_));
             }).detach();
         }
     }
@@ -99,7 +92,7 @@ void leave(const std::string& argument) {
     std::istringstream(argument) >> way >> number >> url >> CAFile;
     static HoldsASession destroyedAtExit;
     destroyedAtExit.session = sessionTrusting(CAFile);
-    vkt_fetch(*destroyedAtExit.session, blockingRequestTo(url));
+    vkt_fetch(*destroyedAtExit.session, vkt_blockingRequestTo(url));
     destroyedAtExit.session->dataTaskWithRequest(vkt_requestTo(url), [](auto, auto, auto) {})->resume();
     static auto* traffic = new Traffic(url, CAFile);
     std::atomic<int> calls = 0;
@@ -135,23 +128,12 @@ TEST(HTTPSessionExit, TheProcessMayBeLeftAtAnyMoment) {
 
 // Runs `body` in a forked child, and expects it to say that all was well, in time.
 void inForkedChild(const std::function<std::string()>& body) {
-    std::array<int, 2> ends{};
-    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-    const pid_t child = fork();
-    if (child == 0) {
+    EXPECT_TRUE(vkt_holdsInChild([&] {
         alarm(20);  // ends it when it hangs
         const std::string problem = body();
-        if (write(ends[1], problem.data(), problem.size()) < 0) _exit(2);
-        _exit(0);
-    }
-    close(ends[1]);
-    std::string problem(4096, '\0');
-    const ssize_t length = read(ends[0], problem.data(), problem.size());
-    close(ends[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(problem.substr(0, static_cast<std::size_t>(std::max<ssize_t>(length, 0))), "");
+        std::cerr << problem;
+        return problem.empty();
+    }));
 }
 
 class HTTPSessionFork : public testing::Test {
@@ -181,7 +163,7 @@ TEST_F(HTTPSessionFork, AChildIsToldThatTheSessionIsItsParents) {
     inForkedChild([&] {
         const std::string expected =
             "-1008 not available in a forked process (127.0.0.1): make a new session after fork";
-        for (const VKTURLRequest& request : {vkt_requestTo(url_), blockingRequestTo(url_)}) {
+        for (const VKTURLRequest& request : {vkt_requestTo(url_), vkt_blockingRequestTo(url_)}) {
             if (textOf(request) != expected) return textOf(request);
         }
         return std::string();
@@ -192,12 +174,13 @@ TEST_F(HTTPSessionFork, AChildMayMakeASessionOfItsOwn) {
     ASSERT_EQ(vkt_fetch(*session_, vkt_requestTo(url_)).text(), "");
     inForkedChild([&] {
         const auto own = vkt_makeCurlHTTPSession(options_);
-        return vkt_fetch(*own, vkt_requestTo(url_)).text() + vkt_fetch(*own, blockingRequestTo(url_)).text();
+        return vkt_fetch(*own, vkt_requestTo(url_)).text() +
+               vkt_fetch(*own, vkt_blockingRequestTo(url_)).text();
     });
 }
 
 TEST_F(HTTPSessionFork, TheParentsConnectionsOutliveTheChild) {
-    const std::array<VKTURLRequest, 2> requests = {vkt_requestTo(url_), blockingRequestTo(url_)};
+    const std::array<VKTURLRequest, 2> requests = {vkt_requestTo(url_), vkt_blockingRequestTo(url_)};
     for (const VKTURLRequest& request : requests)
         ASSERT_EQ(vkt_fetch(*session_, request).text(), "");
     const auto connections = vkt_connectionsTo(vkt_portOf(server_.url("")));
@@ -228,7 +211,7 @@ TEST(HTTPSessionExec, NoProgramInheritsADescriptor) {
         std::erase_if(before, [](const std::string& descriptor) { return !isOpen(descriptor); });
         const auto session = vkt_makeCurlHTTPSession();
         ASSERT_EQ(vkt_fetch(*session, vkt_requestTo(url)).code(), 0);
-        ASSERT_EQ(vkt_fetch(*session, blockingRequestTo(url)).code(), 0);
+        ASSERT_EQ(vkt_fetch(*session, vkt_blockingRequestTo(url)).code(), 0);
         int found = 0;
         for (const std::string& name : descriptors()) {
             if (before.contains(name) || !isOpen(name)) continue;

@@ -3,9 +3,6 @@
 #include <sys/resource.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -15,6 +12,7 @@
 #include "tests/support/VKTConnections.h"
 #include "tests/support/VKTLoopbackServer.h"
 #include "tests/support/VKTRawServer.h"
+#include "tests/support/VKTThreadNames.h"
 #include "tests/support/VKTTransferRecorder.h"
 
 using namespace std::chrono_literals;
@@ -121,27 +119,23 @@ TEST(HTTPSessionLimits, BlockingRequestsDoNotWaitForOthers) {
     std::vector<VKTTransferRecorder> recorders(2);
     resumed(*session, vkt_requestTo(silent.url(), 60s), recorders);
     waitForRequests(silent, 1);
-    VKTURLRequest blocking = vkt_requestTo(silent.url(), 50ms);
-    blocking.completesOnTransferThread = true;
-    EXPECT_EQ(vkt_fetch(*session, blocking).code(), VKTURLErrorTimedOut);
+    EXPECT_EQ(vkt_fetch(*session, vkt_blockingRequestTo(silent.url(), 50ms)).code(), VKTURLErrorTimedOut);
     EXPECT_EQ(silent.requestCount(), 2) << "it was sent";
 }
 
 TEST(HTTPSessionLimits, ConnectionsThatNobodyUsesAreClosed) {
     const std::string answer = "HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\nx";
     const VKTRawServer silent({{}, VKTRawAnswer::Hang});
-    struct Case {
+    const struct {
         const char* name;
         bool isBlocking;
         bool isSessionBusy;  // with another request
         VKTRawAnswer::Ending ending;
-    };
-    const std::vector<Case> cases = {
-        {"asynchronous", false, false, VKTRawAnswer::Hang},
-        {"blocking", true, false, VKTRawAnswer::Hang},
-        {"asynchronous, closed by the server", false, false, VKTRawAnswer::Close},
-        {"blocking, closed by the server", true, false, VKTRawAnswer::Close},
-        {"beside a request under way", false, true, VKTRawAnswer::Close}};
+    } cases[] = {{"asynchronous", false, false, VKTRawAnswer::Hang},
+                 {"blocking", true, false, VKTRawAnswer::Hang},
+                 {"asynchronous, closed by the server", false, false, VKTRawAnswer::Close},
+                 {"blocking, closed by the server", true, false, VKTRawAnswer::Close},
+                 {"beside a request under way", false, true, VKTRawAnswer::Close}};
     for (const auto& each : cases) {
         SCOPED_TRACE(each.name);
         const VKTRawServer server({{answer}, each.ending});
@@ -167,23 +161,12 @@ TEST(HTTPSessionLimits, ABlockingRequestFindsTheConnectionOfTheLastOne) {
     VKTLoopbackServer server;
     server.serve("/", "x");
     const auto session = vkt_makeCurlHTTPSession();
-    VKTURLRequest request = vkt_requestTo(server.url("/"));
-    request.completesOnTransferThread = true;
+    const VKTURLRequest request = vkt_blockingRequestTo(server.url("/"));
     ASSERT_EQ(vkt_fetch(*session, request).code(), 0);
     const auto before = vkt_connectionsTo(vkt_portOf(server.url("")));
     ASSERT_EQ(vkt_fetch(*session, request).code(), 0);
     EXPECT_EQ(before.size(), 1U);
     EXPECT_EQ(vkt_connectionsTo(vkt_portOf(server.url(""))), before);
-}
-
-std::set<std::string> threadNames() {
-    std::set<std::string> names;
-    for (const auto& each : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::string name;
-        std::getline(std::ifstream(each.path() / "comm"), name);
-        names.insert(name);
-    }
-    return names;
 }
 
 TEST(HTTPSessionLimits, ThreadsHaveTheNamesOfTheOptions) {
@@ -193,7 +176,7 @@ TEST(HTTPSessionLimits, ThreadsHaveTheNamesOfTheOptions) {
     options.deliveryThreadName = "ads-delivery-which-is-cut";
     const auto session = vkt_makeCurlHTTPSession(options);
     vkt_fetch(*session, vkt_requestTo(server.url("/")));
-    const auto names = threadNames();
+    const auto names = vkt_threadNames();
     EXPECT_TRUE(names.contains("ads-network"));
     EXPECT_TRUE(names.contains("ads-delivery-wh"));
 }

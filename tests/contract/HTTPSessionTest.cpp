@@ -209,8 +209,6 @@ TEST_F(CurlHTTPSession, RequestsThatCannotBeMade) {
 TEST_F(CurlHTTPSession, BadAnswers) {
     const std::string ok = "HTTP/1.1 200 OK\r\n";
     const std::string header = ok + "Content-Length: 100\r\n\r\n";
-    const std::string chunked = ok + "Transfer-Encoding: chunked\r\n\r\n";
-    const std::string gzip = ok + "Content-Encoding: gzip\r\nContent-Length: 8\r\n\r\n";
     std::vector<std::string> drops(40, "x");
     drops.front() = ok + "X-Drops: ";
     const struct {
@@ -225,9 +223,7 @@ TEST_F(CurlHTTPSession, BadAnswers) {
         {"closes in the body", {{header, "part"}}, VKTURLErrorNetworkConnectionLost, true},
         {"closes at once", {}, VKTURLErrorNetworkConnectionLost, false},
         {"resets in the body", {{header}, VKTRawAnswer::Reset, 10ms}, VKTURLErrorNetworkConnectionLost, true},
-        {"truncated chunks", {{chunked + "5\r\nhel"}}, VKTURLErrorNetworkConnectionLost, true},
-        {"no header", {{"<VAST version=\"3.0\"/>"}}, VKTURLErrorBadServerResponse, false},
-        {"not gzip", {{gzip + "not gzip"}}, VKTURLErrorBadServerResponse, true}};
+        {"no header", {{"<VAST version=\"3.0\"/>"}}, VKTURLErrorBadServerResponse, false}};
     for (const auto& each : cases) {
         const VKTRawServer server(each.answer);
         const auto outcome = vkt_fetch(*session_, vkt_requestTo(server.url(), 300ms));
@@ -274,13 +270,11 @@ TEST_F(CurlHTTPSession, SendsAgainWhatADeadConnectionLost) {
 TEST_F(CurlHTTPSession, DeliversOnOneThreadWhereABlockingRequestDoesNotHang) {
     server_.serve("/", "x");
     const VKTURLRequest request = vkt_requestTo(server_.url("/"));
-    VKTURLRequest blocking = request;
-    blocking.completesOnTransferThread = true;
     VKTData inner;
     VKTTransferRecorder outer;
     const auto task = session_->dataTaskWithRequest(
         request, [&, done = outer.completion()](auto data, auto response, auto error) {
-            inner = vkt_fetch(*session_, blocking).data;
+            inner = vkt_fetch(*session_, vkt_blockingRequestTo(server_.url("/"))).data;
             done(data, response, error);
         });
     task->resume();
@@ -293,10 +287,9 @@ TEST_F(CurlHTTPSession, DeliversOnOneThreadWhereABlockingRequestDoesNotHang) {
 TEST_F(CurlHTTPSession, BlockingRequestsEndWhenCancelledOrWithTheSession) {
     for (const bool endsSession : {false, true}) {
         const VKTRawServer silent({{}, VKTRawAnswer::Hang});
-        VKTURLRequest request = vkt_requestTo(silent.url());
-        request.completesOnTransferThread = true;
         VKTTransferRecorder recorder;
-        const auto task = session_->dataTaskWithRequest(request, recorder.completion());
+        const auto task =
+            session_->dataTaskWithRequest(vkt_blockingRequestTo(silent.url()), recorder.completion());
         std::thread waiter([&] { task->resume(); });
         while (silent.requestCount() == 0)
             std::this_thread::yield();

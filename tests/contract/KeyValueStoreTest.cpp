@@ -3,7 +3,6 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -12,6 +11,7 @@
 
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 #include "VKTCoreKit/platform/testing/VKTMemoryKeyValueStore.h"
+#include "tests/support/VKTForkedChild.h"
 #include "tests/support/VKTStoreFolder.h"
 
 namespace {

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <semaphore>
-#include <thread>
 
 #include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTNetlinkReachability.h"

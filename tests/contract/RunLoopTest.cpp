@@ -2,8 +2,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <latch>
 #include <string>
 #include <thread>
@@ -12,6 +10,7 @@
 #include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTThreadPool.h"
 #include "VKTCoreKit/platform/testing/VKTManualRunLoop.h"
+#include "tests/support/VKTThreadNames.h"
 
 using namespace std::chrono_literals;
 
@@ -205,16 +204,6 @@ TEST(ThreadPool, RunsAsManyAtOnceAsItHasThreads) {
     EXPECT_FALSE(isExceeded);
 }
 
-std::size_t threadsNamed(const std::string& name) {
-    std::size_t count = 0;
-    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::string own;
-        std::ifstream(thread.path() / "comm") >> own;
-        if (own == name) ++count;
-    }
-    return count;
-}
-
 TEST(ThreadPool, GivesAGroupThatWaitsAThreadBeyondItsLimitWhileThatIsNeeded) {
     constexpr std::size_t threads = 2;
     std::latch isFull(threads);
@@ -234,7 +223,7 @@ TEST(ThreadPool, GivesAGroupThatWaitsAThreadBeyondItsLimitWhileThatIsNeeded) {
     for (int i = 0; i < 3; ++i)
         EXPECT_TRUE(pool->tryPostInGroup([&] { othersHaveEnded.count_down(); }, &othersHaveEnded));
     othersHaveEnded.wait();
-    while (threadsNamed("vkt-groups") > threads)
+    while (vkt_threadNames().count("vkt-groups") > threads)
         std::this_thread::yield();
     EXPECT_EQ(greedy, threads);
     mayEnd.count_down();

@@ -18,6 +18,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "VKTCoreKit/platform/linux/VKTDuktapeExecutor.h"
@@ -115,30 +116,25 @@ TYPED_TEST(ScriptExecutorContract, HasTheLanguageAndNothingElse) {
 }
 
 TYPED_TEST(ScriptExecutorContract, EndsOnceWhenALimitIsPassedAndNamesIt) {
-    struct Case {
-        const char* script;
-        std::string end;
-        const char* limit;
-    };
     this->options_.messageLimit = 1000;
     this->options_.backlogLimit = 200;
-    for (const Case& each : {
-             Case{"var s = 'x'; for (;;) s += s;", "end 2", "::memoryLimit"},
-             Case{"try { var s = 'x'; for (;;) s += s; } catch (e) { s = null; }", "end 2", "::memoryLimit"},
-             Case{"postToHost(new Array(1002).join('x'))", "end 4", "::messageLimit"},
-             Case{"for (var i = 0; i < 5000; ++i) postToHost('')", "end 4", "::backlogLimit"},
-             Case{"for (var end = Date.now() + 200; Date.now() < end;);", "end 3", "::turnLimit"},
-         }) {
+    const std::tuple<const char*, std::string, const char*> cases[] = {
+        {"var s = 'x'; for (;;) s += s;", "end 2", "::memoryLimit"},
+        {"try { var s = 'x'; for (;;) s += s; } catch (e) { s = null; }", "end 2", "::memoryLimit"},
+        {"postToHost(new Array(1002).join('x'))", "end 4", "::messageLimit"},
+        {"for (var i = 0; i < 5000; ++i) postToHost('')", "end 4", "::backlogLimit"},
+        {"for (var end = Date.now() + 200; Date.now() < end;);", "end 3", "::turnLimit"}};
+    for (const auto& [script, end, limit] : cases) {
         this->log_.clear();
-        this->options_.turnLimit = each.end == "end 3" ? 5ms : 20s;
-        this->openAndEvaluate(each.script);
+        this->options_.turnLimit = end == "end 3" ? 5ms : 20s;
+        this->openAndEvaluate(script);
         this->world_->evaluate("postToHost('still here')", "after.js");
-        ASSERT_TRUE(this->runUntilLast(each.end)) << each.script << this->description_;
-        EXPECT_NE(this->description_.find(each.limit), std::string::npos) << this->description_;
+        ASSERT_TRUE(this->runUntilLast(end)) << script << this->description_;
+        EXPECT_NE(this->description_.find(limit), std::string::npos) << this->description_;
         this->world_->evaluate("postToHost('still here')", "later.js");
         this->loop_->drain();
-        EXPECT_EQ(this->log_.back(), each.end);
-        EXPECT_EQ(std::count(this->log_.begin(), this->log_.end(), "still here"), 0) << each.script;
+        EXPECT_EQ(this->log_.back(), end);
+        EXPECT_EQ(std::count(this->log_.begin(), this->log_.end(), "still here"), 0) << script;
     }
 }
 
@@ -207,31 +203,26 @@ TEST_F(ProcessScripts, EndlessTurnsEndByTheirTimeOrFromOutside) {
 }
 
 TEST_F(ProcessScripts, AnythingButItsOwnHostIsEndedAndToldAndNothingReplacesIt) {
-    struct Case {
-        std::string path;  // empty: a program that sends the bytes
-        const char* bytes;
-        std::string end;
-        const char* description;
-    };
     const std::string impostor = testing::TempDir() + "impostor-" + std::to_string(getpid());
-    for (const Case& each : {
-             Case{"/nowhere/vkt-script-host", "", "end 6", "/nowhere/vkt-script-host (No such file"},
-             Case{"/dev/null", "", "end 6", "/dev/null (Permission denied)"},
-             Case{"/bin/true", "", "end 6", "/bin/true ended with status 0 before it was ready"},
-             Case{"", R"(\1\0\0\0\0030)", "end 6", "version"},
-             Case{"", R"(\1\0\0\0\0031\377\377\377\377\6)", "end 4", "messageLimit"},
-             Case{"", R"(\1\0\0\0\0031\0\0\0\0\143)", "end 5", "nobody understands"},
-         }) {
-        if (each.path.empty()) {
-            std::ofstream(impostor) << "#!/bin/sh\nprintf '" << each.bytes << "' >&3\nread wait <&3\n";
+    // The host, or what an impostor in its place sends; the end, and a part of what is told of it.
+    const std::tuple<std::string, const char*, std::string, const char*> cases[] = {
+        {"/nowhere/vkt-script-host", "", "end 6", "/nowhere/vkt-script-host (No such file"},
+        {"/dev/null", "", "end 6", "/dev/null (Permission denied)"},
+        {"/bin/true", "", "end 6", "/bin/true ended with status 0 before it was ready"},
+        {"", R"(\1\0\0\0\0030)", "end 6", "version"},
+        {"", R"(\1\0\0\0\0031\377\377\377\377\6)", "end 4", "messageLimit"},
+        {"", R"(\1\0\0\0\0031\0\0\0\0\143)", "end 5", "nobody understands"}};
+    for (const auto& [path, bytes, end, description] : cases) {
+        if (path.empty()) {
+            std::ofstream(impostor) << "#!/bin/sh\nprintf '" << bytes << "' >&3\nread wait <&3\n";
             chmod(impostor.c_str(), S_IRWXU);
         }
-        options_.hostPath = each.path.empty() ? impostor : each.path;
+        options_.hostPath = path.empty() ? impostor : path;
         log_.clear();
         openAndEvaluate("postToHost('ran')");
         ASSERT_TRUE(runUntilLogged(1));
-        EXPECT_EQ(log_, Log{each.end});
-        EXPECT_NE(description_.find(each.description), std::string::npos) << description_;
+        EXPECT_EQ(log_, Log{end});
+        EXPECT_NE(description_.find(description), std::string::npos) << description_;
     }
     unlink(impostor.c_str());
 }
@@ -308,32 +299,28 @@ TEST_F(ProcessScripts, EndWithThePlayerEvenInAnEndlessTurn) {
 }
 
 TEST(ScriptFence, TheSystemEndsAProcessAtAnyOtherCall) {
-    struct Case {
-        const char* name;
-        std::array<long, 4> call;  // with its arguments
-        bool isAllowed;
-    };
-    for (const Case& each : {
-             Case{"clock_gettime", {SYS_clock_gettime, CLOCK_MONOTONIC, 0, 0}, true},
-             Case{"mmap", {SYS_mmap, 0, 4096, PROT_READ}, true},
-             Case{"mmap of code", {SYS_mmap, 0, 4096, PROT_READ | PROT_EXEC}, false},
-             Case{"read of another descriptor", {SYS_read, 0, 0, 0}, false},
-             Case{"openat", {SYS_openat, -100, 0, 0}, false},
-             Case{"socket", {SYS_socket, AF_INET, SOCK_STREAM, 0}, false},
-             Case{"clone", {SYS_clone, SIGCHLD, 0, 0}, false},
-             Case{"kill", {SYS_kill, 1, 0, 0}, false},
-             Case{"prctl", {SYS_prctl, PR_SET_DUMPABLE, 1, 0}, false},
-         }) {
+    const std::tuple<const char*, std::array<long, 4>, bool> calls[] = {
+        // with their arguments
+        {"clock_gettime", {SYS_clock_gettime, CLOCK_MONOTONIC, 0, 0}, true},
+        {"mmap", {SYS_mmap, 0, 4096, PROT_READ}, true},
+        {"mmap of code", {SYS_mmap, 0, 4096, PROT_READ | PROT_EXEC}, false},
+        {"read of another descriptor", {SYS_read, 0, 0, 0}, false},
+        {"openat", {SYS_openat, -100, 0, 0}, false},
+        {"socket", {SYS_socket, AF_INET, SOCK_STREAM, 0}, false},
+        {"clone", {SYS_clone, SIGCHLD, 0, 0}, false},
+        {"kill", {SYS_kill, 1, 0, 0}, false},
+        {"prctl", {SYS_prctl, PR_SET_DUMPABLE, 1, 0}, false}};
+    for (const auto& [name, call, isAllowed] : calls) {
         const pid_t process = fork();
         if (process == 0) {
             if (!vkt_limitSystemCalls()) _exit(EXIT_FAILURE);
-            syscall(each.call[0], each.call[1], each.call[2], each.call[3], 0, 0, 0);
+            syscall(call[0], call[1], call[2], call[3], 0, 0, 0);
             syscall(SYS_exit_group, EXIT_SUCCESS);
         }
         int status = 0;
         waitpid(process, &status, 0);
-        EXPECT_EQ(WIFSIGNALED(status) ? WTERMSIG(status) : 0, each.isAllowed ? 0 : SIGSYS) << each.name;
-        EXPECT_TRUE(!each.isAllowed || WEXITSTATUS(status) == EXIT_SUCCESS) << each.name;
+        EXPECT_EQ(WIFSIGNALED(status) ? WTERMSIG(status) : 0, isAllowed ? 0 : SIGSYS) << name;
+        EXPECT_TRUE(!isAllowed || WEXITSTATUS(status) == EXIT_SUCCESS) << name;
     }
 }
 

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <limits>
 #include <set>
 #include <thread>
@@ -17,6 +16,7 @@
 #include "VKTCoreKit/platform/linux/VKTSystemClock.h"
 #include "VKTCoreKit/platform/linux/VKTSystemRandom.h"
 #include "VKTCoreKit/platform/testing/VKTFixedRandomSource.h"
+#include "tests/support/VKTThreadNames.h"
 
 namespace {
 
@@ -145,21 +145,17 @@ TEST(Clock, SystemClockTellsTheTimeOfDay) {
     EXPECT_LT(std::chrono::abs(difference), std::chrono::seconds(5));
 }
 
-std::ptrdiff_t threadCount() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
-}
-
 TEST(Platform, StartsNoThreadBeforeItIsNeeded) {
     std::thread([] {}).join();  // a sanitizer may start a thread of its own with the first one
-    const auto before = threadCount();
+    const auto before = vkt_threadNames().size();
     {
         const VKTPlatform platform = vkt_makeDefaultPlatform();
         EXPECT_NE(platform.makeXMLEventReader("<a/>"), nullptr);
-        EXPECT_EQ(threadCount(), before);
+        EXPECT_EQ(vkt_threadNames().size(), before);
         platform.passbackPool->post([] {});
-        EXPECT_EQ(threadCount(), before + 1);
+        EXPECT_EQ(vkt_threadNames().size(), before + 1);
     }
-    EXPECT_EQ(threadCount(), before);
+    EXPECT_EQ(vkt_threadNames().size(), before);
 }
 
 TEST(Platform, MainLoopBelongsToTheMainThreadWhoeverMakesIt) {

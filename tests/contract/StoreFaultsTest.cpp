@@ -10,6 +10,7 @@
 #include <csignal>
 #include <thread>
 
+#include "tests/support/VKTForkedChild.h"
 #include "tests/support/VKTStoreFolder.h"
 
 namespace {
@@ -89,7 +90,7 @@ bool limitFiles(rlim_t size) {
 }
 
 TEST_F(StoreFaults, AFullDiskRefusesIsToldOnceAndForgetsNothing) {
-    const pid_t child = vkt_inChild([&] {
+    EXPECT_TRUE(vkt_holdsInChild([&] {
         auto store = folder_.open();
         const std::string big(200'000, 'x');
         bool isRight =
@@ -102,34 +103,30 @@ TEST_F(StoreFaults, AFullDiskRefusesIsToldOnceAndForgetsNothing) {
         isRight = isRight && limitFiles(RLIM_INFINITY) && store->setValueForKey(1, "m");
         store.reset();
         return isRight && hasTold("has taken what was kept in memory (1 change)");
-    });
-    EXPECT_EQ(vkt_statusOf(child), 0);
+    }));
     EXPECT_EQ(folder_.open()->valueForKey("k"), VKTValue(std::string(200'000, 'x')));
 }
 
 TEST_F(StoreFaults, AStoreOpenedOnAFullDiskReadsWhatIsThere) {
     keep("cached");
-    const pid_t child = vkt_inChild([&] {
+    EXPECT_TRUE(vkt_holdsInChild([&] {
         if (!limitFiles(0)) return false;
         const auto store = folder_.open();
         return store->readValueForKey("k").value == VKTValue("cached") &&
                store->readValueForKey("none").status == Status::Absent && !store->setValueForKey(1, "new") &&
                store->readValueForKey("new").value == VKTValue(1);
-    });
-    EXPECT_EQ(vkt_statusOf(child), 0);
+    }));
 }
 
 TEST_F(StoreFaults, AFullDiskDoesNotHideWhatStandsInALog) {
     keep("old");
     keepInLog("new");
-    EXPECT_EQ(vkt_statusOf(vkt_inChild([&] {
-                  return limitFiles(0) && folder_.open()->readValueForKey("k").value == VKTValue("new");
-              })),
-              0);
+    EXPECT_TRUE(vkt_holdsInChild(
+        [&] { return limitFiles(0) && folder_.open()->readValueForKey("k").value == VKTValue("new"); }));
 }
 
 TEST_F(StoreFaults, AValueWithoutRoomDoesNotKeepOthersFromTheFile) {
-    const pid_t child = vkt_inChild([&] {
+    EXPECT_TRUE(vkt_holdsInChild([&] {
         auto store = folder_.open();
         bool isRight = store->setValueForKey(1, "first") && limitFiles(0) &&
                        !store->setValueForKey(std::string(500'000, 'x'), "a") &&
@@ -137,8 +134,7 @@ TEST_F(StoreFaults, AValueWithoutRoomDoesNotKeepOthersFromTheFile) {
         store.reset();
         return isRight && hasTold("(1 change)") && limitFiles(RLIM_INFINITY) &&
                folder_.open()->valueForKey("b") == VKTValue("small");
-    });
-    EXPECT_EQ(vkt_statusOf(child), 0);
+    }));
 }
 
 TEST_F(StoreFaults, AReadOnlyFileIsReadWithItsLog) {
@@ -147,15 +143,14 @@ TEST_F(StoreFaults, AReadOnlyFileIsReadWithItsLog) {
     for (const std::string& file : filesThere())
         chmod((folder_.folder() + "/" + file).c_str(), 0444);
     chmod(folder_.folder().c_str(), 0555);
-    const pid_t child = vkt_inChild([&] {
+    EXPECT_TRUE(vkt_holdsInChild([&] {
         constexpr uid_t nobody = 65534;  // the rights of a file do not stop root
         if (geteuid() == 0 && setuid(nobody) != 0) return false;
         const auto store = folder_.open();
         return store->readValueForKey("k").value == VKTValue("cached") &&
                !store->setValueForKey("new", "k") && store->valueForKey("k") == VKTValue("new") &&
                hasTold("what it holds can be read");
-    });
-    EXPECT_EQ(vkt_statusOf(child), 0);
+    }));
     chmod(folder_.folder().c_str(), 0755);
 }
 
@@ -274,28 +269,6 @@ TEST_F(StoreFaults, AnotherProgramsLogIsNeverTouched) {
     EXPECT_TRUE(vkt_contentOf(folder_.path() + "-wal") == log);
 }
 
-TEST_F(StoreFaults, ANamedFileThatIsNoStoreIsRefusedAndLeftAsItIs) {
-    keep(std::string(9'000, 'x').c_str());
-    const std::string sound = vkt_contentOf(folder_.path());
-    std::string damaged = sound;
-    std::fill(damaged.begin() + 4096, damaged.end(), '\xFF');
-    const std::pair<const char*, std::string> cases[] = {{"text", "Dear store,\n"},
-                                                         {"cut", sound.substr(0, 5000)},
-                                                         {"damaged behind its first page", damaged}};
-    for (const auto& [name, content] : cases) {
-        for (const VKTStoreUse use : {VKTStoreToRead, VKTStoreToChange}) {
-            for (const std::string& file : filesThere())
-                std::filesystem::remove(folder_.folder() + "/" + file);
-            std::ofstream(folder_.path(), std::ios::binary) << content;
-            folder_.problems.clear();
-            EXPECT_FALSE(openNamed(use)) << name;
-            EXPECT_EQ(folder_.problems.size(), 1U) << name;
-            EXPECT_EQ(filesThere(), std::vector<std::string>{"store"}) << name;
-            EXPECT_TRUE(vkt_contentOf(folder_.path()) == content) << name;
-        }
-    }
-}
-
 TEST_F(StoreFaults, ANamedDatabaseIsKnownWhileItsFirstPageIsInTheLog) {
     const auto leaveWithLog = [this](const char* name) {
         const std::string path = folder_.folder() + "/" + name;
@@ -363,17 +336,14 @@ TEST_F(StoreFaults, ATableHasOneOwnerAmongProcessesWhichAForkedChildIsNot) {
     const auto isRefused = [&](const std::string& words) {
         return folder_.open()->openRecordTable("things", "1").refusal.find(words) != std::string::npos;
     };
-    const std::string owner = "process " + std::to_string(getpid()) + " uses them";
-    EXPECT_EQ(vkt_statusOf(vkt_inChild([&] { return isRefused("this process"); })), 0)
-        << "it has the parent's memory";
-    EXPECT_EQ(vkt_statusOf(vkt_inChild([&] {
-                  VKTStoreFolder();  // nothing of the parent's is used
-                  return !table->change({}, {"of a child"}) && !store->setValueForKey(1, "k") &&
-                         store->readValueForKey("k").status == Status::Unreadable;
-              })),
-              0);
+    EXPECT_TRUE(vkt_holdsInChild([&] { return isRefused("this process"); })) << "it has the parent's memory";
+    EXPECT_TRUE(vkt_holdsInChild([&] {
+        VKTStoreFolder();  // nothing of the parent's is used
+        return !table->change({}, {"of a child"}) && !store->setValueForKey(1, "k") &&
+               store->readValueForKey("k").status == Status::Unreadable;
+    }));
     table.reset();
-    EXPECT_EQ(vkt_statusOf(vkt_inChild([&] { return !store->openRecordTable("things", "1").table; })), 0);
+    EXPECT_TRUE(vkt_holdsInChild([&] { return !store->openRecordTable("things", "1").table; }));
     EXPECT_TRUE(store->openRecordTable("things", "1").table);
 }
 
@@ -388,26 +358,23 @@ TEST_F(StoreFaults, ATableHasOneOwnerHoweverItsPathIsSpelled) {
 }
 
 TEST_F(StoreFaults, NobodyBecomesOwnerWhoCannotSeeWhoIs) {
-    EXPECT_EQ(vkt_statusOf(vkt_inChild([&] {
-                  const auto store = folder_.open();
-                  const rlimit noneMore{0, 1024};
-                  return setrlimit(RLIMIT_NOFILE, &noneMore) == 0 &&
-                         store->openRecordTable("things", "1").refusal.find("Too many open files") !=
-                             std::string::npos;
-              })),
-              0);
+    EXPECT_TRUE(vkt_holdsInChild([&] {
+        const auto store = folder_.open();
+        const rlimit noneMore{0, 1024};
+        return setrlimit(RLIMIT_NOFILE, &noneMore) == 0 &&
+               store->openRecordTable("things", "1").refusal.find("Too many open files") != std::string::npos;
+    }));
 }
 
 TEST_F(StoreFaults, ChangesOfATableThatTheFileDidNotTakeCanBeMadeLater) {
-    const pid_t child = vkt_inChild([&] {
+    EXPECT_TRUE(vkt_holdsInChild([&] {
         const auto store = folder_.open();
         const auto table = store->openRecordTable("things", "1").table;
         const std::string big(100'000, 'x');
         return limitFiles(150'000) && table->change({}, {"small"}) && !table->change({1}, {big, big}) &&
                table->records()->size() == 1 && limitFiles(RLIM_INFINITY) && table->change({1}, {big, big}) &&
                table->records()->size() == 2;
-    });
-    EXPECT_EQ(vkt_statusOf(child), 0);
+    }));
 }
 
 }  // namespace

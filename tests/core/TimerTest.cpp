@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "tests/support/VKTRecordedLog.h"
 
@@ -72,15 +71,10 @@ TEST_F(Timer, StopEndsEveryState) {
     test_.mainRunLoop->drain();
     EXPECT_EQ(ticks_, 0);
     EXPECT_EQ(stops_, 2);
-    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
-    testing::internal::CaptureStdout();
     timer_->start();
     const std::string ID = std::to_string(timer_->ID());
-    timer_.reset();
-    const std::string log = testing::internal::GetCapturedStdout();
-    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
-    EXPECT_NE(log.find("Warning: VKTTimer instance " + ID + "ld is being deallocated while running!"),
-              log.npos);
+    EXPECT_EQ(vkt_debugLogOf([&] { timer_.reset(); }),
+              "Warning: VKTTimer instance " + ID + "ld is being deallocated while running!\n");
     test_.mainRunLoop->advance(2s);
     EXPECT_EQ(ticks_, 0);
     EXPECT_EQ(stops_, 3);

@@ -1,15 +1,14 @@
 // "vkt config" and "vkt log" against "vkt serve": the last good configuration outlives every bad answer, and
 // a record arrives at the collector as it was shown.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "tests/integration/DemoServerProcess.h"
 #include "tests/integration/ToolRun.h"
+#include "tests/support/VKTStoreFolder.h"
 
 namespace {
 
@@ -19,11 +18,8 @@ constexpr const char* deadURL = "http://127.0.0.1:1/";
 
 class ConfigLog : public testing::Test {
   protected:
-    void SetUp() override { std::filesystem::create_directory(folder_); }
-    void TearDown() override { std::filesystem::remove_all(folder_); }
-
     [[nodiscard]] Outcome config(const std::string& path, const std::string& arguments = "") const {
-        const std::string options = " --json --site 7 --store " + folder_ + "/store ";
+        const std::string options = " --json --site 7 --store " + folder_.path() + " ";
         return runTool("config " + server_.url(path) + options + arguments);
     }
     [[nodiscard]] std::vector<VKTDictionary> deliveries() const {
@@ -31,7 +27,7 @@ class ConfigLog : public testing::Test {
     }
 
     const DemoServerProcess server_;
-    const std::string folder_ = testing::TempDir() + "vkt-config-" + std::to_string(getpid());
+    const VKTStoreFolder folder_;
 };
 
 }  // namespace

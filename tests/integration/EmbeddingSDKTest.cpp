@@ -1,13 +1,12 @@
 // The example of an embedding SDK, run as its users would.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <filesystem>
 
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "tests/integration/ToolRun.h"
 #include "tests/support/VKTLoopbackServer.h"
+#include "tests/support/VKTStoreFolder.h"
 
 namespace {
 
@@ -47,23 +46,22 @@ void expireCachedCopy(const std::string& path) {
 }
 
 TEST(EmbeddingSDK, StartsFromTheServiceAndThenFromItsCacheWhateverTheServiceSays) {
-    const std::filesystem::path folder = testing::TempDir() + "vkt-sdk-" + std::to_string(getpid());
-    std::filesystem::create_directory(folder);
-    const std::string store = folder / "store";
+    const VKTStoreFolder folder;
     const Service service;
-    const auto start = [&] { return runProgram(VKT_EMBEDDING_SDK, service.server.url("") + " 42 " + store); };
+    const auto start = [&] {
+        return runProgram(VKT_EMBEDDING_SDK, service.server.url("") + " 42 " + folder.path());
+    };
 
     const Outcome first = start();
     EXPECT_EQ(first.status, 0);
     EXPECT_EQ(first.err, "");
     EXPECT_EQ(first.out.substr(0, first.out.find("user")),
               "log sent\nsite 42, network 7\nad server https://ads.example/\nparameter format=tv\n");
-    expireCachedCopy(store);
+    expireCachedCopy(folder.path());
     const Outcome next = start();
     EXPECT_EQ(next.status, 0) << next.err;
     EXPECT_EQ(next.out, first.out) << "the same configuration, the same user";
     EXPECT_EQ(service.logs, 2);
-    std::filesystem::remove_all(folder);
 }
 
 }  // namespace

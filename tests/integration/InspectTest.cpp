@@ -4,7 +4,6 @@
 #include <fstream>
 #include <string>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTText.h"

@@ -3,9 +3,9 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <fstream>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -73,7 +73,8 @@ class Play : public testing::Test {
     }
 
     const DemoServerProcess server_;
-    const std::string store_ = testing::TempDir() + "vkt-play-" + std::to_string(getpid()) + ".store";
+    const VKTStoreFolder folder_;
+    const std::string store_ = folder_.path();
 };
 
 }  // namespace
@@ -108,16 +109,11 @@ TEST_F(Play, DeliversEveryPixelOfAChainExactlyOnce) {
 }
 
 TEST_F(Play, ChangesTheTimelineAsTheViewerActs) {
-    struct Case {
-        std::string arguments;
-        std::string timeline;
-        std::string note;
-    };
     const std::string begin = "0 impression|0 creativeView|0 loaded|0 start|";
     const std::string rest =
         "3.5 progress|3.75 firstQuartile|6 progress|7.5 midpoint|11.25 thirdQuartile|15 complete";
     const std::string early = "vkt: note: the ad is not skippable before 5 s; it is skipped all the same\n";
-    const std::vector<Case> cases{
+    const std::tuple<const char*, std::string, std::string> cases[] = {
         {"", begin + "2.25 viewable|" + rest, ""},
         {"--mute-at 1 --skip-at 2", begin + "1 mute|2 skip|2 notviewable", early},
         {"--skip-at 0.1", begin + "0.1 skip|0.1 viewundetermined", early},
@@ -129,34 +125,28 @@ TEST_F(Play, ChangesTheTimelineAsTheViewerActs) {
         {"--click-at 15", begin + "2.25 viewable|" + rest,
          "vkt: note: --click-at 15 s is beyond the end of the ad and does nothing\n"},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.arguments);
-        const Outcome outcome = play("/inline", each.arguments);
-        EXPECT_EQ(timelineOf(firstAdOf(parsed(outcome.out))), each.timeline);
-        EXPECT_EQ(outcome.err, each.note);
+    for (const auto& [arguments, timeline, note] : cases) {
+        SCOPED_TRACE(arguments);
+        const Outcome outcome = play("/inline", arguments);
+        EXPECT_EQ(timelineOf(firstAdOf(parsed(outcome.out))), timeline);
+        EXPECT_EQ(outcome.err, note);
     }
 }
 
 TEST_F(Play, CallsTheErrorPixelsOfWhatCannotBePlayed) {
-    struct Case {
-        std::string path;
-        std::string arguments;
-        int status;
-        std::string pixel;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<const char*, const char*, int, const char*> cases[] = {
         {"/passback", "", 0, "/pixel/leads-nowhere/error?code=303&cb="},
         {"/empty-error", "", 1, "/pixel/none/error?code=303&cb="},
         {"/pod-broken/2", "", 0, "/pixel/pod-2/error?code=401&cb="},
         {"/inline", "--fail 1", 1, "/pixel/inline/error?code=400&cb="},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.path);
-        EXPECT_EQ(play(each.path, each.arguments).status, each.status);
+    for (const auto& [path, arguments, status, pixel] : cases) {
+        SCOPED_TRACE(path);
+        EXPECT_EQ(play(path, arguments).status, status);
         int count = 0;
         for (const VKTDictionary& hit : server_.takePixels()) {
             const std::string target = textOf(hit, "path") + "?" + textOf(hit, "query");
-            if (target.starts_with(each.pixel) && target.find('[') == std::string::npos) ++count;
+            if (target.starts_with(pixel) && target.find('[') == std::string::npos) ++count;
         }
         EXPECT_EQ(count, 1);
     }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "tests/integration/ToolRun.h"
+#include "tests/support/VKTStoreFolder.h"
 
 namespace {
 
@@ -92,35 +93,32 @@ TEST(Privacy, ReportsEachDecisionWithItsRule) {
 }
 
 TEST(Privacy, KeepsSignalsAndTheTransientIDInTheStore) {
-    const std::string folder = testing::TempDir() + "vkt-privacy-" + std::to_string(getpid());
-    const std::string file = folder + "/store";
-    const std::string command = "privacy --json --store ";
-    std::filesystem::create_directory(folder);
-    const VKTDictionary first = parsed(runTool(command + file + set("IABTCF_gdprApplies", "int:1")).out);
+    const VKTStoreFolder folder;
+    const std::string command = "privacy --json --store " + folder.path();
+    const VKTDictionary first = parsed(runTool(command + set("IABTCF_gdprApplies", "int:1")).out);
     EXPECT_EQ(textAt(first, "identity.type"), "2");
     EXPECT_EQ(textAt(first, "identity.identity"), textAt(first, "identity.transientId"));
     EXPECT_EQ(valueOf(first, "canSendIDs"), VKTValue(false));
-    EXPECT_EQ(parsed(runTool(command + file).out), first) << "the next run";
-
-    std::filesystem::remove_all(folder);
+    EXPECT_EQ(parsed(runTool(command).out), first) << "the next run";
 }
 
 // Changes one letter of what is stored under a key, in the file that holds it.
 bool spoilRecord(const std::string& path, const std::string& key) {
-    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
-    const std::string content{std::istreambuf_iterator<char>(file), {}};
+    std::string content = vkt_contentOf(path);
     for (std::size_t place = content.find(key); place != std::string::npos;
          place = content.find(key, place + 1)) {
         const std::size_t archive = content.find("VKTKeyValueStore", place);
         if (archive == std::string::npos || archive > place + key.size() + 40) continue;
-        file.seekp(static_cast<std::streamoff>(archive)).put('X');
+        content[archive] = 'X';
+        std::ofstream(path, std::ios::binary) << content;
         return true;
     }
     return false;
 }
 
 TEST(Privacy, RefusesWhereASignalCannotBeRead) {
-    const std::string file = testing::TempDir() + "vkt-privacy-rot-" + std::to_string(getpid());
+    const VKTStoreFolder folder;
+    const std::string file = folder.path();
     const std::string GPPWithSections =
         GPP + set("IABGPP_GppSID", "string:2_6") + set("IABGPP_2_String", "string:CO") +
         set("IABGPP_6_String", "string:1YN-") + set("IABGPP_TCFEU2_PurposesConsent", "string:1101001001") +
@@ -162,7 +160,6 @@ TEST(Privacy, RefusesWhereASignalCannotBeRead) {
         ASSERT_FALSE(warnings.empty());
         EXPECT_TRUE(warnings.front().asString()->starts_with(key + " cannot be read")) << outcome.out;
     }
-    std::filesystem::remove(file);
 }
 
 TEST(Privacy, RefusesWhatIsNoSetting) {

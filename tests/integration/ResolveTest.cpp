@@ -11,6 +11,7 @@
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "tests/integration/ToolRun.h"
+#include "tests/support/VASTTexts.h"
 #include "tests/support/VKTLoopbackServer.h"
 #include "tests/support/VKTRawServer.h"
 
@@ -37,24 +38,6 @@ Texts errorsOf(const VKTDictionary& report) {
 
 std::string lastLineOf(const std::string& text) {
     return std::string(vkt_split(vkt_trimmed(text), '\n').back());
-}
-
-std::string vast(const std::string& ads) {
-    return "<VAST version=\"3.0\">" + ads + "</VAST>";
-}
-std::string wrapperTo(const std::string& url, const std::string& attributes = "") {
-    return "<Ad " + attributes +
-           "><Wrapper><AdSystem>s</AdSystem><AdTitle>t</AdTitle><Error>http://ads.test/e</Error>"
-           "<VASTAdTagURI><![CDATA[" +
-           url + "]]></VASTAdTagURI></Wrapper></Ad>";
-}
-std::string inlineAd(const std::string& content = "") {
-    return "<Ad id=\"a\"><InLine><AdSystem>s</AdSystem><AdTitle>t</AdTitle>" + content +
-           "<Creatives><Creative><UniversalAdId "
-           "idRegistry=\"r\">v</UniversalAdId><Linear><Duration>00:00:05</Duration><TrackingEvents>"
-           "<Tracking event=\"start\">http://ads.test/s</Tracking></TrackingEvents><MediaFiles><MediaFile "
-           "type=\"video/mp4\">http://ads.test/a.mp4</MediaFile></MediaFiles></Linear></Creative></"
-           "Creatives></InLine></Ad>";
 }
 
 }  // namespace
@@ -170,7 +153,8 @@ TEST(Resolve, ReportsEveryFieldAndFillsMacros) {
     VKTLoopbackServer server;
     server.serve(
         "/next",
-        vast(inlineAd("<Extensions><Extension><sort rank=\"2\"/></Extension></Extensions><AdVerifications>"
+        vast(inlineAd("a",
+                      "<Extensions><Extension><sort rank=\"2\"/></Extension></Extensions><AdVerifications>"
                       "<Verification vendor=\"v\"><JavaScriptResource>http://ads.test/j</JavaScriptResource>"
                       "</Verification></AdVerifications>")));
     const Outcome outcome =

@@ -69,12 +69,13 @@ const Foreign foreignFiles[] = {
      }},
     {"damaged from its first table on",
      [](const auto& path, const auto& store) { write(path, changed(store, firstTableOffset, 2000, -1)); }},
+    {"damaged behind its first page",
+     [](const auto& path, const auto& store) { write(path, changed(store, 4096, store.size() - 4096, -1)); }},
     {"cut off", [](const auto& path, const auto& store) { write(path, store.substr(0, 3000)); }},
     {"folder", [](const auto& path, const auto&) { std::filesystem::create_directory(path); }},
     {"pipe", [](const auto& path, const auto&) { EXPECT_EQ(mkfifo(path.c_str(), 0666), 0); }},
 };
 
-const char* const readingCommands[] = {"pixels --store ", "privacy --store "};
 const char* const commands[] = {"pixels --store ",
                                 "pixels --send --store ",
                                 "privacy --store ",
@@ -124,7 +125,7 @@ TEST_F(StoreFile, WhatOnlyReadsChangesNothing) {
     std::filesystem::permissions(path_, std::filesystem::perms::owner_read);
     const auto before = folder();
     const auto time = std::filesystem::last_write_time(folder_);
-    for (const std::string command : readingCommands) {
+    for (const std::string command : {"pixels --store ", "privacy --store "}) {
         const Outcome outcome = run(command + path_);
         EXPECT_EQ(outcome.status, 0) << command;
         EXPECT_EQ(outcome.err, "") << command;

@@ -4,8 +4,6 @@
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <netdb.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <array>
 #include <atomic>
@@ -14,6 +12,7 @@
 #include <thread>
 
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
+#include "tests/support/NoNewDescriptors.h"
 #include "tests/support/VKTRawServer.h"
 #include "tests/support/VKTTransferRecorder.h"
 
@@ -114,32 +113,13 @@ TEST(HTTPNetwork, TheEnvironmentHasNoSay) {
     EXPECT_EQ(proxy.requestCount(), 1) << "http_proxy was obeyed";
 }
 
-// No descriptor can be opened while it lives.
-class DescriptorShortage {
-  public:
-    DescriptorShortage() {
-        getrlimit(RLIMIT_NOFILE, &before_);
-        const int lowestFree = dup(STDIN_FILENO);
-        close(lowestFree);
-        rlimit now = before_;
-        now.rlim_cur = static_cast<rlim_t>(lowestFree);
-        setrlimit(RLIMIT_NOFILE, &now);
-    }
-    ~DescriptorShortage() { setrlimit(RLIMIT_NOFILE, &before_); }
-    DescriptorShortage(const DescriptorShortage&) = delete;
-    DescriptorShortage& operator=(const DescriptorShortage&) = delete;
-
-  private:
-    rlimit before_{};
-};
-
 TEST(HTTPNetwork, TooManyOpenFilesAreNotTheHostsFault) {
     const VKTRawServer server({{"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"}});
     const std::string refusing = VKTRawServer::refusingURL();
     const auto session = vkt_makeCurlHTTPSession();
     // The session has what it needs for itself.
     ASSERT_EQ(vkt_fetch(*session, vkt_requestTo(server.url("/"))).text(), "");
-    const DescriptorShortage shortage;
+    const NoNewDescriptors none;
     for (const std::string& url : {refusing, std::string("http://no-such-host.invalid/")}) {
         const auto outcome = vkt_fetch(*session, vkt_requestTo(url));
         EXPECT_EQ(outcome.code(), VKTURLErrorCannotConnectToHost);
@@ -149,8 +129,7 @@ TEST(HTTPNetwork, TooManyOpenFilesAreNotTheHostsFault) {
 
 TEST(HTTPNetwork, AResolverThatHangsIsLeftBehind) {
     const auto session = vkt_makeCurlHTTPSession();
-    VKTURLRequest request = vkt_requestTo("http://slow.example/", std::chrono::hours(1));
-    request.completesOnTransferThread = true;
+    const VKTURLRequest request = vkt_blockingRequestTo("http://slow.example/", std::chrono::hours(1));
     VKTTransferRecorder recorder;
     const auto task = session->dataTaskWithRequest(request, recorder.completion());
     hangs = true;

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <thread>
 
-#include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/omruntime/AdSession.h"
 #include "VKTCoreKit/omruntime/EmbeddedServiceScript.h"
@@ -428,11 +427,7 @@ TEST_F(Sessions, AServiceScriptThatIsGarbageOrDeafIsOverAfterASecond) {
 
 TEST_F(Sessions, TheFirstFailureOfAScriptIsLoggedAndAllAreObserved) {
     serve("bad", "for (var i = 0; i < 3; ++i) setTimeout('no function');");
-    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
-    testing::internal::CaptureStdout();
-    begin({"bad"});
-    const std::string logged = testing::internal::GetCapturedStdout();
-    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
+    const std::string logged = vkt_debugLogOf([&] { begin({"bad"}); });
     EXPECT_EQ(failures().size(), 3U);
     const auto line = logged.find("Verification script of vendor bad, http://h/bad: setTimeout: a function");
     EXPECT_NE(line, std::string::npos) << logged;

@@ -4,12 +4,12 @@
 #include <future>
 #include <tuple>
 
-#include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/omruntime/SDK.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManager.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerDefaultAdSession.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerDefaultProvider.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+#include "tests/support/VKTRecordedLog.h"
 
 namespace {
 
@@ -37,19 +37,6 @@ omid3p.registerSessionObserver(tell, "v");
 
 VKTURL urlOf(const std::string& text) {
     return *VKTURL::URLWithString(text);
-}
-
-// The lines that are logged at debug level while the action runs, without their beginnings.
-std::string logOf(const std::function<void()>& action) {
-    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
-    testing::internal::CaptureStdout();
-    action();
-    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
-    const std::string text = testing::internal::GetCapturedStdout(), mark = "VKTCoreKit[DEBUG] ";
-    std::string log;
-    for (const std::string_view line : vkt_split(text, '\n'))
-        if (!line.empty()) log.append(line.substr(line.find(mark) + mark.size())) += '\n';
-    return log;
 }
 
 struct Listener : VKTScriptDownloaderDelegate {
@@ -194,7 +181,7 @@ TEST_F(OpenMeasurement, TheLibraryDownloadsOnceAtATimeAndKeepsItsScriptAfterAFai
     library->refreshJSLibrary();
     library->refreshJSLibrary();
     EXPECT_EQ(
-        logOf([&] { test_.mainRunLoop->drain(); }),
+        vkt_debugLogOf([&] { test_.mainRunLoop->drain(); }),
         "Failed to download Open Measurement library with error: The downloaded script is empty or invalid!\n"
         "Open Measurement library did download successfully\n"
         "Failed to download Open Measurement library with error: scripted error\n");
@@ -235,14 +222,14 @@ TEST_F(OpenMeasurement, ASessionNeedsTheLibraryAndOneScriptDrawnStandsForAllInTh
     const auto request = [&] {
         EXPECT_EQ(manager_->sessionWithView(nullptr, true, scripts), runtime_->session);
     };
-    EXPECT_EQ(logOf(request),
+    EXPECT_EQ(vkt_debugLogOf(request),
               "Open Measurement library did download successfully\n"
               "Can't create Open Measurement session because the OM JS library is not ready!\n");
     for (int i = 0; i < 2; ++i)
-        EXPECT_EQ(logOf(request), "Unable to start Open Measurement session with view: refused\n");
+        EXPECT_EQ(vkt_debugLogOf(request), "Unable to start Open Measurement session with view: refused\n");
     EXPECT_EQ(manager_->sessionWithView(nullptr, true, {}), nullptr);
     runtime_->session = session;
-    EXPECT_EQ(logOf(request), "");
+    EXPECT_EQ(vkt_debugLogOf(request), "");
     manager_->updateLastActivity();
     provider_->updateLastActivity();
     EXPECT_EQ(sdk_.lastActivity(), test_.clock->now());
@@ -278,10 +265,10 @@ TEST_F(OpenMeasurement, EachCallOfASessionBecomesItsEventAndALogLine) {
         add(purpose, "overlay");
     session->removeFriendlyObstruction(views[2]);
     const std::string noReason = "Cannot add friendly obstruction because of empty detailed reason!\n";
-    EXPECT_EQ(logOf([&] { add(0, ""), add(0, {}); }), noReason + noReason);
+    EXPECT_EQ(vkt_debugLogOf([&] { add(0, ""), add(0, {}); }), noReason + noReason);
     const auto expect = [&](const std::string& line, const std::string& events, auto call,
                             auto... arguments) {
-        const std::string log = logOf([&] { std::invoke(call, *session, arguments...); });
+        const std::string log = vkt_debugLogOf([&] { std::invoke(call, *session, arguments...); });
         EXPECT_EQ(log + told(), "Open Measurement " + line + " logged\n/" + events);
     };
     using S = Session;
@@ -307,7 +294,7 @@ TEST_F(OpenMeasurement, EachCallOfASessionBecomesItsEventAndALogLine) {
 
 TEST_F(OpenMeasurement, NoScriptIsLostOverItsVendorAndDisplayAdsHaveNoVideoEvents) {
     std::shared_ptr<Session> display;
-    EXPECT_EQ(logOf([&] {
+    EXPECT_EQ(vkt_debugLogOf([&] {
                   display = makeSession({{urlOf("http://h/s"), "", "p"}, {{}, "v", "p"}}, false);
                   display->videoEventMidpointOccurred();
               }),
@@ -330,7 +317,7 @@ TEST_F(OpenMeasurement, NoScriptIsLostOverItsVendorAndDisplayAdsHaveNoVideoEvent
 TEST_F(OpenMeasurement, WhatTheRuntimeRefusesIsLoggedWithItsError) {
     const auto session = makeSession({}, true);
     std::optional<VKTError> error;
-    std::string log = logOf([&] {
+    std::string log = vkt_debugLogOf([&] {
         EXPECT_FALSE(provider_->sessionWithView(view_, "", {}, true, &error));
         const auto second = VKTOpenMeasurementManagerDefaultAdSession::initWithSession(
             static_cast<VKTOpenMeasurementManagerDefaultAdSession&>(*session).session(), true);

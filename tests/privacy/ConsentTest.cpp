@@ -4,12 +4,12 @@
 #include <set>
 #include <unordered_set>
 
-#include "VKTCoreKit/core/VKTLogDefaultOutput.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "VKTCoreKit/privacy/VKTConsentSignals.h"
 #include "VKTCoreKit/privacy/VKTGPPString.h"
 #include "VKTCoreKit/privacy/VKTIdentity.h"
 #include "tests/support/FastestRun.h"
+#include "tests/support/VKTRecordedLog.h"
 
 namespace {
 
@@ -233,12 +233,6 @@ TEST_F(UnreadableConsent, ALegacyStringDoesNotStandInForAnUnreadableOne) {
     EXPECT_EQ(brokenIdentity->gdprConsentString(), std::nullopt);
 }
 
-struct AllErrors : VKTLogDataSource {
-    bool logShouldLogMessageWithLevel(const VKTLog& /*logger*/, VKTLogLevel level) override {
-        return level == VKTLogLevelError;
-    }
-};
-
 TEST_F(Consent, TCFStringIsJudgedByFormAndFirstCharacter) {
     const std::string longString = "C" + std::string(100'000, 'x');
     // String, version, whether an error is logged.
@@ -248,21 +242,16 @@ TEST_F(Consent, TCFStringIsJudgedByFormAndFirstCharacter) {
         {"CO==", -1, true},          {"C+", -1, true},  {"C/", -1, true},
         {" CO", -1, true},           {"CÖ", -1, true},  {longString, 2, false},
         {longString + "=", -1, true}};
-    VKTLog::sharedInstance()->setDataSource(std::make_shared<AllErrors>());
+    VKTRecordedLog log;
     for (const auto& [text, version, isLogged] : strings) {
-        testing::internal::CaptureStdout();
         const auto string = VKTTCFString::initWithTCFString(text);
-        const std::string log = testing::internal::GetCapturedStdout();
         EXPECT_EQ(string.version(), version) << text;
         EXPECT_EQ(string.isValid(), version != -1) << text;
-        const std::string message =
-            "Consent string '" + text +
+        const std::string line =
+            "ERROR Consent string '" + text +
             "' is invalid! An valid IAB consent string must be encoded in base64url without padding.";
-        EXPECT_EQ(log, isLogged
-                           ? VKTLogDefaultOutput::generateLog(message, VKTLogLevelError, "VKTCoreKit") + "\n"
-                           : "");
+        EXPECT_EQ(log.take(), std::vector<std::string>(isLogged, line));
     }
-    VKTLog::sharedInstance()->setDataSource(nullptr);
     EXPECT_EQ(section().description(), "VKTTCFString(TCFString: CO, isValid: YES, version: 2)");
 }
 
@@ -321,25 +310,19 @@ TEST_F(Consent, FlagsAtTheirBounds) {
 }
 
 TEST_F(Consent, USPrivacyStrings) {
-    const std::tuple<std::string, bool, bool> strings[] = {{"1YN-", true, true},
-                                                           {"1NY-", true, false},
-                                                           {"1YYN", true, false},
-                                                           {"1NNN", true, true},
-                                                           {"1---", true, true},
-                                                           {"2NNN", false, false},
-                                                           {"1NN", false, false},
-                                                           {"1NNNN", false, false},
-                                                           {"1yNN", false, false},
-                                                           {"1NnN", false, false},
-                                                           {"1NNx", false, false},
-                                                           {"", false, false},
-                                                           {std::string(100'000, '1'), false, false}};
-    for (const auto& [text, isValid, canSendIDs] : strings) {
+    const auto check = [](const std::string& text, bool isValid, bool canSendIDs) {
         const auto string = VKTCCPAString::initWithCCPAString(text);
         EXPECT_EQ(std::tuple(string.isValid(), string.version(), string.canSendIDs()),
                   std::tuple(isValid, isValid ? 1 : -1, canSendIDs))
             << text;
-    }
+    };
+    for (const char* text : {"1YN-", "1NNN", "1---"})
+        check(text, true, true);
+    for (const char* text : {"1NY-", "1YYN"})
+        check(text, true, false);
+    for (const char* text : {"2NNN", "1NN", "1NNNN", "1yNN", "1NnN", "1NNx", ""})
+        check(text, false, false);
+    check(std::string(100'000, '1'), false, false);
     EXPECT_EQ(VKTCCPAString::initWithCCPAString("x").description(),
               "VKTCCPAString(CCPAString: x, isValid: NO, version: -1)");
 }
@@ -353,53 +336,38 @@ TEST_F(Consent, GPPStringsAndTheirSections) {
         many += "_" + std::to_string(i);
         manyIDs.push_back(i);
     }
-    const std::tuple<std::string, bool, std::optional<IDs>> lists[] = {{"2_6", true, IDs{2, 6}},
-                                                                       {"2_2", true, IDs{2}},
-                                                                       {"6_2_06_-1", true, IDs{6, 2, -1}},
-                                                                       {"-1", true, IDs{-1}},
-                                                                       {many, true, manyIDs},
-                                                                       {zeros + "2", true, IDs{2}},
-                                                                       {"2147483647", true, IDs{2147483647}},
-                                                                       {"2147483648_2", true, {}},
-                                                                       {"2_" + zeros + "9" + zeros, true, {}},
-                                                                       {"", false, {}},
-                                                                       {"2__6", false, {}},
-                                                                       {"_2", false, {}},
-                                                                       {"2_", false, {}},
-                                                                       {"-2", false, {}},
-                                                                       {"1-1", false, {}},
-                                                                       {"-10", false, {}},
-                                                                       {"-0", false, {}},
-                                                                       {"18446744073709551618", true, {}},
-                                                                       {" 2", false, {}},
-                                                                       {"+2", false, {}}};
-    for (const auto& [text, isValid, expected] : lists) {
-        EXPECT_EQ(VKTGPPString::isRawGPPSIDStringValid(text), isValid) << text.substr(0, 20);
-        EXPECT_EQ(VKTGPPString::gppSIDsFromRawGPPSIDString(text), expected) << text.substr(0, 20);
-    }
-    for (const auto& [text, isValid] : {std::pair(std::string("aZ09.~_-"), true),
-                                        {zeros, true},
-                                        {"", false},
-                                        {"D B", false},
-                                        {"D+", false},
-                                        {zeros + "=", false},
-                                        {"Ð", false}})
-        EXPECT_EQ(VKTGPPString::initWithGPPString(text, "7", 1).isValid(), isValid);
+    const auto check = [](const std::string& list, bool isValid, const std::optional<IDs>& expected) {
+        EXPECT_EQ(VKTGPPString::isRawGPPSIDStringValid(list), isValid) << list.substr(0, 20);
+        EXPECT_EQ(VKTGPPString::gppSIDsFromRawGPPSIDString(list), expected) << list.substr(0, 20);
+    };
+    const std::pair<std::string, IDs> lists[] = {
+        {"2_6", {2, 6}}, {"2_2", {2}},       {"6_2_06_-1", {6, 2, -1}},   {"-1", {-1}},
+        {many, manyIDs}, {zeros + "2", {2}}, {"2147483647", {2147483647}}};
+    for (const auto& [list, expected] : lists)
+        check(list, true, expected);
+    for (const std::string& beyondRange :
+         {std::string("2147483648_2"), "2_" + zeros + "9" + zeros, std::string("18446744073709551618")})
+        check(beyondRange, true, std::nullopt);
+    for (const char* list : {"", "2__6", "_2", "2_", "-2", "1-1", "-10", "-0", " 2", "+2"})
+        check(list, false, std::nullopt);
+    for (const std::string& text : {std::string("aZ09.~_-"), zeros})
+        EXPECT_TRUE(VKTGPPString::initWithGPPString(text, "7", 1).isValid()) << text.substr(0, 20);
+    for (const std::string& text :
+         {std::string(), std::string("D B"), std::string("D+"), zeros + "=", std::string("Ð")})
+        EXPECT_FALSE(VKTGPPString::initWithGPPString(text, "7", 1).isValid()) << text.substr(0, 20);
     const auto unusable = VKTGPPString::initWithGPPString("D", "2147483648", 1);
     EXPECT_TRUE(unusable.isValid());
     EXPECT_EQ(int{unusable.canSendIDs()}, Undetermined);
     EXPECT_EQ(int{unusable.canSendLocation()}, Undetermined);
     set("IABGPP_HDR_GppString", "D");
     set("IABGPP_GppSID", "7");
-    for (const auto& [value, version] : {std::pair(VKTValue(1), 1),
-                                         {VKTValue(1.0), 1},
-                                         {VKTValue(true), 1},
-                                         {VKTValue(2), -1},
-                                         {VKTValue(), -1},
-                                         {VKTValue("1"), -1}}) {
-        set("IABGPP_HDR_Version", value);
-        EXPECT_EQ(identity->GPPString()->version(), version) << value.description();
-        EXPECT_EQ(identity->GPPString()->isValid(), version == 1) << value.description();
+    for (const auto& [version, values] :
+         {std::pair(1, VKTArray{1, 1.0, true}), {-1, VKTArray{2, VKTValue(), "1"}}}) {
+        for (const VKTValue& value : values) {
+            set("IABGPP_HDR_Version", value);
+            EXPECT_EQ(identity->GPPString()->version(), version) << value.description();
+            EXPECT_EQ(identity->GPPString()->isValid(), version == 1) << value.description();
+        }
     }
     set("IABGPP_GppSID", 7);
     EXPECT_FALSE(identity->GPPString()) << "both must be texts";

@@ -22,9 +22,11 @@ class Identity : public testing::Test {
     Identity() { platform.random = vkt_makeDefaultPlatform().random; }
 
     [[nodiscard]] std::shared_ptr<VKTIdentityProvider> provider() const {
-        return VKTIdentityProvider::initWithDevice(
-            test.device, VKTDefaultPropertyCacheManager::initWithKeyValueStore(store), test.clock,
-            platform.random);
+        return providerOver(VKTDefaultPropertyCacheManager::initWithKeyValueStore(store));
+    }
+    [[nodiscard]] std::shared_ptr<VKTIdentityProvider> providerOver(
+        const std::shared_ptr<VKTPropertyCacheManager>& cache) const {
+        return VKTIdentityProvider::initWithDevice(test.device, cache, test.clock, platform.random);
     }
     [[nodiscard]] std::string transientID() const {
         return VKTIdentity::retrieveTransientIDWithProvider(*provider());
@@ -130,8 +132,7 @@ struct HalfFullStore : VKTPropertyCacheManager {
 TEST_F(Identity, AnExpiredTransientIDNeverLivesOnWhenWritesFail) {
     for (const auto refusedKey : {VKTTransientIDKey, VKTTransientIDLastGenerationKey}) {
         const auto halfFull = std::make_shared<HalfFullStore>();
-        const auto provider =
-            VKTIdentityProvider::initWithDevice(test.device, halfFull, test.clock, platform.random);
+        const auto provider = providerOver(halfFull);
         std::set<std::string> IDs{VKTIdentity::retrieveTransientIDWithProvider(*provider)};
         halfFull->refusedKey = refusedKey;
         test.clock->advance(std::chrono::hours(24));
@@ -144,8 +145,7 @@ TEST_F(Identity, AnExpiredTransientIDNeverLivesOnWhenWritesFail) {
 
 TEST_F(Identity, AnExpiredTransientIDNeverLivesOnWhenAnotherProcessRenewsIt) {
     const auto shared = std::make_shared<HalfFullStore>();
-    const auto provider =
-        VKTIdentityProvider::initWithDevice(test.device, shared, test.clock, platform.random);
+    const auto provider = providerOver(shared);
     const std::string expired = provider->generateNewTransientID();
     test.clock->advance(std::chrono::hours(24));
     shared->afterRead = [&] { provider->generateNewTransientID(); };
@@ -157,10 +157,7 @@ TEST_F(Identity, AnUnreadableTransientIDIsNotOverwritten) {
         SCOPED_TRACE(unreadableKey);
         test.clock->advance(std::chrono::hours(24));  // no stand-in of an earlier test
         const auto broken = std::make_shared<HalfFullStore>();
-        const auto ID = [&] {
-            return VKTIdentity::retrieveTransientIDWithProvider(
-                *VKTIdentityProvider::initWithDevice(test.device, broken, test.clock, platform.random));
-        };
+        const auto ID = [&] { return VKTIdentity::retrieveTransientIDWithProvider(*providerOver(broken)); };
         const std::string stored = ID();
         broken->unreadableKey = unreadableKey;
         const std::string standIn = ID();
@@ -177,8 +174,7 @@ TEST_F(Identity, AnUnreadableTransientIDIsNotOverwritten) {
 
 TEST_F(Identity, ThreadsGetOneTransientID) {
     const auto shared = std::make_shared<HalfFullStore>();
-    const auto provider =
-        VKTIdentityProvider::initWithDevice(test.device, shared, test.clock, platform.random);
+    const auto provider = providerOver(shared);
     for (int day = 0; day < 100; ++day) {
         test.clock->advance(std::chrono::hours(24));
         std::string IDs[4];

@@ -2,6 +2,7 @@
 
 #include <httplib.h>
 
+#include <map>
 #include <thread>
 
 #include "VKTCoreKit/foundation/VKTText.h"

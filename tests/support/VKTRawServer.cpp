@@ -86,13 +86,13 @@ std::string VKTRawServer::lastRequest() const {
 
 bool VKTRawServer::receiveHeader(int connection) {
     std::string header;
-    while (header.find("\r\n\r\n") == std::string::npos) {
+    do {
         if (!waitForInput(connection)) return false;
         std::array<char, 4096> buffer{};
         const ssize_t length = recv(connection, buffer.data(), buffer.size(), 0);
         if (length <= 0) return false;
         header.append(buffer.data(), static_cast<std::size_t>(length));
-    }
+    } while (header.find(answer_.requestEnd) == std::string::npos);
     VKTLock lock(mutex_);
     lastRequest_ = std::move(header);
     return true;

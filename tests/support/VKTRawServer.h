@@ -14,10 +14,11 @@ struct VKTRawAnswer {
 
     std::vector<std::string> pieces;
     Ending ending = Close;
-    std::chrono::milliseconds pause{0};  ///< after each piece
+    std::chrono::milliseconds pause{0};   ///< after each piece
+    std::string requestEnd = "\r\n\r\n";  ///< what it waits for; empty: any bytes at all
 };
 
-/// Gives every connection on 127.0.0.1, one after the other, the same answer once a request header has come.
+/// Gives every connection on 127.0.0.1, one after the other, the same answer once a request has come.
 /// Ends at once when destroyed, whatever it is doing.
 class VKTRawServer {
   public:

@@ -48,3 +48,18 @@ class VKTRecordedLog {
 
     const std::shared_ptr<Lines> lines_ = std::make_shared<Lines>();
 };
+
+/// What is logged at debug level while the action runs, a line for each message; other levels are left out.
+template <typename Action>
+std::string vkt_debugLogOf(const Action& action) {
+    const std::string level = "DEBUG ";
+    VKTRecordedLog log;
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
+    action();
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
+    std::string text;
+    for (const std::string& line : log.take()) {
+        if (line.starts_with(level)) text += line.substr(level.size()) + "\n";
+    }
+    return text;
+}

@@ -1,9 +1,7 @@
-// A key-value store's file in a folder of its own, and processes that do something with it.
+// A key-value store's file in a folder of its own.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -38,18 +36,4 @@ class VKTStoreFolder {
 inline std::string vkt_contentOf(const std::string& path) {
     std::ifstream stream(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-/// Runs `body` in a child process, whose status is 0 when it returns true.
-template <typename Body>
-pid_t vkt_inChild(const Body& body) {
-    const pid_t child = fork();
-    if (child == 0) _exit(body() ? 0 : 1);
-    return child;
-}
-
-inline int vkt_statusOf(pid_t child) {
-    int status = -1;
-    waitpid(child, &status, 0);
-    return status;
 }

@@ -116,9 +116,8 @@ Context makeContext(const Authority& authority, VKTTLSCertificate kind) {
 }  // namespace
 
 struct VKTTLSServer::Impl {
-    Impl(VKTTLSCertificate certificate, VKTTLSHandshake wantedHandshake)
+    explicit Impl(VKTTLSCertificate certificate)
         : context(makeContext(authority, certificate)),
-          handshake(wantedHandshake),
           listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
@@ -163,20 +162,11 @@ struct VKTTLSServer::Impl {
 
     // The descriptor is closed with the server; until then the connection is shut.
     void serve(int descriptor) {
-        if (handshake == VKTTLSHandshake::Complete) {
-            serveSecurely(descriptor);
-        } else {
-            std::array<char, 4096> greeting{};
-            recv(descriptor, greeting.data(), greeting.size(), 0);
-            const std::string_view plain = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nplain";
-            if (handshake == VKTTLSHandshake::PlainHTTP)
-                send(descriptor, plain.data(), plain.size(), MSG_NOSIGNAL);
-            if (handshake == VKTTLSHandshake::Hang) recv(descriptor, greeting.data(), greeting.size(), 0);
-        }
+        answerRequests(descriptor);
         shutdown(descriptor, SHUT_RDWR);
     }
 
-    void serveSecurely(int descriptor) {
+    void answerRequests(int descriptor) {
         const Connection connection(SSL_new(context.get()));
         SSL_set_fd(connection.get(), descriptor);
         if (SSL_accept(connection.get()) != 1) return;
@@ -198,7 +188,6 @@ struct VKTTLSServer::Impl {
 
     const Authority authority;
     const Context context;
-    const VKTTLSHandshake handshake;
     const int listener;
     int port = 0;
     std::atomic<int> requestCount = 0;
@@ -208,8 +197,7 @@ struct VKTTLSServer::Impl {
     std::thread acceptor;
 };
 
-VKTTLSServer::VKTTLSServer(VKTTLSCertificate certificate, VKTTLSHandshake handshake)
-    : impl_(std::make_unique<Impl>(certificate, handshake)) {}
+VKTTLSServer::VKTTLSServer(VKTTLSCertificate certificate) : impl_(std::make_unique<Impl>(certificate)) {}
 
 VKTTLSServer::~VKTTLSServer() = default;
 

@@ -12,20 +12,12 @@ enum class VKTTLSCertificate : std::uint8_t {
     Expired,
 };
 
-enum class VKTTLSHandshake : std::uint8_t {
-    Complete,
-    Hang,       ///< the client's greeting is never answered
-    Close,      ///< the connection is closed after it
-    PlainHTTP,  ///< it is answered without encryption
-};
-
 /// Serves 127.0.0.1 on a free port, from construction to destruction, a thread for each connection. Every
 /// GET is answered with status 200 and the body "secure", and its connection stays open; one for "/hang" is
 /// never answered.
 class VKTTLSServer {
   public:
-    explicit VKTTLSServer(VKTTLSCertificate certificate,
-                          VKTTLSHandshake handshake = VKTTLSHandshake::Complete);
+    explicit VKTTLSServer(VKTTLSCertificate certificate);
     ~VKTTLSServer();
     VKTTLSServer(const VKTTLSServer&) = delete;
     VKTTLSServer& operator=(const VKTTLSServer&) = delete;

@@ -66,6 +66,14 @@ inline VKTURLRequest vkt_requestTo(const std::string& url, VKTTimeInterval timeo
     return request;
 }
 
+/// The same, made and completed inside `resume`.
+inline VKTURLRequest vkt_blockingRequestTo(const std::string& url,
+                                           VKTTimeInterval timeout = VKTTimeInterval(10)) {
+    VKTURLRequest request = vkt_requestTo(url, timeout);
+    request.completesOnTransferThread = true;
+    return request;
+}
+
 inline VKTTransferRecorder::Outcome vkt_fetch(VKTHTTPSession& session, const VKTURLRequest& request) {
     VKTTransferRecorder recorder;
     session.dataTaskWithRequest(request, recorder.completion())->resume();

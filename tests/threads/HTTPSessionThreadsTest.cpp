@@ -41,8 +41,7 @@ TEST_F(HTTPSessionWithoutThreads, ACancelledRequestEndsWhereItIsCancelled) {
 }
 
 TEST_F(HTTPSessionWithoutThreads, BlockingRequestsAreMade) {
-    VKTURLRequest blocking = request_;
-    blocking.completesOnTransferThread = true;
+    const VKTURLRequest blocking = vkt_blockingRequestTo(server_.url());
     const NoNewThreads none;
     EXPECT_EQ(vkt_fetch(*session_, blocking).text(), "");
     EXPECT_EQ(vkt_fetch(*session_, blocking).text(), "");

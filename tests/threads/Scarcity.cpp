@@ -36,17 +36,6 @@ NoNewThreads::~NoNewThreads() {
     refusesThreads = false;
 }
 
-NoNewDescriptors::NoNewDescriptors() {
-    getrlimit(RLIMIT_NOFILE, &previous_);
-    rlimit none = previous_;
-    none.rlim_cur = 0;
-    setrlimit(RLIMIT_NOFILE, &none);
-}
-
-NoNewDescriptors::~NoNewDescriptors() {
-    setrlimit(RLIMIT_NOFILE, &previous_);
-}
-
 sigset_t signalsBlockedAtLastStart() {
     return blockedAtLastStart;
 }

@@ -1,8 +1,7 @@
-// A process that has used up its threads or its descriptors.
+// A process that has used up its threads.
 #pragma once
 
 #include <pthread.h>
-#include <sys/resource.h>
 
 #include <csignal>
 
@@ -14,18 +13,6 @@ class NoNewThreads {
     ~NoNewThreads();
     NoNewThreads(const NoNewThreads&) = delete;
     NoNewThreads& operator=(const NoNewThreads&) = delete;
-};
-
-/// As long as it lives nothing is opened.
-class NoNewDescriptors {
-  public:
-    NoNewDescriptors();
-    ~NoNewDescriptors();
-    NoNewDescriptors(const NoNewDescriptors&) = delete;
-    NoNewDescriptors& operator=(const NoNewDescriptors&) = delete;
-
-  private:
-    rlimit previous_{};
 };
 
 /// The signals that were blocked where the last thread was started: it inherits them with its first

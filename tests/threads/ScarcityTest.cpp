@@ -16,6 +16,8 @@
 #include "VKTCoreKit/privacy/VKTLocationProvider.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 #include "VKTCoreKit/vast/VKTVASTManager.h"
+#include "tests/support/NoNewDescriptors.h"
+#include "tests/support/VASTTexts.h"
 #include "tests/support/VKTRecordedLog.h"
 #include "tests/threads/Scarcity.h"
 
@@ -68,33 +70,13 @@ struct Embedder : VKTVASTManagerDelegate, VKTVASTAdAdapterProtocol {
     }
 };
 
-std::string adElement(const std::string& identifier, const std::string& content) {
-    return "<Ad id='" + identifier + "'>" + content + "</Ad>";
-}
-
-std::string inlineAd(const std::string& identifier) {
-    return adElement(identifier,
-                     "<InLine><AdSystem>s</AdSystem><AdTitle>t</AdTitle><Creatives><Creative><Linear>"
-                     "<Duration>1</Duration><MediaFiles><MediaFile type='video/mp4'>http://m</MediaFile>"
-                     "</MediaFiles></Linear></Creative></Creatives></InLine>");
-}
-
-std::string wrapperAd(const std::string& to) {
-    return adElement("wrapper", "<Wrapper><AdSystem>s</AdSystem><VASTAdTagURI>http://ads.test/" + to +
-                                    "</VASTAdTagURI></Wrapper>");
-}
-
-std::string vast(const std::string& ads) {
-    return "<VAST version='3.0'>" + ads + "</VAST>";
-}
-
 // The passbacks that come after a failed ad, until there is none.
 std::string adsAfterFailure(const std::vector<std::string>& passbacks) {
     const auto http = std::make_shared<VKTFakeHTTPSession>();
     std::string ads = inlineAd("main");
     for (const std::string& each : passbacks) {
         http->setAnswer("http://ads.test/" + each, VKTFakeHTTPAnswer::withBody(vast(inlineAd(each))));
-        ads += wrapperAd(each);
+        ads += wrapperTo("http://ads.test/" + each);
     }
     const auto embedder = std::make_shared<Embedder>();
     const auto manager =
