@@ -1,13 +1,29 @@
 // A cancelled request: nothing is started any more, and the call under way ends.
 #include <future>
 #include <latch>
+#include <thread>
 
 #include "tests/support/VKTRawServer.h"
 #include "tests/vast/ManagerFixture.h"
 
 namespace {
 
-class VASTManagerCancel : public ManagerFixture {};
+class VASTManagerCancel : public ManagerFixture {
+  protected:
+    // Downloads are answered with an ad once they may end.
+    void holdDownloads() {
+        fake->setHandler([this](const VKTURLRequest& request) {
+            mayEnd.wait();
+            return adNamedAsThePathOf(request);
+        });
+    }
+    void waitForRequests(std::size_t count) const {
+        while (fake->requests().size() < count)
+            std::this_thread::yield();
+    }
+
+    std::latch mayEnd{1};
+};
 
 }  // namespace
 
@@ -56,16 +72,10 @@ TEST_F(VASTManagerCancel, InsideACallbackIsFinal) {
 }
 
 TEST_F(VASTManagerCancel, LetsTheDownloadUnderWayComplete) {
-    std::latch requested(1);
-    std::latch mayEnd(1);
-    fake->setHandler([&](const VKTURLRequest& request) {
-        requested.count_down();
-        mayEnd.wait();
-        return adNamedAsThePathOf(request);
-    });
+    holdDownloads();
     start(wrapper("w", "a"));
     auto answer = std::async(std::launch::async, [&] { return next(); });
-    requested.wait();
+    waitForRequests(1);
     manager->cancel();
     mayEnd.count_down();
     EXPECT_EQ(answer.get(), noMoreAds);
@@ -74,18 +84,12 @@ TEST_F(VASTManagerCancel, LetsTheDownloadUnderWayComplete) {
 }
 
 TEST_F(VASTManagerCancel, LeavesNoStoreOfADocumentUnderWay) {
-    std::latch requested(1);
-    std::latch mayEnd(1);
-    fake->setHandler([&](const VKTURLRequest& request) {
-        requested.count_down();
-        mayEnd.wait();
-        return adNamedAsThePathOf(request);
-    });
+    holdDownloads();
     manager = VKTVASTManager::initWithDelegate(embedder, embedder, session, config);
     auto ended = std::async(std::launch::async, [&] {
         manager->createAdsStoreWithXML(std::nullopt, VKTURL::URLWithString(url("a")), VKTTimeInterval(1));
     });
-    requested.wait();
+    waitForRequests(1);
     manager->cancel();
     mayEnd.count_down();
     ended.get();
@@ -94,16 +98,11 @@ TEST_F(VASTManagerCancel, LeavesNoStoreOfADocumentUnderWay) {
 }
 
 TEST_F(VASTManagerCancel, StartsNoFurtherPassback) {
-    std::latch mayEnd(1);
-    fake->setHandler([&](const VKTURLRequest& request) {
-        mayEnd.wait();
-        return adNamedAsThePathOf(request);
-    });
+    holdDownloads();
     auto pool = VKTPlatform::current().makeConcurrentPool(VKTPassbackThreadLimit);
     start(passbacks(200), pool.get());
     auto answer = std::async(std::launch::async, [&] { return next(true); });
-    while (fake->requests().size() < VKTPassbackThreadLimit)
-        std::this_thread::yield();
+    waitForRequests(VKTPassbackThreadLimit);
     manager->cancel();
     mayEnd.count_down();
     EXPECT_EQ(answer.get(), noMorePassback);
