@@ -193,7 +193,7 @@ JSONReport reportOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType) {
           JSONReport::listOf(ad.viewabilityEvents(),
                              [](const auto& event) { return reportOfNamedEvent(event); })},
          {"linearCreatives", JSONReport::listOf(ad.linearCreatives(),
-                                                [&](const auto& creative) {
+                                                [networkAccessType](const auto& creative) {
                                                     return reportOfLinear(*creative, networkAccessType);
                                                 })},
          {"nonLinearCreatives", JSONReport::listOf(ad.nonLinearCreatives(), reportOfNonLinear)},
