@@ -16,11 +16,6 @@ bool isTokenByte(char c) {
     return isAlphanumeric || (c != '\0' && std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string::npos);
 }
 
-bool isControlByte(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return (byte < 0x20 && c != '\t') || byte == 0x7F;
-}
-
 // On one line of a log, whatever it holds.
 std::string printable(std::string_view name) {
     constexpr std::size_t longest = 64;
@@ -32,22 +27,19 @@ std::string printable(std::string_view name) {
 
 }  // namespace
 
-const char* vkt_headerRefusal(std::string_view name, std::string_view value) {
+const char* vkt_headerRefusal(std::string_view name) {
     if (name.empty()) return "it has no name; give it one";
     if (!std::all_of(name.begin(), name.end(), isTokenByte))
         return "its name has a character that no header name may have; write letters, digits and hyphens";
     const bool frames = std::any_of(framingNames.begin(), framingNames.end(), [&](std::string_view framing) {
         return vkt_equalsIgnoringCase(name, framing);
     });
-    if (frames) return "it frames the message, which the HTTP client does itself; remove it";
-    if (std::any_of(value.begin(), value.end(), isControlByte))
-        return "its value has a line break or another control character; write it on one line";
-    return nullptr;
+    return frames ? "it frames the message, which the HTTP client does itself; remove it" : nullptr;
 }
 
 VKTHeaderList vkt_usableHeaders(VKTHeaderList headers, std::string_view source) {
     std::erase_if(headers, [&](const auto& header) {
-        const char* refusal = vkt_headerRefusal(header.first, header.second);
+        const char* refusal = vkt_headerRefusal(header.first);
         if (refusal != nullptr)
             vkt_logWarning("Header '" + printable(header.first) + "' of " + std::string(source) +
                            " is not sent: " + refusal + ".");

@@ -318,7 +318,7 @@ TEST_F(HTTPAnswer, TheSessionsHeadersGiveWayToTheRequests) {
     VKTHTTPSessionOptions options;
     options.userAgent = "Box/1";
     options.headers = {
-        {"X-Operator", "o"}, {"X-Both", "o"}, {"x-operator", "p"}, {"host", "evil"}, {"", "e"}};
+        {"X-Operator", "o"}, {"X-Both", "o"}, {"x-operator", "p\r\nX-Own: q"}, {"host", "evil"}, {"", "e"}};
     VKTRecordedLog log;
     session_ = vkt_makeCurlHTTPSession(options);
     VKTURLRequest request = vkt_requestTo(server_.url("/"));
@@ -329,7 +329,7 @@ TEST_F(HTTPAnswer, TheSessionsHeadersGiveWayToTheRequests) {
     const auto received = server_.requests();
     EXPECT_EQ(log.take().size(), 2U) << "one line for each that is not sent";
     EXPECT_TRUE(received[0].header("Host").starts_with("127.0.0.1:"));
-    EXPECT_EQ(received[0].header("X-Operator"), "o,p");
+    EXPECT_EQ(received[0].header("X-Operator"), "o,p  X-Own: q");
     EXPECT_EQ(received[0].header("X-Both"), "r");
     EXPECT_EQ(received[0].header("User-Agent"), "Box/1");
     EXPECT_EQ(received[1].header("User-Agent"), "Own/2");
