@@ -327,10 +327,21 @@ void VKTXMLDictionaryParser::collapseOrStrip(VKTDictionary& node, std::string_vi
             parent.remove(elementName);
         } else {
             siblings->pop_back();
+            if (markStrippedNodes) markStripped(parent, elementName, siblings->size());
         }
     } else if (!hasText && !collapseTextNodes) {
         node.set(VKTXMLDictionaryTextKey, "");
     }
+}
+
+void VKTXMLDictionaryParser::markStripped(VKTDictionary& parent, std::string_view elementName,
+                                          std::size_t keptBefore) {
+    VKTValue& marks = parent[VKTXMLDictionaryStrippedKey];
+    if (marks.isNull()) marks = VKTDictionary();
+    VKTValue& positions = (*marks.asDictionary())[elementName];
+    if (positions.isNull()) positions = VKTArray();
+    VKTArray& list = *positions.asArray();
+    list.emplace_back(static_cast<std::int64_t>(keptBefore + list.size() + 1));
 }
 
 void VKTXMLDictionaryParser::endText() {

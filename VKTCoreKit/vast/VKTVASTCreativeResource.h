@@ -5,6 +5,9 @@
 
 #include "VKTCoreKit/vast/VKTVASTCreative.h"
 
+/// Why a creative that needs a resource is dropped.
+inline constexpr const char* VKTVASTNoResource = "it has no usable resource";
+
 /// At most one of the three resources is set: a static one wins over an iframe, an iframe over HTML. An HTML
 /// snippet is kept in URL form.
 class VKTVASTCreativeResource : public VKTVASTCreative {
@@ -20,7 +23,7 @@ class VKTVASTCreativeResource : public VKTVASTCreative {
     VKTVASTCreativeResource() = default;
 
     /// Reads the first resource element that has a text. False when none has.
-    bool findResource(const VKTDictionary& node);
+    bool findResource(const VKTVASTElement& element);
 
   private:
     std::optional<VKTVASTURL> staticResource_;

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "VKTCoreKit/vast/VKTVASTURL.h"
+#include "VKTCoreKit/vast/VKTVASTElement.h"
 
 /// A passive record, shared between a creative and the selector; not changed once read.
 struct VKTVASTMediaFile {
@@ -25,11 +25,17 @@ struct VKTVASTMediaFile {
     std::optional<VKTVASTURL> url;
 
     /// Nothing unless the result is valid.
-    static std::shared_ptr<VKTVASTMediaFile> initWithDictionary(const VKTDictionary& dictionary);
+    static std::shared_ptr<VKTVASTMediaFile> initWithDictionary(const VKTVASTElement& element);
+
+    /// Never nothing.
+    static std::shared_ptr<VKTVASTMediaFile> initUncheckedWithDictionary(const VKTVASTElement& element);
 
     /// Types are compared without regard to case, against closed lists.
     [[nodiscard]] bool isJavascript() const;
     [[nodiscard]] bool isVPAID() const;      ///< JavaScript whose API framework is VPAID
     [[nodiscard]] bool isSupported() const;  ///< a playable video type, or VPAID
     [[nodiscard]] bool isValid() const;      ///< supported, with a URL
+
+    /// Why the file is not valid, half a sentence: "type "video/webm" is not playable". Empty for a valid one.
+    [[nodiscard]] std::string refusal() const;
 };
