@@ -88,9 +88,14 @@ std::shared_ptr<VKTVASTModel> VKTVASTModel::read(Dictionary& dictionary, VKTErro
     Ads ads;
     auto* elements = dictionary.find("Ad");
     if (elements != nullptr && elements->asArray() != nullptr) {
-        for (auto& element : *elements->asArray()) {
-            if (auto ad = readAd(element, error, errorHandler, sharedEventBudget))
+        auto& array = *elements->asArray();
+        std::size_t number = 0;
+        for (auto& element : array) {
+            ++number;
+            if (auto ad = readAd(element, error, errorHandler, sharedEventBudget)) {
+                if (array.size() > 1) ad->setNumberInDocument(number);
                 ads.push_back(std::move(ad));
+            }
             letGoOf(element);
         }
     }
