@@ -207,6 +207,7 @@ VKTXMLDictionaryParser VKTXMLDictionaryParser::copy() const {
 
 std::optional<VKTDictionary> VKTXMLDictionaryParser::vkt_dictionaryWithParser(VKTXMLEventReader& reader) {
     parsingError_.reset();
+    rootName_.clear();
     reader.parse(*this);
     std::optional<VKTDictionary> root = std::move(root_);
     root_.reset();
@@ -252,6 +253,7 @@ void VKTXMLDictionaryParser::didStartElement(std::string_view name,
     endText();
     const bool isNamed = nodeNameMode == VKTXMLDictionaryNodeNameModeAlways ||
                          (nodeNameMode == VKTXMLDictionaryNodeNameModeRootOnly && !root_);
+    if (!root_) rootName_ = name;
     VKTDictionary* node = root_ ? openChild(name) : openRoot(name);
     stack_.push_back(node);
     node->reserve(attributes.size() + 1);

@@ -83,6 +83,10 @@ class VKTXMLDictionaryParser final : public VKTXMLDictionarySettings, private VK
     /// What the reader said of the last document, if it was not well formed.
     [[nodiscard]] const std::optional<VKTError>& parsingError() const { return parsingError_; }
 
+    /// The name of the last document's root as written, also when the document broke off after it; empty when
+    /// it has none. Unlike "__name" no attribute can pretend to be it.
+    [[nodiscard]] const std::string& rootName() const { return rootName_; }
+
     /// Serialises a value as the XML of an element called `nodeName`: an array as one element per entry,
     /// joined by line feeds; a dictionary as an element with its attributes and inner XML; anything else as
     /// an element around its description.
@@ -108,6 +112,7 @@ class VKTXMLDictionaryParser final : public VKTXMLDictionarySettings, private VK
     std::vector<VKTDictionary*> stack_;
     std::string text_;
     std::optional<VKTError> parsingError_;
+    std::string rootName_;
 };
 
 /// Bytes of the largest file read: the same as of an HTTP body.

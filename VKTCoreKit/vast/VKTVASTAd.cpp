@@ -278,6 +278,7 @@ void VKTVASTAd::merge(const VKTVASTAd& wrapper, VKTVASTMergeBudget& budget) {
         }
     }
     tally.logRefusals("when wrapper %@ was merged into ad %@", {wrapper.adID_, adID_});
+    wrapper.tellDropped(tally, "when it was merged into what it leads to");
 }
 
 // Of this ad's own extension only the metrics survive a wrapper's extension that has some.
@@ -285,6 +286,12 @@ void VKTVASTAd::mergeExtension(const VKTVASTAd& wrapper, VKTVASTMergeTally& tall
     if (!wrapper.extensions_ || wrapper.extensions_->metrics.empty()) return;
     if (extensions_ && extensions_ != wrapper.extensions_) {
         append(wrapper.extensions_->metrics, extensions_->metrics, VKTVASTMergedElement::Metric, tally);
+        if (readingListener_) {
+            readingListener_->dropped(
+                pathInDocument() + "/Extensions",
+                "those of the wrapper that led here have metrics and take its place: only "
+                "its own metrics are kept");
+        }
     }
     extensions_ = wrapper.extensions_;
 }
@@ -296,6 +303,21 @@ void VKTVASTAd::prepareForDelivery(VKTVASTMergeBudget& budget) {
     copySharedTrackingEvents(nonLinearCreatives_);
     copySharedExtension(tally);
     tally.logRefusals("when ad %@ was handed over", {adID_});
+    tellDropped(tally, "when it was handed over");
+    readingListener_ = nullptr;
+}
+
+std::string VKTVASTAd::pathInDocument() const {
+    const std::string position = numberInDocument_ == 0 ? "" : "[" + std::to_string(numberInDocument_) + "]";
+    return "/VAST/Ad" + position + (isWrapper() ? "/Wrapper" : "/InLine");
+}
+
+void VKTVASTAd::tellDropped(const VKTVASTMergeTally& tally, const char* when) const {
+    if (!readingListener_) return;
+    const std::string dropped = tally.dropped();
+    if (dropped.empty()) return;
+    readingListener_->dropped(pathInDocument(), "it lost " + dropped + " " + when +
+                                                    ", since what merging may add to ads is limited");
 }
 
 void VKTVASTAd::copySharedExtension(VKTVASTMergeTally& tally) {

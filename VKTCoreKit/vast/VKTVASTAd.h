@@ -2,10 +2,12 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "VKTCoreKit/vast/VKTVASTAdExtension.h"
@@ -15,6 +17,7 @@
 #include "VKTCoreKit/vast/VKTVASTCreativeNonLinear.h"
 #include "VKTCoreKit/vast/VKTVASTErrorHandler.h"
 #include "VKTCoreKit/vast/VKTVASTMergeBudget.h"
+#include "VKTCoreKit/vast/VKTVASTReading.h"
 #include "VKTCoreKit/vast/VKTVASTViewabilityEvent.h"
 
 /// Copies of a non-linear creative's tracking events that one document may give to its other non-linear
@@ -53,7 +56,8 @@ class VKTVASTAd {
     /// tracking and click tracking, metrics, verifications. Creatives that only the wrapper has leave their
     /// tracking in an empty creative of their kind. Click-throughs are not taken over. What the budget does
     /// not allow is left out, in that order; the budget's first such merge is logged. Without a budget: with
-    /// one of its own.
+    /// one of its own. The wrapper's listener hears what is left out of the wrapper, this ad's when its
+    /// extensions give way to the wrapper's.
     void merge(const VKTVASTAd& wrapper, VKTVASTMergeBudget& budget);
     void merge(const VKTVASTAd& wrapper);
 
@@ -77,6 +81,22 @@ class VKTVASTAd {
 
     /// Where a wrapper leads; nothing for any other ad.
     [[nodiscard]] virtual std::optional<VKTURL> nextActionURL() const { return std::nullopt; }
+
+    /// Where it stands among the "Ad" elements of its document, from 1; 0 when it is the only one. Set by
+    /// whoever reads the document.
+    void setNumberInDocument(std::size_t number) { numberInDocument_ = number; }
+
+    /// The path of its content: "/VAST/Ad[2]/Wrapper".
+    [[nodiscard]] std::string pathInDocument() const;
+
+    /// Who listens to the ad's document; null by default. Held until `prepareForDelivery`, and called by the
+    /// thread that merges the ad.
+    void setReadingListener(std::shared_ptr<VKTVASTReadingListener> listener) {
+        readingListener_ = std::move(listener);
+    }
+    [[nodiscard]] const std::shared_ptr<VKTVASTReadingListener>& readingListener() const {
+        return readingListener_;
+    }
 
     [[nodiscard]] const std::optional<std::string>& adID() const { return adID_; }
 
@@ -137,6 +157,7 @@ class VKTVASTAd {
     void mergeExtension(const VKTVASTAd& wrapper, VKTVASTMergeTally& tally);
     void copySharedExtension(VKTVASTMergeTally& tally);
     void findVerificationsAndExtensions(const VKTVASTElement& content);
+    void tellDropped(const VKTVASTMergeTally& tally, const char* when) const;
 
     std::optional<std::string> adID_;
     std::optional<std::string> adSequence_;
@@ -151,6 +172,8 @@ class VKTVASTAd {
     Creatives<VKTVASTCreativeNonLinear> nonLinearCreatives_;
     std::vector<VKTVASTAdVerification> adVerifications_;
     std::shared_ptr<VKTVASTAdExtension> extensions_;
+    std::size_t numberInDocument_ = 0;
+    std::shared_ptr<VKTVASTReadingListener> readingListener_;
     bool hasTriggeredAParsingError_ = false;
     bool hasCreatives_ = false;  // a "Creatives" element, whatever is in it
     std::atomic<bool> consumed_ = false;

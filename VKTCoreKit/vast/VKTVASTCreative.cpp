@@ -70,15 +70,19 @@ void VKTVASTCreative::addSharedTrackingEvents(TrackingEvents events) {
 }
 
 void VKTVASTCreative::addSharedTrackingEvents(const TrackingEvents& events, VKTVASTMergeTally& tally) {
+    constexpr auto element = VKTVASTMergedElement::TrackingEvent;
     const std::size_t count = countUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, events);
-    appendFirst(tally.takeUpTo(count, VKTVASTMergedElement::TrackingEvent), trackingEvents_, events);
+    tally.leaveOut(events.size() - count, element);
+    appendFirst(tally.takeUpTo(count, element), trackingEvents_, events);
 }
 
 void VKTVASTCreative::addTrackingOf(const VKTVASTCreative& wrapperCreative, VKTVASTMergeTally& tally) {
     addSharedTrackingEvents(wrapperCreative.trackingEvents_, tally);
+    constexpr auto element = VKTVASTMergedElement::ClickTracker;
     const auto& clicks = wrapperCreative.clickTracking_;
     const std::size_t count = countUpTo(VKTVASTMergedClickTrackingLimit, clickTracking_, clicks);
-    appendFirst(tally.takeUpTo(count, VKTVASTMergedElement::ClickTracker), clickTracking_, clicks);
+    tally.leaveOut(clicks.size() - count, element);
+    appendFirst(tally.takeUpTo(count, element), clickTracking_, clicks);
 }
 
 bool VKTVASTCreative::isValidForWrapper(bool /*isWrapper*/) const {

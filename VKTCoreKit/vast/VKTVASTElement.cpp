@@ -51,18 +51,25 @@ std::string vkt_quoted(std::string_view text) {
     return '"' + std::string(text) + '"';
 }
 
+std::size_t VKTVASTElement::position() const {
+    const bool isOneOfSeveral = parent_ != nullptr && parent_->hasSeveral(name_);
+    return isOneOfSeveral ? positionOf(index_, strippedPositions(*parent_->node_, name_)) : 0;
+}
+
 std::string VKTVASTElement::path() const {
-    if (parent_ == nullptr) return "/" + std::string(name_);
-    return parent_->pathOfChild(name_, positionOf(index_, strippedPositions(*parent_->node_, name_)));
+    return parent_ == nullptr ? "/" + std::string(name_) : parent_->pathOfChild(name_, position());
+}
+
+bool VKTVASTElement::hasSeveral(std::string_view name) const {
+    const VKTArray* kept = Utils::findArrayForKey(name, *node_);
+    const VKTArray* stripped = strippedPositions(*node_, name);
+    return (kept == nullptr ? 0 : kept->size()) + (stripped == nullptr ? 0 : stripped->size()) > 1;
 }
 
 std::string VKTVASTElement::pathOfChild(std::string_view name, std::size_t position) const {
     std::string path = this->path() + "/";
     path.append(name);
-    const VKTArray* kept = Utils::findArrayForKey(name, *node_);
-    const VKTArray* stripped = strippedPositions(*node_, name);
-    const std::size_t count = (kept ? kept->size() : 0) + (stripped ? stripped->size() : 0);
-    return count > 1 ? path + "[" + std::to_string(position) + "]" : path;
+    return hasSeveral(name) ? path + "[" + std::to_string(position) + "]" : path;
 }
 
 const std::string* VKTVASTElement::attribute(std::string_view key) const {

@@ -51,6 +51,9 @@ class VKTVASTElement {
     /// The same element, for a second reader that nobody shall hear.
     [[nodiscard]] VKTVASTElement unheard() const { return {*this, name_, index_, node_, nullptr}; }
 
+    /// From 1 among those of its name in the document; 0 for an element without siblings of its name.
+    [[nodiscard]] std::size_t position() const;
+
     /// The element's XPath.
     [[nodiscard]] std::string path() const;
 
@@ -146,6 +149,7 @@ class VKTVASTElement {
     }
 
     void noteRead(std::string_view name) const;
+    [[nodiscard]] bool hasSeveral(std::string_view name) const;
     [[nodiscard]] std::string pathOfChild(std::string_view name, std::size_t position) const;
     void tellUnread() const;
     void tellDropped(std::string reason) const;

@@ -45,13 +45,17 @@ std::shared_ptr<VKTVASTAd> readInlineAd(const VKTVASTElement& ad, const VKTVASTR
 std::shared_ptr<VKTVASTAd> readAd(const VKTVASTElement& ad, const VKTVASTReadingContext& context,
                                   VKTVASTMergeBudget& sharedEventBudget) {
     if (!ad) return nullptr;
-    if (ad.node()->contains("InLine")) return readInlineAd(ad, context, sharedEventBudget);
-    if (ad.node()->contains("Wrapper")) {
-        return VKTVASTAdWrapper::initWithElement(ad, {context.error, context.errorHandler, true},
-                                                 &sharedEventBudget);
+    std::shared_ptr<VKTVASTAd> built;
+    if (ad.node()->contains("InLine")) {
+        built = readInlineAd(ad, context, sharedEventBudget);
+    } else if (ad.node()->contains("Wrapper")) {
+        built = VKTVASTAdWrapper::initWithElement(ad, {context.error, context.errorHandler, true},
+                                                  &sharedEventBudget);
+    } else {
+        ad.drop("it has neither InLine nor Wrapper");
     }
-    ad.drop("it has neither InLine nor Wrapper");
-    return nullptr;
+    if (built) built->setNumberInDocument(ad.position());
+    return built;
 }
 
 void letGoOf(VKTValue& element) {
