@@ -14,7 +14,7 @@ namespace {
 constexpr VKTTimeInterval retryDelay{5};
 
 void writeToConsole(const std::string& message) {
-    const std::string line = "[Korvonet] " + message + "\n";
+    const std::string line = "[Korvonet] " + vkt_onOneLine(message) + "\n";
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 

@@ -3,7 +3,24 @@
 #include <cstdio>
 
 #include "VKTCoreKit/core/VKTTimeUtils.h"
+#include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
+
+namespace {
+
+// A document, server or script has a say in messages: no line of theirs may look like a line of the log.
+std::string withIndentedLines(std::string_view message) {
+    std::string lines;
+    const char* separator = "";
+    for (std::string_view line : vkt_split(message, '\n')) {
+        if (*separator != '\0' && line.starts_with('\t')) line.remove_prefix(1);
+        lines += separator + vkt_onOneLine(line);
+        separator = "\n\t";
+    }
+    return lines;
+}
+
+}  // namespace
 
 const std::shared_ptr<VKTLogDefaultOutput>& VKTLogDefaultOutput::sharedInstance() {
     static const auto* instance =
@@ -18,6 +35,6 @@ std::string VKTLogDefaultOutput::generateLog(std::string_view message, VKTLogLev
 }
 
 void VKTLogDefaultOutput::logMessage(std::string_view message, VKTLogLevel level, std::string_view tag) {
-    const std::string line = generateLog(message, level, tag) + "\n";
+    const std::string line = generateLog(withIndentedLines(message), level, tag) + "\n";
     std::fwrite(line.data(), 1, line.size(), stdout);  // one call, so that a line stays whole
 }

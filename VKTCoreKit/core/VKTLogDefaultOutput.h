@@ -8,7 +8,8 @@
 #include "VKTCoreKit/core/VKTLog.h"
 
 /// Writes "time tag[LEVEL] message" lines, local time as HH:mm:ss. Safe from any thread: lines interleave
-/// only as wholes.
+/// only as wholes. Each further line of a message begins with a tab, so that it is not taken for a line of
+/// the log; `vkt_onOneLine` says what becomes of control characters.
 class VKTLogDefaultOutput : public VKTLogOutput {
   public:
     static const std::shared_ptr<VKTLogDefaultOutput>& sharedInstance();

@@ -143,6 +143,16 @@ char toUpper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
+bool isControlOrLineSeparator(char32_t value) {
+    return value < 0x20 || (value >= 0x7F && value < 0xA0) || value == 0x2028 || value == 0x2029;
+}
+
+// Marks, embeddings, overrides and isolates.
+bool isDirectionMark(char32_t value) {
+    return value == 0x061C || value == 0x200E || value == 0x200F || (value >= 0x202A && value <= 0x202E) ||
+           (value >= 0x2066 && value <= 0x2069);
+}
+
 }  // namespace
 
 std::size_t vkt_leadingWhiteSpaceLength(std::string_view text) {
@@ -279,6 +289,24 @@ bool vkt_isValidUTF8(std::string_view bytes) {
         at += next.length;
     }
     return true;
+}
+
+std::string vkt_onOneLine(std::string_view text) {
+    std::string line;
+    line.reserve(text.size());
+    while (!text.empty()) {
+        const CodePoint next = codePointAt(text);
+        const bool isMalformed = next.value == 0xFFFD && next.length == 1;
+        if (isControlOrLineSeparator(next.value)) {
+            line += ' ';
+        } else if (isMalformed || isDirectionMark(next.value)) {
+            line += "\xEF\xBF\xBD";  // U+FFFD
+        } else {
+            line += text.substr(0, next.length);
+        }
+        text.remove_prefix(next.length);
+    }
+    return line;
 }
 
 std::string VKTFormatArgument::description() const {

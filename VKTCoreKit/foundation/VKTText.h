@@ -74,6 +74,12 @@ std::string vkt_numberDescription(float value);
 /// Whether the bytes are well-formed UTF-8 (RFC 3629: no overlong forms, no surrogates).
 bool vkt_isValidUTF8(std::string_view bytes);
 
+/// A text from outside as it may stand in one line of a terminal or a log. A blank takes the place of each
+/// control character (C0, DEL, C1) and line separator, U+FFFD that of what is not UTF-8 and of each mark that
+/// turns the direction of writing: they could break the line, move the cursor or show the text in another
+/// order.
+std::string vkt_onOneLine(std::string_view text);
+
 /// One argument of `vkt_stringWithFormat`: a text, an integer or a floating-point number. An absent text
 /// prints as "(null)".
 class VKTFormatArgument {

@@ -10,6 +10,7 @@
 #include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTThreadPool.h"
 #include "VKTCoreKit/platform/testing/VKTManualRunLoop.h"
+#include "VKTCoreKit/platform/testing/VKTSimulatedRunLoop.h"
 #include "tests/support/VKTThreadNames.h"
 
 using namespace std::chrono_literals;
@@ -28,6 +29,10 @@ struct ManualSubject {
     std::unique_ptr<VKTConcurrentPool> pool = std::make_unique<VKTManualPool>();
 };
 
+struct SimulatedSubject : ManualSubject {
+    SimulatedSubject() { loop = std::make_shared<VKTSimulatedRunLoop>(0); }
+};
+
 template <typename Subject>
 class RunLoopContract : public testing::Test {
   protected:
@@ -43,7 +48,7 @@ class RunLoopContract : public testing::Test {
     Subject subject_;
 };
 
-using Subjects = testing::Types<LinuxSubject, ManualSubject>;
+using Subjects = testing::Types<LinuxSubject, ManualSubject, SimulatedSubject>;
 TYPED_TEST_SUITE(RunLoopContract, Subjects);
 
 TYPED_TEST(RunLoopContract, RunsInOrderAndNeverAtOnce) {
@@ -159,6 +164,23 @@ TYPED_TEST(RunLoopContract, PoolLetsGoOfWhatItDrops) {
     release.count_down();
     destroyer.join();
     EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(SimulatedRunLoop, RunsTasksAtTheirExactTimesAndLetsOthersInWhileItIsHeld) {
+    VKTSimulatedRunLoop loop(0);
+    const VKTDate start = loop.now();
+    std::thread poster;
+    bool isIn = false;
+    loop.postAfter(1h, [&] {
+        EXPECT_EQ(loop.monotonicNow(), 1h);
+        loop.postAfter(1h, [&] { EXPECT_TRUE(isIn); });
+        poster = std::thread([&] { loop.post([&] { isIn = true; }); });
+        EXPECT_TRUE(loop.holdUntil([&] { return isIn; }, 5s));
+        EXPECT_EQ(loop.now() - start, 1h);
+        EXPECT_FALSE(loop.holdUntil([] { return false; }, 1ms)) << "what is not due waits";
+    });
+    EXPECT_TRUE(loop.runUntil([&] { return loop.monotonicNow() == 2h; }, 5s));
+    poster.join();
 }
 
 TEST(LinuxRunLoop, GivesUpAtItsTimeoutThoughThereIsAlwaysSomethingToRun) {

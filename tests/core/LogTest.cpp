@@ -90,6 +90,14 @@ TEST(Log, NullOutputPrintsWholeLinesThroughTheDefaultOutput) {
     EXPECT_EQ(line.substr(8), " T[DEBUG] hello %@\n");
 }
 
+TEST(Log, NoMessageForgesALineOfTheDefaultOutput) {
+    const auto logger = VKTLog::initWithTag("T", nullptr, nullptr, true);
+    testing::internal::CaptureStdout();
+    logger->logDebug("a\n12:00:00 T[ERROR] b\r\u2028c\x1B[2K\n\td\n");
+    const std::string text = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(text.substr(8), " T[DEBUG] a\n\t12:00:00 T[ERROR] b  c [2K\n\td\n\t\n");
+}
+
 // Says farewell through the logger that lets go of it.
 class FarewellOutput : public RecordingOutput {
   public:

@@ -85,6 +85,19 @@ TEST(Text, RefusesMalformedUTF8) {
         EXPECT_FALSE(vkt_isValidUTF8(text));
 }
 
+TEST(Text, PutsATextOnOneHarmlessLine) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"a \u00E9\u20AC\U0001F600~", "a \u00E9\u20AC\U0001F600~"},
+        {std::string("\0\t\r\n\x1B\x1F\x7F", 7), "       "},
+        {"\u0080\u009B\u009F\u00A0", "   \u00A0"},
+        {"\u2028\u2029\u202F", "  \u202F"},
+        {"\u061C\u200D\u200E\u200F", "\uFFFD\u200D\uFFFD\uFFFD"},
+        {"\u202A\u202E\u2065\u2066\u2069\u206A", "\uFFFD\uFFFD\u2065\uFFFD\uFFFD\u206A"},
+        {"\x9B\xC2\xE2\x82z\xC0\x8A", "\uFFFD\uFFFD\uFFFD\uFFFDz\uFFFD\uFFFD"}};
+    for (const auto& [text, line] : cases)
+        EXPECT_EQ(vkt_onOneLine(text), line) << line;
+}
+
 TEST(Text, Formats) {
     const std::optional<std::string> absent;
     const char* null = nullptr;

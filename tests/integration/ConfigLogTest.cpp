@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/integration/DemoServerProcess.h"
+#include "tests/integration/LocalDemoServer.h"
 #include "tests/integration/ToolRun.h"
 #include "tests/support/VKTStoreFolder.h"
 
@@ -26,7 +26,7 @@ class ConfigLog : public testing::Test {
         return entriesOf(parsed("{\"logs\":" + server_.get("/logs") + "}"), "logs");
     }
 
-    const DemoServerProcess server_;
+    const LocalDemoServer server_;
     const VKTStoreFolder folder_;
 };
 

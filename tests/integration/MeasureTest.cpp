@@ -8,7 +8,7 @@
 
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
-#include "tests/integration/DemoServerProcess.h"
+#include "tests/integration/LocalDemoServer.h"
 #include "tests/integration/ToolRun.h"
 
 namespace {
@@ -37,7 +37,7 @@ class Measure : public testing::Test {
         return entriesOf(entriesOf(parsed(outcome.out), "ads").at(0), "measurement");
     }
 
-    const DemoServerProcess server_;
+    const LocalDemoServer server_;
     std::vector<VKTDictionary> heard_;  // requests of the recording script, in the order of its calls
 };
 

@@ -11,7 +11,7 @@
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
-#include "tests/integration/DemoServerProcess.h"
+#include "tests/integration/LocalDemoServer.h"
 #include "tests/integration/ToolRun.h"
 #include "tests/support/VKTStoreFolder.h"
 
@@ -72,7 +72,7 @@ class Play : public testing::Test {
                "</MediaFile></MediaFiles></Linear></Creative></Creatives></InLine></Ad></VAST>";
     }
 
-    const DemoServerProcess server_;
+    const LocalDemoServer server_;
     const VKTStoreFolder folder_;
     const std::string store_ = folder_.path();
 };

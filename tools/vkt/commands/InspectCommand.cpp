@@ -181,9 +181,9 @@ void printLinear(const InspectedLinear& linear, bool isWrapper) {
     } else if (isWrapper) {
         std::cout << ", for tracking\n";
     } else {
-        std::cout << ", " << onOneLine(linear.creative->duration().value_or("of unknown duration"));
+        std::cout << ", " << vkt_onOneLine(linear.creative->duration().value_or("of unknown duration"));
         if (linear.creative->skipOffset()) {
-            std::cout << ", skippable after " << onOneLine(*linear.creative->skipOffset());
+            std::cout << ", skippable after " << vkt_onOneLine(*linear.creative->skipOffset());
         }
         std::cout << ", " << countOf(linear.mediaFiles.size(), "media file") << '\n';
     }
@@ -208,9 +208,9 @@ std::string useOf(bool isMain, bool isPassback) {
 
 void printAd(std::size_t index, const VKTVASTAd& ad, const InspectedAd& inspected, const std::string& use) {
     std::cout << "\n[" << index << "] " << kindOf(ad) << " ad "
-              << onOneLine(ad.adID().value_or("without id"));
-    if (ad.adTitle()) std::cout << ", " << '"' << onOneLine(*ad.adTitle()) << '"';
-    if (ad.adSystem()) std::cout << " from " << onOneLine(*ad.adSystem());
+              << vkt_onOneLine(ad.adID().value_or("without id"));
+    if (ad.adTitle()) std::cout << ", " << '"' << vkt_onOneLine(*ad.adTitle()) << '"';
+    if (ad.adSystem()) std::cout << " from " << vkt_onOneLine(*ad.adSystem());
     if (ad.hasSequence()) std::cout << ", sequence " << *ad.adSequence();
     std::cout << "\n   " << use << "; " << (ad.isValid() ? "valid" : "not valid: " + inspected.invalidReason)
               << '\n';

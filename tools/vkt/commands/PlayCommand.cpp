@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/platform/testing/VKTSimulatedRunLoop.h"
 #include "VKTCoreKit/tracking/VKTVASTPixelManager.h"
 #include "VKTCoreKit/vast/VKTVASTManager.h"
 #include "commands/Commands.h"
@@ -17,7 +18,6 @@
 #include "ground/Output.h"
 #include "ground/PixelFile.h"
 #include "ground/Text.h"
-#include "playing/SimulatedLoop.h"
 #include "report/AdReport.h"
 #include "report/AdText.h"
 #include "report/PlayReport.h"
@@ -31,8 +31,8 @@ constexpr int outcomeColumn = 17;
 constexpr int eventWidth = 13;
 
 // Put in force before anything else of the library is used.
-std::shared_ptr<SimulatedLoop> installSimulatedLoop(double speed) {
-    auto loop = std::make_shared<SimulatedLoop>(speed);
+std::shared_ptr<VKTSimulatedRunLoop> installSimulatedLoop(double speed) {
+    auto loop = std::make_shared<VKTSimulatedRunLoop>(speed);
     VKTPlatform platform = VKTPlatform::current();
     platform.clock = loop;
     platform.mainRunLoop = loop;
@@ -78,7 +78,7 @@ class PlayRun {
     void sendWhatIsLeft();
 
     const PlayOptions& options_;
-    const std::shared_ptr<SimulatedLoop> loop_;
+    const std::shared_ptr<VKTSimulatedRunLoop> loop_;
     PlayScreen screen_;
     const std::shared_ptr<PixelLedger> ledger_;
     TimelineRecorder problems_;

@@ -77,7 +77,7 @@ void printReport(const VKTIdentity& identity, const std::vector<std::string>& wa
 std::string lineOf(const PrivacyVerdict& verdict, const std::string& what) {
     constexpr std::array<const char*, 3> ends{" may be sent", " may not be sent",
                                               " may be sent if other signals allow"};
-    return "   " + onOneLine(verdict.reason) + ": " + what +
+    return "   " + vkt_onOneLine(verdict.reason) + ": " + what +
            ends.at(static_cast<std::size_t>(verdict.decision)) + '\n';
 }
 
@@ -92,7 +92,7 @@ void printHeading(const char* name, const VKTPrivacyReading<String>& reading,
     const auto& [string, isUnreadable] = reading;
     std::cout << name << ": ";
     if (string) {
-        std::cout << '"' << onOneLine(textOf(*string)) << "\", "
+        std::cout << '"' << vkt_onOneLine(textOf(*string)) << "\", "
                   << (string->isValid() ? "valid" : "not valid") << ", version " << string->version() << '\n';
     } else {
         std::cout << (isUnreadable ? "cannot be read\n" : "none\n");
@@ -124,12 +124,12 @@ void printText(const VKTIdentity& identity, const VKTPropertyCacheManager& store
 
     constexpr std::array<const char*, 4> types{"none", "advertising identifier", "transient ID",
                                                "custom identifier"};
-    std::cout << "Identity: \"" << onOneLine(identity.identity()) << "\", type " << identity.type() << " ("
-              << types.at(static_cast<std::size_t>(identity.type())) << ")\n   "
+    std::cout << "Identity: \"" << vkt_onOneLine(identity.identity()) << "\", type " << identity.type()
+              << " (" << types.at(static_cast<std::size_t>(identity.type())) << ")\n   "
               << reasonOfType(identity.type()) << '\n';
     std::cout << countOf(warnings.size(), "warning") << '\n';
     for (const std::string& warning : warnings)
-        std::cout << "   " << onOneLine(warning) << '\n';
+        std::cout << "   " << vkt_onOneLine(warning) << '\n';
 }
 
 int runPrivacy(const PrivacyOptions& options) {

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <functional>
 
-#include "ground/Text.h"
+#include "VKTCoreKit/foundation/VKTText.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ Output::~Output() {
 
 void Output::line(std::string_view text) {
     const std::lock_guard lock(mutex_);
-    write(onOneLine(text) + '\n');
+    write(vkt_onOneLine(text) + '\n');
 }
 
 void Output::lines(const std::vector<std::string>& texts) {
@@ -92,7 +92,7 @@ void Output::fail(std::string reason) {
 }
 
 void printError(std::string_view message) {
-    const std::string line = "vkt: " + onOneLine(message) + '\n';
+    const std::string line = "vkt: " + vkt_onOneLine(message) + '\n';
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 

@@ -23,8 +23,8 @@ class Output {
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
 
-    /// One line, made safe by onOneLine, and its line feed. The way of all text for people: what comes from a
-    /// document needs no care of the caller's.
+    /// One line, made safe by vkt_onOneLine, and its line feed. The way of all text for people: what comes
+    /// from a document needs no care of the caller's.
     void line(std::string_view text = {});
     void lines(const std::vector<std::string>& texts);
 

@@ -21,8 +21,7 @@ std::string nameOf(const VKTValue* value) {
     if (value->asArray() != nullptr) return "an array";
     if (value->asDictionary() != nullptr) return "an object";
     const std::string text = vkt_JSONStringWithValue(*value).value_or("");
-    return text.size() <= longestQuotation ? onOneLine(text)
-                                           : "a text of " + std::to_string(text.size()) + " bytes";
+    return text.size() <= longestQuotation ? text : "a text of " + std::to_string(text.size()) + " bytes";
 }
 
 std::string expectation(const std::string& expected, const VKTValue* found) {
@@ -109,7 +108,7 @@ void addGETParameters(std::vector<IgnoredMember>& ignored, const VKTValue* param
     }
     for (const auto& [name, value] : *dictionary) {
         if (value.asString() == nullptr)
-            ignored.push_back({path + "." + onOneLine(name), expectation("a text", &value)});
+            ignored.push_back({path + "." + name, expectation("a text", &value)});
     }
 }
 
@@ -122,7 +121,7 @@ void addUnknownMembers(std::vector<IgnoredMember>& ignored, const VKTDictionary&
     const auto names = vkt_split(known, ' ');
     for (const auto& entry : *dictionary) {
         if (std::find(names.begin(), names.end(), entry.key) != names.end()) continue;
-        ignored.push_back({path + "." + onOneLine(entry.key),
+        ignored.push_back({path + "." + entry.key,
                            "only " + vkt_replacingOccurrences(known, " ", ", ") + " are read of " + path});
     }
 }
@@ -168,8 +167,7 @@ std::string faultOfDocument(std::string_view data) {
     std::optional<VKTError> error;
     const auto value = vkt_JSONValueWithData(data, &error);
     if (!value)
-        return "is not JSON" +
-               (error ? ": " + onOneLine(error->localizedDescription().value_or("")) : std::string());
+        return "is not JSON" + (error ? ": " + error->localizedDescription().value_or("") : std::string());
     const VKTDictionary* document = value->asDictionary();
     if (document == nullptr) return "is " + nameOf(&*value) + ", not an object";
     const auto TTL = vkt_configNumberForKey(*document, "TTL");

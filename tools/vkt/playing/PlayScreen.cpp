@@ -60,7 +60,7 @@ PlayScreen::PlayScreen(bool isSilent) : isSilent_(isSilent), hasBar_(!isSilent &
 void PlayScreen::line(const std::string& text) {
     if (isSilent_) return;
     erase();
-    std::cout << text << '\n';
+    Output::standard().line(text);
     draw();
     std::cout.flush();
 }

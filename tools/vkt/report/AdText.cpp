@@ -76,7 +76,7 @@ std::string headingOf(const VKTVASTAd& ad) {
     if (ad.wrapperDepth() > 0) {
         out << ", behind " << countOf(static_cast<std::size_t>(ad.wrapperDepth()), "wrapper");
     }
-    return onOneLine(out.str());
+    return out.str();
 }
 
 std::vector<std::string> linesOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType) {
@@ -100,7 +100,7 @@ std::string textOfMediaFile(const VKTVASTMediaFile& file) {
         text += ", " + vkt_numberDescription(file.width) + " x " + vkt_numberDescription(file.height);
     }
     text += file.bitrate >= 0 ? ", " + vkt_numberDescription(file.bitrate) + " kbit/s" : ", bitrate unknown";
-    return onOneLine(text);
+    return text;
 }
 
 std::vector<std::string> linesOfURLs(const std::vector<VKTVASTURL>& urls) {

@@ -32,7 +32,7 @@ td.number { text-align: right; white-space: nowrap; overflow-wrap: normal; }
 
 std::string escaped(std::string_view text) {
     std::string result;
-    for (const char c : text) {
+    for (const char c : vkt_onOneLine(text)) {
         switch (c) {
             case '&':
                 result += "&amp;";
@@ -58,6 +58,13 @@ void appendList(std::ostream& out, const std::vector<std::string>& items) {
     for (const std::string& item : items)
         out << "<li>" << escaped(item) << "</li>\n";
     out << "</ul>\n";
+}
+
+void appendPreformatted(std::ostream& out, const std::vector<std::string>& lines) {
+    out << "<pre>";
+    for (const std::string& line : lines)
+        out << escaped(line) << '\n';
+    out << "</pre>\n";
 }
 
 void appendPixel(std::ostream& out, const PixelRecord& pixel) {
@@ -110,15 +117,15 @@ std::string pageOf(const PlayOptions& options, const PlayResult& result) {
         out << "<h2>" << ++number << ". " << escaped(headingOf(*played.ad))
             << (played.isPlayed ? "" : " (not played)") << "</h2>\n";
         appendTimeline(out, played.timeline, result.pixels);
-        if (options.measure && played.isPlayed)
-            out << "<pre>" << escaped(vkt_joined(linesOfScripts(played.scripts), "\n")) << "</pre>\n";
+        if (options.measure && played.isPlayed) appendPreformatted(out, linesOfScripts(played.scripts));
     }
     if (result.pixelsLeftByEarlierRun > 0) {
         out << "<h2>Left by an earlier run</h2>\n";
         appendTimeline(out, timelineOfEarlierRun(result), result.pixels);
     }
-    out << "<h2>" << countOf(resolution.requests.size(), "request") << " for documents</h2>\n<pre>"
-        << escaped(vkt_joined(linesOfRequests(resolution.requests), "\n")) << "\n</pre>\n</body>\n</html>\n";
+    out << "<h2>" << countOf(resolution.requests.size(), "request") << " for documents</h2>\n";
+    appendPreformatted(out, linesOfRequests(resolution.requests));
+    out << "</body>\n</html>\n";
     return out.str();
 }
 

@@ -393,6 +393,11 @@ DemoServer::Impl::Impl(const std::string& root, const LineHandler& onLine)
     : pixelLog_(onLine), logCollector_(onLine) {
     server_.new_task_queue = [] { return new httplib::ThreadPool(threadLimit); };
     server_.set_tcp_nodelay(true);
+    // By itself it takes a port that another server already has, and they would share the requests.
+    server_.set_socket_options([](socket_t socket) {
+        const int on = 1;
+        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    });
     server_.set_keep_alive_timeout(1);  // an idle connection delays the end by that much
     if (!root.empty()) server_.set_mount_point("/files", root);
     server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {

@@ -1,26 +1,30 @@
-// A main loop whose time is simulated.
+// A run loop whose time is simulated.
 #pragma once
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <thread>
+#include <utility>
 
+#include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/platform/VKTClock.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 
-/// Runs tasks in the order of their simulated times and, between two of them, waits for the real time between
-/// them divided by the speed. Its clock stands still while a task runs and while nothing is due, so tasks
-/// find themselves at their exact times. The wall clock starts at the real one.
+/// For what shall happen as on a device, but faster: runs tasks in the order of their simulated times and,
+/// between two of them, waits for the real time between them divided by the speed. (`VKTManualRunLoop` does
+/// not wait, so nothing of other threads can come in between.) Its clock stands still while a task runs and
+/// while nothing is due, so tasks find themselves at their exact times. The wall clock starts at the real
+/// one.
 ///
 /// `post`, `postAfter`, `stop` and the clock may be used on any thread, everything else on the loop's.
-class SimulatedLoop final : public VKTRunLoop, public VKTClock {
+class VKTSimulatedRunLoop final : public VKTRunLoop, public VKTClock {
   public:
     /// At speed 0 it does not wait.
-    explicit SimulatedLoop(double speed) : speed_(speed) {}
+    explicit VKTSimulatedRunLoop(double speed) : speed_(speed) {}
 
     [[nodiscard]] VKTDate now() const override;
     [[nodiscard]] std::chrono::nanoseconds monotonicNow() const override {
@@ -49,17 +53,20 @@ class SimulatedLoop final : public VKTRunLoop, public VKTClock {
 
     std::shared_ptr<VKTTask> add(VKTTimeInterval delay, VKTTask task);
     bool runNext(RealTime deadline);
-    [[nodiscard]] RealTime realTimeOf(std::chrono::nanoseconds time) const;
+    std::shared_ptr<VKTTask> takeNext(RealTime deadline);
+    void wait(RealTime wakeTime, VKTLock& lock);
+    [[nodiscard]] RealTime realTimeOf(std::chrono::nanoseconds time) const VKT_REQUIRES(mutex_);
 
     const double speed_;
     const VKTDate start_ = std::chrono::time_point_cast<VKTDate::duration>(std::chrono::system_clock::now());
     std::atomic<std::chrono::nanoseconds::rep> now_ = 0;
     std::atomic<std::thread::id> thread_ = std::this_thread::get_id();
 
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    Calls calls_;
-    bool stopRequested_ = false;
-    bool isHeld_ = false;
-    RealTime realNow_ = std::chrono::steady_clock::now();  // when the simulated time became what it is
+    VKTMutex mutex_;
+    std::condition_variable_any changed_;
+    Calls calls_ VKT_GUARDED_BY(mutex_);
+    bool stopRequested_ VKT_GUARDED_BY(mutex_) = false;
+    bool isHeld_ VKT_GUARDED_BY(mutex_) = false;
+    // When the simulated time became what it is.
+    RealTime realNow_ VKT_GUARDED_BY(mutex_) = std::chrono::steady_clock::now();
 };

@@ -1,8 +1,7 @@
-#include "playing/SimulatedLoop.h"
+#include "VKTCoreKit/platform/testing/VKTSimulatedRunLoop.h"
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
 
 namespace {
 
@@ -18,7 +17,7 @@ nanoseconds nanosecondsOf(VKTTimeInterval interval) {
 }  // namespace
 
 // The call is dropped by taking its task away.
-class SimulatedLoop::Timer : public VKTRunLoopTimer {
+class VKTSimulatedRunLoop::Timer : public VKTRunLoopTimer {
   public:
     explicit Timer(const std::shared_ptr<VKTTask>& call) : call_(call) {}
     ~Timer() override { drop(); }
@@ -32,22 +31,22 @@ class SimulatedLoop::Timer : public VKTRunLoopTimer {
     const std::weak_ptr<VKTTask> call_;
 };
 
-VKTDate SimulatedLoop::now() const {
+VKTDate VKTSimulatedRunLoop::now() const {
     return start_ + std::chrono::duration_cast<VKTDate::duration>(monotonicNow());
 }
 
-void SimulatedLoop::postAfter(VKTTimeInterval delay, VKTTask task) {
+void VKTSimulatedRunLoop::postAfter(VKTTimeInterval delay, VKTTask task) {
     add(delay, std::move(task));
 }
 
-std::unique_ptr<VKTRunLoopTimer> SimulatedLoop::schedule(VKTTimeInterval delay, VKTTask task) {
+std::unique_ptr<VKTRunLoopTimer> VKTSimulatedRunLoop::schedule(VKTTimeInterval delay, VKTTask task) {
     return std::make_unique<Timer>(add(delay, std::move(task)));
 }
 
-std::shared_ptr<VKTTask> SimulatedLoop::add(VKTTimeInterval delay, VKTTask task) {
+std::shared_ptr<VKTTask> VKTSimulatedRunLoop::add(VKTTimeInterval delay, VKTTask task) {
     auto call = std::make_shared<VKTTask>(std::move(task));
     {
-        const std::lock_guard lock(mutex_);
+        const VKTLock lock(mutex_);
         if (calls_.empty()) realNow_ = steady_clock::now();
         calls_.emplace(monotonicNow() + nanosecondsOf(delay), call);
     }
@@ -55,13 +54,13 @@ std::shared_ptr<VKTTask> SimulatedLoop::add(VKTTimeInterval delay, VKTTask task)
     return call;
 }
 
-void SimulatedLoop::run() {
+void VKTSimulatedRunLoop::run() {
     thread_ = std::this_thread::get_id();
     while (runNext(steady_clock::time_point::max())) {
     }
 }
 
-bool SimulatedLoop::runUntil(const std::function<bool()>& done, VKTTimeInterval timeout) {
+bool VKTSimulatedRunLoop::runUntil(const std::function<bool()>& done, VKTTimeInterval timeout) {
     thread_ = std::this_thread::get_id();
     const auto deadline = steady_clock::now() + nanosecondsOf(timeout);
     while (!done()) {
@@ -70,9 +69,9 @@ bool SimulatedLoop::runUntil(const std::function<bool()>& done, VKTTimeInterval 
     return true;
 }
 
-bool SimulatedLoop::holdUntil(const std::function<bool()>& done, VKTTimeInterval timeout) {
+bool VKTSimulatedRunLoop::holdUntil(const std::function<bool()>& done, VKTTimeInterval timeout) {
     const auto hold = [this](bool isHeld) {
-        const std::lock_guard lock(mutex_);
+        const VKTLock lock(mutex_);
         isHeld_ = isHeld;
         realNow_ = steady_clock::now();
     };
@@ -82,10 +81,11 @@ bool SimulatedLoop::holdUntil(const std::function<bool()>& done, VKTTimeInterval
     return isDone;
 }
 
-std::size_t SimulatedLoop::drain() {
+std::size_t VKTSimulatedRunLoop::drain() {
+    thread_ = std::this_thread::get_id();
     std::size_t count = 0;
     const auto isDue = [this] {
-        const std::lock_guard lock(mutex_);
+        const VKTLock lock(mutex_);
         return !calls_.empty() && calls_.begin()->first <= monotonicNow();
     };
     while (isDue() && runNext(steady_clock::time_point::max()))
@@ -93,15 +93,15 @@ std::size_t SimulatedLoop::drain() {
     return count;
 }
 
-void SimulatedLoop::stop() {
+void VKTSimulatedRunLoop::stop() {
     {
-        const std::lock_guard lock(mutex_);
+        const VKTLock lock(mutex_);
         stopRequested_ = true;
     }
     changed_.notify_one();
 }
 
-SimulatedLoop::RealTime SimulatedLoop::realTimeOf(nanoseconds time) const {
+VKTSimulatedRunLoop::RealTime VKTSimulatedRunLoop::realTimeOf(nanoseconds time) const {
     if (time <= monotonicNow()) return realNow_;
     if (isHeld_) return RealTime::max();
     if (speed_ <= 0) return realNow_;
@@ -109,31 +109,35 @@ SimulatedLoop::RealTime SimulatedLoop::realTimeOf(nanoseconds time) const {
 }
 
 // Waits for the next call and runs it. False when the deadline came first or `stop` was called.
-bool SimulatedLoop::runNext(RealTime deadline) {
-    std::shared_ptr<VKTTask> call;
-    {
-        std::unique_lock lock(mutex_);
-        while (true) {
-            if (std::exchange(stopRequested_, false)) return false;
-            const auto first = calls_.begin();
-            const RealTime due = first == calls_.end() ? RealTime::max() : realTimeOf(first->first);
-            const RealTime now = steady_clock::now();
-            if (due <= now) break;
-            if (deadline <= now) return false;
-            const RealTime wakeTime = std::min(due, deadline);
-            if (wakeTime == RealTime::max()) {
-                changed_.wait(lock);
-            } else {
-                changed_.wait_until(lock, wakeTime);
-            }
-        }
-        const auto first = calls_.begin();
-        realNow_ = realTimeOf(first->first);
-        now_ = std::max(first->first, monotonicNow()).count();
-        call = std::move(first->second);
-        calls_.erase(first);
-    }
+bool VKTSimulatedRunLoop::runNext(RealTime deadline) {
+    const auto call = takeNext(deadline);
+    if (!call) return false;
     // Taken out first: the task may be the owner of its own timer.
     if (const VKTTask task = std::exchange(*call, nullptr)) task();
     return true;
+}
+
+std::shared_ptr<VKTTask> VKTSimulatedRunLoop::takeNext(RealTime deadline) {
+    VKTLock lock(mutex_);
+    while (!std::exchange(stopRequested_, false)) {
+        const RealTime due = calls_.empty() ? RealTime::max() : realTimeOf(calls_.begin()->first);
+        const RealTime now = steady_clock::now();
+        if (due <= now) {
+            realNow_ = due;
+            const auto first = calls_.extract(calls_.begin());
+            now_ = std::max(first.key(), monotonicNow()).count();
+            return first.mapped();
+        }
+        if (deadline <= now) return nullptr;
+        wait(std::min(due, deadline), lock);
+    }
+    return nullptr;
+}
+
+void VKTSimulatedRunLoop::wait(RealTime wakeTime, VKTLock& lock) {
+    if (wakeTime == RealTime::max()) {
+        changed_.wait(lock);  // a wait until then would overflow
+    } else {
+        changed_.wait_until(lock, wakeTime);
+    }
 }
