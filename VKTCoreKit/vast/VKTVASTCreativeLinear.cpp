@@ -88,17 +88,14 @@ bool VKTVASTCreativeLinear::findMediaFiles(const VKTVASTElement& linear, VKTErro
     return true;
 }
 
-void VKTVASTCreativeLinear::findMediaFiles(const VKTVASTElement& mediaFiles, std::string_view name,
-                                           bool onlyVPAID) {
-    mediaFiles.forEachChild(name, [&](const VKTVASTElement& element) {
+void VKTVASTCreativeLinear::findMediaFiles(const VKTVASTElement& container, std::string_view name,
+                                           bool areInteractive) {
+    container.forEachChild(name, [&](const VKTVASTElement& element) {
         auto file = VKTVASTMediaFile::initUncheckedWithDictionary(element);
-        if (file->isValid() && (!onlyVPAID || file->isVPAID())) {
-            mediaFiles_.push_back(std::move(file));
-            return;
-        }
-        element.drop(
-            [&] { return file->isValid() ? "an interactive file must be VPAID JavaScript" : file->refusal(); });
-        refusedMediaFiles_.push_back(std::move(file));
+        file->isInteractive = areInteractive;
+        const bool isRefused = file->isRefused();
+        if (isRefused) element.drop([&] { return file->refusal(); });
+        (isRefused ? refusedMediaFiles_ : mediaFiles_).push_back(std::move(file));
     });
 }
 
@@ -106,7 +103,7 @@ std::string VKTVASTCreativeLinear::mediaFilesProblem() const {
     if (refusedMediaFiles_.empty()) return "it has no media file";
     std::vector<std::string> types;
     for (const auto& file : refusedMediaFiles_) {
-        if (!file->url || !file->type) return "none of its media files is playable: " + file->refusal();
+        if (!file->url || !file->type || file->isSupported()) return "none of its media files is playable: " + file->refusal();
         const auto& type = *file->type;
         if (std::find(types.begin(), types.end(), type) == types.end()) types.push_back(type);
     }

@@ -63,8 +63,7 @@ class VKTVASTCreativeLinear final : public VKTVASTCreative {
     [[nodiscard]] const std::optional<std::string>& adParameters() const { return adParameters_; }
     [[nodiscard]] const MediaFiles& mediaFiles() const { return mediaFiles_; }
 
-    /// What the document lists and this library cannot play; `VKTVASTMediaFile::refusal` says why, and of a
-    /// valid one that its element asks for VPAID ("InteractiveCreativeFile").
+    /// What the document lists and this library cannot play; `VKTVASTMediaFile::refusal` says why.
     [[nodiscard]] const MediaFiles& refusedMediaFiles() const { return refusedMediaFiles_; }
 
     /// Why there is no media file, half a sentence about the ad: "its media files are video/webm, which is
@@ -74,7 +73,7 @@ class VKTVASTCreativeLinear final : public VKTVASTCreative {
 
   private:
     VKTVASTCreativeLinear() = default;
-    void findMediaFiles(const VKTVASTElement& mediaFiles, std::string_view name, bool onlyVPAID);
+    void findMediaFiles(const VKTVASTElement& container, std::string_view name, bool areInteractive);
 
     std::optional<std::string> duration_;
     std::optional<std::string> skipOffset_;

@@ -29,6 +29,7 @@ bool VKTVASTCreativeResource::findResource(const VKTVASTElement& element) {
         } else {
             *resource = child.requiredVASTURL();
         }
+        if (staticResource_) staticResourceType_ = child.stringAttribute("_creativeType");
     }
     return isFound;
 }

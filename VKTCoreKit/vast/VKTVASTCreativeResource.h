@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "VKTCoreKit/vast/VKTVASTCreative.h"
 
@@ -16,6 +17,8 @@ class VKTVASTCreativeResource : public VKTVASTCreative {
     [[nodiscard]] bool isValidForWrapper(bool isWrapper) const override;
 
     [[nodiscard]] const std::optional<VKTVASTURL>& staticResource() const { return staticResource_; }
+    /// The MIME type of the static resource as written ("creativeType"); nothing without one.
+    [[nodiscard]] const std::optional<std::string>& staticResourceType() const { return staticResourceType_; }
     [[nodiscard]] const std::optional<VKTVASTURL>& iFrameResource() const { return iFrameResource_; }
     [[nodiscard]] const std::optional<VKTVASTURL>& htmlResource() const { return htmlResource_; }
 
@@ -27,6 +30,7 @@ class VKTVASTCreativeResource : public VKTVASTCreative {
 
   private:
     std::optional<VKTVASTURL> staticResource_;
+    std::optional<std::string> staticResourceType_;
     std::optional<VKTVASTURL> iFrameResource_;
     std::optional<VKTVASTURL> htmlResource_;
 };

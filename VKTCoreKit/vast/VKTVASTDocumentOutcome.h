@@ -38,6 +38,10 @@ struct VKTVASTDocumentOutcome {
     /// line 3, column 9"; "the HTTP status is 404, and it is empty".
     std::string problem;
 
+    /// Where a fault in the XML was met, from 1; nothing for a document without one.
+    std::optional<std::int64_t> faultLine;
+    std::optional<std::int64_t> faultColumn;
+
     std::int64_t wrapperDepth = 0;           ///< 0 for the first document, 1 behind its wrappers
     std::optional<std::string> wrapperAdID;  ///< the "id" of the wrapper that led here, if it has one
 };

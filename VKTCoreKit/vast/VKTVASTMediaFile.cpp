@@ -67,7 +67,8 @@ bool VKTVASTMediaFile::isValid() const {
 }
 
 std::string VKTVASTMediaFile::refusal() const {
-    if (isValid()) return "";
+    if (!isRefused()) return "";
+    if (isValid()) return "an interactive file must be VPAID JavaScript";
     if (!url) return "it has no usable URL";
     if (!type) return "it has no type";
     if (isJavascript()) return "JavaScript is played with apiFramework \"VPAID\" only";

@@ -23,6 +23,7 @@ struct VKTVASTMediaFile {
     float height = -1;     ///< pixels; -1 is unknown
     float fileSize = -1;   ///< bytes; -1 is unknown
     std::optional<VKTVASTURL> url;
+    bool isInteractive = false;  ///< from an "InteractiveCreativeFile", which is played as VPAID only
 
     /// Nothing unless the result is valid.
     static std::shared_ptr<VKTVASTMediaFile> initWithDictionary(const VKTVASTElement& element);
@@ -36,6 +37,9 @@ struct VKTVASTMediaFile {
     [[nodiscard]] bool isSupported() const;  ///< a playable video type, or VPAID
     [[nodiscard]] bool isValid() const;      ///< supported, with a URL
 
-    /// Why the file is not valid, half a sentence: "type "video/webm" is not playable". Empty for a valid one.
+    /// Whether a creative leaves the file out: it is not valid, or interactive without being VPAID.
+    [[nodiscard]] bool isRefused() const { return !isValid() || (isInteractive && !isVPAID()); }
+
+    /// Why, half a sentence: "type "video/webm" is not playable". Empty for a file that is not refused.
     [[nodiscard]] std::string refusal() const;
 };

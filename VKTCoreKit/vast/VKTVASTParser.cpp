@@ -42,6 +42,15 @@ std::string problemOfFault(std::string_view data, const std::optional<VKTError>&
            (isUTF8 ? "" : " (it is not UTF-8 text)");
 }
 
+void setFaultPlace(Outcome& outcome, const std::optional<VKTError>& fault) {
+    const auto numberOf = [&](const char* key) -> std::optional<std::int64_t> {
+        const auto* number = fault ? fault->userInfoValue<std::int64_t>(key) : nullptr;
+        return number == nullptr ? std::nullopt : std::optional(*number);
+    };
+    outcome.faultLine = numberOf(VKTXMLErrorLineKey);
+    outcome.faultColumn = numberOf(VKTXMLErrorColumnKey);
+}
+
 std::string problemOfMissingAds(const Outcome& outcome, std::size_t adElements) {
     if (adElements == 0) return problemUnlessRootDiffers(outcome, "it holds no ad");
     return "none of its Ad elements (" + std::to_string(adElements) +
@@ -81,6 +90,7 @@ Response VKTVASTParser::parseXMLAndGenerateVASTObjectModel(std::optional<std::st
     if (!dictionary) {
         const auto malformed =
             isWrapper ? VKTVASTError::XML_PARSING_ERROR_WRAPPER() : VKTVASTError::XML_PARSING_ERROR();
+        setFaultPlace(outcome, parser.parsingError());
         outcome.problem = problemOfFault(*data, parser.parsingError(), document.text().has_value());
         errorHandler(malformed, {}, document.text());
         return Response::initWithModel(nullptr, malformed.error(), std::move(outcome));

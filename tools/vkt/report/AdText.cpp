@@ -25,20 +25,6 @@ class Counts {
     std::vector<std::string> pieces_;
 };
 
-std::string textOfTracking(const VKTVASTCreative& creative) {
-    std::vector<std::string> names;  // in the order of their first event
-    std::map<std::string, std::size_t> counts;
-    for (const auto& event : creative.trackingEvents()) {
-        if (counts[event->name()]++ == 0) names.push_back(event->name());
-    }
-    std::vector<std::string> pieces;
-    for (const std::string& name : names) {
-        const std::size_t count = counts[name];
-        pieces.push_back(count == 1 ? name : name + " x" + std::to_string(count));
-    }
-    return vkt_joined(pieces, ", ");
-}
-
 using Lines = std::vector<std::string>;
 
 void appendLinear(Lines& lines, const VKTVASTCreativeLinear& creative, std::uint32_t networkAccessType) {
@@ -92,6 +78,20 @@ std::vector<std::string> linesOfAd(const VKTVASTAd& ad, std::uint32_t networkAcc
     counts.add(ad.adVerifications().size(), "verification");
     if (!counts.empty()) lines.push_back(indent + counts.text());
     return lines;
+}
+
+std::string textOfTracking(const VKTVASTCreative& creative) {
+    std::vector<std::string> names;  // in the order of their first event
+    std::map<std::string, std::size_t> counts;
+    for (const auto& event : creative.trackingEvents()) {
+        if (counts[event->name()]++ == 0) names.push_back(event->name());
+    }
+    std::vector<std::string> pieces;
+    for (const std::string& name : names) {
+        const std::size_t count = counts[name];
+        pieces.push_back(count == 1 ? name : name + " x" + std::to_string(count));
+    }
+    return vkt_joined(pieces, ", ");
 }
 
 std::string textOfMediaFile(const VKTVASTMediaFile& file) {
