@@ -30,6 +30,8 @@ JSONReport reportOfRemarks(const Remarks& remarks) {
 JSONReport reportOfInspectedAd(const VKTVASTAd& ad) {
     JSONReport entry = reportOfAd(ad, VKTDefaultNetworkAccessType);
     entry.add("kind", kindOf(ad));
+    const auto next = ad.nextActionURL();
+    entry.add("nextActionURL", next ? VKTValue(next->absoluteString()) : VKTValue());
     entry.add("valid", ad.isValid());
     entry.add("invalidReason", ad.isValid() ? VKTValue() : VKTValue(ad.invalidReason()));
     return entry;
