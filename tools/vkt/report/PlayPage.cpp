@@ -7,6 +7,7 @@
 #include "report/AdReport.h"
 #include "report/AdText.h"
 #include "report/PlayReport.h"
+#include "report/ResolutionReport.h"
 
 namespace {
 
@@ -99,6 +100,9 @@ std::string pageOf(const PlayOptions& options, const PlayResult& result) {
     const Resolution& resolution = result.resolution;
     std::ostringstream out;
     out << head << "<h1>" << escaped(titleOf(options.resolve, resolution)) << "</h1>\n";
+    if (const auto problems = linesOfProblems(options.resolve, resolution); !problems.empty()) {
+        appendList(out, problems);
+    }
     appendList(out, summaryOfPixels(options, result));
     if (!resolution.errors.empty()) {
         out << "<h2>" << countOf(resolution.errors.size(), "problem") << "</h2>\n";
@@ -107,10 +111,11 @@ std::string pageOf(const PlayOptions& options, const PlayResult& result) {
     if (!result.problems.empty()) appendTimeline(out, result.problems, result.pixels);
     std::size_t number = 0;
     for (const PlayedAd& played : result.ads) {
-        out << "<h2>" << ++number << ". " << escaped(headingOf(*played.ad))
-            << (played.isPlayed ? "" : " (not played)") << "</h2>\n";
+        out << "<h2>" << ++number << ". " << escaped(headingOf(*played.ad.ad))
+            << (played.ad.creative ? "" : " (not played)") << "</h2>\n";
+        if (!played.ad.creative) out << "<p>" << escaped(lineOfUnplayableAd(played.ad)) << "</p>\n";
         appendTimeline(out, played.timeline, result.pixels);
-        if (options.measure && played.isPlayed)
+        if (options.measure && played.ad.creative)
             out << "<pre>" << escaped(vkt_joined(linesOfScripts(played.scripts), "\n")) << "</pre>\n";
     }
     if (result.pixelsLeftByEarlierRun > 0) {
@@ -118,7 +123,7 @@ std::string pageOf(const PlayOptions& options, const PlayResult& result) {
         appendTimeline(out, timelineOfEarlierRun(result), result.pixels);
     }
     out << "<h2>" << countOf(resolution.requests.size(), "request") << " for documents</h2>\n<pre>"
-        << escaped(vkt_joined(linesOfRequests(resolution.requests), "\n")) << "\n</pre>\n</body>\n</html>\n";
+        << escaped(vkt_joined(linesOfRequests(resolution), "\n")) << "\n</pre>\n</body>\n</html>\n";
     return out.str();
 }
 
