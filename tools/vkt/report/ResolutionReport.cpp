@@ -21,7 +21,7 @@ void addDocument(VKTDictionary& report, const std::optional<VKTVASTDocumentOutco
     const bool hasProblem = document && !document->problem.empty();
     report.set("root", document ? valueOf(document->root) : VKTValue());
     report.set("version", document ? valueOf(document->version) : VKTValue());
-    report.set("ads", document ? VKTValue(document->ads) : VKTValue());
+    report.set("ads", document && document->version ? VKTValue(document->ads) : VKTValue());
     report.set("problem", hasProblem ? VKTValue(document->problem) : VKTValue());
 }
 

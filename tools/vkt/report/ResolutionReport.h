@@ -16,8 +16,9 @@ JSONReport reportOfResolvedAd(const ResolvedAd& ad, const ResolveOptions& option
 std::string lineOfUnplayableAd(const ResolvedAd& ad);
 
 /// One object with what all ads have in common around `ads`. Of each document stand "root", "version", "ads"
-/// (their number) and "problem" (why it led to no ad): of the source's own under "document", of each that was
-/// requested in its element of "requests", of wrappers that were not followed in "notRequested".
+/// (their number) and "problem" (why it led to no ad), each null when it is not known: of the source's own
+/// under "document", of each that was requested in its element of "requests", of wrappers that were not
+/// followed in "notRequested".
 JSONReport reportOfResolution(const ResolveOptions& options, const Resolution& resolution, JSONReport ads);
 
 /// "SOURCE: VAST 4.2".
