@@ -37,7 +37,7 @@ bool hasOtherRoot(const Outcome& outcome) {
 
 // A root of another name is why everything else is missing, too.
 std::string problemUnlessRootDiffers(const Outcome& outcome, std::string problem) {
-    return hasOtherRoot(outcome) ? "the root is " + *outcome.root + ", not VAST" : problem;
+    return hasOtherRoot(outcome) ? "the root is " + *outcome.root + ", not VAST" : std::move(problem);
 }
 
 std::string problemOfFault(const Outcome& outcome, std::string_view data,
@@ -58,7 +58,7 @@ std::string problemOfMissingAds(const Outcome& outcome, std::size_t adElements) 
 // Empty when one of the ads, of which there is one at least, is valid.
 std::string problemOfAds(const VKTVASTModel::Ads& ads) {
     if (std::any_of(ads.begin(), ads.end(), [](const auto& ad) { return ad->isValid(); })) return {};
-    const std::string reason = vkt_invalidReason(*ads.front());
+    std::string reason = vkt_invalidReason(*ads.front());
     if (ads.size() == 1) return reason;
     return "none of its " + std::to_string(ads.size()) + " ads is valid; of the first: " + reason;
 }

@@ -217,7 +217,7 @@ TEST_F(VASTDocumentOutcome, AListenerHearsOfAdsThatAreLeftAside) {
 // The wrapper's 5,000 click trackers are more than a creative may have.
 TEST_F(VASTDocumentOutcome, AListenerHearsWhatMergingDrops) {
     const auto listener = std::make_shared<Listener>();
-    embedder->listenerFor = [&](const auto&, const auto&) { return listener; };
+    embedder->listenerFor = [&](const auto&, const auto&) -> std::shared_ptr<Listener> { return listener; };
     const std::string metrics =
         "<Extensions><Extension><KorvoMetrics><KorvoMetric name='viewcount'>http://x</KorvoMetric>"
         "</KorvoMetrics></Extension></Extensions>";
