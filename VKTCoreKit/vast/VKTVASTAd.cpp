@@ -20,7 +20,10 @@ template <typename Creative>
 void mergeCreatives(std::vector<std::shared_ptr<Creative>>& creatives,
                     const std::vector<std::shared_ptr<Creative>>& wrapperCreatives,
                     VKTVASTMergeTally& tally) {
-    if (creatives.empty()) creatives.push_back(Creative::initEmptyCreative());
+    if (creatives.empty()) {
+        creatives.push_back(Creative::initEmptyCreative());
+        creatives.back()->setIsHolder();
+    }
     for (const auto& creative : creatives) {
         for (const auto& wrapperCreative : wrapperCreatives)
             creative->addTrackingOf(*wrapperCreative, tally);

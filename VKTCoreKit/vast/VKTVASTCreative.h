@@ -39,6 +39,11 @@ class VKTVASTCreative {
                                                                const VKTVASTErrorHandler& errorHandler,
                                                                bool isWrapper);
 
+    /// Whether the ad has no creative of this kind, and merging made this one, which shows nothing, to hold
+    /// the tracking of wrappers.
+    [[nodiscard]] bool isHolder() const { return isHolder_; }
+    void setIsHolder() { isHolder_ = true; }
+
     /// Appends each identifier that is not already there, up to `VKTVASTUniversalAdIdLimit`.
     void addUniversalAdIds(const std::vector<VKTVASTUniversalAdId>& ids);
 
@@ -88,4 +93,5 @@ class VKTVASTCreative {
     std::optional<VKTVASTURL> clickThrough_;
     std::vector<VKTVASTURL> clickTracking_;
     std::vector<VKTVASTUniversalAdId> universalAdIds_;
+    bool isHolder_ = false;
 };

@@ -146,19 +146,23 @@ void VKTVASTManager::createAdsStoreWithXML(std::optional<std::string_view> xml,
         if (const auto listener = delegate()) listener->vastManagerDidFailWithError(response.error);
         return;
     }
+    setReadingListener(response, reading);
+    takeRootModel(response);
+    tell(response.outcome);
+    if (const auto listener = delegate()) listener->vastManagerIsReadyToProvideAds();
+}
+
+void VKTVASTManager::takeRootModel(VKTVASTParserResponse& response) {
     rootVASTModel_ = response.model;
     rootAds_.clear();
     for (const AdPointer& ad : rootVASTModel_->ads())
         rootAds_.insert(ad.get());
-    setReadingListener(response, reading);
     processRootModel(*rootVASTModel_);
     Ads taken = rootVASTModel_->mainAds();
     const Ads passbacks = rootVASTModel_->passbackAds();
     taken.insert(taken.end(), passbacks.begin(), passbacks.end());
     conclude(response.outcome, rootVASTModel_->ads(), taken,
              "it is not taken: an inline ad of its document is, in its place");
-    tell(response.outcome);
-    if (const auto listener = delegate()) listener->vastManagerIsReadyToProvideAds();
 }
 
 void VKTVASTManager::processRootModel(const VKTVASTModel& model) {

@@ -158,6 +158,7 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     [[nodiscard]] bool isFirstLevel(const VKTVASTAd& ad) const { return rootAds_.contains(&ad); }
     void report(const VKTVASTError& error, const std::vector<VKTVASTURL>& errorURLs,
                 const std::optional<std::string>& VASTResponse);
+    void takeRootModel(VKTVASTParserResponse& response);
     void conclude(VKTVASTDocumentOutcome& outcome, const Ads& ads, const Ads& taken, const char* whyNotTaken);
     void tell(const VKTVASTDocumentOutcome& outcome);
     void refuse(const VKTVASTAd& wrapper);

@@ -30,14 +30,20 @@ class DocumentText {
     std::optional<std::string> text_;
 };
 
-// A root of another name is why everything else is missing, too.
-std::string problemUnlessRootDiffers(const Outcome& outcome, std::string problem) {
-    return outcome.root == "VAST" ? problem : "the root is " + *outcome.root + ", not VAST";
+bool hasOtherRoot(const Outcome& outcome) {
+    return outcome.root && outcome.root != "VAST";
 }
 
-std::string problemOfFault(std::string_view data, const std::optional<VKTError>& fault, bool isUTF8) {
+// A root of another name is why everything else is missing, too.
+std::string problemUnlessRootDiffers(const Outcome& outcome, std::string problem) {
+    return hasOtherRoot(outcome) ? "the root is " + *outcome.root + ", not VAST" : std::move(problem);
+}
+
+std::string problemOfFault(const Outcome& outcome, std::string_view data,
+                           const std::optional<VKTError>& fault, bool isUTF8) {
     if (vkt_trimmed(data).empty()) return "it is empty";
-    return "its XML cannot be read: " +
+    return (hasOtherRoot(outcome) ? problemUnlessRootDiffers(outcome, {}) + ", and " : "") +
+           "its XML cannot be read: " +
            (fault ? fault->localizedDescription() : std::nullopt).value_or("it has no element") +
            (isUTF8 ? "" : " (it is not UTF-8 text)");
 }
@@ -60,7 +66,7 @@ std::string problemOfMissingAds(const Outcome& outcome, std::size_t adElements) 
 // Empty when one of the ads, of which there is one at least, is valid.
 std::string problemOfAds(const VKTVASTModel::Ads& ads) {
     if (std::any_of(ads.begin(), ads.end(), [](const auto& ad) { return ad->isValid(); })) return {};
-    const std::string reason = ads.front()->invalidReason();
+    std::string reason = ads.front()->invalidReason();
     if (ads.size() == 1) return reason;
     return "none of its " + std::to_string(ads.size()) + " ads is valid; of the first: " + reason;
 }
@@ -91,7 +97,7 @@ Response VKTVASTParser::parseXMLAndGenerateVASTObjectModel(std::optional<std::st
         const auto malformed =
             isWrapper ? VKTVASTError::XML_PARSING_ERROR_WRAPPER() : VKTVASTError::XML_PARSING_ERROR();
         setFaultPlace(outcome, parser.parsingError());
-        outcome.problem = problemOfFault(*data, parser.parsingError(), document.text().has_value());
+        outcome.problem = problemOfFault(outcome, *data, parser.parsingError(), document.text().has_value());
         errorHandler(malformed, {}, document.text());
         return Response::initWithModel(nullptr, malformed.error(), std::move(outcome));
     }

@@ -89,9 +89,12 @@ TEST_F(VASTDocumentOutcome, SaysWhyADocumentLedNowhere) {
         {"no creative in the ad that is taken", body(vast(invalid("a") + inlineAd("b"))),
          "200 VAST 3.0 2 0: none of its ads that are taken (1 of 2) is valid; of the first: " + noCreative},
         {"empty", body(" \n"), "200 - - 0 0: it is empty"},
-        {"page", body(page), "200 html - 0 0: its XML cannot be read: mismatched tag at line 1, column 21"},
+        {"page", body(page),
+         "200 html - 0 0: the root is html, not VAST, and its XML cannot be read: mismatched tag at line 1, "
+         "column 21"},
         {"page with status 404", body(page, 404),
-         "404 html - 0 0: the HTTP status is 404, and its XML cannot be read: mismatched tag at line 1, "
+         "404 html - 0 0: the HTTP status is 404, and the root is html, not VAST, and its XML cannot be "
+         "read: mismatched tag at line 1, "
          "column 21"},
         {"bytes", body("\xE9<VAST/>"),
          "200 - - 0 0: its XML cannot be read: not well-formed (invalid token) at line 1, column 1 (it is "
@@ -214,7 +217,7 @@ TEST_F(VASTDocumentOutcome, AListenerHearsOfAdsThatAreLeftAside) {
 // The wrapper's 5,000 click trackers are more than a creative may have.
 TEST_F(VASTDocumentOutcome, AListenerHearsWhatMergingDrops) {
     const auto listener = std::make_shared<Listener>();
-    embedder->listenerFor = [&](const auto&, const auto&) { return listener; };
+    embedder->listenerFor = [&](const auto&, const auto&) -> std::shared_ptr<Listener> { return listener; };
     const std::string metrics =
         "<Extensions><Extension><KorvoMetrics><KorvoMetric name='viewcount'>http://x</KorvoMetric>"
         "</KorvoMetrics></Extension></Extensions>";

@@ -67,13 +67,9 @@ class PlayRun {
     void callErrorPixels(const std::vector<VKTVASTURL>& errorPixels, const VKTVASTError& error,
                          TimelineRecorder& recorder);
     void callErrorPixelsOfAnswer(const Resolution& resolution);
-    PlayedAd play(const std::shared_ptr<VKTVASTAd>& ad, std::size_t number, Resolution& resolution);
-    PlayedAd playCreative(const std::shared_ptr<VKTVASTAd>& ad,
-                          const std::shared_ptr<VKTVASTCreativeLinear>& creative);
-    PlayedAd fail(const std::shared_ptr<VKTVASTAd>& ad, const VKTVASTError& error, Resolution& resolution);
-    [[nodiscard]] bool isToFail(std::size_t number) const {
-        return number < static_cast<std::size_t>(options_.resolve.fail);
-    }
+    PlayedAd play(const ResolvedAd& ad, std::size_t number, Resolution& resolution);
+    PlayedAd playCreative(const ResolvedAd& ad);
+    PlayedAd fail(const ResolvedAd& ad, Resolution& resolution);
     void measureToTheEnd();
     void sendWhatIsLeft();
 
@@ -116,18 +112,14 @@ void PlayRun::showOutcome(std::size_t place) {
 }
 
 Resolution PlayRun::resolve(const Source& source) {
-    ResolutionHooks hooks;
-    hooks.adFails = [this](const VKTVASTAd& ad, std::size_t number) {
-        return isToFail(number) || !playableCreativeOf(ad, options_.resolve.networkAccessType);
-    };
-    hooks.onError = [this](const ReportedError& reported) {
+    const ProblemObserver observer = [this](const ReportedError& reported) {
         loop_->post([this, reported] { callErrorPixels(reported.errorURLs, reported.error, problems_); });
     };
     Resolution resolution;
     bool isResolved = false;
     const auto queue = VKTPlatform::current().makeSerialQueue();
     queue->post([&] {
-        resolution = resolveSource(options_.resolve, source, hooks);
+        resolution = resolveSource(options_.resolve, source, observer);
         loop_->post([&] { isResolved = true; });
     });
     loop_->runUntil([&] { return isResolved; }, noTimeLimit);
@@ -148,20 +140,17 @@ void PlayRun::callErrorPixelsOfAnswer(const Resolution& resolution) {
                     problems_);
 }
 
-PlayedAd PlayRun::play(const std::shared_ptr<VKTVASTAd>& ad, std::size_t number, Resolution& resolution) {
+PlayedAd PlayRun::play(const ResolvedAd& ad, std::size_t number, Resolution& resolution) {
     screen_.line("");
-    screen_.line(std::to_string(number + 1) + ". " + headingOf(*ad));
-    if (isToFail(number)) return fail(ad, VKTVASTError::VAST_LINEAR_ERROR_GENERAL(), resolution);
-    const auto creative = playableCreativeOf(*ad, options_.resolve.networkAccessType);
-    return creative ? playCreative(ad, creative) : fail(ad, errorOfUnplayableAd(*ad), resolution);
+    screen_.line(std::to_string(number + 1) + ". " + headingOf(*ad.ad));
+    return ad.creative ? playCreative(ad) : fail(ad, resolution);
 }
 
-PlayedAd PlayRun::playCreative(const std::shared_ptr<VKTVASTAd>& ad,
-                               const std::shared_ptr<VKTVASTCreativeLinear>& creative) {
-    const auto file = chosenMediaFile(*creative, options_.resolve.networkAccessType);
+PlayedAd PlayRun::playCreative(const ResolvedAd& ad) {
+    const auto file = chosenMediaFile(*ad.creative, options_.resolve.networkAccessType);
     screen_.line("   plays " + file->url->url().absoluteString() + " (" + textOfMediaFile(*file) + ")");
     const AdPlayerContext context{options_, vastPixels(), *ledger_, screen_, measurement_};
-    const auto player = std::make_shared<AdPlayer>(context, ad, creative);
+    const auto player = std::make_shared<AdPlayer>(context, ad.ad, ad.creative);
     player->prepare();
     if (measurement_) {
         loop_->holdUntil([this] { return measurement_->areScriptsLoaded(); },
@@ -169,9 +158,9 @@ PlayedAd PlayRun::playCreative(const std::shared_ptr<VKTVASTAd>& ad,
     }
     player->start();
     loop_->runUntil([&] { return player->hasEnded(); }, noTimeLimit);
-    if (!measurement_) return {ad, true, player->timeline()};
+    if (!measurement_) return {ad, player->timeline()};
     measureToTheEnd();
-    return {ad, true, player->timeline(), measurement_->scripts()};
+    return {ad, player->timeline(), measurement_->scripts()};
 }
 
 void PlayRun::measureToTheEnd() {
@@ -180,15 +169,15 @@ void PlayRun::measureToTheEnd() {
         screen_.line(line);
 }
 
-PlayedAd PlayRun::fail(const std::shared_ptr<VKTVASTAd>& ad, const VKTVASTError& error,
-                       Resolution& resolution) {
-    const ReportedError reported{error, ad->errorPixels()};
+PlayedAd PlayRun::fail(const ResolvedAd& ad, Resolution& resolution) {
+    const ReportedError reported = problemOfAd(ad);
+    screen_.line(lineOfUnplayableAd(ad));
     screen_.note(lineOfError(reported));
     resolution.errors.push_back(reported);
     TimelineRecorder recorder(*ledger_, screen_);
-    callErrorPixels(ad->errorPixels(), error, recorder);
+    callErrorPixels(reported.errorURLs, reported.error, recorder);
     recorder.show();
-    return {ad, false, recorder.timeline()};
+    return {ad, recorder.timeline()};
 }
 
 // One more pass for everything that is pending; what hangs then is cancelled with the manager.
@@ -209,6 +198,8 @@ PlayResult PlayRun::run(const Source& source) {
     for (const std::string& line : linesOfErrors(resolution.errors))
         screen_.note(line);
     screen_.line(titleOf(options_.resolve, resolution) + ", " + countOf(resolution.ads.size(), "ad"));
+    for (const std::string& line : linesOfProblems(options_.resolve, resolution))
+        screen_.line("   " + line);
     callErrorPixelsOfAnswer(resolution);
     const std::size_t errorPixels = ledger_->records().size() - pixelsLeftByEarlierRun_;
     if (errorPixels > 0) screen_.line("   " + countOf(errorPixels, "error pixel") + " called");
@@ -242,9 +233,7 @@ int runPlay(const PlayOptions& options) {
     }
     std::cout.flush();
     const bool isWritten = options.report.empty() || writePage(options, result);
-    const bool isAnyAdPlayed =
-        std::any_of(result.ads.begin(), result.ads.end(), [](const PlayedAd& ad) { return ad.isPlayed; });
-    const ExitStatus status = conclude(options.resolve, result.resolution, isAnyAdPlayed);
+    const ExitStatus status = conclude(options.resolve, result.resolution);
     return isWritten ? status : ExitSourceUnread;
 }
 

@@ -334,20 +334,3 @@ void AdPlayer::timeExposure(const VKTViewabilityStatus& status) {
         });
     }
 }
-
-std::shared_ptr<VKTVASTCreativeLinear> playableCreativeOf(const VKTVASTAd& ad,
-                                                          std::uint32_t networkAccessType) {
-    const auto& creatives = ad.linearCreatives();
-    const auto playable = std::find_if(creatives.begin(), creatives.end(), [&](const auto& creative) {
-        return chosenMediaFile(*creative, networkAccessType) != nullptr;
-    });
-    return playable == creatives.end() ? nullptr : *playable;
-}
-
-VKTVASTError errorOfUnplayableAd(const VKTVASTAd& ad) {
-    const auto& creatives = ad.linearCreatives();
-    const bool hasMedia = std::any_of(creatives.begin(), creatives.end(),
-                                      [](const auto& creative) { return !creative->mediaFiles().empty(); });
-    return hasMedia ? VKTVASTError::VAST_LINEAR_ERROR_MEDIA_NO_VALID_FORMAT()
-                    : VKTVASTError::VAST_CREATIVE_ERROR_MISMATCHED_AD_LINEARITY();
-}

@@ -143,10 +143,3 @@ class AdPlayer : public VKTTrackingEventManagerDelegate,
     std::unique_ptr<VKTRunLoopTimer> exposureTimer_;
     std::unique_ptr<VKTRunLoopTimer> stepTimer_;
 };
-
-/// The first linear creative with a media file to play; null when there is none.
-std::shared_ptr<VKTVASTCreativeLinear> playableCreativeOf(const VKTVASTAd& ad,
-                                                          std::uint32_t networkAccessType);
-
-/// What VAST says of an ad for which there is none.
-VKTVASTError errorOfUnplayableAd(const VKTVASTAd& ad);

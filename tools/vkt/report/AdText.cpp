@@ -27,6 +27,11 @@ class Counts {
 
 using Lines = std::vector<std::string>;
 
+template <typename Creatives>
+std::size_t creativesIn(const Creatives& creatives) {
+    return creatives.empty() || creatives.front()->isHolder() ? 0 : creatives.size();
+}
+
 void appendLinear(Lines& lines, const VKTVASTCreativeLinear& creative, std::uint32_t networkAccessType) {
     std::string heading = "linear, " + creative.duration().value_or("of unknown duration");
     if (creative.skipOffset()) heading += ", skippable after " + *creative.skipOffset();
@@ -67,11 +72,12 @@ std::string headingOf(const VKTVASTAd& ad) {
 
 std::vector<std::string> linesOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType) {
     Lines lines{headingOf(ad)};
-    for (const auto& creative : ad.linearCreatives())
-        appendLinear(lines, *creative, networkAccessType);
+    for (const auto& creative : ad.linearCreatives()) {
+        if (!creative->isHolder()) appendLinear(lines, *creative, networkAccessType);
+    }
     Counts counts;
-    counts.add(ad.nonLinearCreatives().size(), "non-linear creative");
-    counts.add(ad.companionCreatives().size(), "companion");
+    counts.add(creativesIn(ad.nonLinearCreatives()), "non-linear creative");
+    counts.add(creativesIn(ad.companionCreatives()), "companion");
     counts.add(ad.impressions().size(), "impression");
     counts.add(ad.errorPixels().size(), "error pixel");
     counts.add(ad.viewabilityEvents().size(), "viewability event");

@@ -54,7 +54,7 @@ void summarise(Records::const_iterator begin, Records::const_iterator end, const
 
 JSONReport reportOfPlay(const PlayOptions& options, const PlayResult& result) {
     auto ads = JSONReport::listOf(result.ads, [&](const PlayedAd& played) {
-        JSONReport ad = reportOfAd(*played.ad, options.resolve.networkAccessType);
+        JSONReport ad = reportOfResolvedAd(played.ad, options.resolve);
         ad.add("timeline", reportOfTimeline(played.timeline, result.pixels));
         ad.add("pixels", reportOfPixels(played.timeline, result.pixels));
         if (options.measure) ad.add("measurement", JSONReport::listOf(played.scripts, reportOfScript));

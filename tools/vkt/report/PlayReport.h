@@ -13,8 +13,7 @@
 
 /// An ad and what happened with it.
 struct PlayedAd {
-    std::shared_ptr<VKTVASTAd> ad;
-    bool isPlayed = false;  ///< false: only its error pixels were called
+    ResolvedAd ad;  ///< of one that is not playable only the error pixels were called
     Timeline timeline;
     ScriptRecords scripts = {};  ///< of a measured ad
 };
