@@ -63,16 +63,18 @@ std::vector<std::string> linesOfScripts(const ScriptRecords& scripts) {
     if (scripts.empty()) return {"   measured by nobody: the ad names no verification script"};
     std::vector<std::string> lines;
     for (const ScriptRecord& script : scripts) {
-        std::string line = "   measured by " + onOneLine(script.vendor.value_or("a vendor without a name")) +
+        std::string line = "   measured by " + script.vendor.value_or("a vendor without a name") +
                            ": heard " + countOf(script.events.size(), "event") + ", sent " +
                            countOf(script.urls.size(), "URL");
         if (script.refusedURLs > 0) line += ", " + countOf(script.refusedURLs, "URL") + " refused";
         lines.push_back(line);
-        if (!script.script.empty()) lines.push_back("      " + onOneLine(script.script));
+        if (!script.script.empty()) lines.push_back("      " + script.script);
         for (const auto& [type, time] : script.events)
             lines.push_back("   " + textOfTime(time) + "  " + type);
-        if (script.failure) lines.push_back("      failed: " + onOneLine(*script.failure));
+        if (script.failure) lines.push_back("      failed: " + *script.failure);
     }
+    for (std::string& line : lines)
+        line = onOneLine(line);  // scripts choose the names of events and the texts of failures
     return lines;
 }
 

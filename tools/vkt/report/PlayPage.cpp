@@ -61,9 +61,10 @@ void appendList(std::ostream& out, const std::vector<std::string>& items) {
 }
 
 void appendPixel(std::ostream& out, const PixelRecord& pixel) {
-    out << "<td class=\"" << (pixel.isDelivered ? "success" : "pending") << "\">"
-        << (pixel.isDelivered ? "delivered" : "pending") << "</td><td class=\"number\">" << pixel.outcome()
-        << "</td><td class=\"number\">" << pixel.attempts << "</td><td>" << escaped(pixel.url) << "</td>";
+    out << "<td class=\"" << (pixel.isDelivered() ? "success" : "pending") << "\">"
+        << (pixel.isDelivered() ? "delivered" : pixel.status()) << "</td><td class=\"number\">"
+        << pixel.outcome() << "</td><td class=\"number\">" << pixel.attempts << "</td><td>"
+        << escaped(pixel.url) << "</td>";
 }
 
 constexpr const char* columns =
@@ -88,13 +89,6 @@ void appendTimeline(std::ostream& out, const Timeline& timeline, const std::vect
     out << "</table>\n";
 }
 
-Timeline timelineOfEarlierRun(const PlayResult& result) {
-    TimelineEntry entry{0, "left by an earlier run", {}};
-    for (std::size_t place = 0; place < result.pixelsLeftByEarlierRun; ++place)
-        entry.pixels.push_back(place);
-    return {entry};
-}
-
 std::string pageOf(const PlayOptions& options, const PlayResult& result) {
     const Resolution& resolution = result.resolution;
     std::ostringstream out;
@@ -113,9 +107,9 @@ std::string pageOf(const PlayOptions& options, const PlayResult& result) {
         if (options.measure && played.isPlayed)
             out << "<pre>" << escaped(vkt_joined(linesOfScripts(played.scripts), "\n")) << "</pre>\n";
     }
-    if (result.pixelsLeftByEarlierRun > 0) {
+    if (const auto earlier = result.places(true); !earlier.empty()) {
         out << "<h2>Left by an earlier run</h2>\n";
-        appendTimeline(out, timelineOfEarlierRun(result), result.pixels);
+        appendTimeline(out, {{0, "left by an earlier run", earlier}}, result.pixels);
     }
     out << "<h2>" << countOf(resolution.requests.size(), "request") << " for documents</h2>\n<pre>"
         << escaped(vkt_joined(linesOfRequests(resolution.requests), "\n")) << "\n</pre>\n</body>\n</html>\n";

@@ -24,7 +24,9 @@ struct PlayResult {
     std::vector<PlayedAd> ads;
     Timeline problems;  ///< error pixels that were called while the source was resolved
     std::vector<PixelRecord> pixels;
-    std::size_t pixelsLeftByEarlierRun = 0;  ///< so many stand first
+
+    /// Places of the pixels that an earlier run has left, or of the others.
+    [[nodiscard]] std::vector<std::size_t> places(bool isOfEarlierRun) const;
 };
 
 /// The report of `vkt resolve` and per ad "timeline" and "pixels", and "measurement"
