@@ -79,6 +79,13 @@ class Recorder : public VKTPixelObserver {
     Texts texts_;
 };
 
+// The system has no thread for it.
+struct RefusingQueue : VKTSerialQueue {
+    void post(VKTTask /*task*/) override {}
+    [[nodiscard]] bool tryPost(VKTTask /*task*/) override { return false; }
+    [[nodiscard]] bool isCurrentThread() const override { return false; }
+};
+
 std::shared_ptr<VKTPixel> pixelOf(const std::string& origin) {
     return VKTPixel::initWithUrl(urlOf("http://h/" + origin), origin);
 }
@@ -209,6 +216,18 @@ TEST_F(PixelObserver, HearsOfPassesThatDoNotRun) {
     pixelManager->callPixels();
     pixelManager.reset();
     EXPECT_EQ(recorder_->take(), (Texts{"added p", "pass stopped"}));
+}
+
+TEST_F(PixelObserver, HearsThatThereIsNoThreadAndNoCallerHearsWhatTheHandlerThrows) {
+    test_.platform.makeSerialQueue = [] { return std::make_unique<RefusingQueue>(); };
+    const VKTScopedPlatform scope(test_.platform);
+    const auto manager =
+        VKTPixelManager::initWithPixelStore(pixelManager->pixelStore(), pixelManager->urlSession());
+    manager->setObserver(recorder_);
+    manager->callPixels();
+    EXPECT_NO_THROW(
+        manager->callPixelsWithCompletionHandler([] { throw std::runtime_error("of the player"); }));
+    EXPECT_EQ(recorder_->take(), (Texts{"pass no thread", "pass no thread"}));
 }
 
 TEST_F(PixelObserver, HearsOfURLsThatCannotBeFilledOrAreNotCalled) {
@@ -360,28 +379,32 @@ TEST_F(PixelObserverThreads, HearsTheEndOfAManagerThatIsDestroyedInTheMiddle) {
     EXPECT_EQ(heard[4], "pass stopped");
 }
 
-TEST_F(PixelObserverThreads, MayLetGoOfItsManager) {
-    const auto http = std::make_shared<VKTFakeHTTPSession>();
+TEST_F(PixelObserverThreads, ItAndAHandlerMayLetGoOfTheManagerOnItsWorker) {
     struct Owner : VKTPixelObserver {
         void pixelTried(const std::shared_ptr<VKTPixel>& /*pixel*/) override {
             isSet.wait();
             manager.reset();
         }
-        void pixelPassNotRun(VKTPixelPassProblem /*problem*/) override { stopped.set_value(); }
         std::shared_ptr<VKTPixelManager> manager;
         std::shared_future<void> isSet;
-        std::promise<void> stopped;
     };
-    const auto owner = std::make_shared<Owner>();
-    std::promise<void> isSet;
-    owner->isSet = isSet.get_future();
-    owner->manager = managerOver(http);
-    owner->manager->setObserver(owner);
-    owner->manager->addPixels({pixelOf("a"), pixelOf("b")});
-    owner->manager->callPixels();
-    isSet.set_value();
-    owner->stopped.get_future().wait();
-    EXPECT_LE(http->requests().size(), 1U);
+    for (const bool isObserving : {true, false}) {
+        const auto owner = std::make_shared<Owner>();
+        std::promise<void> isSet;
+        std::promise<void> isLast;
+        owner->isSet = isSet.get_future();
+        owner->manager = managerOver(test_.HTTPSession);
+        if (isObserving) owner->manager->setObserver(owner);
+        owner->manager->addPixels({pixelOf("a"), pixelOf("b")});
+        owner->manager->callPixelsWithCompletionHandler([&] {
+            owner->isSet.wait();
+            owner->manager.reset();
+        });
+        owner->manager->callPixelsWithCompletionHandler([&] { isLast.set_value(); });
+        isSet.set_value();
+        isLast.get_future().wait();
+        EXPECT_FALSE(owner->manager);
+    }
 }
 
 }  // namespace
