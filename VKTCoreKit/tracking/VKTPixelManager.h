@@ -36,8 +36,9 @@ inline constexpr std::size_t VKTPixelWaitingPassLimit = 32;
 ///                           bool isTriedAgain) override { ... pixel->origin(), pixel->ID(), ... }
 ///     };
 ///     manager->setObserver(outcomes);  // before the first pixel is added; keep `outcomes`
-/// - Never added: the event had no URL, or had fired (`pixelURLFailed`). `VKTVASTPixelManager` returns the
-///   pixels that it made, and `trackingEventManagerDidTrackEventWithPixels` names those of an event.
+/// - Never added: its event has fired before (`pixelURLFailed`), or the document has none of that name.
+///   `VKTVASTPixelManager` returns the pixels that it made, and
+///   `trackingEventManagerDidTrackEventWithPixels` names those of an event.
 /// - Added, but not tried: nobody has called for pixels since, a pass hangs in an earlier request, or passes
 ///   do not run (`pixelPassNotRun`).
 /// - Tried and refused: the answer's status or the error of the transfer says why; it is tried again until

@@ -116,7 +116,7 @@ TEST_F(PixelObserver, HearsWhatBecomesOfAPixel) {
         std::function<void()> run;
         Texts heard;
     };
-    const Row rows[] = {
+    const std::vector<Row> rows{
         {"delivered", [&] { addAndPass(); }, {"added p", "tried p 1", "delivered p 200"}},
         {"a dead URL",
          [&] {
