@@ -74,7 +74,7 @@ class PlayRun {
         return number < static_cast<std::size_t>(options_.resolve.fail);
     }
     void measureToTheEnd();
-    void sendWhatIsLeft();
+    bool sendWhatIsLeft();
 
     const PlayOptions& options_;
     const std::shared_ptr<SimulatedLoop> loop_;
@@ -180,15 +180,18 @@ PlayedAd PlayRun::fail(const std::shared_ptr<VKTVASTAd>& ad, const VKTVASTError&
     return {ad, false, recorder.timeline()};
 }
 
-// One more pass for everything that is pending; what hangs then is cancelled with the manager.
-void PlayRun::sendWhatIsLeft() {
+// One more pass for everything that is pending; what hangs then is cancelled with the manager. Whether what
+// is pending is saved.
+bool PlayRun::sendWhatIsLeft() {
     const auto isDone = std::make_shared<bool>(false);
     pixelManager_->callPixelsWithCompletionHandler(
         [loop = loop_, isDone] { loop->post([isDone] { *isDone = true; }); });
     loop_->runUntil([&] { return *isDone; }, VKTTimeInterval(options_.wait));
     measurement_.reset();
+    const auto store = pixelManager_->pixelStore();
     pixelManager_.reset();
     loop_->drain();
+    return store->saveToDisk();
 }
 
 PlayResult PlayRun::run(const Source& source) {
@@ -204,7 +207,7 @@ PlayResult PlayRun::run(const Source& source) {
     for (const auto& ad : resolution.ads)
         result.ads.push_back(play(ad, result.ads.size(), resolution));
     screen_.line("");
-    sendWhatIsLeft();
+    result.arePixelsSaved = sendWhatIsLeft();
     result.problems = problems_.timeline();
     result.pixels = ledger_->records();
     return result;

@@ -92,6 +92,9 @@ std::vector<std::string> summaryOfPixels(const PlayOptions& options, const PlayR
                                           [](const PixelRecord& pixel) { return pixel.end == PixelPending; });
     if (isAnyPending && options.store.empty()) {
         lines.emplace_back("What is pending is lost now; --store FILE keeps it for the next run.");
+    } else if (isAnyPending && !result.arePixelsSaved) {
+        lines.push_back("What is pending is lost now, but for what " + options.store +
+                        " took before it could not be written; make room for it.");
     } else if (isAnyPending) {
         lines.push_back("What is pending is kept in " + options.store + " until it expires.");
     }

@@ -24,6 +24,7 @@ struct PlayResult {
     std::vector<PlayedAd> ads;
     Timeline problems;  ///< error pixels that were called while the source was resolved
     std::vector<PixelRecord> pixels;
+    bool arePixelsSaved = true;  ///< what is pending of them, in the options' store
 
     /// Places of the pixels that an earlier run has left, or of the others.
     [[nodiscard]] std::vector<std::size_t> places(bool isOfEarlierRun) const;
