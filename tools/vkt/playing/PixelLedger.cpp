@@ -35,27 +35,19 @@ std::size_t PixelLedger::placeOf(const VKTPixel& pixel) {
     return place->second;
 }
 
-void PixelLedger::noteAnswer(const VKTPixel& pixel, const VKTURLSessionResponse& response, PixelEnd end) {
+void PixelLedger::note(const VKTPixel& pixel, PixelEnd end, const VKTURLSessionResponse* response) {
     std::size_t place = 0;
     {
         const std::lock_guard lock(mutex_);
         place = placeOf(pixel);
         PixelRecord& record = records_[place];
-        record.attempts = pixel.attempts();
-        record.error = response.error();
-        record.statusCode =
-            response.response() ? std::optional(response.response()->statusCode) : std::nullopt;
         record.end = end;
-    }
-    if (onOutcome_) onOutcome_(place);
-}
-
-void PixelLedger::pixelExpired(const std::shared_ptr<VKTPixel>& pixel) {
-    std::size_t place = 0;
-    {
-        const std::lock_guard lock(mutex_);
-        place = placeOf(*pixel);
-        records_[place].end = PixelExpired;
+        record.attempts = pixel.attempts();
+        if (response != nullptr) {
+            record.error = response->error();
+            record.statusCode.reset();
+            if (response->response()) record.statusCode = response->response()->statusCode;
+        }
     }
     if (onOutcome_) onOutcome_(place);
 }
@@ -68,11 +60,6 @@ PixelRecord PixelLedger::record(std::size_t place) const {
 std::vector<PixelRecord> PixelLedger::records() const {
     const std::lock_guard lock(mutex_);
     return records_;
-}
-
-std::size_t PixelLedger::size() const {
-    const std::lock_guard lock(mutex_);
-    return records_.size();
 }
 
 VKTDictionary reportOfPixel(const PixelRecord& record) {

@@ -53,22 +53,23 @@ class PixelLedger : public VKTPixelObserver {
 
     [[nodiscard]] PixelRecord record(std::size_t place) const;
     [[nodiscard]] std::vector<PixelRecord> records() const;  ///< all, a copy
-    [[nodiscard]] std::size_t size() const;
 
     void pixelAdded(const std::shared_ptr<VKTPixel>& pixel) override { placesOf({pixel}); }
     void pixelDelivered(const std::shared_ptr<VKTPixel>& pixel,
                         const VKTURLSessionResponse& response) override {
-        noteAnswer(*pixel, response, PixelDelivered);
+        note(*pixel, PixelDelivered, &response);
     }
     void pixelRefused(const std::shared_ptr<VKTPixel>& pixel, const VKTURLSessionResponse& response,
                       bool /*isTriedAgain*/) override {
-        noteAnswer(*pixel, response, PixelPending);
+        note(*pixel, PixelPending, &response);
     }
-    void pixelExpired(const std::shared_ptr<VKTPixel>& pixel) override;
+    void pixelExpired(const std::shared_ptr<VKTPixel>& pixel) override {
+        note(*pixel, PixelExpired, nullptr);
+    }
 
   private:
     std::size_t placeOf(const VKTPixel& pixel);  // with the lock held
-    void noteAnswer(const VKTPixel& pixel, const VKTURLSessionResponse& response, PixelEnd end);
+    void note(const VKTPixel& pixel, PixelEnd end, const VKTURLSessionResponse* response);
 
     const OutcomeHandler onOutcome_;
     mutable std::mutex mutex_;
