@@ -2,7 +2,6 @@
 // else happens on the main loop, in simulated time.
 #include <algorithm>
 #include <iomanip>
-#include <iostream>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -46,21 +45,21 @@ class PlayRun {
         : options_(options),
           loop_(installSimulatedLoop(options.speed)),
           screen_(options.resolve.JSON),
-          ledger_(std::make_shared<PixelLedger>(std::move(pixelProvider))),
+          ledger_(std::make_shared<PixelLedger>(
+              [this](std::size_t place) { loop_->post([this, place] { showOutcome(place); }); })),
           problems_(*ledger_, screen_) {
-        makePixelManager();
+        makePixelManager(std::move(pixelProvider));
         if (options.measure) measurement_ = AdMeasurement::initWithPixelManager(pixelManager_);
     }
 
     PlayResult run(const Source& source);
 
   private:
-    void makePixelManager();
+    void makePixelManager(std::shared_ptr<VKTPixelStoreProviderProtocol> provider);
     // With macros of its own, since some of them are of the moment.
     [[nodiscard]] std::shared_ptr<VKTVASTPixelManager> vastPixels() const {
         return VKTVASTPixelManager::initWithPixelManager(pixelManager_, macrosOf(options_.resolve));
     }
-    void requestEnded(const RequestRecord& request);
     void showOutcome(std::size_t place);
 
     Resolution resolve(const Source& source);
@@ -71,7 +70,7 @@ class PlayRun {
     PlayedAd playCreative(const ResolvedAd& ad);
     PlayedAd fail(const ResolvedAd& ad, Resolution& resolution);
     void measureToTheEnd();
-    void sendWhatIsLeft();
+    bool sendWhatIsLeft();
 
     const PlayOptions& options_;
     const std::shared_ptr<VKTSimulatedRunLoop> loop_;
@@ -80,34 +79,25 @@ class PlayRun {
     TimelineRecorder problems_;
     std::shared_ptr<VKTPixelManager> pixelManager_;
     std::shared_ptr<AdMeasurement> measurement_;
-    std::size_t pixelsLeftByEarlierRun_ = 0;
     std::map<std::size_t, std::string> shownOutcomes_;  // of each pixel; a repeated one is no news
 };
 
-void PlayRun::makePixelManager() {
-    const auto provider =
-        std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance(),
-                                            [this](const RequestRecord& request) { requestEnded(request); });
-    pixelManager_ = VKTPixelManager::initWithPixelStore(VKTPixelStore::initWithProvider(ledger_),
-                                                        VKTURLSession::initWithSessionProvider(provider));
-    pixelsLeftByEarlierRun_ = ledger_->claim("left by an earlier run").size();
-    if (pixelsLeftByEarlierRun_ > 0) pixelManager_->callPixels();
-}
-
-// On the pixel manager's worker.
-void PlayRun::requestEnded(const RequestRecord& request) {
-    const auto place = ledger_->requestEnded(request);
-    if (place) loop_->post([this, place] { showOutcome(*place); });
+void PlayRun::makePixelManager(std::shared_ptr<VKTPixelStoreProviderProtocol> provider) {
+    pixelManager_ = VKTPixelManager::initWithPixelStore(VKTPixelStore::initWithProvider(std::move(provider)),
+                                                        VKTURLSession::sharedInstance());
+    pixelManager_->setObserver(ledger_);
+    if (!ledger_->placesOf(pixelManager_->allPixels()).empty()) pixelManager_->callPixels();
 }
 
 void PlayRun::showOutcome(std::size_t place) {
     const PixelRecord pixel = ledger_->record(place);
     if (std::exchange(shownOutcomes_[place], pixel.outcome()) == pixel.outcome()) return;
     std::string reason;
-    if (pixel.error) reason = ": " + pixel.error->localizedDescription().value_or("the transfer failed");
+    if (pixel.end == PixelPending) reason = " (stays pending" + pixel.reason() + ")";
+    if (pixel.end == PixelExpired) reason = " (expired unsent)";
     std::ostringstream line;
     line << std::setw(outcomeColumn) << pixel.outcome() << "  " << std::left << std::setw(eventWidth)
-         << pixel.event << "  " << pixel.url << (pixel.isDelivered ? "" : " (stays pending" + reason + ")");
+         << pixel.event << "  " << pixel.url << reason;
     screen_.line(line.str());
 }
 
@@ -129,8 +119,7 @@ Resolution PlayRun::resolve(const Source& source) {
 void PlayRun::callErrorPixels(const std::vector<VKTVASTURL>& errorPixels, const VKTVASTError& error,
                               TimelineRecorder& recorder) {
     if (errorPixels.empty() || error.VASTCode() == -1) return;
-    vastPixels()->callVASTErrorPixels(errorPixels, error.VASTCode());
-    recorder.add(0, "error");
+    recorder.add(0, "error", vastPixels()->callVASTErrorPixels(errorPixels, error.VASTCode()));
 }
 
 // An answer without ads may name pixels that hear of it.
@@ -180,15 +169,18 @@ PlayedAd PlayRun::fail(const ResolvedAd& ad, Resolution& resolution) {
     return {ad, recorder.timeline()};
 }
 
-// One more pass for everything that is pending; what hangs then is cancelled with the manager.
-void PlayRun::sendWhatIsLeft() {
+// One more pass for everything that is pending; what hangs then is cancelled with the manager. Whether what
+// is pending is saved.
+bool PlayRun::sendWhatIsLeft() {
     const auto isDone = std::make_shared<bool>(false);
     pixelManager_->callPixelsWithCompletionHandler(
         [loop = loop_, isDone] { loop->post([isDone] { *isDone = true; }); });
     loop_->runUntil([&] { return *isDone; }, VKTTimeInterval(options_.wait));
     measurement_.reset();
+    const auto store = pixelManager_->pixelStore();
     pixelManager_.reset();
     loop_->drain();
+    return store->saveToDisk();
 }
 
 PlayResult PlayRun::run(const Source& source) {
@@ -201,15 +193,14 @@ PlayResult PlayRun::run(const Source& source) {
     for (const std::string& line : linesOfProblems(options_.resolve, resolution))
         screen_.line("   " + line);
     callErrorPixelsOfAnswer(resolution);
-    const std::size_t errorPixels = ledger_->records().size() - pixelsLeftByEarlierRun_;
-    if (errorPixels > 0) screen_.line("   " + countOf(errorPixels, "error pixel") + " called");
+    if (!problems_.timeline().empty())
+        screen_.line("   " + countOf(problems_.timeline().front().pixels.size(), "error pixel") + " called");
     for (const auto& ad : resolution.ads)
         result.ads.push_back(play(ad, result.ads.size(), resolution));
     screen_.line("");
-    sendWhatIsLeft();
+    result.arePixelsSaved = sendWhatIsLeft();
     result.problems = problems_.timeline();
     result.pixels = ledger_->records();
-    result.pixelsLeftByEarlierRun = pixelsLeftByEarlierRun_;
     return result;
 }
 
@@ -227,11 +218,10 @@ int runPlay(const PlayOptions& options) {
     if (options.resolve.JSON) {
         Output::standard().JSON(reportOfPlay(options, result));
     } else {
-        if (!result.pixels.empty()) std::cout << '\n';
-        for (const std::string& line : summaryOfPixels(options, result))
-            std::cout << line << '\n';
+        if (!result.pixels.empty()) Output::standard().line();
+        Output::standard().lines(summaryOfPixels(options, result));
     }
-    std::cout.flush();
+    Output::standard().flush();
     const bool isWritten = options.report.empty() || writePage(options, result);
     const ExitStatus status = conclude(options.resolve, result.resolution);
     return isWritten ? status : ExitSourceUnread;

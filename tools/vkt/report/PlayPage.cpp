@@ -69,9 +69,10 @@ void appendPreformatted(std::ostream& out, const std::vector<std::string>& lines
 }
 
 void appendPixel(std::ostream& out, const PixelRecord& pixel) {
-    out << "<td class=\"" << (pixel.isDelivered ? "success" : "pending") << "\">"
-        << (pixel.isDelivered ? "delivered" : "pending") << "</td><td class=\"number\">" << pixel.outcome()
-        << "</td><td class=\"number\">" << pixel.attempts << "</td><td>" << escaped(pixel.url) << "</td>";
+    out << "<td class=\"" << (pixel.isDelivered() ? "success" : "pending") << "\">"
+        << (pixel.isDelivered() ? "delivered" : pixel.status()) << "</td><td class=\"number\">"
+        << pixel.outcome() << "</td><td class=\"number\">" << pixel.attempts << "</td><td>"
+        << escaped(pixel.url) << "</td>";
 }
 
 constexpr const char* columns =
@@ -96,13 +97,6 @@ void appendTimeline(std::ostream& out, const Timeline& timeline, const std::vect
     out << "</table>\n";
 }
 
-Timeline timelineOfEarlierRun(const PlayResult& result) {
-    TimelineEntry entry{0, "left by an earlier run", {}};
-    for (std::size_t place = 0; place < result.pixelsLeftByEarlierRun; ++place)
-        entry.pixels.push_back(place);
-    return {entry};
-}
-
 std::string pageOf(const PlayOptions& options, const PlayResult& result) {
     const Resolution& resolution = result.resolution;
     std::ostringstream out;
@@ -124,9 +118,9 @@ std::string pageOf(const PlayOptions& options, const PlayResult& result) {
         appendTimeline(out, played.timeline, result.pixels);
         if (options.measure && played.ad.creative) appendPreformatted(out, linesOfScripts(played.scripts));
     }
-    if (result.pixelsLeftByEarlierRun > 0) {
+    if (const auto earlier = result.places(true); !earlier.empty()) {
         out << "<h2>Left by an earlier run</h2>\n";
-        appendTimeline(out, timelineOfEarlierRun(result), result.pixels);
+        appendTimeline(out, {{0, "left by an earlier run", earlier}}, result.pixels);
     }
     out << "<h2>" << countOf(resolution.requests.size(), "request") << " for documents</h2>\n";
     appendPreformatted(out, linesOfRequests(resolution));

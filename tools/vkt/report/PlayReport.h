@@ -23,7 +23,10 @@ struct PlayResult {
     std::vector<PlayedAd> ads;
     Timeline problems;  ///< error pixels that were called while the source was resolved
     std::vector<PixelRecord> pixels;
-    std::size_t pixelsLeftByEarlierRun = 0;  ///< so many stand first
+    bool arePixelsSaved = true;  ///< what is pending of them, in the options' store
+
+    /// Places of the pixels that an earlier run has left, or of the others.
+    [[nodiscard]] std::vector<std::size_t> places(bool isOfEarlierRun) const;
 };
 
 /// The report of `vkt resolve` and per ad "timeline" and "pixels", and "measurement"
