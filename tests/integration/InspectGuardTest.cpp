@@ -112,8 +112,13 @@ std::vector<VKTDictionary> inspected(const std::vector<std::string>& documents) 
 }
 
 std::string modelOf(const VKTDictionary& report) {
-    return vkt_JSONStringWithValue(VKTArray{valueOf(report, "version"), valueOf(report, "ads"),
-                                            valueOf(report, "documentErrorPixels")})
+    VKTArray ads;
+    for (VKTDictionary ad : entriesOf(report, "ads")) {
+        ad.remove("invalidReason");  // it tells of what was dropped
+        ads.emplace_back(std::move(ad));
+    }
+    return vkt_JSONStringWithValue(
+               VKTArray{valueOf(report, "version"), std::move(ads), valueOf(report, "documentErrorPixels")})
         .value_or("");
 }
 

@@ -255,7 +255,7 @@ TEST(Resolve, AgreesWithPlayOnWhatIsPlayable) {
         {"linear", inlineAd(), 0, plays},
         {"overlay", overlay, 1, "cannot be played: it has no linear creative, and only those are played"},
         {"overlay, then a linear passback", overlay + inlineAd(), 0, plays},
-        {"banner", banner, 1, "it has no creative"},
+        {"banner", banner, 1, "it has companions, but nothing that they accompany"},
         {"no ad", "", 1, "it holds no ad"},
     };
     for (const auto& [name, ads, status, words] : rows) {

@@ -56,7 +56,7 @@ class VASTDocumentOutcome : public ManagerFixture {
     }
 };
 
-const std::string noCreative = "it has no creative that can be used";
+const std::string noCreative = "it has no Creatives";
 
 }  // namespace
 
@@ -223,7 +223,7 @@ TEST_F(VASTDocumentOutcome, AListenerHearsWhatMergingDrops) {
         "</KorvoMetrics></Extension></Extensions>";
     std::string clicks;
     for (int i = 0; i < 5000; ++i)
-        clicks += "<ClickTracking>//c</ClickTracking>";
+        clicks += "<ClickTracking>http://c</ClickTracking>";
     serve("x",
           ad("a", "InLine",
              "<Extensions><Extension><sort rank='1'/></Extension></Extensions>"
