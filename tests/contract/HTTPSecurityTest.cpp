@@ -6,7 +6,7 @@
 
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
-#include "tests/support/VKTRawServer.h"
+#include "server/VKTRawServer.h"
 #include "tests/support/VKTTLSServer.h"
 #include "tests/support/VKTTransferRecorder.h"
 
