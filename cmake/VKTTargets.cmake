@@ -31,3 +31,16 @@ function(vkt_stamp_revision target)
     target_sources(${target} PRIVATE ${stamp})
     add_dependencies(${target} ${target}Revision)
 endfunction()
+
+# Lets the target be built only while every include keeps to cmake/floors.txt.
+function(vkt_keep_floors target)
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS VKTCoreKit/*.h VKTCoreKit/*.inc VKTCoreKit/*.cpp
+        tools/*.h tools/*.cpp examples/*.cpp)
+    set(script ${CMAKE_CURRENT_SOURCE_DIR}/cmake/CheckFloors.cmake)
+    set(stamp ${CMAKE_CURRENT_BINARY_DIR}/floors.stamp)
+    add_custom_command(OUTPUT ${stamp} COMMENT "Checking floors"
+        COMMAND ${CMAKE_COMMAND} -D SOURCE_DIR=${CMAKE_CURRENT_SOURCE_DIR} -D STAMP=${stamp} -P ${script}
+        DEPENDS ${sources} ${script} cmake/floors.txt)
+    add_custom_target(${target}Floors DEPENDS ${stamp})
+    add_dependencies(${target} ${target}Floors)
+endfunction()

@@ -9,7 +9,7 @@
 #include "VKTCoreKit/config/VKTRemoteLogUtils.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
-#include "tests/support/VKTRawServer.h"
+#include "server/VKTRawServer.h"
 #include "tests/support/VKTRecordedLog.h"
 
 namespace {

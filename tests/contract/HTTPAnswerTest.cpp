@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
+#include "server/VKTRawServer.h"
 #include "tests/support/VKTLoopbackServer.h"
-#include "tests/support/VKTRawServer.h"
 #include "tests/support/VKTRecordedLog.h"
 #include "tests/support/VKTTransferRecorder.h"
 

@@ -6,8 +6,8 @@
 
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
-#include "tests/support/VKTRawServer.h"
-#include "tests/support/VKTTLSServer.h"
+#include "server/VKTRawServer.h"
+#include "tests/support/VKTLoopbackServer.h"
 #include "tests/support/VKTTransferRecorder.h"
 
 using namespace std::chrono_literals;
@@ -21,11 +21,12 @@ VKTTransferRecorder::Outcome fetchWith(const VKTHTTPSessionOptions& options, con
 }
 
 TEST(HTTPSecurity, TrustsTheCertificatesItIsGiven) {
-    const VKTTLSServer server(VKTTLSCertificate::Good);
+    VKTLoopbackServer server(VKTTLSCertificate::Good);
+    server.serve("/", "secure");
     VKTHTTPSessionOptions byFile;
-    byFile.CAFile = server.CAFile();
+    byFile.CAFile = server.authority().CAFile();
     VKTHTTPSessionOptions byFolder;
-    byFolder.CAFolder = server.CAFolder();
+    byFolder.CAFolder = server.authority().CAFolder();
     for (const VKTHTTPSessionOptions& options : {byFile, byFolder}) {
         const auto outcome = fetchWith(options, server.url("/"));
         ASSERT_EQ(outcome.text(), "") << options.CAFile;
@@ -45,13 +46,13 @@ TEST(HTTPSecurity, TrustsNobodyElse) {
         {"another host's", VKTTLSCertificate::WrongHost, true, "subject name"},
         {"expired", VKTTLSCertificate::Expired, true, "expired"}};
     for (const auto& each : cases) {
-        const VKTTLSServer server(each.certificate);
+        const VKTLoopbackServer server(each.certificate);
         VKTHTTPSessionOptions options;
-        if (each.isAuthorityGiven) options.CAFile = server.CAFile();
+        if (each.isAuthorityGiven) options.CAFile = server.authority().CAFile();
         const auto outcome = fetchWith(options, server.url("/"));
         EXPECT_EQ(outcome.code(), VKTURLErrorSecureConnectionFailed) << each.name;
         EXPECT_NE(outcome.text().find(each.reason), std::string::npos) << each.name << ": " << outcome.text();
-        EXPECT_EQ(server.requestCount(), 0) << each.name << ": the request is nobody else's business";
+        EXPECT_EQ(server.requests().size(), 0U) << each.name << ": the request is nobody else's business";
     }
 }
 
@@ -71,10 +72,10 @@ TEST(HTTPSecurity, HandshakesThatFail) {
 }
 
 TEST(HTTPSecurity, NamesTheCertificatesThatCannotBeRead) {
-    const VKTTLSServer server(VKTTLSCertificate::Good);
+    const VKTLoopbackServer server(VKTTLSCertificate::Good);
     VKTHTTPSessionOptions options;
     options.CAFile = "/nowhere/ca.pem";
-    options.CAFolder = server.CAFolder();
+    options.CAFolder = server.authority().CAFolder();
     const auto outcome = fetchWith(options, server.url("/"));
     EXPECT_EQ(outcome.code(), VKTURLErrorSecureConnectionFailed);
     EXPECT_NE(outcome.text().find(options.CAFile), std::string::npos) << outcome.text();

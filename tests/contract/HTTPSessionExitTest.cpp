@@ -20,7 +20,6 @@
 #include "tests/support/VKTConnections.h"
 #include "tests/support/VKTForkedChild.h"
 #include "tests/support/VKTLoopbackServer.h"
-#include "tests/support/VKTTLSServer.h"
 #include "tests/support/VKTTransferRecorder.h"
 
 using namespace std::chrono_literals;
@@ -112,13 +111,14 @@ void leave(const std::string& argument) {
 TEST(HTTPSessionExit, TheProcessMayBeLeftAtAnyMoment) {
     if (const char* argument = vkt_childArgument()) return leave(argument);
 
-    const VKTTLSServer server(VKTTLSCertificate::Good);
+    VKTLoopbackServer server(VKTTLSCertificate::Good);
+    server.serve("/", "secure");
     const char* runs = std::getenv("VKT_TEST_EXIT_RUNS");
     const int rounds = runs == nullptr ? 12 : std::atoi(runs);
     for (int round = 0; round < rounds; ++round) {
         for (const std::string way : {"return", "exit", "thread", "completion", "quick"}) {
-            const std::string argument =
-                way + " " + std::to_string(round % 12 * 2) + " " + server.url("/") + " " + server.CAFile();
+            const std::string argument = way + " " + std::to_string(round % 12 * 2) + " " + server.url("/") +
+                                         " " + server.authority().CAFile();
             const auto start = std::chrono::steady_clock::now();
             ASSERT_EQ(vkt_runAsChild(argument), 0) << argument << " in round " << round;
             EXPECT_LT(std::chrono::steady_clock::now() - start, 10s) << argument;
@@ -138,6 +138,8 @@ void inForkedChild(const std::function<std::string()>& body) {
 
 class HTTPSessionFork : public testing::Test {
   protected:
+    HTTPSessionFork() { server_.serve("/", "secure"); }
+
     // What a request gives that completes inside `resume`, on this thread.
     std::string textOf(const VKTURLRequest& request) {
         VKTTransferRecorder recorder;
@@ -148,11 +150,11 @@ class HTTPSessionFork : public testing::Test {
         return std::to_string(outcome.code()) + " " + outcome.text();
     }
 
-    const VKTTLSServer server_{VKTTLSCertificate::Good};
+    VKTLoopbackServer server_{VKTTLSCertificate::Good};
     const std::string url_ = server_.url("/");
     VKTHTTPSessionOptions options_ = [this] {
         VKTHTTPSessionOptions options;
-        options.CAFile = server_.CAFile();
+        options.CAFile = server_.authority().CAFile();
         return options;
     }();
     std::shared_ptr<VKTHTTPSession> session_ = vkt_makeCurlHTTPSession(options_);

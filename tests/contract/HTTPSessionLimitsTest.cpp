@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
+#include "server/VKTRawServer.h"
 #include "tests/support/VKTChildRun.h"
 #include "tests/support/VKTConnections.h"
 #include "tests/support/VKTLoopbackServer.h"
-#include "tests/support/VKTRawServer.h"
 #include "tests/support/VKTThreadNames.h"
 #include "tests/support/VKTTransferRecorder.h"
 

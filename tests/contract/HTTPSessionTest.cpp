@@ -10,8 +10,8 @@
 
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
 #include "VKTCoreKit/platform/testing/VKTFakeHTTPSession.h"
+#include "server/VKTRawServer.h"
 #include "tests/support/VKTLoopbackServer.h"
-#include "tests/support/VKTRawServer.h"
 #include "tests/support/VKTTransferRecorder.h"
 
 using namespace std::chrono_literals;

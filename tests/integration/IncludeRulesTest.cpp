@@ -1,9 +1,12 @@
-// The floors of the library, checked against its #include lines.
+// The floors of the library and the rooms of the tool, checked against their #include lines.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,17 +15,25 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Lowest first; an include never runs up.
-const std::vector<std::string_view> floors = {"foundation",     "platform", "ui",       "core",    "network",
-                                              "omruntime",      "vast",     "tracking", "privacy", "config",
-                                              "openmeasurement"};
-
 constexpr std::string_view libraryFolder = "VKTCoreKit/";
-constexpr std::string_view linuxFolder = "VKTCoreKit/platform/linux/";
-constexpr std::string_view testingFolder = "VKTCoreKit/platform/testing/";
+constexpr std::string_view toolFolder = "tools/vkt/";
+
+using Floors = std::map<std::string, std::set<std::string>>;  // what each may include
+
+std::string contentOf(const std::string& path) {
+    std::ifstream stream(fs::path(VKT_SOURCE_DIR) / path);
+    EXPECT_TRUE(stream) << path;
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// "core: foundation platform" and so on, without the comment.
+std::string rowsOfFloors() {
+    const std::string text = contentOf("cmake/floors.txt");
+    return text.substr(text.find("\nfoundation:") + 1);
+}
 
 struct Include {
-    std::string file;  // relative to the source folder, as is the target of a quoted include
+    std::string file;  // relative to the source folder
     std::string target;
     bool quoted;
 };
@@ -45,42 +56,60 @@ std::vector<Include> includesUnder(std::string_view folder) {
     return includes;
 }
 
-// The floor's place in the list; past its end for a folder that is not in it.
-std::ptrdiff_t floorOf(std::string_view path) {
-    const std::string_view rest = path.substr(libraryFolder.size());
-    const std::string_view folder = rest.substr(0, rest.find('/'));
-    return std::find(floors.begin(), floors.end(), folder) - floors.begin();
+// As the file of floors names the folder of a file.
+std::string floorOf(std::string_view file) {
+    if (file.starts_with(libraryFolder)) file.remove_prefix(libraryFolder.size());
+    return std::string(file.substr(0, file.rfind('/')));
+}
+
+// The project's own file that is included; empty for one of others.
+std::string ownTarget(const Include& include) {
+    if (include.target.starts_with(libraryFolder)) return include.target;
+    const bool isOfTheTool = include.quoted && include.file.starts_with(toolFolder);
+    return isOfTheTool ? std::string(toolFolder) + include.target : "";
 }
 
 std::string place(const Include& include) {
     return include.file + " includes " + include.target;
 }
 
-TEST(IncludeRules, LibraryKeepsItsFloors) {
-    const std::vector<Include> includes = includesUnder("VKTCoreKit");
-    ASSERT_GT(includes.size(), 100U);
-    for (const Include& include : includes) {
-        if (!include.quoted) {
-            const bool isStandard = include.target.find_first_of("./") == std::string::npos;
-            EXPECT_TRUE(isStandard || include.file.starts_with(linuxFolder))
-                << place(include) << ": only platform/linux includes system and third-party headers";
-            continue;
-        }
-        ASSERT_TRUE(include.target.starts_with(libraryFolder)) << place(include);
-        EXPECT_TRUE(fs::exists(fs::path(VKT_SOURCE_DIR) / include.target)) << place(include);
-        EXPECT_LT(floorOf(include.file), std::ssize(floors)) << include.file << " stands on no floor";
-        EXPECT_LE(floorOf(include.target), floorOf(include.file)) << place(include) << ": runs up";
-    }
-}
-
-TEST(IncludeRules, PrivateFoldersStayPrivate) {
+TEST(IncludeRules, FloorsAllowWhatOccursAndNothingElse) {
+    Floors occurring;
     for (const std::string_view folder : {"VKTCoreKit", "tools", "examples"}) {
         for (const Include& include : includesUnder(folder)) {
-            for (const std::string_view privateFolder : {linuxFolder, testingFolder}) {
-                const bool inside = include.file.starts_with(privateFolder);
-                EXPECT_TRUE(inside || !include.target.starts_with(privateFolder)) << place(include);
-            }
+            auto& included = occurring[floorOf(include.file)];
+            const std::string target = ownTarget(include);
+            if (target.empty()) continue;
+            EXPECT_TRUE(fs::exists(fs::path(VKT_SOURCE_DIR) / target)) << place(include);
+            if (floorOf(target) != floorOf(include.file)) included.insert(floorOf(target));
         }
+    }
+    Floors allowed;
+    std::istringstream rows(rowsOfFloors());
+    for (std::string row; std::getline(rows, row);) {
+        const std::string floor = row.substr(0, row.find(':'));
+        std::istringstream names(row.substr(floor.size() + 1));
+        for (std::string name; names >> name;) {
+            EXPECT_TRUE(allowed.contains(name)) << row << ": " << name << " stands on no floor below";
+            allowed[floor].insert(name);
+        }
+        allowed[floor];
+    }
+    EXPECT_EQ(allowed, occurring) << "cmake/floors.txt and what occurs";
+}
+
+TEST(IncludeRules, ArchitectureQuotesTheFloors) {
+    EXPECT_NE(contentOf("docs/architecture.md").find("```text\n" + rowsOfFloors() + "```"), std::string::npos)
+        << "copy the rows of cmake/floors.txt";
+}
+
+TEST(IncludeRules, OnlyTheLinuxPlatformIncludesSystemAndThirdPartyHeaders) {
+    for (const Include& include : includesUnder("VKTCoreKit")) {
+        const bool isStandard = include.target.find_first_of("./") == std::string::npos;
+        const bool isAllowed =
+            include.quoted || isStandard || include.file.starts_with("VKTCoreKit/platform/linux/");
+        EXPECT_TRUE(isAllowed) << place(include);
+        EXPECT_TRUE(!include.quoted || include.target.starts_with(libraryFolder)) << place(include);
     }
 }
 

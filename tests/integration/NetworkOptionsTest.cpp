@@ -3,7 +3,6 @@
 
 #include "tests/integration/ToolRun.h"
 #include "tests/support/VKTLoopbackServer.h"
-#include "tests/support/VKTTLSServer.h"
 
 namespace {
 
@@ -24,11 +23,11 @@ TEST(NetworkOptions, ProxyAndUserAgentAreUsed) {
 }
 
 TEST(NetworkOptions, ServersAreVerifiedAgainstTheFile) {
-    const VKTTLSServer server(VKTTLSCertificate::Good);
+    const VKTLoopbackServer server(VKTTLSCertificate::Good);
     EXPECT_EQ(runTool("inspect " + server.url("/")).status, 3);
-    EXPECT_EQ(server.requestCount(), 0);
-    EXPECT_EQ(runTool("inspect " + server.url("/") + " --ca-file " + server.CAFile()).status, 1);
-    EXPECT_EQ(server.requestCount(), 1);
+    EXPECT_EQ(server.requests().size(), 0U);
+    EXPECT_EQ(runTool("inspect " + server.url("/") + " --ca-file " + server.authority().CAFile()).status, 1);
+    EXPECT_EQ(server.requests().size(), 1U);
 }
 
 TEST(NetworkOptions, WrongOnesAreToldInOneLine) {

@@ -10,10 +10,10 @@
 
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
+#include "server/VKTRawServer.h"
 #include "tests/integration/ToolRun.h"
 #include "tests/support/VASTTexts.h"
 #include "tests/support/VKTLoopbackServer.h"
-#include "tests/support/VKTRawServer.h"
 
 namespace {
 

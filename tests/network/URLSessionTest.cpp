@@ -6,8 +6,8 @@
 #include <thread>
 
 #include "VKTCoreKit/platform/testing/VKTFakeHTTPSession.h"
+#include "server/VKTRawServer.h"
 #include "tests/support/VKTLoopbackServer.h"
-#include "tests/support/VKTRawServer.h"
 #include "tests/support/VKTRecordedLog.h"
 
 namespace {

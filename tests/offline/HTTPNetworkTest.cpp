@@ -12,8 +12,8 @@
 #include <thread>
 
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
+#include "server/VKTRawServer.h"
 #include "tests/support/NoNewDescriptors.h"
-#include "tests/support/VKTRawServer.h"
 #include "tests/support/VKTTransferRecorder.h"
 
 namespace {

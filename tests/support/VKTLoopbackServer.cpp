@@ -33,7 +33,8 @@ struct VKTLoopbackServer::Impl {
         response.body = answer.body;
     }
 
-    httplib::Server server;
+    std::unique_ptr<VKTTestAuthority> authority = nullptr;
+    std::unique_ptr<httplib::Server> server = std::make_unique<httplib::Server>();
     int port = 0;
     std::thread thread;
     VKTMutex mutex;
@@ -41,24 +42,36 @@ struct VKTLoopbackServer::Impl {
     std::vector<VKTServerRequest> requests VKT_GUARDED_BY(mutex);
 };
 
-VKTLoopbackServer::VKTLoopbackServer() : impl_(std::make_unique<Impl>()) {
-    httplib::Server& server = impl_->server;
+VKTLoopbackServer::VKTLoopbackServer() : VKTLoopbackServer(std::make_unique<Impl>()) {}
+
+VKTLoopbackServer::VKTLoopbackServer(VKTTLSCertificate certificate)
+    : VKTLoopbackServer([certificate] {
+          auto impl = std::make_unique<Impl>();
+          impl->authority = std::make_unique<VKTTestAuthority>();
+          const VKTTestIdentity identity = impl->authority->identity(certificate);
+          impl->server = std::make_unique<httplib::SSLServer>(identity.certificate.get(), identity.key.get());
+          return impl;
+      }()) {}
+
+VKTLoopbackServer::VKTLoopbackServer(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {
+    httplib::Server& server = *impl_->server;
     server.set_tcp_nodelay(true);
-    // An idle connection occupies a thread of the server, so it must not be kept for long.
-    server.set_keep_alive_timeout(1);
+    // An idle connection occupies a thread of the server, so it must not be kept for long. Tests of
+    // connections that are used again do so over TLS.
+    server.set_keep_alive_timeout(impl_->authority ? 20 : 1);
     server.new_task_queue = [] { return new httplib::ThreadPool(32); };
     const auto answer = [this](const httplib::Request& request, httplib::Response& response) {
         impl_->answer(request, response);
     };
     server.Get(".*", answer).Post(".*", answer).Put(".*", answer).Delete(".*", answer);
     impl_->port = server.bind_to_any_port("127.0.0.1");
-    impl_->thread = std::thread([this] { impl_->server.listen_after_bind(); });
+    impl_->thread = std::thread([this] { impl_->server->listen_after_bind(); });
     while (!server.is_running())
         std::this_thread::yield();
 }
 
 VKTLoopbackServer::~VKTLoopbackServer() {
-    impl_->server.stop();
+    impl_->server->stop();
     impl_->thread.join();
 }
 
@@ -74,7 +87,12 @@ void VKTLoopbackServer::serve(const std::string& path, std::string body) {
 }
 
 std::string VKTLoopbackServer::url(const std::string& path) const {
-    return "http://127.0.0.1:" + std::to_string(impl_->port) + path;
+    return (impl_->authority ? "https://127.0.0.1:" : "http://127.0.0.1:") + std::to_string(impl_->port) +
+           path;
+}
+
+const VKTTestAuthority& VKTLoopbackServer::authority() const {
+    return *impl_->authority;
 }
 
 std::vector<VKTServerRequest> VKTLoopbackServer::requests() const {

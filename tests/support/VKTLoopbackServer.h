@@ -1,4 +1,4 @@
-// A well-behaved HTTP server on the loopback interface.
+// A well-behaved HTTP or HTTPS server on the loopback interface.
 #pragma once
 
 #include <functional>
@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "tests/support/VKTTestAuthority.h"
 
 struct VKTServerRequest {
     std::string method;
@@ -29,6 +31,9 @@ class VKTLoopbackServer {
     using Handler = std::function<VKTServerResponse(const VKTServerRequest&)>;
 
     VKTLoopbackServer();
+
+    /// Over TLS, with an authority of its own.
+    explicit VKTLoopbackServer(VKTTLSCertificate certificate);
     ~VKTLoopbackServer();
     VKTLoopbackServer(const VKTLoopbackServer&) = delete;
     VKTLoopbackServer& operator=(const VKTLoopbackServer&) = delete;
@@ -39,13 +44,18 @@ class VKTLoopbackServer {
     /// An answer with status 200 and this body.
     void serve(const std::string& path, std::string body);
 
-    /// "http://127.0.0.1:PORT" and the path.
+    /// "http://127.0.0.1:PORT" or "https://127.0.0.1:PORT", and the path.
     [[nodiscard]] std::string url(const std::string& path) const;
+
+    /// Of a server over TLS.
+    [[nodiscard]] const VKTTestAuthority& authority() const;
 
     /// What has been asked for so far, in that order.
     [[nodiscard]] std::vector<VKTServerRequest> requests() const;
 
   private:
     struct Impl;
+    explicit VKTLoopbackServer(std::unique_ptr<Impl> impl);
+
     std::unique_ptr<Impl> impl_;
 };

@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "VKTCoreKit/platform/linux/VKTCurlHTTPSession.h"
-#include "tests/support/VKTRawServer.h"
+#include "server/VKTRawServer.h"
 #include "tests/support/VKTTransferRecorder.h"
 #include "tests/threads/Scarcity.h"
 

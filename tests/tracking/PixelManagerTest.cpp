@@ -6,7 +6,7 @@
 #include <future>
 #include <thread>
 
-#include "tests/support/VKTRawServer.h"
+#include "server/VKTRawServer.h"
 #include "tests/tracking/TrackingFixture.h"
 
 namespace {

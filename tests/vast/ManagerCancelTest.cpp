@@ -3,7 +3,7 @@
 #include <latch>
 #include <thread>
 
-#include "tests/support/VKTRawServer.h"
+#include "server/VKTRawServer.h"
 #include "tests/vast/ManagerFixture.h"
 
 namespace {

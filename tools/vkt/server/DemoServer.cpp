@@ -15,7 +15,7 @@
 #include "server/DemoDocuments.h"
 #include "server/DemoScripts.h"
 #include "server/LogCollector.h"
-#include "server/RawListener.h"
+#include "server/VKTRawServer.h"
 
 namespace {
 
@@ -60,13 +60,15 @@ class DemoServer::Impl {
     [[nodiscard]] LogCollector& logCollector() { return logCollector_; }
 
     [[nodiscard]] std::string baseURL(const httplib::Request& request) const;
-    [[nodiscard]] int rawPort() const { return rawListener_.port(); }
+    [[nodiscard]] const VKTRawServer& resetting() const { return resetting_; }
+    [[nodiscard]] const VKTRawServer& garbling() const { return garbling_; }
 
   private:
     void answer(const httplib::Request& request, httplib::Response& response);
 
     httplib::Server server_;
-    RawListener rawListener_;
+    const VKTRawServer resetting_{{{}, VKTRawAnswer::Reset}};
+    const VKTRawServer garbling_{{{"\x16\x03\x01 this is not HTTP \xff\xfe\r\n\r\n"}}};
     std::thread thread_;
     int port_ = 0;
 
@@ -261,11 +263,6 @@ void sendMedia(const Exchange& exchange) {
     }
 }
 
-void sendRaw(const Exchange& exchange, std::string_view path) {
-    exchange.response.set_redirect("http://127.0.0.1:" + std::to_string(exchange.server.rawPort()) +
-                                   std::string(path));
-}
-
 constexpr auto routes = std::to_array<Route>({
     {"", "", "this list",
      [](const Exchange& e) { e.response.set_content(DemoServer::listing(), "text/plain; charset=utf-8"); }},
@@ -348,9 +345,9 @@ constexpr auto routes = std::to_array<Route>({
     {"hang", "", "no answer at all", sendNothing},
     {"close", "", "a connection closed in the middle of the body", closeHalfway},
     {"reset", "", "a connection reset (after a redirect to another port)",
-     [](const Exchange& e) { sendRaw(e, "/reset"); }},
+     [](const Exchange& e) { e.response.set_redirect(e.server.resetting().url()); }},
     {"garbage", "", "bytes that are not HTTP (after a redirect to another port)",
-     [](const Exchange& e) { sendRaw(e, "/garbage"); }},
+     [](const Exchange& e) { e.response.set_redirect(e.server.garbling().url()); }},
     {"media", "/NAME", "a few bytes of video/mp4; of image/gif or JavaScript for .gif and .js", sendMedia},
     {"huge", "", "a body of 1 GiB", sendHugeBody},
     {"pixel", "/...", "a 1x1 GIF; the request is logged, however it is answered",
@@ -416,7 +413,7 @@ DemoServer::Impl::Impl(const std::string& root, const LineHandler& onLine)
 std::optional<int> DemoServer::Impl::start(int port) {
     const bool bound = port == 0 ? (port_ = server_.bind_to_any_port("127.0.0.1")) > 0
                                  : server_.bind_to_port("127.0.0.1", port_ = port);
-    if (!bound || rawPort() == 0) return std::nullopt;
+    if (!bound) return std::nullopt;
     thread_ = std::thread([this] { server_.listen_after_bind(); });
     while (!server_.is_running()) {
         std::this_thread::yield();

@@ -1,4 +1,4 @@
-#include "tests/support/VKTRawServer.h"
+#include "server/VKTRawServer.h"
 
 #include <netinet/in.h>
 #include <poll.h>
@@ -11,6 +11,9 @@
 #include <utility>
 
 namespace {
+
+// Of a client, in milliseconds: others wait for their turn meanwhile.
+constexpr int longestSilence = 10'000;
 
 sockaddr_in loopbackAddress() {
     sockaddr_in address{};
@@ -66,14 +69,14 @@ bool VKTRawServer::isStopped(std::chrono::milliseconds wait) const {
     return poll(&event, 1, static_cast<int>(wait.count())) > 0;
 }
 
-bool VKTRawServer::waitForInput(int descriptor) const {
+bool VKTRawServer::waitForInput(int descriptor, int milliseconds) const {
     std::array<pollfd, 2> events{{{descriptor, POLLIN, 0}, {stop_, POLLIN, 0}}};
-    poll(events.data(), events.size(), -1);
-    return events[1].revents == 0;
+    const bool isAny = poll(events.data(), events.size(), milliseconds) != 0;
+    return isAny && events[1].revents == 0;
 }
 
 void VKTRawServer::run() {
-    while (waitForInput(listener_)) {
+    while (waitForInput(listener_, -1)) {
         const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
         if (connection >= 0) answer(connection);
     }
@@ -87,7 +90,7 @@ std::string VKTRawServer::lastRequest() const {
 bool VKTRawServer::receiveHeader(int connection) {
     std::string header;
     do {
-        if (!waitForInput(connection)) return false;
+        if (!waitForInput(connection, longestSilence)) return false;
         std::array<char, 4096> buffer{};
         const ssize_t length = recv(connection, buffer.data(), buffer.size(), 0);
         if (length <= 0) return false;

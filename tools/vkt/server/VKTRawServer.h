@@ -43,8 +43,8 @@ class VKTRawServer {
     void answer(int connection);
     [[nodiscard]] bool receiveHeader(int connection);
     void sendEndlessly(int connection, const std::string& piece) const;
-    /// False if the server is to end.
-    [[nodiscard]] bool waitForInput(int descriptor) const;
+    /// False if the server is to end, or nothing came in time; a negative time has no end.
+    [[nodiscard]] bool waitForInput(int descriptor, int milliseconds) const;
     [[nodiscard]] bool isStopped(std::chrono::milliseconds wait) const;
 
     const VKTRawAnswer answer_;
