@@ -1,0 +1,192 @@
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <future>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "VKTCoreKit/config/VKTRemoteLogger.h"
+#include "VKTCoreKit/core/VKTURLUtils.h"
+#include "VKTCoreKit/platform/VKTServices.h"
+#include "VKTCoreKit/vast/VKTVASTError.h"
+#include "commands/Commands.h"
+#include "ground/EmbeddingSDK.h"
+#include "ground/Output.h"
+#include "ground/Source.h"
+#include "ground/WatchedProvider.h"
+#include "report/AdText.h"
+
+namespace {
+
+struct LogOutcome {
+    std::string reason;  ///< why it was dropped, a clause; empty when it was not
+    std::string body;    ///< of the request; empty when there was none
+    std::optional<RequestRecord> request;
+    bool isDelivered = false;
+    bool isKept = false;  ///< for the next record
+};
+
+// A number where the text is one.
+VKTValue measuredValue(std::string_view text) {
+    double number = 0;
+    const auto* end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    const bool isNumber = error == std::errc() && rest == end && std::isfinite(number);
+    return isNumber ? VKTValue(number) : VKTValue(text);
+}
+
+std::shared_ptr<const VKTLogNode> measureNode(const std::vector<std::string>& measures) {
+    VKTDictionary values;
+    for (const std::string& measure : measures) {
+        const std::size_t equals = measure.find('=');
+        values.set(measure.substr(0, equals), measuredValue(std::string_view(measure).substr(equals + 1)));
+    }
+    return VKTLogMeasureNode::initWithMeasureDictionary(std::move(values));
+}
+
+std::optional<VKTVASTError> VASTErrorOfCode(std::int64_t code) {
+    for (const VKTVASTError& error : VKTVASTError::all()) {
+        if (error.VASTCode() == code) return error;
+    }
+    return std::nullopt;
+}
+
+VKTLogNodes nodesOf(const LogOptions& options, VKTRemoteLogLevel level,
+                    const VKTConfiguration& configuration) {
+    VKTLogNodes nodes{makeSDKNode(configuration), measureNode(options.measures)};
+    const auto error = options.VASTCode ? VASTErrorOfCode(*options.VASTCode) : std::nullopt;
+    if (error) {
+        nodes.push_back(VKTLogVASTErrorNode::initWithDescription(error->errorDescription().value_or(""), {},
+                                                                 error->VASTCode(), error->korvoCode(), {}));
+    } else if (level >= VKTRemoteLogLevelWarning) {
+        nodes.push_back(VKTLogErrorNode::initWithErrorMessage(options.message, {}, {}, {}));
+    }
+    if (!options.openMeasurement.empty())
+        nodes.push_back(VKTLogOpenMeasurementNode::initWithVendorName({}, options.openMeasurement, 0));
+    return nodes;
+}
+
+std::string reasonOfRefusal(const LogOptions& options, VKTRemoteLogLevel level,
+                            const VKTRemoteLogger& logger) {
+    if (level < logger.minimumLogLevel())
+        return "level " + options.level + " is below the minimum, " + options.minimumLevel;
+    if (options.sampling == 0) return "with a sampling rate of 0 no record is kept";
+    return "the draw was lost; one " + options.level + " record in " + std::to_string(options.sampling) +
+           " is kept";
+}
+
+std::string reasonOfFailure(const RequestRecord& request) {
+    if (!request.error) return "the collector answered with status " + std::to_string(*request.statusCode);
+    return "error " + std::to_string(request.error->code()) + ": " +
+           request.error->localizedDescription().value_or("the transfer failed");
+}
+
+LogOutcome send(const LogOptions& options, const VKTURL& url) {
+    LogOutcome outcome;
+    std::promise<std::string> sentBody;
+    std::shared_ptr<VKTURLSessionProviderProtocol> network = VKTURLSessionProvider::sharedInstance();
+    if (options.dryRun) network = std::make_shared<SilentProvider>();
+    const auto recorder = std::make_shared<RecordingProvider>(std::move(network));
+    const auto provider = std::make_shared<WatchedProvider>(
+        recorder, VKTTimeInterval(options.timeout),
+        [&sentBody](const VKTURLRequest& request, const VKTURLSessionResponse&) {
+            sentBody.set_value(request.HTTPBody.value_or(""));
+        });
+    const auto logger = VKTRemoteLogger::initWithDefaultEndPoint(
+        url, EmbeddingSDKName, VKTURLSession::initWithSessionProvider(provider));
+    const VKTRemoteLogLevel level = vkt_remoteLogLevelFromString(options.level);
+    logger->configFromRemoteConfig(
+        VKTRemoteConfigLoggerConfig{url, vkt_remoteLogLevelFromString(options.minimumLevel), options.sampling,
+                                    options.sampling, options.sampling, options.sampling});
+    logger->setRequestCompletionHandler([&outcome](bool succeeded) { outcome.isDelivered = succeeded; });
+
+    const auto configuration = VKTConfiguration::init();
+    const auto record = logger->generateLogWithMessage(options.message, level, std::nullopt,
+                                                       configuration->baseURL().absoluteString(),
+                                                       nodesOf(options, level, *configuration));
+    if (!record) {
+        outcome.reason = reasonOfRefusal(options, level, *logger);
+        return outcome;
+    }
+    std::vector<VKTDictionary> site;
+    if (options.site) site.push_back({{"siteId", *options.site}});
+    logger->log(*record, site);
+    if (!provider->hasBeenAsked()) {
+        outcome.reason = "JSON cannot hold it";
+        return outcome;
+    }
+    outcome.body = sentBody.get_future().get();
+    outcome.request = recorder->records().front();
+    outcome.isKept = !logger->pendingLogs().empty();
+    if (!outcome.isDelivered) outcome.reason = reasonOfFailure(*outcome.request);
+    return outcome;
+}
+
+const char* nameOf(const LogOutcome& outcome) {
+    if (outcome.isDelivered) return "delivered";
+    return outcome.isKept ? "kept" : "dropped";
+}
+
+void printReport(const LogOptions& options, const LogOutcome& outcome) {
+    auto logs = vkt_JSONValueWithData(outcome.body);
+    Output::standard().JSON(VKTDictionary{
+        {"url", options.url},
+        {"level", options.level},
+        {"minimumLevel", options.minimumLevel},
+        {"samplingRate", options.sampling},
+        {"outcome", nameOf(outcome)},
+        {"reason", outcome.reason.empty() ? VKTValue() : VKTValue(outcome.reason)},
+        {"request", outcome.request ? reportOfRequests({*outcome.request}).front() : VKTValue()},
+        {"logs", logs ? *std::move(logs) : VKTValue()}});
+}
+
+std::string textOfSampling(const LogOptions& options) {
+    if (options.sampling == 1) return "sampled: every " + options.level + " record is kept";
+    return "sampled: the draw was won; one " + options.level + " record in " +
+           std::to_string(options.sampling) + " is kept";
+}
+
+void printBody(const LogOptions& options, const LogOutcome& outcome) {
+    if (options.JSON) {
+        std::cout << outcome.body << '\n';
+        return;
+    }
+    std::cout << textOfSampling(options) << '\n' << "not sent: POST " << options.url << '\n';
+    if (const auto logs = vkt_JSONValueWithData(outcome.body)) Output::standard().JSON(*logs);
+}
+
+void printText(const LogOptions& options, const LogOutcome& outcome) {
+    if (!outcome.request) return;
+    std::cout << textOfSampling(options) << '\n';
+    Output::standard().lines(linesOfRequests({*outcome.request}));
+    if (outcome.isDelivered) std::cout << "delivered: " << outcome.body.size() << " bytes\n";
+}
+
+}  // namespace
+
+int runLog(const LogOptions& options) {
+    const auto url = VKTURL::URLWithString(options.url);
+    if (!url || !vkt_isValid(*url) || !VKTURLUtils::URLHasHTTPScheme(*url)) {
+        printError(options.url + " is not an http or https URL");
+        return ExitWrongUsage;
+    }
+    if (options.VASTCode && !VASTErrorOfCode(*options.VASTCode)) {
+        printError("no VAST error has the code " + std::to_string(*options.VASTCode));
+        return ExitWrongUsage;
+    }
+    const LogOutcome outcome = send(options, *url);
+    if (options.dryRun && outcome.isDelivered) {
+        printBody(options, outcome);
+    } else if (options.JSON) {
+        printReport(options, outcome);
+    } else {
+        printText(options, outcome);
+    }
+    if (!outcome.isDelivered) {
+        const std::string consequence =
+            outcome.isKept ? "kept in memory, to be sent with the next record" : "dropped";
+        printError(consequence + ": " + outcome.reason);
+    }
+    return outcome.isDelivered ? ExitPlayable : ExitNonePlayable;
+}

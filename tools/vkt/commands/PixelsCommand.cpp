@@ -1,0 +1,71 @@
+#include <future>
+#include <iostream>
+
+#include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/platform/VKTServices.h"
+#include "VKTCoreKit/tracking/VKTPixelManager.h"
+#include "commands/Commands.h"
+#include "ground/Output.h"
+#include "ground/PixelFile.h"
+#include "ground/Text.h"
+#include "playing/PixelLedger.h"
+
+namespace {
+
+std::string textOfDate(VKTDate date) {
+    return vkt_ISO8601StringFromDate(date, VKTTimeZone(vkt_localOffsetFromUTC));
+}
+
+const char* statusOf(const PixelRecord& pixel) {
+    if (pixel.isDelivered) return "success";
+    return VKTPlatform::current().clock->now() > pixel.expirationDate ? "expired" : "pending";
+}
+
+void sendAll(const std::shared_ptr<PixelLedger>& ledger, const std::shared_ptr<VKTPixelStore>& store) {
+    const auto provider = std::make_shared<RecordingProvider>(
+        VKTURLSessionProvider::sharedInstance(),
+        [ledger](const RequestRecord& request) { ledger->requestEnded(request); });
+    const auto manager =
+        VKTPixelManager::initWithPixelStore(store, VKTURLSession::initWithSessionProvider(provider));
+    std::promise<void> end;
+    manager->callPixelsWithCompletionHandler([&end] { end.set_value(); });
+    end.get_future().wait();
+}
+
+void printReport(const PixelsOptions& options, const std::vector<PixelRecord>& pixels) {
+    VKTArray list;
+    for (const PixelRecord& pixel : pixels) {
+        VKTDictionary report{{"url", pixel.url},
+                             {"expirationDate", textOfDate(pixel.expirationDate)},
+                             {"status", statusOf(pixel)}};
+        if (options.send) {
+            report.set("statusCode", pixel.statusCode ? VKTValue(*pixel.statusCode) : VKTValue());
+        }
+        list.emplace_back(std::move(report));
+    }
+    Output::standard().JSON(VKTDictionary{{"store", options.store}, {"pixels", std::move(list)}});
+}
+
+void printText(const PixelsOptions& options, const std::vector<PixelRecord>& pixels) {
+    std::cout << options.store << ": " << countOf(pixels.size(), "pixel") << '\n';
+    for (const PixelRecord& pixel : pixels) {
+        std::cout << "   " << statusOf(pixel) << (options.send ? " " + pixel.outcome() : "") << "  until "
+                  << textOfDate(pixel.expirationDate) << "  " << pixel.url << '\n';
+    }
+}
+
+}  // namespace
+
+int runPixels(const PixelsOptions& options) {
+    const auto provider = openPixelFile(options.store, options.send ? PixelFileToSend : PixelFileToRead);
+    if (!provider) return ExitSourceUnread;
+    const auto ledger = std::make_shared<PixelLedger>(provider);
+    const auto store = VKTPixelStore::initWithProvider(ledger);
+    if (options.send) sendAll(ledger, store);
+    if (options.JSON) {
+        printReport(options, ledger->records());
+    } else {
+        printText(options, ledger->records());
+    }
+    return ExitPlayable;
+}

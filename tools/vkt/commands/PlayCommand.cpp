@@ -1,0 +1,248 @@
+// vkt play: an embedding player without a screen. The source is resolved on a thread of its own, everything
+// else happens on the main loop, in simulated time.
+#include <algorithm>
+#include <iomanip>
+#include <iostream>
+#include <map>
+#include <sstream>
+#include <utility>
+
+#include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/tracking/VKTVASTPixelManager.h"
+#include "VKTCoreKit/vast/VKTVASTManager.h"
+#include "ground/MediaFileChoice.h"
+#include "ground/Output.h"
+#include "ground/PixelFile.h"
+#include "ground/Text.h"
+#include "playing/SimulatedLoop.h"
+#include "report/AdReport.h"
+#include "report/AdText.h"
+#include "report/PlayReport.h"
+#include "report/ResolutionReport.h"
+
+namespace {
+
+constexpr VKTTimeInterval noTimeLimit{1e9};
+constexpr VKTTimeInterval lastWordLimit{10};  // for scripts to handle the end, and for their requests
+constexpr int outcomeColumn = 17;
+constexpr int eventWidth = 13;
+
+// Put in force before anything else of the library is used.
+std::shared_ptr<SimulatedLoop> installSimulatedLoop(double speed) {
+    auto loop = std::make_shared<SimulatedLoop>(speed);
+    VKTPlatform platform = VKTPlatform::current();
+    platform.clock = loop;
+    platform.mainRunLoop = loop;
+    VKTPlatform::setCurrent(std::move(platform));
+    return loop;
+}
+
+class PlayRun {
+  public:
+    PlayRun(const PlayOptions& options, std::shared_ptr<VKTPixelStoreProviderProtocol> pixelProvider)
+        : options_(options),
+          loop_(installSimulatedLoop(options.speed)),
+          screen_(options.resolve.JSON),
+          ledger_(std::make_shared<PixelLedger>(std::move(pixelProvider))),
+          problems_(*ledger_, screen_) {
+        makePixelManager();
+        if (options.measure) measurement_ = AdMeasurement::initWithPixelManager(pixelManager_);
+    }
+
+    PlayResult run(const Source& source);
+
+  private:
+    void makePixelManager();
+    // With macros of its own, since some of them are of the moment.
+    [[nodiscard]] std::shared_ptr<VKTVASTPixelManager> vastPixels() const {
+        return VKTVASTPixelManager::initWithPixelManager(pixelManager_, macrosOf(options_.resolve));
+    }
+    void requestEnded(const RequestRecord& request);
+    void showOutcome(std::size_t place);
+
+    Resolution resolve(const Source& source);
+    void callErrorPixels(const std::vector<VKTVASTURL>& errorPixels, const VKTVASTError& error,
+                         TimelineRecorder& recorder);
+    void callErrorPixelsOfAnswer(const Resolution& resolution);
+    PlayedAd play(const std::shared_ptr<VKTVASTAd>& ad, std::size_t number, Resolution& resolution);
+    PlayedAd playCreative(const std::shared_ptr<VKTVASTAd>& ad,
+                          const std::shared_ptr<VKTVASTCreativeLinear>& creative);
+    PlayedAd fail(const std::shared_ptr<VKTVASTAd>& ad, const VKTVASTError& error, Resolution& resolution);
+    [[nodiscard]] bool isToFail(std::size_t number) const {
+        return number < static_cast<std::size_t>(options_.resolve.fail);
+    }
+    void measureToTheEnd();
+    void sendWhatIsLeft();
+
+    const PlayOptions& options_;
+    const std::shared_ptr<SimulatedLoop> loop_;
+    PlayScreen screen_;
+    const std::shared_ptr<PixelLedger> ledger_;
+    TimelineRecorder problems_;
+    std::shared_ptr<VKTPixelManager> pixelManager_;
+    std::shared_ptr<AdMeasurement> measurement_;
+    std::size_t pixelsLeftByEarlierRun_ = 0;
+    std::map<std::size_t, std::string> shownOutcomes_;  // of each pixel; a repeated one is no news
+};
+
+void PlayRun::makePixelManager() {
+    const auto provider =
+        std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance(),
+                                            [this](const RequestRecord& request) { requestEnded(request); });
+    pixelManager_ = VKTPixelManager::initWithPixelStore(VKTPixelStore::initWithProvider(ledger_),
+                                                        VKTURLSession::initWithSessionProvider(provider));
+    pixelsLeftByEarlierRun_ = ledger_->claim("left by an earlier run").size();
+    if (pixelsLeftByEarlierRun_ > 0) pixelManager_->callPixels();
+}
+
+// On the pixel manager's worker.
+void PlayRun::requestEnded(const RequestRecord& request) {
+    const auto place = ledger_->requestEnded(request);
+    if (place) loop_->post([this, place] { showOutcome(*place); });
+}
+
+void PlayRun::showOutcome(std::size_t place) {
+    const PixelRecord pixel = ledger_->record(place);
+    if (std::exchange(shownOutcomes_[place], pixel.outcome()) == pixel.outcome()) return;
+    std::string reason;
+    if (pixel.error) reason = ": " + pixel.error->localizedDescription().value_or("the transfer failed");
+    std::ostringstream line;
+    line << std::setw(outcomeColumn) << pixel.outcome() << "  " << std::left << std::setw(eventWidth)
+         << pixel.event << "  " << pixel.url << (pixel.isDelivered ? "" : " (stays pending" + reason + ")");
+    screen_.line(line.str());
+}
+
+Resolution PlayRun::resolve(const Source& source) {
+    ResolutionHooks hooks;
+    hooks.adFails = [this](const VKTVASTAd& ad, std::size_t number) {
+        return isToFail(number) || !playableCreativeOf(ad, options_.resolve.networkAccessType);
+    };
+    hooks.onError = [this](const ReportedError& reported) {
+        loop_->post([this, reported] { callErrorPixels(reported.errorURLs, reported.error, problems_); });
+    };
+    Resolution resolution;
+    bool isResolved = false;
+    const auto queue = VKTPlatform::current().makeSerialQueue();
+    queue->post([&] {
+        resolution = resolveSource(options_.resolve, source, hooks);
+        loop_->post([&] { isResolved = true; });
+    });
+    loop_->runUntil([&] { return isResolved; }, noTimeLimit);
+    return resolution;
+}
+
+void PlayRun::callErrorPixels(const std::vector<VKTVASTURL>& errorPixels, const VKTVASTError& error,
+                              TimelineRecorder& recorder) {
+    if (errorPixels.empty() || error.VASTCode() == -1) return;
+    vastPixels()->callVASTErrorPixels(errorPixels, error.VASTCode());
+    recorder.add(0, "error");
+}
+
+// An answer without ads may name pixels that hear of it.
+void PlayRun::callErrorPixelsOfAnswer(const Resolution& resolution) {
+    if (!resolution.model || resolution.model->errorPixels().empty()) return;
+    callErrorPixels(resolution.model->errorPixels(), VKTVASTError::VAST_WRAPPER_ERROR_NOT_VAST_RESPONSE(),
+                    problems_);
+}
+
+PlayedAd PlayRun::play(const std::shared_ptr<VKTVASTAd>& ad, std::size_t number, Resolution& resolution) {
+    screen_.line("");
+    screen_.line(std::to_string(number + 1) + ". " + headingOf(*ad));
+    if (isToFail(number)) return fail(ad, VKTVASTError::VAST_LINEAR_ERROR_GENERAL(), resolution);
+    const auto creative = playableCreativeOf(*ad, options_.resolve.networkAccessType);
+    return creative ? playCreative(ad, creative) : fail(ad, errorOfUnplayableAd(*ad), resolution);
+}
+
+PlayedAd PlayRun::playCreative(const std::shared_ptr<VKTVASTAd>& ad,
+                               const std::shared_ptr<VKTVASTCreativeLinear>& creative) {
+    const auto file = chosenMediaFile(*creative, options_.resolve.networkAccessType);
+    screen_.line("   plays " + file->url->url().absoluteString() + " (" + textOfMediaFile(*file) + ")");
+    const AdPlayerContext context{options_, vastPixels(), *ledger_, screen_, measurement_};
+    const auto player = std::make_shared<AdPlayer>(context, ad, creative);
+    player->prepare();
+    if (measurement_) {
+        loop_->holdUntil([this] { return measurement_->areScriptsLoaded(); },
+                         VKTTimeInterval(options_.resolve.requestTimeout));
+    }
+    player->start();
+    loop_->runUntil([&] { return player->hasEnded(); }, noTimeLimit);
+    if (!measurement_) return {ad, true, player->timeline()};
+    measureToTheEnd();
+    return {ad, true, player->timeline(), measurement_->scripts()};
+}
+
+void PlayRun::measureToTheEnd() {
+    loop_->holdUntil([this] { return measurement_->isOver(); }, lastWordLimit);
+    for (const std::string& line : linesOfScripts(measurement_->scripts()))
+        screen_.line(line);
+}
+
+PlayedAd PlayRun::fail(const std::shared_ptr<VKTVASTAd>& ad, const VKTVASTError& error,
+                       Resolution& resolution) {
+    const ReportedError reported{error, ad->errorPixels()};
+    screen_.note(lineOfError(reported));
+    resolution.errors.push_back(reported);
+    TimelineRecorder recorder(*ledger_, screen_);
+    callErrorPixels(ad->errorPixels(), error, recorder);
+    recorder.show();
+    return {ad, false, recorder.timeline()};
+}
+
+// One more pass for everything that is pending; what hangs then is cancelled with the manager.
+void PlayRun::sendWhatIsLeft() {
+    const auto isDone = std::make_shared<bool>(false);
+    pixelManager_->callPixelsWithCompletionHandler(
+        [loop = loop_, isDone] { loop->post([isDone] { *isDone = true; }); });
+    loop_->runUntil([&] { return *isDone; }, VKTTimeInterval(options_.wait));
+    measurement_.reset();
+    pixelManager_.reset();
+    loop_->drain();
+}
+
+PlayResult PlayRun::run(const Source& source) {
+    PlayResult result;
+    result.resolution = resolve(source);
+    Resolution& resolution = result.resolution;
+    for (const std::string& line : linesOfErrors(resolution.errors))
+        screen_.note(line);
+    screen_.line(titleOf(options_.resolve, resolution) + ", " + countOf(resolution.ads.size(), "ad"));
+    callErrorPixelsOfAnswer(resolution);
+    const std::size_t errorPixels = ledger_->records().size() - pixelsLeftByEarlierRun_;
+    if (errorPixels > 0) screen_.line("   " + countOf(errorPixels, "error pixel") + " called");
+    for (const auto& ad : resolution.ads)
+        result.ads.push_back(play(ad, result.ads.size(), resolution));
+    screen_.line("");
+    sendWhatIsLeft();
+    result.problems = problems_.timeline();
+    result.pixels = ledger_->records();
+    result.pixelsLeftByEarlierRun = pixelsLeftByEarlierRun_;
+    return result;
+}
+
+std::shared_ptr<VKTPixelStoreProviderProtocol> providerOf(const std::string& store) {
+    if (store.empty()) return std::make_shared<VKTPixelStoreProvider>();
+    return openPixelFile(store, PixelFileToKeep);
+}
+
+}  // namespace
+
+int runPlay(const PlayOptions& options) {
+    Source source;
+    if (!readSource(options.resolve.source, source)) return ExitSourceUnread;
+    auto pixelProvider = providerOf(options.store);
+    if (!pixelProvider) return ExitSourceUnread;
+    const PlayResult result = PlayRun(options, std::move(pixelProvider)).run(source);
+    if (options.resolve.JSON) {
+        Output::standard().JSON(reportOfPlay(options, result));
+    } else {
+        if (!result.pixels.empty()) std::cout << '\n';
+        for (const std::string& line : summaryOfPixels(options, result))
+            std::cout << line << '\n';
+    }
+    std::cout.flush();
+    const bool isWritten = options.report.empty() || writePage(options, result);
+    const bool isAnyAdPlayed =
+        std::any_of(result.ads.begin(), result.ads.end(), [](const PlayedAd& ad) { return ad.isPlayed; });
+    const ExitStatus status = conclude(options.resolve, result.resolution, isAnyAdPlayed);
+    return isWritten ? status : ExitSourceUnread;
+}

@@ -1,0 +1,29 @@
+// Options of commands that share their work: what several rooms read.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+struct ResolveOptions {
+    std::string source;  ///< a file, "-" or a URL
+    bool JSON = false;
+    double timeout = 30;        ///< seconds, for everything
+    double requestTimeout = 5;  ///< seconds, for one download
+    int maxWrappers = 5;
+    bool handleWrapperAdpods = false;
+    bool strictFirstImpression = false;
+    std::vector<std::string> macros;  ///< "NAME=VALUE" each, with a name that is not empty
+    int fail = 0;                     ///< the first so many ads are reported as failed
+    unsigned networkAccessType = 6;
+};
+
+struct PlayOptions {
+    ResolveOptions resolve;
+    double speed = 10;     ///< simulated seconds in a real one; 0 for no waiting
+    double wait = 15;      ///< real seconds for the pixels at the end
+    std::string report;    ///< file of an HTML report; none when empty
+    std::string store;     ///< file that keeps pixels; none when empty
+    bool measure = false;  ///< with the ad's verification scripts
+    std::optional<double> skipAt, muteAt, pauseAt, clickAt, hideAt;  ///< seconds of content
+};

@@ -1,0 +1,29 @@
+// The model of ads as JSON reports: names are the model's property names, absent values are null.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "VKTCoreKit/foundation/VKTValue.h"
+#include "VKTCoreKit/vast/VKTVASTAd.h"
+#include "ground/JSONReport.h"
+#include "ground/ReportedError.h"
+
+/// `networkAccessType` decides the most appropriate media file. The report refers to the ad, like every
+/// report here to what it tells of.
+JSONReport reportOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType);
+
+JSONReport reportOfURLs(const std::vector<VKTVASTURL>& urls);
+JSONReport reportOfErrors(const std::vector<ReportedError>& errors);
+
+/// Domain, code and description; null for no error.
+VKTValue reportOfError(const std::optional<VKTError>& error);
+
+/// "VAST error 301 VAST_WRAPPER_ERROR_FETCH: …; error pixels: …", one line for people; the first 64 pixels.
+std::string lineOfError(const ReportedError& reported);
+
+/// Each distinct line once, with its count, in the order of the first of them; after 4 MiB only the number of
+/// the others.
+std::vector<std::string> linesOfErrors(const std::vector<ReportedError>& errors);

@@ -1,0 +1,39 @@
+// What a run of vkt play has brought, as JSON and as a page.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ground/Options.h"
+#include "playing/AdPlayer.h"
+#include "playing/PixelLedger.h"
+#include "playing/Resolving.h"
+#include "report/ResolutionReport.h"
+
+/// An ad and what happened with it.
+struct PlayedAd {
+    std::shared_ptr<VKTVASTAd> ad;
+    bool isPlayed = false;  ///< false: only its error pixels were called
+    Timeline timeline;
+    ScriptRecords scripts = {};  ///< of a measured ad
+};
+
+struct PlayResult {
+    Resolution resolution;
+    std::vector<PlayedAd> ads;
+    Timeline problems;  ///< error pixels that were called while the source was resolved
+    std::vector<PixelRecord> pixels;
+    std::size_t pixelsLeftByEarlierRun = 0;  ///< so many stand first
+};
+
+/// The report of `vkt resolve` and per ad "timeline" and "pixels", and "measurement"
+/// when the ads are measured; "errorPixels" of what was met while
+/// resolving; "pixelsLeftByEarlierRun".
+JSONReport reportOfPlay(const PlayOptions& options, const PlayResult& result);
+
+/// How many of the pixels were delivered, and each that was not.
+std::vector<std::string> summaryOfPixels(const PlayOptions& options, const PlayResult& result);
+
+/// One HTML page that needs nothing else. False, with an error line, when the file cannot be written.
+bool writePage(const PlayOptions& options, const PlayResult& result);

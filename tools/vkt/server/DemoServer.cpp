@@ -1,0 +1,503 @@
+#include "server/DemoServer.h"
+
+#include <httplib.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <chrono>
+#include <condition_variable>
+#include <limits>
+#include <string_view>
+#include <thread>
+
+#include "server/DemoConfiguration.h"
+#include "server/DemoDocuments.h"
+#include "server/DemoScripts.h"
+#include "server/LogCollector.h"
+#include "server/PixelLog.h"
+#include "server/RawListener.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// Requests that hang hold a thread each, so there are many.
+constexpr std::size_t threadLimit = 256;
+constexpr milliseconds hangLimit = std::chrono::minutes(10);
+constexpr int adLimit = 100'000;
+constexpr int depthLimit = 1'000'000;
+constexpr int byteLimit = 256 * 1024 * 1024;
+constexpr std::size_t hugeSize = std::size_t{1} << 30U;
+constexpr const char* xmlType = "application/xml; charset=utf-8";
+
+constexpr std::string_view gif{
+    "GIF89a\1\0\1\0\x80\0\0\0\0\0\xff\xff\xff!\xf9\4\1\0\0\0\0,\0\0\0\0\1\0\1\0\0\2\2D\1\0;", 43};
+constexpr std::string_view mp4{
+    "\0\0\0\x18"
+    "ftypisom\0\0\2\0isommp42\0\0\0\x08mdat",
+    32};
+
+bool isPlain(std::string_view text, std::string_view alsoAllowed) {
+    return std::all_of(text.begin(), text.end(), [&](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+               alsoAllowed.find(c) != std::string_view::npos;
+    });
+}
+
+}  // namespace
+
+class DemoServer::Impl {
+  public:
+    Impl(const std::string& root, std::ostream& log);
+
+    std::optional<int> start(int port);
+    void stop();
+
+    void dispatch(const httplib::Request& request, std::string_view path, httplib::Response& response);
+    void waitUnlessStopped(milliseconds time);
+    void tell(ToldAnswer told) { toldAnswers_.tell(std::move(told)); }
+    [[nodiscard]] PixelLog& pixelLog() { return pixelLog_; }
+    [[nodiscard]] LogCollector& logCollector() { return logCollector_; }
+
+    [[nodiscard]] std::string baseURL(const httplib::Request& request) const;
+    [[nodiscard]] int rawPort() const { return rawListener_.port(); }
+
+  private:
+    void answer(const httplib::Request& request, httplib::Response& response);
+
+    httplib::Server server_;
+    RawListener rawListener_;
+    std::thread thread_;
+    int port_ = 0;
+
+    std::mutex mutex_;
+    std::condition_variable stopSignal_;
+    bool stopped_ = false;
+
+    ToldAnswers toldAnswers_;
+    PixelLog pixelLog_;
+    LogCollector logCollector_;
+};
+
+namespace {
+
+/// One request under way, as the routes see it.
+struct Exchange {
+    DemoServer::Impl& server;
+    const httplib::Request& request;
+    httplib::Response& response;
+    std::string_view argument;  // the path after the route's name, without the slash between
+
+    [[nodiscard]] std::string baseURL() const { return server.baseURL(request); }
+    [[nodiscard]] DemoDocuments documents() const { return DemoDocuments(baseURL()); }
+
+    void sendXML(const std::string& text) const { response.set_content(text, xmlType); }
+    void refuse(const std::string& reason) const {
+        response.status = 400;
+        response.set_content(reason + "\n", "text/plain");
+    }
+
+    /// The argument as a whole number; otherwise the request is refused.
+    [[nodiscard]] std::optional<int> number(int least, int most) const {
+        int value = 0;
+        const auto* end = argument.data() + argument.size();
+        const auto [rest, error] = std::from_chars(argument.data(), end, value);
+        if (error == std::errc() && rest == end && value >= least && value <= most) return value;
+        refuse("A number from " + std::to_string(least) + " to " + std::to_string(most) + " goes here.");
+        return std::nullopt;
+    }
+
+    /// The argument when it can stand in a document as it is; otherwise the request is refused.
+    [[nodiscard]] std::optional<std::string> name() const {
+        if (isPlain(argument, "-._")) return std::string(argument);
+        refuse("Letters, digits and -._ go here.");
+        return std::nullopt;
+    }
+};
+
+struct Route {
+    std::string_view name;
+    std::string_view arguments;
+    std::string_view description;
+    void (*handle)(const Exchange& exchange);
+};
+
+void sendDemo(const Exchange& exchange) {
+    const DemoDocuments documents = exchange.documents();
+    if (exchange.argument.empty()) {
+        exchange.sendXML(documents.demoRoot());
+    } else if (exchange.argument == "wrapper") {
+        exchange.sendXML(documents.demoWrapper());
+    } else if (exchange.argument == "pod") {
+        exchange.sendXML(documents.demoPod());
+    } else {
+        exchange.response.status = 404;
+    }
+}
+
+void sendStatus(const Exchange& exchange) {
+    const auto status = exchange.number(200, 599);
+    if (!status) return;
+    exchange.response.status = *status;
+    const bool hasBody = *status != 204 && *status != 304;
+    if (hasBody) exchange.sendXML(exchange.documents().version("3.0"));
+}
+
+void sendLate(const Exchange& exchange) {
+    const std::size_t slash = std::min(exchange.argument.find('/'), exchange.argument.size());
+    const Exchange wait{exchange.server, exchange.request, exchange.response,
+                        exchange.argument.substr(0, slash)};
+    const auto seconds = wait.number(0, 3600);
+    if (!seconds) return;
+    exchange.server.waitUnlessStopped(std::chrono::seconds(*seconds));
+    exchange.server.dispatch(exchange.request, exchange.argument.substr(slash), exchange.response);
+}
+
+void sendByteByByte(const Exchange& exchange) {
+    auto& server = exchange.server;
+    const std::string text = exchange.documents().version("3.0");
+    exchange.response.set_content_provider(
+        text.size(), xmlType, [&server, text](std::size_t offset, std::size_t, httplib::DataSink& sink) {
+            server.waitUnlessStopped(std::chrono::seconds(1));
+            return sink.write(text.data() + offset, 1);
+        });
+}
+
+void sendNothing(const Exchange& exchange) {
+    exchange.server.waitUnlessStopped(hangLimit);
+    exchange.response.status = 503;
+}
+
+void closeHalfway(const Exchange& exchange) {
+    const std::string text = exchange.documents().version("3.0");
+    exchange.response.set_content_provider(text.size(), xmlType,
+                                           [text](std::size_t offset, std::size_t, httplib::DataSink& sink) {
+                                               return offset == 0 && sink.write(text.data(), text.size() / 2);
+                                           });
+}
+
+void sendHugeBody(const Exchange& exchange) {
+    exchange.response.set_content_provider(
+        hugeSize, "application/octet-stream", [](std::size_t, std::size_t left, httplib::DataSink& sink) {
+            static const std::string blanks(std::size_t{1} << 16U, ' ');
+            return sink.write(blanks.data(), std::min(left, blanks.size()));
+        });
+}
+
+void redirectForEver(const Exchange& exchange) {
+    exchange.response.set_redirect(exchange.baseURL() + "/redirect-loop");
+}
+
+void sendPixelLog(const Exchange& exchange) {
+    if (exchange.argument == "clear") {
+        exchange.server.pixelLog().clear();
+    } else if (!exchange.argument.empty()) {
+        exchange.response.status = 404;
+        return;
+    }
+    exchange.response.set_content(exchange.server.pixelLog().JSON(), "application/json");
+}
+
+void sendConfiguration(const Exchange& exchange) {
+    const std::size_t slash = std::min(exchange.argument.find('/'), exchange.argument.size());
+    const std::string_view variant = exchange.argument.substr(std::min(slash + 1, exchange.argument.size()));
+    const Exchange site{exchange.server, exchange.request, exchange.response,
+                        exchange.argument.substr(0, slash)};
+    const auto number = site.number(0, std::numeric_limits<int>::max());
+    if (!number) return;
+    const auto document = DemoConfiguration::document(exchange.baseURL(), *number, variant);
+    if (!document) {
+        exchange.refuse(std::string("After the site goes nothing, or one of: ") +
+                        DemoConfiguration::variants);
+        return;
+    }
+    exchange.response.set_content(*document, "application/json");
+}
+
+void collectLogs(const Exchange& exchange) {
+    auto& collector = exchange.server.logCollector();
+    if (exchange.request.method == "POST") {
+        const std::string userAgent = exchange.request.get_header_value("User-Agent");
+        if (!collector.add(exchange.request.body, userAgent, "normal")) {
+            exchange.refuse("A JSON array of log records goes here.");
+        }
+        return;
+    }
+    if (exchange.argument == "clear") collector.clear();
+    exchange.response.set_content(collector.JSON(), "application/json");
+}
+
+void hearAnswer(const Exchange& exchange) {
+    const auto parameter = [&](const char* name) { return exchange.request.get_param_value(name); };
+    auto told = ToldAnswer::initWithTexts(parameter("path"), parameter("answer"), parameter("times"));
+    if (!told) {
+        exchange.refuse(std::string("path=PATH, answer=ANSWER and perhaps times=N go here; ANSWER is ") +
+                        ToldAnswer::names + ".");
+        return;
+    }
+    exchange.server.tell(std::move(*told));
+}
+
+void sendScript(const Exchange& exchange) {
+    constexpr std::string_view ending = ".js";
+    std::string_view name = exchange.argument;
+    if (name.ends_with(ending)) name.remove_suffix(ending.size());
+    const auto script = DemoScripts::script(name, exchange.baseURL());
+    if (script) {
+        exchange.response.set_content(*script, "application/javascript");
+    } else {
+        exchange.response.status = 404;
+        exchange.response.set_content(std::string("There is ") + DemoScripts::names + ".\n", "text/plain");
+    }
+}
+
+void sendMedia(const Exchange& exchange) {
+    if (exchange.argument.ends_with(".gif")) {
+        exchange.response.set_content(gif.data(), gif.size(), "image/gif");
+    } else if (exchange.argument.ends_with(".js")) {
+        exchange.response.set_content("/* nothing to verify */\n", "application/javascript");
+    } else {
+        exchange.response.set_content(mp4.data(), mp4.size(), "video/mp4");
+    }
+}
+
+void sendRaw(const Exchange& exchange, std::string_view path) {
+    exchange.response.set_redirect("http://127.0.0.1:" + std::to_string(exchange.server.rawPort()) +
+                                   std::string(path));
+}
+
+constexpr auto routes = std::to_array<Route>({
+    {"", "", "this list",
+     [](const Exchange& e) { e.response.set_content(DemoServer::listing(), "text/plain; charset=utf-8"); }},
+    {"demo", "", "the sample chain: wrapper, wrapper, pod of three (one unplayable), inline passback",
+     sendDemo},
+    {"inline", "[/ID]", "a VAST 4.2 inline linear ad with everything that goes with one",
+     [](const Exchange& e) {
+         if (const auto id = e.name()) e.sendXML(e.documents().inlineDocument(id->empty() ? "inline" : *id));
+     }},
+    {"measured", "/SCRIPT", "the same ad with a second verification, which runs that script",
+     [](const Exchange& e) {
+         if (const auto script = e.name()) e.sendXML(e.documents().measured(*script));
+     }},
+    {"verification", "/SCRIPT.js", "a verification script; \"record\" tells /pixel/measured/ what it hears",
+     sendScript},
+    {"chain", "/N", "N wrappers, each with pixels of its own, then an inline ad",
+     [](const Exchange& e) {
+         if (const auto n = e.number(0, adLimit)) e.sendXML(e.documents().chain(*n));
+     }},
+    {"pod", "/N", "a pod of N ads",
+     [](const Exchange& e) {
+         if (const auto n = e.number(0, adLimit)) e.sendXML(e.documents().pod(*n, false));
+     }},
+    {"pod-broken", "/N", "a pod of N ads, every second one unplayable",
+     [](const Exchange& e) {
+         if (const auto n = e.number(0, adLimit)) e.sendXML(e.documents().pod(*n, true));
+     }},
+    {"passback", "", "a sequenced wrapper that leads nowhere, an inline and a wrapper passback",
+     [](const Exchange& e) { e.sendXML(e.documents().passback()); }},
+    {"to", "?url=URL", "a wrapper to that URL",
+     [](const Exchange& e) { e.sendXML(e.documents().wrapperTo(e.request.get_param_value("url"))); }},
+    {"self", "", "a wrapper to itself",
+     [](const Exchange& e) { e.sendXML(e.documents().wrapperTo(e.baseURL() + "/self")); }},
+    {"empty", "", "a document without ads", [](const Exchange& e) { e.sendXML(e.documents().empty()); }},
+    {"empty-error", "", "a document without ads, but with an error pixel",
+     [](const Exchange& e) { e.sendXML(e.documents().emptyWithError()); }},
+    {"no-version", "", "a document without the version attribute",
+     [](const Exchange& e) { e.sendXML(e.documents().version("")); }},
+    {"version", "/X", "a document of version X",
+     [](const Exchange& e) {
+         if (const auto version = e.name()) e.sendXML(e.documents().version(*version));
+     }},
+    {"many", "/N", "N ads without sequence",
+     [](const Exchange& e) {
+         if (const auto n = e.number(0, adLimit)) e.sendXML(e.documents().many(*n));
+     }},
+    {"deep", "/N", "elements nested N deep, the root included",
+     [](const Exchange& e) {
+         if (const auto n = e.number(6, depthLimit)) e.sendXML(e.documents().deep(*n));
+     }},
+    {"bytes", "/N", "a document padded to N bytes",
+     [](const Exchange& e) {
+         if (const auto n = e.number(0, byteLimit)) {
+             e.sendXML(e.documents().padded(static_cast<std::size_t>(*n)));
+         }
+     }},
+    {"malformed", "", "a document that breaks off",
+     [](const Exchange& e) { e.sendXML(e.documents().malformed()); }},
+    {"entities", "", "a document that defines entities",
+     [](const Exchange& e) { e.sendXML(e.documents().withEntities()); }},
+    {"nul", "", "a document with NUL bytes",
+     [](const Exchange& e) { e.sendXML(e.documents().withNULBytes()); }},
+    {"html", "", "an HTML page",
+     [](const Exchange& e) {
+         e.response.set_content("<!DOCTYPE html><title>Demo</title><p>Not an ad.<br>\n", "text/html");
+     }},
+    {"status", "/CODE", "that HTTP status, with a document", sendStatus},
+    {"redirect", "/N", "N redirects, then an inline ad",
+     [](const Exchange& e) {
+         const auto n = e.number(0, adLimit);
+         if (!n) return;
+         const std::string next = *n <= 1 ? "/inline" : "/redirect/" + std::to_string(*n - 1);
+         e.response.set_redirect(e.baseURL() + next);
+     }},
+    {"redirect-loop", "", "a redirect to itself", redirectForEver},
+    {"redirect-file", "", "a redirect to a file: URL",
+     [](const Exchange& e) { e.response.set_redirect("file:///etc/hostname"); }},
+    {"slow", "/SECONDS/PATH", "PATH, that many seconds late", sendLate},
+    {"drip", "", "a document, one byte a second", sendByteByByte},
+    {"hang", "", "no answer at all", sendNothing},
+    {"close", "", "a connection closed in the middle of the body", closeHalfway},
+    {"reset", "", "a connection reset (after a redirect to another port)",
+     [](const Exchange& e) { sendRaw(e, "/reset"); }},
+    {"garbage", "", "bytes that are not HTTP (after a redirect to another port)",
+     [](const Exchange& e) { sendRaw(e, "/garbage"); }},
+    {"media", "/NAME", "a few bytes of video/mp4; of image/gif or JavaScript for .gif and .js", sendMedia},
+    {"huge", "", "a body of 1 GiB", sendHugeBody},
+    {"pixel", "/...", "a 1x1 GIF; the request is logged, however it is answered",
+     [](const Exchange& e) { e.response.set_content(gif.data(), gif.size(), "image/gif"); }},
+    {"pixels", "[/clear]", "the log of the pixels as JSON; /clear empties it first", sendPixelLog},
+    {"config", "/SITE[/WHAT]", "the configuration of a site; WHAT, if it shall not be a good one, is below",
+     sendConfiguration},
+    {"logs", "[/clear]", "collects log records (POST), or shows them as JSON; /clear drops them first",
+     collectLogs},
+    {"tell", "?path=P&answer=A",
+     "answers the path (a prefix with * at its end) so from now on; &times=N: N times", hearAnswer},
+});
+
+// What a path can be told to do, besides a status.
+struct Misbehaviour {
+    std::string_view name;
+    void (*handle)(const Exchange& exchange);
+};
+
+constexpr auto misbehaviours = std::to_array<Misbehaviour>({
+    {"hang", sendNothing},
+    {"close", closeHalfway},
+    {"redirect-loop", redirectForEver},
+    {"huge", sendHugeBody},
+});
+
+void misbehave(const Exchange& exchange, const std::string& answer) {
+    const auto* named = std::find_if(misbehaviours.begin(), misbehaviours.end(),
+                                     [&](const Misbehaviour& each) { return each.name == answer; });
+    if (named != misbehaviours.end()) {
+        named->handle(exchange);
+    } else {
+        exchange.response.status = std::stoi(answer);
+    }
+}
+
+}  // namespace
+
+DemoServer::Impl::Impl(const std::string& root, std::ostream& log) : pixelLog_(log), logCollector_(log) {
+    server_.new_task_queue = [] { return new httplib::ThreadPool(threadLimit); };
+    server_.set_tcp_nodelay(true);
+    server_.set_keep_alive_timeout(1);  // an idle connection delays the end by that much
+    if (!root.empty()) server_.set_mount_point("/files", root);
+    server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
+        // The body of a POST request is read after this.
+        const bool isLater = request.path.starts_with("/files/") || request.method == "POST";
+        if (isLater) return httplib::Server::HandlerResponse::Unhandled;
+        answer(request, response);
+        return httplib::Server::HandlerResponse::Handled;
+    });
+    server_.set_payload_max_length(LogCollector::byteLimit);
+    server_.Post(".*", [this](const httplib::Request& request, httplib::Response& response) {
+        answer(request, response);
+    });
+}
+
+std::optional<int> DemoServer::Impl::start(int port) {
+    const bool bound = port == 0 ? (port_ = server_.bind_to_any_port("127.0.0.1")) > 0
+                                 : server_.bind_to_port("127.0.0.1", port_ = port);
+    if (!bound || rawPort() == 0) return std::nullopt;
+    thread_ = std::thread([this] { server_.listen_after_bind(); });
+    while (!server_.is_running()) {
+        std::this_thread::yield();
+    }
+    return port_;
+}
+
+void DemoServer::Impl::stop() {
+    {
+        const std::lock_guard lock(mutex_);
+        stopped_ = true;
+    }
+    stopSignal_.notify_all();
+    if (!thread_.joinable()) return;
+    server_.stop();
+    thread_.join();
+}
+
+void DemoServer::Impl::answer(const httplib::Request& request, httplib::Response& response) {
+    response.status = 200;
+    const bool areLogs = request.path.starts_with("/logs");
+    const bool isDelivery = areLogs && request.method == "POST";
+    const bool isControl =
+        (areLogs && !isDelivery) || request.path == "/tell" || request.path.starts_with("/pixels");
+    const std::string told = isControl ? "normal" : toldAnswers_.answerToHit(request.path);
+    if (request.path.starts_with("/pixel/")) pixelLog_.add(request.target, told);
+    if (told == "normal") {
+        dispatch(request, request.path, response);
+    } else {
+        if (isDelivery) logCollector_.add(request.body, request.get_header_value("User-Agent"), told);
+        misbehave({*this, request, response, {}}, told);
+    }
+}
+
+void DemoServer::Impl::dispatch(const httplib::Request& request, std::string_view path,
+                                httplib::Response& response) {
+    if (path.starts_with('/')) path.remove_prefix(1);
+    const std::size_t slash = std::min(path.find('/'), path.size());
+    const std::string_view argument = path.substr(std::min(slash + 1, path.size()));
+    const auto* route = std::find_if(routes.begin(), routes.end(),
+                                     [&](const Route& each) { return each.name == path.substr(0, slash); });
+    if (route == routes.end()) {
+        response.status = 404;
+        response.set_content("Nothing here; / lists what is.\n", "text/plain");
+        return;
+    }
+    route->handle({*this, request, response, argument});
+}
+
+void DemoServer::Impl::waitUnlessStopped(milliseconds time) {
+    std::unique_lock lock(mutex_);
+    stopSignal_.wait_for(lock, time, [this] { return stopped_; });
+}
+
+std::string DemoServer::Impl::baseURL(const httplib::Request& request) const {
+    const std::string host = request.get_header_value("Host");
+    const bool usable = !host.empty() && isPlain(host, "-._:[]");
+    return "http://" + (usable ? host : "127.0.0.1:" + std::to_string(port_));
+}
+
+DemoServer::DemoServer(const std::string& root, std::ostream& log)
+    : impl_(std::make_unique<Impl>(root, log)) {}
+DemoServer::~DemoServer() {
+    stop();
+}
+std::optional<int> DemoServer::start(int port) {
+    return impl_->start(port);
+}
+void DemoServer::tell(ToldAnswer told) {
+    impl_->tell(std::move(told));
+}
+void DemoServer::stop() {
+    impl_->stop();
+}
+
+std::string DemoServer::listing() {
+    constexpr std::size_t column = 24;
+    std::string text = "Demo ad server. Paths:\n\n";
+    for (const Route& route : routes) {
+        std::string line = "  /" + std::string(route.name) + std::string(route.arguments);
+        line.append(line.size() < column ? column - line.size() : 1, ' ');
+        text += line + std::string(route.description) + "\n";
+    }
+    text += "  /files/...            the files of the folder given with --root\n\n";
+    text += std::string("Configurations: ") + DemoConfiguration::variants + ".\n";
+    text += std::string("Verification scripts: ") + DemoScripts::names + ".\n";
+    text += std::string("Answers to tell: ") + ToldAnswer::names + ".\n";
+    return text;
+}

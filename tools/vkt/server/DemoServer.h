@@ -1,0 +1,36 @@
+// The demo ad server: an ad server's good and bad answers on the loopback interface.
+#pragma once
+
+#include <iosfwd>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "server/ToldAnswers.h"
+
+/// Generates every document on request; `listing` names the paths. Requests run on threads of the server;
+/// `start` and `stop` belong to the owner's thread. Stopping ends requests that wait, and destroying stops.
+class DemoServer {
+  public:
+    /// Pixel requests are written to `log`, which must outlive the server, one line each, flushed. `root` is
+    /// an existing folder to serve under /files/, or empty.
+    DemoServer(const std::string& root, std::ostream& log);
+    ~DemoServer();
+    DemoServer(const DemoServer&) = delete;
+    DemoServer& operator=(const DemoServer&) = delete;
+
+    /// Answers on 127.0.0.1 from now on. Returns the port, any free one for 0; nothing when it is taken.
+    std::optional<int> start(int port);
+    void stop();
+
+    /// Answers hits of a path in that way from now on.
+    void tell(ToldAnswer told);
+
+    /// Every path with what it answers, one line each.
+    static std::string listing();
+
+    class Impl;
+
+  private:
+    std::unique_ptr<Impl> impl_;
+};
