@@ -1,7 +1,7 @@
+#include <algorithm>
 #include <array>
 #include <chrono>
-#include <iomanip>
-#include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -10,14 +10,14 @@
 #include "VKTCoreKit/platform/VKTServices.h"
 #include "commands/Commands.h"
 #include "commands/ConfigFetch.h"
+#include "commands/OptionChecks.h"
 #include "ground/Output.h"
 #include "ground/StoreFile.h"
-#include "ground/Text.h"
 #include "report/AdText.h"
 
 namespace {
 
-constexpr int labelWidth = 22;
+constexpr std::size_t textColumn = 25;
 
 // "2024-03-05T07:08:09Z"
 std::string textOfDate(VKTDate date) {
@@ -25,7 +25,7 @@ std::string textOfDate(VKTDate date) {
 }
 
 std::string compactJSON(const VKTValue& value) {
-    return onOneLine(vkt_JSONStringWithValue(value).value_or(""));
+    return vkt_JSONStringWithValue(value).value_or("");
 }
 
 VKTDictionary GETParametersOf(const VKTConfiguration& configuration) {
@@ -112,7 +112,9 @@ void printReport(const ConfigOutcome& outcome, const std::vector<IgnoredMember>&
 }
 
 void printLine(const std::string& label, const std::string& text) {
-    std::cout << "   " << std::left << std::setw(labelWidth) << label << text << '\n';
+    std::string line = "   " + label;
+    line.resize(std::max(line.size(), textColumn), ' ');
+    Output::standard().line(line + text);
 }
 
 std::string textOfExpiration(VKTDate date) {
@@ -147,7 +149,7 @@ void printApplied(const ConfigOutcome& outcome) {
     const std::string* message = messageValue.asString();
     printLine("this SDK", !configuration.isDeprecated() ? "is not deprecated"
                           : message == nullptr          ? "is deprecated"
-                                                        : "is deprecated: " + onOneLine(*message));
+                                                        : "is deprecated: " + *message);
     const VKTValue collector = collectorOf(outcome);
     printLine("log collector", collector.isNull() ? "none" : collector.description());
     printLine("log records sent", textOfLogging(outcome));
@@ -165,12 +167,13 @@ void printText(const ConfigOptions& options, const ConfigOutcome& outcome,
                const std::vector<IgnoredMember>& ignored) {
     if (outcome.request) Output::standard().lines(linesOfRequests({*outcome.request}));
     if (outcome.source == ConfigFromNowhere) return;
-    std::cout << textOfSource(options, outcome) << '\n';
+    Output& out = Output::standard();
+    out.line(textOfSource(options, outcome));
     printApplied(outcome);
     if (ignored.empty()) return;
-    std::cout << "ignored\n";
+    out.line("ignored");
     for (const auto& [path, reason] : ignored)
-        std::cout << "   " << path << ": " << reason << '\n';
+        out.line("   " + path + ": " + reason);
 }
 
 void printFailure(const ConfigOutcome& outcome) {
@@ -180,8 +183,6 @@ void printFailure(const ConfigOutcome& outcome) {
     const bool isAnyLeft = outcome.source != ConfigFromNowhere;
     printError(isAnyLeft ? "the last good configuration stays" : "there is no configuration for this site");
 }
-
-}  // namespace
 
 int runConfig(const ConfigOptions& options) {
     if (!isServiceURL(options)) {
@@ -199,4 +200,21 @@ int runConfig(const ConfigOptions& options) {
         printText(options, outcome, ignored);
     }
     return outcome.source == ConfigFromNowhere ? ExitNonePlayable : ExitPlayable;
+}
+
+}  // namespace
+
+CommandRun addConfig(CLI::App& command) {
+    const auto options = std::make_shared<ConfigOptions>();
+    command.add_option("URL", options->url, "Of the service; [SITEID_PLACEHOLDER] in it stands for the site")
+        ->required();
+    command.add_option("--site", options->site, "The site's ID")
+        ->required()
+        ->transform(integerFrom(std::int64_t{0}));
+    command.add_option("--store", options->store,
+                       "A file that keeps the last good configuration, made when missing");
+    command.add_flag("--force", options->force, "Make a request even though the cached one is valid");
+    addAmount(command, "--timeout", options->timeout, "Seconds for the request");
+    addJSON(command, options->JSON);
+    return [options] { return runConfig(*options); };
 }

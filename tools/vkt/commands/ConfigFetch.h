@@ -8,9 +8,17 @@
 
 #include "VKTCoreKit/config/VKTConfiguration.h"
 #include "VKTCoreKit/config/VKTRemoteLogger.h"
-#include "commands/Commands.h"
 #include "ground/Source.h"
 #include "inspection/ConfigInspection.h"
+
+struct ConfigOptions {
+    std::string url;  ///< of the configuration service, perhaps with the placeholder of the site ID
+    std::int64_t site = 0;
+    std::string store;  ///< file that keeps configurations; none when empty
+    bool force = false;
+    double timeout = 60;  ///< seconds, for the request
+    bool JSON = false;
+};
 
 enum ConfigSource : std::uint8_t {
     ConfigFromNowhere,

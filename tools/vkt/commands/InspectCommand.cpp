@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <iostream>
+#include <memory>
 #include <mutex>
 #include <unordered_map>
 
@@ -9,6 +10,7 @@
 #include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
 #include "VKTCoreKit/vast/VKTVASTModelGenerator.h"
 #include "commands/Commands.h"
+#include "commands/OptionChecks.h"
 #include "ground/Output.h"
 #include "ground/Source.h"
 #include "ground/Text.h"
@@ -17,6 +19,11 @@
 #include "report/AdText.h"
 
 namespace {
+
+struct InspectOptions {
+    std::string source;  ///< a file, "-" or a URL
+    bool JSON = false;
+};
 
 constexpr VKTTimeInterval downloadTimeout{30};
 
@@ -275,8 +282,6 @@ void printText(const std::string& source, const Report& report) {
     Output::standard().lines(linesOfRequests(report.requests));
 }
 
-}  // namespace
-
 int runInspect(const InspectOptions& options) {
     const Source source = openSource(options.source);
     if (!source.problem.empty()) {
@@ -299,4 +304,13 @@ int runInspect(const InspectOptions& options) {
     const bool isAnyValid =
         std::any_of(report.ads.begin(), report.ads.end(), [](const auto& ad) { return ad->isValid(); });
     return isAnyValid ? ExitPlayable : ExitNonePlayable;
+}
+
+}  // namespace
+
+CommandRun addInspect(CLI::App& command) {
+    const auto options = std::make_shared<InspectOptions>();
+    addSource(command, options->source);
+    addJSON(command, options->JSON);
+    return [options] { return runInspect(*options); };
 }

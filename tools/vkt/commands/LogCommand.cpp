@@ -2,7 +2,7 @@
 #include <charconv>
 #include <cmath>
 #include <future>
-#include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,6 +11,7 @@
 #include "VKTCoreKit/platform/VKTServices.h"
 #include "VKTCoreKit/vast/VKTVASTError.h"
 #include "commands/Commands.h"
+#include "commands/OptionChecks.h"
 #include "ground/EmbeddingSDK.h"
 #include "ground/Output.h"
 #include "ground/Source.h"
@@ -18,6 +19,21 @@
 #include "report/AdText.h"
 
 namespace {
+
+struct LogOptions {
+    std::string url;  ///< of the log collector
+    std::string level = "error";
+    std::string minimumLevel = "debug";
+    std::string message = "A test record";
+    std::optional<std::int64_t> site;
+    std::uint64_t sampling = 1;         ///< one record in so many; 0: none
+    std::vector<std::string> measures;  ///< "NAME=VALUE" each, with a name that is not empty
+    std::optional<std::int64_t> VASTCode;
+    std::string openMeasurement;  ///< URL of a script; none when empty
+    double timeout = 30;          ///< seconds, for the request
+    bool dryRun = false;
+    bool JSON = false;
+};
 
 struct LogOutcome {
     std::string reason;  ///< why it was dropped, a clause; empty when it was not
@@ -148,22 +164,23 @@ std::string textOfSampling(const LogOptions& options) {
 }
 
 void printBody(const LogOptions& options, const LogOutcome& outcome) {
+    Output& out = Output::standard();
     if (options.JSON) {
-        std::cout << outcome.body << '\n';
+        out.bytes(outcome.body + '\n');
         return;
     }
-    std::cout << textOfSampling(options) << '\n' << "not sent: POST " << options.url << '\n';
-    if (const auto logs = vkt_JSONValueWithData(outcome.body)) Output::standard().JSON(*logs);
+    out.line(textOfSampling(options));
+    out.line("not sent: POST " + options.url);
+    if (const auto logs = vkt_JSONValueWithData(outcome.body)) out.JSON(*logs);
 }
 
 void printText(const LogOptions& options, const LogOutcome& outcome) {
     if (!outcome.request) return;
-    std::cout << textOfSampling(options) << '\n';
-    Output::standard().lines(linesOfRequests({*outcome.request}));
-    if (outcome.isDelivered) std::cout << "delivered: " << outcome.body.size() << " bytes\n";
+    Output& out = Output::standard();
+    out.line(textOfSampling(options));
+    out.lines(linesOfRequests({*outcome.request}));
+    if (outcome.isDelivered) out.line("delivered: " + std::to_string(outcome.body.size()) + " bytes");
 }
-
-}  // namespace
 
 int runLog(const LogOptions& options) {
     const auto url = VKTURL::URLWithString(options.url);
@@ -189,4 +206,32 @@ int runLog(const LogOptions& options) {
         printError(consequence + ": " + outcome.reason);
     }
     return outcome.isDelivered ? ExitPlayable : ExitNonePlayable;
+}
+
+}  // namespace
+
+CommandRun addLog(CLI::App& command) {
+    const auto options = std::make_shared<LogOptions>();
+    const CLI::IsMember levels({"debug", "info", "warning", "error"});
+    command.add_option("URL", options->url, "Of the collector")->required();
+    command.add_option("--level", options->level, "The record's level")->capture_default_str()->check(levels);
+    command.add_option("--minimum-level", options->minimumLevel, "Records below it are dropped")
+        ->capture_default_str()
+        ->check(levels);
+    command.add_option("--message", options->message, "Its message")->capture_default_str();
+    command.add_option("--site", options->site, "A site ID to tell of")
+        ->transform(integerFrom(std::int64_t{0}));
+    command.add_option("--sampling", options->sampling, "Keep one record in so many; 0: none")
+        ->capture_default_str()
+        ->transform(integerFrom(std::uint64_t{0}));
+    addRepeated(command, "--measure", options->measures, "NAME=VALUE, a measured value; may be repeated")
+        ->check(assignmentProblem);
+    command.add_option("--vast-error", options->VASTCode, "The code of a VAST error to tell of")
+        ->transform(integerWithin(100, 999));
+    command.add_option("--open-measurement", options->openMeasurement,
+                       "The URL of a measurement script to tell of");
+    addAmount(command, "--timeout", options->timeout, "Seconds for the request");
+    command.add_flag("--dry-run", options->dryRun, "Print the body and send nothing");
+    addJSON(command, options->JSON, "One JSON object; with --dry-run the exact body");
+    return [options] { return runLog(*options); };
 }

@@ -1,16 +1,23 @@
 #include <future>
-#include <iostream>
+#include <memory>
 
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 #include "commands/Commands.h"
+#include "commands/OptionChecks.h"
 #include "ground/Output.h"
 #include "ground/PixelFile.h"
 #include "ground/Text.h"
 #include "playing/PixelLedger.h"
 
 namespace {
+
+struct PixelsOptions {
+    std::string store;  ///< the file
+    bool send = false;
+    bool JSON = false;
+};
 
 std::string textOfDate(VKTDate date) {
     return vkt_ISO8601StringFromDate(date, VKTTimeZone(vkt_localOffsetFromUTC));
@@ -47,14 +54,13 @@ void printReport(const PixelsOptions& options, const std::vector<PixelRecord>& p
 }
 
 void printText(const PixelsOptions& options, const std::vector<PixelRecord>& pixels) {
-    std::cout << options.store << ": " << countOf(pixels.size(), "pixel") << '\n';
+    Output& out = Output::standard();
+    out.line(options.store + ": " + countOf(pixels.size(), "pixel"));
     for (const PixelRecord& pixel : pixels) {
-        std::cout << "   " << statusOf(pixel) << (options.send ? " " + pixel.outcome() : "") << "  until "
-                  << textOfDate(pixel.expirationDate) << "  " << pixel.url << '\n';
+        out.line("   " + std::string(statusOf(pixel)) + (options.send ? " " + pixel.outcome() : "") +
+                 "  until " + textOfDate(pixel.expirationDate) + "  " + pixel.url);
     }
 }
-
-}  // namespace
 
 int runPixels(const PixelsOptions& options) {
     const auto provider = openPixelFile(options.store, options.send ? PixelFileToSend : PixelFileToRead);
@@ -68,4 +74,14 @@ int runPixels(const PixelsOptions& options) {
         printText(options, ledger->records());
     }
     return ExitPlayable;
+}
+
+}  // namespace
+
+CommandRun addPixels(CLI::App& command) {
+    const auto options = std::make_shared<PixelsOptions>();
+    command.add_option("--store", options->store, "The file that keeps them")->required();
+    command.add_flag("--send", options->send, "Make one sending pass");
+    addJSON(command, options->JSON);
+    return [options] { return runPixels(*options); };
 }

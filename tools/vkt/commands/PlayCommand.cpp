@@ -4,12 +4,15 @@
 #include <iomanip>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <sstream>
 #include <utility>
 
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/tracking/VKTVASTPixelManager.h"
 #include "VKTCoreKit/vast/VKTVASTManager.h"
+#include "commands/Commands.h"
+#include "commands/OptionChecks.h"
 #include "ground/MediaFileChoice.h"
 #include "ground/Output.h"
 #include "ground/PixelFile.h"
@@ -224,8 +227,6 @@ std::shared_ptr<VKTPixelStoreProviderProtocol> providerOf(const std::string& sto
     return openPixelFile(store, PixelFileToKeep);
 }
 
-}  // namespace
-
 int runPlay(const PlayOptions& options) {
     Source source;
     if (!readSource(options.resolve.source, source)) return ExitSourceUnread;
@@ -245,4 +246,24 @@ int runPlay(const PlayOptions& options) {
         std::any_of(result.ads.begin(), result.ads.end(), [](const PlayedAd& ad) { return ad.isPlayed; });
     const ExitStatus status = conclude(options.resolve, result.resolution, isAnyAdPlayed);
     return isWritten ? status : ExitSourceUnread;
+}
+
+}  // namespace
+
+CommandRun addPlay(CLI::App& command) {
+    const auto options = std::make_shared<PlayOptions>();
+    addResolveOptions(command, options->resolve);
+    addAmount(command, "--speed", options->speed, "Simulated seconds in a real one; 0: no waiting");
+    addAmount(command, "--wait", options->wait, "Real seconds for the last pixels");
+    command.add_option("--store", options->store,
+                       "A file that keeps undelivered pixels for the next run, made when missing");
+    command.add_option("--report", options->report, "Write an HTML page with everything");
+    command.add_flag("--measure", options->measure,
+                     "Run the ad's verification scripts, and show what they do");
+    addAmount(command, "--skip-at", options->skipAt, "Second of each ad at which it is skipped");
+    addAmount(command, "--mute-at", options->muteAt, "Second at which the sound is switched off");
+    addAmount(command, "--pause-at", options->pauseAt, "Second at which it stands still for two seconds");
+    addAmount(command, "--click-at", options->clickAt, "Second at which it is clicked");
+    addAmount(command, "--hide-at", options->hideAt, "Second at which the view leaves the window");
+    return [options] { return runPlay(*options); };
 }

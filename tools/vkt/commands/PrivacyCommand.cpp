@@ -1,16 +1,27 @@
 #include <array>
+#include <memory>
 #include <utility>
 
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/privacy/VKTConsentSignals.h"
 #include "VKTCoreKit/privacy/VKTIdentity.h"
 #include "commands/Commands.h"
+#include "commands/OptionChecks.h"
 #include "commands/PrivacySetting.h"
 #include "ground/Output.h"
 #include "ground/StoreFile.h"
 #include "ground/Text.h"
 
 namespace {
+
+struct PrivacyOptions {
+    std::string store;                  ///< the file, only read without settings; none when empty
+    std::vector<std::string> settings;  ///< "KEY=TYPE:VALUE" each, checked
+    std::string IFA;                    ///< the advertising identifier; none when empty
+    std::optional<std::string> customID;
+    bool noTransient = false;
+    bool JSON = false;
+};
 
 using Texts = std::vector<std::string>;
 
@@ -195,8 +206,6 @@ void warnOfGPP(const VKTIdentityProvider& provider, const VKTPropertyCacheManage
     }
 }
 
-}  // namespace
-
 int runPrivacy(const PrivacyOptions& options) {
     const auto store =
         openStoreFile(options.store, options.settings.empty() ? VKTStoreToRead : VKTStoreToChange);
@@ -225,4 +234,31 @@ int runPrivacy(const PrivacyOptions& options) {
         printText(*identity, warnings);
     }
     return isAllRead ? ExitPlayable : ExitSourceUnread;
+}
+
+std::string settingProblem(const std::string& text) {
+    if (PrivacySetting::initWithText(text)) return "";
+    return "KEY=TYPE:VALUE is expected, not \"" + text +
+           "\"; TYPE is string (UTF-8), int (64 bits), double (finite) or bool (true, false)";
+}
+
+}  // namespace
+
+CommandRun addPrivacy(CLI::App& command) {
+    const auto options = std::make_shared<PrivacyOptions>();
+    command.add_option(
+        "--store", options->store,
+        "The file that keeps the signals; only read without --set, else made when missing, and "
+        "the settings and a new transient ID are written into it for good");
+    addRepeated(command, "--set", options->settings,
+                "KEY=TYPE:VALUE, stored before anything is read; TYPE is string, int, double or bool; "
+                "may be repeated")
+        ->check(settingProblem);
+    command.add_option("--ifa", options->IFA, "The advertising identifier, a UUID");
+    command.add_option_function<std::string>(
+        "--custom-id", [options](const std::string& ID) { options->customID = ID; },
+        "The publisher's own identifier; an empty one counts");
+    command.add_flag("--no-transient", options->noTransient, "Make no transient ID");
+    addJSON(command, options->JSON);
+    return [options] { return runPrivacy(*options); };
 }

@@ -1,5 +1,8 @@
 #include <iostream>
+#include <memory>
 
+#include "commands/Commands.h"
+#include "commands/OptionChecks.h"
 #include "ground/Output.h"
 #include "ground/Text.h"
 #include "playing/Resolving.h"
@@ -34,8 +37,6 @@ void printText(const ResolveOptions& options, const Resolution& resolution) {
     if (end) std::cout << "end: " << end->localizedDescription().value_or("") << '\n';
 }
 
-}  // namespace
-
 int runResolve(const ResolveOptions& options) {
     Source source;
     if (!readSource(options.source, source)) return ExitSourceUnread;
@@ -53,4 +54,34 @@ int runResolve(const ResolveOptions& options) {
         printText(options, resolution);
     }
     return conclude(options, resolution, !resolution.ads.empty());
+}
+
+}  // namespace
+
+void addResolveOptions(CLI::App& command, ResolveOptions& options) {
+    addSource(command, options.source);
+    addJSON(command, options.JSON);
+    addAmount(command, "--timeout", options.timeout, "Seconds for resolving everything");
+    addAmount(command, "--request-timeout", options.requestTimeout, "Seconds for one download");
+    command.add_option("--max-wrappers", options.maxWrappers, "Wrappers followed in a row")
+        ->capture_default_str()
+        ->transform(integerFrom(0));
+    command.add_flag("--handle-wrapper-adpods", options.handleWrapperAdpods,
+                     "Take whole pods behind wrappers");
+    command.add_flag("--strict-first-impression", options.strictFirstImpression,
+                     "Refuse a first wrapper without an impression");
+    addRepeated(command, "--macro", options.macros, "NAME=VALUE, filled into URLs; may be repeated")
+        ->check(assignmentProblem);
+    command.add_option("--fail", options.fail, "Report the first N ads as failed, which asks for passbacks")
+        ->capture_default_str()
+        ->transform(integerFrom(0));
+    command.add_option("--network-access-type", options.networkAccessType, "4 to 6: fast; any other: slow")
+        ->capture_default_str()
+        ->transform(integerFrom(0U));
+}
+
+CommandRun addResolve(CLI::App& command) {
+    const auto options = std::make_shared<ResolveOptions>();
+    addResolveOptions(command, *options);
+    return [options] { return runResolve(*options); };
 }

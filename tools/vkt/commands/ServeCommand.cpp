@@ -1,10 +1,20 @@
 #include <csignal>
-#include <iostream>
+#include <memory>
 #include <optional>
 
 #include "commands/Commands.h"
+#include "commands/OptionChecks.h"
 #include "ground/Output.h"
+#include "ground/Text.h"
 #include "server/DemoServer.h"
+
+namespace {
+
+struct ServeOptions {
+    int port = 8080;                 ///< 0: any free one
+    std::string root;                ///< folder served under /files/; none when empty
+    std::vector<std::string> tells;  ///< "PATH=ANSWER[:N]" each, checked
+};
 
 int runServe(const ServeOptions& options) {
     // Blocked before any thread starts, so that only the wait below receives them.
@@ -14,7 +24,11 @@ int runServe(const ServeOptions& options) {
     sigaddset(&endSignals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &endSignals, nullptr);
 
-    DemoServer server(options.root, std::cout);
+    Output& out = Output::standard();
+    DemoServer server(options.root, [&out](const std::string& line) {
+        out.line(line);
+        out.flush();
+    });
     for (const std::string& text : options.tells) {
         if (auto told = ToldAnswer::initWithText(text)) server.tell(std::move(*told));
     }
@@ -23,10 +37,33 @@ int runServe(const ServeOptions& options) {
         printError("port " + std::to_string(options.port) + " of 127.0.0.1 cannot be used");
         return ExitWrongUsage;
     }
-    std::cout << "serving on http://127.0.0.1:" << *port << "/" << std::endl;
+    out.line("serving on http://127.0.0.1:" + std::to_string(*port) + "/");
+    out.flush();
 
     int received = 0;
     sigwait(&endSignals, &received);
     server.stop();
-    return 0;
+    return ExitPlayable;
+}
+
+std::string tellProblem(const std::string& text) {
+    if (ToldAnswer::initWithText(text)) return "";
+    return "PATH=ANSWER or PATH=ANSWER:N is expected, not " + ::quoted(text) + "; ANSWER is " +
+           ToldAnswer::names + ", and N a whole number from 1 to 2147483647";
+}
+
+}  // namespace
+
+CommandRun addServe(CLI::App& command) {
+    const auto options = std::make_shared<ServeOptions>();
+    command.add_option("--port", options->port, "0 for any free one")
+        ->capture_default_str()
+        ->transform(integerWithin(0, 65535));
+    command.add_option("--root", options->root, "A folder to serve under /files/")
+        ->check(CLI::ExistingDirectory);
+    addRepeated(command, "--tell", options->tells,
+                "PATH=ANSWER[:N], how (the first N) hits of a path are answered; may be repeated")
+        ->check(tellProblem);
+    command.footer(DemoServer::listing());
+    return [options] { return runServe(*options); };
 }

@@ -1,8 +1,17 @@
 // vkt xml: the dictionary that every reader of the library starts from.
+#include <memory>
+
 #include "VKTCoreKit/core/VKTXMLDictionary.h"
 #include "commands/Commands.h"
+#include "commands/OptionChecks.h"
 #include "ground/Output.h"
 #include "ground/Source.h"
+
+namespace {
+
+struct XMLOptions {
+    std::string source;  ///< a file, or "-" for the standard input
+};
 
 int runXML(const XMLOptions& options) {
     const Source source = openSource(options.source);
@@ -21,4 +30,12 @@ int runXML(const XMLOptions& options) {
     }
     Output::standard().JSON(std::move(*dictionary));
     return ExitPlayable;
+}
+
+}  // namespace
+
+CommandRun addXML(CLI::App& command) {
+    const auto options = std::make_shared<XMLOptions>();
+    command.add_option("FILE", options->source, "A file, or - for the standard input")->required();
+    return [options] { return runXML(*options); };
 }

@@ -1,88 +1,75 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
-#include <charconv>
-#include <cmath>
-#include <cstdint>
 #include <cstring>
 #include <fstream>
-#include <functional>
-#include <limits>
-#include <optional>
 #include <string>
+#include <vector>
 
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "commands/Commands.h"
-#include "commands/PrivacySetting.h"
 #include "ground/Output.h"
 #include "ground/Text.h"
-#include "server/DemoServer.h"
 
 namespace {
+
+enum Network : bool { NoNetwork, WithNetwork };
+
+/// A row of the table of commands, with what its exit statuses mean; null for one that it does not have.
+struct Command {
+    const char* name;
+    const char* description;
+    CommandRun (*add)(CLI::App& command);
+    Network network;
+    const char* success;
+    const char* failure;
+    const char* unread;
+};
+
+constexpr Command commands[] = {
+    {"xml", "Print a document's XML dictionary as JSON", addXML, NoNetwork, "the document is well-formed",
+     "it is not, or there is none", "FILE cannot be read"},
+    {"inspect", "Show what one document holds, and what of it is dropped and why", addInspect, WithNetwork,
+     "an ad is valid", "no ad is valid", "SOURCE cannot be read"},
+    {"resolve", "Follow wrappers and passbacks to every playable ad", addResolve, WithNetwork,
+     "an ad is playable", "no ad is playable", "SOURCE cannot be read"},
+    {"play", "Resolve, play each ad on a simulated clock and send its tracking pixels", addPlay, WithNetwork,
+     "an ad was played, whatever became of its pixels", "no ad was played",
+     "SOURCE cannot be read, the file of --store cannot be used, or that of --report cannot be written"},
+    {"pixels", "List the undelivered pixels of vkt play --store, or send them", addPixels, WithNetwork,
+     "they are listed, or one pass was made, whatever became of them", nullptr,
+     "the file of --store cannot be used"},
+    {"config", "Take a site's configuration from the cache or the network, and show what came of it",
+     addConfig, WithNetwork, "there is a configuration", "there is none",
+     "the file of --store cannot be used"},
+    {"log", "Make one sampled log record and send it to a collector", addLog, WithNetwork,
+     "the record was delivered, or made with --dry-run", "it was dropped or kept", nullptr},
+    {"privacy", "Show what the stored consent allows to send, under which identity, and why", addPrivacy,
+     NoNetwork, "all signals could be read", nullptr, "a signal, or the file of --store, cannot be read"},
+    {"serve", "Run the demo ad server on 127.0.0.1", addServe, NoNetwork, "ended by SIGINT or SIGTERM",
+     nullptr, nullptr},
+};
+
+std::string exitStatusesOf(const Command& command) {
+    std::string text = std::string("Exit status:\n  0  ") + command.success + '\n';
+    if (command.failure != nullptr) text += std::string("  1  ") + command.failure + '\n';
+    text += "  2  wrong usage: an option or argument is unknown, missing or unusable\n  3  ";
+    if (command.unread != nullptr) text += std::string(command.unread) + ", or ";
+    return text + "the result cannot be written\n";
+}
+
+/// Of every command that downloads.
+struct NetworkOptions {
+    std::string CAFile;     ///< certificates; the system's when empty
+    std::string proxy;      ///< an http URL; none when empty
+    std::string userAgent;  ///< of requests without one of their own; none when empty
+};
 
 std::string versionText() {
     return std::string(VKTFrameworkName) + " " + VKTFrameworkVersionString + " (" +
            VKTFrameworkRevisionString + ")";
-}
-
-std::string macroProblem(const std::string& text) {
-    const std::size_t equals = text.find('=');
-    return equals == std::string::npos || equals == 0 ? "NAME=VALUE is expected, not \"" + text + "\"" : "";
-}
-
-std::string tellProblem(const std::string& text) {
-    if (ToldAnswer::initWithText(text)) return "";
-    return "PATH=ANSWER or PATH=ANSWER:N is expected, not \"" + text + "\"; ANSWER is " + ToldAnswer::names;
-}
-
-std::string settingProblem(const std::string& text) {
-    if (PrivacySetting::initWithText(text)) return "";
-    return "KEY=TYPE:VALUE is expected, not \"" + text +
-           "\"; TYPE is string, int, double or bool (true, false)";
-}
-
-// Whole seconds of eleven days and a half; a thousand times that still fits into an int.
-constexpr double longestTime = 1'000'000;
-
-std::string rangeProblem(const std::string& kind, const std::string& range, const std::string& text) {
-    return kind + " " + range + " is expected, not \"" + onOneLine(text) + "\"";
-}
-
-// The whole text as a number; nothing for anything else.
-template <typename Number>
-std::optional<Number> numberOf(const std::string& text) {
-    Number number{};
-    const auto* end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
-}
-
-// A whole number in decimal digits. It is handed on without leading zeros, which would make it octal.
-template <typename Integer>
-CLI::Validator integerWithin(Integer least, Integer most) {
-    const std::string range = "from " + std::to_string(least) + " to " + std::to_string(most);
-    const std::function<std::string(std::string&)> check = [least, most, range](std::string& text) {
-        const auto number = numberOf<Integer>(text);
-        if (!number || *number < least || *number > most) return rangeProblem("A whole number", range, text);
-        text = std::to_string(*number);
-        return std::string();
-    };
-    return {check, ""};
-}
-
-// The same up to the greatest number of the type.
-template <typename Integer>
-CLI::Validator integerFrom(Integer least) {
-    return integerWithin(least, std::numeric_limits<Integer>::max());
-}
-
-// Of a number, a fraction included.
-std::string amountProblem(const std::string& text) {
-    const auto number = numberOf<double>(text);
-    if (number && *number >= 0 && *number <= longestTime) return "";
-    return rangeProblem("A number", "from 0 to 1000000", text);
 }
 
 std::string CAFileProblem(const std::string& path) {
@@ -117,168 +104,16 @@ void installPlatform(const NetworkOptions& network) {
     VKTPlatform::setCurrent(vkt_makeDefaultPlatform(options));
 }
 
-void addSource(CLI::App& command, std::string& source) {
-    command.add_option("SOURCE", source, "A file, - for the standard input, or an http(s) URL")->required();
+// The command that was asked for; the tool itself before there is one.
+std::string helpOf(const CLI::App& app) {
+    const auto given = app.get_subcommands();
+    return given.empty() ? "vkt --help" : "vkt " + given.front()->get_name() + " --help";
 }
 
-void addXML(CLI::App& app, XMLOptions& options) {
-    auto* command = app.add_subcommand("xml", "Print a document's XML dictionary as JSON");
-    command->add_option("FILE", options.source, "A file, or - for the standard input")->required();
-}
-
-void addInspect(CLI::App& app, InspectOptions& options) {
-    auto* command =
-        app.add_subcommand("inspect", "Show what one document holds, and what of it is dropped and why");
-    addSource(*command, options.source);
-    command->add_flag("--json", options.JSON, "One JSON object");
-}
-
-void addResolveOptions(CLI::App& command, ResolveOptions& options) {
-    addSource(command, options.source);
-    command.add_flag("--json", options.JSON, "One JSON object");
-    command.add_option("--timeout", options.timeout, "Seconds for resolving everything")
-        ->capture_default_str()
-        ->check(amountProblem);
-    command.add_option("--request-timeout", options.requestTimeout, "Seconds for one download")
-        ->capture_default_str()
-        ->check(amountProblem);
-    command.add_option("--max-wrappers", options.maxWrappers, "Wrappers followed in a row")
-        ->capture_default_str()
-        ->transform(integerFrom(0));
-    command.add_flag("--handle-wrapper-adpods", options.handleWrapperAdpods,
-                     "Take whole pods behind wrappers");
-    command.add_flag("--strict-first-impression", options.strictFirstImpression,
-                     "Refuse a first wrapper without an impression");
-    command.add_option("--macro", options.macros, "NAME=VALUE, filled into URLs; may be repeated")
-        ->allow_extra_args(false)
-        ->check(macroProblem);
-    command.add_option("--fail", options.fail, "Report the first N ads as failed, which asks for passbacks")
-        ->capture_default_str()
-        ->transform(integerFrom(0));
-    command.add_option("--network-access-type", options.networkAccessType, "4 to 6: fast; any other: slow")
-        ->capture_default_str()
-        ->transform(integerFrom(0U));
-}
-
-void addResolve(CLI::App& app, ResolveOptions& options) {
-    addResolveOptions(*app.add_subcommand("resolve", "Follow wrappers and passbacks to every playable ad"),
-                      options);
-}
-
-void addPlay(CLI::App& app, PlayOptions& options) {
-    auto* command =
-        app.add_subcommand("play", "Resolve, play each ad on a simulated clock and send its tracking pixels");
-    addResolveOptions(*command, options.resolve);
-    command->add_option("--speed", options.speed, "Simulated seconds in a real one; 0: no waiting")
-        ->capture_default_str()
-        ->check(amountProblem);
-    command->add_option("--wait", options.wait, "Real seconds for the last pixels")
-        ->capture_default_str()
-        ->check(amountProblem);
-    command->add_option("--store", options.store,
-                        "A file that keeps undelivered pixels for the next run, made when missing");
-    command->add_option("--report", options.report, "Write an HTML page with everything");
-    command->add_flag("--measure", options.measure,
-                      "Run the ad's verification scripts, and show what they do");
-    const auto addAction = [&](const char* name, std::optional<double>& position, const char* description) {
-        command->add_option(name, position, description)->check(amountProblem);
-    };
-    addAction("--skip-at", options.skipAt, "Second of each ad at which it is skipped");
-    addAction("--mute-at", options.muteAt, "Second at which the sound is switched off");
-    addAction("--pause-at", options.pauseAt, "Second at which it stands still for two seconds");
-    addAction("--click-at", options.clickAt, "Second at which it is clicked");
-    addAction("--hide-at", options.hideAt, "Second at which the view leaves the window");
-}
-
-void addPixels(CLI::App& app, PixelsOptions& options) {
-    auto* command =
-        app.add_subcommand("pixels", "List the undelivered pixels of vkt play --store, or send them");
-    command->add_option("--store", options.store, "The file that keeps them")->required();
-    command->add_flag("--send", options.send, "Make one sending pass");
-    command->add_flag("--json", options.JSON, "One JSON object");
-}
-
-void addRequestTimeout(CLI::App& command, double& timeout) {
-    command.add_option("--timeout", timeout, "Seconds for the request")
-        ->capture_default_str()
-        ->check(amountProblem);
-}
-
-void addConfig(CLI::App& app, ConfigOptions& options) {
-    auto* command = app.add_subcommand(
-        "config", "Take a site's configuration from the cache or the network, and show what came of it");
-    command->add_option("URL", options.url, "Of the service; [SITEID_PLACEHOLDER] in it stands for the site")
-        ->required();
-    command->add_option("--site", options.site, "The site's ID")
-        ->required()
-        ->transform(integerFrom(std::int64_t{0}));
-    command->add_option("--store", options.store,
-                        "A file that keeps the last good configuration, made when missing");
-    command->add_flag("--force", options.force, "Make a request even though the cached one is valid");
-    addRequestTimeout(*command, options.timeout);
-    command->add_flag("--json", options.JSON, "One JSON object");
-}
-
-void addLog(CLI::App& app, LogOptions& options) {
-    const CLI::IsMember levels({"debug", "info", "warning", "error"});
-    auto* command = app.add_subcommand("log", "Make one sampled log record and send it to a collector");
-    command->add_option("URL", options.url, "Of the collector")->required();
-    command->add_option("--level", options.level, "The record's level")->capture_default_str()->check(levels);
-    command->add_option("--minimum-level", options.minimumLevel, "Records below it are dropped")
-        ->capture_default_str()
-        ->check(levels);
-    command->add_option("--message", options.message, "Its message")->capture_default_str();
-    command->add_option("--site", options.site, "A site ID to tell of")
-        ->transform(integerFrom(std::int64_t{0}));
-    command->add_option("--sampling", options.sampling, "Keep one record in so many; 0: none")
-        ->capture_default_str()
-        ->transform(integerFrom(std::uint64_t{0}));
-    command->add_option("--measure", options.measures, "NAME=VALUE, a measured value; may be repeated")
-        ->allow_extra_args(false)
-        ->check(macroProblem);
-    command->add_option("--vast-error", options.VASTCode, "The code of a VAST error to tell of")
-        ->transform(integerWithin(100, 999));
-    command->add_option("--open-measurement", options.openMeasurement,
-                        "The URL of a measurement script to tell of");
-    addRequestTimeout(*command, options.timeout);
-    command->add_flag("--dry-run", options.dryRun, "Print the body and send nothing");
-    command->add_flag("--json", options.JSON, "One JSON object; with --dry-run the exact body");
-}
-
-void addPrivacy(CLI::App& app, PrivacyOptions& options) {
-    auto* command = app.add_subcommand(
-        "privacy", "Show what the stored consent allows to send, under which identity, and why");
-    command->add_option(
-        "--store", options.store,
-        "The file that keeps the signals; only read without --set, else made when missing, and "
-        "the settings and a new transient ID are written into it for good");
-    command
-        ->add_option("--set", options.settings,
-                     "KEY=TYPE:VALUE, stored before anything is read; TYPE is string, int, double or bool; "
-                     "may be repeated")
-        ->allow_extra_args(false)
-        ->check(settingProblem);
-    command->add_option("--ifa", options.IFA, "The advertising identifier, a UUID");
-    command->add_option_function<std::string>(
-        "--custom-id", [&options](const std::string& ID) { options.customID = ID; },
-        "The publisher's own identifier; an empty one counts");
-    command->add_flag("--no-transient", options.noTransient, "Make no transient ID");
-    command->add_flag("--json", options.JSON, "One JSON object");
-}
-
-void addServe(CLI::App& app, ServeOptions& options) {
-    auto* command = app.add_subcommand("serve", "Run the demo ad server on 127.0.0.1");
-    command->add_option("--port", options.port, "0 for any free one")
-        ->capture_default_str()
-        ->transform(integerWithin(0, 65535));
-    command->add_option("--root", options.root, "A folder to serve under /files/")
-        ->check(CLI::ExistingDirectory);
-    command
-        ->add_option("--tell", options.tells,
-                     "PATH=ANSWER[:N], how (the first N) hits of a path are answered; may be repeated")
-        ->allow_extra_args(false)
-        ->check(tellProblem);
-    command->footer(DemoServer::listing());
+// CLI11 asks for a command even where one stands that it does not know.
+std::string problemOf(const CLI::ParseError& error, const CLI::App& app, int argc, char** argv) {
+    if (!app.get_subcommands().empty() || argc < 2) return error.what();
+    return "there is no command or option " + ::quoted(argv[1]);
 }
 
 int run(int argc, char** argv) {
@@ -286,48 +121,27 @@ int run(int argc, char** argv) {
     app.set_version_flag("--version", versionText());
     app.require_subcommand(1);
 
-    XMLOptions xml;
-    InspectOptions inspect;
-    ResolveOptions resolve;
-    PlayOptions play;
-    PixelsOptions pixels;
-    ConfigOptions config;
-    LogOptions log;
-    PrivacyOptions privacy;
-    ServeOptions serve;
-    addXML(app, xml);
-    addInspect(app, inspect);
-    addResolve(app, resolve);
-    addPlay(app, play);
-    addPixels(app, pixels);
-    addConfig(app, config);
-    addLog(app, log);
-    addPrivacy(app, privacy);
-    addServe(app, serve);
-
     NetworkOptions network;
-    for (const char* name : {"inspect", "resolve", "play", "pixels", "config", "log"})
-        addNetwork(*app.get_subcommand(name), network);
+    CommandRun run;
+    for (const Command& row : commands) {
+        CLI::App& command = *app.add_subcommand(row.name, row.description);
+        const CommandRun runCommand = row.add(command);
+        command.final_callback([&run, runCommand] { run = runCommand; });
+        if (row.network == WithNetwork) addNetwork(command, network);
+        const std::string footer = command.get_footer();
+        command.footer(footer + (footer.empty() ? "" : "\n") + exitStatusesOf(row));
+    }
 
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& asked) {
         return app.exit(asked);  // --help, --version
     } catch (const CLI::ParseError& error) {
-        printError(std::string(error.what()) + " (vkt --help tells more)");
+        printError(problemOf(error, app, argc, argv) + " (" + helpOf(app) + " tells more)");
         return ExitWrongUsage;
     }
-
     installPlatform(network);
-    if (app.got_subcommand("xml")) return runXML(xml);
-    if (app.got_subcommand("inspect")) return runInspect(inspect);
-    if (app.got_subcommand("resolve")) return runResolve(resolve);
-    if (app.got_subcommand("play")) return runPlay(play);
-    if (app.got_subcommand("pixels")) return runPixels(pixels);
-    if (app.got_subcommand("config")) return runConfig(config);
-    if (app.got_subcommand("log")) return runLog(log);
-    if (app.got_subcommand("privacy")) return runPrivacy(privacy);
-    return runServe(serve);
+    return run();
 }
 
 }  // namespace

@@ -15,7 +15,6 @@
 #include "server/DemoDocuments.h"
 #include "server/DemoScripts.h"
 #include "server/LogCollector.h"
-#include "server/PixelLog.h"
 #include "server/RawListener.h"
 
 namespace {
@@ -49,7 +48,7 @@ bool isPlain(std::string_view text, std::string_view alsoAllowed) {
 
 class DemoServer::Impl {
   public:
-    Impl(const std::string& root, std::ostream& log);
+    Impl(const std::string& root, const LineHandler& onLine);
 
     std::optional<int> start(int port);
     void stop();
@@ -390,7 +389,8 @@ void misbehave(const Exchange& exchange, const std::string& answer) {
 
 }  // namespace
 
-DemoServer::Impl::Impl(const std::string& root, std::ostream& log) : pixelLog_(log), logCollector_(log) {
+DemoServer::Impl::Impl(const std::string& root, const LineHandler& onLine)
+    : pixelLog_(onLine), logCollector_(onLine) {
     server_.new_task_queue = [] { return new httplib::ThreadPool(threadLimit); };
     server_.set_tcp_nodelay(true);
     server_.set_keep_alive_timeout(1);  // an idle connection delays the end by that much
@@ -472,8 +472,8 @@ std::string DemoServer::Impl::baseURL(const httplib::Request& request) const {
     return "http://" + (usable ? host : "127.0.0.1:" + std::to_string(port_));
 }
 
-DemoServer::DemoServer(const std::string& root, std::ostream& log)
-    : impl_(std::make_unique<Impl>(root, log)) {}
+DemoServer::DemoServer(const std::string& root, const LineHandler& onLine)
+    : impl_(std::make_unique<Impl>(root, onLine)) {}
 DemoServer::~DemoServer() {
     stop();
 }

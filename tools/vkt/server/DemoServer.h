@@ -1,20 +1,20 @@
 // The demo ad server: an ad server's good and bad answers on the loopback interface.
 #pragma once
 
-#include <iosfwd>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "server/PixelLog.h"
 #include "server/ToldAnswers.h"
 
 /// Generates every document on request; `listing` names the paths. Requests run on threads of the server;
 /// `start` and `stop` belong to the owner's thread. Stopping ends requests that wait, and destroying stops.
 class DemoServer {
   public:
-    /// Pixel requests are written to `log`, which must outlive the server, one line each, flushed. `root` is
-    /// an existing folder to serve under /files/, or empty.
-    DemoServer(const std::string& root, std::ostream& log);
+    /// `onLine` hears of each request for a pixel and each delivery of log records. `root` is an existing
+    /// folder to serve under /files/, or empty.
+    DemoServer(const std::string& root, const LineHandler& onLine);
     ~DemoServer();
     DemoServer(const DemoServer&) = delete;
     DemoServer& operator=(const DemoServer&) = delete;

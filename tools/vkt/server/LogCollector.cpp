@@ -1,10 +1,8 @@
 #include "server/LogCollector.h"
 
 #include <algorithm>
-#include <ostream>
 
 #include "VKTCoreKit/platform/VKTServices.h"
-#include "server/PixelLog.h"
 
 namespace {
 
@@ -24,8 +22,8 @@ bool LogCollector::add(std::string_view body, std::string userAgent, std::string
     const auto now = std::chrono::time_point_cast<VKTDate::duration>(std::chrono::system_clock::now());
     std::string line = timeOfDay(now) + " /logs " + std::to_string(logs->size()) + " collected";
     if (answer != "normal") line += " -> " + answer;
+    onLine_(line);
     const std::lock_guard lock(mutex_);
-    out_ << line + '\n' << std::flush;
     bytes_ += body.size();
     deliveries_.push_back({now, std::move(userAgent), std::move(answer), *std::move(logs), body.size()});
     while (deliveries_.size() > deliveryLimit || bytes_ > byteLimit) {

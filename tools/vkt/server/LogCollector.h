@@ -3,13 +3,14 @@
 
 #include <cstddef>
 #include <deque>
-#include <iosfwd>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
+#include "server/PixelLog.h"
 
 /// The latest deliveries, the newest last. Any thread.
 class LogCollector {
@@ -18,8 +19,8 @@ class LogCollector {
     static constexpr std::size_t deliveryLimit = 1'000;
     static constexpr std::size_t byteLimit = std::size_t{64} * 1024 * 1024;
 
-    /// Each delivery is written to `out`, too, one flushed line each; it must outlive the collector.
-    explicit LogCollector(std::ostream& out) : out_(out) {}
+    /// `onLine` hears of each delivery, too.
+    explicit LogCollector(LineHandler onLine) : onLine_(std::move(onLine)) {}
 
     /// Takes the body of one request; `answer` is how the request is answered. False when the body is not a
     /// JSON array of objects; nothing is kept then.
@@ -41,5 +42,5 @@ class LogCollector {
     mutable std::mutex mutex_;
     std::deque<Delivery> deliveries_;
     std::size_t bytes_ = 0;
-    std::ostream& out_;
+    const LineHandler onLine_;
 };

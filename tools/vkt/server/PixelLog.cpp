@@ -1,7 +1,5 @@
 #include "server/PixelLog.h"
 
-#include <ostream>
-
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 
@@ -42,8 +40,8 @@ void PixelLog::add(std::string_view target, std::string answer) {
     std::string line = timeOfDay(hit.time) + ' ' + hit.path;
     if (!hit.query.empty()) line += ' ' + hit.query;
     if (hit.answer != "normal") line += " -> " + hit.answer;
+    onLine_(line);
     const std::lock_guard lock(mutex_);
-    out_ << line + '\n' << std::flush;  // whole, since others write lines there, too
     if (hits_.size() == limit) hits_.pop_front();
     hits_.push_back(std::move(hit));
 }

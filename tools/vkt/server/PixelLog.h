@@ -3,12 +3,16 @@
 
 #include <cstddef>
 #include <deque>
-#include <iosfwd>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
+
+/// Hears each line of what a server notes. Any thread, several at once.
+using LineHandler = std::function<void(const std::string& line)>;
 
 /// "2024-03-05T14:03:07.042+0100" in local time.
 std::string localTextOfDate(VKTDate date);
@@ -22,8 +26,8 @@ class PixelLog {
     /// Hits kept; the oldest go first.
     static constexpr std::size_t limit = 100'000;
 
-    /// Each hit is written to `out`, too, one flushed line each; it must outlive the log.
-    explicit PixelLog(std::ostream& out) : out_(out) {}
+    /// `onLine` hears of each hit, too.
+    explicit PixelLog(LineHandler onLine) : onLine_(std::move(onLine)) {}
 
     /// `target` is a path and query as they came, still percent-encoded; `answer` is how the hit is answered.
     void add(std::string_view target, std::string answer);
@@ -42,5 +46,5 @@ class PixelLog {
 
     mutable std::mutex mutex_;
     std::deque<Hit> hits_;
-    std::ostream& out_;
+    const LineHandler onLine_;
 };
