@@ -12,6 +12,8 @@
 
 class LocalDemoServer {
   public:
+    LocalDemoServer() : base_("http://127.0.0.1:" + std::to_string(server_.start(0).value_or(0))) {}
+
     [[nodiscard]] std::string url(const std::string& path) const { return base_ + path; }
 
     std::string get(const std::string& target) const {
@@ -31,5 +33,5 @@ class LocalDemoServer {
 
   private:
     DemoServer server_{"", [](const std::string&) {}};
-    const std::string base_ = "http://127.0.0.1:" + std::to_string(server_.start(0).value_or(0));
+    const std::string base_;
 };

@@ -173,7 +173,7 @@ void printText(const ConfigOptions& options, const ConfigOutcome& outcome,
     if (ignored.empty()) return;
     out.line("ignored");
     for (const auto& [path, reason] : ignored)
-        out.line("   " + path + ": " + reason);
+        out.line(vkt_joined({"   " + path, reason}, ": "));
 }
 
 void printFailure(const ConfigOutcome& outcome) {

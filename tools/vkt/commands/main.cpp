@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -28,7 +29,7 @@ struct Command {
     const char* unread;
 };
 
-constexpr Command commands[] = {
+constexpr auto commands = std::to_array<Command>({
     {"xml", "Print a document's XML dictionary as JSON", addXML, NoNetwork, "the document is well-formed",
      "it is not, or there is none", "FILE cannot be read"},
     {"inspect", "Show what one document holds, and what of it is dropped and why", addInspect, WithNetwork,
@@ -50,7 +51,7 @@ constexpr Command commands[] = {
      NoNetwork, "all signals could be read", nullptr, "a signal, or the file of --store, cannot be read"},
     {"serve", "Run the demo ad server on 127.0.0.1", addServe, NoNetwork, "ended by SIGINT or SIGTERM",
      nullptr, nullptr},
-};
+});
 
 std::string exitStatusesOf(const Command& command) {
     std::string text = std::string("Exit status:\n  0  ") + command.success + '\n';

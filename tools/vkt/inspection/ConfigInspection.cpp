@@ -108,7 +108,7 @@ void addGETParameters(std::vector<IgnoredMember>& ignored, const VKTValue* param
     }
     for (const auto& [name, value] : *dictionary) {
         if (value.asString() == nullptr)
-            ignored.push_back({path + "." + name, expectation("a text", &value)});
+            ignored.push_back({vkt_joined({path, name}, "."), expectation("a text", &value)});
     }
 }
 

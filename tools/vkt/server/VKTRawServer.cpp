@@ -25,7 +25,7 @@ sockaddr_in loopbackAddress() {
 int bindToAnyPort(int socket) {
     sockaddr_in address = loopbackAddress();
     socklen_t length = sizeof address;
-    bind(socket, reinterpret_cast<const sockaddr*>(&address), length);
+    if (bind(socket, reinterpret_cast<const sockaddr*>(&address), length) != 0) return 0;
     getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
     return ntohs(address.sin_port);
 }
