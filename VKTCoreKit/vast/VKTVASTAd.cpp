@@ -53,6 +53,10 @@ void keepIfValid(std::vector<std::shared_ptr<Creative>>& creatives, std::shared_
     }
 }
 
+std::string lossOf(const std::string& dropped, const char* when) {
+    return "it lost " + dropped + " " + when + ", since what may be added to ads is limited";
+}
+
 // That content of an ad was asked for and is missing.
 void reportMissing(const VKTVASTError& missing, const VKTVASTReadingContext& context,
                    const std::vector<VKTVASTURL>& errorPixels) {
@@ -64,12 +68,14 @@ void reportMissing(const VKTVASTError& missing, const VKTVASTReadingContext& con
 void tellIgnoredAttributes(const VKTVASTElement& ad, const VKTVASTElement& wrapper) {
     const std::string* adType = ad.attribute("_adType");
     if (adType != nullptr && !vkt_equalsIgnoringCase(*adType, "video")) {
-        ad.needsAttention("_adType", "it is " + vkt_quoted(*adType) + ", but the ad is handled as a video ad");
+        ad.needsAttention("_adType",
+                          "it is " + vkt_quoted(*adType) + ", but the ad is handled as a video ad");
     }
     if (ad.boolAttribute("_conditionalAd")) {
         ad.needsAttention("_conditionalAd", "it is not followed: the ad is played without a condition");
     }
-    if (wrapper.attribute("_followAdditionalWrappers") && !wrapper.boolAttribute("_followAdditionalWrappers")) {
+    if (wrapper.attribute("_followAdditionalWrappers") &&
+        !wrapper.boolAttribute("_followAdditionalWrappers")) {
         wrapper.needsAttention("_followAdditionalWrappers",
                                "it is not followed: wrappers behind this one are resolved all the same");
     }
@@ -117,6 +123,8 @@ void VKTVASTAd::read(const VKTVASTElement& ad, const VKTVASTElement& content,
     findViewabilityEvents(content);
     findCreatives(content, context, tally);
     tally.logRefusals("when ad %@ was read", {adID_});
+    if (const auto dropped = content.isHeard() ? tally.dropped() : ""; !dropped.empty())
+        content.needsAttention({}, lossOf(dropped, "when its overlays shared them"));
     findVerificationsAndExtensions(content);
     readOwnContent(content);
 }
@@ -173,9 +181,8 @@ void VKTVASTAd::findCreatives(const VKTVASTElement& content, const VKTVASTReadin
 
     if (isInline() && linearCreatives_.empty() && nonLinearCreatives_.empty()) {
         if (context.error != nullptr) {
-            reportMissing(
-                lastCreativeError.value_or(VKTVASTError::VAST_VALIDATION_ERROR_MISSING_CREATIVES()), context,
-                errorPixels_);
+            reportMissing(lastCreativeError.value_or(VKTVASTError::VAST_VALIDATION_ERROR_MISSING_CREATIVES()),
+                          context, errorPixels_);
         }
         hasTriggeredAParsingError_ = true;
     } else if (nonLinearCreatives_.empty() && lastCreativeError && lastCreativeError->VASTCode() == -1) {
@@ -291,7 +298,7 @@ void VKTVASTAd::mergeExtension(const VKTVASTAd& wrapper, VKTVASTMergeTally& tall
         append(wrapper.extensions_->metrics, extensions_->metrics, VKTVASTMergedElement::Metric, tally);
         if (readingListener_) {
             readingListener_->dropped(
-                pathInDocument() + "/Extensions",
+                pathInDocument_ + "/Extensions",
                 "those of the wrapper that led here have metrics and take its place: only "
                 "its own metrics are kept");
         }
@@ -310,17 +317,9 @@ void VKTVASTAd::prepareForDelivery(VKTVASTMergeBudget& budget) {
     readingListener_ = nullptr;
 }
 
-std::string VKTVASTAd::pathInDocument() const {
-    const std::string position = numberInDocument_ == 0 ? "" : "[" + std::to_string(numberInDocument_) + "]";
-    return "/VAST/Ad" + position + (isWrapper() ? "/Wrapper" : "/InLine");
-}
-
 void VKTVASTAd::tellDropped(const VKTVASTMergeTally& tally, const char* when) const {
-    if (!readingListener_) return;
-    const std::string dropped = tally.dropped();
-    if (dropped.empty()) return;
-    readingListener_->dropped(pathInDocument(), "it lost " + dropped + " " + when +
-                                                    ", since what merging may add to ads is limited");
+    const std::string dropped = readingListener_ ? tally.dropped() : "";
+    if (!dropped.empty()) readingListener_->dropped(pathInDocument_, lossOf(dropped, when));
 }
 
 void VKTVASTAd::copySharedExtension(VKTVASTMergeTally& tally) {

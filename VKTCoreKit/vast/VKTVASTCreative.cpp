@@ -49,7 +49,8 @@ void VKTVASTCreative::addUniversalAdIdsOf(const VKTVASTElement& creative) {
         if (addition == Addition::Repeated) element.drop("it repeats an earlier one");
         if (addition == Addition::BeyondLimit) {
             element.drop([] {
-                return "beyond the limit of " + std::to_string(VKTVASTUniversalAdIdLimit) + " universal ad ids";
+                return "beyond the limit of " + std::to_string(VKTVASTUniversalAdIdLimit) +
+                       " universal ad ids";
             });
         }
     });

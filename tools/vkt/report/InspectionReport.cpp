@@ -230,8 +230,9 @@ class Text {
 
     static std::string frameworkOf(const std::optional<std::string>& framework) {
         if (!framework) return "";
-        return vkt_equalsIgnoringCase(*framework, "VPAID") ? ", a VPAID program that needs a player of its own"
-                                                           : ", for " + *framework;
+        return vkt_equalsIgnoringCase(*framework, "VPAID")
+                   ? ", a VPAID program that needs a player of its own"
+                   : ", for " + *framework;
     }
 
     static std::string idOf(const std::optional<std::string>& id) { return id ? ", id " + *id : ""; }
