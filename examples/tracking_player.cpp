@@ -39,8 +39,9 @@ struct Player : VKTVASTManagerDelegate, VKTVASTAdAdapterProtocol, VKTTrackingEve
 
 void play(const std::shared_ptr<Player>& player, const VKTVASTAd& ad, const VKTVASTCreativeLinear& creative) {
     if (!creative.mostAppropriateMediaFile()) {
-        return player->vastPixels->callVASTErrorPixels(
+        player->vastPixels->callVASTErrorPixels(
             ad.errorPixels(), VKTVASTError::VAST_LINEAR_ERROR_MEDIA_NO_VALID_FORMAT().VASTCode());
+        return;
     }
     const double duration = VKTTimeUtils::timeIntervalFromVASTDuration(creative.duration().value_or(""));
     const auto tracking = VKTVideoTrackingEventManager::initWithEventFactory(

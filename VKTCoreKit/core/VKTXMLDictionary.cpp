@@ -207,6 +207,7 @@ VKTXMLDictionaryParser VKTXMLDictionaryParser::copy() const {
 
 std::optional<VKTDictionary> VKTXMLDictionaryParser::vkt_dictionaryWithParser(VKTXMLEventReader& reader) {
     parsingError_.reset();
+    rootName_.clear();
     reader.parse(*this);
     std::optional<VKTDictionary> root = std::move(root_);
     root_.reset();
@@ -252,6 +253,7 @@ void VKTXMLDictionaryParser::didStartElement(std::string_view name,
     endText();
     const bool isNamed = nodeNameMode == VKTXMLDictionaryNodeNameModeAlways ||
                          (nodeNameMode == VKTXMLDictionaryNodeNameModeRootOnly && !root_);
+    if (!root_) rootName_ = name;
     VKTDictionary* node = root_ ? openChild(name) : openRoot(name);
     stack_.push_back(node);
     node->reserve(attributes.size() + 1);
@@ -327,10 +329,21 @@ void VKTXMLDictionaryParser::collapseOrStrip(VKTDictionary& node, std::string_vi
             parent.remove(elementName);
         } else {
             siblings->pop_back();
+            if (markStrippedNodes) markStripped(parent, elementName, siblings->size());
         }
     } else if (!hasText && !collapseTextNodes) {
         node.set(VKTXMLDictionaryTextKey, "");
     }
+}
+
+void VKTXMLDictionaryParser::markStripped(VKTDictionary& parent, std::string_view elementName,
+                                          std::size_t keptBefore) {
+    VKTValue& marks = parent[VKTXMLDictionaryStrippedKey];
+    if (marks.isNull()) marks = VKTDictionary();
+    VKTValue& positions = (*marks.asDictionary())[elementName];
+    if (positions.isNull()) positions = VKTArray();
+    VKTArray& list = *positions.asArray();
+    list.emplace_back(static_cast<std::int64_t>(keptBefore + list.size() + 1));
 }
 
 void VKTXMLDictionaryParser::endText() {

@@ -40,6 +40,10 @@ inline constexpr std::string_view VKTXMLDictionaryCommentsKey = "__comments";
 inline constexpr std::string_view VKTXMLDictionaryTextKey = "__text";
 inline constexpr std::string_view VKTXMLDictionaryNodeNameKey = "__name";
 
+/// With `markStrippedNodes`, in a node from which children were stripped: a dictionary that has, for each
+/// name, the positions of those children among all of that name, from 1. No element or attribute has this name.
+inline constexpr std::string_view VKTXMLDictionaryStrippedKey = "#stripped";
+
 /// How a document becomes a tree. Every reader of ad documents relies on the defaults.
 struct VKTXMLDictionarySettings {
     bool collapseTextNodes = false;  ///< replace a text-only node by its text
@@ -47,6 +51,7 @@ struct VKTXMLDictionarySettings {
     bool trimWhiteSpace = true;      ///< trim each text run
     bool alwaysUseArrays = true;     ///< store even a single child in an array
     bool preserveComments = false;   ///< keep comments under "__comments"
+    bool markStrippedNodes = false;  ///< remember where, under "#stripped"; with `alwaysUseArrays` only
     bool wrapRootNode = false;       ///< return { root name: root node } instead of the root node
     VKTXMLDictionaryAttributesMode attributesMode = VKTXMLDictionaryAttributesModePrefixed;
     VKTXMLDictionaryNodeNameMode nodeNameMode = VKTXMLDictionaryNodeNameModeRootOnly;
@@ -78,6 +83,10 @@ class VKTXMLDictionaryParser final : public VKTXMLDictionarySettings, private VK
     /// What the reader said of the last document, if it was not well formed.
     [[nodiscard]] const std::optional<VKTError>& parsingError() const { return parsingError_; }
 
+    /// The name of the last document's root as written, also when the document broke off after it; empty when
+    /// it has none. Unlike "__name" no attribute can pretend to be it.
+    [[nodiscard]] const std::string& rootName() const { return rootName_; }
+
     /// Serialises a value as the XML of an element called `nodeName`: an array as one element per entry,
     /// joined by line feeds; a dictionary as an element with its attributes and inner XML; anything else as
     /// an element around its description.
@@ -96,12 +105,14 @@ class VKTXMLDictionaryParser final : public VKTXMLDictionarySettings, private VK
     VKTDictionary* openRoot(std::string_view name);
     VKTDictionary* openChild(std::string_view name);
     void collapseOrStrip(VKTDictionary& node, std::string_view elementName) const;
+    static void markStripped(VKTDictionary& parent, std::string_view elementName, std::size_t keptBefore);
 
     // Working fields, empty between parses. An open node never moves: only the innermost one grows.
     std::optional<VKTDictionary> root_;
     std::vector<VKTDictionary*> stack_;
     std::string text_;
     std::optional<VKTError> parsingError_;
+    std::string rootName_;
 };
 
 /// Bytes of the largest file read: the same as of an HTTP body.

@@ -58,7 +58,7 @@ void VKTOpenMeasurementManager::callVerificationNotSupportedTrackingEvents(
         if (event->eventName() != notExecutedName) continue;
         auto url = VKTURL::URLWithString(
             vkt_replacingOccurrences(event->eventURL().absoluteString(), reasonMacro, notSupportedReason));
-        if (url) pixels.push_back(VKTPixel::initWithUrl(std::move(*url)));
+        if (url) pixels.push_back(VKTPixel::initWithUrl(std::move(*url), event->eventName()));
     }
     pixelManager_->addPixels(pixels);
     pixelManager_->callPixels();

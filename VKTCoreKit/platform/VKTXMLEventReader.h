@@ -10,6 +10,10 @@
 /// Domain of XML errors; the code is the reader's own, the description names the line and column.
 inline constexpr const char* VKTXMLErrorDomain = "NSXMLParserErrorDomain";
 
+/// User-info keys of the line and column of such an error, from 1; `std::int64_t`.
+inline constexpr const char* VKTXMLErrorLineKey = "VKTXMLErrorLine";
+inline constexpr const char* VKTXMLErrorColumnKey = "VKTXMLErrorColumn";
+
 struct VKTXMLAttribute {
     std::string_view name;  ///< as written, prefix kept
     std::string_view value;

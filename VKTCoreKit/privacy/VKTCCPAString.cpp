@@ -21,8 +21,10 @@ bool VKTCCPAString::hasInvalidCharacters(std::string_view string, std::size_t fr
     return false;
 }
 
-bool VKTCCPAString::canSendIDs() const {
-    return isValid_ && CCPAString_[2] != 'Y';
+VKTConsentVerdict VKTCCPAString::verdictOnIDs(std::string_view key) const {
+    if (!isValid_) return {VKTConsentDecisionRefused, {{VKTConsentRuleUSPrivacyForm, key}}};
+    if (CCPAString_[2] == 'Y') return {VKTConsentDecisionRefused, {{VKTConsentRuleOptedOutOfSale}}};
+    return {VKTConsentDecisionAllowed, {{VKTConsentRuleNotOptedOutOfSale}}};
 }
 
 std::string VKTCCPAString::description() const {

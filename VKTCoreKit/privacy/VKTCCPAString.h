@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/privacy/VKTConsentVerdict.h"
+
 /// Four characters: the version "1", then whether notice was given, whether the user opted out of the sale of
 /// personal data, and whether the limited service provider agreement covers it, each "Y", "N" or "-". A
 /// value.
@@ -20,8 +22,10 @@ class VKTCCPAString {
     [[nodiscard]] bool isValid() const { return isValid_; }
     [[nodiscard]] int version() const { return isValid_ ? 1 : -1; }
 
-    /// Valid, and the user has not opted out of sale.
-    [[nodiscard]] bool canSendIDs() const;
+    /// Refused, never undetermined, unless it is valid and the user has not opted out of sale. The signal
+    /// `key` (a constant) is named in the verdict on an invalid one.
+    [[nodiscard]] VKTConsentVerdict verdictOnIDs(std::string_view key = {}) const;
+    [[nodiscard]] bool canSendIDs() const { return verdictOnIDs().decision == VKTConsentDecisionAllowed; }
 
     [[nodiscard]] std::string description() const;
 

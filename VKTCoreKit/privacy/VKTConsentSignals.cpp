@@ -1,28 +1,44 @@
 #include "VKTCoreKit/privacy/VKTConsentSignals.h"
 
-#include <algorithm>
 #include <utility>
 
-std::optional<VKTValue> VKTConsentReader::valueForKey(std::string_view key) {
-    VKTStoredValue stored = store_.readObjectForKey(key);
-    if (stored.status == VKTStoredValue::Present) return std::move(stored.value);
-    if (stored.status == VKTStoredValue::Unreadable) hasFailed_ = true;
-    return std::nullopt;
+namespace {
+
+std::string_view typeOf(const VKTValue& value) {
+    if (value.asString()) return "a text";
+    if (value.asInteger() || value.asUnsignedInteger()) return "an integer";
+    if (value.asDouble()) return "a double";
+    if (value.asBool()) return "a boolean";
+    if (value.asBytes()) return "bytes";
+    if (value.asDate()) return "a date";
+    return value.asArray() ? "an array" : "a dictionary";
 }
 
-std::optional<std::string> VKTConsentReader::stringForKey(std::string_view key) {
-    const auto value = valueForKey(key);
-    const std::string* text = value ? value->asString() : nullptr;
-    return text ? std::optional(*text) : std::nullopt;
+}  // namespace
+
+VKTPrivacyReading<VKTValue> vkt_readConsentValue(const VKTPropertyCacheManager& store, std::string_view key) {
+    VKTStoredValue stored = store.readObjectForKey(key);
+    if (stored.status == VKTStoredValue::Unreadable)
+        return {std::nullopt, true, {VKTConsentRuleSignalUnreadable, key}};
+    if (stored.status == VKTStoredValue::Absent)
+        return {std::nullopt, false, {VKTConsentRuleSignalMissing, key}};
+    return {std::move(stored.value), false, {VKTConsentRuleSignalPresent, key}};
 }
 
-std::optional<VKTNumber> VKTConsentReader::numberForKey(std::string_view key) {
-    const auto value = valueForKey(key);
-    return value ? value->asNumber() : std::nullopt;
+VKTPrivacyReading<std::string> vkt_readConsentText(const VKTPropertyCacheManager& store,
+                                                   std::string_view key) {
+    const auto [value, isUnreadable, signal] = vkt_readConsentValue(store, key);
+    if (!value) return {std::nullopt, isUnreadable, signal};
+    if (const std::string* text = value->asString()) return {*text, false, signal};
+    return {std::nullopt, false, {VKTConsentRuleSignalNotText, key, 0, typeOf(*value)}};
 }
 
-std::optional<std::string> vkt_storedString(const VKTPropertyCacheManager& store, std::string_view key) {
-    return VKTConsentReader(store).stringForKey(key);
+VKTPrivacyReading<VKTNumber> vkt_readConsentNumber(const VKTPropertyCacheManager& store,
+                                                   std::string_view key) {
+    const auto [value, isUnreadable, signal] = vkt_readConsentValue(store, key);
+    if (!value) return {std::nullopt, isUnreadable, signal};
+    if (const auto number = value->asNumber()) return {*number, false, signal};
+    return {std::nullopt, false, {VKTConsentRuleSignalNotNumber, key, 0, typeOf(*value)}};
 }
 
 std::optional<char> vkt_consentFlag(std::string_view flags, std::size_t number) {
@@ -37,8 +53,9 @@ bool vkt_hasConsentFlag(std::string_view flags, std::size_t number) {
     return vkt_consentFlag(flags, number) == '1';
 }
 
-bool vkt_hasConsentForIDPurposes(std::string_view purposeFlags) {
-    return std::all_of(
-        VKTConsentIDPurposes.begin(), VKTConsentIDPurposes.end(),
-        [purposeFlags](std::size_t purpose) { return vkt_hasConsentFlag(purposeFlags, purpose); });
+std::uint32_t vkt_missingIDPurposes(std::string_view purposeFlags) {
+    std::uint32_t missing = 0;
+    for (const std::size_t purpose : VKTConsentIDPurposes)
+        if (!vkt_hasConsentFlag(purposeFlags, purpose)) missing |= 1U << purpose;
+    return missing;
 }

@@ -5,12 +5,13 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "VKTCoreKit/core/VKTPropertyCacheManager.h"
-#include "VKTCoreKit/privacy/VKTConsentDecision.h"
+#include "VKTCoreKit/privacy/VKTPrivacyReading.h"
 
 // Texts, unless said otherwise.
 inline constexpr std::string_view VKTConsentKeyTCFString = "IABTCF_TCString";
@@ -34,34 +35,24 @@ inline constexpr std::size_t VKTConsentVendorID = 45;
 /// The purposes that identifiers need.
 inline constexpr std::array<std::size_t, 5> VKTConsentIDPurposes{1, 2, 4, 7, 10};
 
-/// Reads the signals of one decision and remembers whether one of them could not be read. Of those it gives
-/// nothing, as of missing ones, so whoever decides asks at the end. For one thread; the store must outlive
-/// it.
-class VKTConsentReader {
-  public:
-    explicit VKTConsentReader(const VKTPropertyCacheManager& store) : store_(store) {}
-
-    /// Nothing when there is none, one of another type, or one that cannot be read.
-    std::optional<VKTValue> valueForKey(std::string_view key);
-    std::optional<std::string> stringForKey(std::string_view key);
-    std::optional<VKTNumber> numberForKey(std::string_view key);
-
-    /// Whether any signal so far could not be read.
-    [[nodiscard]] bool hasFailed() const { return hasFailed_; }
-
-    /// The decision itself, which is refused when it rests on a signal that could not be read.
-    [[nodiscard]] VKTConsentDecision checked(VKTConsentDecision decision) const {
-        return hasFailed_ ? VKTConsentDecisionRefused : decision;
-    }
-
-  private:
-    const VKTPropertyCacheManager& store_;
-    bool hasFailed_ = false;
+/// Each signal, with the type in which it is read.
+inline constexpr std::array VKTConsentTextSignals{
+    VKTConsentKeyTCFString,         VKTConsentKeyLegacyTCFString,
+    VKTConsentKeyPurposeConsents,   VKTConsentKeyVendorConsents,
+    VKTConsentKeyCCPAString,        VKTConsentKeyGPPString,
+    VKTConsentKeyGPPSIDs,           VKTConsentKeyGPPSectionTCF,
+    VKTConsentKeyGPPSectionCCPA,    VKTConsentKeyGPPPurposeConsents,
+    VKTConsentKeyGPPVendorConsents, VKTConsentKeyGPPSpecialFeatures,
 };
+inline constexpr std::array VKTConsentNumberSignals{VKTConsentKeyGDPRApplies, VKTConsentKeyGPPVersion};
 
-/// The text stored under `key`; nothing when there is none, one that cannot be read, or a value of another
-/// type. To be shown, not to decide by.
-std::optional<std::string> vkt_storedString(const VKTPropertyCacheManager& store, std::string_view key);
+/// What stands under `key`, a constant, of which the reading's clause keeps the characters. Nothing of a
+/// signal of another type or one that cannot be read; the latter refuses whatever rests on it.
+VKTPrivacyReading<VKTValue> vkt_readConsentValue(const VKTPropertyCacheManager& store, std::string_view key);
+VKTPrivacyReading<std::string> vkt_readConsentText(const VKTPropertyCacheManager& store,
+                                                   std::string_view key);
+VKTPrivacyReading<VKTNumber> vkt_readConsentNumber(const VKTPropertyCacheManager& store,
+                                                   std::string_view key);
 
 /// The flag of `number` (from 1): of a character outside ASCII its first byte. Nothing when there are fewer.
 std::optional<char> vkt_consentFlag(std::string_view flags, std::size_t number);
@@ -69,5 +60,5 @@ std::optional<char> vkt_consentFlag(std::string_view flags, std::size_t number);
 /// Whether that flag is there and "1".
 bool vkt_hasConsentFlag(std::string_view flags, std::size_t number);
 
-/// Whether the flags of all purposes that identifiers need are "1".
-bool vkt_hasConsentForIDPurposes(std::string_view purposeFlags);
+/// The purposes that identifiers need and whose flags are not "1": bit n stands for purpose n.
+std::uint32_t vkt_missingIDPurposes(std::string_view purposeFlags);

@@ -24,6 +24,8 @@ bool contains(const std::vector<std::int32_t>& IDs, std::int32_t ID) {
     return std::find(IDs.begin(), IDs.end(), ID) != IDs.end();
 }
 
+const VKTConsentClause sectionIDTooLarge{VKTConsentRuleGPPSectionIDTooLarge, VKTConsentKeyGPPSIDs};
+
 }  // namespace
 
 VKTGPPString VKTGPPString::initWithGPPString(
@@ -38,8 +40,16 @@ VKTGPPString::VKTGPPString(std::string GPPString, std::string GPPSIDString, std:
     : GPPString_(std::move(GPPString)),
       GPPSIDString_(std::move(GPPSIDString)),
       version_(GPPVersionFromInteger(gppVersion)),
-      isValid_(version_ == 1 && isRawGPPStringValid(GPPString_) && isRawGPPSIDStringValid(GPPSIDString_)),
+      fault_(findFault()),
       propertyCacheManager_(std::move(propertyCacheManager)) {}
+
+std::optional<VKTConsentClause> VKTGPPString::findFault() const {
+    if (version_ != 1) return {{VKTConsentRuleGPPVersionUnknown, VKTConsentKeyGPPVersion}};
+    if (!isRawGPPStringValid(GPPString_)) return {{VKTConsentRuleGPPStringForm, VKTConsentKeyGPPString}};
+    if (!isRawGPPSIDStringValid(GPPSIDString_))
+        return {{VKTConsentRuleGPPSectionIDsForm, VKTConsentKeyGPPSIDs}};
+    return std::nullopt;
+}
 
 int VKTGPPString::GPPVersionFromInteger(std::int64_t integer) {
     return integer == 1 ? 1 : -1;
@@ -69,38 +79,54 @@ std::optional<std::vector<std::int32_t>> VKTGPPString::gppSIDsFromRawGPPSIDStrin
     return IDs;
 }
 
-VKTConsentDecision VKTGPPString::canSendIDs() const {
-    const auto IDs = isValid_ ? gppSIDsFromRawGPPSIDString(GPPSIDString_) : std::nullopt;
-    if (!IDs) return VKTConsentDecisionUndetermined;
-    VKTConsentReader reader(*propertyCacheManager_);
-    const bool isTCFListed = contains(*IDs, TCFSectionID);
-    const bool isCCPAListed = contains(*IDs, CCPASectionID);
+VKTConsentVerdict VKTGPPString::verdictOnIDs() const {
+    if (fault_) return {VKTConsentDecisionUndetermined, {*fault_}};
+    const auto IDs = gppSIDsFromRawGPPSIDString(GPPSIDString_);
+    if (!IDs) return {VKTConsentDecisionUndetermined, {sectionIDTooLarge}};
+    std::vector<VKTConsentVerdict> sections;
+    if (contains(*IDs, TCFSectionID)) sections.push_back(verdictOfTCFSection(false));
+    if (contains(*IDs, CCPASectionID)) sections.push_back(verdictOfCCPASection());
+    if (sections.empty()) return {VKTConsentDecisionAllowed, {{VKTConsentRuleGPPNoSectionApplies}}};
+    const bool isReadable = std::none_of(sections.begin(), sections.end(),
+                                         [](const auto& section) { return section.restsOnUnreadable(); });
     // The numbers rise with the weight: allowed by both, refused by one, undetermined by one.
-    const auto byTCF = isTCFListed ? TCFSectionDecision(reader, false) : VKTConsentDecisionAllowed;
-    const auto byCCPA = isCCPAListed ? CCPASectionDecision(reader) : VKTConsentDecisionAllowed;
-    return reader.checked(std::max(byTCF, byCCPA));
+    VKTConsentVerdict verdict{VKTConsentDecisionAllowed, {}};
+    for (const VKTConsentVerdict& section : sections)
+        verdict.decision = std::max(verdict.decision, section.decision);
+    if (!isReadable) verdict.decision = VKTConsentDecisionRefused;
+    for (const auto& [decision, clauses] : sections)
+        if (decision == verdict.decision)
+            verdict.clauses.insert(verdict.clauses.end(), clauses.begin(), clauses.end());
+    return verdict;
 }
 
-VKTConsentDecision VKTGPPString::canSendLocation() const {
-    const auto IDs = isValid_ ? gppSIDsFromRawGPPSIDString(GPPSIDString_) : std::nullopt;
-    if (!IDs) return VKTConsentDecisionUndetermined;
-    if (!contains(*IDs, TCFSectionID)) return VKTConsentDecisionAllowed;
-    VKTConsentReader reader(*propertyCacheManager_);
-    return reader.checked(TCFSectionDecision(reader, true));
+VKTConsentVerdict VKTGPPString::verdictOnLocation() const {
+    if (fault_) return {VKTConsentDecisionUndetermined, {*fault_}};
+    const auto IDs = gppSIDsFromRawGPPSIDString(GPPSIDString_);
+    if (!IDs) return {VKTConsentDecisionUndetermined, {sectionIDTooLarge}};
+    if (contains(*IDs, TCFSectionID)) return verdictOfTCFSection(true);
+    return {VKTConsentDecisionAllowed, {{VKTConsentRuleGPPSectionTCFNotListed}}};
 }
 
-VKTConsentDecision VKTGPPString::TCFSectionDecision(VKTConsentReader& reader, bool isAboutLocation) const {
-    auto section = reader.stringForKey(VKTConsentKeyGPPSectionTCF);
-    if (!section) return VKTConsentDecisionUndetermined;
-    const auto string = VKTTCFString::initWithTCFString(std::move(*section), true, propertyCacheManager_);
-    if (!string.isValid()) return VKTConsentDecisionUndetermined;
-    return isAboutLocation ? string.decisionOnLocation(reader) : string.decisionOnIDs(reader);
+VKTConsentVerdict VKTGPPString::verdictOfTCFSection(bool isAboutLocation) const {
+    const VKTConsentClause applies{VKTConsentRuleGPPSectionTCFApplies};
+    auto section = vkt_readConsentText(*propertyCacheManager_, VKTConsentKeyGPPSectionTCF);
+    if (section.isUnreadable) return {VKTConsentDecisionRefused, {applies, section.signal}};
+    if (!section.value) return {VKTConsentDecisionUndetermined, {applies, section.signal}};
+    const auto string =
+        VKTTCFString::initWithTCFString(std::move(*section.value), true, propertyCacheManager_);
+    if (const auto fault = string.fault(VKTConsentKeyGPPSectionTCF))
+        return {VKTConsentDecisionUndetermined, {applies, *fault}};
+    return (isAboutLocation ? string.verdictOnLocation() : string.verdictOnIDs()).under(applies);
 }
 
-VKTConsentDecision VKTGPPString::CCPASectionDecision(VKTConsentReader& reader) {
-    auto section = reader.stringForKey(VKTConsentKeyGPPSectionCCPA);
-    if (!section) return VKTConsentDecisionUndetermined;
-    const auto string = VKTCCPAString::initWithCCPAString(std::move(*section));
-    if (!string.isValid()) return VKTConsentDecisionUndetermined;
-    return string.canSendIDs() ? VKTConsentDecisionAllowed : VKTConsentDecisionRefused;
+VKTConsentVerdict VKTGPPString::verdictOfCCPASection() const {
+    const VKTConsentClause applies{VKTConsentRuleGPPSectionUSPrivacyApplies};
+    auto section = vkt_readConsentText(*propertyCacheManager_, VKTConsentKeyGPPSectionCCPA);
+    if (section.isUnreadable) return {VKTConsentDecisionRefused, {applies, section.signal}};
+    if (!section.value) return {VKTConsentDecisionUndetermined, {applies, section.signal}};
+    const auto string = VKTCCPAString::initWithCCPAString(std::move(*section.value));
+    VKTConsentVerdict verdict = string.verdictOnIDs(VKTConsentKeyGPPSectionCCPA).under(applies);
+    if (!string.isValid()) verdict.decision = VKTConsentDecisionUndetermined;
+    return verdict;
 }

@@ -9,9 +9,7 @@
 #include <vector>
 
 #include "VKTCoreKit/core/VKTPropertyCacheManager.h"
-#include "VKTCoreKit/privacy/VKTConsentDecision.h"
-
-class VKTConsentReader;
+#include "VKTCoreKit/privacy/VKTConsentVerdict.h"
 
 /// Judges both strings by their form and decides by the sections 2 (TCF EU v2) and 6 (US Privacy) that the
 /// consent platform stores beside them. A value; the decisions read the store at each call, on any thread.
@@ -39,27 +37,29 @@ class VKTGPPString {
     [[nodiscard]] const std::string& GPPString() const { return GPPString_; }
     [[nodiscard]] const std::string& GPPSIDString() const { return GPPSIDString_; }
     [[nodiscard]] int version() const { return version_; }  ///< 1, or -1 when unknown
-    [[nodiscard]] bool isValid() const { return isValid_; }
+    [[nodiscard]] bool isValid() const { return !fault_; }
     [[nodiscard]] const std::shared_ptr<const VKTPropertyCacheManager>& propertyCacheManager() const {
         return propertyCacheManager_;
     }
 
     /// Undetermined when the strings are not valid, or a section that applies is missing or not valid.
     /// Refused when what is read of a section that applies cannot be read, whatever the other section says.
-    [[nodiscard]] VKTConsentDecision canSendIDs() const;
-    [[nodiscard]] VKTConsentDecision canSendLocation() const;
+    [[nodiscard]] VKTConsentVerdict verdictOnIDs() const;
+    [[nodiscard]] VKTConsentVerdict verdictOnLocation() const;
+    [[nodiscard]] VKTConsentDecision canSendIDs() const { return verdictOnIDs().decision; }
+    [[nodiscard]] VKTConsentDecision canSendLocation() const { return verdictOnLocation().decision; }
 
   private:
     VKTGPPString(std::string GPPString, std::string GPPSIDString, std::int64_t gppVersion,
                  std::shared_ptr<const VKTPropertyCacheManager> propertyCacheManager);
 
-    // As if what cannot be read were missing; the reader remembers it.
-    [[nodiscard]] VKTConsentDecision TCFSectionDecision(VKTConsentReader& reader, bool isAboutLocation) const;
-    static VKTConsentDecision CCPASectionDecision(VKTConsentReader& reader);
+    [[nodiscard]] std::optional<VKTConsentClause> findFault() const;
+    [[nodiscard]] VKTConsentVerdict verdictOfTCFSection(bool isAboutLocation) const;
+    [[nodiscard]] VKTConsentVerdict verdictOfCCPASection() const;
 
     std::string GPPString_;
     std::string GPPSIDString_;
     int version_;
-    bool isValid_;
+    std::optional<VKTConsentClause> fault_;
     std::shared_ptr<const VKTPropertyCacheManager> propertyCacheManager_;
 };

@@ -53,13 +53,23 @@ VKTIdentity::VKTIdentity(std::shared_ptr<VKTIdentityProvider> identityProvider, 
 
     if (customIdentifier_) {
         type_ = VKTIdentityTypeCustomIdentifier;
+        typeReason_ = "a custom identifier is given";
         identity_ = *customIdentifier_;
     } else if (ifa_) {
         type_ = VKTIdentityTypeAdvertisingID;
+        typeReason_ = "no custom identifier is given and the advertising identifier is valid";
         identity_ = *ifa_;
     } else if (transientId_) {
         type_ = VKTIdentityTypeTransientID;
+        typeReason_ =
+            "no custom identifier is given, the advertising identifier is not valid and transient IDs are "
+            "enabled";
         identity_ = *transientId_;
+    } else {
+        typeReason_ =
+            "no custom identifier is given, the advertising identifier is not valid and transient IDs are "
+            "not "
+            "enabled";
     }
 }
 
@@ -70,7 +80,7 @@ bool VKTIdentity::isValidUUID(std::string_view string) {
 std::string VKTIdentity::retrieveTransientIDWithProvider(VKTIdentityProvider& provider) {
     TransientIDState& state = transientIDState();
     const VKTLock lock(state.mutex);
-    const auto [stored, isUnreadable] = provider.readTransientID();
+    const auto [stored, isUnreadable, signal] = provider.readTransientID();
     const auto isValid = [now = provider.currentDate()](const std::optional<VKTTransientID>& ID) {
         return ID && isValidTransientIDWithGenerationDate(ID->lastGeneration, now);
     };
@@ -88,28 +98,41 @@ bool VKTIdentity::isValidTransientIDWithGenerationDate(VKTDate date, VKTDate now
     return now - transientIDLifetime < date && date < now + transientIDLifetime;
 }
 
-bool VKTIdentity::canSendIDs() const {
+VKTConsentVerdict VKTIdentity::verdictOnIDs() const {
     const auto GPP = identityProvider_->readGPPString();
-    if (GPP.isUnreadable) return false;
-    if (GPP.value) {
-        const auto decision = GPP.value->canSendIDs();
-        if (decision != VKTConsentDecisionUndetermined) return decision == VKTConsentDecisionAllowed;
-    }
-    const auto TCF = identityProvider_->readTCFString();
-    if (TCF.isUnreadable) return false;
-    if (TCF.value) return TCF.value->canSendIDs() == VKTConsentDecisionAllowed;
-    const auto applies = identityProvider_->readTCFGDPRApplies();
-    return !applies.isUnreadable && applies.value != 1;
+    if (GPP.isUnreadable) return {VKTConsentDecisionRefused, {GPP.signal}};
+    if (!GPP.value) return verdictWithoutGPP();
+    VKTConsentVerdict verdict = GPP.value->verdictOnIDs();
+    if (verdict.decision == VKTConsentDecisionUndetermined)
+        return verdictWithoutGPP().under({VKTConsentRuleGPPLeavesItOpen});
+    return std::move(verdict).under({VKTConsentRuleGPPDecides});
 }
 
-bool VKTIdentity::canSendLocation() const {
-    const auto [string, isUnreadable] = identityProvider_->readGPPString();
-    if (isUnreadable) return false;
-    return !string || !string->isValid() || string->canSendLocation() != VKTConsentDecisionRefused;
+VKTConsentVerdict VKTIdentity::verdictWithoutGPP() const {
+    const auto TCF = identityProvider_->readTCFString();
+    if (TCF.isUnreadable) return {VKTConsentDecisionRefused, {TCF.signal}};
+    if (TCF.value) return TCF.value->verdictOnIDs().under({VKTConsentRuleTCFDecides});
+    const VKTConsentClause noString{VKTConsentRuleTCFMissing};
+    const auto [applies, isUnreadable, signal] = identityProvider_->readTCFGDPRApplies();
+    if (isUnreadable) return {VKTConsentDecisionRefused, {noString, signal}};
+    if (applies == -1)
+        return {VKTConsentDecisionAllowed, {noString, {VKTConsentRuleGDPRNotSaidToApply, signal.key}}};
+    return {applies == 1 ? VKTConsentDecisionRefused : VKTConsentDecisionAllowed,
+            {noString, {VKTConsentRuleGDPRCountsAs, signal.key, *applies}}};
+}
+
+VKTConsentVerdict VKTIdentity::verdictOnLocation() const {
+    const auto [string, isUnreadable, signal] = identityProvider_->readGPPString();
+    if (isUnreadable) return {VKTConsentDecisionRefused, {signal}};
+    if (!string) return {VKTConsentDecisionAllowed, {{VKTConsentRuleGPPMissing}}};
+    VKTConsentVerdict verdict = string->verdictOnLocation();
+    if (verdict.decision == VKTConsentDecisionUndetermined)
+        return {VKTConsentDecisionAllowed, {{VKTConsentRuleGPPLeavesLocationOpen}}};
+    return std::move(verdict).under({VKTConsentRuleGPPDecides});
 }
 
 bool VKTIdentity::tcfPurposesAreValid(std::string_view purposes) {
-    return isValidTCFBooleanStringArray(purposes) && vkt_hasConsentForIDPurposes(purposes);
+    return isValidTCFBooleanStringArray(purposes) && vkt_missingIDPurposes(purposes) == 0;
 }
 
 bool VKTIdentity::tcfVendorsAreValid(std::string_view vendors) {

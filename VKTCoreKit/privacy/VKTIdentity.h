@@ -43,6 +43,9 @@ class VKTIdentity {
 
     [[nodiscard]] const std::string& identity() const { return identity_; }
     [[nodiscard]] VKTIdentityType type() const { return type_; }
+
+    /// Why it is of that type, a clause: "a custom identifier is given".
+    [[nodiscard]] std::string_view typeReason() const { return typeReason_; }
     [[nodiscard]] const std::optional<std::string>& ifa() const { return ifa_; }
     [[nodiscard]] const std::optional<std::string>& ifv() const { return ifv_; }
 
@@ -63,12 +66,16 @@ class VKTIdentity {
     }
 
     /// What the GPP string decides; else the TCF string; without one, whether the GDPR does not apply. A
-    /// plain US Privacy string has no say. Consent that cannot be read refuses: false when any signal that
-    /// the decision asks for cannot be read.
-    [[nodiscard]] bool canSendIDs() const;
+    /// plain US Privacy string has no say. Consent that cannot be read refuses: when any signal that the
+    /// decision asks for cannot be read. Never undetermined.
+    [[nodiscard]] VKTConsentVerdict verdictOnIDs() const;
+    [[nodiscard]] bool canSendIDs() const { return verdictOnIDs().decision == VKTConsentDecisionAllowed; }
 
-    /// Unless a valid GPP string refuses, or what it is made of cannot be read.
-    [[nodiscard]] bool canSendLocation() const;
+    /// Allowed unless a valid GPP string refuses, or what it is made of cannot be read. Never undetermined.
+    [[nodiscard]] VKTConsentVerdict verdictOnLocation() const;
+    [[nodiscard]] bool canSendLocation() const {
+        return verdictOnLocation().decision == VKTConsentDecisionAllowed;
+    }
 
     /// For callers that judge stored flags themselves: "0" and "1" only, with those that identifiers need
     /// set. Of vendors 45 flags are enough, while the TCF string itself asks for 46.
@@ -82,6 +89,8 @@ class VKTIdentity {
     VKTIdentity(std::shared_ptr<VKTIdentityProvider> identityProvider, bool hashed, bool transientIDEnabled,
                 std::optional<std::string> customIdentifier);
 
+    [[nodiscard]] VKTConsentVerdict verdictWithoutGPP() const;
+
     const std::shared_ptr<VKTIdentityProvider> identityProvider_;
     const bool isHashed_;
     const bool isTransientIDEnabled_;
@@ -90,5 +99,6 @@ class VKTIdentity {
     std::optional<std::string> ifv_;
     std::optional<std::string> transientId_;
     VKTIdentityType type_ = VKTIdentityTypeNone;
+    std::string_view typeReason_;
     std::string identity_;
 };

@@ -31,12 +31,13 @@ VKTIdentityProvider::VKTIdentityProvider(std::shared_ptr<const VKTDevice> device
 
 VKTPrivacyReading<VKTTransientID> VKTIdentityProvider::readTransientID() const {
     // The date comes first: another process may write both meanwhile, the value before the date.
-    const VKTStoredValue date = propertyCacheManager_->readObjectForKey(VKTTransientIDLastGenerationKey);
-    const VKTStoredValue value = propertyCacheManager_->readObjectForKey(VKTTransientIDKey);
-    if (date.status == VKTStoredValue::Unreadable || value.status == VKTStoredValue::Unreadable)
-        return {std::nullopt, true};
-    if (!value.value.asString() || !date.value.asDate()) return {};
-    return {VKTTransientID{*value.value.asString(), *date.value.asDate()}};
+    const auto date = vkt_readConsentValue(*propertyCacheManager_, VKTTransientIDLastGenerationKey);
+    const auto value = vkt_readConsentText(*propertyCacheManager_, VKTTransientIDKey);
+    if (date.isUnreadable || value.isUnreadable)
+        return {std::nullopt, true, date.isUnreadable ? date.signal : value.signal};
+    const VKTDate* made = date.value ? date.value->asDate() : nullptr;
+    if (!value.value || !made) return {std::nullopt, false, value.value ? date.signal : value.signal};
+    return {VKTTransientID{*value.value, *made}, false, value.signal};
 }
 
 VKTTransientID VKTIdentityProvider::makeTransientID() const {
@@ -52,11 +53,12 @@ std::string VKTIdentityProvider::generateNewTransientID() {
 }
 
 VKTPrivacyReading<VKTTCFString> VKTIdentityProvider::readTCFString() const {
-    VKTConsentReader reader(*propertyCacheManager_);
-    auto string = reader.stringForKey(VKTConsentKeyTCFString);
-    if (!string && !reader.hasFailed()) string = reader.stringForKey(VKTConsentKeyLegacyTCFString);
-    if (!string) return {std::nullopt, reader.hasFailed()};
-    return {VKTTCFString::initWithTCFString(std::move(*string), false, propertyCacheManager_)};
+    auto text = vkt_readConsentText(*propertyCacheManager_, VKTConsentKeyTCFString);
+    if (!text.value && !text.isUnreadable)
+        text = vkt_readConsentText(*propertyCacheManager_, VKTConsentKeyLegacyTCFString);
+    if (!text.value) return {std::nullopt, text.isUnreadable, text.signal};
+    return {VKTTCFString::initWithTCFString(std::move(*text.value), false, propertyCacheManager_), false,
+            text.signal};
 }
 
 std::optional<std::string> VKTIdentityProvider::gdprConsentString() const {
@@ -65,41 +67,52 @@ std::optional<std::string> VKTIdentityProvider::gdprConsentString() const {
 }
 
 VKTPrivacyReading<std::int64_t> VKTIdentityProvider::readTCFGDPRApplies() const {
-    VKTConsentReader reader(*propertyCacheManager_);
-    const auto value = reader.valueForKey(VKTConsentKeyGDPRApplies);
-    if (reader.hasFailed()) return {std::nullopt, true};
-    if (!value) return {-1};
-    if (const std::string* text = value->asString()) return {vkt_integerValue(*text)};
-    return {value->asNumber().value_or(VKTNumber(0)).integerValue()};
+    const auto [value, isUnreadable, signal] =
+        vkt_readConsentValue(*propertyCacheManager_, VKTConsentKeyGDPRApplies);
+    if (isUnreadable) return {std::nullopt, true, signal};
+    if (!value) return {-1, false, signal};
+    if (const std::string* text = value->asString()) return {vkt_integerValue(*text), false, signal};
+    return {value->asNumber().value_or(VKTNumber(0)).integerValue(), false, signal};
 }
 
 std::optional<std::string> VKTIdentityProvider::TCFPurposeConsents() const {
-    return storedString(VKTConsentKeyPurposeConsents);
+    return vkt_readConsentText(*propertyCacheManager_, VKTConsentKeyPurposeConsents).value;
 }
 
 std::optional<std::string> VKTIdentityProvider::TCFVendorConsents() const {
-    return storedString(VKTConsentKeyVendorConsents);
+    return vkt_readConsentText(*propertyCacheManager_, VKTConsentKeyVendorConsents).value;
 }
 
 VKTPrivacyReading<VKTCCPAString> VKTIdentityProvider::readCCPAString() const {
-    VKTConsentReader reader(*propertyCacheManager_);
-    auto string = reader.stringForKey(VKTConsentKeyCCPAString);
-    if (!string) return {std::nullopt, reader.hasFailed()};
-    return {VKTCCPAString::initWithCCPAString(std::move(*string))};
+    auto text = vkt_readConsentText(*propertyCacheManager_, VKTConsentKeyCCPAString);
+    if (!text.value) return {std::nullopt, text.isUnreadable, text.signal};
+    return {VKTCCPAString::initWithCCPAString(std::move(*text.value)), false, text.signal};
 }
 
 VKTPrivacyReading<VKTGPPString> VKTIdentityProvider::readGPPString() const {
-    VKTConsentReader reader(*propertyCacheManager_);
-    auto string = reader.stringForKey(VKTConsentKeyGPPString);
-    auto IDs = reader.stringForKey(VKTConsentKeyGPPSIDs);
-    if (!string || !IDs) return {std::nullopt, reader.hasFailed()};
-    const auto version = reader.numberForKey(VKTConsentKeyGPPVersion);
-    if (reader.hasFailed()) return {std::nullopt, true};
-    return {VKTGPPString::initWithGPPString(std::move(*string), std::move(*IDs),
-                                            version.value_or(VKTNumber(0)).integerValue(),
-                                            propertyCacheManager_)};
+    auto string = vkt_readConsentText(*propertyCacheManager_, VKTConsentKeyGPPString);
+    auto IDs = vkt_readConsentText(*propertyCacheManager_, VKTConsentKeyGPPSIDs);
+    for (const auto* text : {&string, &IDs})
+        if (text->isUnreadable) return {std::nullopt, true, text->signal};
+    for (const auto* text : {&string, &IDs})
+        if (!text->value) return {std::nullopt, false, text->signal};
+    const auto version = vkt_readConsentNumber(*propertyCacheManager_, VKTConsentKeyGPPVersion);
+    if (version.isUnreadable) return {std::nullopt, true, version.signal};
+    return {VKTGPPString::initWithGPPString(std::move(*string.value), std::move(*IDs.value),
+                                            version.value.value_or(VKTNumber(0)).integerValue(),
+                                            propertyCacheManager_),
+            false, string.signal};
 }
 
-std::optional<std::string> VKTIdentityProvider::storedString(std::string_view key) const {
-    return vkt_storedString(*propertyCacheManager_, key);
+std::vector<VKTConsentClause> VKTIdentityProvider::signalFaults() const {
+    std::vector<VKTConsentClause> faults;
+    const auto note = [&faults](const VKTConsentClause& signal) {
+        if (signal.rule != VKTConsentRuleSignalPresent && signal.rule != VKTConsentRuleSignalMissing)
+            faults.push_back(signal);
+    };
+    for (const std::string_view key : VKTConsentTextSignals)
+        note(vkt_readConsentText(*propertyCacheManager_, key).signal);
+    for (const std::string_view key : VKTConsentNumberSignals)
+        note(vkt_readConsentNumber(*propertyCacheManager_, key).signal);
+    return faults;
 }

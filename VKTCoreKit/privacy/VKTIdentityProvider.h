@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "VKTCoreKit/core/VKTPropertyCacheManager.h"
 #include "VKTCoreKit/platform/VKTClock.h"
@@ -70,14 +71,16 @@ class VKTIdentityProvider {
     [[nodiscard]] VKTPrivacyReading<VKTGPPString> readGPPString() const;
     [[nodiscard]] std::optional<VKTGPPString> GPPString() const { return readGPPString().value; }
 
+    /// Each stored signal that is not read, as it cannot be read or is of another type than its standard
+    /// says.
+    [[nodiscard]] std::vector<VKTConsentClause> signalFaults() const;
+
     [[nodiscard]] VKTDate currentDate() const { return clock_->now(); }
 
   private:
     VKTIdentityProvider(std::shared_ptr<const VKTDevice> device,
                         std::shared_ptr<VKTPropertyCacheManager> propertyCacheManager,
                         std::shared_ptr<const VKTClock> clock, std::shared_ptr<VKTRandomSource> random);
-
-    [[nodiscard]] std::optional<std::string> storedString(std::string_view key) const;
 
     const std::shared_ptr<const VKTDevice> device_;
     const std::shared_ptr<VKTPropertyCacheManager> propertyCacheManager_;

@@ -11,19 +11,38 @@ namespace {
 // One more than the vendor's number asks for.
 constexpr std::size_t vendorFlagsMinimumLength = 46;
 
-bool hasVendorConsent(std::string_view vendorFlags) {
-    return vkt_hasConsentFlag(vendorFlags, VKTConsentVendorID) &&
-           vkt_consentFlag(vendorFlags, vendorFlagsMinimumLength);
+using Clauses = std::vector<VKTConsentClause>;
+
+std::optional<VKTConsentRule> faultOf(const std::string& string) {
+    if (string.empty()) return VKTConsentRuleTCFStringEmpty;
+    if (!VKTUtils::isValidGDPRConsentString(string)) return VKTConsentRuleTCFStringNotBase64URL;
+    if (VKTTCFString::TCFVersionFromString(string) == -1) return VKTConsentRuleTCFVersionUnknown;
+    return std::nullopt;
 }
 
-int versionOf(const std::string& string) {
-    if (string.empty()) return -1;
-    if (VKTUtils::isValidGDPRConsentString(string)) return VKTTCFString::TCFVersionFromString(string);
-    VKTLog::sharedInstance()->logErrorWithFormat(
-        "Consent string '%@' is invalid! An valid IAB consent string must be encoded in base64url without "
-        "padding.",
-        string);
-    return -1;
+// By two texts of which one at least gives nothing: which, and what follows.
+std::optional<VKTConsentVerdict> verdictWithout(const VKTPrivacyReading<std::string>& first,
+                                                const VKTPrivacyReading<std::string>& second,
+                                                VKTConsentDecision ifMissing) {
+    for (const auto* reading : {&first, &second})
+        if (reading->isUnreadable) return {{VKTConsentDecisionRefused, {reading->signal}}};
+    for (const auto* reading : {&first, &second})
+        if (!reading->value) return {{ifMissing, {reading->signal}}};
+    return std::nullopt;
+}
+
+void addVendorFault(std::string_view flags, std::string_view key, Clauses& faults) {
+    const auto vendor = std::int64_t{VKTConsentVendorID};
+    if (!vkt_hasConsentFlag(flags, VKTConsentVendorID)) {
+        faults.push_back({VKTConsentRuleVendorNotConsented, key, vendor});
+    } else if (!vkt_consentFlag(flags, vendorFlagsMinimumLength)) {
+        faults.push_back({VKTConsentRuleVendorFlagsEndTooSoon, key, vendor});
+    }
+}
+
+VKTConsentVerdict verdictByFaults(Clauses faults, VKTConsentRule withoutFault) {
+    if (faults.empty()) return {VKTConsentDecisionAllowed, {{withoutFault}}};
+    return {VKTConsentDecisionRefused, std::move(faults)};
 }
 
 }  // namespace
@@ -39,8 +58,19 @@ VKTTCFString::VKTTCFString(std::string TCFString, bool isComingFromGPP,
                            std::shared_ptr<const VKTPropertyCacheManager> propertyCacheManager)
     : TCFString_(std::move(TCFString)),
       isComingFromGPP_(isComingFromGPP),
-      version_(versionOf(TCFString_)),
-      propertyCacheManager_(std::move(propertyCacheManager)) {}
+      fault_(faultOf(TCFString_)),
+      version_(fault_ ? -1 : TCFVersionFromString(TCFString_)),
+      propertyCacheManager_(std::move(propertyCacheManager)) {
+    if (fault_ != VKTConsentRuleTCFStringNotBase64URL) return;
+    VKTLog::sharedInstance()->logErrorWithFormat(
+        "Consent string '%@' is invalid! An valid IAB consent string must be encoded in base64url without "
+        "padding.",
+        TCFString_);
+}
+
+std::optional<VKTConsentClause> VKTTCFString::fault(std::string_view key) const {
+    return fault_ ? std::optional(VKTConsentClause{*fault_, key}) : std::nullopt;
+}
 
 int VKTTCFString::TCFVersionFromString(std::string_view string) {
     return string.empty() ? -1 : TCFVersionFromInteger(string.front() - 'A');
@@ -50,49 +80,51 @@ int VKTTCFString::TCFVersionFromInteger(std::int64_t integer) {
     return integer == 1 || integer == 2 ? static_cast<int>(integer) : -1;
 }
 
-VKTConsentDecision VKTTCFString::canSendIDs() const {
-    VKTConsentReader reader(*propertyCacheManager_);
-    return reader.checked(decisionOnIDs(reader));
-}
-
-VKTConsentDecision VKTTCFString::canSendLocation() const {
-    VKTConsentReader reader(*propertyCacheManager_);
-    return reader.checked(decisionOnLocation(reader));
-}
-
 VKTConsentDecision VKTTCFString::getIDConsentFromCacheForPurposeConsent(
     std::string_view purposeConsent, std::string_view vendorConsent) const {
-    VKTConsentReader reader(*propertyCacheManager_);
-    return reader.checked(decisionByFlags(reader, purposeConsent, vendorConsent));
+    return verdictByFlags(purposeConsent, vendorConsent).decision;
 }
 
-VKTConsentDecision VKTTCFString::decisionOnIDs(VKTConsentReader& reader) const {
+VKTConsentVerdict VKTTCFString::verdictOnIDs() const {
     if (isComingFromGPP_)
-        return decisionByFlags(reader, VKTConsentKeyGPPPurposeConsents, VKTConsentKeyGPPVendorConsents);
-    const auto applies = reader.numberForKey(VKTConsentKeyGDPRApplies);
-    if (!applies || *applies != VKTNumber(1)) return VKTConsentDecisionAllowed;
-    return decisionByFlags(reader, VKTConsentKeyPurposeConsents, VKTConsentKeyVendorConsents);
+        return verdictByFlags(VKTConsentKeyGPPPurposeConsents, VKTConsentKeyGPPVendorConsents);
+    const auto applies = vkt_readConsentNumber(*propertyCacheManager_, VKTConsentKeyGDPRApplies);
+    if (applies.isUnreadable) return {VKTConsentDecisionRefused, {applies.signal}};
+    if (!applies.value) return {VKTConsentDecisionAllowed, {applies.signal}};
+    const VKTConsentClause clause{VKTConsentRuleGDPRApplies, VKTConsentKeyGDPRApplies, *applies.value};
+    if (*applies.value != VKTNumber(1)) return {VKTConsentDecisionAllowed, {clause}};
+    return verdictByFlags(VKTConsentKeyPurposeConsents, VKTConsentKeyVendorConsents).under(clause);
 }
 
-VKTConsentDecision VKTTCFString::decisionOnLocation(VKTConsentReader& reader) const {
-    if (!isComingFromGPP_) return VKTConsentDecisionAllowed;
-    if (!isValid()) return VKTConsentDecisionRefused;
-    const auto vendors = reader.stringForKey(VKTConsentKeyGPPVendorConsents);
-    const auto features = reader.stringForKey(VKTConsentKeyGPPSpecialFeatures);
-    if (!vendors || !features) return VKTConsentDecisionUndetermined;
+VKTConsentVerdict VKTTCFString::verdictOnLocation() const {
+    if (!isComingFromGPP_) return {VKTConsentDecisionAllowed, {{VKTConsentRuleTCFLeavesLocation}}};
+    if (const auto invalid = fault()) return {VKTConsentDecisionRefused, {*invalid}};
+    const auto vendors = vkt_readConsentText(*propertyCacheManager_, VKTConsentKeyGPPVendorConsents);
+    const auto features = vkt_readConsentText(*propertyCacheManager_, VKTConsentKeyGPPSpecialFeatures);
+    if (auto verdict = verdictWithout(vendors, features, VKTConsentDecisionUndetermined)) return *verdict;
+    Clauses faults;
+    addVendorFault(*vendors.value, VKTConsentKeyGPPVendorConsents, faults);
     // Special feature 1 is the precise location; there are two at least.
-    const bool isAllowed = hasVendorConsent(*vendors) && features->size() >= 2 && features->front() == '1';
-    return isAllowed ? VKTConsentDecisionAllowed : VKTConsentDecisionRefused;
+    if (!features.value->starts_with('1')) {
+        faults.push_back({VKTConsentRuleSpecialFeatureNotOptedIn, VKTConsentKeyGPPSpecialFeatures});
+    } else if (features.value->size() < 2) {
+        faults.push_back({VKTConsentRuleSpecialFeaturesEndTooSoon, VKTConsentKeyGPPSpecialFeatures});
+    }
+    return verdictByFaults(std::move(faults), VKTConsentRuleLocationFlagsConsented);
 }
 
-VKTConsentDecision VKTTCFString::decisionByFlags(VKTConsentReader& reader, std::string_view purposeConsent,
-                                                 std::string_view vendorConsent) const {
-    const auto purposes = reader.stringForKey(purposeConsent);
-    const auto vendors = reader.stringForKey(vendorConsent);
-    if (!purposes || !vendors)
-        return isComingFromGPP_ ? VKTConsentDecisionUndetermined : VKTConsentDecisionRefused;
-    const bool isAllowed = vkt_hasConsentForIDPurposes(*purposes) && hasVendorConsent(*vendors);
-    return isAllowed ? VKTConsentDecisionAllowed : VKTConsentDecisionRefused;
+VKTConsentVerdict VKTTCFString::verdictByFlags(std::string_view purposeKey,
+                                               std::string_view vendorKey) const {
+    const auto purposes = vkt_readConsentText(*propertyCacheManager_, purposeKey);
+    const auto vendors = vkt_readConsentText(*propertyCacheManager_, vendorKey);
+    const auto ifMissing = isComingFromGPP_ ? VKTConsentDecisionUndetermined : VKTConsentDecisionRefused;
+    if (auto verdict = verdictWithout(purposes, vendors, ifMissing)) return *verdict;
+    Clauses faults;
+    if (const auto missing = vkt_missingIDPurposes(*purposes.value); missing != 0)
+        faults.push_back(
+            {.rule = VKTConsentRulePurposesNotConsented, .key = purposeKey, .purposes = missing});
+    addVendorFault(*vendors.value, vendorKey, faults);
+    return verdictByFaults(std::move(faults), VKTConsentRuleIDFlagsConsented);
 }
 
 std::string VKTTCFString::description() const {

@@ -3,13 +3,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "VKTCoreKit/core/VKTPropertyCacheManager.h"
-#include "VKTCoreKit/privacy/VKTConsentDecision.h"
-
-class VKTConsentReader;
+#include "VKTCoreKit/privacy/VKTConsentVerdict.h"
 
 /// Judges the string by its form and reads the flags that the consent platform stores beside it; the string's
 /// bit fields are not decoded. A value; the decisions read the store at each call, on any thread. Holds the
@@ -32,6 +31,9 @@ class VKTTCFString {
     [[nodiscard]] bool isValid() const { return version_ != -1; }
     [[nodiscard]] int version() const { return version_; }  ///< 1, 2, or -1 when unknown
 
+    /// What makes it invalid, of the signal `key` (a constant); nothing when it is valid.
+    [[nodiscard]] std::optional<VKTConsentClause> fault(std::string_view key = {}) const;
+
     /// Whether the string is the TCF section of a GPP string, which has flags of its own.
     [[nodiscard]] bool isComingFromGPP() const { return isComingFromGPP_; }
     [[nodiscard]] const std::shared_ptr<const VKTPropertyCacheManager>& propertyCacheManager() const {
@@ -40,8 +42,10 @@ class VKTTCFString {
 
     /// Of a plain string: allowed where the GDPR is not known to apply. It does not ask whether the string is
     /// valid. Refused when what it reads in the store cannot be read.
-    [[nodiscard]] VKTConsentDecision canSendIDs() const;
-    [[nodiscard]] VKTConsentDecision canSendLocation() const;
+    [[nodiscard]] VKTConsentVerdict verdictOnIDs() const;
+    [[nodiscard]] VKTConsentVerdict verdictOnLocation() const;
+    [[nodiscard]] VKTConsentDecision canSendIDs() const { return verdictOnIDs().decision; }
+    [[nodiscard]] VKTConsentDecision canSendLocation() const { return verdictOnLocation().decision; }
 
     /// The decision by the flags stored under these two keys. Without both: undetermined from a GPP string,
     /// else refused; refused, too, when one of them cannot be read.
@@ -51,20 +55,15 @@ class VKTTCFString {
     [[nodiscard]] std::string description() const;
 
   private:
-    friend class VKTGPPString;  // its decision covers what its section reads
-
     VKTTCFString(std::string TCFString, bool isComingFromGPP,
                  std::shared_ptr<const VKTPropertyCacheManager> propertyCacheManager);
 
-    // As if what cannot be read were missing; the reader remembers it.
-    [[nodiscard]] VKTConsentDecision decisionOnIDs(VKTConsentReader& reader) const;
-    [[nodiscard]] VKTConsentDecision decisionOnLocation(VKTConsentReader& reader) const;
-    [[nodiscard]] VKTConsentDecision decisionByFlags(VKTConsentReader& reader,
-                                                     std::string_view purposeConsent,
-                                                     std::string_view vendorConsent) const;
+    [[nodiscard]] VKTConsentVerdict verdictByFlags(std::string_view purposeKey,
+                                                   std::string_view vendorKey) const;
 
     std::string TCFString_;
     bool isComingFromGPP_;
+    std::optional<VKTConsentRule> fault_;
     int version_;
     std::shared_ptr<const VKTPropertyCacheManager> propertyCacheManager_;
 };

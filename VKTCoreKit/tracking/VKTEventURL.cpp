@@ -31,15 +31,25 @@ bool vkt_replaceWithinLimit(std::string& text, std::string_view pattern, std::st
     return true;
 }
 
-std::optional<VKTURL> vkt_URLByReplacingMacros(const VKTURL& url, const VKTReplacements& macros,
-                                               const VKTReplacements& additionalMacros) {
+std::optional<std::string> vkt_textByReplacingMacros(const VKTURL& url, const VKTReplacements& macros,
+                                                     const VKTReplacements& additionalMacros) {
     std::string text = url.absoluteString();
     if (!replaceMacros(text, macros) || !replaceMacros(text, additionalMacros)) return std::nullopt;
-    return VKTURL::URLWithString(text);
+    return text;
 }
 
-void vkt_logInvalidReplacement(std::string_view what, const VKTURL& url) {
+std::optional<VKTURL> vkt_URLByReplacingMacros(const VKTURL& url, const VKTReplacements& macros,
+                                               const VKTReplacements& additionalMacros) {
+    const auto text = vkt_textByReplacingMacros(url, macros, additionalMacros);
+    return text ? VKTURL::URLWithString(*text) : std::nullopt;
+}
+
+VKTFilledEventURL vkt_filledEventURL(const VKTURL& templateURL, std::string_view what,
+                                     const std::optional<std::string>& text) {
+    auto url = text ? VKTURL::URLWithString(*text) : std::nullopt;
+    if (url) return {*std::move(url), std::nullopt};
     VKTLog::sharedInstance()->logDebugWithFormat(
         "Replacing %@ in URL '%@' has resulted in a invalid URL! Using the original URL instead.", what,
-        url.absoluteString());
+        templateURL.absoluteString());
+    return {templateURL, text ? VKTEventURLInvalid : VKTEventURLTooLong};
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -15,6 +16,20 @@ using VKTReplacements = std::map<std::string, std::string>;
 /// Longest URL that replacing may yield, in bytes; a longer one counts as invalid.
 inline constexpr std::size_t VKTEventURLLengthLimit = std::size_t{1024} * 1024;
 
+/// Why a URL of a document is called as it stands there, or not at all.
+enum VKTEventURLProblem : std::uint8_t {
+    VKTEventURLTooLong,      ///< filled, it would be longer than VKTEventURLLengthLimit
+    VKTEventURLInvalid,      ///< filled, it would be no valid URL
+    VKTEventURLOfGoneEvent,  ///< its event has fired and was consumable, or was never among the manager's
+    VKTEventURLWithoutCode,  ///< an error pixel of an error that VAST has no code for
+};
+
+/// A URL whose macros or variables were filled, or the template with what has kept it so.
+struct VKTFilledEventURL {
+    VKTURL url;
+    std::optional<VKTEventURLProblem> problem;
+};
+
 /// Replaces every occurrence. False, and the text as it was, when it would become longer than the limit.
 bool vkt_replaceWithinLimit(std::string& text, std::string_view pattern, std::string_view replacement);
 
@@ -23,5 +38,11 @@ bool vkt_replaceWithinLimit(std::string& text, std::string_view pattern, std::st
 std::optional<VKTURL> vkt_URLByReplacingMacros(const VKTURL& url, const VKTReplacements& macros,
                                                const VKTReplacements& additionalMacros);
 
-/// Says, at debug level, that the URL is called as it is, since replacing `what` in it has failed.
-void vkt_logInvalidReplacement(std::string_view what, const VKTURL& url);
+/// The text of the URL that `vkt_URLByReplacingMacros` yields; nothing when it would become too long.
+std::optional<std::string> vkt_textByReplacingMacros(const VKTURL& url, const VKTReplacements& macros,
+                                                     const VKTReplacements& additionalMacros);
+
+/// The URL of the text in which `what` of the template was replaced. The template when there is no text, as
+/// it became too long, or when the text is no URL; the log says so at debug level.
+VKTFilledEventURL vkt_filledEventURL(const VKTURL& templateURL, std::string_view what,
+                                     const std::optional<std::string>& text);

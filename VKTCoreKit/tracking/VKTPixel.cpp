@@ -51,16 +51,19 @@ std::optional<std::uint32_t> decodedID(const VKTKeyedUnarchiver& coder) {
 std::shared_ptr<VKTPixel> VKTPixel::initWithID(std::uint32_t ID, VKTURL url, VKTDate expirationDate,
                                                VKTPixelStatus status) {
     return std::make_shared<VKTPixel>(Private(), ID, std::move(url), expirationDate, status,
-                                      endOfLife(expirationDate));
+                                      endOfLife(expirationDate), std::string());
 }
 
 std::shared_ptr<VKTPixel> VKTPixel::initWithUrl(VKTURL url, VKTDate expirationDate) {
     return initWithID(VKTRandom::randomUnsignedInt(), std::move(url), expirationDate, VKTPixelStatusPending);
 }
 
-std::shared_ptr<VKTPixel> VKTPixel::initWithUrl(VKTURL url) {
+std::shared_ptr<VKTPixel> VKTPixel::initWithUrl(VKTURL url, std::string origin) {
     const auto life = std::chrono::round<VKTDate::duration>(DEFAULT_EXPIRATION_INTERVAL);
-    return initWithUrl(std::move(url), VKTPlatform::current().clock->now() + life);
+    const VKTDate expirationDate = VKTPlatform::current().clock->now() + life;
+    return std::make_shared<VKTPixel>(Private(), VKTRandom::randomUnsignedInt(), std::move(url),
+                                      expirationDate, VKTPixelStatusPending, endOfLife(expirationDate),
+                                      std::move(origin));
 }
 
 std::shared_ptr<VKTPixel> VKTPixel::initWithCoder(const VKTKeyedUnarchiver& coder) {
@@ -70,7 +73,8 @@ std::shared_ptr<VKTPixel> VKTPixel::initWithCoder(const VKTKeyedUnarchiver& code
     if (!ID || !url || !expirationDate) return nullptr;
     const auto status = coder.decodeNumber(keyStatus);
     return std::make_shared<VKTPixel>(Private(), *ID, std::move(*url), *expirationDate,
-                                      statusFromInt(status ? status->integerValue() : 0), std::nullopt);
+                                      statusFromInt(status ? status->integerValue() : 0), std::nullopt,
+                                      std::string());
 }
 
 void VKTPixel::encodeWithCoder(VKTKeyedArchiver& coder) const {

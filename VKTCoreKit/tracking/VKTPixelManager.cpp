@@ -24,7 +24,8 @@ struct VKTPixelManager::Worker {
         --waitingPasses;
     }
 
-    void warnOfNoThread() {
+    void tellOfNoThread() {
+        tell(&VKTPixelObserver::pixelPassNotRun, VKTPixelPassNoThread);
         if (hasWarnedOfNoThread.exchange(true)) return;
         VKTLog::sharedInstance()->logWarning(
             "Pixels are not sent now, since the system gives no thread for them: they stay pending, and the "
@@ -32,35 +33,92 @@ struct VKTPixelManager::Worker {
             "call for pixels tries again. Raise the limit of threads or memory, or start fewer.");
     }
 
-    void send(VKTPixel& pixel) const {
+    void setObserver(const std::shared_ptr<VKTPixelObserver>& theObserver) {
+        VKTLock lock(mutex);
+        observer = theObserver;
+        hasObserver = theObserver != nullptr;
+    }
+
+    template <typename... Parameters, typename... Arguments>
+    void tell(void (VKTPixelObserver::*what)(Parameters...), const Arguments&... arguments) const {
+        if (!hasObserver) return;
+        std::shared_ptr<VKTPixelObserver> listener;
+        {
+            VKTLock lock(mutex);
+            listener = observer.lock();
+        }
+        if (!listener) return;
+        vkt_callGuarded("the observer of a VKTPixelManager", [&] { ((*listener).*what)(arguments...); });
+    }
+
+    bool add(const std::shared_ptr<VKTPixel>& pixel) const {
+        if (!pixel) return false;
+        // Told before a pass can find it, so that nothing else is told of it before.
+        if (hasObserver && !pixelStore->isPixelInStore(*pixel)) tell(&VKTPixelObserver::pixelAdded, pixel);
+        const bool isAdded = pixelStore->addPixel(pixel);
+        if (!isAdded) tell(&VKTPixelObserver::pixelFolded, pixel);
+        return isAdded;
+    }
+
+    void save() const {
+        if (!pixelStore->saveToDisk()) tell(&VKTPixelObserver::pixelsNotSaved);
+    }
+
+    void send(const std::shared_ptr<VKTPixel>& pixel) const {
         VKTURLRequest request;
-        request.url = pixel.url();
+        request.url = pixel->url();
         request.cachePolicy = VKTURLRequestReloadIgnoringLocalCacheData;
         request.timeoutInterval = VKTPixelTimeout;
         request.bodyKeepLimit = VKTPixelBodyLimit;
         request.canceller = canceller;
-        bool isDelivered = false;
-        vkt_callGuarded("the session of a VKTPixelManager", [&] {
-            isDelivered = isResponseSuccessful(urlSession->synchronousDataRequestWithURLRequest(request));
-        });
-        if (isDelivered) {
-            pixel.setStatus(VKTPixelStatusSuccess);
-            pixelStore->deletePixel(pixel);
-            // Recorded before the next one is sent, so that a killed process repeats one at most.
-            pixelStore->saveChanges();
+        pixel->addAttempt();
+        tell(&VKTPixelObserver::pixelTried, pixel);
+        auto response = VKTURLSessionResponse::initWithData(nullptr, nullptr, std::nullopt);
+        vkt_callGuarded("the session of a VKTPixelManager",
+                        [&] { response = urlSession->synchronousDataRequestWithURLRequest(request); });
+        if (isResponseSuccessful(response)) {
+            noteDelivery(pixel, response);
         } else {
-            VKTLog::sharedInstance()->logDebugWithFormat("Can't send pixel '%@'!",
-                                                         pixel.url().absoluteString());
+            noteRefusal(pixel, response);
         }
     }
 
+    void noteDelivery(const std::shared_ptr<VKTPixel>& pixel, const VKTURLSessionResponse& response) const {
+        pixel->setStatus(VKTPixelStatusSuccess);
+        pixelStore->deletePixel(*pixel);
+        // Recorded before the next one is sent, so that a killed process repeats one at most.
+        const bool isSaved = pixelStore->saveChanges();
+        tell(&VKTPixelObserver::pixelDelivered, pixel, response);
+        if (!isSaved) tell(&VKTPixelObserver::pixelsNotSaved);
+    }
+
+    void noteRefusal(const std::shared_ptr<VKTPixel>& pixel, const VKTURLSessionResponse& response) const {
+        VKTLog::sharedInstance()->logDebugWithFormat("Can't send pixel '%@'!", pixel->url().absoluteString());
+        if (!hasObserver) return;
+        const bool isTriedAgain =
+            !VKTPixelStore::isPixelObsolete(*pixel) && pixelStore->isPixelInStore(*pixel);
+        tell(&VKTPixelObserver::pixelRefused, pixel, response, isTriedAgain);
+    }
+
     void runPass() const {
-        pixelStore->deleteObsoletePixels();
-        for (const auto& pixel : pixelStore->validPendingPixels()) {
-            if (isStopped) break;
-            send(*pixel);
+        for (const auto& pixel : pixelStore->deleteObsoletePixels()) {
+            if (pixel->status() != VKTPixelStatusSuccess) tell(&VKTPixelObserver::pixelExpired, pixel);
         }
-        pixelStore->saveToDisk();
+        for (const auto& pixel : pixelStore->validPendingPixels()) {
+            if (tellIfStopped()) break;
+            send(pixel);
+        }
+        save();
+    }
+
+    void runPassUnlessStopped() const {
+        if (!tellIfStopped()) runPass();
+    }
+
+    bool tellIfStopped() const {
+        if (!isStopped) return false;
+        tell(&VKTPixelObserver::pixelPassNotRun, VKTPixelPassStopped);
+        return true;
     }
 
     const std::shared_ptr<VKTPixelStore> pixelStore;
@@ -68,7 +126,9 @@ struct VKTPixelManager::Worker {
     const std::shared_ptr<VKTHTTPCanceller> canceller = std::make_shared<VKTHTTPCanceller>();
     std::atomic<bool> isStopped = false;
     std::atomic<bool> hasWarnedOfNoThread = false;
-    VKTMutex mutex;
+    std::atomic<bool> hasObserver = false;
+    mutable VKTMutex mutex;
+    std::weak_ptr<VKTPixelObserver> observer VKT_GUARDED_BY(mutex);
     std::size_t waitingPasses VKT_GUARDED_BY(mutex) = 0;  // without a handler
 };
 
@@ -112,33 +172,55 @@ void VKTPixelManager::addPixel(const std::shared_ptr<VKTPixel>& pixel) const {
 }
 
 void VKTPixelManager::addPixels(const VKTPixels& pixels) const {
+    const auto worker = worker_;  // the observer may let go of this
     bool isAnyAdded = false;
     for (const auto& pixel : pixels)
-        isAnyAdded |= pixelStore()->addPixel(pixel);
-    if (isAnyAdded) pixelStore()->saveToDisk();
+        isAnyAdded |= worker->add(pixel);
+    if (isAnyAdded) worker->save();
+}
+
+bool VKTPixelManager::addPixelWithoutSaving(const std::shared_ptr<VKTPixel>& pixel) const {
+    const auto worker = worker_;
+    return worker->add(pixel);
+}
+
+void VKTPixelManager::savePixels() const {
+    const auto worker = worker_;
+    worker->save();
+}
+
+void VKTPixelManager::setObserver(const std::shared_ptr<VKTPixelObserver>& observer) {
+    worker_->setObserver(observer);
+}
+
+void VKTPixelManager::tellObserver(const VKTPixelURLFailure& failure) const {
+    const auto worker = worker_;
+    worker->tell(&VKTPixelObserver::pixelURLFailed, failure);
 }
 
 void VKTPixelManager::callPixelsWithCompletionHandler(CompletionHandler completionHandler) {
+    const auto worker = worker_;  // the observer may let go of this
     if (!completionHandler) {
-        if (!worker_->addWaitingPass()) return;
-        const bool isPosted = queue_->tryPost([worker = worker_] {
+        if (!worker->addWaitingPass())
+            return worker->tell(&VKTPixelObserver::pixelPassNotRun, VKTPixelPassFolded);
+        const bool isPosted = queue_->tryPost([worker] {
             worker->removeWaitingPass();
-            if (!worker->isStopped) worker->runPass();
+            worker->runPassUnlessStopped();
         });
         if (isPosted) return;
-        worker_->removeWaitingPass();
-        worker_->warnOfNoThread();
+        worker->removeWaitingPass();
+        worker->tellOfNoThread();
         return;
     }
     const auto callHandler = [handler = std::move(completionHandler)] {
         vkt_callGuarded("the completion handler of a VKTPixelManager", handler);
     };
-    const bool isPosted = queue_->tryPost([worker = worker_, callHandler] {
-        if (!worker->isStopped) worker->runPass();
+    const bool isPosted = queue_->tryPost([worker, callHandler] {
+        worker->runPassUnlessStopped();
         callHandler();
     });
     if (isPosted) return;
-    worker_->warnOfNoThread();
+    worker->tellOfNoThread();
     callHandler();
 }
 

@@ -7,6 +7,7 @@
 
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
+#include "VKTCoreKit/tracking/VKTPixelObserver.h"
 #include "VKTCoreKit/tracking/VKTPixelStore.h"
 
 /// One pixel's request, in total.
@@ -28,6 +29,23 @@ inline constexpr std::size_t VKTPixelWaitingPassLimit = 32;
 /// Every operation may be called on any thread. Destroying the manager ends the pass between two pixels,
 /// cancels the request under way, runs the handlers of the passes that are left (they send nothing) and joins
 /// the worker; on the worker itself it does not wait.
+///
+/// Why was this pixel not sent? A VKTPixelObserver hears it, at no cost where there is none:
+///     struct Outcomes : VKTPixelObserver {
+///         void pixelRefused(const std::shared_ptr<VKTPixel>& pixel, const VKTURLSessionResponse& response,
+///                           bool isTriedAgain) override { ... pixel->origin(), pixel->ID(), ... }
+///     };
+///     manager->setObserver(outcomes);  // before the first pixel is added; keep `outcomes`
+/// - Never added: its event has fired before (`pixelURLFailed`), or the document has none of that name.
+///   `VKTVASTPixelManager` returns the pixels that it made, and
+///   `trackingEventManagerDidTrackEventWithPixels` names those of an event.
+/// - Added, but not tried: nobody has called for pixels since, a pass hangs in an earlier request, or passes
+///   do not run (`pixelPassNotRun`).
+/// - Tried and refused: the answer's status or the error of the transfer says why; it is tried again until
+///   its expiration date, whenever somebody calls for pixels, and by no timer.
+/// - Expired: nobody called for pixels in its 24 hours, or each attempt was refused.
+/// - Lost with the process: the store's provider keeps nothing, or has not taken it (`pixelsNotSaved`).
+/// - Sent, but as it stood in the document: `pixelURLFailed` says why its macros could not be filled.
 class VKTPixelManager {
   public:
     /// Called once, on the worker, when the pass has ended; on the calling thread, before the call returns,
@@ -55,9 +73,20 @@ class VKTPixelManager {
     /// Adds each; saves once, if any was added. It does not send either.
     void addPixels(const VKTPixels& pixels) const;
 
+    /// The two halves of `addPixel`, for who makes one pixel after another. False when the pixel's ID is
+    /// there.
+    bool addPixelWithoutSaving(const std::shared_ptr<VKTPixel>& pixel) const;
+    void savePixels() const;
+
     /// One sending pass, after those asked for before. Returns at once.
     void callPixels() { callPixelsWithCompletionHandler(nullptr); }
     void callPixelsWithCompletionHandler(CompletionHandler completionHandler);
+
+    /// Held weakly, one at a time; null for none. A call to the earlier one may outlast this.
+    void setObserver(const std::shared_ptr<VKTPixelObserver>& observer);
+
+    /// For who makes pixels of URLs.
+    void tellObserver(const VKTPixelURLFailure& failure) const;
 
     [[nodiscard]] VKTPixels allPixels() const { return pixelStore()->allPixels(); }
     [[nodiscard]] VKTPixels validPendingPixels() const { return pixelStore()->validPendingPixels(); }

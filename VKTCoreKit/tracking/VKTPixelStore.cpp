@@ -131,12 +131,16 @@ bool VKTPixelStore::deletePixel(const VKTPixel& pixel) {
     return true;
 }
 
-void VKTPixelStore::deleteObsoletePixels() {
+VKTPixels VKTPixelStore::deleteObsoletePixels() {
     VKTRecursiveLock lock(mutex_);
+    VKTPixels deleted;
     for (auto& pixel : pixels_) {
-        if (pixel && isPixelObsolete(*pixel)) noteRemoval(std::exchange(pixel, nullptr));
+        if (!pixel || !isPixelObsolete(*pixel)) continue;
+        noteRemoval(pixel);
+        deleted.push_back(std::exchange(pixel, nullptr));
     }
     rebuildSlots();
+    return deleted;
 }
 
 std::shared_ptr<VKTPixel> VKTPixelStore::pixelWithID(std::uint32_t ID) const {

@@ -109,7 +109,9 @@ class VKTPixelStore {
 
     /// Removes the pixel with the same ID; false when there is none.
     bool deletePixel(const VKTPixel& pixel);
-    void deleteObsoletePixels();
+
+    /// Those that it has removed.
+    VKTPixels deleteObsoletePixels();
 
     [[nodiscard]] std::shared_ptr<VKTPixel> pixelWithID(std::uint32_t ID) const;  ///< null when there is none
     [[nodiscard]] VKTPixels allPixels() const;                                    ///< a copy

@@ -17,6 +17,15 @@ bool replaceVariable(std::string& text, std::string_view variable, std::string_v
                                   *replacement);
 }
 
+// Nothing when it would become too long.
+std::optional<std::string> textByReplacingVariables(const VKTURL& url, const VKTReplacements& variables) {
+    std::string text = url.absoluteString();
+    for (const auto& [variable, value] : variables) {
+        if (!replaceVariable(text, variable, value)) return std::nullopt;
+    }
+    return text;
+}
+
 }  // namespace
 
 std::shared_ptr<VKTTrackingEventManager> VKTTrackingEventManager::initWithEventFactory(
@@ -47,12 +56,14 @@ bool VKTTrackingEventManager::trackEvent(std::string_view eventName, const VKTRe
         if (event->eventName() == name) selection.push_back(event);
     }
     std::reverse(selection.begin(), selection.end());
+    VKTPixels pixels;
     if (!selection.empty()) {
         const Walk walk(*this);
-        for (const auto& event : selection)
-            trackEventByReference(event, variables, additionalMacros, false, false);
+        for (const auto& event : selection) {
+            if (auto pixel = fire(*event, variables, additionalMacros)) pixels.push_back(std::move(pixel));
+        }
     }
-    tellDelegate(name, selection.size());
+    tellDelegate(name, selection.size(), pixels);
     return !selection.empty();
 }
 
@@ -69,61 +80,76 @@ void VKTTrackingEventManager::trackEventByReference(const std::shared_ptr<VKTTra
                                                     bool callPixelsImmediately, bool shouldCallDelegate) {
     vkt_requireMainThread("trackEventByReference");
     if (!event) return;
-    if (!events_.contains(*event)) {
-        VKTLog::sharedInstance()->logDebugWithFormat(
-            "Event tracking cancelled because the event was not contained in the events array: '%@'!",
-            event->eventURL().absoluteString());
-        return;
-    }
     const auto self = shared_from_this();  // the delegate may let go of it
     // The caller's reference may be into the list.
     const auto fired = event;  // NOLINT(performance-unnecessary-copy-initialization)
-    addPixel(VKTPixel::initWithUrl(finalEventURLWithURL(fired->eventURL(), variables, additionalMacros)));
-    if (fired->isEventConsumable()) events_.remove(*fired);
+    const auto pixel = fire(*fired, variables, additionalMacros);
+    if (!pixel) return;
     if (callPixelsImmediately) pixelManager_->callPixels();
-    if (shouldCallDelegate) tellDelegate(fired->eventName(), 1);
+    if (shouldCallDelegate) tellDelegate(fired->eventName(), 1, {pixel});
 }
 
-void VKTTrackingEventManager::tellDelegate(const std::string& eventName, std::size_t count) {
+std::shared_ptr<VKTPixel> VKTTrackingEventManager::fire(const VKTTrackingEvent& event,
+                                                        const VKTReplacements& variables,
+                                                        const VKTReplacements& additionalMacros) {
+    const VKTURL& url = event.eventURL();
+    if (!events_.contains(event)) {
+        VKTLog::sharedInstance()->logDebugWithFormat(
+            "Event tracking cancelled because the event was not contained in the events array: '%@'!",
+            url.absoluteString());
+        pixelManager_->tellObserver({url, event.eventName(), VKTEventURLOfGoneEvent});
+        return nullptr;
+    }
+    auto filled = filledURL(url, variables, additionalMacros);
+    // Before the pixel manager's observer hears of it: one that tracks must not fire it again.
+    if (event.isEventConsumable()) events_.remove(event);
+    if (filled.problem) pixelManager_->tellObserver({url, event.eventName(), *filled.problem, true});
+    auto pixel = VKTPixel::initWithUrl(std::move(filled.url), event.eventName());
+    addPixel(pixel);
+    return pixel;
+}
+
+void VKTTrackingEventManager::tellDelegate(const std::string& eventName, std::size_t count,
+                                           const VKTPixels& pixels) {
     const auto listener = delegate();
     if (!listener) return;
+    vkt_callGuarded("the delegate of a tracking event manager",
+                    [&] { listener->trackingEventManagerDidTrackEventWithPixels(*this, eventName, pixels); });
     vkt_callGuarded("the delegate of a tracking event manager",
                     [&] { listener->trackingEventManager(*this, eventName, count); });
 }
 
 VKTTrackingEventManager::Walk::~Walk() {
     --manager_.walks_;
-    if (std::exchange(manager_.isStoreUnsaved_, false)) manager_.pixelManager_->pixelStore()->saveToDisk();
+    if (std::exchange(manager_.isStoreUnsaved_, false)) manager_.pixelManager_->savePixels();
     manager_.pixelManager_->callPixels();
 }
 
 void VKTTrackingEventManager::addPixel(const std::shared_ptr<VKTPixel>& pixel) {
     if (walks_ == 0) {
         pixelManager_->addPixel(pixel);
-    } else if (pixelManager_->pixelStore()->addPixel(pixel)) {
+    } else if (pixelManager_->addPixelWithoutSaving(pixel)) {
         isStoreUnsaved_ = true;
     }
 }
 
 VKTURL VKTTrackingEventManager::finalEventURLWithURL(const VKTURL& url, const VKTReplacements& variables,
                                                      const VKTReplacements& additionalMacros) const {
+    return filledURL(url, variables, additionalMacros).url;
+}
+
+VKTFilledEventURL VKTTrackingEventManager::filledURL(const VKTURL& url, const VKTReplacements& variables,
+                                                     const VKTReplacements& additionalMacros) const {
     VKTReplacements macroSet;
     vkt_callGuarded("macrosForURL", [&] { macroSet = macrosForURL(url); });
     macroSet.insert(additionalMacros.begin(), additionalMacros.end());
-    const auto withMacros = eventURLWithMacrosReplacedFromTemplateURL(url, macroSet);
-    if (!withMacros) {
-        vkt_logInvalidReplacement("macros", url);
-        return url;
-    }
+    auto withMacros = vkt_filledEventURL(url, "macros", vkt_textByReplacingMacros(url, macros_, macroSet));
+    if (withMacros.problem) return withMacros;
     VKTReplacements variableSet;
     vkt_callGuarded("variablesForURL", [&] { variableSet = variablesForURL(url); });
     variableSet.insert(variables.begin(), variables.end());
-    auto withVariables = eventURLWithKorvoVariablesReplacedFromTemplateURL(*withMacros, variableSet);
-    if (!withVariables) {
-        vkt_logInvalidReplacement("variables", url);
-        return url;
-    }
-    return *std::move(withVariables);
+    if (variableSet.empty()) return withMacros;
+    return vkt_filledEventURL(url, "variables", textByReplacingVariables(withMacros.url, variableSet));
 }
 
 std::optional<VKTURL> VKTTrackingEventManager::eventURLWithMacrosReplacedFromTemplateURL(
@@ -134,11 +160,8 @@ std::optional<VKTURL> VKTTrackingEventManager::eventURLWithMacrosReplacedFromTem
 std::optional<VKTURL> VKTTrackingEventManager::eventURLWithKorvoVariablesReplacedFromTemplateURL(
     const VKTURL& url, const VKTReplacements& variables) {
     if (variables.empty()) return url;
-    std::string text = url.absoluteString();
-    for (const auto& [variable, value] : variables) {
-        if (!replaceVariable(text, variable, value)) return std::nullopt;
-    }
-    return VKTURL::URLWithString(text);
+    const auto text = textByReplacingVariables(url, variables);
+    return text ? VKTURL::URLWithString(*text) : std::nullopt;
 }
 
 std::string VKTTrackingEventManager::string(std::string string, std::string_view byReplacingVariable,

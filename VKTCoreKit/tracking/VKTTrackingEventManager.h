@@ -14,8 +14,9 @@
 
 class VKTTrackingEventManager;
 
-/// Hears, on the main thread and before the tracking call returns, what was tracked. It may call the manager
-/// back, or let go of it. What it throws goes no further than a line in the log.
+/// Hears, on the main thread and before the tracking call returns, what was tracked: each time the pixels
+/// first, then their number. It may call the manager back, or let go of it. What it throws goes no further
+/// than a line in the log.
 class VKTTrackingEventManagerDelegate {
   public:
     virtual ~VKTTrackingEventManagerDelegate() = default;
@@ -23,6 +24,12 @@ class VKTTrackingEventManagerDelegate {
     /// `count` events of that name; 0 when `trackEvent` found none.
     virtual void trackingEventManager(VKTTrackingEventManager& /*manager*/,
                                       const std::string& /*didTrackEventWithName*/, std::size_t /*count*/) {}
+
+    /// The pixels that those events have made, in the order in which they were added; none when there was no
+    /// event. They are in the store; a VKTPixelObserver hears what becomes of them.
+    virtual void trackingEventManagerDidTrackEventWithPixels(VKTTrackingEventManager& /*manager*/,
+                                                             const std::string& /*eventName*/,
+                                                             const VKTPixels& /*pixels*/) {}
 };
 
 /// Finds the events of a name, fills their URL templates, hands one pixel each to the pixel manager, and
@@ -109,8 +116,14 @@ class VKTTrackingEventManager : public std::enable_shared_from_this<VKTTrackingE
     [[nodiscard]] virtual VKTReplacements variablesForURL(const VKTURL& /*url*/) const { return {}; }
 
   private:
+    [[nodiscard]] VKTFilledEventURL filledURL(const VKTURL& url, const VKTReplacements& variables,
+                                              const VKTReplacements& additionalMacros) const;
+
+    /// The pixel of an event that is among `events_`, which is kept alive for this; null for another.
+    std::shared_ptr<VKTPixel> fire(const VKTTrackingEvent& event, const VKTReplacements& variables,
+                                   const VKTReplacements& additionalMacros);
     void addPixel(const std::shared_ptr<VKTPixel>& pixel);
-    void tellDelegate(const std::string& eventName, std::size_t count);
+    void tellDelegate(const std::string& eventName, std::size_t count, const VKTPixels& pixels);
 
     VKTTrackingEventList events_;
     std::size_t walks_ = 0;  // under way, one within the other when a delegate tracks

@@ -1,6 +1,5 @@
 #include "VKTCoreKit/tracking/VKTVASTPixelManager.h"
 
-#include <string>
 #include <utility>
 
 #include "VKTCoreKit/core/VKTLog.h"
@@ -9,8 +8,9 @@
 namespace {
 
 constexpr std::int64_t noVASTCode = -1;
+constexpr const char* errorOrigin = "error";
 
-}
+}  // namespace
 
 std::shared_ptr<VKTVASTPixelManager> VKTVASTPixelManager::initWithPixelManager(
     std::shared_ptr<VKTPixelManager> pixelManager, VKTReplacements macros) {
@@ -18,48 +18,54 @@ std::shared_ptr<VKTVASTPixelManager> VKTVASTPixelManager::initWithPixelManager(
         new VKTVASTPixelManager(std::move(pixelManager), std::move(macros)));
 }
 
-void VKTVASTPixelManager::callVASTPixels(const std::vector<VKTVASTURL>& pixels,
-                                         const VKTReplacements& additionalMacros) const {
-    if (pixels.empty()) return;
-    std::vector<VKTURL> urls;
-    urls.reserve(pixels.size());
+VKTPixels VKTVASTPixelManager::callVASTPixels(const std::vector<VKTVASTURL>& pixels,
+                                              const VKTReplacements& additionalMacros,
+                                              const std::string& origin) const {
+    const auto self = weak_from_this().lock();  // the pixel manager's observer may let go of it
+    VKTPixels called;
+    called.reserve(pixels.size());
     for (const VKTVASTURL& pixel : pixels)
-        urls.push_back(filledURL(pixel, additionalMacros));
-    callURLs(urls);
+        called.push_back(VKTPixel::initWithUrl(filledURL(pixel, additionalMacros, origin), origin));
+    if (!called.empty()) call(called);
+    return called;
 }
 
-void VKTVASTPixelManager::callVASTErrorPixels(const std::vector<VKTVASTURL>& errorPixels,
-                                              std::int64_t withErrorCode) const {
+VKTPixels VKTVASTPixelManager::callVASTErrorPixels(const std::vector<VKTVASTURL>& errorPixels,
+                                                   std::int64_t withErrorCode) const {
+    const auto self = weak_from_this().lock();  // the pixel manager's observer may let go of it
     if (withErrorCode == noVASTCode) {
-        return VKTLog::sharedInstance()->logDebugWithFormat(
-            "Error pixels cannot be called for error code: %ld", withErrorCode);
+        VKTLog::sharedInstance()->logDebugWithFormat("Error pixels cannot be called for error code: %ld",
+                                                     withErrorCode);
+        for (const VKTVASTURL& errorPixel : errorPixels)
+            pixelManager_->tellObserver({errorPixel.url(), errorOrigin, VKTEventURLWithoutCode});
+        return {};
     }
     if (errorPixels.empty()) {
-        return VKTLog::sharedInstance()->logDebugWithFormat("No error pixels to call for error code: %ld",
-                                                            withErrorCode);
+        VKTLog::sharedInstance()->logDebugWithFormat("No error pixels to call for error code: %ld",
+                                                     withErrorCode);
+        return {};
     }
-    std::vector<VKTURL> urls;
-    urls.reserve(errorPixels.size());
+    VKTPixels called;
+    called.reserve(errorPixels.size());
     for (const VKTVASTURL& errorPixel : errorPixels) {
-        urls.push_back(VKTURLUtils::replaceMacro("ERRORCODE", filledURL(errorPixel, {}),
-                                                 std::to_string(withErrorCode), /*addBrackets=*/true));
+        called.push_back(VKTPixel::initWithUrl(
+            VKTURLUtils::replaceMacro("ERRORCODE", filledURL(errorPixel, {}, errorOrigin),
+                                      std::to_string(withErrorCode), /*addBrackets=*/true),
+            errorOrigin));
     }
-    callURLs(urls);
+    call(called);
+    return called;
 }
 
-VKTURL VKTVASTPixelManager::filledURL(const VKTVASTURL& pixel,
-                                      const VKTReplacements& additionalMacros) const {
-    auto filled = vkt_URLByReplacingMacros(pixel.url(), macros_, additionalMacros);
-    if (filled) return *std::move(filled);
-    vkt_logInvalidReplacement("macros", pixel.url());
-    return pixel.url();
+VKTURL VKTVASTPixelManager::filledURL(const VKTVASTURL& pixel, const VKTReplacements& additionalMacros,
+                                      const std::string& origin) const {
+    const auto text = vkt_textByReplacingMacros(pixel.url(), macros_, additionalMacros);
+    auto filled = vkt_filledEventURL(pixel.url(), "macros", text);
+    if (filled.problem) pixelManager_->tellObserver({pixel.url(), origin, *filled.problem, true});
+    return std::move(filled.url);
 }
 
-void VKTVASTPixelManager::callURLs(const std::vector<VKTURL>& urls) const {
-    VKTPixels pixels;
-    pixels.reserve(urls.size());
-    for (const VKTURL& url : urls)
-        pixels.push_back(VKTPixel::initWithUrl(url));
+void VKTVASTPixelManager::call(const VKTPixels& pixels) const {
     pixelManager_->addPixels(pixels);
     pixelManager_->callPixels();
 }

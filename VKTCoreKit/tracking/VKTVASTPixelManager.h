@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -13,7 +14,7 @@
 /// Fills URLs of a document and has them called at once: each list is one change of the store and one pass.
 ///
 /// Any thread. Holds its pixel manager.
-class VKTVASTPixelManager {
+class VKTVASTPixelManager : public std::enable_shared_from_this<VKTVASTPixelManager> {
   public:
     /// The pixel manager must not be null. The macros go into every URL, as `VKTTrackingEventManager` fills
     /// its own: give both the same.
@@ -26,20 +27,26 @@ class VKTVASTPixelManager {
     /// Impressions, click trackers, or any other URLs: fills the manager's macros, then the additional ones
     /// ("ERRORCODE", "REASON" and the like), adds a pixel for each and has them called. A URL that cannot be
     /// filled, or not within VKTEventURLLengthLimit, is called as it is.
-    void callVASTPixels(const std::vector<VKTVASTURL>& pixels,
-                        const VKTReplacements& additionalMacros = {}) const;
+    ///
+    /// `origin`, such as "impression", goes into the pixels (`VKTPixel::origin`). Returns them, one for each
+    /// URL in its order, so that a VKTPixelObserver's words can be tied to the list.
+    VKTPixels callVASTPixels(const std::vector<VKTVASTURL>& pixels,
+                             const VKTReplacements& additionalMacros = {},
+                             const std::string& origin = {}) const;
 
     /// Error pixels: the same, then the [ERRORCODE] macro (VAST 4.2, 6.3) in either form of its brackets, for
     /// which the URL's percent-encoding is taken off; a URL that is none without it is called as it is before
-    /// that. Code -1, an error that VAST has no code for, calls nothing.
-    void callVASTErrorPixels(const std::vector<VKTVASTURL>& errorPixels, std::int64_t withErrorCode) const;
+    /// that. Code -1, an error that VAST has no code for, calls nothing. Their origin is "error".
+    VKTPixels callVASTErrorPixels(const std::vector<VKTVASTURL>& errorPixels,
+                                  std::int64_t withErrorCode) const;
 
   private:
     VKTVASTPixelManager(std::shared_ptr<VKTPixelManager> pixelManager, VKTReplacements macros)
         : pixelManager_(std::move(pixelManager)), macros_(std::move(macros)) {}
 
-    [[nodiscard]] VKTURL filledURL(const VKTVASTURL& pixel, const VKTReplacements& additionalMacros) const;
-    void callURLs(const std::vector<VKTURL>& urls) const;
+    [[nodiscard]] VKTURL filledURL(const VKTVASTURL& pixel, const VKTReplacements& additionalMacros,
+                                   const std::string& origin) const;
+    void call(const VKTPixels& pixels) const;
 
     const std::shared_ptr<VKTPixelManager> pixelManager_;
     const VKTReplacements macros_;

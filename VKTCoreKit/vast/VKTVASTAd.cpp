@@ -2,11 +2,7 @@
 
 #include <utility>
 
-#include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/vast/VKTVASTNodeReading.h"
-
-using Utils = VKTXMLDictionaryUtils;
 
 namespace {
 
@@ -24,7 +20,10 @@ template <typename Creative>
 void mergeCreatives(std::vector<std::shared_ptr<Creative>>& creatives,
                     const std::vector<std::shared_ptr<Creative>>& wrapperCreatives,
                     VKTVASTMergeTally& tally) {
-    if (creatives.empty()) creatives.push_back(Creative::initEmptyCreative());
+    if (creatives.empty()) {
+        creatives.push_back(Creative::initEmptyCreative());
+        creatives.back()->setIsHolder();
+    }
     for (const auto& creative : creatives) {
         for (const auto& wrapperCreative : wrapperCreatives)
             creative->addTrackingOf(*wrapperCreative, tally);
@@ -37,33 +36,51 @@ void copySharedTrackingEvents(const std::vector<std::shared_ptr<Creative>>& crea
         creative->copySharedTrackingEvents();
 }
 
+std::string beyondCreativeLimit() {
+    return "beyond the limit of " + std::to_string(VKTVASTCreativeLimit) + " creatives of its kind";
+}
+
+// Keeps a creative, which may be null, or drops its element.
 template <typename Creative>
 void keepIfValid(std::vector<std::shared_ptr<Creative>>& creatives, std::shared_ptr<Creative> creative,
-                 bool isWrapper) {
-    if (creative && creative->isValidForWrapper(isWrapper) && creatives.size() < VKTVASTCreativeLimit) {
+                 const VKTVASTElement& element, bool isWrapper) {
+    if (!creative || !creative->isValidForWrapper(isWrapper)) {
+        element.drop(VKTVASTNoResource);
+    } else if (creatives.size() >= VKTVASTCreativeLimit) {
+        element.drop(beyondCreativeLimit);
+    } else {
         creatives.push_back(std::move(creative));
     }
 }
 
-std::vector<VKTVASTUniversalAdId> universalAdIdsOf(const VKTDictionary& creative) {
-    std::vector<VKTVASTUniversalAdId> ids;
-    const VKTArray* elements = Utils::findArrayForKey("UniversalAdId", creative);
-    if (elements == nullptr) return ids;
-    for (const VKTValue& element : *elements) {
-        if (auto id = VKTVASTUniversalAdId::initWithDictionary(element)) ids.push_back(std::move(*id));
-    }
-    return ids;
+// That content of an ad was asked for and is missing.
+void reportMissing(const VKTVASTError& missing, const VKTVASTReadingContext& context,
+                   const std::vector<VKTVASTURL>& errorPixels) {
+    if (context.error != nullptr) *context.error = missing.error();
+    context.errorHandler(missing, errorPixels);
 }
 
-// The "InLine" or "Wrapper" node of an ad; `missing` is reported when it cannot be found.
-const VKTDictionary* contentNode(const VKTDictionary& ad, const char* key, VKTVASTError (*missing)(),
-                                 VKTErrorOutput error, const VKTVASTErrorHandler& errorHandler) {
-    const VKTDictionary* content = Utils::findFirstObjectOfArrayAsDictionary(key, ad);
-    if (content == nullptr) {
-        if (error != nullptr) *error = missing().error();
-        errorHandler(missing(), {});
+// Attributes of VAST 4 that ask for what is not done.
+void tellIgnoredAttributes(const VKTVASTElement& ad, const VKTVASTElement& wrapper) {
+    const std::string* adType = ad.attribute("_adType");
+    if (adType != nullptr && !vkt_equalsIgnoringCase(*adType, "video")) {
+        ad.needsAttention("_adType", "it is " + vkt_quoted(*adType) + ", but the ad is handled as a video ad");
     }
-    return content;
+    if (ad.boolAttribute("_conditionalAd")) {
+        ad.needsAttention("_conditionalAd", "it is not followed: the ad is played without a condition");
+    }
+    if (wrapper.attribute("_followAdditionalWrappers") && !wrapper.boolAttribute("_followAdditionalWrappers")) {
+        wrapper.needsAttention("_followAdditionalWrappers",
+                               "it is not followed: wrappers behind this one are resolved all the same");
+    }
+    if (wrapper.attribute("_allowMultipleAds")) {
+        wrapper.needsAttention("_allowMultipleAds",
+                               "it is not followed: the manager's handleWrappersAdpods decides instead");
+    }
+    if (wrapper.attribute("_fallbackOnNoAd")) {
+        wrapper.needsAttention("_fallbackOnNoAd",
+                               "it is not followed: a passback is looked for whenever an ad fails");
+    }
 }
 
 }  // namespace
@@ -76,144 +93,157 @@ std::shared_ptr<VKTVASTAd> VKTVASTAd::initWithDictionary(const VKTDictionary& di
     return ad;
 }
 
-void VKTVASTAd::readAttributes(const VKTDictionary& ad) {
-    adID_ = vkt_stringAttribute("_id", ad);
-    adSequence_ = vkt_stringAttribute("_sequence", ad);
-    if (hasSequence() && vkt_integerValue(*adSequence_) == 0) adSequence_ = lastSequence;
+void VKTVASTAd::readAttributes(const VKTVASTElement& ad) {
+    adID_ = ad.stringAttribute("_id");
+    adSequence_ = ad.stringAttribute("_sequence");
+    if (!hasSequence() || vkt_integerValue(*adSequence_) != 0) return;
+    if (*adSequence_ != "0") {
+        ad.needsAttention("_sequence", [this] {
+            return "it is " + vkt_quoted(*adSequence_) + ", no number, so the ad is the last of its pod";
+        });
+    }
+    adSequence_ = lastSequence;
 }
 
-void VKTVASTAd::read(const VKTDictionary& ad, const VKTDictionary& content, VKTErrorOutput error,
-                     const VKTVASTErrorHandler& errorHandler, VKTVASTMergeBudget* sharedEventBudget) {
+void VKTVASTAd::read(const VKTVASTElement& ad, const VKTVASTElement& content,
+                     const VKTVASTReadingContext& context, VKTVASTMergeBudget* sharedEventBudget) {
     VKTVASTMergeBudget ownBudget(VKTVASTDocumentSharedEventLimit);
     VKTVASTMergeTally tally(sharedEventBudget == nullptr ? ownBudget : *sharedEventBudget);
     readAttributes(ad);
-    findAdSystem(content, errorHandler);
-    findAdTitle(content, errorHandler);
-    vkt_appendVASTURLs(impressions_, Utils::findArrayForKey("Impression", content));
-    vkt_appendVASTURLs(errorPixels_, Utils::findArrayForKey("Error", content));
+    findAdSystem(content, context.errorHandler);
+    findAdTitle(content, context.errorHandler);
+    content.appendVASTURLs("Impression", impressions_);
+    content.appendVASTURLs("Error", errorPixels_);
     findViewabilityEvents(content);
-    findCreatives(content, error, errorHandler, tally);
+    findCreatives(content, context, tally);
     tally.logRefusals("when ad %@ was read", {adID_});
-    findExtensions(content);
+    findVerificationsAndExtensions(content);
     readOwnContent(content);
-    findAdVerifications(content);
 }
 
-void VKTVASTAd::findAdSystem(const VKTDictionary& content, const VKTVASTErrorHandler& errorHandler) {
-    adSystem_ = vkt_childText("AdSystem", content);
+void VKTVASTAd::findAdSystem(const VKTVASTElement& content, const VKTVASTErrorHandler& errorHandler) {
+    adSystem_ = content.childText("AdSystem");
     if (!adSystem_ || adSystem_->empty()) {
         errorHandler(VKTVASTError::VAST_VALIDATION_ERROR_MISSING_ADSYSTEM(), {});
     }
 }
 
 // A wrapper need not have a title; its absence is reported all the same.
-void VKTVASTAd::findAdTitle(const VKTDictionary& content, const VKTVASTErrorHandler& errorHandler) {
-    adTitle_ = vkt_childText("AdTitle", content);
+void VKTVASTAd::findAdTitle(const VKTVASTElement& content, const VKTVASTErrorHandler& errorHandler) {
+    adTitle_ = content.childText("AdTitle");
     if (!adTitle_ || adTitle_->empty()) {
         errorHandler(VKTVASTError::VAST_VALIDATION_ERROR_MISSING_ADTITLE(), {});
     }
 }
 
-void VKTVASTAd::findViewabilityEvents(const VKTDictionary& content) {
-    const VKTDictionary* container = Utils::findFirstObjectOfArrayAsDictionary("ViewableImpression", content);
-    if (container == nullptr) return;
+void VKTVASTAd::findViewabilityEvents(const VKTVASTElement& content) {
+    const VKTVASTElement container = content.firstChild("ViewableImpression");
     using Maker = std::shared_ptr<VKTVASTViewabilityEvent> (*)(VKTURL);
-    const auto appendEvents = [&](const char* key, Maker makeEvent) {
-        const VKTArray* elements = Utils::findArrayForKey(key, *container);
-        if (elements == nullptr) return;
-        for (const VKTValue& element : *elements) {
-            const VKTDictionary* node = element.asDictionary();
-            const std::string* text = node == nullptr ? nullptr : Utils::findNodeText(*node);
-            if (text == nullptr) continue;
-            if (auto url = VKTURL::URLWithDocumentText(*text)) {
-                viewabilityEvents_.push_back(makeEvent(std::move(*url)));
-            }
-        }
+    const auto appendEvents = [&](const char* name, Maker makeEvent) {
+        container.forEachChild(name, [&](const VKTVASTElement& element) {
+            if (auto url = element.requiredURL()) viewabilityEvents_.push_back(makeEvent(std::move(*url)));
+        });
     };
     appendEvents("Viewable", VKTVASTViewabilityEvent::viewableEventWithURL);
     appendEvents("NotViewable", VKTVASTViewabilityEvent::notViewableEventWithURL);
     appendEvents("ViewUndetermined", VKTVASTViewabilityEvent::viewUndeterminedEventWithURL);
 }
 
-void VKTVASTAd::findCreatives(const VKTDictionary& content, VKTErrorOutput error,
-                              const VKTVASTErrorHandler& errorHandler, VKTVASTMergeTally& tally) {
-    const VKTDictionary* container = Utils::findFirstObjectOfArrayAsDictionary("Creatives", content);
-    if (container == nullptr) {
+void VKTVASTAd::findCreatives(const VKTVASTElement& content, const VKTVASTReadingContext& context,
+                              VKTVASTMergeTally& tally) {
+    const VKTVASTElement container = content.firstChild("Creatives");
+    hasCreatives_ = static_cast<bool>(container);
+    if (!container) {
         if (isWrapper()) return;
-        const auto missing = VKTVASTError::VAST_VALIDATION_ERROR_MISSING_CREATIVES();
-        if (error != nullptr) *error = missing.error();
-        errorHandler(missing, errorPixels_);
+        reportMissing(VKTVASTError::VAST_VALIDATION_ERROR_MISSING_CREATIVES(), context, errorPixels_);
         hasTriggeredAParsingError_ = true;
         return;
     }
-    const VKTArray* elements = Utils::findArrayForKey("Creative", *container);
-    if (elements == nullptr) return;
+    if (!container.hasChildren("Creative")) return;
 
     // A linear creative's problems are held back: only the last one is reported, and only if it mattered.
     std::optional<VKTVASTError> lastCreativeError;
     const VKTVASTErrorHandler holdBack = [&](const VKTVASTError& creativeError, const auto&) {
         lastCreativeError = creativeError;
     };
-    for (const VKTValue& element : *elements) {
-        if (const VKTDictionary* creative = element.asDictionary()) {
-            findCreative(*creative, error, errorHandler, holdBack, tally);
-        }
-    }
+    const VKTVASTReadingContext linearContext{context.error, holdBack, isWrapper()};
+    container.forEachChild("Creative", [&](const VKTVASTElement& creative) {
+        findCreative(creative, context, linearContext, tally);
+    });
 
     if (isInline() && linearCreatives_.empty() && nonLinearCreatives_.empty()) {
-        if (error != nullptr) {
-            const VKTVASTError reported =
-                lastCreativeError.value_or(VKTVASTError::VAST_VALIDATION_ERROR_MISSING_CREATIVES());
-            *error = reported.error();
-            errorHandler(reported, errorPixels_);
+        if (context.error != nullptr) {
+            reportMissing(
+                lastCreativeError.value_or(VKTVASTError::VAST_VALIDATION_ERROR_MISSING_CREATIVES()), context,
+                errorPixels_);
         }
         hasTriggeredAParsingError_ = true;
     } else if (nonLinearCreatives_.empty() && lastCreativeError && lastCreativeError->VASTCode() == -1) {
-        errorHandler(*lastCreativeError, {});
+        context.errorHandler(*lastCreativeError, {});
     }
 }
 
-void VKTVASTAd::findCreative(const VKTDictionary& creative, VKTErrorOutput error,
-                             const VKTVASTErrorHandler& errorHandler,
-                             const VKTVASTErrorHandler& linearErrorHandler, VKTVASTMergeTally& tally) {
-    if (const auto* node = Utils::findFirstObjectOfArrayAsDictionary("Linear", creative)) {
-        auto linear =
-            VKTVASTCreativeLinear::initWithDictionary(*node, error, linearErrorHandler, isWrapper());
-        if (linear) linear->addUniversalAdIds(universalAdIdsOf(creative));
-        keepIfValid(linearCreatives_, std::move(linear), isWrapper());
-    }
+void VKTVASTAd::findCreative(const VKTVASTElement& creative, const VKTVASTReadingContext& context,
+                             const VKTVASTReadingContext& linearContext, VKTVASTMergeTally& tally) {
+    findLinear(creative, linearContext);
     // Of companions and non-linears only the first of each creative is read.
-    if (const auto* container = Utils::findFirstObjectOfArrayAsDictionary("CompanionAds", creative)) {
-        if (const auto* node = Utils::findFirstObjectOfArrayAsDictionary("Companion", *container)) {
-            keepIfValid(companionCreatives_,
-                        VKTVASTCreativeCompanion::initWithDictionary(*node, error, errorHandler, isWrapper()),
-                        isWrapper());
-        }
+    const VKTVASTElement companions = creative.firstChild("CompanionAds");
+    if (const VKTVASTElement element = companions.firstChild("Companion")) {
+        keepIfValid(companionCreatives_, VKTVASTCreativeCompanion::initWithElement(element, context), element,
+                    isWrapper());
     }
-    if (const auto* container = Utils::findFirstObjectOfArrayAsDictionary("NonLinearAds", creative)) {
-        if (const auto* node = Utils::findFirstObjectOfArrayAsDictionary("NonLinear", *container)) {
-            keepIfValid(nonLinearCreatives_,
-                        VKTVASTCreativeNonLinear::initWithDictionary(*node, error, errorHandler, isWrapper()),
-                        isWrapper());
-        }
-        shareNonLinearEvents(*container, tally);
+    const VKTVASTElement nonLinears = creative.firstChild("NonLinearAds");
+    if (const VKTVASTElement element = nonLinears.firstChild("NonLinear")) {
+        keepIfValid(nonLinearCreatives_, VKTVASTCreativeNonLinear::initWithElement(element, context), element,
+                    isWrapper());
     }
+    if (nonLinears) shareNonLinearEvents(nonLinears, tally);
+}
+
+// The linear creative, and the identifiers that stand beside it.
+void VKTVASTAd::findLinear(const VKTVASTElement& creative, const VKTVASTReadingContext& context) {
+    const VKTVASTElement element = creative.firstChild("Linear");
+    auto linear = element ? VKTVASTCreativeLinear::initWithElement(element, context) : nullptr;
+    const bool isValid = linear && linear->isValidForWrapper(isWrapper());
+    if (isValid && linearCreatives_.size() < VKTVASTCreativeLimit) {
+        linear->addUniversalAdIdsOf(creative);
+        linearCreatives_.push_back(std::move(linear));
+        return;
+    }
+    if (isValid) {
+        element.drop(beyondCreativeLimit);
+    } else {
+        element.drop("it has no playable media file");
+        if (linear && refusedLinearCreatives_.size() < VKTVASTCreativeLimit)
+            refusedLinearCreatives_.push_back(std::move(linear));
+    }
+    creative.dropChildren("UniversalAdId", "only a linear creative keeps universal ad ids");
 }
 
 // The events of a "NonLinearAds" element belong to every non-linear creative so far. The last one has them
 // for nothing, since the document holds them once.
-void VKTVASTAd::shareNonLinearEvents(const VKTDictionary& container, VKTVASTMergeTally& tally) {
-    if (nonLinearCreatives_.empty()) return;
+void VKTVASTAd::shareNonLinearEvents(const VKTVASTElement& container, VKTVASTMergeTally& tally) {
+    if (nonLinearCreatives_.empty()) {
+        container.dropChildren("TrackingEvents", "the ad has no non-linear creative to carry it");
+        return;
+    }
     const auto events = VKTVASTTrackingEvent::findTrackingEvents(container);
     nonLinearCreatives_.back()->addSharedTrackingEvents(events);
     for (std::size_t i = 0; i + 1 < nonLinearCreatives_.size(); ++i)
         nonLinearCreatives_[i]->addSharedTrackingEvents(events, tally);
 }
 
-void VKTVASTAd::findExtensions(const VKTDictionary& content) {
-    const VKTDictionary* node = Utils::findFirstObjectOfArrayAsDictionary("Extensions", content);
-    if (node == nullptr) return;
-    extensions_ = VKTVASTAdExtension::initWithDictionary(*node);
+// The element of VAST 4.1 wins; before it, verifications stood in an extension.
+void VKTVASTAd::findVerificationsAndExtensions(const VKTVASTElement& content) {
+    const VKTVASTElement container = content.firstChild("AdVerifications");
+    const bool hasOwn = container.childCount("Verification") > 0;
+    container.forEachChild("Verification", [this](const VKTVASTElement& element) {
+        if (auto verification = VKTVASTAdVerification::initWithDictionary(element)) {
+            adVerifications_.push_back(std::move(*verification));
+        }
+    });
+    const VKTVASTElement extensions = content.firstChild("Extensions");
+    extensions_ = VKTVASTAdExtension::initWithDictionary(extensions, hasOwn ? nullptr : &adVerifications_);
     if (!extensions_) return;
     for (const auto& metric : extensions_->metrics) {
         if (metric->eventName() == "viewcount") {
@@ -222,37 +252,12 @@ void VKTVASTAd::findExtensions(const VKTDictionary& content) {
     }
 }
 
-// The element of VAST 4.1 wins; before it, verifications stood in an extension of type "AdVerifications".
-void VKTVASTAd::findAdVerifications(const VKTDictionary& content) {
-    const auto* container = Utils::findFirstObjectOfArrayAsDictionary("AdVerifications", content);
-    const VKTArray* verifications =
-        container == nullptr ? nullptr : Utils::findArrayForKey("Verification", *container);
-    if (verifications != nullptr && !verifications->empty()) {
-        appendVerifications(*container);
-        return;
-    }
-    const auto* extensions = Utils::findFirstObjectOfArrayAsDictionary("Extensions", content);
-    const VKTArray* elements =
-        extensions == nullptr ? nullptr : Utils::findArrayForKey("Extension", *extensions);
-    if (elements == nullptr) return;
-    for (const VKTValue& element : *elements) {
-        const VKTDictionary* extension = element.asDictionary();
-        const std::string* type = extension == nullptr ? nullptr : Utils::findAttribute("_type", *extension);
-        if (type == nullptr || *type != "AdVerifications") continue;
-        if (const auto* legacy = Utils::findFirstObjectOfArrayAsDictionary("AdVerifications", *extension)) {
-            appendVerifications(*legacy);
-        }
-    }
-}
-
-void VKTVASTAd::appendVerifications(const VKTDictionary& container) {
-    const VKTArray* elements = Utils::findArrayForKey("Verification", container);
-    if (elements == nullptr) return;
-    for (const VKTValue& element : *elements) {
-        if (auto verification = VKTVASTAdVerification::initWithDictionary(element)) {
-            adVerifications_.push_back(std::move(*verification));
-        }
-    }
+std::string VKTVASTAd::invalidReason() const {
+    if (isValid()) return "";
+    if (!hasCreatives_) return "it has no Creatives";
+    if (!refusedLinearCreatives_.empty()) return refusedLinearCreatives_.back()->mediaFilesProblem();
+    return companionCreatives_.empty() ? "it has no creative that can be shown"
+                                       : "it has companions, but nothing that they accompany";
 }
 
 void VKTVASTAd::merge(const VKTVASTAd& wrapper) {
@@ -276,6 +281,7 @@ void VKTVASTAd::merge(const VKTVASTAd& wrapper, VKTVASTMergeBudget& budget) {
         }
     }
     tally.logRefusals("when wrapper %@ was merged into ad %@", {wrapper.adID_, adID_});
+    wrapper.tellDropped(tally, "when it was merged into what it leads to");
 }
 
 // Of this ad's own extension only the metrics survive a wrapper's extension that has some.
@@ -283,6 +289,12 @@ void VKTVASTAd::mergeExtension(const VKTVASTAd& wrapper, VKTVASTMergeTally& tall
     if (!wrapper.extensions_ || wrapper.extensions_->metrics.empty()) return;
     if (extensions_ && extensions_ != wrapper.extensions_) {
         append(wrapper.extensions_->metrics, extensions_->metrics, VKTVASTMergedElement::Metric, tally);
+        if (readingListener_) {
+            readingListener_->dropped(
+                pathInDocument() + "/Extensions",
+                "those of the wrapper that led here have metrics and take its place: only "
+                "its own metrics are kept");
+        }
     }
     extensions_ = wrapper.extensions_;
 }
@@ -294,6 +306,21 @@ void VKTVASTAd::prepareForDelivery(VKTVASTMergeBudget& budget) {
     copySharedTrackingEvents(nonLinearCreatives_);
     copySharedExtension(tally);
     tally.logRefusals("when ad %@ was handed over", {adID_});
+    tellDropped(tally, "when it was handed over");
+    readingListener_ = nullptr;
+}
+
+std::string VKTVASTAd::pathInDocument() const {
+    const std::string position = numberInDocument_ == 0 ? "" : "[" + std::to_string(numberInDocument_) + "]";
+    return "/VAST/Ad" + position + (isWrapper() ? "/Wrapper" : "/InLine");
+}
+
+void VKTVASTAd::tellDropped(const VKTVASTMergeTally& tally, const char* when) const {
+    if (!readingListener_) return;
+    const std::string dropped = tally.dropped();
+    if (dropped.empty()) return;
+    readingListener_->dropped(pathInDocument(), "it lost " + dropped + " " + when +
+                                                    ", since what merging may add to ads is limited");
 }
 
 void VKTVASTAd::copySharedExtension(VKTVASTMergeTally& tally) {
@@ -314,12 +341,23 @@ std::shared_ptr<VKTVASTAdInline> VKTVASTAdInline::initWithDictionary(const VKTDi
                                                                      VKTErrorOutput error,
                                                                      const VKTVASTErrorHandler& errorHandler,
                                                                      VKTVASTMergeBudget* sharedEventBudget) {
-    const VKTDictionary* content =
-        contentNode(dictionary, "InLine", VKTVASTError::XML_PARSING_ERROR, error, errorHandler);
-    if (content == nullptr) return nullptr;
-    std::shared_ptr<VKTVASTAdInline> ad(new VKTVASTAdInline());
-    ad->read(dictionary, *content, error, errorHandler, sharedEventBudget);
-    return ad;
+    return initWithElement(dictionary, {error, errorHandler}, sharedEventBudget);
+}
+
+std::shared_ptr<VKTVASTAdInline> VKTVASTAdInline::initWithElement(const VKTVASTElement& ad,
+                                                                  const VKTVASTReadingContext& context,
+                                                                  VKTVASTMergeBudget* sharedEventBudget) {
+    const VKTVASTElement content = ad.firstChild("InLine");
+    ad.dropChildren("Wrapper", "the InLine beside it is read instead");
+    if (!content) {
+        reportMissing(VKTVASTError::XML_PARSING_ERROR(), context, {});
+        ad.drop("its InLine is empty");
+        return nullptr;
+    }
+    std::shared_ptr<VKTVASTAdInline> inlineAd(new VKTVASTAdInline());
+    if (ad.isHeard()) tellIgnoredAttributes(ad, content);
+    inlineAd->read(ad, content, context, sharedEventBudget);
+    return inlineAd;
 }
 
 bool VKTVASTAdInline::isValid() const {
@@ -330,19 +368,29 @@ bool VKTVASTAdInline::isValid() const {
 std::shared_ptr<VKTVASTAdWrapper> VKTVASTAdWrapper::initWithDictionary(
     const VKTDictionary& dictionary, VKTErrorOutput error, const VKTVASTErrorHandler& errorHandler,
     VKTVASTMergeBudget* sharedEventBudget) {
-    const VKTDictionary* content =
-        contentNode(dictionary, "Wrapper", VKTVASTError::XML_PARSING_ERROR_WRAPPER, error, errorHandler);
-    if (content == nullptr) return nullptr;
-    std::shared_ptr<VKTVASTAdWrapper> ad(new VKTVASTAdWrapper());
-    ad->read(dictionary, *content, error, errorHandler, sharedEventBudget);
-    return ad;
+    return initWithElement(dictionary, {error, errorHandler, true}, sharedEventBudget);
+}
+
+std::shared_ptr<VKTVASTAdWrapper> VKTVASTAdWrapper::initWithElement(const VKTVASTElement& ad,
+                                                                    const VKTVASTReadingContext& context,
+                                                                    VKTVASTMergeBudget* sharedEventBudget) {
+    const VKTVASTElement content = ad.firstChild("Wrapper");
+    if (!content) {
+        reportMissing(VKTVASTError::XML_PARSING_ERROR_WRAPPER(), context, {});
+        ad.drop("its Wrapper is empty");
+        return nullptr;
+    }
+    std::shared_ptr<VKTVASTAdWrapper> wrapper(new VKTVASTAdWrapper());
+    if (ad.isHeard()) tellIgnoredAttributes(ad, content);
+    wrapper->read(ad, content, context, sharedEventBudget);
+    return wrapper;
 }
 
 std::optional<VKTURL> VKTVASTAdWrapper::nextActionURL() const {
     return adTagURL_ ? std::optional<VKTURL>(adTagURL_->url()) : std::nullopt;
 }
 
-void VKTVASTAdWrapper::readOwnContent(const VKTDictionary& content) {
-    const std::string* text = Utils::findFirstObjectOfArrayAsString("VASTAdTagURI", content);
-    if (text != nullptr) adTagURL_ = VKTVASTURL::initWithString(*text);
+void VKTVASTAdWrapper::readOwnContent(const VKTVASTElement& content) {
+    const VKTVASTElement element = content.firstChild("VASTAdTagURI");
+    if (element) adTagURL_ = element.requiredVASTURL();
 }

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "VKTCoreKit/vast/VKTVASTAdExtension.h"
@@ -15,6 +17,7 @@
 #include "VKTCoreKit/vast/VKTVASTCreativeNonLinear.h"
 #include "VKTCoreKit/vast/VKTVASTErrorHandler.h"
 #include "VKTCoreKit/vast/VKTVASTMergeBudget.h"
+#include "VKTCoreKit/vast/VKTVASTReading.h"
 #include "VKTCoreKit/vast/VKTVASTViewabilityEvent.h"
 
 /// Copies of a non-linear creative's tracking events that one document may give to its other non-linear
@@ -53,7 +56,8 @@ class VKTVASTAd {
     /// tracking and click tracking, metrics, verifications. Creatives that only the wrapper has leave their
     /// tracking in an empty creative of their kind. Click-throughs are not taken over. What the budget does
     /// not allow is left out, in that order; the budget's first such merge is logged. Without a budget: with
-    /// one of its own.
+    /// one of its own. The wrapper's listener hears what is left out of the wrapper, this ad's when its
+    /// extensions give way to the wrapper's.
     void merge(const VKTVASTAd& wrapper, VKTVASTMergeBudget& budget);
     void merge(const VKTVASTAd& wrapper);
 
@@ -67,11 +71,32 @@ class VKTVASTAd {
 
     /// Whether no blocking error was met while reading.
     [[nodiscard]] virtual bool isValid() const { return !hasTriggeredAParsingError_; }
+
+    /// Why the ad is not valid, half a sentence: "its media files are video/webm, which is not playable".
+    /// Empty for a valid one.
+    [[nodiscard]] std::string invalidReason() const;
+
     [[nodiscard]] virtual bool isInline() const { return false; }
     [[nodiscard]] virtual bool isWrapper() const { return false; }
 
     /// Where a wrapper leads; nothing for any other ad.
     [[nodiscard]] virtual std::optional<VKTURL> nextActionURL() const { return std::nullopt; }
+
+    /// Where it stands among the "Ad" elements of its document, from 1; 0 when it is the only one. Set by
+    /// whoever reads the document.
+    void setNumberInDocument(std::size_t number) { numberInDocument_ = number; }
+
+    /// The path of its content: "/VAST/Ad[2]/Wrapper".
+    [[nodiscard]] std::string pathInDocument() const;
+
+    /// Who listens to the ad's document; null by default. Held until `prepareForDelivery`, and called by the
+    /// thread that merges the ad.
+    void setReadingListener(std::shared_ptr<VKTVASTReadingListener> listener) {
+        readingListener_ = std::move(listener);
+    }
+    [[nodiscard]] const std::shared_ptr<VKTVASTReadingListener>& readingListener() const {
+        return readingListener_;
+    }
 
     [[nodiscard]] const std::optional<std::string>& adID() const { return adID_; }
 
@@ -84,6 +109,11 @@ class VKTVASTAd {
     [[nodiscard]] const std::vector<VKTVASTURL>& impressions() const { return impressions_; }
     [[nodiscard]] const ViewabilityEvents& viewabilityEvents() const { return viewabilityEvents_; }
     [[nodiscard]] const Creatives<VKTVASTCreativeLinear>& linearCreatives() const { return linearCreatives_; }
+    /// What the document lists and this library cannot play, since they have no usable media file
+    /// (`VKTVASTCreativeLinear::mediaFilesProblem`); `VKTVASTCreativeLimit` of them.
+    [[nodiscard]] const Creatives<VKTVASTCreativeLinear>& refusedLinearCreatives() const {
+        return refusedLinearCreatives_;
+    }
     [[nodiscard]] const Creatives<VKTVASTCreativeCompanion>& companionCreatives() const {
         return companionCreatives_;
     }
@@ -105,30 +135,29 @@ class VKTVASTAd {
   protected:
     VKTVASTAd() = default;
 
-    /// Reads the "Ad" node: identifier and sequence here, then everything of its content node. A null budget
-    /// means one of its own.
-    void read(const VKTDictionary& ad, const VKTDictionary& content, VKTErrorOutput error,
-              const VKTVASTErrorHandler& errorHandler, VKTVASTMergeBudget* sharedEventBudget);
+    /// Reads the "Ad" element: identifier and sequence here, then everything of its content element. A null
+    /// budget means one of its own.
+    void read(const VKTVASTElement& ad, const VKTVASTElement& content, const VKTVASTReadingContext& context,
+              VKTVASTMergeBudget* sharedEventBudget);
 
-    /// What only one kind reads, between the extensions and the verifications.
-    virtual void readOwnContent(const VKTDictionary& /*content*/) {}
+    /// What only one kind reads.
+    virtual void readOwnContent(const VKTVASTElement& /*content*/) {}
 
   private:
-    void readAttributes(const VKTDictionary& ad);
-    void findAdSystem(const VKTDictionary& content, const VKTVASTErrorHandler& errorHandler);
-    void findAdTitle(const VKTDictionary& content, const VKTVASTErrorHandler& errorHandler);
-    void findViewabilityEvents(const VKTDictionary& content);
-    void findCreatives(const VKTDictionary& content, VKTErrorOutput error,
-                       const VKTVASTErrorHandler& errorHandler, VKTVASTMergeTally& tally);
-    void findCreative(const VKTDictionary& creative, VKTErrorOutput error,
-                      const VKTVASTErrorHandler& errorHandler, const VKTVASTErrorHandler& linearErrorHandler,
-                      VKTVASTMergeTally& tally);
-    void shareNonLinearEvents(const VKTDictionary& container, VKTVASTMergeTally& tally);
+    void readAttributes(const VKTVASTElement& ad);
+    void findAdSystem(const VKTVASTElement& content, const VKTVASTErrorHandler& errorHandler);
+    void findAdTitle(const VKTVASTElement& content, const VKTVASTErrorHandler& errorHandler);
+    void findViewabilityEvents(const VKTVASTElement& content);
+    void findCreatives(const VKTVASTElement& content, const VKTVASTReadingContext& context,
+                       VKTVASTMergeTally& tally);
+    void findCreative(const VKTVASTElement& creative, const VKTVASTReadingContext& context,
+                      const VKTVASTReadingContext& linearContext, VKTVASTMergeTally& tally);
+    void findLinear(const VKTVASTElement& creative, const VKTVASTReadingContext& context);
+    void shareNonLinearEvents(const VKTVASTElement& container, VKTVASTMergeTally& tally);
     void mergeExtension(const VKTVASTAd& wrapper, VKTVASTMergeTally& tally);
     void copySharedExtension(VKTVASTMergeTally& tally);
-    void findExtensions(const VKTDictionary& content);
-    void findAdVerifications(const VKTDictionary& content);
-    void appendVerifications(const VKTDictionary& container);
+    void findVerificationsAndExtensions(const VKTVASTElement& content);
+    void tellDropped(const VKTVASTMergeTally& tally, const char* when) const;
 
     std::optional<std::string> adID_;
     std::optional<std::string> adSequence_;
@@ -138,11 +167,15 @@ class VKTVASTAd {
     std::vector<VKTVASTURL> impressions_;
     ViewabilityEvents viewabilityEvents_;
     Creatives<VKTVASTCreativeLinear> linearCreatives_;
+    Creatives<VKTVASTCreativeLinear> refusedLinearCreatives_;
     Creatives<VKTVASTCreativeCompanion> companionCreatives_;
     Creatives<VKTVASTCreativeNonLinear> nonLinearCreatives_;
     std::vector<VKTVASTAdVerification> adVerifications_;
     std::shared_ptr<VKTVASTAdExtension> extensions_;
+    std::size_t numberInDocument_ = 0;
+    std::shared_ptr<VKTVASTReadingListener> readingListener_;
     bool hasTriggeredAParsingError_ = false;
+    bool hasCreatives_ = false;  // a "Creatives" element, whatever is in it
     std::atomic<bool> consumed_ = false;
     std::int64_t wrapperDepth_ = 0;
 };
@@ -158,6 +191,9 @@ class VKTVASTAdInline final : public VKTVASTAd {
         const VKTDictionary& dictionary, VKTErrorOutput error = nullptr,
         const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors,
         VKTVASTMergeBudget* sharedEventBudget = nullptr);
+    static std::shared_ptr<VKTVASTAdInline> initWithElement(const VKTVASTElement& ad,
+                                                            const VKTVASTReadingContext& context,
+                                                            VKTVASTMergeBudget* sharedEventBudget);
 
     /// Valid as every ad, and with a creative.
     [[nodiscard]] bool isValid() const override;
@@ -175,6 +211,9 @@ class VKTVASTAdWrapper final : public VKTVASTAd {
         const VKTDictionary& dictionary, VKTErrorOutput error = nullptr,
         const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors,
         VKTVASTMergeBudget* sharedEventBudget = nullptr);
+    static std::shared_ptr<VKTVASTAdWrapper> initWithElement(const VKTVASTElement& ad,
+                                                             const VKTVASTReadingContext& context,
+                                                             VKTVASTMergeBudget* sharedEventBudget);
 
     [[nodiscard]] bool isWrapper() const override { return true; }
     [[nodiscard]] std::optional<VKTURL> nextActionURL() const override;
@@ -184,7 +223,7 @@ class VKTVASTAdWrapper final : public VKTVASTAd {
 
   private:
     VKTVASTAdWrapper() = default;
-    void readOwnContent(const VKTDictionary& content) override;
+    void readOwnContent(const VKTVASTElement& content) override;
 
     std::optional<VKTVASTURL> adTagURL_;
 };

@@ -1,45 +1,20 @@
 #include "VKTCoreKit/vast/VKTVASTAdExtension.h"
 
 #include <algorithm>
+#include <array>
+#include <functional>
+#include <map>
+#include <string_view>
+#include <utility>
 
 #include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/vast/VKTVASTMergeBudget.h"
-#include "VKTCoreKit/vast/VKTVASTNodeReading.h"
 
 using Utils = VKTXMLDictionaryUtils;
 using Extension = VKTVASTAdExtension;
 
 namespace {
-
-// The last script URL of the element's "JavaScriptResource" children, in either spelling.
-std::optional<VKTURL> legacyScriptURL(const VKTDictionary& verification) {
-    std::optional<VKTURL> url;
-    for (const char* key : {"JavaScriptResource", "JavascriptResource"}) {
-        const VKTArray* resources = Utils::findArrayForKey(key, verification);
-        if (resources == nullptr) continue;
-        for (const VKTValue& resource : *resources) {
-            const VKTDictionary* node = resource.asDictionary();
-            const std::string* text = node == nullptr ? nullptr : Utils::findNodeText(*node);
-            if (text == nullptr || text->empty()) continue;
-            if (auto parsed = VKTURL::URLWithDocumentText(*text)) url = std::move(parsed);
-        }
-    }
-    return url;
-}
-
-// The first "VerificationParameters", given as a plain string or as a node with a text.
-std::optional<std::string> legacyParameters(const VKTDictionary& verification) {
-    const VKTArray* parameters = Utils::findArrayForKey("VerificationParameters", verification);
-    if (parameters == nullptr || parameters->empty()) return std::nullopt;
-    if (const std::string* text = parameters->front().asString()) return *text;
-    return vkt_childText("VerificationParameters", verification);
-}
-
-const VKTArray* nonEmptyArray(const char* key, const VKTDictionary& node) {
-    const VKTArray* array = Utils::findArrayForKey(key, node);
-    return array == nullptr || array->empty() ? nullptr : array;
-}
 
 template <typename T>
 bool equalFields(const Extension& left, const Extension& right,
@@ -101,86 +76,245 @@ std::shared_ptr<VKTVASTAdExtension> VKTVASTAdExtension::init() {
     return std::make_shared<VKTVASTAdExtension>();
 }
 
-std::shared_ptr<VKTVASTAdExtension> VKTVASTAdExtension::initWithDictionary(const VKTDictionary& node) {
-    const VKTArray* list = Utils::findArrayForKey("Extension", node);
-    if (list == nullptr) return nullptr;
+namespace {
+
+// Reads "Extension" elements, one after another, into one record. Which element gave a value is remembered for
+// a listener, who hears of it when a later one overwrites it.
+class ExtensionReader {
+  public:
+    explicit ExtensionReader(Extension& extension) : extension_(extension) {}
+
+    // Verifications of the ad go to that list, which may be null.
+    void read(const VKTVASTElement& element, std::vector<VKTVASTAdVerification>* adVerifications) {
+        const std::string* type = element.attribute("_type");
+        const bool isOfAd = adVerifications != nullptr && type != nullptr && *type == "AdVerifications";
+        if (isOfAd) appendAdVerifications(element.firstChild("AdVerifications"), *adVerifications);
+
+        std::string_view kind;
+        for (const auto& [name, readContent] : kinds) {
+            const bool isTold = isOfAd && name == "AdVerifications";
+            if (!kind.empty()) {
+                if (!isTold) element.dropChildren(name, [&, &kind = kind] { return isOneKind(kind); });
+                continue;
+            }
+            const VKTVASTElement content = isTold ? element.unheard().firstChild(name) : element.firstChild(name);
+            if (!content) continue;
+            kind = name;
+            (this->*readContent)(content);
+        }
+        if (kind == macrosName) {
+            RTBMacros(element.firstChild("RtbMacros"));
+        } else {
+            element.dropChildren("RtbMacros", "RtbMacros are read only beside KorvoMacros");
+        }
+    }
+
+    void offset(const VKTVASTElement& element) {
+        const std::string* isForced = element.attribute("_isForced");
+        auto skipOffset = element.timeAttribute("_skipoffset");
+        if (isForced != nullptr) {
+            extension_.offsetIsForced = *isForced == "1";
+            noteValue(element, "isForced");
+        }
+        if (skipOffset) {
+            extension_.skipOffset = std::move(skipOffset);
+            noteValue(element, "skipoffset");
+        } else if (isForced == nullptr) {
+            element.drop("it has neither skipoffset nor isForced");
+        }
+    }
+
+    void sort(const VKTVASTElement& element) {
+        auto rank = element.stringAttribute("_rank");
+        if (!rank) return element.drop("it has no rank");
+        extension_.sortRank = std::move(rank);
+        noteValue(element, "sort");
+    }
+
+    void customisedScript(const VKTVASTElement& element) {
+        text(element, "customisedScript", extension_.customScript);
+    }
+
+    void instanceCount(const VKTVASTElement& element) {
+        const std::string* text = element.text();
+        extension_.instanceCount = text == nullptr ? 0 : vkt_integerValue(*text);
+        noteValue(element, "instanceCount");
+        if (text == nullptr || !Utils::stringToNSNumber(*text)) {
+            element.needsAttention({}, [&] {
+                return element.textProblem(notWhole) + ", and counts as " +
+                       std::to_string(extension_.instanceCount);
+            });
+        }
+    }
+
+    void metrics(const VKTVASTElement& element) {
+        element.forEachChild("KorvoMetric", [this](const VKTVASTElement& metric) { this->metric(metric); });
+    }
+
+    void metric(const VKTVASTElement& element) {
+        if (auto metric = VKTVASTTrackingEvent::initWithExtensionDictionary(element)) {
+            extension_.metrics.push_back(std::move(metric));
+        }
+    }
+
+    void macros(const VKTVASTElement& element) {
+        for (const auto& field : vkt_extensionNumberMacros()) {
+            const VKTVASTElement child = element.firstChild(field.element);
+            if (!child) continue;
+            const std::string* text = child.text();
+            const auto number = text == nullptr ? std::nullopt : Utils::stringToNSNumber(*text);
+            extension_.*field.member = number;
+            noteValueOrGap(child, field.element, number.has_value(), notWhole);
+        }
+        for (const auto& field : vkt_extensionTextMacros())
+            textMacro(element, field);
+    }
+
+    void RTBMacros(const VKTVASTElement& element) {
+        for (const auto& field : vkt_extensionRTBMacros())
+            textMacro(element, field);
+    }
+
+    void verifications(const VKTVASTElement& element) {
+        element.forEachChild("Verification", [this](const VKTVASTElement& each) { verification(each); });
+    }
+
+    // A script in the form that predates VAST 4.1: the last one counts.
+    void verification(const VKTVASTElement& element) {
+        std::optional<VKTURL> script;
+        std::string scriptPath;
+        for (const char* name : {"JavaScriptResource", "JavascriptResource"}) {
+            element.forEachChild(name, [&](const VKTVASTElement& resource) {
+                auto url = resource.requiredURL();
+                if (!url) return;
+                if (script) tellDropped(resource, scriptPath, "only the last script is read");
+                script = std::move(url);
+                if (resource.isHeard()) scriptPath = resource.path();
+            });
+        }
+        if (!script) return element.drop("it has no script");
+        extension_.adVerifications.push_back(VKTVASTAdExtensionAdVerification::initWithJavascriptResourceURL(
+            std::move(*script), element.stringAttribute("_vendor"), parametersOf(element)));
+    }
+
+    static void appendAdVerifications(const VKTVASTElement& container,
+                                      std::vector<VKTVASTAdVerification>& verifications) {
+        container.forEachChild("Verification", [&](const VKTVASTElement& element) {
+            if (auto verification = VKTVASTAdVerification::initWithDictionary(element)) {
+                verifications.push_back(std::move(*verification));
+            }
+        });
+    }
+
+  private:
+    using Kind = std::pair<std::string_view, void (ExtensionReader::*)(const VKTVASTElement& content)>;
+    static constexpr std::string_view macrosName = "KorvoMacros";
+    static constexpr const char* notWhole = "its text is not a whole number";
+    static const std::array<Kind, 7> kinds;  // the first that an element has is read
+
+    static std::string isOneKind(std::string_view kind) {
+        return std::string("an Extension is read for one kind of content, here: ").append(kind);
+    }
+
+    void textMacro(const VKTVASTElement& macros, const VKTVASTAdExtensionField<std::string>& field) {
+        const VKTVASTElement child = macros.firstChild(field.element);
+        if (child) text(child, field.element, extension_.*field.member);
+    }
+
+    void text(const VKTVASTElement& element, std::string_view name, std::optional<std::string>& value) {
+        const std::string* text = element.text();
+        value = text == nullptr ? std::nullopt : std::optional(*text);
+        noteValueOrGap(element, name, text != nullptr, {});
+    }
+
+    // Given as a plain string, or as a node with a text.
+    static std::optional<std::string> parametersOf(const VKTVASTElement& verification) {
+        const VKTArray* list = Utils::findArrayForKey("VerificationParameters", *verification.node());
+        const std::string* plain = list == nullptr || list->empty() ? nullptr : list->front().asString();
+        return plain == nullptr ? verification.childText("VerificationParameters") : std::optional(*plain);
+    }
+
+    static void tellDropped(const VKTVASTElement& by, const std::string& path, const char* reason) {
+        if (by.isHeard()) by.listener()->dropped(path, reason);
+    }
+
+    // Element and name of a value that was set.
+    void noteValue(const VKTVASTElement& element, std::string_view name) {
+        if (!element.isHeard()) return;
+        const std::string path = element.path();
+        ++valueCounts_[path];
+        std::string& giver = givers_[std::string(name)];
+        if (!giver.empty() && --valueCounts_[giver] == 0) {
+            tellDropped(element, giver, "a later Extension overwrites it");
+        }
+        giver = path;
+    }
+
+    // An element without a usable value takes an earlier one away.
+    void noteValueOrGap(const VKTVASTElement& element, std::string_view name, bool hasValue,
+                        std::string_view otherwise) {
+        if (!element.isHeard()) return;
+        const bool erases = !hasValue && givers_.contains(name);
+        if (hasValue || erases) noteValue(element, name);
+        const auto problem = [&] { return element.textProblem(otherwise); };
+        if (erases) {
+            element.needsAttention({}, problem() + ", and it erases the value of an earlier Extension");
+        } else if (!hasValue) {
+            element.drop(problem);
+        }
+    }
+
+    Extension& extension_;
+    std::map<std::string, std::string, std::less<>> givers_;  // the path of the element that gave each value
+    std::map<std::string, int> valueCounts_;                  // values that stand, by the path of their giver
+};
+
+const std::array<ExtensionReader::Kind, 7> ExtensionReader::kinds{{
+    {"offset", &ExtensionReader::offset},
+    {"sort", &ExtensionReader::sort},
+    {"customisedScript", &ExtensionReader::customisedScript},
+    {"instanceCount", &ExtensionReader::instanceCount},
+    {"KorvoMetrics", &ExtensionReader::metrics},
+    {macrosName, &ExtensionReader::macros},
+    {"AdVerifications", &ExtensionReader::verifications},
+}};
+
+}  // namespace
+
+std::shared_ptr<VKTVASTAdExtension> VKTVASTAdExtension::initWithDictionary(
+    const VKTVASTElement& extensions, std::vector<VKTVASTAdVerification>* adVerifications) {
+    if (!extensions.hasChildren("Extension")) return nullptr;
     auto extension = init();
     extension->instanceCount = 1;
-    extension->processExtensions(*list);
+    ExtensionReader reader(*extension);
+    extensions.forEachChild("Extension", [&](const VKTVASTElement& each) { reader.read(each, adVerifications); });
     return extension;
 }
 
 void VKTVASTAdExtension::processExtensions(const VKTArray& list) {
-    for (const VKTValue& element : list) {
-        const VKTDictionary* node = element.asDictionary();
-        if (node == nullptr) continue;
-        const auto child = [&](const char* key) {
-            return Utils::findFirstObjectOfArrayAsDictionary(key, *node);
-        };
-        if (const VKTDictionary* offset = child("offset")) {
-            if (const auto* isForced = Utils::findAttribute("_isForced", *offset)) {
-                offsetIsForced = *isForced == "1";
-            }
-            if (auto value = vkt_stringAttribute("_skipoffset", *offset)) skipOffset = std::move(value);
-        } else if (const VKTDictionary* sort = child("sort")) {
-            if (auto rank = vkt_stringAttribute("_rank", *sort)) sortRank = std::move(rank);
-        } else if (child("customisedScript") != nullptr) {
-            customScript = vkt_childText("customisedScript", *node);
-        } else if (child("instanceCount") != nullptr) {
-            instanceCount = vkt_integerValue(vkt_childText("instanceCount", *node).value_or(""));
-        } else if (const VKTDictionary* container = child("KorvoMetrics")) {
-            if (const VKTArray* metricList = nonEmptyArray("KorvoMetric", *container)) {
-                processMetrics(*metricList);
-            }
-        } else if (const VKTDictionary* macros = child("KorvoMacros")) {
-            processMacros(*macros);
-            if (const VKTDictionary* rtbMacros = child("RtbMacros")) processRTBMacros(*rtbMacros);
-        } else if (const VKTDictionary* verifications = child("AdVerifications")) {
-            if (const VKTArray* verificationList = nonEmptyArray("Verification", *verifications)) {
-                processVerifications(*verificationList);
-            }
-        }
-    }
+    ExtensionReader reader(*this);
+    for (const VKTValue& element : list)
+        reader.read(element, nullptr);
 }
 
 void VKTVASTAdExtension::processMetrics(const VKTArray& list) {
-    for (const VKTValue& element : list) {
-        if (auto metric = VKTVASTTrackingEvent::initWithExtensionDictionary(element)) {
-            metrics.push_back(std::move(metric));
-        }
-    }
+    ExtensionReader reader(*this);
+    for (const VKTValue& element : list)
+        reader.metric(element);
 }
 
-void VKTVASTAdExtension::processMacros(const VKTDictionary& node) {
-    for (const auto& field : vkt_extensionNumberMacros()) {
-        if (const auto* child = Utils::findFirstObjectOfArrayAsDictionary(field.element, node)) {
-            this->*field.member = Utils::findNodeTextAsNSNumber(*child);
-        }
-    }
-    for (const auto& field : vkt_extensionTextMacros()) {
-        if (Utils::findFirstObjectOfArrayAsDictionary(field.element, node) != nullptr) {
-            this->*field.member = vkt_childText(field.element, node);
-        }
-    }
+void VKTVASTAdExtension::processMacros(const VKTVASTElement& macros) {
+    ExtensionReader(*this).macros(macros);
 }
 
-void VKTVASTAdExtension::processRTBMacros(const VKTDictionary& node) {
-    for (const auto& field : vkt_extensionRTBMacros()) {
-        if (Utils::findFirstObjectOfArrayAsDictionary(field.element, node) != nullptr) {
-            this->*field.member = vkt_childText(field.element, node);
-        }
-    }
+void VKTVASTAdExtension::processRTBMacros(const VKTVASTElement& macros) {
+    ExtensionReader(*this).RTBMacros(macros);
 }
 
 void VKTVASTAdExtension::processVerifications(const VKTArray& list) {
-    for (const VKTValue& element : list) {
-        const VKTDictionary* node = element.asDictionary();
-        if (node == nullptr) continue;
-        auto url = legacyScriptURL(*node);
-        if (!url) continue;
-        adVerifications.push_back(VKTVASTAdExtensionAdVerification::initWithJavascriptResourceURL(
-            std::move(*url), vkt_stringAttribute("_vendor", *node), legacyParameters(*node)));
-    }
+    ExtensionReader reader(*this);
+    for (const VKTValue& element : list)
+        reader.verification(element);
 }
 
 std::shared_ptr<VKTVASTAdExtension> VKTVASTAdExtension::initWithCoder(const VKTKeyedUnarchiver& coder) {

@@ -64,8 +64,11 @@ struct VKTVASTAdExtension {
     /// Everything absent, the instance count 0.
     static std::shared_ptr<VKTVASTAdExtension> init();
 
-    /// From the ad's "Extensions" node; nothing unless it holds a list of "Extension" elements.
-    static std::shared_ptr<VKTVASTAdExtension> initWithDictionary(const VKTDictionary& node);
+    /// From the ad's "Extensions" element; nothing unless it holds a list of "Extension" elements. Before
+    /// VAST 4.1 an ad's verifications stood in an extension of type "AdVerifications": they are appended to
+    /// `adVerifications`, if that is not null, whatever else is read of that extension.
+    static std::shared_ptr<VKTVASTAdExtension> initWithDictionary(
+        const VKTVASTElement& extensions, std::vector<VKTVASTAdVerification>* adVerifications = nullptr);
 
     static std::shared_ptr<VKTVASTAdExtension> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;
@@ -74,8 +77,8 @@ struct VKTVASTAdExtension {
     /// instance count, metrics, macros, verifications. Later elements overwrite values and extend lists.
     void processExtensions(const VKTArray& list);
     void processMetrics(const VKTArray& list);
-    void processMacros(const VKTDictionary& node);
-    void processRTBMacros(const VKTDictionary& node);
+    void processMacros(const VKTVASTElement& macros);
+    void processRTBMacros(const VKTVASTElement& macros);
     void processVerifications(const VKTArray& list);
 
     /// Items of a merge budget that a copy costs, its metrics not counted.

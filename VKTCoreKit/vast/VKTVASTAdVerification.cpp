@@ -3,51 +3,47 @@
 #include <algorithm>
 #include <utility>
 
-#include "VKTCoreKit/core/VKTXMLDictionary.h"
-#include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
 #include "VKTCoreKit/vast/VKTVASTMergeBudget.h"
-#include "VKTCoreKit/vast/VKTVASTNodeReading.h"
 #include "VKTCoreKit/vast/VKTVASTTrackingEvent.h"
-
-using Utils = VKTXMLDictionaryUtils;
 
 namespace {
 
 constexpr std::string_view notExecutedName = "verificationNotExecuted";
 
-// The node when it has a text of one run or more.
-const VKTDictionary* nodeWithText(const VKTValue& value) {
-    const VKTDictionary* node = value.asDictionary();
-    return node != nullptr && node->contains(VKTXMLDictionaryTextKey) ? node : nullptr;
-}
-
-std::optional<VKTURL> urlOfText(const VKTDictionary& node) {
-    const std::string* text = Utils::findNodeText(node);
-    return text == nullptr ? std::nullopt : VKTURL::URLWithDocumentText(*text);
-}
-
-using ResourceReader = std::optional<VKTVASTAdVerificationResource> (*)(const VKTValue&);
-
-void appendResources(VKTVASTAdVerification::Resources& resources, const VKTArray* elements,
-                     ResourceReader read) {
-    if (elements == nullptr) return;
-    for (const VKTValue& element : *elements) {
-        if (auto resource = read(element)) resources.push_back(std::move(*resource));
+// The text of one run as a URL. A resource without one is kept all the same, so it is not dropped for it.
+std::optional<VKTURL> scriptURL(const VKTVASTElement& element) {
+    const std::string* text = element.text();
+    auto url = text == nullptr ? std::nullopt : VKTURL::URLWithDocumentText(*text);
+    if (!url) {
+        element.needsAttention(
+            {}, [&] { return element.textProblem("its text is not a URL") + "; it is kept without one"; });
     }
+    return url;
 }
 
-VKTVASTAdVerification::TrackingEvents eventsOf(const VKTDictionary& node) {
+using ResourceReader = std::optional<VKTVASTAdVerificationResource> (*)(const VKTVASTElement&);
+
+void appendResources(VKTVASTAdVerification::Resources& resources, const VKTVASTElement& verification,
+                     std::string_view name, ResourceReader read) {
+    verification.forEachChild(name, [&](const VKTVASTElement& element) {
+        if (auto resource = read(element)) resources.push_back(std::move(*resource));
+    });
+}
+
+VKTVASTAdVerification::TrackingEvents eventsOf(const VKTVASTElement& verification) {
     VKTVASTAdVerification::TrackingEvents events;
-    const VKTDictionary* container = Utils::findFirstObjectOfArrayAsDictionary("TrackingEvents", node);
-    const VKTArray* elements =
-        container == nullptr ? nullptr : Utils::findArrayForKey("Tracking", *container);
-    if (elements == nullptr) return events;
-    for (const VKTValue& element : *elements) {
+    verification.firstChild("TrackingEvents").forEachChild("Tracking", [&](const VKTVASTElement& element) {
         if (auto event = VKTVASTAdVerificationEvent::initWithDictionary(element)) {
             events.push_back(std::move(event));
         }
-    }
+    });
     return events;
+}
+
+std::string eventNameProblem(const std::string* name) {
+    if (name == nullptr) return "it has no event attribute";
+    return "event name " + vkt_quoted(*name) +
+           " is not accepted: verifications know verificationNotExecuted only";
 }
 
 }  // namespace
@@ -59,19 +55,23 @@ VKTVASTAdVerificationResource VKTVASTAdVerificationResource::initWithType(
 }
 
 std::optional<VKTVASTAdVerificationResource>
-VKTVASTAdVerificationResource::initJavascriptResourceWithDictionary(const VKTValue& value) {
-    const VKTDictionary* node = nodeWithText(value);
-    if (node == nullptr) return std::nullopt;
-    return initWithType(0, urlOfText(*node), vkt_stringAttribute("_apiFramework", *node),
-                        vkt_boolAttribute("_browserOptional", *node), std::nullopt);
+VKTVASTAdVerificationResource::initJavascriptResourceWithDictionary(const VKTVASTElement& element) {
+    if (!element.hasText()) {
+        element.drop("it has no text");
+        return std::nullopt;
+    }
+    return initWithType(0, scriptURL(element), element.stringAttribute("_apiFramework"),
+                        element.boolAttribute("_browserOptional"), std::nullopt);
 }
 
 std::optional<VKTVASTAdVerificationResource>
-VKTVASTAdVerificationResource::initExecutableResourceWithDictionary(const VKTValue& value) {
-    const VKTDictionary* node = nodeWithText(value);
-    if (node == nullptr) return std::nullopt;
-    return initWithType(0, urlOfText(*node), vkt_stringAttribute("_apiFramework", *node), false,
-                        vkt_stringAttribute("_type", *node));
+VKTVASTAdVerificationResource::initExecutableResourceWithDictionary(const VKTVASTElement& element) {
+    if (!element.hasText()) {
+        element.drop("it has no text");
+        return std::nullopt;
+    }
+    return initWithType(0, scriptURL(element), element.stringAttribute("_apiFramework"), false,
+                        element.stringAttribute("_type"));
 }
 
 std::optional<VKTVASTAdVerificationResource> VKTVASTAdVerificationResource::initWithCoder(
@@ -100,12 +100,14 @@ std::shared_ptr<VKTVASTAdVerificationEvent> VKTVASTAdVerificationEvent::initWith
 }
 
 std::shared_ptr<VKTVASTAdVerificationEvent> VKTVASTAdVerificationEvent::initWithDictionary(
-    const VKTValue& value) {
-    const VKTDictionary* node = nodeWithText(value);
-    if (node == nullptr) return nullptr;
-    auto name = vkt_stringAttribute("_event", *node);
-    auto url = urlOfText(*node);
-    return name && url ? initWithName(std::move(*name), std::move(*url)) : nullptr;
+    const VKTVASTElement& element) {
+    const std::string* name = element.attribute("_event");
+    if (name == nullptr || *name != notExecutedName) {
+        element.drop([&] { return eventNameProblem(name); });
+        return nullptr;
+    }
+    auto url = element.requiredURL();
+    return url ? initWithName(*name, std::move(*url)) : nullptr;
 }
 
 std::shared_ptr<VKTVASTAdVerificationEvent> VKTVASTAdVerificationEvent::initWithCoder(
@@ -141,19 +143,20 @@ VKTVASTAdVerification VKTVASTAdVerification::initWithOMIDJavascriptResourceURL(
     return initWithVendor(std::move(vendor), {std::move(script)}, {}, std::move(verificationParameters));
 }
 
-std::optional<VKTVASTAdVerification> VKTVASTAdVerification::initWithDictionary(const VKTValue& value) {
-    const VKTDictionary* node = value.asDictionary();
-    if (node == nullptr) return std::nullopt;
+std::optional<VKTVASTAdVerification> VKTVASTAdVerification::initWithDictionary(const VKTVASTElement& element) {
     Resources resources;
-    appendResources(resources, Utils::findArrayForKey("JavaScriptResource", *node),
-                    VKTVASTAdVerificationResource::initJavascriptResourceWithDictionary);
-    appendResources(resources, Utils::findArrayForKey("JavascriptResource", *node),
-                    VKTVASTAdVerificationResource::initJavascriptResourceWithDictionary);
-    appendResources(resources, Utils::findArrayForKey("ExecutableResource", *node),
+    for (const char* name : {"JavaScriptResource", "JavascriptResource"}) {
+        appendResources(resources, element, name,
+                        VKTVASTAdVerificationResource::initJavascriptResourceWithDictionary);
+    }
+    appendResources(resources, element, "ExecutableResource",
                     VKTVASTAdVerificationResource::initExecutableResourceWithDictionary);
-    if (resources.empty()) return std::nullopt;
-    return initWithVendor(vkt_stringAttribute("_vendor", *node), std::move(resources), eventsOf(*node),
-                          vkt_childText("VerificationParameters", *node));
+    if (resources.empty()) {
+        element.drop("it has no resource");
+        return std::nullopt;
+    }
+    return initWithVendor(element.stringAttribute("_vendor"), std::move(resources), eventsOf(element),
+                          element.childText("VerificationParameters"));
 }
 
 std::optional<VKTVASTAdVerification> VKTVASTAdVerification::initWithCoder(const VKTKeyedUnarchiver& coder) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
+#include "VKTCoreKit/vast/VKTVASTElement.h"
 #include "VKTCoreKit/vast/VKTVASTNamedEvent.h"
 
 /// One script of a verification. A value; any thread.
@@ -29,9 +30,9 @@ struct VKTVASTAdVerificationResource {
 
     /// Nothing for a node without text.
     static std::optional<VKTVASTAdVerificationResource> initJavascriptResourceWithDictionary(
-        const VKTValue& value);
+        const VKTVASTElement& element);
     static std::optional<VKTVASTAdVerificationResource> initExecutableResourceWithDictionary(
-        const VKTValue& value);
+        const VKTVASTElement& element);
 
     static std::optional<VKTVASTAdVerificationResource> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;
@@ -52,7 +53,8 @@ class VKTVASTAdVerificationEvent final : public VKTVASTNamedEvent {
 
     /// Nothing for any other name.
     static std::shared_ptr<VKTVASTAdVerificationEvent> initWithName(std::string name, VKTURL url);
-    static std::shared_ptr<VKTVASTAdVerificationEvent> initWithDictionary(const VKTValue& value);
+    static std::shared_ptr<VKTVASTAdVerificationEvent> initWithDictionary(
+        const VKTVASTElement& element);
     static std::shared_ptr<VKTVASTAdVerificationEvent> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;
 
@@ -84,7 +86,7 @@ struct VKTVASTAdVerification {
 
     /// Nothing for a node without a resource. Resources: JavaScript ones (both spellings of the element),
     /// then executable ones.
-    static std::optional<VKTVASTAdVerification> initWithDictionary(const VKTValue& value);
+    static std::optional<VKTVASTAdVerification> initWithDictionary(const VKTVASTElement& element);
 
     static std::optional<VKTVASTAdVerification> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
-
 namespace {
 
 // How many of `more` a list may take that has a limit.
@@ -31,13 +29,30 @@ std::shared_ptr<VKTVASTCreative> VKTVASTCreative::initWithDictionary(const VKTDi
     return initEmptyCreative();
 }
 
+VKTVASTCreative::Addition VKTVASTCreative::addUniversalAdId(const VKTVASTUniversalAdId& id) {
+    if (universalAdIds_.size() >= VKTVASTUniversalAdIdLimit) return Addition::BeyondLimit;
+    if (std::find(universalAdIds_.begin(), universalAdIds_.end(), id) != universalAdIds_.end())
+        return Addition::Repeated;
+    universalAdIds_.push_back(id);
+    return Addition::Added;
+}
+
 void VKTVASTCreative::addUniversalAdIds(const std::vector<VKTVASTUniversalAdId>& ids) {
-    for (const VKTVASTUniversalAdId& id : ids) {
-        if (universalAdIds_.size() >= VKTVASTUniversalAdIdLimit) return;
-        if (std::find(universalAdIds_.begin(), universalAdIds_.end(), id) == universalAdIds_.end()) {
-            universalAdIds_.push_back(id);
+    for (const VKTVASTUniversalAdId& id : ids)
+        addUniversalAdId(id);
+}
+
+void VKTVASTCreative::addUniversalAdIdsOf(const VKTVASTElement& creative) {
+    creative.forEachChild("UniversalAdId", [this](const VKTVASTElement& element) {
+        const auto id = VKTVASTUniversalAdId::initWithDictionary(element);
+        const Addition addition = id ? addUniversalAdId(*id) : Addition::Added;
+        if (addition == Addition::Repeated) element.drop("it repeats an earlier one");
+        if (addition == Addition::BeyondLimit) {
+            element.drop([] {
+                return "beyond the limit of " + std::to_string(VKTVASTUniversalAdIdLimit) + " universal ad ids";
+            });
         }
-    }
+    });
 }
 
 void VKTVASTCreative::addTrackingEvents(TrackingEvents events) {
@@ -55,27 +70,27 @@ void VKTVASTCreative::addSharedTrackingEvents(TrackingEvents events) {
 }
 
 void VKTVASTCreative::addSharedTrackingEvents(const TrackingEvents& events, VKTVASTMergeTally& tally) {
+    constexpr auto element = VKTVASTMergedElement::TrackingEvent;
     const std::size_t count = countUpTo(VKTVASTMergedTrackingEventLimit, trackingEvents_, events);
-    appendFirst(tally.takeUpTo(count, VKTVASTMergedElement::TrackingEvent), trackingEvents_, events);
+    tally.leaveOut(events.size() - count, element);
+    appendFirst(tally.takeUpTo(count, element), trackingEvents_, events);
 }
 
 void VKTVASTCreative::addTrackingOf(const VKTVASTCreative& wrapperCreative, VKTVASTMergeTally& tally) {
     addSharedTrackingEvents(wrapperCreative.trackingEvents_, tally);
+    constexpr auto element = VKTVASTMergedElement::ClickTracker;
     const auto& clicks = wrapperCreative.clickTracking_;
     const std::size_t count = countUpTo(VKTVASTMergedClickTrackingLimit, clickTracking_, clicks);
-    appendFirst(tally.takeUpTo(count, VKTVASTMergedElement::ClickTracker), clickTracking_, clicks);
+    tally.leaveOut(clicks.size() - count, element);
+    appendFirst(tally.takeUpTo(count, element), clickTracking_, clicks);
 }
 
 bool VKTVASTCreative::isValidForWrapper(bool /*isWrapper*/) const {
     return false;
 }
 
-void VKTVASTCreative::findClickThrough(const VKTDictionary& node, std::string_view key) {
-    const std::string* text = VKTXMLDictionaryUtils::findFirstObjectOfArrayAsString(key, node);
-    if (text == nullptr) return;
-    if (auto url = VKTVASTURL::initWithString(*text)) clickThrough_ = std::move(url);
-}
-
-void VKTVASTCreative::findClickTracking(const VKTDictionary& node, std::string_view key) {
-    vkt_appendVASTURLs(clickTracking_, VKTXMLDictionaryUtils::findArrayForKey(key, node));
+void VKTVASTCreative::findClickThrough(const VKTVASTElement& element, std::string_view name) {
+    const VKTVASTElement child = element.firstChild(name);
+    if (!child) return;
+    if (auto url = child.requiredVASTURL()) clickThrough_ = std::move(url);
 }

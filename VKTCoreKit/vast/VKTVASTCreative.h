@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "VKTCoreKit/vast/VKTVASTErrorHandler.h"
+#include "VKTCoreKit/vast/VKTVASTElement.h"
 #include "VKTCoreKit/vast/VKTVASTMergeBudget.h"
 #include "VKTCoreKit/vast/VKTVASTTrackingEvent.h"
 #include "VKTCoreKit/vast/VKTVASTUniversalAdId.h"
@@ -39,8 +39,16 @@ class VKTVASTCreative {
                                                                const VKTVASTErrorHandler& errorHandler,
                                                                bool isWrapper);
 
+    /// Whether the ad has no creative of this kind, and merging made this one, which shows nothing, to hold
+    /// the tracking of wrappers.
+    [[nodiscard]] bool isHolder() const { return isHolder_; }
+    void setIsHolder() { isHolder_ = true; }
+
     /// Appends each identifier that is not already there, up to `VKTVASTUniversalAdIdLimit`.
     void addUniversalAdIds(const std::vector<VKTVASTUniversalAdId>& ids);
+
+    /// The same for those of a "Creative" element.
+    void addUniversalAdIdsOf(const VKTVASTElement& creative);
 
     /// Null events are left out, here and below.
     void addTrackingEvents(TrackingEvents events);
@@ -69,15 +77,21 @@ class VKTVASTCreative {
   protected:
     VKTVASTCreative() = default;
 
-    /// Reads the first `key` child as the click-through; it stays what it was when none builds.
-    void findClickThrough(const VKTDictionary& node, std::string_view key);
+    /// Reads the first child of that name as the click-through; it stays what it was when none builds.
+    void findClickThrough(const VKTVASTElement& element, std::string_view name);
 
-    /// Appends the URLs of the `key` children.
-    void findClickTracking(const VKTDictionary& node, std::string_view key);
+    /// Appends the URLs of the children of that name.
+    void findClickTracking(const VKTVASTElement& element, std::string_view name) {
+        element.appendVASTURLs(name, clickTracking_);
+    }
 
   private:
+    enum class Addition { Added, Repeated, BeyondLimit };
+    Addition addUniversalAdId(const VKTVASTUniversalAdId& id);
+
     TrackingEvents trackingEvents_;
     std::optional<VKTVASTURL> clickThrough_;
     std::vector<VKTVASTURL> clickTracking_;
     std::vector<VKTVASTUniversalAdId> universalAdIds_;
+    bool isHolder_ = false;
 };

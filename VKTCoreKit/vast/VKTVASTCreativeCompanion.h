@@ -14,6 +14,8 @@ class VKTVASTCreativeCompanion final : public VKTVASTCreativeResource {
     static std::shared_ptr<VKTVASTCreativeCompanion> initWithDictionary(
         const VKTDictionary& dictionary, VKTErrorOutput error, const VKTVASTErrorHandler& errorHandler,
         bool isWrapper);
+    static std::shared_ptr<VKTVASTCreativeCompanion> initWithElement(const VKTVASTElement& element,
+                                                                     const VKTVASTReadingContext& context);
 
     [[nodiscard]] const std::optional<std::string>& id() const { return id_; }
     [[nodiscard]] const std::optional<std::string>& adSlotID() const { return adSlotID_; }

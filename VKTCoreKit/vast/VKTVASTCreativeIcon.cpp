@@ -1,26 +1,25 @@
 #include "VKTCoreKit/vast/VKTVASTCreativeIcon.h"
 
-#include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
-#include "VKTCoreKit/vast/VKTVASTNodeReading.h"
-
 std::shared_ptr<VKTVASTCreativeIcon> VKTVASTCreativeIcon::initWithDictionary(
     const VKTDictionary& dictionary, VKTErrorOutput /*error*/, const VKTVASTErrorHandler& /*errorHandler*/,
     bool /*isWrapper*/) {
+    return initWithElement(dictionary);
+}
+
+std::shared_ptr<VKTVASTCreativeIcon> VKTVASTCreativeIcon::initWithElement(const VKTVASTElement& element) {
     std::shared_ptr<VKTVASTCreativeIcon> icon(new VKTVASTCreativeIcon());
-    icon->program_ = vkt_stringAttribute("_program", dictionary);
-    icon->duration_ = vkt_stringAttribute("_duration", dictionary);
-    icon->offset_ = vkt_stringAttribute("_offset", dictionary);
-    icon->apiFramework_ = vkt_stringAttribute("_apiFramework", dictionary);
-    icon->width_ = vkt_floatAttribute("_width", dictionary, 0);
-    icon->height_ = vkt_floatAttribute("_height", dictionary, 0);
-    icon->xPosition_ = vkt_floatAttribute("_xPosition", dictionary, 0);
-    icon->yPosition_ = vkt_floatAttribute("_yPosition", dictionary, 0);
-    icon->findResource(dictionary);
-    if (const auto* clicks =
-            VKTXMLDictionaryUtils::findFirstObjectOfArrayAsDictionary("IconClicks", dictionary)) {
-        icon->findClickTracking(*clicks, "IconClickTracking");
-        icon->findClickThrough(*clicks, "IconClickThrough");
-    }
-    icon->addTrackingEvents(VKTVASTTrackingEvent::findTrackingEvents(dictionary));
+    icon->program_ = element.stringAttribute("_program");
+    icon->duration_ = element.timeAttribute("_duration");
+    icon->offset_ = element.timeAttribute("_offset");
+    icon->apiFramework_ = element.stringAttribute("_apiFramework");
+    icon->width_ = element.floatAttribute("_width", 0);
+    icon->height_ = element.floatAttribute("_height", 0);
+    icon->xPosition_ = element.floatAttribute("_xPosition", 0);
+    icon->yPosition_ = element.floatAttribute("_yPosition", 0);
+    icon->findResource(element);
+    const VKTVASTElement clicks = element.firstChild("IconClicks");
+    icon->findClickTracking(clicks, "IconClickTracking");
+    icon->findClickThrough(clicks, "IconClickThrough");
+    icon->addTrackingEvents(VKTVASTTrackingEvent::findTrackingEvents(element));
     return icon;
 }

@@ -12,6 +12,7 @@ class VKTVASTCreativeIcon final : public VKTVASTCreativeResource {
                                                                    VKTErrorOutput error,
                                                                    const VKTVASTErrorHandler& errorHandler,
                                                                    bool isWrapper);
+    static std::shared_ptr<VKTVASTCreativeIcon> initWithElement(const VKTVASTElement& element);
 
     [[nodiscard]] const std::optional<std::string>& program() const { return program_; }
     [[nodiscard]] const std::optional<std::string>& duration() const { return duration_; }

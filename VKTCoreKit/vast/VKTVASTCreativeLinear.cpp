@@ -1,10 +1,11 @@
 #include "VKTCoreKit/vast/VKTVASTCreativeLinear.h"
 
-#include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
-#include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
-#include "VKTCoreKit/vast/VKTVASTNodeReading.h"
+#include <algorithm>
+#include <utility>
 
-using Utils = VKTXMLDictionaryUtils;
+#include "VKTCoreKit/core/VKTTimeUtils.h"
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
 
 namespace {
 
@@ -15,14 +16,9 @@ void reportMissingMediaFiles(VKTErrorOutput error, const VKTVASTErrorHandler& er
     *error = missing.error();
 }
 
-// Appends the valid media files of `elements`, which may be null.
-void appendMediaFiles(VKTVASTCreativeLinear::MediaFiles& files, const VKTArray* elements, bool onlyVPAID) {
-    if (elements == nullptr) return;
-    for (const VKTValue& element : *elements) {
-        const VKTDictionary* node = element.asDictionary();
-        auto file = node == nullptr ? nullptr : VKTVASTMediaFile::initWithDictionary(*node);
-        if (file && (!onlyVPAID || file->isVPAID())) files.push_back(std::move(file));
-    }
+std::string typesSentence(const std::vector<std::string>& types) {
+    if (types.size() == 1) return "its media files are " + types.front() + ", which is not playable";
+    return "its media files are " + vkt_joined(types, ", ") + ", none of which is playable";
 }
 
 }  // namespace
@@ -31,18 +27,24 @@ std::shared_ptr<VKTVASTCreativeLinear> VKTVASTCreativeLinear::initEmptyCreative(
     return std::shared_ptr<VKTVASTCreativeLinear>(new VKTVASTCreativeLinear());
 }
 
+std::shared_ptr<VKTVASTCreativeLinear> VKTVASTCreativeLinear::initWithElement(
+    const VKTVASTElement& element, const VKTVASTReadingContext& context) {
+    auto creative = initEmptyCreative();
+    creative->findSkipOffset(element);
+    creative->findDuration(element, context.errorHandler);
+    creative->findAdParameters(element);
+    if (!creative->findMediaFiles(element, context.error, context.errorHandler, context.isWrapper))
+        return nullptr;
+    creative->findTrackingEvents(element);
+    creative->findClicks(element);
+    creative->findIcons(element);
+    return creative;
+}
+
 std::shared_ptr<VKTVASTCreativeLinear> VKTVASTCreativeLinear::initWithDictionary(
     const VKTDictionary& dictionary, VKTErrorOutput error, const VKTVASTErrorHandler& errorHandler,
     bool isWrapper) {
-    auto creative = initEmptyCreative();
-    creative->findSkipOffset(dictionary);
-    creative->findDuration(dictionary, errorHandler);
-    creative->findAdParameters(dictionary);
-    if (!creative->findMediaFiles(dictionary, error, errorHandler, isWrapper)) return nullptr;
-    creative->findTrackingEvents(dictionary);
-    creative->findClicks(dictionary);
-    creative->findIcons(dictionary, isWrapper);
-    return creative;
+    return initWithElement(dictionary, {error, errorHandler, isWrapper});
 }
 
 std::shared_ptr<VKTVASTCreativeLinear> VKTVASTCreativeLinear::initWithDictionary(
@@ -50,65 +52,92 @@ std::shared_ptr<VKTVASTCreativeLinear> VKTVASTCreativeLinear::initWithDictionary
     return initWithDictionary(dictionary, nullptr, vkt_ignoreVASTErrors, false);
 }
 
-void VKTVASTCreativeLinear::findSkipOffset(const VKTDictionary& node) {
-    skipOffset_ = vkt_stringAttribute("_skipoffset", node);
+void VKTVASTCreativeLinear::findSkipOffset(const VKTVASTElement& linear) {
+    skipOffset_ = linear.timeAttribute("_skipoffset");
 }
 
-void VKTVASTCreativeLinear::findDuration(const VKTDictionary& node, const VKTVASTErrorHandler& errorHandler) {
-    duration_ = vkt_childText("Duration", node);
-    if (!duration_) errorHandler(VKTVASTError::VAST_VALIDATION_ERROR_LINEAR_MISSING_DURATION(), {});
+void VKTVASTCreativeLinear::findDuration(const VKTVASTElement& linear,
+                                         const VKTVASTErrorHandler& errorHandler) {
+    const VKTVASTElement element = linear.firstChild("Duration");
+    const std::string* text = element ? element.requiredText() : nullptr;
+    if (text == nullptr) {
+        errorHandler(VKTVASTError::VAST_VALIDATION_ERROR_LINEAR_MISSING_DURATION(), {});
+        return;
+    }
+    duration_ = *text;
+    if (element.isHeard() && VKTTimeUtils::timeIntervalFromVASTDuration(*text) < 0) {
+        element.needsAttention({}, "it is " + vkt_quoted(*text) +
+                                       ", no time code such as 00:00:30, so no progress can be tracked by it");
+    }
 }
 
-void VKTVASTCreativeLinear::findAdParameters(const VKTDictionary& node) {
-    adParameters_ = vkt_childText("AdParameters", node);
+void VKTVASTCreativeLinear::findAdParameters(const VKTVASTElement& linear) {
+    adParameters_ = linear.childText("AdParameters");
 }
 
-bool VKTVASTCreativeLinear::findMediaFiles(const VKTDictionary& node, VKTErrorOutput error,
+bool VKTVASTCreativeLinear::findMediaFiles(const VKTVASTElement& linear, VKTErrorOutput error,
                                            const VKTVASTErrorHandler& errorHandler, bool isWrapper) {
-    const VKTDictionary* container = Utils::findFirstObjectOfArrayAsDictionary("MediaFiles", node);
-    if (!isWrapper && (container == nullptr || container->empty())) {
+    const VKTVASTElement container = linear.firstChild("MediaFiles");
+    if (!isWrapper && !container.hasContent()) {
         reportMissingMediaFiles(error, errorHandler);
         return false;
     }
-    if (container != nullptr) {
-        appendMediaFiles(mediaFiles_, Utils::findArrayForKey("MediaFile", *container), false);
-        appendMediaFiles(mediaFiles_, Utils::findArrayForKey("InteractiveCreativeFile", *container), true);
-    }
+    findMediaFiles(container, "MediaFile", false);
+    findMediaFiles(container, "InteractiveCreativeFile", true);
     if (!isWrapper && mediaFiles_.empty()) reportMissingMediaFiles(error, errorHandler);
     return true;
 }
 
-void VKTVASTCreativeLinear::findTrackingEvents(const VKTDictionary& node) {
-    addTrackingEvents(VKTVASTTrackingEvent::findTrackingEvents(node));
+void VKTVASTCreativeLinear::findMediaFiles(const VKTVASTElement& container, std::string_view name,
+                                           bool areInteractive) {
+    container.forEachChild(name, [&](const VKTVASTElement& element) {
+        auto file = VKTVASTMediaFile::initUncheckedWithDictionary(element);
+        file->isInteractive = areInteractive;
+        const bool isRefused = file->isRefused();
+        if (isRefused) element.drop([&] { return file->refusal(); });
+        (isRefused ? refusedMediaFiles_ : mediaFiles_).push_back(std::move(file));
+    });
 }
 
-void VKTVASTCreativeLinear::findClicks(const VKTDictionary& node) {
-    const VKTDictionary* videoClicks = Utils::findFirstObjectOfArrayAsDictionary("VideoClicks", node);
-    if (videoClicks == nullptr) return;
-    findClickTracking(*videoClicks);
-    findClickThrough(*videoClicks);
+std::string VKTVASTCreativeLinear::mediaFilesProblem() const {
+    if (refusedMediaFiles_.empty()) return "it has no media file";
+    std::vector<std::string> types;
+    for (const auto& file : refusedMediaFiles_) {
+        if (!file->url || !file->type || file->isSupported()) return "none of its media files is playable: " + file->refusal();
+        const auto& type = *file->type;
+        if (std::find(types.begin(), types.end(), type) == types.end()) types.push_back(type);
+    }
+    return typesSentence(types);
 }
 
-void VKTVASTCreativeLinear::findClickTracking(const VKTDictionary& videoClicks) {
+void VKTVASTCreativeLinear::findTrackingEvents(const VKTVASTElement& linear) {
+    addTrackingEvents(VKTVASTTrackingEvent::findTrackingEvents(linear));
+}
+
+void VKTVASTCreativeLinear::findClicks(const VKTVASTElement& linear) {
+    const VKTVASTElement videoClicks = linear.firstChild("VideoClicks");
+    findClickTracking(videoClicks);
+    findClickThrough(videoClicks);
+}
+
+void VKTVASTCreativeLinear::findClickTracking(const VKTVASTElement& videoClicks) {
     VKTVASTCreative::findClickTracking(videoClicks, "ClickTracking");
 }
 
-void VKTVASTCreativeLinear::findClickThrough(const VKTDictionary& videoClicks) {
+void VKTVASTCreativeLinear::findClickThrough(const VKTVASTElement& videoClicks) {
     VKTVASTCreative::findClickThrough(videoClicks, "ClickThrough");
 }
 
-void VKTVASTCreativeLinear::findIcons(const VKTDictionary& node, bool isWrapper) {
-    const VKTDictionary* container = Utils::findFirstObjectOfArrayAsDictionary("Icons", node);
-    const VKTArray* elements = container == nullptr ? nullptr : Utils::findArrayForKey("Icon", *container);
-    if (elements == nullptr) return;
-    for (const VKTValue& element : *elements) {
-        const VKTDictionary* iconNode = element.asDictionary();
-        if (iconNode == nullptr) continue;
-        auto icon =
-            VKTVASTCreativeIcon::initWithDictionary(*iconNode, nullptr, vkt_ignoreVASTErrors, isWrapper);
+void VKTVASTCreativeLinear::findIcons(const VKTVASTElement& linear) {
+    linear.firstChild("Icons").forEachChild("Icon", [this](const VKTVASTElement& element) {
+        auto icon = VKTVASTCreativeIcon::initWithElement(element);
         // An icon in a wrapper still has to be complete.
-        if (icon->isValidForWrapper(false)) icons_.push_back(std::move(icon));
-    }
+        if (icon->isValidForWrapper(false)) {
+            icons_.push_back(std::move(icon));
+        } else {
+            element.drop(VKTVASTNoResource);
+        }
+    });
 }
 
 std::shared_ptr<VKTVASTMediaFile> VKTVASTCreativeLinear::mostAppropriateMediaFile() const {

@@ -28,6 +28,8 @@ class VKTVASTCreativeLinear final : public VKTVASTCreative {
     ///   `VAST_VALIDATION_ERROR_LINEAR_MISSING_MEDIAFILES` is reported and put in `error`;
     /// - not in a wrapper and no usable media file: the same report, but the creative is built (and not
     /// valid). The media-file reports are made only when `error` is given.
+    static std::shared_ptr<VKTVASTCreativeLinear> initWithElement(const VKTVASTElement& element,
+                                                                  const VKTVASTReadingContext& context);
     static std::shared_ptr<VKTVASTCreativeLinear> initWithDictionary(const VKTDictionary& dictionary,
                                                                      VKTErrorOutput error,
                                                                      const VKTVASTErrorHandler& errorHandler,
@@ -36,17 +38,17 @@ class VKTVASTCreativeLinear final : public VKTVASTCreative {
     /// Without reports, not in a wrapper.
     static std::shared_ptr<VKTVASTCreativeLinear> initWithDictionary(const VKTDictionary& dictionary);
 
-    /// The steps of construction, in their order; each reads from the "Linear" node.
-    void findSkipOffset(const VKTDictionary& node);
-    void findDuration(const VKTDictionary& node, const VKTVASTErrorHandler& errorHandler);
-    void findAdParameters(const VKTDictionary& node);
-    bool findMediaFiles(const VKTDictionary& node, VKTErrorOutput error,
+    /// The steps of construction, in their order; each reads from the "Linear" element.
+    void findSkipOffset(const VKTVASTElement& linear);
+    void findDuration(const VKTVASTElement& linear, const VKTVASTErrorHandler& errorHandler);
+    void findAdParameters(const VKTVASTElement& linear);
+    bool findMediaFiles(const VKTVASTElement& linear, VKTErrorOutput error,
                         const VKTVASTErrorHandler& errorHandler, bool isWrapper);
-    void findTrackingEvents(const VKTDictionary& node);
-    void findClicks(const VKTDictionary& node);
-    void findClickTracking(const VKTDictionary& videoClicks);
-    void findClickThrough(const VKTDictionary& videoClicks);
-    void findIcons(const VKTDictionary& node, bool isWrapper);
+    void findTrackingEvents(const VKTVASTElement& linear);
+    void findClicks(const VKTVASTElement& linear);
+    void findClickTracking(const VKTVASTElement& videoClicks);
+    void findClickThrough(const VKTVASTElement& videoClicks);
+    void findIcons(const VKTVASTElement& linear);
 
     /// The selector's choice up to `VKTVASTDefaultMaximumBitrate` on a fast connection; null without media.
     [[nodiscard]] std::shared_ptr<VKTVASTMediaFile> mostAppropriateMediaFile() const;
@@ -60,14 +62,23 @@ class VKTVASTCreativeLinear final : public VKTVASTCreative {
     [[nodiscard]] const std::optional<std::string>& skipOffset() const { return skipOffset_; }
     [[nodiscard]] const std::optional<std::string>& adParameters() const { return adParameters_; }
     [[nodiscard]] const MediaFiles& mediaFiles() const { return mediaFiles_; }
+
+    /// What the document lists and this library cannot play; `VKTVASTMediaFile::refusal` says why.
+    [[nodiscard]] const MediaFiles& refusedMediaFiles() const { return refusedMediaFiles_; }
+
+    /// Why there is no media file, half a sentence about the ad: "its media files are video/webm, which is
+    /// not playable".
+    [[nodiscard]] std::string mediaFilesProblem() const;
     [[nodiscard]] const Icons& icons() const { return icons_; }
 
   private:
     VKTVASTCreativeLinear() = default;
+    void findMediaFiles(const VKTVASTElement& container, std::string_view name, bool areInteractive);
 
     std::optional<std::string> duration_;
     std::optional<std::string> skipOffset_;
     std::optional<std::string> adParameters_;
     MediaFiles mediaFiles_;
+    MediaFiles refusedMediaFiles_;
     Icons icons_;
 };

@@ -15,6 +15,8 @@ class VKTVASTCreativeNonLinear final : public VKTVASTCreativeResource {
     static std::shared_ptr<VKTVASTCreativeNonLinear> initWithDictionary(
         const VKTDictionary& dictionary, VKTErrorOutput error, const VKTVASTErrorHandler& errorHandler,
         bool isWrapper);
+    static std::shared_ptr<VKTVASTCreativeNonLinear> initWithElement(const VKTVASTElement& element,
+                                                                     const VKTVASTReadingContext& context);
 
     [[nodiscard]] const std::optional<std::string>& id() const { return id_; }
     [[nodiscard]] const std::optional<std::string>& minSuggestedDuration() const {

@@ -3,23 +3,33 @@
 #include <array>
 #include <utility>
 
-#include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
-
 bool VKTVASTCreativeResource::isValidForWrapper(bool isWrapper) const {
     return isWrapper || staticResource_ || iFrameResource_ || htmlResource_;
 }
 
-bool VKTVASTCreativeResource::findResource(const VKTDictionary& node) {
+bool VKTVASTCreativeResource::findResource(const VKTVASTElement& element) {
     const std::array<std::pair<const char*, std::optional<VKTVASTURL>*>, 3> resources{{
         {"StaticResource", &staticResource_},
         {"IFrameResource", &iFrameResource_},
         {"HTMLResource", &htmlResource_},
     }};
-    for (const auto& [key, resource] : resources) {
-        if (const std::string* text = VKTXMLDictionaryUtils::findFirstObjectOfArrayAsString(key, node)) {
-            *resource = VKTVASTURL::initFromXML(*text);
-            return true;
+    bool isFound = false;
+    for (const auto& [name, resource] : resources) {
+        if (isFound) {
+            element.dropChildren(
+                name, "one resource is read: StaticResource before IFrameResource before HTMLResource");
+            continue;
         }
+        const VKTVASTElement child = element.firstChild(name);
+        const std::string* text = child ? child.requiredText() : nullptr;
+        if (text == nullptr) continue;
+        isFound = true;
+        if (resource == &htmlResource_) {
+            *resource = VKTVASTURL::initWithString(*text);
+        } else {
+            *resource = child.requiredVASTURL();
+        }
+        if (staticResource_) staticResourceType_ = child.stringAttribute("_creativeType");
     }
-    return false;
+    return isFound;
 }

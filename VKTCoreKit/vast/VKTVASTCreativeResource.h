@@ -2,8 +2,12 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "VKTCoreKit/vast/VKTVASTCreative.h"
+
+/// Why a creative that needs a resource is dropped.
+inline constexpr const char* VKTVASTNoResource = "it has no usable resource";
 
 /// At most one of the three resources is set: a static one wins over an iframe, an iframe over HTML. An HTML
 /// snippet is kept in URL form.
@@ -13,6 +17,8 @@ class VKTVASTCreativeResource : public VKTVASTCreative {
     [[nodiscard]] bool isValidForWrapper(bool isWrapper) const override;
 
     [[nodiscard]] const std::optional<VKTVASTURL>& staticResource() const { return staticResource_; }
+    /// The MIME type of the static resource as written ("creativeType"); nothing without one.
+    [[nodiscard]] const std::optional<std::string>& staticResourceType() const { return staticResourceType_; }
     [[nodiscard]] const std::optional<VKTVASTURL>& iFrameResource() const { return iFrameResource_; }
     [[nodiscard]] const std::optional<VKTVASTURL>& htmlResource() const { return htmlResource_; }
 
@@ -20,10 +26,11 @@ class VKTVASTCreativeResource : public VKTVASTCreative {
     VKTVASTCreativeResource() = default;
 
     /// Reads the first resource element that has a text. False when none has.
-    bool findResource(const VKTDictionary& node);
+    bool findResource(const VKTVASTElement& element);
 
   private:
     std::optional<VKTVASTURL> staticResource_;
+    std::optional<std::string> staticResourceType_;
     std::optional<VKTVASTURL> iFrameResource_;
     std::optional<VKTVASTURL> htmlResource_;
 };

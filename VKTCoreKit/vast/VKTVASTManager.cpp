@@ -18,12 +18,38 @@ namespace {
 using Playable = std::shared_ptr<VKTConsumableVideoAd>;
 using AdPointer = std::shared_ptr<VKTVASTAd>;
 
+constexpr const char* onlyFirstAdIsTaken =
+    "it is not taken: of a document behind a wrapper only the first ad is (handleWrappersAdpods is off)";
+constexpr const char* onlyMainAdsAreTaken =
+    "it is not taken: of a document behind a wrapper only the main ads are";
+
 VKTError managerError(VKTVASTManagerErrorCode code, const char* description) {
     return VKTUtils::errorWithDomain(VKTVASTErrorDomain, code, description);
 }
 
 VKTVASTManagerResponse failure(VKTVASTManagerErrorCode code, const char* description) {
     return VKTVASTManagerResponse::initWithAd(nullptr, managerError(code, description));
+}
+
+VKTVASTDocumentOutcome outcomeBehind(const VKTVASTAd& wrapper) {
+    VKTVASTDocumentOutcome outcome;
+    outcome.url = wrapper.nextActionURL();
+    outcome.wrapperDepth = wrapper.wrapperDepth() + 1;
+    outcome.wrapperAdID = wrapper.adID();
+    return outcome;
+}
+
+VKTVASTParserResponse refusal(const VKTVASTAd& wrapper, VKTError error, std::string problem) {
+    VKTVASTDocumentOutcome outcome = outcomeBehind(wrapper);
+    outcome.problem = std::move(problem);
+    return VKTVASTParserResponse::initWithModel(nullptr, std::move(error), std::move(outcome));
+}
+
+void setReadingListener(const VKTVASTParserResponse& response,
+                        const std::shared_ptr<VKTVASTReadingListener>& listener) {
+    if (!response.model || !listener) return;
+    for (const AdPointer& ad : response.model->ads())
+        ad->setReadingListener(listener);
 }
 
 std::vector<VKTVASTURL> joined(std::vector<VKTVASTURL> urls, const std::vector<VKTVASTURL>& more) {
@@ -108,20 +134,35 @@ void VKTVASTManager::createAdsStoreWithXML(std::optional<std::string_view> xml,
     }
     const auto generator =
         VKTVASTModelGenerator::initWithSessionManager(urlSessionManager_, false, canceller_);
-    const VKTVASTParserResponse response = generator.generateVASTModelFromXML(
+    const auto reading = listenerFor(xml ? std::nullopt : withURL, nullptr);
+    if (isCancelled()) return;
+    VKTVASTParserResponse response = generator.generateVASTModelFromXML(
         xml, withURL, timeout,
-        [this](const auto& error, const auto& pixels, const auto& text) { report(error, pixels, text); });
+        [this](const auto& error, const auto& pixels, const auto& text) { report(error, pixels, text); },
+        reading.get());
     if (isCancelled()) return;
     if (!response.model) {
+        tell(response.outcome);
         if (const auto listener = delegate()) listener->vastManagerDidFailWithError(response.error);
         return;
     }
+    setReadingListener(response, reading);
+    takeRootModel(response);
+    tell(response.outcome);
+    if (const auto listener = delegate()) listener->vastManagerIsReadyToProvideAds();
+}
+
+void VKTVASTManager::takeRootModel(VKTVASTParserResponse& response) {
     rootVASTModel_ = response.model;
     rootAds_.clear();
     for (const AdPointer& ad : rootVASTModel_->ads())
         rootAds_.insert(ad.get());
     processRootModel(*rootVASTModel_);
-    if (const auto listener = delegate()) listener->vastManagerIsReadyToProvideAds();
+    Ads taken = rootVASTModel_->mainAds();
+    const Ads passbacks = rootVASTModel_->passbackAds();
+    taken.insert(taken.end(), passbacks.begin(), passbacks.end());
+    conclude(response.outcome, rootVASTModel_->ads(), taken,
+             "it is not taken: an inline ad of its document is, in its place");
 }
 
 void VKTVASTManager::processRootModel(const VKTVASTModel& model) {
@@ -183,10 +224,10 @@ AdPointer VKTVASTManager::consumeNextMainAd() {
 // is then due.
 bool VKTVASTManager::followMainWrapper(const AdPointer& wrapper) {
     if (wrapper->wrapperDepth() >= config_.maximumWrappers) {
-        report(VKTVASTError::VAST_WRAPPER_ERROR_LIMIT_REACHED(), wrapper->errorPixels(), std::nullopt);
+        refuse(*wrapper);
         return false;
     }
-    const VKTVASTParserResponse response = resolveWrapper(
+    VKTVASTParserResponse response = resolveWrapper(
         wrapper, config_.requestTimeout,
         [&](const VKTVASTError& error, const std::vector<VKTVASTURL>& pixels, const auto& text) {
             const bool hasVASTCode = error.VASTCode() != -1;
@@ -194,10 +235,14 @@ bool VKTVASTManager::followMainWrapper(const AdPointer& wrapper) {
                    text);
         });
     if (response.error) {
+        tell(response.outcome);
         checkIfWrapperErrorShouldTriggerVNoAdPixel(*response.error, wrapper);
         return false;
     }
-    if (!response.model) return true;  // neither model nor error: the next main ad's turn
+    if (!response.model) {  // neither model nor error: the next main ad's turn
+        tell(response.outcome);
+        return true;
+    }
     Ads ads;
     if (config_.handleWrappersAdpods) {
         ads = response.model->mainAds();
@@ -207,6 +252,9 @@ bool VKTVASTManager::followMainWrapper(const AdPointer& wrapper) {
     for (const AdPointer& ad : ads)
         ad->merge(*wrapper, mergeBudget_);
     insertAfterLastTaken(ads);
+    conclude(response.outcome, response.model->ads(), ads,
+             config_.handleWrappersAdpods ? onlyMainAdsAreTaken : onlyFirstAdIsTaken);
+    tell(response.outcome);
     return true;
 }
 
@@ -218,19 +266,24 @@ void VKTVASTManager::insertAfterLastTaken(const Ads& ads) {
 VKTVASTParserResponse VKTVASTManager::resolveWrapper(const AdPointer& ad, VKTTimeInterval timeout,
                                                      const VKTVASTDocumentErrorHandler& errorHandler) {
     const auto keptAlive = shared_from_this();
-    const auto refuse = [&](const VKTVASTError& error) {
+    const auto refuse = [&](const VKTVASTError& error, std::string problem) {
         errorHandler(error, {}, std::nullopt);
-        return VKTVASTParserResponse::initWithModel(nullptr, error.error());
+        return refusal(*ad, error.error(), std::move(problem));
     };
     if (!ad->isWrapper()) {
-        return VKTVASTParserResponse::initWithModel(
-            nullptr, managerError(VKTVASTManagerErrorNotAWrapper, "No ad available."));
+        return refusal(*ad, managerError(VKTVASTManagerErrorNotAWrapper, "No ad available."),
+                       "the ad is no wrapper");
     }
     std::optional<VKTURL> url = ad->nextActionURL();
-    if (!url) return refuse(VKTVASTError::VAST_VALIDATION_ERROR_MISSING_VASTADTAGURI());
+    if (!url) {
+        return refuse(VKTVASTError::VAST_VALIDATION_ERROR_MISSING_VASTADTAGURI(),
+                      "the wrapper has no VASTAdTagURI that is a URL");
+    }
     if (isFirstLevel(*ad)) {
         if (config_.strictWrapperFirstLevelImpressionValidation && ad->impressions().empty()) {
-            return refuse(VKTVASTError::VAST_VALIDATION_ERROR_MISSING_IMPRESSION());
+            return refuse(VKTVASTError::VAST_VALIDATION_ERROR_MISSING_IMPRESSION(),
+                          "the wrapper has no impression, which is required of it "
+                          "(strictWrapperFirstLevelImpressionValidation)");
         }
         if (const auto listener = delegate()) listener->vastManagerDidStartToResolveWrapperAd(*this, ad);
     }
@@ -239,10 +292,17 @@ VKTVASTParserResponse VKTVASTManager::resolveWrapper(const AdPointer& ad, VKTTim
             url = VKTURLUtils::replaceMacros(*macros, *url);
         }
     }
+    const auto reading = listenerFor(url, ad);
     // Whoever cancels, inside these callbacks too, answers for no macros and wants no request.
     if (isCancelled()) return {};
-    return VKTVASTModelGenerator::initWithSessionManager(urlSessionManager_, true, canceller_)
-        .generateVASTModelFromXML(std::nullopt, url, timeout, errorHandler);
+    VKTVASTParserResponse response =
+        VKTVASTModelGenerator::initWithSessionManager(urlSessionManager_, true, canceller_)
+            .generateVASTModelFromXML(std::nullopt, url, timeout, errorHandler, reading.get());
+    setReadingListener(response, reading);
+    response.outcome.url = std::move(url);
+    response.outcome.wrapperDepth = ad->wrapperDepth() + 1;
+    response.outcome.wrapperAdID = ad->adID();
+    return response;
 }
 
 void VKTVASTManager::checkIfWrapperErrorShouldTriggerVNoAdPixel(const VKTError& error, const AdPointer& ad) {
@@ -325,21 +385,64 @@ AdPointer VKTVASTManager::transformWrapperToInline(AdPointer ad) {
 // one wrapper deeper than main ads.
 AdPointer VKTVASTManager::followPassbackWrapper(const AdPointer& wrapper) {
     if (wrapper->wrapperDepth() > config_.maximumWrappers) {
-        report(VKTVASTError::VAST_WRAPPER_ERROR_LIMIT_REACHED(), wrapper->errorPixels(), std::nullopt);
+        refuse(*wrapper);
         return nullptr;
     }
-    const VKTVASTParserResponse response = resolveWrapper(
+    VKTVASTParserResponse response = resolveWrapper(
         wrapper, config_.requestTimeout,
         [&](const VKTVASTError& error, const std::vector<VKTVASTURL>& pixels, const auto& text) {
             report(error, joined(pixels, wrapper->errorPixels()), text);
         });
     if (response.error) {
+        tell(response.outcome);
         checkIfWrapperErrorShouldTriggerVNoAdPixel(*response.error, wrapper);
         return nullptr;
     }
     AdPointer first = response.model ? response.model->firstAd() : nullptr;
-    if (first) first->merge(*wrapper, mergeBudget_);
+    if (first) {
+        first->merge(*wrapper, mergeBudget_);
+        conclude(response.outcome, response.model->ads(), {first}, onlyFirstAdIsTaken);
+    }
+    tell(response.outcome);
     return first;
+}
+
+// The wrapper is one too many: no request is made for it.
+void VKTVASTManager::refuse(const VKTVASTAd& wrapper) {
+    report(VKTVASTError::VAST_WRAPPER_ERROR_LIMIT_REACHED(), wrapper.errorPixels(), std::nullopt);
+    VKTVASTDocumentOutcome outcome = outcomeBehind(wrapper);
+    outcome.problem = "it is not requested: the limit of " + std::to_string(config_.maximumWrappers) +
+                      " wrappers in a row is reached";
+    tell(outcome);
+}
+
+std::shared_ptr<VKTVASTReadingListener> VKTVASTManager::listenerFor(const std::optional<VKTURL>& url,
+                                                                    const AdPointer& wrapper) {
+    const auto listener = delegate();
+    return listener ? listener->vastManagerRequestsReadingListener(*this, url, wrapper) : nullptr;
+}
+
+// What the request goes on with. Ads that are left aside are in the model, and their listener hears why.
+void VKTVASTManager::conclude(VKTVASTDocumentOutcome& outcome, const Ads& ads, const Ads& taken,
+                              const char* whyNotTaken) {
+    std::unordered_set<const VKTVASTAd*> chosen;
+    for (const AdPointer& ad : taken) {
+        if (chosen.insert(ad.get()).second && ad->isValid()) ++outcome.adsTaken;
+    }
+    for (const AdPointer& ad : ads) {
+        const auto& listener = ad->readingListener();
+        if (listener && !chosen.contains(ad.get())) {
+            listener->needsAttention(ad->pathInDocument(), whyNotTaken);
+        }
+    }
+    if (outcome.adsTaken > 0 || !outcome.problem.empty() || taken.empty()) return;
+    outcome.problem = "none of its ads that are taken (" + std::to_string(chosen.size()) + " of " +
+                      std::to_string(ads.size()) +
+                      ") is valid; of the first: " + taken.front()->invalidReason();
+}
+
+void VKTVASTManager::tell(const VKTVASTDocumentOutcome& outcome) {
+    if (const auto listener = delegate()) listener->vastManagerDidReadDocument(*this, outcome);
 }
 
 void VKTVASTManager::report(const VKTVASTError& error, const std::vector<VKTVASTURL>& errorURLs,

@@ -113,7 +113,8 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     [[nodiscard]] static std::size_t adIndex(const VKTVASTAd& ad, const Ads& inStore);
     [[nodiscard]] Ads consumableMainAds() const;
 
-    /// One wrapper's download; error 10008 for any other ad.
+    /// One wrapper's download; error 10008 for any other ad. The response's outcome is not told to the
+    /// delegate here, since whoever calls this chooses the ads.
     VKTVASTParserResponse resolveWrapper(const std::shared_ptr<VKTVASTAd>& ad, VKTTimeInterval timeout,
                                          const VKTVASTDocumentErrorHandler& errorHandler);
 
@@ -157,6 +158,12 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     [[nodiscard]] bool isFirstLevel(const VKTVASTAd& ad) const { return rootAds_.contains(&ad); }
     void report(const VKTVASTError& error, const std::vector<VKTVASTURL>& errorURLs,
                 const std::optional<std::string>& VASTResponse);
+    void takeRootModel(VKTVASTParserResponse& response);
+    void conclude(VKTVASTDocumentOutcome& outcome, const Ads& ads, const Ads& taken, const char* whyNotTaken);
+    void tell(const VKTVASTDocumentOutcome& outcome);
+    void refuse(const VKTVASTAd& wrapper);
+    std::shared_ptr<VKTVASTReadingListener> listenerFor(const std::optional<VKTURL>& url,
+                                                        const std::shared_ptr<VKTVASTAd>& wrapper);
     std::shared_ptr<VKTConsumableVideoAd> convert(const std::shared_ptr<VKTVASTAd>& ad);
     std::shared_ptr<VKTVASTAd> consumeNextMainAd();
     bool followMainWrapper(const std::shared_ptr<VKTVASTAd>& wrapper);

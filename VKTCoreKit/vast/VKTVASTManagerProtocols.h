@@ -11,7 +11,9 @@
 
 #include "VKTCoreKit/foundation/VKTDate.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
+#include "VKTCoreKit/vast/VKTVASTDocumentOutcome.h"
 #include "VKTCoreKit/vast/VKTVASTError.h"
+#include "VKTCoreKit/vast/VKTVASTReading.h"
 #include "VKTCoreKit/vast/VKTVASTURL.h"
 
 class VKTVASTAd;
@@ -78,6 +80,28 @@ class VKTVASTManagerDelegate {
         VKTVASTManager& /*manager*/) {
         return std::nullopt;
     }
+
+    /// Who shall hear what a document loses that is about to be requested and read; null for nobody. The URL
+    /// is that of the request, macros filled, and nothing for a given text; the wrapper is the one that leads
+    /// there, null for the first document.
+    ///
+    /// The listener is called on the thread that asks for it. It also hears `needsAttention` of ads that the
+    /// request leaves aside, and `dropped` when tracking of a wrapper of that document, or an ad's
+    /// extensions, are lost in merging: on the threads on which wrappers are followed, several at once for
+    /// passbacks. It is held until the document's ads have been handed to the adapter, or are gone; what it
+    /// throws is as if the delegate had thrown it. After `cancel` it hears of no more than the document
+    /// under way.
+    virtual std::shared_ptr<VKTVASTReadingListener> vastManagerRequestsReadingListener(
+        VKTVASTManager& /*manager*/, const std::optional<VKTURL>& /*url*/,
+        const std::shared_ptr<VKTVASTAd>& /*wrapperAd*/) {
+        return nullptr;
+    }
+
+    /// What a document was: once for the first one, before it is told whether ads can be provided, and once
+    /// for each wrapper that had its turn, also for one that was not followed. After the problems of that
+    /// document and before `vastManagerDidFailToResolveWrapperAd`, on the same thread.
+    virtual void vastManagerDidReadDocument(VKTVASTManager& /*manager*/,
+                                            const VKTVASTDocumentOutcome& /*outcome*/) {}
 };
 
 /// What `nextAdWithTimeout` gives: an ad or an error.

@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/vast/VKTVASTNodeReading.h"
 
 namespace {
 
@@ -27,25 +25,29 @@ bool isOneOf(const Types& types, const std::optional<std::string>& type) {
 
 }  // namespace
 
-std::shared_ptr<VKTVASTMediaFile> VKTVASTMediaFile::initWithDictionary(const VKTDictionary& dictionary) {
-    auto file = std::make_shared<VKTVASTMediaFile>();
-    file->id = vkt_stringAttribute("_id", dictionary);
-    file->delivery = vkt_stringAttribute("_delivery", dictionary);
-    file->type = vkt_stringAttribute("_type", dictionary);
-    file->scalable = vkt_boolAttribute("_scalable", dictionary);
-    file->maintainAspectRatio = vkt_boolAttribute("_maintainAspectRatio", dictionary);
-    file->codec = vkt_stringAttribute("_codec", dictionary);
-    file->apiFramework = vkt_stringAttribute("_apiFramework", dictionary);
-    file->bitrate = vkt_floatAttribute("_bitrate", dictionary, -1);
-    file->minBitrate = vkt_floatAttribute("_minBitrate", dictionary, 0);
-    file->maxBitrate = vkt_floatAttribute("_maxBitrate", dictionary, 0);
-    file->width = vkt_floatAttribute("_width", dictionary, -1);
-    file->height = vkt_floatAttribute("_height", dictionary, -1);
-    file->fileSize = vkt_floatAttribute("_fileSize", dictionary, -1);
-    if (const std::string* text = VKTXMLDictionaryUtils::findNodeText(dictionary)) {
-        file->url = VKTVASTURL::initWithString(*text);
-    }
+std::shared_ptr<VKTVASTMediaFile> VKTVASTMediaFile::initWithDictionary(const VKTVASTElement& element) {
+    auto file = initUncheckedWithDictionary(element);
     return file->isValid() ? file : nullptr;
+}
+
+std::shared_ptr<VKTVASTMediaFile> VKTVASTMediaFile::initUncheckedWithDictionary(
+    const VKTVASTElement& element) {
+    auto file = std::make_shared<VKTVASTMediaFile>();
+    file->id = element.stringAttribute("_id");
+    file->delivery = element.stringAttribute("_delivery");
+    file->type = element.stringAttribute("_type");
+    file->scalable = element.boolAttribute("_scalable");
+    file->maintainAspectRatio = element.boolAttribute("_maintainAspectRatio");
+    file->codec = element.stringAttribute("_codec");
+    file->apiFramework = element.stringAttribute("_apiFramework");
+    file->bitrate = element.floatAttribute("_bitrate", -1);
+    file->minBitrate = element.floatAttribute("_minBitrate", 0);
+    file->maxBitrate = element.floatAttribute("_maxBitrate", 0);
+    file->width = element.floatAttribute("_width", -1);
+    file->height = element.floatAttribute("_height", -1);
+    file->fileSize = element.floatAttribute("_fileSize", -1);
+    file->url = element.requiredVASTURL();
+    return file;
 }
 
 bool VKTVASTMediaFile::isJavascript() const {
@@ -62,4 +64,13 @@ bool VKTVASTMediaFile::isSupported() const {
 
 bool VKTVASTMediaFile::isValid() const {
     return url && isSupported();
+}
+
+std::string VKTVASTMediaFile::refusal() const {
+    if (!isRefused()) return "";
+    if (isValid()) return "an interactive file must be VPAID JavaScript";
+    if (!url) return "it has no usable URL";
+    if (!type) return "it has no type";
+    if (isJavascript()) return "JavaScript is played with apiFramework \"VPAID\" only";
+    return "type " + vkt_quoted(*type) + " is not playable";
 }

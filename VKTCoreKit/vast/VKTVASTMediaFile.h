@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "VKTCoreKit/vast/VKTVASTURL.h"
+#include "VKTCoreKit/vast/VKTVASTElement.h"
 
 /// A passive record, shared between a creative and the selector; not changed once read.
 struct VKTVASTMediaFile {
@@ -23,13 +23,23 @@ struct VKTVASTMediaFile {
     float height = -1;     ///< pixels; -1 is unknown
     float fileSize = -1;   ///< bytes; -1 is unknown
     std::optional<VKTVASTURL> url;
+    bool isInteractive = false;  ///< from an "InteractiveCreativeFile", which is played as VPAID only
 
     /// Nothing unless the result is valid.
-    static std::shared_ptr<VKTVASTMediaFile> initWithDictionary(const VKTDictionary& dictionary);
+    static std::shared_ptr<VKTVASTMediaFile> initWithDictionary(const VKTVASTElement& element);
+
+    /// Never nothing.
+    static std::shared_ptr<VKTVASTMediaFile> initUncheckedWithDictionary(const VKTVASTElement& element);
 
     /// Types are compared without regard to case, against closed lists.
     [[nodiscard]] bool isJavascript() const;
     [[nodiscard]] bool isVPAID() const;      ///< JavaScript whose API framework is VPAID
     [[nodiscard]] bool isSupported() const;  ///< a playable video type, or VPAID
     [[nodiscard]] bool isValid() const;      ///< supported, with a URL
+
+    /// Whether a creative leaves the file out: it is not valid, or interactive without being VPAID.
+    [[nodiscard]] bool isRefused() const { return !isValid() || (isInteractive && !isVPAID()); }
+
+    /// Why, half a sentence: "type "video/webm" is not playable". Empty for a file that is not refused.
+    [[nodiscard]] std::string refusal() const;
 };

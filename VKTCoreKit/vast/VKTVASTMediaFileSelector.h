@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "VKTCoreKit/vast/VKTVASTMediaFile.h"
@@ -10,7 +11,23 @@
 /// Kind of connection: codes 4, 5 and 6 are fast, every other one is low.
 inline constexpr std::uint32_t VKTDefaultNetworkAccessType = 6;
 
-/// Built, asked once and dropped. A value; any thread.
+/// The rule by which a media file is chosen, or by which another one was preferred to it. A bitrate is known
+/// from 0 up on a fast connection, and above -1 on a low one. The size of a picture is the product of its
+/// sides, of which an unknown one counts as -1; pictures are asked only where no bitrate is known.
+enum VKTVASTMediaFileRule : int {
+#define VKT_MEDIA_FILE_RULE(name, words) VKTVASTMediaFile##name,
+#include "VKTCoreKit/vast/VKTVASTMediaFileRules.inc"
+#undef VKT_MEDIA_FILE_RULE
+};
+
+struct VKTVASTMediaFileVerdict {
+    VKTVASTMediaFileRule rule;
+    std::string reason;  ///< the rule in words, a clause
+
+    [[nodiscard]] bool isChosen() const { return rule <= VKTVASTMediaFileBestPictureOfTheRest; }
+};
+
+/// Built, asked and dropped. A value; any thread.
 class VKTVASTMediaFileSelector {
   public:
     using Media = std::vector<std::shared_ptr<VKTVASTMediaFile>>;
@@ -23,6 +40,9 @@ class VKTVASTMediaFileSelector {
     /// On a fast connection the highest bitrate that `maxBitrate` allows, else the lowest known one, else the
     /// largest picture; on a low one the lowest known bitrate, else the smallest picture. Null without media.
     [[nodiscard]] std::shared_ptr<VKTVASTMediaFile> mediaFile() const;
+
+    /// One for each of `media()`, in its order: one is chosen, the one that `mediaFile()` gives.
+    [[nodiscard]] std::vector<VKTVASTMediaFileVerdict> verdicts() const;
 
     static bool isConsideredLowNetworkConnection(std::uint32_t networkAccessType);
 

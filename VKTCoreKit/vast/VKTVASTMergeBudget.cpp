@@ -33,21 +33,28 @@ bool VKTVASTMergeTally::takeOne(std::size_t cost, VKTVASTMergedElement element) 
     return false;
 }
 
-std::string VKTVASTMergeTally::refusals() const {
+std::string VKTVASTMergeTally::textOf(const Counts& counts) {
     constexpr std::array<const char*, elementCount> names{
         "error pixels",   "impressions", "viewability events", "tracking events",
         "click trackers", "metrics",     "verifications",      "extensions"};
     std::string text;
     for (std::size_t i = 0; i < elementCount; ++i) {
-        if (refused_[i] == 0) continue;
-        text += (text.empty() ? "" : ", ") + std::to_string(refused_[i]) + " " + names[i];
+        if (counts[i] == 0) continue;
+        text += (text.empty() ? "" : ", ") + std::to_string(counts[i]) + " " + names[i];
     }
     return text;
 }
 
+std::string VKTVASTMergeTally::dropped() const {
+    Counts counts = refused_;
+    for (std::size_t i = 0; i < elementCount; ++i)
+        counts[i] += leftOut_[i];
+    return textOf(counts);
+}
+
 void VKTVASTMergeTally::logRefusals(std::string_view format,
                                     std::initializer_list<VKTFormatArgument> arguments) const {
-    const std::string dropped = refusals();
+    const std::string dropped = textOf(refused_);
     if (dropped.empty() || !budget_.claimReport()) return;
     VKTLog::sharedInstance()->logWarningWithFormat(
         "Too much tracking %@: the limit of %ld added items is reached, and %@ were dropped. What follows is "

@@ -64,6 +64,14 @@ class VKTVASTMergeTally {
     /// Whether one element of that cost may be appended.
     bool takeOne(std::size_t cost, VKTVASTMergedElement element);
 
+    /// Counts elements that another limit keeps out. Not in the log line, which tells of the budget.
+    void leaveOut(std::size_t count, VKTVASTMergedElement element) {
+        leftOut_[static_cast<std::size_t>(element)] += count;
+    }
+
+    /// "2 error pixels, 1 tracking events" of all that was refused or left out; empty when nothing was.
+    [[nodiscard]] std::string dropped() const;
+
     /// Logs one warning when something was refused, unless this budget's warning has been logged before.
     /// Format and arguments, those of `vkt_stringWithFormat`, say where: "when ad %@ was read".
     void logRefusals(std::string_view format, std::initializer_list<VKTFormatArgument> arguments) const;
@@ -71,9 +79,12 @@ class VKTVASTMergeTally {
   private:
     static constexpr std::size_t elementCount = static_cast<std::size_t>(VKTVASTMergedElement::Extension) + 1;
 
+    using Counts = std::array<std::size_t, elementCount>;
+
     std::size_t& refused(VKTVASTMergedElement element) { return refused_[static_cast<std::size_t>(element)]; }
-    [[nodiscard]] std::string refusals() const;
+    static std::string textOf(const Counts& counts);
 
     VKTVASTMergeBudget& budget_;
-    std::array<std::size_t, elementCount> refused_{};
+    Counts refused_{};
+    Counts leftOut_{};
 };

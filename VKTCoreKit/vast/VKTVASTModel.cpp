@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "VKTCoreKit/core/VKTLog.h"
+#include "VKTCoreKit/core/VKTXMLDictionary.h"
 #include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 
@@ -14,38 +15,47 @@ namespace {
 
 constexpr std::array<std::string_view, 5> supportedVersions{"2.0", "3.0", "4.0", "4.1", "4.2"};
 
-std::vector<VKTVASTURL> errorPixelsOf(const VKTDictionary& node) {
-    std::vector<VKTVASTURL> pixels;
-    vkt_appendVASTURLs(pixels, Utils::findArrayForKey("Error", node));
-    return pixels;
+bool isSupported(std::string_view version) {
+    return std::find(supportedVersions.begin(), supportedVersions.end(), version) != supportedVersions.end();
+}
+
+// A root may have any name, and every path repeats it.
+constexpr std::size_t longestRootName = 64;
+
+std::string_view rootNameOf(const VKTDictionary& root) {
+    const std::string* name = vkt_nodeName(root);
+    return name != nullptr && name->size() <= longestRootName ? std::string_view(*name) : "*";
 }
 
 // An inline ad's problems without pixels of their own are reported with the ad's error pixels.
-std::shared_ptr<VKTVASTAd> readInlineAd(const VKTDictionary& ad, VKTErrorOutput error,
-                                        const VKTVASTErrorHandler& errorHandler,
+std::shared_ptr<VKTVASTAd> readInlineAd(const VKTVASTElement& ad, const VKTVASTReadingContext& context,
                                         VKTVASTMergeBudget& sharedEventBudget) {
-    return VKTVASTAdInline::initWithDictionary(
-        ad, error,
-        [&](const VKTVASTError& problem, const std::vector<VKTVASTURL>& pixels) {
-            const VKTDictionary* content = Utils::findFirstObjectOfArrayAsDictionary("InLine", ad);
-            if (pixels.empty() && content != nullptr) {
-                errorHandler(problem, errorPixelsOf(*content));
-            } else {
-                errorHandler(problem, pixels);
-            }
-        },
-        &sharedEventBudget);
+    const VKTVASTErrorHandler errorHandler = [&](const VKTVASTError& problem,
+                                                 const std::vector<VKTVASTURL>& pixels) {
+        const VKTVASTElement silent = ad.unheard();
+        const VKTVASTElement content = silent.firstChild("InLine");
+        std::vector<VKTVASTURL> adPixels;
+        if (pixels.empty()) content.appendVASTURLs("Error", adPixels);
+        context.errorHandler(problem, pixels.empty() ? adPixels : pixels);
+    };
+    return VKTVASTAdInline::initWithElement(ad, {context.error, errorHandler}, &sharedEventBudget);
 }
 
 // Null for an element that is neither an inline ad nor a wrapper, and for one that cannot be read.
-std::shared_ptr<VKTVASTAd> readAd(const VKTValue& element, VKTErrorOutput error,
-                                  const VKTVASTErrorHandler& errorHandler,
+std::shared_ptr<VKTVASTAd> readAd(const VKTVASTElement& ad, const VKTVASTReadingContext& context,
                                   VKTVASTMergeBudget& sharedEventBudget) {
-    const VKTDictionary* node = element.asDictionary();
-    if (node == nullptr) return nullptr;
-    if (node->contains("InLine")) return readInlineAd(*node, error, errorHandler, sharedEventBudget);
-    if (!node->contains("Wrapper")) return nullptr;
-    return VKTVASTAdWrapper::initWithDictionary(*node, error, errorHandler, &sharedEventBudget);
+    if (!ad) return nullptr;
+    std::shared_ptr<VKTVASTAd> built;
+    if (ad.node()->contains("InLine")) {
+        built = readInlineAd(ad, context, sharedEventBudget);
+    } else if (ad.node()->contains("Wrapper")) {
+        built = VKTVASTAdWrapper::initWithElement(ad, {context.error, context.errorHandler, true},
+                                                  &sharedEventBudget);
+    } else {
+        ad.drop("it has neither InLine nor Wrapper");
+    }
+    if (built) built->setNumberInDocument(ad.position());
+    return built;
 }
 
 void letGoOf(VKTValue& element) {
@@ -58,41 +68,51 @@ void letGoOf(const VKTValue& /*element of somebody else*/) {}
 
 std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithDictionary(const VKTDictionary& dictionary,
                                                                VKTErrorOutput error,
-                                                               const VKTVASTErrorHandler& errorHandler) {
-    return read(dictionary, error, errorHandler);
+                                                               const VKTVASTErrorHandler& errorHandler,
+                                                               VKTVASTReadingListener* listener) {
+    return read(dictionary, {error, errorHandler, false, listener});
 }
 
 std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithDictionary(VKTDictionary&& dictionary,
                                                                VKTErrorOutput error,
-                                                               const VKTVASTErrorHandler& errorHandler) {
-    return read(dictionary, error, errorHandler);
+                                                               const VKTVASTErrorHandler& errorHandler,
+                                                               VKTVASTReadingListener* listener) {
+    return read(dictionary, {error, errorHandler, false, listener});
 }
 
 template <typename Dictionary>
-std::shared_ptr<VKTVASTModel> VKTVASTModel::read(Dictionary& dictionary, VKTErrorOutput error,
-                                                 const VKTVASTErrorHandler& errorHandler) {
-    std::vector<VKTVASTURL> documentErrorPixels;
-    if (!dictionary.contains("Ad")) documentErrorPixels = errorPixelsOf(dictionary);
-
+std::shared_ptr<VKTVASTModel> VKTVASTModel::read(Dictionary& dictionary, const VKTVASTReadingContext& context) {
     const std::string* version = Utils::findAttribute("_version", dictionary);
+    const VKTVASTElement root(dictionary, rootNameOf(dictionary), context.listener);
+    if (version == nullptr) {
+        root.drop("it has no version attribute");
+    } else if (!isSupported(*version)) {
+        root.drop([version] { return "version " + vkt_quoted(*version) + " is not supported"; });
+    }
+    auto* elements = dictionary.find("Ad");
+
+    std::vector<VKTVASTURL> documentErrorPixels;
+    if (elements == nullptr) {
+        root.appendVASTURLs("Error", documentErrorPixels);
+    } else {
+        root.dropChildren("Error", "the document's Error is read only when there is no Ad");
+    }
     if (version == nullptr) {
         VKTLog::sharedInstance()->logError(
             "VAST XML Tag does not contain the version attribute and is invalid.");
         const auto missing = VKTVASTError::VAST_VALIDATION_ERROR_MISSING_VERSION();
-        if (error != nullptr) *error = missing.error();
-        errorHandler(missing, documentErrorPixels);
+        if (context.error != nullptr) *context.error = missing.error();
+        context.errorHandler(missing, documentErrorPixels);
         return nullptr;
     }
 
     VKTVASTMergeBudget sharedEventBudget(VKTVASTDocumentSharedEventLimit);
     Ads ads;
-    auto* elements = dictionary.find("Ad");
-    if (elements != nullptr && elements->asArray() != nullptr) {
-        for (auto& element : *elements->asArray()) {
-            if (auto ad = readAd(element, error, errorHandler, sharedEventBudget))
-                ads.push_back(std::move(ad));
-            letGoOf(element);
-        }
+    const std::size_t count = root.childCount("Ad");
+    for (std::size_t index = 0; index < count; ++index) {
+        if (auto ad = readAd(root.childAt(index, "Ad"), context, sharedEventBudget))
+            ads.push_back(std::move(ad));
+        letGoOf((*elements->asArray())[index]);
     }
     return initWithVersion(*version, std::move(ads), std::move(documentErrorPixels));
 }
@@ -108,7 +128,7 @@ std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithVersion(std::string version,
 }
 
 bool VKTVASTModel::versionIsSupported() const {
-    return std::find(supportedVersions.begin(), supportedVersions.end(), version_) != supportedVersions.end();
+    return isSupported(version_);
 }
 
 std::size_t VKTVASTModel::sequencedAdsCount() const {

@@ -16,16 +16,20 @@ class VKTVASTModel {
 
     /// From the root "VAST" node. Null without a version attribute: `VAST_VALIDATION_ERROR_MISSING_VERSION`
     /// is then logged, put in `error` and reported with the document's error pixels. Every ad that can be
-    /// built is kept, valid or not; `error` keeps the last blocking problem.
+    /// built is kept, valid or not; `error` keeps the last blocking problem. The listener, which may be null,
+    /// hears what is dropped; of elements that the XML layer strips only when the dictionary has marks of them
+    /// (`VKTXMLDictionarySettings::markStrippedNodes`), and of a version that is not supported only that.
     static std::shared_ptr<VKTVASTModel> initWithDictionary(
         const VKTDictionary& dictionary, VKTErrorOutput error = nullptr,
-        const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors);
+        const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors,
+        VKTVASTReadingListener* listener = nullptr);
 
     /// The same, letting go of each ad's node once it has been read: the tree and the model of a large
     /// document need not be in memory as a whole at the same time.
     static std::shared_ptr<VKTVASTModel> initWithDictionary(
         VKTDictionary&& dictionary, VKTErrorOutput error = nullptr,
-        const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors);
+        const VKTVASTErrorHandler& errorHandler = vkt_ignoreVASTErrors,
+        VKTVASTReadingListener* listener = nullptr);
 
     /// Null ads are left out.
     static std::shared_ptr<VKTVASTModel> initWithVersion(std::string version, Ads ads,
@@ -62,8 +66,7 @@ class VKTVASTModel {
     VKTVASTModel() = default;
 
     template <typename Dictionary>
-    static std::shared_ptr<VKTVASTModel> read(Dictionary& dictionary, VKTErrorOutput error,
-                                              const VKTVASTErrorHandler& errorHandler);
+    static std::shared_ptr<VKTVASTModel> read(Dictionary& dictionary, const VKTVASTReadingContext& context);
 
     std::string version_;
     Ads ads_;

@@ -22,17 +22,21 @@ class VKTVASTModelGenerator {
         std::shared_ptr<VKTHTTPCanceller> canceller = nullptr);
 
     /// Reads the data when there is some (the URL is then ignored), else downloads the URL. Error 5031 for a
-    /// time-out of 0 or less, before anything else; error 10002 without data and URL.
+    /// time-out of 0 or less, before anything else; error 10002 without data and URL. The listener, here and
+    /// below, may be null and hears what the document loses.
     [[nodiscard]] VKTVASTParserResponse generateVASTModelFromXML(
         std::optional<std::string_view> xmlData, const std::optional<VKTURL>& url, VKTTimeInterval timeout,
-        const VKTVASTDocumentErrorHandler& errorHandler = vkt_ignoreVASTDocumentErrors) const;
+        const VKTVASTDocumentErrorHandler& errorHandler = vkt_ignoreVASTDocumentErrors,
+        VKTVASTReadingListener* listener = nullptr) const;
 
     /// A transfer that fails is reported by the wrapper errors, also for a first document.
     [[nodiscard]] VKTVASTParserResponse downloadXMLAndGenerateVASTModel(
-        const VKTURL& url, VKTTimeInterval timeout, const VKTVASTDocumentErrorHandler& errorHandler) const;
+        const VKTURL& url, VKTTimeInterval timeout, const VKTVASTDocumentErrorHandler& errorHandler,
+        VKTVASTReadingListener* listener = nullptr) const;
 
     [[nodiscard]] VKTVASTParserResponse transformXMLDatasIntoVASTModel(
-        std::optional<std::string_view> data, const VKTVASTDocumentErrorHandler& errorHandler) const;
+        std::optional<std::string_view> data, const VKTVASTDocumentErrorHandler& errorHandler,
+        VKTVASTReadingListener* listener = nullptr) const;
 
     [[nodiscard]] const std::shared_ptr<VKTURLSession>& sessionManager() const { return sessionManager_; }
     [[nodiscard]] bool isWrapper() const { return isWrapper_; }
@@ -43,6 +47,10 @@ class VKTVASTModelGenerator {
         : sessionManager_(std::move(sessionManager)),
           isWrapper_(isWrapper),
           canceller_(std::move(canceller)) {}
+
+    [[nodiscard]] VKTVASTParserResponse readAnswer(const VKTURLSessionResponse& answer,
+                                                   const VKTVASTDocumentErrorHandler& errorHandler,
+                                                   VKTVASTReadingListener* listener) const;
 
     std::shared_ptr<VKTURLSession> sessionManager_;
     bool isWrapper_;

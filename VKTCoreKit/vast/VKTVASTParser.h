@@ -7,7 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "VKTCoreKit/vast/VKTVASTDocumentOutcome.h"
 #include "VKTCoreKit/vast/VKTVASTModel.h"
+#include "VKTCoreKit/vast/VKTVASTReading.h"
 
 /// Codes of the plain errors of the readers of documents, domain `VKTVASTErrorDomain`.
 inline constexpr std::int64_t VKTVASTErrorCodeTimedOut = 5031;
@@ -19,10 +21,12 @@ inline constexpr std::int64_t VKTVASTErrorCodeDownloadFailed = 10003;
 struct VKTVASTParserResponse {
     std::shared_ptr<VKTVASTModel> model;
     std::optional<VKTError> error;
+    VKTVASTDocumentOutcome outcome;  ///< what the reader knows of it
 
     static VKTVASTParserResponse initWithModel(std::shared_ptr<VKTVASTModel> model,
-                                               std::optional<VKTError> error) {
-        return {std::move(model), std::move(error)};
+                                               std::optional<VKTError> error,
+                                               VKTVASTDocumentOutcome outcome = {}) {
+        return {std::move(model), std::move(error), std::move(outcome)};
     }
 };
 
@@ -44,8 +48,10 @@ class VKTVASTParser {
     /// The first that fails ends the reading; only a document without ads still gives its model. `isWrapper`
     /// chooses the wrapper variants of the errors: a document that a wrapper led to must have an ad, while a
     /// first document without ads is a normal answer, of which only the response's error tells. The version
-    /// and no-ad problems go to the handler only when nothing was reported before.
+    /// and no-ad problems go to the handler only when nothing was reported before. The listener, which may be
+    /// null, hears what the document loses.
     static VKTVASTParserResponse parseXMLAndGenerateVASTObjectModel(
         std::optional<std::string_view> data, bool isWrapper = false,
-        const VKTVASTDocumentErrorHandler& errorHandler = vkt_ignoreVASTDocumentErrors);
+        const VKTVASTDocumentErrorHandler& errorHandler = vkt_ignoreVASTDocumentErrors,
+        VKTVASTReadingListener* listener = nullptr);
 };

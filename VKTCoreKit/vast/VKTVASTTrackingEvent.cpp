@@ -6,9 +6,8 @@
 #include <utility>
 
 #include "VKTCoreKit/core/VKTLog.h"
-#include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
 #include "VKTCoreKit/foundation/VKTKeyedHash.h"
-#include "VKTCoreKit/vast/VKTVASTNodeReading.h"
+#include "VKTCoreKit/foundation/VKTText.h"
 
 namespace {
 
@@ -32,11 +31,27 @@ constexpr std::array<EventName, 22> acceptedNames{{
 }};
 
 constexpr std::string_view viewCountName = "viewcount";
+constexpr std::string_view progressName = "progress";
 
 const EventName* acceptedName(std::string_view name) {
     const auto* found = std::find_if(acceptedNames.begin(), acceptedNames.end(),
                                      [&](const EventName& event) { return event.name == name; });
     return found == acceptedNames.end() ? nullptr : found;
+}
+
+// Why a name, which may be null, is not accepted.
+std::string nameProblem(const std::string* name) {
+    if (name == nullptr) return "it has no event attribute";
+    const auto* right = std::find_if(acceptedNames.begin(), acceptedNames.end(), [&](const EventName& event) {
+        return vkt_equalsIgnoringCase(event.name, *name);
+    });
+    return "event name " + vkt_quoted(*name) +
+           (right == acceptedNames.end() ? " is not accepted" : " must be written " + vkt_quoted(right->name));
+}
+
+std::string metricNameProblem(const std::string* name) {
+    if (name == nullptr) return "it has no name attribute";
+    return "metric " + vkt_quoted(*name) + " is not accepted: the only one is viewcount";
 }
 
 }  // namespace
@@ -76,30 +91,32 @@ std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithName(std::st
     return eventWithContent({std::move(name), std::move(offset), std::move(url), isConsumable}, eventOffset);
 }
 
-std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithDictionary(const VKTValue& value) {
-    const VKTDictionary* node = value.asDictionary();
-    const std::string* text = node == nullptr ? nullptr : VKTXMLDictionaryUtils::findNodeText(*node);
-    if (text == nullptr) return nullptr;
-    const std::string* name = VKTXMLDictionaryUtils::findAttribute("_event", *node);
+std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithDictionary(
+    const VKTVASTElement& element) {
+    const std::string* name = element.attribute("_event");
     const EventName* event = name == nullptr ? nullptr : acceptedName(*name);
-    if (event == nullptr) return nullptr;
-    auto url = VKTURL::URLWithDocumentText(*text);
+    if (event == nullptr) {
+        element.drop([&] { return nameProblem(name); });
+        return nullptr;
+    }
+    auto url = element.requiredURL();
     if (!url) return nullptr;
-    return eventWithContent(
-        {*name, vkt_stringAttribute("_offset", *node), std::move(*url), event->isConsumable}, -1);
+    auto offset = element.timeAttribute("_offset");
+    if (event->name == progressName && !offset) element.needsAttention({}, "it never fires: it has no offset");
+    return eventWithContent({*name, std::move(offset), std::move(*url), event->isConsumable}, -1);
 }
 
 std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithExtensionDictionary(
-    const VKTValue& value) {
-    const VKTDictionary* node = value.asDictionary();
-    const std::string* text = node == nullptr ? nullptr : VKTXMLDictionaryUtils::findNodeText(*node);
-    if (text == nullptr) return nullptr;
-    const std::string* extensionName = VKTXMLDictionaryUtils::findAttribute("_name", *node);
-    if (extensionName == nullptr) return nullptr;
-    auto name = convertExtensionNameToVASTTrackingName(*extensionName);
-    auto url = VKTURL::URLWithDocumentText(*text);
-    if (!name || !url) return nullptr;
-    return initWithName(std::move(*name), vkt_stringAttribute("_offset", *node), std::move(*url));
+    const VKTVASTElement& element) {
+    const std::string* extensionName = element.attribute("_name");
+    auto name = extensionName == nullptr ? std::nullopt : convertExtensionNameToVASTTrackingName(*extensionName);
+    if (!name) {
+        element.drop([&] { return metricNameProblem(extensionName); });
+        return nullptr;
+    }
+    auto url = element.requiredURL();
+    if (!url) return nullptr;
+    return initWithName(std::move(*name), element.stringAttribute("_offset"), std::move(*url));
 }
 
 std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithCoder(const VKTKeyedUnarchiver& coder) {
@@ -131,17 +148,13 @@ std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::copySharingContent(
 }
 
 std::vector<std::shared_ptr<VKTVASTTrackingEvent>> VKTVASTTrackingEvent::findTrackingEvents(
-    const VKTDictionary& node) {
+    const VKTVASTElement& element) {
     std::vector<std::shared_ptr<VKTVASTTrackingEvent>> events;
-    const VKTDictionary* container =
-        VKTXMLDictionaryUtils::findFirstObjectOfArrayAsDictionary("TrackingEvents", node);
-    const VKTArray* elements =
-        container == nullptr ? nullptr : VKTXMLDictionaryUtils::findArrayForKey("Tracking", *container);
-    if (elements == nullptr) return events;
-    events.reserve(elements->size());
-    for (const VKTValue& element : *elements) {
-        if (auto event = initWithDictionary(element)) events.push_back(std::move(event));
-    }
+    const VKTVASTElement container = element.firstChild("TrackingEvents");
+    events.reserve(container.childCount("Tracking"));
+    container.forEachChild("Tracking", [&](const VKTVASTElement& tracking) {
+        if (auto event = initWithDictionary(tracking)) events.push_back(std::move(event));
+    });
     return events;
 }
 

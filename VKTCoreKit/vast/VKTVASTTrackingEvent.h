@@ -10,6 +10,7 @@
 
 #include "VKTCoreKit/core/VKTTrackingEvent.h"
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
+#include "VKTCoreKit/vast/VKTVASTElement.h"
 
 /// Whether `Tracking` elements may carry this name (VAST 4.2 and older names): 22 of them.
 bool vkt_isAcceptedTrackingEventName(std::string_view name);
@@ -43,10 +44,10 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
 
     /// From a `Tracking` node: nothing unless its text is one run that reads as a URL and the name is
     /// accepted.
-    static std::shared_ptr<VKTVASTTrackingEvent> initWithDictionary(const VKTValue& value);
+    static std::shared_ptr<VKTVASTTrackingEvent> initWithDictionary(const VKTVASTElement& element);
 
     /// From a metric node of the ad extension: only "viewcount" is accepted.
-    static std::shared_ptr<VKTVASTTrackingEvent> initWithExtensionDictionary(const VKTValue& value);
+    static std::shared_ptr<VKTVASTTrackingEvent> initWithExtensionDictionary(const VKTVASTElement& element);
 
     static std::shared_ptr<VKTVASTTrackingEvent> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;
@@ -58,8 +59,9 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
     static std::shared_ptr<VKTVASTTrackingEvent> copySharingContent(
         const std::shared_ptr<VKTVASTTrackingEvent>& event);
 
-    /// The events of the node's first "TrackingEvents" child in document order; empty when there are none.
-    static std::vector<std::shared_ptr<VKTVASTTrackingEvent>> findTrackingEvents(const VKTDictionary& node);
+    /// The events of the element's first "TrackingEvents" child in document order; empty when there are none.
+    static std::vector<std::shared_ptr<VKTVASTTrackingEvent>> findTrackingEvents(
+        const VKTVASTElement& element);
 
     /// "viewcount" for "viewcount", nothing for any other name.
     static std::optional<std::string> convertExtensionNameToVASTTrackingName(std::string_view name);

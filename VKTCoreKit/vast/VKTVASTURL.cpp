@@ -66,10 +66,3 @@ std::optional<VKTVASTURL> VKTVASTURL::initFromXML(const VKTDictionary& node) {
 std::string VKTVASTURL::description() const {
     return vkt_stringWithFormat("VKTVASTURL(url=%@)", {url().absoluteString()});
 }
-
-void vkt_appendVASTURLs(std::vector<VKTVASTURL>& urls, const VKTArray* nodes) {
-    if (nodes == nullptr) return;
-    for (const VKTValue& node : *nodes) {
-        if (auto url = VKTVASTURL::initFromXML(node)) urls.push_back(std::move(*url));
-    }
-}

@@ -6,7 +6,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
@@ -40,6 +39,3 @@ class VKTVASTURL {
 
     std::shared_ptr<const VKTURL> url_;  // never null
 };
-
-/// Appends the URLs of the nodes that build, in order. `nodes` may be null.
-void vkt_appendVASTURLs(std::vector<VKTVASTURL>& urls, const VKTArray* nodes);

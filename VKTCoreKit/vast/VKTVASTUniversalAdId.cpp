@@ -2,7 +2,17 @@
 
 #include <utility>
 
-#include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
+namespace {
+
+constexpr const char* unknownValue = "unknown";
+
+std::string problemOf(const std::string* registry, const std::string* value) {
+    if (registry == nullptr || registry->empty()) return "it has no idRegistry";
+    if (value == nullptr || value->empty()) return "it has no value";
+    return "its value is " + vkt_quoted(*value);
+}
+
+}  // namespace
 
 std::optional<VKTVASTUniversalAdId> VKTVASTUniversalAdId::initWithRegistry(std::string registry,
                                                                            std::string value) {
@@ -11,15 +21,15 @@ std::optional<VKTVASTUniversalAdId> VKTVASTUniversalAdId::initWithRegistry(std::
     return identifier;
 }
 
-std::optional<VKTVASTUniversalAdId> VKTVASTUniversalAdId::initWithDictionary(const VKTValue& value) {
-    const VKTDictionary* node = value.asDictionary();
-    if (node == nullptr) return std::nullopt;
-    const std::string* registry = VKTXMLDictionaryUtils::findAttribute("_idRegistry", *node);
-    const std::string* text = VKTXMLDictionaryUtils::findNodeText(*node);
-    const std::string* attribute = VKTXMLDictionaryUtils::findAttribute("_idValue", *node);
-    const std::string* identifier = text != nullptr && !text->empty() ? text : attribute;
-    if (registry == nullptr || identifier == nullptr) return std::nullopt;
-    return initWithRegistry(*registry, *identifier);
+std::optional<VKTVASTUniversalAdId> VKTVASTUniversalAdId::initWithDictionary(const VKTVASTElement& element) {
+    const std::string* registry = element.attribute("_idRegistry");
+    const std::string* text = element.text();
+    const std::string* attribute = element.attribute("_idValue");
+    const std::string* value = text != nullptr && !text->empty() ? text : attribute;
+    auto identifier =
+        registry == nullptr || value == nullptr ? std::nullopt : initWithRegistry(*registry, *value);
+    if (!identifier) element.drop([&] { return problemOf(registry, value); });
+    return identifier;
 }
 
 std::optional<VKTVASTUniversalAdId> VKTVASTUniversalAdId::initWithCoder(const VKTKeyedUnarchiver& coder) {
@@ -33,5 +43,5 @@ void VKTVASTUniversalAdId::encodeWithCoder(VKTKeyedArchiver& coder) const {
 }
 
 bool VKTVASTUniversalAdId::isValid() const {
-    return value != "unknown" && !registry.empty() && !value.empty();
+    return value != unknownValue && !registry.empty() && !value.empty();
 }

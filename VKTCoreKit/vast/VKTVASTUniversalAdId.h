@@ -5,6 +5,7 @@
 #include <string>
 
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
+#include "VKTCoreKit/vast/VKTVASTElement.h"
 
 /// A value; any thread.
 struct VKTVASTUniversalAdId {
@@ -17,7 +18,7 @@ struct VKTVASTUniversalAdId {
     static std::optional<VKTVASTUniversalAdId> initWithRegistry(std::string registry, std::string value);
 
     /// From a node with an "_idRegistry"; its text, when there is one, wins over "_idValue" (VAST 4.0).
-    static std::optional<VKTVASTUniversalAdId> initWithDictionary(const VKTValue& value);
+    static std::optional<VKTVASTUniversalAdId> initWithDictionary(const VKTVASTElement& element);
 
     static std::optional<VKTVASTUniversalAdId> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;

@@ -65,7 +65,8 @@ TEST(Inspect, ReportsAdsWithTheirKindsAndUses) {
         SCOPED_TRACE(file);
         const VKTDictionary report = parsed(runTool("inspect --json " + dataFile(file)).out);
         EXPECT_EQ(keysOf(report),
-                  "source version ads mainAds passbackAds documentErrorPixels dropped errors requests end");
+                  "source version ads mainAds passbackAds documentErrorPixels dropped errors requests end root "
+                  "problem faultLine faultColumn needingAttention");
         Texts ads;
         for (const VKTDictionary& ad : entriesOf(report, "ads")) {
             ads.push_back(*valueOf(ad, "adID").asString() + " " + *valueOf(ad, "kind").asString() +
@@ -84,16 +85,16 @@ TEST(Inspect, TellsWhyEachMediaFileIsKeptOrChosen) {
     EXPECT_EQ(outcome.err, "");
     const Texts expected{
         "kept: its bitrate is further above 5000 kbit/s",
-        "kept: the chosen one has the same bitrate and comes last",
+        "kept: the chosen one has the same bitrate and comes after it",
         "chosen: lowest known bitrate: all are above 5000 kbit/s",
         "kept: its bitrate is unknown and another one's is known",
         "kept: its bitrate is above 5000 kbit/s",
         "chosen: highest bitrate up to 5000 kbit/s",
-        "kept: the chosen one has the same bitrate and comes first",
+        "kept: the chosen one has the same bitrate and comes before it",
         "kept: the chosen one has a higher bitrate",
         "kept: the chosen one has a larger picture",
         "chosen: largest picture: no bitrate is known",
-        "kept: the chosen one has as large a picture and comes first",
+        "kept: the chosen one has a picture of the same size and comes before it",
     };
     EXPECT_EQ(mediaVerdictsOf(outcome.out), expected);
 }

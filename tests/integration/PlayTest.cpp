@@ -184,6 +184,24 @@ TEST_F(Play, EndsInTimeWhenThePixelServerHangs) {
     EXPECT_EQ(statusesOf(parsed(sent.out), "pixels"), (Counts{{"success", 13}}));
 }
 
+TEST_F(Play, TellsWhatHasExpiredAndWhyAPixelIsRefused) {
+    {
+        const auto store = VKTPlatform::current().makeKeyValueStore(store_, nullptr);
+        const auto provider = VKTPersistentPixelStoreProvider::initWithKeyValueStore(store);
+        ASSERT_TRUE(provider->loadPixels());
+        const auto tomorrow = VKTPlatform::current().clock->now() + std::chrono::hours(24);
+        provider->savePixels(
+            {VKTPixel::initWithID(1, *VKTURL::URLWithString("http://h/late"), {}, VKTPixelStatusPending),
+             VKTPixel::initWithID(2, *VKTURL::URLWithString("http://127.0.0.1:1/refused"), tomorrow,
+                                  VKTPixelStatusPending)});
+    }
+    const VKTDictionary report = parsed(play("/empty", "--store " + store_).out);
+    EXPECT_EQ(statusesOf(report, "pixelsLeftByEarlierRun"), (Counts{{"expired", 1}, {"pending", 1}}));
+    const std::string sent = runTool("pixels --send --store " + store_).out;
+    EXPECT_NE(sent.find(": 1 pixel\n   pending -1004  until "), std::string::npos) << sent;
+    EXPECT_NE(sent.find("http://127.0.0.1:1/refused: cannot connect"), std::string::npos) << sent;
+}
+
 TEST_F(Play, TakesTextsAndURLsOfADocumentAsTheyCome) {
     server_.get("/tell?path=/pixel/twice&answer=503&times=1");
     const std::string page = store_ + ".html";

@@ -434,6 +434,17 @@ TEST_F(Sessions, TheFirstFailureOfAScriptIsLoggedAndAllAreObserved) {
     EXPECT_EQ(line, logged.rfind("Verification script")) << logged;
 }
 
+TEST_F(Sessions, AScriptCannotForgeALineOfTheLog) {
+    VKTRecordedLog log;
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
+    serve("bad", "omid3p.injectJavaScriptResource('file:///a\\nforged'); throw new Error('b\\nforged');");
+    begin({"bad"});
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
+    const std::string text = vkt_joined(log.take(), "|");
+    EXPECT_NE(text.find("file:///a forged"), std::string::npos) << text;
+    EXPECT_NE(text.find("b forged"), std::string::npos) << text;
+}
+
 TEST_F(Sessions, AVendorThatIsLostIsAWarningAndAMissingHostOneForAll) {
     VKTRecordedLog log;
     serve("long", std::string(ScriptSizeLimit + 1, ' '));

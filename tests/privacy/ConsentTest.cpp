@@ -226,6 +226,142 @@ TEST_F(UnreadableConsent, RefusesWhereverTheKeyTakesPart) {
                                      "IABGPP_TCFEU2_VendorConsent"}));
 }
 
+// Each row changes signals with which everything is allowed; the words are its name.
+TEST_F(UnreadableConsent, EachRuleInWords) {
+    enum Verdict { IDs, Location, GPPIDs, GPPLocation, TCFLocation, USPrivacy };
+    const VKTValue none;
+    const VKTValue unreadable(VKTDate{});  // stands for itself
+    const auto noGPP = std::pair(VKTConsentKeyGPPString, none);
+    const auto noTCF = std::pair(VKTConsentKeyTCFString, none);
+    struct Row {
+        std::string words;
+        Verdict verdict;
+        std::vector<std::pair<std::string_view, VKTValue>> changes;
+    };
+    const Row rows[] = {
+        {"IABGPP_HDR_Version cannot be read", IDs, {{VKTConsentKeyGPPVersion, unreadable}}},
+        {"the GPP string decides, section 2 (TCF) applies and the purposes and the vendor are consented; "
+         "section 6 (US Privacy) applies and the user has not opted out of sale",
+         IDs,
+         {}},
+        {"the GPP string decides, section 6 (US Privacy) applies and IABGPP_6_String cannot be read",
+         IDs,
+         {{VKTConsentKeyGPPSectionCCPA, unreadable}, {VKTConsentKeyGPPSectionTCF, none}}},
+        {"the GPP string leaves it open; the TCF string decides, IABTCF_gdprApplies is 1 and the purposes "
+         "and the vendor are consented",
+         IDs,
+         {{VKTConsentKeyGPPVersion, 2}}},
+        {"the GPP string leaves it open; IABTCF_TCString cannot be read",
+         IDs,
+         {{VKTConsentKeyGPPVersion, 2}, {VKTConsentKeyTCFString, unreadable}}},
+        {"the TCF string decides, IABTCF_gdprApplies is a text, not a number",
+         IDs,
+         {noGPP, {VKTConsentKeyGDPRApplies, "1"}}},
+        {"the TCF string decides, IABTCF_gdprApplies is 0.5", IDs, {noGPP, {VKTConsentKeyGDPRApplies, 0.5}}},
+        {"the TCF string decides, IABTCF_gdprApplies is 1 and IABTCF_VendorConsents cannot be read",
+         IDs,
+         {noGPP, {VKTConsentKeyVendorConsents, unreadable}, {VKTConsentKeyPurposeConsents, none}}},
+        {"the TCF string decides, IABTCF_gdprApplies is 1 and IABTCF_PurposeConsents is missing",
+         IDs,
+         {noGPP, {VKTConsentKeyPurposeConsents, none}}},
+        {"there is no TCF string and IABTCF_gdprApplies cannot be read",
+         IDs,
+         {noGPP, noTCF, {VKTConsentKeyGDPRApplies, unreadable}}},
+        {"there is no TCF string and IABTCF_gdprApplies does not say 1",
+         IDs,
+         {noGPP, noTCF, {VKTConsentKeyGDPRApplies, none}}},
+        {"there is no TCF string and IABTCF_gdprApplies counts as 1",
+         IDs,
+         {noGPP, noTCF, {VKTConsentKeyGDPRApplies, "1"}}},
+        {"section 2 (TCF) applies and IABGPP_2_String is an integer, not a text",
+         GPPIDs,
+         {{VKTConsentKeyGPPSectionTCF, 1}}},
+        {"section 2 (TCF) applies and purpose 4 is not consented",
+         GPPIDs,
+         {{VKTConsentKeyGPPPurposeConsents, "1100001001"}}},
+        {"section 2 (TCF) applies and purposes 2, 10 are not consented and vendor 45 is not consented; "
+         "section 6 (US Privacy) applies and the user has opted out of sale",
+         GPPIDs,
+         {{VKTConsentKeyGPPPurposeConsents, "100100100"},
+          {VKTConsentKeyGPPVendorConsents, "0"},
+          {VKTConsentKeyGPPSectionCCPA, "1YY-"}}},
+        {"section 2 (TCF) applies and IABGPP_2_String is empty", GPPIDs, {{VKTConsentKeyGPPSectionTCF, ""}}},
+        {"section 2 (TCF) applies and IABGPP_2_String is not base64url without padding",
+         GPPIDs,
+         {{VKTConsentKeyGPPSectionTCF, "C="}}},
+        {"section 2 (TCF) applies and IABGPP_2_String begins with neither B nor C (version 1 or 2)",
+         GPPIDs,
+         {{VKTConsentKeyGPPSectionTCF, "DO"}}},
+        {"section 6 (US Privacy) applies and IABGPP_6_String is not a 1 followed by three of Y, N and -",
+         GPPIDs,
+         {{VKTConsentKeyGPPSectionCCPA, "1YN"}}},
+        {"IABGPP_HDR_Version is not the number 1", GPPIDs, {{VKTConsentKeyGPPVersion, 2}}},
+        {"IABGPP_HDR_GppString is empty or holds characters that no GPP string has",
+         GPPIDs,
+         {{VKTConsentKeyGPPString, "D+"}}},
+        {"IABGPP_GppSID is no list of section IDs with _ between them",
+         GPPIDs,
+         {{VKTConsentKeyGPPSIDs, "2__6"}}},
+        {"IABGPP_GppSID holds a number that is too large for a section ID",
+         GPPLocation,
+         {{VKTConsentKeyGPPSIDs, "2147483648"}}},
+        {"neither section 2 (TCF) nor section 6 (US Privacy) applies", GPPIDs, {{VKTConsentKeyGPPSIDs, "7"}}},
+        {"section 2 (TCF) does not apply", GPPLocation, {{VKTConsentKeyGPPSIDs, "6"}}},
+        {"section 2 (TCF) applies and the vendor and special feature 1 are consented", GPPLocation, {}},
+        {"section 2 (TCF) applies and IABGPP_TCFEU2_VendorConsent ends with vendor 45 while one flag more is "
+         "asked for and special feature 1 is not opted in to",
+         GPPLocation,
+         {{VKTConsentKeyGPPVendorConsents, vendor45.substr(0, 45)}, {VKTConsentKeyGPPSpecialFeatures, "01"}}},
+        {"section 2 (TCF) applies and IABGPP_TCFEU2_SpecialFeatureOptIns has one flag only",
+         GPPLocation,
+         {{VKTConsentKeyGPPSpecialFeatures, "1"}}},
+        {"the GPP string decides, section 2 (TCF) does not apply", Location, {{VKTConsentKeyGPPSIDs, "6"}}},
+        {"the GPP string leaves it open and nothing else binds the location",
+         Location,
+         {{VKTConsentKeyGPPVersion, none}}},
+        {"there is no GPP string and nothing else binds the location", Location, {noGPP}},
+        {"a TCF string outside a GPP string does not bind the location", TCFLocation, {}},
+        {"the string is not a 1 followed by three of Y, N and -",
+         USPrivacy,
+         {{VKTConsentKeyCCPAString, "2YN-"}}},
+    };
+    std::set<VKTConsentRule> seen{VKTConsentRuleSignalPresent};
+    for (const auto& [words, verdict, changes] : rows) {
+        SCOPED_TRACE(words);
+        store({Allowing, Refusing, Allowing, Allowing, Allowing, Allowing, Allowing});
+        set("IABUSPrivacy_String", "1YN-");
+        broken->unreadableKey = "";
+        for (const auto& [key, value] : changes) {
+            if (value == unreadable) broken->unreadableKey = key;
+            set(std::string(key).c_str(), value);
+        }
+        const auto GPP = brokenIdentity->GPPString();
+        const VKTConsentVerdict told = verdict == IDs           ? brokenIdentity->verdictOnIDs()
+                                       : verdict == Location    ? brokenIdentity->verdictOnLocation()
+                                       : verdict == GPPIDs      ? GPP->verdictOnIDs()
+                                       : verdict == GPPLocation ? GPP->verdictOnLocation()
+                                       : verdict == TCFLocation
+                                           ? brokenIdentity->TCFString()->verdictOnLocation()
+                                           : brokenIdentity->CCPAString()->verdictOnIDs();
+        EXPECT_EQ(told.reason(), words);
+        EXPECT_EQ(told.restsOnUnreadable(), !broken->unreadableKey.empty());
+        for (const VKTConsentClause& clause : told.clauses)
+            seen.insert(clause.rule);
+    }
+    EXPECT_EQ(seen.size(), std::size_t{VKTConsentRuleGDPRCountsAs} + 1) << "every rule has its words";
+}
+
+TEST_F(UnreadableConsent, TellsEachSignalThatIsNotRead) {
+    store({Allowing, WrongType, Allowing, Allowing, WrongType, Allowing, Allowing});
+    broken->unreadableKey = "IABTCF_VendorConsents";
+    std::string told;
+    for (const VKTConsentClause& fault : brokenIdentity->identityProvider()->signalFaults())
+        told += fault.words() + '\n';
+    EXPECT_EQ(told,
+              "IABTCF_VendorConsents cannot be read\nIABGPP_2_String is an array, not a text\n"
+              "IABTCF_gdprApplies is a text, not a number\n");
+}
+
 TEST_F(UnreadableConsent, ALegacyStringDoesNotStandInForAnUnreadableOne) {
     set("IABConsent_ConsentString", "BO");
     EXPECT_EQ(brokenIdentity->gdprConsentString(), "BO");

@@ -53,12 +53,19 @@ TEST_F(Identity, TheFirstIdentifierThereIsWins) {
                         {noID, true, {}, VKTIdentityTypeTransientID, {}},
                         {"", true, {}, VKTIdentityTypeTransientID, {}},
                         {noID, false, {}, VKTIdentityTypeNone, ""}};
+    const std::string noCustom = "no custom identifier is given";
+    const std::string noneValid =
+        noCustom + ", the advertising identifier is not valid and transient IDs are ";
+    const std::string reasons[] = {noneValid + "not enabled",
+                                   noCustom + " and the advertising identifier is valid",
+                                   noneValid + "enabled", "a custom identifier is given"};
     for (const Row& row : rows) {
         test.device->setFacts({.advertisingIdentifier = row.advertisingID, .identifierForVendor = "V"});
         const auto identity =
             VKTIdentity::initWithIdentityProvider(provider(), true, row.transientIDEnabled, row.custom);
         const bool hasIFA = row.advertisingID == "A";
         EXPECT_EQ(identity->type(), row.type);
+        EXPECT_EQ(identity->typeReason(), reasons[row.type]);
         EXPECT_EQ(identity->ifa(), hasIFA ? std::optional<std::string>("A") : std::nullopt);
         EXPECT_EQ(identity->transientId().has_value(), !hasIFA && row.transientIDEnabled);
         EXPECT_EQ(identity->identity(), row.identity ? *row.identity : identity->transientId());

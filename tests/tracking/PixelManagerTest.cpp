@@ -22,13 +22,6 @@ struct RecordingProvider : VKTPixelStoreProvider {
     int savings = 0;
 };
 
-// The system has no thread for it.
-struct RefusingQueue : VKTSerialQueue {
-    void post(VKTTask /*task*/) override {}
-    [[nodiscard]] bool tryPost(VKTTask /*task*/) override { return false; }
-    [[nodiscard]] bool isCurrentThread() const override { return false; }
-};
-
 std::shared_ptr<VKTPixelManager> managerOver(const std::shared_ptr<VKTPixelStore>& store,
                                              const std::shared_ptr<VKTHTTPSession>& http) {
     return VKTPixelManager::initWithPixelStore(
@@ -135,15 +128,6 @@ TEST_F(PixelManager, WhatTheSessionThrowsConcernsOnePixelOnly) {
     EXPECT_EQ(urlsOf(store_->allPixels()), Texts{"http://h/2"});
 }
 
-TEST_F(PixelManager, WhatAHandlerThrowsReachesNoCaller) {
-    VKTTestPlatform scarce = platformOfDifferingDraws();
-    scarce.platform.makeSerialQueue = [] { return std::make_unique<RefusingQueue>(); };
-    const VKTScopedPlatform scope(scarce.platform);
-    const auto manager = managerOver(store_, http_);
-    EXPECT_NO_THROW(
-        manager->callPixelsWithCompletionHandler([] { throw std::runtime_error("of the player"); }));
-}
-
 TEST_F(PixelManager, FoldsWaitingPassesWithoutAHandlerOnly) {
     const auto http = std::make_shared<VKTFakeHTTPSession>(VKTFakeHTTPSession::Delivery::ByHand);
     const auto manager = managerOver(store_, http);
@@ -180,19 +164,6 @@ TEST_F(PixelManager, DestructionEndsTheRequestUnderWayAndRunsEachHandlerOnce) {
     EXPECT_EQ(urlsOf(provider_->saved), (Texts{hanging.url(), good.url()}));
 }
 
-TEST_F(PixelManager, MayBeDestroyedOnItsOwnWorker) {
-    std::promise<void> isPosted;
-    std::promise<void> isLast;
-    manager_->callPixelsWithCompletionHandler([&] {
-        isPosted.get_future().wait();
-        manager_.reset();
-    });
-    manager_->callPixelsWithCompletionHandler([&] { isLast.set_value(); });
-    isPosted.set_value();
-    isLast.get_future().wait();
-    EXPECT_FALSE(manager_);
-}
-
 TEST_F(PixelManager, BadServersDoNotStopThePass) {
     const std::string ok = "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n";
     VKTRawServer endless({{ok, std::string(10'000, 'x')}, VKTRawAnswer::Endless});
@@ -210,24 +181,6 @@ TEST_F(PixelManager, BadServersDoNotStopThePass) {
         EXPECT_EQ(good.requestCount(), 1);
         EXPECT_EQ(endless.requestCount(), 1) << "it counts by its status";
     }
-}
-
-TEST_F(PixelManager, ThreadsMayAddWhilePassesRun) {
-    http_->setHandler([](const VKTURLRequest&) { return VKTFakeHTTPAnswer::withStatus(200); });
-    constexpr int perThread = 200;
-    const auto addMany = [&] {
-        for (int i = 0; i < perThread; ++i) {
-            manager_->addPixel(pixelWithURL("http://h/p"));
-            manager_->callPixels();
-        }
-    };
-    std::thread first(addMany);
-    std::thread second(addMany);
-    first.join();
-    second.join();
-    waitForPass(*manager_);
-    EXPECT_EQ(http_->requests().size(), 2u * perThread);
-    EXPECT_TRUE(manager_->allPixels().empty());
 }
 
 TEST_F(PixelManager, TellsOfAPixelThatIsNotDelivered) {

@@ -31,6 +31,18 @@ TEST_F(TrackingEventManager, ConsumableEventsFireOnceTheLastFirstAndEqualOnesEac
     EXPECT_EQ(heard, (Texts{"star 0", "starts 0", "start 3", "start 0", "mute 1", "viewable 1"}));
 }
 
+TEST_F(TrackingEventManager, TheDelegateHearsThePixelsBeforeTheirNumber) {
+    const auto manager = managerOf<VKTVideoTrackingEventManager>(
+        {event("start", "http://1"), event("start", "http://2"), event("progress", "http://3", 3),
+         event("skip", "http://4", 4)});
+    manager->trackEvent("start", {});
+    manager->trackEvent("start", {});
+    manager->playbackProgressedToTime(9, {});
+    EXPECT_EQ(heardPixels, (Texts{"start after 0 start=http://2 start=http://1", "start after 1",
+                                  "progress after 2 progress=http://3", "skip after 3 skip=http://4"}));
+    EXPECT_EQ(heard, (Texts{"start 2", "start 0", "progress 1", "skip 1"}));
+}
+
 TEST_F(TrackingEventManager, AnEventLeavesByItselfWhateverIsEqualToIt) {
     static std::size_t comparisons = 0;
     struct Equal : VKTTrackingEvent {

@@ -51,6 +51,14 @@ class TrackingFixture : public testing::Test,
         if (onEvent) onEvent(manager);
     }
 
+    void trackingEventManagerDidTrackEventWithPixels(VKTTrackingEventManager& /*manager*/,
+                                                     const std::string& name,
+                                                     const VKTPixels& pixels) override {
+        heardPixels.push_back(name + " after " + std::to_string(heard.size()));
+        for (const auto& pixel : pixels)
+            heardPixels.back() += " " + pixel->origin() + "=" + pixel->url().absoluteString();
+    }
+
     bool savePixels(const VKTPixels& /*pixels*/) override {
         if (onSave) onSave();
         return ++saves > 0;
@@ -76,7 +84,8 @@ class TrackingFixture : public testing::Test,
         return requested_;
     }
 
-    Texts heard;  // "name count"
+    Texts heard;        // "name count"
+    Texts heardPixels;  // "name after 2 name=url name=url", which came after two of the former
     std::function<void(VKTTrackingEventManager&)> onEvent;
     std::function<void()> onSave;
     std::size_t saves = 0;

@@ -38,6 +38,7 @@ TEST_F(VASTManagerCancel, InsideACallbackIsFinal) {
         std::string given;
     } rows[] = {
         {"ready", wrapper("w", "a"), 0, noMoreAds},
+        {"document", wrapper("w", "a"), 0, noMoreAds},
         {"start", wrapper("w", "a"), 0, noMoreAds},
         {"macros", wrapper("w", "a"), 0, noMoreAds},
         {"VAST_WRAPPER_ERROR_FETCH", toNobody, 1, noMoreAds},
@@ -81,6 +82,7 @@ TEST_F(VASTManagerCancel, LetsTheDownloadUnderWayComplete) {
     EXPECT_EQ(answer.get(), noMoreAds);
     EXPECT_EQ(embedder->conversions, 0);
     EXPECT_EQ(embedder->takeHeard(), (Texts{"ready", "start w"}));
+    EXPECT_EQ(embedder->takeOutcomes().size(), 1U) << "only the first document";
 }
 
 TEST_F(VASTManagerCancel, LeavesNoStoreOfADocumentUnderWay) {

@@ -62,8 +62,8 @@ struct Playable : VKTConsumableVideoAd {
 using Macros = std::optional<std::map<std::string, std::string>>;
 
 // Delegate and adapter of one request. Every call is an event: its first word is "ready", "failed", an
-// error's name, "start", "no", "macros" or "convert"; `onEvent` may do what an embedder may do inside a
-// callback.
+// error's name, "start", "no", "macros", "document" or "convert"; `onEvent` may do what an embedder may do
+// inside a callback.
 struct Embedder : VKTVASTManagerDelegate, VKTVASTAdAdapterProtocol {
     void vastManagerIsReadyToProvideAds() override { note("ready"); }
     void vastManagerDidFailWithError(const std::optional<VKTError>& error) override {
@@ -89,6 +89,19 @@ struct Embedder : VKTVASTManagerDelegate, VKTVASTAdAdapterProtocol {
         if (onEvent) onEvent("macros");
         return macros;
     }
+    std::shared_ptr<VKTVASTReadingListener> vastManagerRequestsReadingListener(
+        VKTVASTManager& /*manager*/, const std::optional<VKTURL>& documentURL,
+        const std::shared_ptr<VKTVASTAd>& wrapperAd) override {
+        return listenerFor ? listenerFor(documentURL, wrapperAd) : nullptr;
+    }
+    void vastManagerDidReadDocument(VKTVASTManager& /*manager*/,
+                                    const VKTVASTDocumentOutcome& outcome) override {
+        {
+            const VKTLock lock(mutex);
+            outcomes.push_back(outcome);
+        }
+        if (onEvent) onEvent("document");
+    }
     std::shared_ptr<VKTConsumableVideoAd> convertVASTAdToConsumableVideoAd(
         const std::shared_ptr<VKTVASTAd>& vastAd) override {
         ++conversions;
@@ -111,6 +124,10 @@ struct Embedder : VKTVASTManagerDelegate, VKTVASTAdAdapterProtocol {
         const VKTLock lock(mutex);
         return std::exchange(heard, {});
     }
+    std::vector<VKTVASTDocumentOutcome> takeOutcomes() {
+        const VKTLock lock(mutex);
+        return std::exchange(outcomes, {});
+    }
 
     Macros macros;
     std::string refused;  // IDs of ads that it does not play
@@ -118,6 +135,10 @@ struct Embedder : VKTVASTManagerDelegate, VKTVASTAdAdapterProtocol {
     std::atomic<int> conversions = 0;
     VKTMutex mutex;
     Texts heard VKT_GUARDED_BY(mutex);
+    std::vector<VKTVASTDocumentOutcome> outcomes VKT_GUARDED_BY(mutex);
+    std::function<std::shared_ptr<VKTVASTReadingListener>(const std::optional<VKTURL>& url,
+                                                          const std::shared_ptr<VKTVASTAd>& wrapperAd)>
+        listenerFor;
 };
 
 class ManagerFixture : public testing::Test {

@@ -229,7 +229,10 @@ class ExpatEventReader final : public VKTXMLEventReader {
         std::string text =
             reason + " at line " + std::to_string(line_) + ", column " + std::to_string(column_);
         handler_->parseErrorOccurred(
-            VKTError(VKTXMLErrorDomain, code, {{VKTLocalizedDescriptionKey, std::move(text)}}));
+            VKTError(VKTXMLErrorDomain, code,
+                     {{VKTLocalizedDescriptionKey, std::move(text)},
+                      {VKTXMLErrorLineKey, static_cast<std::int64_t>(line_)},
+                      {VKTXMLErrorColumnKey, static_cast<std::int64_t>(column_)}}));
     }
 
     std::string_view data_;

@@ -1,7 +1,6 @@
 #include <future>
 #include <memory>
 
-#include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/VKTServices.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 #include "commands/Commands.h"
@@ -23,17 +22,9 @@ std::string textOfDate(VKTDate date) {
     return vkt_ISO8601StringFromDate(date, VKTTimeZone(vkt_localOffsetFromUTC));
 }
 
-const char* statusOf(const PixelRecord& pixel) {
-    if (pixel.isDelivered) return "success";
-    return VKTPlatform::current().clock->now() > pixel.expirationDate ? "expired" : "pending";
-}
-
-void sendAll(const std::shared_ptr<PixelLedger>& ledger, const std::shared_ptr<VKTPixelStore>& store) {
-    const auto provider = std::make_shared<RecordingProvider>(
-        VKTURLSessionProvider::sharedInstance(),
-        [ledger](const RequestRecord& request) { ledger->requestEnded(request); });
-    const auto manager =
-        VKTPixelManager::initWithPixelStore(store, VKTURLSession::initWithSessionProvider(provider));
+void sendAll(const std::shared_ptr<VKTPixelStore>& store, const std::shared_ptr<PixelLedger>& ledger) {
+    const auto manager = VKTPixelManager::initWithPixelStore(store, VKTURLSession::sharedInstance());
+    manager->setObserver(ledger);
     std::promise<void> end;
     manager->callPixelsWithCompletionHandler([&end] { end.set_value(); });
     end.get_future().wait();
@@ -44,7 +35,7 @@ void printReport(const PixelsOptions& options, const std::vector<PixelRecord>& p
     for (const PixelRecord& pixel : pixels) {
         VKTDictionary report{{"url", pixel.url},
                              {"expirationDate", textOfDate(pixel.expirationDate)},
-                             {"status", statusOf(pixel)}};
+                             {"status", pixel.status()}};
         if (options.send) {
             report.set("statusCode", pixel.statusCode ? VKTValue(*pixel.statusCode) : VKTValue());
         }
@@ -57,17 +48,18 @@ void printText(const PixelsOptions& options, const std::vector<PixelRecord>& pix
     Output& out = Output::standard();
     out.line(options.store + ": " + countOf(pixels.size(), "pixel"));
     for (const PixelRecord& pixel : pixels) {
-        out.line("   " + std::string(statusOf(pixel)) + (options.send ? " " + pixel.outcome() : "") +
-                 "  until " + textOfDate(pixel.expirationDate) + "  " + pixel.url);
+        out.line("   " + std::string(pixel.status()) + (options.send ? " " + pixel.outcome() : "") +
+                 "  until " + textOfDate(pixel.expirationDate) + "  " + pixel.url + pixel.reason());
     }
 }
 
 int runPixels(const PixelsOptions& options) {
     const auto provider = openPixelFile(options.store, options.send ? PixelFileToSend : PixelFileToRead);
     if (!provider) return ExitSourceUnread;
-    const auto ledger = std::make_shared<PixelLedger>(provider);
-    const auto store = VKTPixelStore::initWithProvider(ledger);
-    if (options.send) sendAll(ledger, store);
+    const auto store = VKTPixelStore::initWithProvider(provider);
+    const auto ledger = std::make_shared<PixelLedger>();
+    ledger->placesOf(store->allPixels());
+    if (options.send) sendAll(store, ledger);
     if (options.JSON) {
         printReport(options, ledger->records());
     } else {

@@ -2,7 +2,6 @@
 // else happens on the main loop, in simulated time.
 #include <algorithm>
 #include <iomanip>
-#include <iostream>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -46,36 +45,32 @@ class PlayRun {
         : options_(options),
           loop_(installSimulatedLoop(options.speed)),
           screen_(options.resolve.JSON),
-          ledger_(std::make_shared<PixelLedger>(std::move(pixelProvider))),
+          ledger_(std::make_shared<PixelLedger>(
+              [this](std::size_t place) { loop_->post([this, place] { showOutcome(place); }); })),
           problems_(*ledger_, screen_) {
-        makePixelManager();
+        makePixelManager(std::move(pixelProvider));
         if (options.measure) measurement_ = AdMeasurement::initWithPixelManager(pixelManager_);
     }
 
     PlayResult run(const Source& source);
 
   private:
-    void makePixelManager();
+    void makePixelManager(std::shared_ptr<VKTPixelStoreProviderProtocol> provider);
     // With macros of its own, since some of them are of the moment.
     [[nodiscard]] std::shared_ptr<VKTVASTPixelManager> vastPixels() const {
         return VKTVASTPixelManager::initWithPixelManager(pixelManager_, macrosOf(options_.resolve));
     }
-    void requestEnded(const RequestRecord& request);
     void showOutcome(std::size_t place);
 
     Resolution resolve(const Source& source);
     void callErrorPixels(const std::vector<VKTVASTURL>& errorPixels, const VKTVASTError& error,
                          TimelineRecorder& recorder);
     void callErrorPixelsOfAnswer(const Resolution& resolution);
-    PlayedAd play(const std::shared_ptr<VKTVASTAd>& ad, std::size_t number, Resolution& resolution);
-    PlayedAd playCreative(const std::shared_ptr<VKTVASTAd>& ad,
-                          const std::shared_ptr<VKTVASTCreativeLinear>& creative);
-    PlayedAd fail(const std::shared_ptr<VKTVASTAd>& ad, const VKTVASTError& error, Resolution& resolution);
-    [[nodiscard]] bool isToFail(std::size_t number) const {
-        return number < static_cast<std::size_t>(options_.resolve.fail);
-    }
+    PlayedAd play(const ResolvedAd& ad, std::size_t number, Resolution& resolution);
+    PlayedAd playCreative(const ResolvedAd& ad);
+    PlayedAd fail(const ResolvedAd& ad, Resolution& resolution);
     void measureToTheEnd();
-    void sendWhatIsLeft();
+    bool sendWhatIsLeft();
 
     const PlayOptions& options_;
     const std::shared_ptr<VKTSimulatedRunLoop> loop_;
@@ -84,50 +79,37 @@ class PlayRun {
     TimelineRecorder problems_;
     std::shared_ptr<VKTPixelManager> pixelManager_;
     std::shared_ptr<AdMeasurement> measurement_;
-    std::size_t pixelsLeftByEarlierRun_ = 0;
     std::map<std::size_t, std::string> shownOutcomes_;  // of each pixel; a repeated one is no news
 };
 
-void PlayRun::makePixelManager() {
-    const auto provider =
-        std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance(),
-                                            [this](const RequestRecord& request) { requestEnded(request); });
-    pixelManager_ = VKTPixelManager::initWithPixelStore(VKTPixelStore::initWithProvider(ledger_),
-                                                        VKTURLSession::initWithSessionProvider(provider));
-    pixelsLeftByEarlierRun_ = ledger_->claim("left by an earlier run").size();
-    if (pixelsLeftByEarlierRun_ > 0) pixelManager_->callPixels();
-}
-
-// On the pixel manager's worker.
-void PlayRun::requestEnded(const RequestRecord& request) {
-    const auto place = ledger_->requestEnded(request);
-    if (place) loop_->post([this, place] { showOutcome(*place); });
+void PlayRun::makePixelManager(std::shared_ptr<VKTPixelStoreProviderProtocol> provider) {
+    pixelManager_ = VKTPixelManager::initWithPixelStore(VKTPixelStore::initWithProvider(std::move(provider)),
+                                                        VKTURLSession::sharedInstance());
+    pixelManager_->setObserver(ledger_);
+    if (!ledger_->placesOf(pixelManager_->allPixels()).empty()) pixelManager_->callPixels();
 }
 
 void PlayRun::showOutcome(std::size_t place) {
     const PixelRecord pixel = ledger_->record(place);
     if (std::exchange(shownOutcomes_[place], pixel.outcome()) == pixel.outcome()) return;
     std::string reason;
-    if (pixel.error) reason = ": " + pixel.error->localizedDescription().value_or("the transfer failed");
+    if (pixel.end == PixelPending) reason = " (stays pending" + pixel.reason() + ")";
+    if (pixel.end == PixelExpired) reason = " (expired unsent)";
     std::ostringstream line;
     line << std::setw(outcomeColumn) << pixel.outcome() << "  " << std::left << std::setw(eventWidth)
-         << pixel.event << "  " << pixel.url << (pixel.isDelivered ? "" : " (stays pending" + reason + ")");
+         << pixel.event << "  " << pixel.url << reason;
     screen_.line(line.str());
 }
 
 Resolution PlayRun::resolve(const Source& source) {
-    ResolutionHooks hooks;
-    hooks.adFails = [this](const VKTVASTAd& ad, std::size_t number) {
-        return isToFail(number) || !playableCreativeOf(ad, options_.resolve.networkAccessType);
-    };
-    hooks.onError = [this](const ReportedError& reported) {
+    const ProblemObserver observer = [this](const ReportedError& reported) {
         loop_->post([this, reported] { callErrorPixels(reported.errorURLs, reported.error, problems_); });
     };
     Resolution resolution;
     bool isResolved = false;
     const auto queue = VKTPlatform::current().makeSerialQueue();
     queue->post([&] {
-        resolution = resolveSource(options_.resolve, source, hooks);
+        resolution = resolveSource(options_.resolve, source, observer);
         loop_->post([&] { isResolved = true; });
     });
     loop_->runUntil([&] { return isResolved; }, noTimeLimit);
@@ -137,8 +119,7 @@ Resolution PlayRun::resolve(const Source& source) {
 void PlayRun::callErrorPixels(const std::vector<VKTVASTURL>& errorPixels, const VKTVASTError& error,
                               TimelineRecorder& recorder) {
     if (errorPixels.empty() || error.VASTCode() == -1) return;
-    vastPixels()->callVASTErrorPixels(errorPixels, error.VASTCode());
-    recorder.add(0, "error");
+    recorder.add(0, "error", vastPixels()->callVASTErrorPixels(errorPixels, error.VASTCode()));
 }
 
 // An answer without ads may name pixels that hear of it.
@@ -148,20 +129,17 @@ void PlayRun::callErrorPixelsOfAnswer(const Resolution& resolution) {
                     problems_);
 }
 
-PlayedAd PlayRun::play(const std::shared_ptr<VKTVASTAd>& ad, std::size_t number, Resolution& resolution) {
+PlayedAd PlayRun::play(const ResolvedAd& ad, std::size_t number, Resolution& resolution) {
     screen_.line("");
-    screen_.line(std::to_string(number + 1) + ". " + headingOf(*ad));
-    if (isToFail(number)) return fail(ad, VKTVASTError::VAST_LINEAR_ERROR_GENERAL(), resolution);
-    const auto creative = playableCreativeOf(*ad, options_.resolve.networkAccessType);
-    return creative ? playCreative(ad, creative) : fail(ad, errorOfUnplayableAd(*ad), resolution);
+    screen_.line(std::to_string(number + 1) + ". " + headingOf(*ad.ad));
+    return ad.creative ? playCreative(ad) : fail(ad, resolution);
 }
 
-PlayedAd PlayRun::playCreative(const std::shared_ptr<VKTVASTAd>& ad,
-                               const std::shared_ptr<VKTVASTCreativeLinear>& creative) {
-    const auto file = chosenMediaFile(*creative, options_.resolve.networkAccessType);
+PlayedAd PlayRun::playCreative(const ResolvedAd& ad) {
+    const auto file = chosenMediaFile(*ad.creative, options_.resolve.networkAccessType);
     screen_.line("   plays " + file->url->url().absoluteString() + " (" + textOfMediaFile(*file) + ")");
     const AdPlayerContext context{options_, vastPixels(), *ledger_, screen_, measurement_};
-    const auto player = std::make_shared<AdPlayer>(context, ad, creative);
+    const auto player = std::make_shared<AdPlayer>(context, ad.ad, ad.creative);
     player->prepare();
     if (measurement_) {
         loop_->holdUntil([this] { return measurement_->areScriptsLoaded(); },
@@ -169,9 +147,9 @@ PlayedAd PlayRun::playCreative(const std::shared_ptr<VKTVASTAd>& ad,
     }
     player->start();
     loop_->runUntil([&] { return player->hasEnded(); }, noTimeLimit);
-    if (!measurement_) return {ad, true, player->timeline()};
+    if (!measurement_) return {ad, player->timeline()};
     measureToTheEnd();
-    return {ad, true, player->timeline(), measurement_->scripts()};
+    return {ad, player->timeline(), measurement_->scripts()};
 }
 
 void PlayRun::measureToTheEnd() {
@@ -180,26 +158,29 @@ void PlayRun::measureToTheEnd() {
         screen_.line(line);
 }
 
-PlayedAd PlayRun::fail(const std::shared_ptr<VKTVASTAd>& ad, const VKTVASTError& error,
-                       Resolution& resolution) {
-    const ReportedError reported{error, ad->errorPixels()};
+PlayedAd PlayRun::fail(const ResolvedAd& ad, Resolution& resolution) {
+    const ReportedError reported = problemOfAd(ad);
+    screen_.line(lineOfUnplayableAd(ad));
     screen_.note(lineOfError(reported));
     resolution.errors.push_back(reported);
     TimelineRecorder recorder(*ledger_, screen_);
-    callErrorPixels(ad->errorPixels(), error, recorder);
+    callErrorPixels(reported.errorURLs, reported.error, recorder);
     recorder.show();
-    return {ad, false, recorder.timeline()};
+    return {ad, recorder.timeline()};
 }
 
-// One more pass for everything that is pending; what hangs then is cancelled with the manager.
-void PlayRun::sendWhatIsLeft() {
+// One more pass for everything that is pending; what hangs then is cancelled with the manager. Whether what
+// is pending is saved.
+bool PlayRun::sendWhatIsLeft() {
     const auto isDone = std::make_shared<bool>(false);
     pixelManager_->callPixelsWithCompletionHandler(
         [loop = loop_, isDone] { loop->post([isDone] { *isDone = true; }); });
     loop_->runUntil([&] { return *isDone; }, VKTTimeInterval(options_.wait));
     measurement_.reset();
+    const auto store = pixelManager_->pixelStore();
     pixelManager_.reset();
     loop_->drain();
+    return store->saveToDisk();
 }
 
 PlayResult PlayRun::run(const Source& source) {
@@ -209,16 +190,17 @@ PlayResult PlayRun::run(const Source& source) {
     for (const std::string& line : linesOfErrors(resolution.errors))
         screen_.note(line);
     screen_.line(titleOf(options_.resolve, resolution) + ", " + countOf(resolution.ads.size(), "ad"));
+    for (const std::string& line : linesOfProblems(options_.resolve, resolution))
+        screen_.line("   " + line);
     callErrorPixelsOfAnswer(resolution);
-    const std::size_t errorPixels = ledger_->records().size() - pixelsLeftByEarlierRun_;
-    if (errorPixels > 0) screen_.line("   " + countOf(errorPixels, "error pixel") + " called");
+    if (!problems_.timeline().empty())
+        screen_.line("   " + countOf(problems_.timeline().front().pixels.size(), "error pixel") + " called");
     for (const auto& ad : resolution.ads)
         result.ads.push_back(play(ad, result.ads.size(), resolution));
     screen_.line("");
-    sendWhatIsLeft();
+    result.arePixelsSaved = sendWhatIsLeft();
     result.problems = problems_.timeline();
     result.pixels = ledger_->records();
-    result.pixelsLeftByEarlierRun = pixelsLeftByEarlierRun_;
     return result;
 }
 
@@ -236,15 +218,12 @@ int runPlay(const PlayOptions& options) {
     if (options.resolve.JSON) {
         Output::standard().JSON(reportOfPlay(options, result));
     } else {
-        if (!result.pixels.empty()) std::cout << '\n';
-        for (const std::string& line : summaryOfPixels(options, result))
-            std::cout << line << '\n';
+        if (!result.pixels.empty()) Output::standard().line();
+        Output::standard().lines(summaryOfPixels(options, result));
     }
-    std::cout.flush();
+    Output::standard().flush();
     const bool isWritten = options.report.empty() || writePage(options, result);
-    const bool isAnyAdPlayed =
-        std::any_of(result.ads.begin(), result.ads.end(), [](const PlayedAd& ad) { return ad.isPlayed; });
-    const ExitStatus status = conclude(options.resolve, result.resolution, isAnyAdPlayed);
+    const ExitStatus status = conclude(options.resolve, result.resolution);
     return isWritten ? status : ExitSourceUnread;
 }
 

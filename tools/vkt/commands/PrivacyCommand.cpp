@@ -1,17 +1,16 @@
 #include <array>
-#include <iostream>
 #include <memory>
 #include <utility>
 
-#include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/privacy/VKTConsentSignals.h"
+#include "VKTCoreKit/privacy/VKTIdentity.h"
 #include "commands/Commands.h"
 #include "commands/OptionChecks.h"
 #include "commands/PrivacySetting.h"
 #include "ground/Output.h"
 #include "ground/StoreFile.h"
 #include "ground/Text.h"
-#include "inspection/PrivacyReasons.h"
 
 namespace {
 
@@ -24,6 +23,8 @@ struct PrivacyOptions {
     bool JSON = false;
 };
 
+using Texts = std::vector<std::string>;
+
 VKTValue valueOrNull(const std::optional<std::string>& text) {
     return text ? VKTValue(*text) : VKTValue();
 }
@@ -35,101 +36,174 @@ VKTValue reportOrNull(const std::optional<String>& string, Report report) {
 }
 
 VKTDictionary reportOfTCF(const VKTTCFString& string) {
-    return {{"string", string.TCFString()},
-            {"isValid", string.isValid()},
-            {"version", string.version()},
-            {"isComingFromGPP", string.isComingFromGPP()},
-            {"canSendIDs", int{string.canSendIDs()}},
-            {"canSendLocation", int{string.canSendLocation()}}};
+    const auto IDs = string.verdictOnIDs();
+    const auto location = string.verdictOnLocation();
+    return {{"string", string.TCFString()},    {"isValid", string.isValid()},
+            {"version", string.version()},     {"isComingFromGPP", string.isComingFromGPP()},
+            {"canSendIDs", int{IDs.decision}}, {"canSendLocation", int{location.decision}},
+            {"IDsReason", IDs.reason()},       {"locationReason", location.reason()}};
 }
 
 VKTDictionary reportOfCCPA(const VKTCCPAString& string) {
+    const auto IDs = string.verdictOnIDs();
     return {{"string", string.CCPAString()},
             {"isValid", string.isValid()},
             {"version", string.version()},
-            {"canSendIDs", int{verdictOf(string).decision}}};
+            {"canSendIDs", int{IDs.decision}},
+            {"IDsReason", IDs.reason()}};
 }
 
 VKTDictionary reportOfGPP(const VKTGPPString& string) {
-    const auto IDs = VKTGPPString::gppSIDsFromRawGPPSIDString(string.GPPSIDString());
-    return {{"string", string.GPPString()},
-            {"sectionIDs", IDs ? VKTValue(VKTArray(IDs->begin(), IDs->end())) : VKTValue()},
-            {"isValid", string.isValid()},
-            {"version", string.version()},
-            {"canSendIDs", int{string.canSendIDs()}},
-            {"canSendLocation", int{string.canSendLocation()}}};
+    const auto sectionIDs = VKTGPPString::gppSIDsFromRawGPPSIDString(string.GPPSIDString());
+    const auto IDs = string.verdictOnIDs();
+    const auto location = string.verdictOnLocation();
+    return {
+        {"string", string.GPPString()},
+        {"sectionIDs", sectionIDs ? VKTValue(VKTArray(sectionIDs->begin(), sectionIDs->end())) : VKTValue()},
+        {"isValid", string.isValid()},
+        {"version", string.version()},
+        {"canSendIDs", int{IDs.decision}},
+        {"canSendLocation", int{location.decision}},
+        {"IDsReason", IDs.reason()},
+        {"locationReason", location.reason()}};
 }
 
-void printReport(const VKTIdentity& identity, const std::vector<std::string>& warnings) {
-    Output::standard().JSON(
-        VKTDictionary{{"tcf", reportOrNull(identity.TCFString(), reportOfTCF)},
-                      {"usPrivacy", reportOrNull(identity.CCPAString(), reportOfCCPA)},
-                      {"gpp", reportOrNull(identity.GPPString(), reportOfGPP)},
-                      {"canSendIDs", identity.canSendIDs()},
-                      {"canSendLocation", identity.canSendLocation()},
-                      {"identity", VKTDictionary{{"type", int{identity.type()}},
-                                                 {"identity", identity.identity()},
-                                                 {"ifa", valueOrNull(identity.ifa())},
-                                                 {"transientId", valueOrNull(identity.transientId())}}},
-                      {"warnings", VKTArray(warnings.begin(), warnings.end())}});
+VKTDictionary reportOf(const VKTIdentity& identity, const Texts& warnings) {
+    const auto IDs = identity.verdictOnIDs();
+    const auto location = identity.verdictOnLocation();
+    return {{"tcf", reportOrNull(identity.TCFString(), reportOfTCF)},
+            {"usPrivacy", reportOrNull(identity.CCPAString(), reportOfCCPA)},
+            {"gpp", reportOrNull(identity.GPPString(), reportOfGPP)},
+            {"canSendIDs", IDs.decision == VKTConsentDecisionAllowed},
+            {"canSendLocation", location.decision == VKTConsentDecisionAllowed},
+            {"IDsReason", IDs.reason()},
+            {"locationReason", location.reason()},
+            {"identity", VKTDictionary{{"type", int{identity.type()}},
+                                       {"typeReason", identity.typeReason()},
+                                       {"identity", identity.identity()},
+                                       {"ifa", valueOrNull(identity.ifa())},
+                                       {"transientId", valueOrNull(identity.transientId())}}},
+            {"warnings", VKTArray(warnings.begin(), warnings.end())}};
 }
 
-std::string lineOf(const PrivacyVerdict& verdict, const std::string& what) {
+void printVerdict(const VKTConsentVerdict& verdict, const std::string& what) {
     constexpr std::array<const char*, 3> ends{" may be sent", " may not be sent",
                                               " may be sent if other signals allow"};
-    return "   " + vkt_onOneLine(verdict.reason) + ": " + what +
-           ends.at(static_cast<std::size_t>(verdict.decision)) + '\n';
-}
-
-std::string linesOf(const PrivacyVerdicts& verdicts) {
-    return lineOf(verdicts.IDs, "identifiers") + lineOf(verdicts.location, "location");
+    Output::standard().line("   " + verdict.reason() + ": " + what +
+                            ends.at(static_cast<std::size_t>(verdict.decision)));
 }
 
 // Of a consent string, as it stands or that there is none.
 template <typename String>
-void printHeading(const char* name, const VKTPrivacyReading<String>& reading,
+void printHeading(const std::string& name, const VKTPrivacyReading<String>& reading,
                   std::string (*textOf)(const String&)) {
-    const auto& [string, isUnreadable] = reading;
-    std::cout << name << ": ";
-    if (string) {
-        std::cout << '"' << vkt_onOneLine(textOf(*string)) << "\", "
-                  << (string->isValid() ? "valid" : "not valid") << ", version " << string->version() << '\n';
-    } else {
-        std::cout << (isUnreadable ? "cannot be read\n" : "none\n");
-    }
+    const auto& string = reading.value;
+    const std::string none = reading.isUnreadable ? "cannot be read" : "none";
+    Output::standard().line(name + ": " +
+                            (string ? '"' + textOf(*string) + "\", " +
+                                          (string->isValid() ? "valid" : "not valid") + ", version " +
+                                          std::to_string(string->version())
+                                    : none));
 }
 
-void printText(const VKTIdentity& identity, const VKTPropertyCacheManager& store,
-               const std::vector<std::string>& warnings) {
+template <typename String>
+void printVerdicts(const String& string) {
+    printVerdict(string.verdictOnIDs(), "identifiers");
+    printVerdict(string.verdictOnLocation(), "location");
+}
+
+void printText(const VKTIdentity& identity, const Texts& warnings) {
     const VKTIdentityProvider& provider = *identity.identityProvider();
+    Output& output = Output::standard();
     const auto TCF = provider.readTCFString();
     printHeading<VKTTCFString>("TCF string", TCF, [](const auto& string) { return string.TCFString(); });
-    if (TCF.value) std::cout << linesOf(verdictsOf(*TCF.value));
+    if (TCF.value) printVerdicts(*TCF.value);
 
     const auto CCPA = provider.readCCPAString();
     printHeading<VKTCCPAString>("US Privacy string", CCPA,
                                 [](const auto& string) { return string.CCPAString(); });
     if (CCPA.value) {
-        std::cout << lineOf(verdictOf(*CCPA.value), "identifiers")
-                  << "   (it has no part in the decision below: of US Privacy only a GPP section has)\n";
+        printVerdict(CCPA.value->verdictOnIDs(), "identifiers");
+        output.line("   (it has no part in the decision below: of US Privacy only a GPP section has)");
     }
 
     const auto GPP = provider.readGPPString();
     printHeading<VKTGPPString>("GPP string", GPP, [](const auto& string) {
         return string.GPPString() + "\" with sections \"" + string.GPPSIDString();
     });
-    if (GPP.value) std::cout << linesOf(verdictsOf(*GPP.value));
+    if (GPP.value) printVerdicts(*GPP.value);
 
-    std::cout << "Together\n" << linesOf(verdictsOf(identity, store));
+    output.line("Together");
+    printVerdicts(identity);
 
     constexpr std::array<const char*, 4> types{"none", "advertising identifier", "transient ID",
                                                "custom identifier"};
-    std::cout << "Identity: \"" << vkt_onOneLine(identity.identity()) << "\", type " << identity.type()
-              << " (" << types.at(static_cast<std::size_t>(identity.type())) << ")\n   "
-              << reasonOfType(identity.type()) << '\n';
-    std::cout << countOf(warnings.size(), "warning") << '\n';
+    output.line("Identity: \"" + identity.identity() + "\", type " + std::to_string(identity.type()) + " (" +
+                types.at(static_cast<std::size_t>(identity.type())) + ")");
+    output.line("   " + std::string(identity.typeReason()));
+    output.line(countOf(warnings.size(), "warning"));
     for (const std::string& warning : warnings)
-        std::cout << "   " << vkt_onOneLine(warning) << '\n';
+        output.line("   " + warning);
+}
+
+// What cannot be read: what follows and what to do.
+Texts unreadableSignals(const VKTIdentity& identity, const std::vector<VKTConsentClause>& signalFaults) {
+    const auto fault = [](const std::string& what, const std::string& consequence, const char* remedy) {
+        return what + " cannot be read (damaged, or locked by another program), so " + consequence +
+               "; close what else uses the file and try again, or " + remedy;
+    };
+    Texts faults;
+    for (const VKTConsentClause& signal : signalFaults) {
+        if (signal.rule == VKTConsentRuleSignalUnreadable)
+            faults.push_back(fault(std::string(signal.key), "every decision that asks for it refuses",
+                                   "store the signal anew with --set"));
+    }
+    if (faults.size() == VKTConsentTextSignals.size() + VKTConsentNumberSignals.size())
+        faults = {fault("what the file holds of consent", "neither identifiers nor location may be sent",
+                        "restore the file")};
+    if (identity.transientId() && identity.identityProvider()->readTransientID().isUnreadable)
+        faults.push_back(fault("the transient ID", "the one that is shown stands in and is not stored",
+                               "delete the file"));
+    return faults;
+}
+
+void warnOfTypes(const VKTIdentityProvider& provider, const std::vector<VKTConsentClause>& signalFaults,
+                 Texts& warnings) {
+    for (const VKTConsentClause& signal : signalFaults) {
+        if (signal.rule == VKTConsentRuleSignalUnreadable) continue;
+        const std::string elsewhere =
+            " beside a TCF string and as " + std::to_string(provider.TCFGDPRApplies()) + " without one";
+        warnings.push_back(signal.words() + ", and counts as missing" +
+                           (signal.key == VKTConsentKeyGDPRApplies ? elsewhere : ""));
+    }
+}
+
+void warnOfPlainStrings(const VKTIdentityProvider& provider, Texts& warnings) {
+    if (const auto TCF = provider.readTCFString(); TCF.value) {
+        const std::string_view key = TCF.signal.key;
+        if (key == VKTConsentKeyLegacyTCFString)
+            warnings.push_back(std::string(key) + " is used, a legacy key, as " +
+                               std::string(VKTConsentKeyTCFString) + " holds no text");
+        if (const auto fault = TCF.value->fault(key)) warnings.push_back(fault->words());
+    }
+    const auto CCPA = provider.CCPAString();
+    if (CCPA && !CCPA->isValid()) warnings.push_back(CCPA->verdictOnIDs(VKTConsentKeyCCPAString).reason());
+}
+
+void warnOfGPP(const VKTIdentityProvider& provider, const VKTPropertyCacheManager& store, Texts& warnings) {
+    const auto GPP = provider.readGPPString();
+    if (GPP.value) {
+        const auto IDs = GPP.value->verdictOnIDs();
+        const auto location = GPP.value->verdictOnLocation();
+        if (IDs.decision == VKTConsentDecisionUndetermined)
+            warnings.push_back("the GPP string does not decide on identifiers: " + IDs.reason());
+        if (location.decision == VKTConsentDecisionUndetermined && location.reason() != IDs.reason())
+            warnings.push_back("the GPP string does not decide on the location: " + location.reason());
+    } else if (!GPP.isUnreadable) {
+        for (const auto key : {VKTConsentKeyGPPString, VKTConsentKeyGPPSIDs})
+            if (vkt_readConsentText(store, key).value)
+                warnings.push_back(std::string(key) + " is not used, as " + GPP.signal.words());
+    }
 }
 
 int runPrivacy(const PrivacyOptions& options) {
@@ -144,17 +218,20 @@ int runPrivacy(const PrivacyOptions& options) {
     const auto cache = VKTDefaultPropertyCacheManager::initWithKeyValueStore(store);
     const auto device =
         std::make_shared<VKTSettableDevice>(VKTDeviceFacts{.advertisingIdentifier = options.IFA});
-    const auto identity = VKTIdentity::initWithIdentityProvider(
-        VKTIdentityProvider::initWithDevice(device, cache, platform.clock, platform.random), false,
-        !options.noTransient, options.customID);
-    std::vector<std::string> warnings = unreadableSignals(*identity, *cache);
+    const auto provider = VKTIdentityProvider::initWithDevice(device, cache, platform.clock, platform.random);
+    const auto identity =
+        VKTIdentity::initWithIdentityProvider(provider, false, !options.noTransient, options.customID);
+
+    const auto signalFaults = provider->signalFaults();
+    Texts warnings = unreadableSignals(*identity, signalFaults);
     const bool isAllRead = warnings.empty();
-    for (std::string& warning : privacyWarnings(*identity, *cache))
-        warnings.push_back(std::move(warning));
+    warnOfTypes(*provider, signalFaults, warnings);
+    warnOfPlainStrings(*provider, warnings);
+    warnOfGPP(*provider, *cache, warnings);
     if (options.JSON) {
-        printReport(*identity, warnings);
+        Output::standard().JSON(reportOf(*identity, warnings));
     } else {
-        printText(*identity, *cache, warnings);
+        printText(*identity, warnings);
     }
     return isAllRead ? ExitPlayable : ExitSourceUnread;
 }

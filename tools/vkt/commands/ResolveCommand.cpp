@@ -1,5 +1,8 @@
-#include <iostream>
+#include <algorithm>
 #include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "commands/Commands.h"
 #include "commands/OptionChecks.h"
@@ -14,38 +17,58 @@ namespace {
 
 void printReport(const ResolveOptions& options, const Resolution& resolution) {
     auto ads = JSONReport::listOf(resolution.ads,
-                                  [&](const auto& ad) { return reportOfAd(*ad, options.networkAccessType); });
+                                  [&](const ResolvedAd& ad) { return reportOfResolvedAd(ad, options); });
     Output::standard().JSON(reportOfResolution(options, resolution, std::move(ads)));
 }
 
-void printText(const ResolveOptions& options, const Resolution& resolution) {
-    const auto& [model, ads, errors, requests, end, hasRunOutOfTime] = resolution;
-    std::cout << titleOf(options, resolution) << "\n\n";
-    std::cout << countOf(ads.size(), "playable ad") << '\n';
+void printAds(const ResolveOptions& options, const std::vector<ResolvedAd>& ads) {
+    Output& out = Output::standard();
+    const auto playable = static_cast<std::size_t>(
+        std::count_if(ads.begin(), ads.end(), [](const ResolvedAd& ad) { return ad.creative != nullptr; }));
+    const std::size_t others = ads.size() - playable;
+    out.line(countOf(playable, "playable ad") +
+             (others > 0 ? ", and " + countOf(others, "ad") + " that cannot be played" : ""));
     std::size_t number = 0;
-    for (const auto& ad : ads) {
-        std::cout << '\n' << ++number << ". ";
-        Output::standard().lines(linesOfAd(*ad, options.networkAccessType));
+    for (const ResolvedAd& ad : ads) {
+        std::vector<std::string> lines = linesOfAd(*ad.ad, options.networkAccessType);
+        lines.front().insert(0, std::to_string(++number) + ". ");
+        if (!ad.creative) lines.insert(lines.begin() + 1, lineOfUnplayableAd(ad));
+        out.line();
+        out.lines(lines);
     }
+}
+
+void printText(const ResolveOptions& options, const Resolution& resolution) {
+    const auto& model = resolution.model;
+    Output& out = Output::standard();
+    out.line(titleOf(options, resolution));
+    if (!resolution.documents.empty() && !resolution.documents.front().wasRequested) {
+        const std::string& problem = resolution.documents.front().problem;
+        if (!problem.empty()) out.line("   " + shortened(problem));
+    }
+    out.line();
+    printAds(options, resolution.ads);
     if (model && !model->errorPixels().empty()) {
-        std::cout << "\nThe answer holds no ad. Error pixels to call:\n";
-        Output::standard().lines(linesOfURLs(model->errorPixels()));
+        out.line();
+        out.line("The answer holds no ad. Error pixels to call:");
+        out.lines(linesOfURLs(model->errorPixels()));
     }
-    std::cout << '\n' << countOf(requests.size(), "request") << '\n';
-    Output::standard().lines(linesOfRequests(requests));
-    std::cout << countOf(errors.size(), "problem") << (errors.empty() ? "" : " (told above)") << '\n';
-    if (end) std::cout << "end: " << end->localizedDescription().value_or("") << '\n';
+    out.line();
+    out.line(countOf(resolution.requests.size(), "request"));
+    out.lines(linesOfRequests(resolution));
+    const std::size_t problems = resolution.errors.size();
+    out.line(countOf(problems, "problem") + (problems == 0 ? "" : " (told on the standard error)"));
+    if (resolution.end) out.line("end: " + resolution.end->localizedDescription().value_or(""));
 }
 
 int runResolve(const ResolveOptions& options) {
     Source source;
     if (!readSource(options.source, source)) return ExitSourceUnread;
 
-    ResolutionHooks hooks;
-    hooks.adFails = [&](const VKTVASTAd&, std::size_t number) {
-        return number < static_cast<std::size_t>(options.fail);
-    };
-    const Resolution resolution = resolveSource(options, source, hooks);
+    Resolution resolution = resolveSource(options, source);
+    for (const ResolvedAd& ad : resolution.ads) {
+        if (!ad.creative) resolution.errors.push_back(problemOfAd(ad));
+    }
     for (const std::string& line : linesOfErrors(resolution.errors))
         printError(line);
     if (options.JSON) {
@@ -53,7 +76,7 @@ int runResolve(const ResolveOptions& options) {
     } else {
         printText(options, resolution);
     }
-    return conclude(options, resolution, !resolution.ads.empty());
+    return conclude(options, resolution);
 }
 
 }  // namespace

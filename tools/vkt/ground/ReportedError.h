@@ -1,6 +1,6 @@
 #pragma once
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -12,5 +12,5 @@ struct ReportedError {
     VKTVASTError error;
     std::vector<VKTVASTURL> errorURLs;
     bool hasDocument = false;
-    std::optional<std::string> detail = std::nullopt;  ///< a sentence that says more
+    std::shared_ptr<const std::string> detail = nullptr;  ///< a sentence that says more, shared by many
 };

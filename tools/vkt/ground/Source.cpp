@@ -70,7 +70,6 @@ std::shared_ptr<VKTURLSessionTask> RecordingProvider::dataRequest(
             if (response.response()) record.statusCode = response.response()->statusCode;
             record.milliseconds =
                 std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-            if (log->observer) log->observer(record);
             {
                 const std::lock_guard lock(log->mutex);
                 log->records.push_back(std::move(record));

@@ -1,7 +1,6 @@
 // Where a command reads its document from, and a record of the requests made on the way.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -33,18 +32,12 @@ struct RequestRecord {
     double milliseconds = 0;
 };
 
-/// Hears of each request as it ends, on the thread that completes it.
-using RequestObserver = std::function<void(const RequestRecord& record)>;
-
 /// Passes requests to another provider and keeps a record of each in the order of their completion. Any
 /// thread.
 class RecordingProvider : public VKTURLSessionProviderProtocol {
   public:
-    explicit RecordingProvider(std::shared_ptr<VKTURLSessionProviderProtocol> provider,
-                               RequestObserver observer = nullptr)
-        : provider_(std::move(provider)), log_(std::make_shared<Log>()) {
-        log_->observer = std::move(observer);
-    }
+    explicit RecordingProvider(std::shared_ptr<VKTURLSessionProviderProtocol> provider)
+        : provider_(std::move(provider)), log_(std::make_shared<Log>()) {}
 
     std::shared_ptr<VKTURLSessionTask> dataRequest(const VKTURLRequest& request,
                                                    VKTURLSessionCompletionHandler completionHandler) override;
@@ -53,7 +46,6 @@ class RecordingProvider : public VKTURLSessionProviderProtocol {
 
   private:
     struct Log {
-        RequestObserver observer;
         std::mutex mutex;
         std::vector<RequestRecord> records;
     };

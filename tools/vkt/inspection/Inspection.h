@@ -1,46 +1,44 @@
-// What the library's readers made of a document, element by element.
+// What the library makes of one document, without following where it leads.
 #pragma once
 
-#include <cstdint>
-#include <memory>
+#include <cstddef>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "VKTCoreKit/vast/VKTVASTModel.h"
+#include "VKTCoreKit/vast/VKTVASTParser.h"
+#include "ground/ReportedError.h"
+#include "ground/Source.h"
 
-/// An element that left no trace in the model.
-struct DroppedElement {
-    std::string path;  ///< XPath; positions count from 1 and stand where an element has siblings of its name
+/// A place in a document, as an XPath, and what is to be said of it.
+struct Remark {
+    std::string path;
     std::string reason;
 };
 
-enum MediaFileVerdict : std::uint8_t { MediaFileChosen, MediaFileKept, MediaFileRefused };
+/// Remarks of one kind. Documents may deserve millions: so many are kept, the others counted.
+struct Remarks {
+    static constexpr std::size_t limit = 65536;
 
-struct InspectedMediaFile {
-    VKTVASTMediaFile file;  ///< as written; a refused one may lack its URL
-    MediaFileVerdict verdict = MediaFileRefused;
-    std::string reason;
-};
+    std::vector<Remark> kept;
+    std::size_t untold = 0;
 
-/// A "Linear" element.
-struct InspectedLinear {
-    std::shared_ptr<VKTVASTCreativeLinear> creative;  ///< null when the element was dropped
-    std::string dropReason;
-    std::vector<InspectedMediaFile> mediaFiles;
-};
-
-struct InspectedAd {
-    std::string invalidReason;  ///< empty for a valid ad
-    std::vector<InspectedLinear> linearCreatives;
+    void add(const std::string& path, const std::string& reason);
+    [[nodiscard]] std::size_t count() const { return kept.size() + untold; }
 };
 
 struct Inspection {
-    std::vector<InspectedAd> ads;  ///< one for each ad of the model
-    std::vector<DroppedElement> dropped;
-    std::string XMLProblem;  ///< with line and column; empty for a well-formed document
+    std::string source;                     ///< as the user wrote it
+    VKTVASTParserResponse response;
+    std::vector<std::size_t> mainAds;       ///< places among the model's ads
+    std::vector<std::size_t> passbackAds;
+    Remarks dropped;
+    Remarks needingAttention;               ///< read, but worth a look
+    std::vector<ReportedError> errors;
+    std::vector<RequestRecord> requests;
+
+    [[nodiscard]] VKTVASTModel::Ads ads() const;
+    [[nodiscard]] bool hasValidAd() const;
 };
 
-/// Looks for what the document holds and its model does not. `model` is what the library read from the same
-/// bytes; null when it refused the document. Linear in the size of the document.
-Inspection inspectDocument(std::string_view data, const VKTVASTModel* model);
+/// Reads the source's bytes, or what its URL gives.
+Inspection inspect(const Source& source);

@@ -62,28 +62,15 @@ std::optional<double> skipOffsetOf(const VKTVASTAd& ad, const VKTVASTCreativeLin
 
 }  // namespace
 
-TimelineEntry& TimelineRecorder::entryOf(double time, const std::string& event) {
+void TimelineRecorder::add(double time, const std::string& event, const VKTPixels& pixels) {
     const bool isNew = timeline_.empty() || timeline_.back().time != time || timeline_.back().event != event;
     if (isNew) timeline_.push_back({time, event, {}});
-    return timeline_.back();
-}
-
-void TimelineRecorder::add(double time, const std::string& event) {
-    auto& pixels = entryOf(time, event).pixels;
-    if (waiting_.empty()) {
-        const auto claimed = ledger_.claim(event);
-        pixels.insert(pixels.end(), claimed.begin(), claimed.end());
-        if (!claimed.empty()) return;
-    }
-    waiting_.push_back(timeline_.size() - 1);
+    const auto places = ledger_.placesOf(pixels);
+    auto& all = timeline_.back().pixels;
+    all.insert(all.end(), places.begin(), places.end());
 }
 
 void TimelineRecorder::show() {
-    for (const std::size_t place : std::exchange(waiting_, {})) {
-        TimelineEntry& entry = timeline_[place];
-        const auto claimed = ledger_.claim(entry.event, 1);
-        entry.pixels.insert(entry.pixels.end(), claimed.begin(), claimed.end());
-    }
     for (; shown_ < timeline_.size(); ++shown_) {
         const auto& [time, event, pixels] = timeline_[shown_];
         std::string line = textOfTime(time);
@@ -151,9 +138,7 @@ void AdPlayer::makeManagers() {
 }
 
 void AdPlayer::callPixels(const std::vector<VKTVASTURL>& pixels, const char* event) {
-    if (pixels.empty()) return;
-    context_.vastPixels->callVASTPixels(pixels);
-    recorder_.add(time(), event);
+    if (!pixels.empty()) recorder_.add(time(), event, context_.vastPixels->callVASTPixels(pixels, {}, event));
 }
 
 std::shared_ptr<VKTTrackingEventManager> AdPlayer::managerOf(VKTTrackingEvents events) {
@@ -305,14 +290,11 @@ double AdPlayer::time() const {
     return VKTTimeInterval(VKTPlatform::current().clock->monotonicNow() - startTime_).count();
 }
 
-void AdPlayer::trackingEventManager(VKTTrackingEventManager& manager,
-                                    const std::string& didTrackEventWithName, std::size_t count) {
+void AdPlayer::trackingEventManagerDidTrackEventWithPixels(VKTTrackingEventManager& manager,
+                                                           const std::string& eventName,
+                                                           const VKTPixels& pixels) {
     if (&manager == viewable_.get()) wasViewable_ = true;
-    if (count > 0) {
-        recorder_.add(time(), didTrackEventWithName);
-    } else if (&manager == video_.get()) {
-        recorder_.addWithoutPixels(time(), didTrackEventWithName);
-    }
+    if (!pixels.empty() || &manager == video_.get()) recorder_.add(time(), eventName, pixels);
 }
 
 void AdPlayer::viewabilityManagerDidChangeViewabilityStatus(VKTViewabilityManager& /*manager*/,
@@ -333,21 +315,4 @@ void AdPlayer::timeExposure(const VKTViewabilityStatus& status) {
             wasViewable_ = wasViewable_ || isExposed(viewability_->viewabilityStatus());
         });
     }
-}
-
-std::shared_ptr<VKTVASTCreativeLinear> playableCreativeOf(const VKTVASTAd& ad,
-                                                          std::uint32_t networkAccessType) {
-    const auto& creatives = ad.linearCreatives();
-    const auto playable = std::find_if(creatives.begin(), creatives.end(), [&](const auto& creative) {
-        return chosenMediaFile(*creative, networkAccessType) != nullptr;
-    });
-    return playable == creatives.end() ? nullptr : *playable;
-}
-
-VKTVASTError errorOfUnplayableAd(const VKTVASTAd& ad) {
-    const auto& creatives = ad.linearCreatives();
-    const bool hasMedia = std::any_of(creatives.begin(), creatives.end(),
-                                      [](const auto& creative) { return !creative->mediaFiles().empty(); });
-    return hasMedia ? VKTVASTError::VAST_LINEAR_ERROR_MEDIA_NO_VALID_FORMAT()
-                    : VKTVASTError::VAST_CREATIVE_ERROR_MISMATCHED_AD_LINEARITY();
 }

@@ -33,24 +33,18 @@ class TimelineRecorder {
   public:
     TimelineRecorder(PixelLedger& ledger, PlayScreen& screen) : ledger_(ledger), screen_(screen) {}
 
-    /// Takes the pixels that were added since the last entry; if there are none yet, the entry gets the next
-    /// one. Entries of one name and time become one.
-    void add(double time, const std::string& event);
-    void addWithoutPixels(double time, const std::string& event) { entryOf(time, event); }
+    /// Entries of one name and time that follow one another become one.
+    void add(double time, const std::string& event, const VKTPixels& pixels);
 
-    /// Gives the entries their pixels, which events due by progress get after all of them were told, and
-    /// shows those that are new.
+    /// Shows the entries that are new.
     void show();
 
     [[nodiscard]] const Timeline& timeline() const { return timeline_; }
 
   private:
-    TimelineEntry& entryOf(double time, const std::string& event);
-
     PixelLedger& ledger_;
     PlayScreen& screen_;
     Timeline timeline_;
-    std::vector<std::size_t> waiting_;  // entries, one for each pixel that is to come
     std::size_t shown_ = 0;
 };
 
@@ -78,8 +72,9 @@ class AdPlayer : public VKTTrackingEventManagerDelegate,
     [[nodiscard]] bool hasEnded() const { return hasEnded_; }
     [[nodiscard]] const Timeline& timeline() const { return recorder_.timeline(); }
 
-    void trackingEventManager(VKTTrackingEventManager& manager, const std::string& didTrackEventWithName,
-                              std::size_t count) override;
+    void trackingEventManagerDidTrackEventWithPixels(VKTTrackingEventManager& manager,
+                                                     const std::string& eventName,
+                                                     const VKTPixels& pixels) override;
     void viewabilityManagerDidChangeViewabilityStatus(VKTViewabilityManager& manager,
                                                       const VKTViewabilityStatus& status) override;
 
@@ -143,10 +138,3 @@ class AdPlayer : public VKTTrackingEventManagerDelegate,
     std::unique_ptr<VKTRunLoopTimer> exposureTimer_;
     std::unique_ptr<VKTRunLoopTimer> stepTimer_;
 };
-
-/// The first linear creative with a media file to play; null when there is none.
-std::shared_ptr<VKTVASTCreativeLinear> playableCreativeOf(const VKTVASTAd& ad,
-                                                          std::uint32_t networkAccessType);
-
-/// What VAST says of an ad for which there is none.
-VKTVASTError errorOfUnplayableAd(const VKTVASTAd& ad);

@@ -3,76 +3,78 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <functional>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <unordered_map>
-#include <utility>
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTKeyedHash.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
-#include "VKTCoreKit/tracking/VKTPixelStore.h"
-#include "ground/Source.h"
+#include "VKTCoreKit/tracking/VKTPixelManager.h"
+
+enum PixelEnd : std::uint8_t { PixelPending, PixelDelivered, PixelExpired };
 
 /// One pixel and its latest outcome.
 struct PixelRecord {
     std::string url;
     VKTDate expirationDate;
-    std::string event;              ///< what it was called for; empty until it is claimed
+    std::string event;  ///< what it was called for
+    bool isOfEarlierRun = false;
     std::optional<int> statusCode;  ///< of the latest attempt; nothing when none was answered
     std::optional<VKTError> error;  ///< of the latest attempt
-    int attempts = 0;
-    bool isDelivered = false;
+    std::uint32_t attempts = 0;
+    PixelEnd end = PixelPending;
+
+    [[nodiscard]] bool isDelivered() const { return end == PixelDelivered; }
 
     /// "200", "-1001", "----".
     [[nodiscard]] std::string outcome() const;
+
+    /// ": Could not connect"; empty when no transfer has failed.
+    [[nodiscard]] std::string reason() const;
+
+    /// "success", "pending" or "expired".
+    [[nodiscard]] const char* status() const;
 };
 
-/// Stands between a pixel store and its provider and sees every pixel; told of the requests, it knows their
-/// outcomes. A pixel is known by its place, from 0, in the order of addition.
-///
-/// Any thread, but pixels are added and claimed on one thread only: that is how a pixel is ascribed to the
-/// event that it was made for.
-class PixelLedger : public VKTPixelStoreChangesProviderProtocol {
+/// Observes a pixel manager and keeps a record of each pixel. A pixel is known by its place, from 0, in the
+/// order of addition. Any thread.
+class PixelLedger : public VKTPixelObserver {
   public:
-    /// The provider must not be null, and takes changes or keeps nothing.
-    explicit PixelLedger(std::shared_ptr<VKTPixelStoreProviderProtocol> provider)
-        : provider_(std::move(provider)),
-          changes_(dynamic_cast<VKTPixelStoreChangesProviderProtocol*>(provider_.get())) {}
+    /// Called with no lock held, on the pixel manager's worker, whenever a pixel was answered or expired.
+    using OutcomeHandler = std::function<void(std::size_t place)>;
 
-    std::optional<VKTPixels> loadPixels() override;
-    bool savePixels(const VKTPixels& pixels) override { return provider_->savePixels(pixels); }
-    bool saveChanges(const VKTPixels& removed, const VKTPixels& added) override;
-    [[nodiscard]] bool hasLostPixels() const override {
-        return changes_ != nullptr && changes_->hasLostPixels();
-    }
-    VKTPixels takeLatePixels() override;
-    [[nodiscard]] std::string pixelStoreKey() const override { return provider_->pixelStoreKey(); }
+    explicit PixelLedger(OutcomeHandler onOutcome = nullptr) : onOutcome_(std::move(onOutcome)) {}
 
-    /// The oldest pixels that have not been claimed, `most` of them or all; they become the event's.
-    std::vector<std::size_t> claim(const std::string& event, std::size_t most = SIZE_MAX);
-
-    /// Ascribes a finished request to the pixel of that URL that is not delivered and has been tried least;
-    /// nothing when there is none.
-    std::optional<std::size_t> requestEnded(const RequestRecord& request);
+    /// The places of pixels; those that are new are recorded.
+    std::vector<std::size_t> placesOf(const VKTPixels& pixels);
 
     [[nodiscard]] PixelRecord record(std::size_t place) const;
     [[nodiscard]] std::vector<PixelRecord> records() const;  ///< all, a copy
 
-  private:
-    void addAll(const VKTPixels& pixels);
+    void pixelAdded(const std::shared_ptr<VKTPixel>& pixel) override { placesOf({pixel}); }
+    void pixelDelivered(const std::shared_ptr<VKTPixel>& pixel,
+                        const VKTURLSessionResponse& response) override {
+        note(*pixel, PixelDelivered, &response);
+    }
+    void pixelRefused(const std::shared_ptr<VKTPixel>& pixel, const VKTURLSessionResponse& response,
+                      bool /*isTriedAgain*/) override {
+        note(*pixel, PixelPending, &response);
+    }
+    void pixelExpired(const std::shared_ptr<VKTPixel>& pixel) override {
+        note(*pixel, PixelExpired, nullptr);
+    }
 
-    const std::shared_ptr<VKTPixelStoreProviderProtocol> provider_;
-    VKTPixelStoreChangesProviderProtocol* const changes_;  // the same, or null
+  private:
+    std::size_t placeOf(const VKTPixel& pixel);  // with the lock held
+    void note(const VKTPixel& pixel, PixelEnd end, const VKTURLSessionResponse* response);
+
+    const OutcomeHandler onOutcome_;
     mutable std::mutex mutex_;
     std::vector<PixelRecord> records_;
     std::unordered_map<std::uint32_t, std::size_t, VKTKeyedHash> placesByID_;
-    // attempts, place
-    std::unordered_map<std::string, std::set<std::pair<int, std::size_t>>, VKTKeyedHash> pendingByURL_;
-    std::size_t claimed_ = 0;  // so many records have been claimed
 };
 
 /// {"url","statusCode","attempts","status"}

@@ -8,7 +8,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <iomanip>
-#include <iostream>
 #include <sstream>
 #include <string_view>
 
@@ -62,15 +61,13 @@ void PlayScreen::line(const std::string& text) {
     erase();
     Output::standard().line(text);
     draw();
-    std::cout.flush();
 }
 
 void PlayScreen::note(const std::string& text) {
     erase();
-    std::cout.flush();
+    Output::standard().flush();
     printError(text);
     draw();
-    std::cout.flush();
 }
 
 void PlayScreen::showBar(double position, double duration) {
@@ -83,23 +80,23 @@ void PlayScreen::showBar(double position, double duration) {
     const std::size_t columns = terminalWidth();
     if (columns < taken + leastWidth) return hideBar();
     bar_ = begin + barOf(position / duration, std::min(columns - taken, mostWidth)) + end;
-    std::cout << '\r';
+    Output::standard().bytes("\r");
     draw();
-    std::cout.flush();
 }
 
 void PlayScreen::hideBar() {
     erase();
-    std::cout.flush();
+    Output::standard().flush();
     bar_.clear();
 }
 
 void PlayScreen::erase() const {
-    if (!bar_.empty()) std::cout << eraseLine;
+    if (!bar_.empty()) Output::standard().bytes(eraseLine);
 }
 
 void PlayScreen::draw() const {
-    std::cout << bar_;
+    Output::standard().bytes(bar_);
+    Output::standard().flush();
 }
 
 std::string textOfTime(double seconds) {

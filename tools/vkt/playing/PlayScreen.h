@@ -15,7 +15,7 @@ class PlayScreen {
     PlayScreen(const PlayScreen&) = delete;
     PlayScreen& operator=(const PlayScreen&) = delete;
 
-    /// `text` without its line feed.
+    /// `text` without its line feed, made safe as any line.
     void line(const std::string& text);
 
     /// One line on the standard error.

@@ -176,6 +176,13 @@ JSONReport reportOfExtension(const std::shared_ptr<VKTVASTAdExtension>& extensio
     return report;
 }
 
+// A holder is the only one of its kind.
+template <typename Creative, typename ReportOf>
+JSONReport reportOfCreatives(const std::vector<std::shared_ptr<Creative>>& creatives, ReportOf report) {
+    const bool isHolder = !creatives.empty() && creatives.front()->isHolder();
+    return isHolder ? JSONReport(VKTArray()) : JSONReport::listOf(creatives, report);
+}
+
 }  // namespace
 
 JSONReport reportOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType) {
@@ -190,12 +197,12 @@ JSONReport reportOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType) {
          {"viewabilityEvents",
           JSONReport::listOf(ad.viewabilityEvents(),
                              [](const auto& event) { return reportOfNamedEvent(event); })},
-         {"linearCreatives", JSONReport::listOf(ad.linearCreatives(),
-                                                [networkAccessType](const auto& creative) {
-                                                    return reportOfLinear(*creative, networkAccessType);
-                                                })},
-         {"nonLinearCreatives", JSONReport::listOf(ad.nonLinearCreatives(), reportOfNonLinear)},
-         {"companionCreatives", JSONReport::listOf(ad.companionCreatives(), reportOfCompanion)},
+         {"linearCreatives", reportOfCreatives(ad.linearCreatives(),
+                                               [networkAccessType](const auto& creative) {
+                                                   return reportOfLinear(*creative, networkAccessType);
+                                               })},
+         {"nonLinearCreatives", reportOfCreatives(ad.nonLinearCreatives(), reportOfNonLinear)},
+         {"companionCreatives", reportOfCreatives(ad.companionCreatives(), reportOfCompanion)},
          {"adVerifications", JSONReport::listOf(ad.adVerifications(), reportOfVerification)},
          {"extension", reportOfExtension(ad.extensions())}});
 }

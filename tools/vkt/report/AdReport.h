@@ -12,7 +12,8 @@
 #include "ground/ReportedError.h"
 
 /// `networkAccessType` decides the most appropriate media file. The report refers to the ad, like every
-/// report here to what it tells of.
+/// report here to what it tells of. The creatives are those that the ad brought: what merging makes to hold
+/// the tracking of wrappers shows nothing, so its tracking is never called, and it is no creative.
 JSONReport reportOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType);
 
 JSONReport reportOfURLs(const std::vector<VKTVASTURL>& urls);

@@ -25,21 +25,12 @@ class Counts {
     std::vector<std::string> pieces_;
 };
 
-std::string textOfTracking(const VKTVASTCreative& creative) {
-    std::vector<std::string> names;  // in the order of their first event
-    std::map<std::string, std::size_t> counts;
-    for (const auto& event : creative.trackingEvents()) {
-        if (counts[event->name()]++ == 0) names.push_back(event->name());
-    }
-    std::vector<std::string> pieces;
-    for (const std::string& name : names) {
-        const std::size_t count = counts[name];
-        pieces.push_back(count == 1 ? name : name + " x" + std::to_string(count));
-    }
-    return vkt_joined(pieces, ", ");
-}
-
 using Lines = std::vector<std::string>;
+
+template <typename Creatives>
+std::size_t creativesIn(const Creatives& creatives) {
+    return creatives.empty() || creatives.front()->isHolder() ? 0 : creatives.size();
+}
 
 void appendLinear(Lines& lines, const VKTVASTCreativeLinear& creative, std::uint32_t networkAccessType) {
     std::string heading = "linear, " + creative.duration().value_or("of unknown duration");
@@ -81,17 +72,32 @@ std::string headingOf(const VKTVASTAd& ad) {
 
 std::vector<std::string> linesOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType) {
     Lines lines{headingOf(ad)};
-    for (const auto& creative : ad.linearCreatives())
-        appendLinear(lines, *creative, networkAccessType);
+    for (const auto& creative : ad.linearCreatives()) {
+        if (!creative->isHolder()) appendLinear(lines, *creative, networkAccessType);
+    }
     Counts counts;
-    counts.add(ad.nonLinearCreatives().size(), "non-linear creative");
-    counts.add(ad.companionCreatives().size(), "companion");
+    counts.add(creativesIn(ad.nonLinearCreatives()), "non-linear creative");
+    counts.add(creativesIn(ad.companionCreatives()), "companion");
     counts.add(ad.impressions().size(), "impression");
     counts.add(ad.errorPixels().size(), "error pixel");
     counts.add(ad.viewabilityEvents().size(), "viewability event");
     counts.add(ad.adVerifications().size(), "verification");
     if (!counts.empty()) lines.push_back(indent + counts.text());
     return lines;
+}
+
+std::string textOfTracking(const VKTVASTCreative& creative) {
+    std::vector<std::string> names;  // in the order of their first event
+    std::map<std::string, std::size_t> counts;
+    for (const auto& event : creative.trackingEvents()) {
+        if (counts[event->name()]++ == 0) names.push_back(event->name());
+    }
+    std::vector<std::string> pieces;
+    for (const std::string& name : names) {
+        const std::size_t count = counts[name];
+        pieces.push_back(count == 1 ? name : name + " x" + std::to_string(count));
+    }
+    return vkt_joined(pieces, ", ");
 }
 
 std::string textOfMediaFile(const VKTVASTMediaFile& file) {

@@ -7,6 +7,7 @@
 #include "report/AdReport.h"
 #include "report/AdText.h"
 #include "report/PlayReport.h"
+#include "report/ResolutionReport.h"
 
 namespace {
 
@@ -68,9 +69,10 @@ void appendPreformatted(std::ostream& out, const std::vector<std::string>& lines
 }
 
 void appendPixel(std::ostream& out, const PixelRecord& pixel) {
-    out << "<td class=\"" << (pixel.isDelivered ? "success" : "pending") << "\">"
-        << (pixel.isDelivered ? "delivered" : "pending") << "</td><td class=\"number\">" << pixel.outcome()
-        << "</td><td class=\"number\">" << pixel.attempts << "</td><td>" << escaped(pixel.url) << "</td>";
+    out << "<td class=\"" << (pixel.isDelivered() ? "success" : "pending") << "\">"
+        << (pixel.isDelivered() ? "delivered" : pixel.status()) << "</td><td class=\"number\">"
+        << pixel.outcome() << "</td><td class=\"number\">" << pixel.attempts << "</td><td>"
+        << escaped(pixel.url) << "</td>";
 }
 
 constexpr const char* columns =
@@ -95,17 +97,13 @@ void appendTimeline(std::ostream& out, const Timeline& timeline, const std::vect
     out << "</table>\n";
 }
 
-Timeline timelineOfEarlierRun(const PlayResult& result) {
-    TimelineEntry entry{0, "left by an earlier run", {}};
-    for (std::size_t place = 0; place < result.pixelsLeftByEarlierRun; ++place)
-        entry.pixels.push_back(place);
-    return {entry};
-}
-
 std::string pageOf(const PlayOptions& options, const PlayResult& result) {
     const Resolution& resolution = result.resolution;
     std::ostringstream out;
     out << head << "<h1>" << escaped(titleOf(options.resolve, resolution)) << "</h1>\n";
+    if (const auto problems = linesOfProblems(options.resolve, resolution); !problems.empty()) {
+        appendList(out, problems);
+    }
     appendList(out, summaryOfPixels(options, result));
     if (!resolution.errors.empty()) {
         out << "<h2>" << countOf(resolution.errors.size(), "problem") << "</h2>\n";
@@ -114,17 +112,18 @@ std::string pageOf(const PlayOptions& options, const PlayResult& result) {
     if (!result.problems.empty()) appendTimeline(out, result.problems, result.pixels);
     std::size_t number = 0;
     for (const PlayedAd& played : result.ads) {
-        out << "<h2>" << ++number << ". " << escaped(headingOf(*played.ad))
-            << (played.isPlayed ? "" : " (not played)") << "</h2>\n";
+        out << "<h2>" << ++number << ". " << escaped(headingOf(*played.ad.ad))
+            << (played.ad.creative ? "" : " (not played)") << "</h2>\n";
+        if (!played.ad.creative) out << "<p>" << escaped(lineOfUnplayableAd(played.ad)) << "</p>\n";
         appendTimeline(out, played.timeline, result.pixels);
-        if (options.measure && played.isPlayed) appendPreformatted(out, linesOfScripts(played.scripts));
+        if (options.measure && played.ad.creative) appendPreformatted(out, linesOfScripts(played.scripts));
     }
-    if (result.pixelsLeftByEarlierRun > 0) {
+    if (const auto earlier = result.places(true); !earlier.empty()) {
         out << "<h2>Left by an earlier run</h2>\n";
-        appendTimeline(out, timelineOfEarlierRun(result), result.pixels);
+        appendTimeline(out, {{0, "left by an earlier run", earlier}}, result.pixels);
     }
     out << "<h2>" << countOf(resolution.requests.size(), "request") << " for documents</h2>\n";
-    appendPreformatted(out, linesOfRequests(resolution.requests));
+    appendPreformatted(out, linesOfRequests(resolution));
     out << "</body>\n</html>\n";
     return out.str();
 }

@@ -1,6 +1,7 @@
 #include "report/PlayReport.h"
 
 #include <algorithm>
+#include <array>
 
 #include "ground/Text.h"
 #include "report/AdReport.h"
@@ -31,30 +32,35 @@ VKTArray reportOfPixels(const Timeline& timeline, const Records& pixels) {
     return report;
 }
 
-// "12 pixels: 10 delivered, 2 pending", and a line for each that is pending.
-void summarise(Records::const_iterator begin, Records::const_iterator end, const std::string& what,
+std::string outcomeOf(const PixelRecord& pixel) {
+    if (pixel.end == PixelExpired) return "expired";
+    return pixel.attempts == 0 ? "not tried yet"
+                               : pixel.outcome() + " after " + countOf(pixel.attempts, "attempt");
+}
+
+// "12 pixels: 10 delivered, 2 pending", and a line for each that was not delivered.
+void summarise(const PlayResult& result, const std::vector<std::size_t>& places, const std::string& what,
                std::vector<std::string>& lines) {
-    const auto count = static_cast<std::size_t>(end - begin);
-    const auto delivered = static_cast<std::size_t>(
-        std::count_if(begin, end, [](const PixelRecord& pixel) { return pixel.isDelivered; }));
-    std::string line = countOf(count, "pixel") + what + ": " + std::to_string(delivered) + " delivered";
-    if (delivered < count) line += ", " + std::to_string(count - delivered) + " pending";
-    lines.push_back(line);
-    for (auto pixel = begin; pixel != end; ++pixel) {
-        if (pixel->isDelivered) continue;
-        std::string outcome = pixel->attempts == 0
-                                  ? "not tried yet"
-                                  : pixel->outcome() + " after " +
-                                        countOf(static_cast<std::size_t>(pixel->attempts), "attempt");
-        lines.push_back("   " + outcome + "  " + pixel->url);
+    std::array<std::size_t, 3> counts{};
+    std::vector<std::string> undelivered;
+    for (const std::size_t place : places) {
+        const PixelRecord& pixel = result.pixels[place];
+        ++counts.at(pixel.end);
+        if (!pixel.isDelivered()) undelivered.push_back("   " + outcomeOf(pixel) + "  " + pixel.url);
     }
+    std::string line =
+        countOf(places.size(), "pixel") + what + ": " + std::to_string(counts[PixelDelivered]) + " delivered";
+    if (counts[PixelPending] > 0) line += ", " + std::to_string(counts[PixelPending]) + " pending";
+    if (counts[PixelExpired] > 0) line += ", " + std::to_string(counts[PixelExpired]) + " expired";
+    lines.push_back(line);
+    lines.insert(lines.end(), undelivered.begin(), undelivered.end());
 }
 
 }  // namespace
 
 JSONReport reportOfPlay(const PlayOptions& options, const PlayResult& result) {
     auto ads = JSONReport::listOf(result.ads, [&](const PlayedAd& played) {
-        JSONReport ad = reportOfAd(*played.ad, options.resolve.networkAccessType);
+        JSONReport ad = reportOfResolvedAd(played.ad, options.resolve);
         ad.add("timeline", reportOfTimeline(played.timeline, result.pixels));
         ad.add("pixels", reportOfPixels(played.timeline, result.pixels));
         if (options.measure) ad.add("measurement", JSONReport::listOf(played.scripts, reportOfScript));
@@ -62,23 +68,33 @@ JSONReport reportOfPlay(const PlayOptions& options, const PlayResult& result) {
     });
     JSONReport report = reportOfResolution(options.resolve, result.resolution, std::move(ads));
     report.add("errorPixels", reportOfPixels(result.problems, result.pixels));
-    report.add("pixelsLeftByEarlierRun",
-               JSONReport::list(result.pixelsLeftByEarlierRun,
-                                [&](std::size_t place) { return reportOfPixel(result.pixels[place]); }));
+    VKTArray earlier;
+    for (const std::size_t place : result.places(true))
+        earlier.emplace_back(reportOfPixel(result.pixels[place]));
+    report.add("pixelsLeftByEarlierRun", std::move(earlier));
     return report;
+}
+
+std::vector<std::size_t> PlayResult::places(bool isOfEarlierRun) const {
+    std::vector<std::size_t> places;
+    for (std::size_t place = 0; place < pixels.size(); ++place) {
+        if (pixels[place].isOfEarlierRun == isOfEarlierRun) places.push_back(place);
+    }
+    return places;
 }
 
 std::vector<std::string> summaryOfPixels(const PlayOptions& options, const PlayResult& result) {
     std::vector<std::string> lines;
-    const auto own = result.pixels.begin() + static_cast<std::ptrdiff_t>(result.pixelsLeftByEarlierRun);
-    if (own != result.pixels.begin()) {
-        summarise(result.pixels.begin(), own, " left by an earlier run", lines);
-    }
-    summarise(own, result.pixels.end(), "", lines);
+    const auto earlier = result.places(true);
+    if (!earlier.empty()) summarise(result, earlier, " left by an earlier run", lines);
+    summarise(result, result.places(false), "", lines);
     const bool isAnyPending = std::any_of(result.pixels.begin(), result.pixels.end(),
-                                          [](const PixelRecord& pixel) { return !pixel.isDelivered; });
+                                          [](const PixelRecord& pixel) { return pixel.end == PixelPending; });
     if (isAnyPending && options.store.empty()) {
         lines.emplace_back("What is pending is lost now; --store FILE keeps it for the next run.");
+    } else if (isAnyPending && !result.arePixelsSaved) {
+        lines.push_back("What is pending is lost now, but for what " + options.store +
+                        " took before it could not be written; make room for it.");
     } else if (isAnyPending) {
         lines.push_back("What is pending is kept in " + options.store + " until it expires.");
     }

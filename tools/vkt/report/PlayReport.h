@@ -13,8 +13,7 @@
 
 /// An ad and what happened with it.
 struct PlayedAd {
-    std::shared_ptr<VKTVASTAd> ad;
-    bool isPlayed = false;  ///< false: only its error pixels were called
+    ResolvedAd ad;  ///< of one that is not playable only the error pixels were called
     Timeline timeline;
     ScriptRecords scripts = {};  ///< of a measured ad
 };
@@ -24,7 +23,10 @@ struct PlayResult {
     std::vector<PlayedAd> ads;
     Timeline problems;  ///< error pixels that were called while the source was resolved
     std::vector<PixelRecord> pixels;
-    std::size_t pixelsLeftByEarlierRun = 0;  ///< so many stand first
+    bool arePixelsSaved = true;  ///< what is pending of them, in the options' store
+
+    /// Places of the pixels that an earlier run has left, or of the others.
+    [[nodiscard]] std::vector<std::size_t> places(bool isOfEarlierRun) const;
 };
 
 /// The report of `vkt resolve` and per ad "timeline" and "pixels", and "measurement"
