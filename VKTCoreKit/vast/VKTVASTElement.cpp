@@ -165,7 +165,7 @@ VKTVASTElement VKTVASTElement::firstChild(std::string_view name) const {
     noteRead(name);
     const VKTArray* children = Utils::findArrayForKey(name, *node_);
     const bool hidesOthers = children != nullptr && children->size() > 1;
-    if (isHeard() && hidesOthers) {
+    if (hidesOthers && isHeard()) {
         tellChildrenDropped(name, 1, "only the first " + std::string(name) + " is read");
     }
     const bool isThere = children != nullptr && !children->empty();
@@ -185,8 +185,8 @@ void VKTVASTElement::appendVASTURLs(std::string_view name, std::vector<VKTVASTUR
 }
 
 // The children that were stripped are told once, when their name is first asked for.
-void VKTVASTElement::noteRead(std::string_view name) const {
-    if (!isHeard() || std::find(namesRead_.begin(), namesRead_.end(), name) != namesRead_.end()) return;
+void VKTVASTElement::rememberRead(std::string_view name) const {
+    if (std::find(namesRead_.begin(), namesRead_.end(), name) != namesRead_.end()) return;
     namesRead_.push_back(name);
     tellStripped(name, isEmpty);
 }

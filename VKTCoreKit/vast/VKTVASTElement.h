@@ -145,7 +145,10 @@ class VKTVASTElement {
         }
     }
 
-    void noteRead(std::string_view name) const;
+    void noteRead(std::string_view name) const {
+        if (isHeard()) rememberRead(name);
+    }
+    void rememberRead(std::string_view name) const;
     [[nodiscard]] std::string pathOfChild(std::string_view name, std::size_t position) const;
     void tellUnread() const;
     void tellDropped(std::string reason) const;
