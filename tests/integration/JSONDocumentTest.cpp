@@ -89,7 +89,7 @@ class Document {
 
     static std::string anchorOf(std::string_view heading) {
         heading.remove_prefix(heading.find(' ') + 1);
-        return vkt_replacingOccurrences(vkt_replacingOccurrences(heading, "`", ""), " ", "-");
+        return vkt_lowercased(vkt_replacingOccurrences(heading, " ", "-"));
     }
 
     void read(const Row& row, const std::string& base) {
