@@ -40,15 +40,16 @@ std::string beyondCreativeLimit() {
     return "beyond the limit of " + std::to_string(VKTVASTCreativeLimit) + " creatives of its kind";
 }
 
-// Keeps a creative, which may be null, or drops its element.
+// Keeps what an element within a "Creative" gave, which may be null, or drops it.
 template <typename Creative>
 void keepIfValid(std::vector<std::shared_ptr<Creative>>& creatives, std::shared_ptr<Creative> creative,
-                 const VKTVASTElement& element, bool isWrapper) {
+                 const VKTVASTElement& element, const VKTVASTElement& around, bool isWrapper) {
     if (!creative || !creative->isValidForWrapper(isWrapper)) {
         element.drop(VKTVASTNoResource);
     } else if (creatives.size() >= VKTVASTCreativeLimit) {
         element.drop(beyondCreativeLimit);
     } else {
+        creative->findIds(around);
         creatives.push_back(std::move(creative));
     }
 }
@@ -197,12 +198,12 @@ void VKTVASTAd::findCreative(const VKTVASTElement& creative, const VKTVASTReadin
     const VKTVASTElement companions = creative.firstChild("CompanionAds");
     if (const VKTVASTElement element = companions.firstChild("Companion")) {
         keepIfValid(companionCreatives_, VKTVASTCreativeCompanion::initWithElement(element, context), element,
-                    isWrapper());
+                    creative, isWrapper());
     }
     const VKTVASTElement nonLinears = creative.firstChild("NonLinearAds");
     if (const VKTVASTElement element = nonLinears.firstChild("NonLinear")) {
         keepIfValid(nonLinearCreatives_, VKTVASTCreativeNonLinear::initWithElement(element, context), element,
-                    isWrapper());
+                    creative, isWrapper());
     }
     if (nonLinears) shareNonLinearEvents(nonLinears, tally);
 }
@@ -211,6 +212,7 @@ void VKTVASTAd::findCreative(const VKTVASTElement& creative, const VKTVASTReadin
 void VKTVASTAd::findLinear(const VKTVASTElement& creative, const VKTVASTReadingContext& context) {
     const VKTVASTElement element = creative.firstChild("Linear");
     auto linear = element ? VKTVASTCreativeLinear::initWithElement(element, context) : nullptr;
+    if (linear) linear->findIds(creative);
     const bool isValid = linear && linear->isValidForWrapper(isWrapper());
     if (isValid && linearCreatives_.size() < VKTVASTCreativeLimit) {
         linear->addUniversalAdIdsOf(creative);

@@ -56,6 +56,12 @@ void VKTVASTCreative::addUniversalAdIdsOf(const VKTVASTElement& creative) {
     });
 }
 
+void VKTVASTCreative::findIds(const VKTVASTElement& creative) {
+    creativeId_ = creative.stringAttribute("_id");
+    adId_ = creative.stringAttribute("_adId");
+    if (!adId_) adId_ = creative.stringAttribute("_AdID");
+}
+
 void VKTVASTCreative::addTrackingEvents(TrackingEvents events) {
     std::erase(events, nullptr);
     if (trackingEvents_.empty()) {
