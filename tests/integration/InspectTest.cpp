@@ -66,8 +66,8 @@ TEST(Inspect, ReportsAdsWithTheirKindsAndUses) {
         const VKTDictionary report = parsed(runTool("inspect --json " + dataFile(file)).out);
         EXPECT_EQ(
             keysOf(report),
-            "source version ads mainAds passbackAds documentErrorPixels dropped errors requests end root "
-            "problem faultLine faultColumn needingAttention");
+            "source version ads mainAds passbackAds documentErrorPixels dropped errors requests end document "
+            "droppedCount needingAttention needingAttentionCount");
         Texts ads;
         for (const VKTDictionary& ad : entriesOf(report, "ads")) {
             ads.push_back(*valueOf(ad, "adID").asString() + " " + *valueOf(ad, "kind").asString() +

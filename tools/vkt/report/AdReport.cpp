@@ -221,6 +221,17 @@ JSONReport reportOfErrors(const std::vector<ReportedError>& errors) {
     });
 }
 
+void addDocument(VKTDictionary& report, const std::optional<VKTVASTDocumentOutcome>& document) {
+    const bool hasProblem = document && !document->problem.empty();
+    report.set("root", document ? valueOf(document->root) : VKTValue());
+    report.set("version", document ? valueOf(document->version) : VKTValue());
+    report.set("ads", document && document->version ? VKTValue(document->ads) : VKTValue());
+    report.set("problem", hasProblem ? VKTValue(document->problem) : VKTValue());
+    report.set("faultLine", document && document->faultLine ? VKTValue(*document->faultLine) : VKTValue());
+    report.set("faultColumn",
+               document && document->faultColumn ? VKTValue(*document->faultColumn) : VKTValue());
+}
+
 VKTValue reportOfError(const std::optional<VKTError>& error) {
     if (!error) return {};
     return VKTDictionary{{"domain", error->domain()},

@@ -8,6 +8,7 @@
 
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/vast/VKTVASTAd.h"
+#include "VKTCoreKit/vast/VKTVASTDocumentOutcome.h"
 #include "ground/JSONReport.h"
 #include "ground/ReportedError.h"
 
@@ -18,6 +19,9 @@ JSONReport reportOfAd(const VKTVASTAd& ad, std::uint32_t networkAccessType);
 
 JSONReport reportOfURLs(const std::vector<VKTVASTURL>& urls);
 JSONReport reportOfErrors(const std::vector<ReportedError>& errors);
+
+/// Adds what a document was; every key stands in every report, and null is what is not known.
+void addDocument(VKTDictionary& report, const std::optional<VKTVASTDocumentOutcome>& document);
 
 /// Domain, code and description; null for no error.
 VKTValue reportOfError(const std::optional<VKTError>& error);

@@ -262,8 +262,8 @@ class Text {
 
 JSONReport reportOfInspection(const Inspection& inspection) {
     const VKTVASTModel* model = inspection.response.model.get();
-    const VKTVASTDocumentOutcome& outcome = inspection.response.outcome;
-    const auto orNull = [](const auto& value) { return value ? VKTValue(*value) : VKTValue(); };
+    VKTDictionary document;
+    addDocument(document, inspection.response.outcome);
     JSONReport ads{VKTArray()};
     JSONReport errorPixels{VKTArray()};
     if (model != nullptr) {
@@ -280,11 +280,10 @@ JSONReport reportOfInspection(const Inspection& inspection) {
                                {"errors", reportOfErrors(inspection.errors)},
                                {"requests", reportOfRequests(inspection.requests)},
                                {"end", reportOfError(inspection.response.error)},
-                               {"root", orNull(outcome.root)},
-                               {"problem", outcome.problem.empty() ? VKTValue() : VKTValue(outcome.problem)},
-                               {"faultLine", orNull(outcome.faultLine)},
-                               {"faultColumn", orNull(outcome.faultColumn)},
-                               {"needingAttention", reportOfRemarks(inspection.needingAttention)}});
+                               {"document", std::move(document)},
+                               {"droppedCount", inspection.dropped.count()},
+                               {"needingAttention", reportOfRemarks(inspection.needingAttention)},
+                               {"needingAttentionCount", inspection.needingAttention.count()}});
 }
 
 std::vector<std::string> linesOfInspection(const Inspection& inspection) {

@@ -16,15 +16,6 @@ VKTValue valueOf(const std::optional<std::string>& text) {
     return text ? VKTValue(*text) : VKTValue();
 }
 
-// Every key stands in every report; null is what is not known.
-void addDocument(VKTDictionary& report, const std::optional<VKTVASTDocumentOutcome>& document) {
-    const bool hasProblem = document && !document->problem.empty();
-    report.set("root", document ? valueOf(document->root) : VKTValue());
-    report.set("version", document ? valueOf(document->version) : VKTValue());
-    report.set("ads", document && document->version ? VKTValue(document->ads) : VKTValue());
-    report.set("problem", hasProblem ? VKTValue(document->problem) : VKTValue());
-}
-
 VKTArray reportOfDocumentRequests(const Resolution& resolution) {
     VKTArray report;
     for (const auto& [record, document] : resolution.requests) {
