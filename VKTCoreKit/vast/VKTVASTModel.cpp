@@ -92,6 +92,7 @@ std::shared_ptr<VKTVASTModel> VKTVASTModel::read(Dictionary& dictionary,
         root.drop([version] { return "version " + vkt_quoted(*version) + " is not supported"; });
     }
     auto* elements = dictionary.find("Ad");
+    if (root.keptChildCount("Error") > 0) root.onlyChildHides("Ad", "the document's Error elements");
 
     std::vector<VKTVASTURL> documentErrorPixels;
     if (elements == nullptr) {
