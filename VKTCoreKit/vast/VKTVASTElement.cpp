@@ -1,6 +1,7 @@
 #include "VKTCoreKit/vast/VKTVASTElement.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 
 #include "VKTCoreKit/core/VKTTimeUtils.h"
@@ -48,6 +49,14 @@ bool isNumber(std::string_view text) {
     double number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     return error == std::errc() && end == text.data() + text.size();
+}
+
+// What it stands for may have the scheme.
+bool beginsWithMacro(std::string_view text) {
+    text = vkt_trimmed(text);
+    constexpr std::array<std::string_view, 6> starts{"[", "%5B", "%5b", "{", "${", "%%"};
+    return std::any_of(starts.begin(), starts.end(),
+                       [&](std::string_view start) { return text.starts_with(start); });
 }
 
 std::string noteOn(std::string_view hidden) {
@@ -100,7 +109,7 @@ float VKTVASTElement::floatAttribute(std::string_view key, float absent) const {
     if (value == nullptr) return absent;
     const float number = vkt_floatValue(*value);
     if (isHeard() && !isNumber(*value)) {
-        tellNeedsAttention(key, "it is " + vkt_quoted(*value) + ", no number, and counts as " +
+        tellNeedsAttention(key, "it is " + vkt_quoted(*value) + ", no usable number, and counts as " +
                                     vkt_numberDescription(number));
     }
     return number;
@@ -139,13 +148,15 @@ std::optional<VKTVASTURL> VKTVASTElement::requiredVASTURL() const {
 }
 
 std::optional<VKTURL> VKTVASTElement::requiredURL() const {
+    auto url = URL();
+    if (!url) drop([this] { return textProblem(isNoURL); });
+    return url;
+}
+
+std::optional<VKTURL> VKTVASTElement::URL() const {
     const std::string* text = this->text();
     auto url = text == nullptr ? std::nullopt : VKTURL::URLWithDocumentText(*text);
-    if (!url) {
-        drop([this] { return textProblem(isNoURL); });
-    } else if (isHeard()) {
-        tellUnlessAbsolute(*url);
-    }
+    if (url && isHeard()) tellUnlessAbsolute(*url);
     return url;
 }
 
@@ -274,5 +285,6 @@ void VKTVASTElement::tellNeedsAttention(std::string_view attributeKey, const std
 }
 
 void VKTVASTElement::tellUnlessAbsolute(const VKTURL& url) const {
-    if (!url.scheme()) tellNeedsAttention({}, "its URL is relative, and a document has no base for it");
+    if (!url.scheme() && !beginsWithMacro(*text()))
+        tellNeedsAttention({}, "its URL is relative, and a document has no base for it");
 }

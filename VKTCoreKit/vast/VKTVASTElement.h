@@ -77,6 +77,9 @@ class VKTVASTElement {
     [[nodiscard]] std::optional<VKTVASTURL> requiredVASTURL() const;
     [[nodiscard]] std::optional<VKTURL> requiredURL() const;
 
+    /// The latter for an element that is kept without one, too.
+    [[nodiscard]] std::optional<VKTURL> URL() const;
+
     /// Why the text is not what was asked for: there is none, child elements split it, or else `otherwise`.
     [[nodiscard]] std::string textProblem(std::string_view otherwise) const;
 
