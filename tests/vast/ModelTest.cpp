@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
 #include "tests/support/FastestRun.h"
 #include "tests/support/VKTRecordedLog.h"
@@ -609,4 +611,19 @@ TEST(VASTModel, UnreadElementsOfManyNamesCostNoMoreThanOfOne) {
         });
     };
     EXPECT_LT(costOf(true), costOf(false) * VKTFlatCostRatio);
+}
+
+TEST(VASTModel, WhatAListenerThrowsEndsTheReading) {
+    struct Thrower : VKTVASTReadingListener {
+        void dropped(const std::string& path, const std::string& /*reason*/) override {
+            heard.push_back(path);
+            throw std::runtime_error(path);
+        }
+        Texts heard;
+    } thrower;
+    const VKTDictionary document =
+        nodeOf("<VAST version='4.2'><Foo a='1'/><Ad><InLine a='1'><Bar a='1'/></InLine></Ad></VAST>");
+    EXPECT_THROW(VKTVASTModel::initWithDictionary(document, nullptr, vkt_ignoreVASTErrors, &thrower),
+                 std::runtime_error);
+    EXPECT_EQ(thrower.heard, Texts{"/VAST/Ad/InLine/Bar"});
 }
