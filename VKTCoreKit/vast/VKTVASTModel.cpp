@@ -153,7 +153,7 @@ std::shared_ptr<VKTVASTModel> VKTVASTModel::read(Dictionary& dictionary,
 
     VKTVASTMergeBudget sharedEventBudget(VKTVASTDocumentSharedEventLimit);
     Ads ads;
-    const std::size_t count = root.childCount("Ad");
+    const std::size_t count = elements == nullptr ? 0 : root.childCount("Ad");
     for (std::size_t index = 0; index < count; ++index) {
         if (auto ad = readAd(root.childAt(index, "Ad"), context, sharedEventBudget))
             ads.push_back(std::move(ad));
