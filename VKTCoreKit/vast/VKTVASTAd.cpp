@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "VKTCoreKit/core/VKTXMLDictionaryUtils.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 
 namespace {
@@ -65,6 +66,15 @@ void reportMissing(const VKTVASTError& missing, const VKTVASTReadingContext& con
     context.errorHandler(missing, errorPixels);
 }
 
+bool hasVerificationExtension(const VKTVASTElement& content) {
+    const VKTVASTElement silent = content.unheard();
+    bool isFound = false;
+    silent.firstChild("Extensions").forEachChild("Extension", [&](const VKTVASTElement& extension) {
+        isFound = isFound || VKTVASTAdExtension::holdsAdVerifications(extension);
+    });
+    return isFound;
+}
+
 // Attributes of VAST 4 that ask for what is not done.
 void tellIgnoredAttributes(const VKTVASTElement& ad, const VKTVASTElement& wrapper) {
     const std::string* adType = ad.attribute("_adType");
@@ -104,9 +114,10 @@ void VKTVASTAd::readAttributes(const VKTVASTElement& ad) {
     adID_ = ad.stringAttribute("_id");
     adSequence_ = ad.stringAttribute("_sequence");
     if (!hasSequence() || vkt_integerValue(*adSequence_) != 0) return;
-    if (*adSequence_ != "0") {
+    if (!VKTXMLDictionaryUtils::stringToNSNumber(*adSequence_)) {
         ad.needsAttention("_sequence", [this] {
-            return "it is " + vkt_quoted(*adSequence_) + ", no number, so the ad is the last of its pod";
+            return "it is " + vkt_quoted(*adSequence_) +
+                   ", no whole number, so the ad is the last of its pod";
         });
     }
     adSequence_ = lastSequence;
@@ -245,14 +256,17 @@ void VKTVASTAd::shareNonLinearEvents(const VKTVASTElement& container, VKTVASTMer
 // The element of VAST 4.1 wins; before it, verifications stood in an extension.
 void VKTVASTAd::findVerificationsAndExtensions(const VKTVASTElement& content) {
     const VKTVASTElement container = content.firstChild("AdVerifications");
-    const bool hasOwn = container.childCount("Verification") > 0;
-    container.forEachChild("Verification", [this](const VKTVASTElement& element) {
+    const std::size_t ownCount = container.childCount("Verification");
+    const bool isOnlyOne = ownCount == 1 && content.isHeard() && hasVerificationExtension(content);
+    container.forEachChild("Verification", [&](const VKTVASTElement& element) {
+        if (isOnlyOne) element.hides("the verifications of extensions");
         if (auto verification = VKTVASTAdVerification::initWithDictionary(element)) {
             adVerifications_.push_back(std::move(*verification));
         }
     });
     const VKTVASTElement extensions = content.firstChild("Extensions");
-    extensions_ = VKTVASTAdExtension::initWithDictionary(extensions, hasOwn ? nullptr : &adVerifications_);
+    extensions_ =
+        VKTVASTAdExtension::initWithDictionary(extensions, ownCount > 0 ? nullptr : &adVerifications_);
     if (!extensions_) return;
     for (const auto& metric : extensions_->metrics) {
         if (metric->eventName() == "viewcount") {
@@ -348,11 +362,11 @@ std::shared_ptr<VKTVASTAdInline> VKTVASTAdInline::initWithDictionary(const VKTDi
 std::shared_ptr<VKTVASTAdInline> VKTVASTAdInline::initWithElement(const VKTVASTElement& ad,
                                                                   const VKTVASTReadingContext& context,
                                                                   VKTVASTMergeBudget* sharedEventBudget) {
+    if (ad.keptChildCount("InLine") == 0) ad.drop("its InLine is empty");  // and nothing in it is told apart
     const VKTVASTElement content = ad.firstChild("InLine");
     ad.dropChildren("Wrapper", "the InLine beside it is read instead");
     if (!content) {
         reportMissing(VKTVASTError::XML_PARSING_ERROR(), context, {});
-        ad.drop("its InLine is empty");
         return nullptr;
     }
     std::shared_ptr<VKTVASTAdInline> inlineAd(new VKTVASTAdInline());
@@ -375,10 +389,10 @@ std::shared_ptr<VKTVASTAdWrapper> VKTVASTAdWrapper::initWithDictionary(
 std::shared_ptr<VKTVASTAdWrapper> VKTVASTAdWrapper::initWithElement(const VKTVASTElement& ad,
                                                                     const VKTVASTReadingContext& context,
                                                                     VKTVASTMergeBudget* sharedEventBudget) {
+    if (ad.keptChildCount("Wrapper") == 0) ad.drop("its Wrapper is empty");
     const VKTVASTElement content = ad.firstChild("Wrapper");
     if (!content) {
         reportMissing(VKTVASTError::XML_PARSING_ERROR_WRAPPER(), context, {});
-        ad.drop("its Wrapper is empty");
         return nullptr;
     }
     std::shared_ptr<VKTVASTAdWrapper> wrapper(new VKTVASTAdWrapper());

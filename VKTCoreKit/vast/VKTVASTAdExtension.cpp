@@ -78,6 +78,11 @@ std::shared_ptr<VKTVASTAdExtension> VKTVASTAdExtension::init() {
 
 namespace {
 
+bool isOfVerifications(const VKTVASTElement& extension) {
+    const std::string* type = extension.attribute("_type");
+    return type != nullptr && *type == "AdVerifications";
+}
+
 // Reads "Extension" elements, one after another, into one record. Which element gave a value is remembered
 // for a listener, who hears of it when a later one overwrites it.
 class ExtensionReader {
@@ -86,8 +91,7 @@ class ExtensionReader {
 
     // Verifications of the ad go to that list, which may be null.
     void read(const VKTVASTElement& element, std::vector<VKTVASTAdVerification>* adVerifications) {
-        const std::string* type = element.attribute("_type");
-        const bool isOfAd = adVerifications != nullptr && type != nullptr && *type == "AdVerifications";
+        const bool isOfAd = adVerifications != nullptr && isOfVerifications(element);
         if (isOfAd) appendAdVerifications(element.firstChild("AdVerifications"), *adVerifications);
 
         std::string_view kind;
@@ -101,6 +105,7 @@ class ExtensionReader {
                 isTold ? element.unheard().firstChild(name) : element.firstChild(name);
             if (!content) continue;
             kind = name;
+            if (hasOtherKind(element, name)) content.hides("the other contents of its Extension");
             (this->*readContent)(content);
         }
         if (kind == macrosName) {
@@ -208,10 +213,22 @@ class ExtensionReader {
     }
 
   private:
+    // An element of which some values stand.
+    struct Giver {
+        int values = 0;
+        std::string hiddenNote;
+    };
+
     using Kind = std::pair<std::string_view, void (ExtensionReader::*)(const VKTVASTElement& content)>;
     static constexpr std::string_view macrosName = "KorvoMacros";
-    static constexpr const char* notWhole = "its text is not a whole number";
+    static constexpr const char* notWhole = "its text is not digits alone";
     static const std::array<Kind, 7> kinds;  // the first that an element has is read
+
+    static bool hasOtherKind(const VKTVASTElement& element, std::string_view kind) {
+        return std::any_of(kinds.begin(), kinds.end(), [&](const Kind& other) {
+            return other.first != kind && element.keptChildCount(other.first) > 0;
+        });
+    }
 
     static std::string isOneKind(std::string_view kind) {
         return std::string("an Extension is read for one kind of content, here: ").append(kind);
@@ -243,19 +260,31 @@ class ExtensionReader {
     void noteValue(const VKTVASTElement& element, std::string_view name) {
         if (!element.isHeard()) return;
         const std::string path = element.path();
-        ++valueCounts_[path];
-        std::string& giver = givers_[std::string(name)];
-        if (!giver.empty() && --valueCounts_[giver] == 0) {
-            tellDropped(element, giver, "a later Extension overwrites it");
+        Giver& giver = givers_[path];
+        ++giver.values;
+        giver.hiddenNote = element.hiddenNote();
+        std::string& giverPath = giverPaths_[std::string(name)];
+        if (!giverPath.empty()) takeValueFrom(giverPath, *element.listener());
+        giverPath = path;
+    }
+
+    void takeValueFrom(const std::string& path, VKTVASTReadingListener& listener) {
+        const auto giver = givers_.find(path);
+        if (--giver->second.values > 0) return;
+        const std::string reason = "a later Extension overwrites it" + giver->second.hiddenNote;
+        if (giver->second.hiddenNote.empty()) {
+            listener.dropped(path, reason);
+        } else {
+            listener.needsAttention(path, reason);
         }
-        giver = path;
+        givers_.erase(giver);
     }
 
     // An element without a usable value takes an earlier one away.
     void noteValueOrGap(const VKTVASTElement& element, std::string_view name, bool hasValue,
                         std::string_view otherwise) {
         if (!element.isHeard()) return;
-        const bool erases = !hasValue && givers_.contains(name);
+        const bool erases = !hasValue && giverPaths_.contains(name);
         if (hasValue || erases) noteValue(element, name);
         const auto problem = [&] { return element.textProblem(otherwise); };
         if (erases) {
@@ -266,8 +295,8 @@ class ExtensionReader {
     }
 
     Extension& extension_;
-    std::map<std::string, std::string, std::less<>> givers_;  // the path of the element that gave each value
-    std::map<std::string, int> valueCounts_;                  // values that stand, by the path of their giver
+    std::map<std::string, std::string, std::less<>> giverPaths_;  // of the element that gave each value
+    std::map<std::string, Giver> givers_;                         // by their paths
 };
 
 const std::array<ExtensionReader::Kind, 7> ExtensionReader::kinds{{
@@ -281,6 +310,10 @@ const std::array<ExtensionReader::Kind, 7> ExtensionReader::kinds{{
 }};
 
 }  // namespace
+
+bool VKTVASTAdExtension::holdsAdVerifications(const VKTVASTElement& extension) {
+    return isOfVerifications(extension) && extension.keptChildCount("AdVerifications") > 0;
+}
 
 std::shared_ptr<VKTVASTAdExtension> VKTVASTAdExtension::initWithDictionary(
     const VKTVASTElement& extensions, std::vector<VKTVASTAdVerification>* adVerifications) {

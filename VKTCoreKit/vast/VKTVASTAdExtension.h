@@ -70,6 +70,9 @@ struct VKTVASTAdExtension {
     static std::shared_ptr<VKTVASTAdExtension> initWithDictionary(
         const VKTVASTElement& extensions, std::vector<VKTVASTAdVerification>* adVerifications = nullptr);
 
+    /// Whether an "Extension" element is such an extension, and not an empty one.
+    static bool holdsAdVerifications(const VKTVASTElement& extension);
+
     static std::shared_ptr<VKTVASTAdExtension> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;
 

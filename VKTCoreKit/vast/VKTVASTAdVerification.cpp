@@ -12,8 +12,7 @@ constexpr std::string_view notExecutedName = "verificationNotExecuted";
 
 // The text of one run as a URL. A resource without one is kept all the same, so it is not dropped for it.
 std::optional<VKTURL> scriptURL(const VKTVASTElement& element) {
-    const std::string* text = element.text();
-    auto url = text == nullptr ? std::nullopt : VKTURL::URLWithDocumentText(*text);
+    auto url = element.URL();
     if (!url) {
         element.needsAttention(
             {}, [&] { return element.textProblem("its text is not a URL") + "; it is kept without one"; });

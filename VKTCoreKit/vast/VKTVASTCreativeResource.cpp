@@ -13,6 +13,9 @@ bool VKTVASTCreativeResource::findResource(const VKTVASTElement& element) {
         {"IFrameResource", &iFrameResource_},
         {"HTMLResource", &htmlResource_},
     }};
+    std::size_t others = 0;
+    for (const auto& [name, resource] : resources)
+        others += element.keptChildCount(name);
     bool isFound = false;
     for (const auto& [name, resource] : resources) {
         if (isFound) {
@@ -21,9 +24,11 @@ bool VKTVASTCreativeResource::findResource(const VKTVASTElement& element) {
             continue;
         }
         const VKTVASTElement child = element.firstChild(name);
+        others -= element.keptChildCount(name);
         const std::string* text = child ? child.requiredText() : nullptr;
         if (text == nullptr) continue;
         isFound = true;
+        if (others > 0) child.hides("resources of other kinds");
         if (resource == &htmlResource_) {
             *resource = VKTVASTURL::initWithString(*text);
         } else {

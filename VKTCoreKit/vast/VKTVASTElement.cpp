@@ -1,6 +1,7 @@
 #include "VKTCoreKit/vast/VKTVASTElement.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 
 #include "VKTCoreKit/core/VKTTimeUtils.h"
@@ -13,6 +14,7 @@ using Utils = VKTXMLDictionaryUtils;
 namespace {
 
 constexpr const char* isEmpty = "it is empty";
+constexpr const char* isUnread = "element not read by this library";
 constexpr const char* isNoURL = "its text is not a URL";
 
 // The positions, from 1 and rising, of the children of that name that were stripped; null for none.
@@ -39,10 +41,26 @@ std::size_t positionOf(std::size_t index, const VKTArray* stripped) {
     return index + before + 1;
 }
 
+// As the lenient reading of numbers takes it whole: white space around it and a plus are no fault.
 bool isNumber(std::string_view text) {
+    text = vkt_trimmed(text);
+    if (text.find_first_not_of("0123456789+-.eE") != std::string_view::npos) return false;  // inf, nan
+    if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
     double number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     return error == std::errc() && end == text.data() + text.size();
+}
+
+// What it stands for may have the scheme.
+bool beginsWithMacro(std::string_view text) {
+    text = vkt_trimmed(text);
+    constexpr std::array<std::string_view, 6> starts{"[", "%5B", "%5b", "{", "${", "%%"};
+    return std::any_of(starts.begin(), starts.end(),
+                       [&](std::string_view start) { return text.starts_with(start); });
+}
+
+std::string noteOn(std::string_view hidden) {
+    return "; " + std::string(hidden) + " are not read because of it";
 }
 
 }  // namespace
@@ -57,13 +75,14 @@ std::string VKTVASTElement::path() const {
 }
 
 std::string VKTVASTElement::pathOfChild(std::string_view name, std::size_t position) const {
-    const VKTArray* kept = Utils::findArrayForKey(name, *node_);
-    const VKTArray* stripped = strippedPositions(*node_, name);
-    const std::size_t count =
-        (kept == nullptr ? 0 : kept->size()) + (stripped == nullptr ? 0 : stripped->size());
     std::string path = this->path() + "/";
     path.append(name);
-    return count > 1 ? path + "[" + std::to_string(position) + "]" : path;
+    return countInDocument(name) > 1 ? path + "[" + std::to_string(position) + "]" : path;
+}
+
+std::size_t VKTVASTElement::countInDocument(std::string_view name) const {
+    const VKTArray* stripped = strippedPositions(*node_, name);
+    return keptChildCount(name) + (stripped == nullptr ? 0 : stripped->size());
 }
 
 const std::string* VKTVASTElement::attribute(std::string_view key) const {
@@ -90,7 +109,7 @@ float VKTVASTElement::floatAttribute(std::string_view key, float absent) const {
     if (value == nullptr) return absent;
     const float number = vkt_floatValue(*value);
     if (isHeard() && !isNumber(*value)) {
-        tellNeedsAttention(key, "it is " + vkt_quoted(*value) + ", no number, and counts as " +
+        tellNeedsAttention(key, "it is " + vkt_quoted(*value) + ", no usable number, and counts as " +
                                     vkt_numberDescription(number));
     }
     return number;
@@ -129,13 +148,15 @@ std::optional<VKTVASTURL> VKTVASTElement::requiredVASTURL() const {
 }
 
 std::optional<VKTURL> VKTVASTElement::requiredURL() const {
+    auto url = URL();
+    if (!url) drop([this] { return textProblem(isNoURL); });
+    return url;
+}
+
+std::optional<VKTURL> VKTVASTElement::URL() const {
     const std::string* text = this->text();
     auto url = text == nullptr ? std::nullopt : VKTURL::URLWithDocumentText(*text);
-    if (!url) {
-        drop([this] { return textProblem(isNoURL); });
-    } else if (isHeard()) {
-        tellUnlessAbsolute(*url);
-    }
+    if (url && isHeard()) tellUnlessAbsolute(*url);
     return url;
 }
 
@@ -152,7 +173,11 @@ bool VKTVASTElement::hasChildren(std::string_view name) const {
 std::size_t VKTVASTElement::childCount(std::string_view name) const {
     if (node_ == nullptr) return 0;
     noteRead(name);
-    const VKTArray* children = Utils::findArrayForKey(name, *node_);
+    return keptChildCount(name);
+}
+
+std::size_t VKTVASTElement::keptChildCount(std::string_view name) const {
+    const VKTArray* children = node_ == nullptr ? nullptr : Utils::findArrayForKey(name, *node_);
     return children == nullptr ? 0 : children->size();
 }
 
@@ -194,18 +219,22 @@ void VKTVASTElement::rememberRead(std::string_view name) const {
 void VKTVASTElement::tellStripped(std::string_view name, const std::string& reason) const {
     const VKTArray* stripped = strippedPositions(*node_, name);
     if (stripped == nullptr) return;
+    if (name == hidingChild_)
+        return listener_->needsAttention(pathOfChild(name, 1), reason + noteOn(hiddenByChild_));
     for (const VKTValue& position : *stripped)
         listener_->dropped(pathOfChild(name, static_cast<std::size_t>(*position.asInteger())), reason);
 }
 
 void VKTVASTElement::tellUnread() const {
-    if (!isTextRead_ && node_->contains(VKTXMLDictionaryTextKey)) {
-        listener_->dropped(path() + "/text()", "no text is read here");
-    }
+    const VKTValue* text = node_->find(VKTXMLDictionaryTextKey);
+    const bool isSplit = text != nullptr && text->asString() == nullptr;
+    if (isTextRead_ && isSplit) return;  // the children that nobody reads are what splits it
+    if (!isTextRead_ && text != nullptr) listener_->dropped(path() + "/text()", "no text is read here");
     for (const auto& [name, value] : *node_) {
         const bool isRead = std::find(namesRead_.begin(), namesRead_.end(), name) != namesRead_.end();
         if (isRead || value.asArray() == nullptr || name == VKTXMLDictionaryTextKey) continue;
-        tellChildrenDropped(name, 0, "element not read by this library");
+        tellStripped(name, isUnread);
+        tellChildren(name, 0, isUnread);
     }
 }
 
@@ -216,20 +245,37 @@ void VKTVASTElement::tellChildrenDropped(std::string_view name, std::size_t from
         namesRead_.push_back(name);
         tellStripped(name, reason);
     }
-    const VKTArray* children = Utils::findArrayForKey(name, *node_);
+    tellChildren(name, fromIndex, reason);
+}
+
+void VKTVASTElement::tellChildren(std::string_view name, std::size_t fromIndex,
+                                  const std::string& reason) const {
     const VKTArray* stripped = strippedPositions(*node_, name);
-    for (std::size_t index = fromIndex; children != nullptr && index < children->size(); ++index)
+    for (std::size_t index = fromIndex; index < keptChildCount(name); ++index)
         listener_->dropped(pathOfChild(name, positionOf(index, stripped)), reason);
 }
 
-void VKTVASTElement::tellDropped(std::string reason) const {
+void VKTVASTElement::tellDropped(const std::string& reason) const {
     isDropped_ = true;
-    if (hidesOthers_) {
-        reason.append("; the further ").append(name_).append(" are not read because of it");
-        listener_->needsAttention(path(), reason);
-    } else {
+    const std::string note = hiddenNote();
+    if (note.empty()) {
         listener_->dropped(path(), reason);
+    } else {
+        listener_->needsAttention(path(), reason + note);
     }
+}
+
+void VKTVASTElement::onlyChildHides(std::string_view name, std::string_view others) const {
+    if (!isHeard() || countInDocument(name) != 1) return;
+    hidingChild_ = name;
+    hiddenByChild_ = others;
+}
+
+std::string VKTVASTElement::hiddenNote() const {
+    if (hidesOthers_) return noteOn("the further " + std::string(name_));
+    if (!hidden_.empty()) return noteOn(hidden_);
+    const bool isHidingChild = parent_ != nullptr && parent_->hidingChild_ == name_;
+    return isHidingChild ? noteOn(parent_->hiddenByChild_) : "";
 }
 
 void VKTVASTElement::tellNeedsAttention(std::string_view attributeKey, const std::string& reason) const {
@@ -239,5 +285,6 @@ void VKTVASTElement::tellNeedsAttention(std::string_view attributeKey, const std
 }
 
 void VKTVASTElement::tellUnlessAbsolute(const VKTURL& url) const {
-    if (!url.scheme()) tellNeedsAttention({}, "its URL is relative, and a document has no base for it");
+    if (!url.scheme() && !beginsWithMacro(*text()))
+        tellNeedsAttention({}, "its URL is relative, and a document has no base for it");
 }

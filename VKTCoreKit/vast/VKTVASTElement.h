@@ -77,13 +77,18 @@ class VKTVASTElement {
     [[nodiscard]] std::optional<VKTVASTURL> requiredVASTURL() const;
     [[nodiscard]] std::optional<VKTURL> requiredURL() const;
 
+    /// The latter for an element that is kept without one, too.
+    [[nodiscard]] std::optional<VKTURL> URL() const;
+
     /// Why the text is not what was asked for: there is none, child elements split it, or else `otherwise`.
     [[nodiscard]] std::string textProblem(std::string_view otherwise) const;
 
     // Children.
 
-    /// Whether there is an array of children of that name. Does not count as asking for them.
+    /// Whether there is an array of children of that name, which is empty when all of them were stripped; and
+    /// how many it holds. Neither counts as asking for them.
     [[nodiscard]] bool hasChildren(std::string_view name) const;
+    [[nodiscard]] std::size_t keptChildCount(std::string_view name) const;
 
     /// The first child of that name; the others are dropped.
     [[nodiscard]] VKTVASTElement firstChild(std::string_view name) const;
@@ -114,6 +119,15 @@ class VKTVASTElement {
     void drop(const Reason& reason) const {
         if (isHeard()) tellDropped(textOf(reason));
     }
+
+    /// Without the element, `others` (a plural) would be read: to drop it, too, only needs attention.
+    void hides(std::string_view others) const { hidden_ = others; }
+
+    /// The same of an only child of that name, empty or not.
+    void onlyChildHides(std::string_view name, std::string_view others) const;
+
+    /// What a reason says, at its end, of what the element hides; empty when it hides nothing.
+    [[nodiscard]] std::string hiddenNote() const;
 
     template <typename Reason>
     void dropChildren(std::string_view name, const Reason& reason) const {
@@ -151,9 +165,11 @@ class VKTVASTElement {
     void rememberRead(std::string_view name) const;
     [[nodiscard]] std::string pathOfChild(std::string_view name, std::size_t position) const;
     void tellUnread() const;
-    void tellDropped(std::string reason) const;
+    void tellDropped(const std::string& reason) const;
     void tellChildrenDropped(std::string_view name, std::size_t fromIndex, const std::string& reason) const;
+    void tellChildren(std::string_view name, std::size_t fromIndex, const std::string& reason) const;
     void tellStripped(std::string_view name, const std::string& reason) const;
+    [[nodiscard]] std::size_t countInDocument(std::string_view name) const;
     void tellNeedsAttention(std::string_view attributeKey, const std::string& reason) const;
     void tellUnlessAbsolute(const VKTURL& url) const;
 
@@ -168,6 +184,9 @@ class VKTVASTElement {
     mutable std::vector<std::string_view> namesRead_;
     mutable bool isTextRead_ = false;
     mutable bool isDropped_ = false;
+    mutable std::string_view hidden_;
+    mutable std::string_view hidingChild_;  // the name of an only child that hides `hiddenByChild_`
+    mutable std::string_view hiddenByChild_;
 };
 
 /// The text in quotation marks.

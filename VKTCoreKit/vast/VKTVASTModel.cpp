@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <utility>
 
 #include "VKTCoreKit/core/VKTLog.h"
@@ -59,6 +60,37 @@ std::shared_ptr<VKTVASTAd> readAd(const VKTVASTElement& ad, const VKTVASTReading
     return built;
 }
 
+// Hands on to the embedder's listener. Elements tell it as they go out of scope, where nothing may be thrown:
+// what the listener throws waits for the end of the reading, and it hears no more.
+class WaryListener : public VKTVASTReadingListener {
+  public:
+    explicit WaryListener(VKTVASTReadingListener& listener) : listener_(listener) {}
+
+    void dropped(const std::string& path, const std::string& reason) override {
+        tell([&] { listener_.dropped(path, reason); });
+    }
+    void needsAttention(const std::string& path, const std::string& reason) override {
+        tell([&] { listener_.needsAttention(path, reason); });
+    }
+    void rethrow() const {
+        if (thrown_) std::rethrow_exception(thrown_);
+    }
+
+  private:
+    template <typename Call>
+    void tell(const Call& call) {
+        if (thrown_) return;
+        try {
+            call();
+        } catch (...) {
+            thrown_ = std::current_exception();
+        }
+    }
+
+    VKTVASTReadingListener& listener_;
+    std::exception_ptr thrown_;
+};
+
 void letGoOf(VKTValue& element) {
     element = VKTValue();
 }
@@ -71,14 +103,24 @@ std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithDictionary(const VKTDictiona
                                                                VKTErrorOutput error,
                                                                const VKTVASTErrorHandler& errorHandler,
                                                                VKTVASTReadingListener* listener) {
-    return read(dictionary, {error, errorHandler, false, listener});
+    return readHeard(dictionary, {error, errorHandler, false, listener});
 }
 
 std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithDictionary(VKTDictionary&& dictionary,
                                                                VKTErrorOutput error,
                                                                const VKTVASTErrorHandler& errorHandler,
                                                                VKTVASTReadingListener* listener) {
-    return read(dictionary, {error, errorHandler, false, listener});
+    return readHeard(dictionary, {error, errorHandler, false, listener});
+}
+
+template <typename Dictionary>
+std::shared_ptr<VKTVASTModel> VKTVASTModel::readHeard(Dictionary& dictionary, VKTVASTReadingContext context) {
+    if (context.listener == nullptr) return read(dictionary, context);
+    WaryListener listener(*context.listener);
+    context.listener = &listener;
+    auto model = read(dictionary, context);
+    listener.rethrow();
+    return model;
 }
 
 template <typename Dictionary>
@@ -92,6 +134,7 @@ std::shared_ptr<VKTVASTModel> VKTVASTModel::read(Dictionary& dictionary,
         root.drop([version] { return "version " + vkt_quoted(*version) + " is not supported"; });
     }
     auto* elements = dictionary.find("Ad");
+    if (root.keptChildCount("Error") > 0) root.onlyChildHides("Ad", "the document's Error elements");
 
     std::vector<VKTVASTURL> documentErrorPixels;
     if (elements == nullptr) {
@@ -110,7 +153,7 @@ std::shared_ptr<VKTVASTModel> VKTVASTModel::read(Dictionary& dictionary,
 
     VKTVASTMergeBudget sharedEventBudget(VKTVASTDocumentSharedEventLimit);
     Ads ads;
-    const std::size_t count = root.childCount("Ad");
+    const std::size_t count = elements == nullptr ? 0 : root.childCount("Ad");
     for (std::size_t index = 0; index < count; ++index) {
         if (auto ad = readAd(root.childAt(index, "Ad"), context, sharedEventBudget))
             ads.push_back(std::move(ad));

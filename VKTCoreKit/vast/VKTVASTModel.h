@@ -67,6 +67,8 @@ class VKTVASTModel {
     VKTVASTModel() = default;
 
     template <typename Dictionary>
+    static std::shared_ptr<VKTVASTModel> readHeard(Dictionary& dictionary, VKTVASTReadingContext context);
+    template <typename Dictionary>
     static std::shared_ptr<VKTVASTModel> read(Dictionary& dictionary, const VKTVASTReadingContext& context);
 
     std::string version_;

@@ -57,10 +57,9 @@ void setFaultPlace(Outcome& outcome, const std::optional<VKTError>& fault) {
     outcome.faultColumn = numberOf(VKTXMLErrorColumnKey);
 }
 
-std::string problemOfMissingAds(const Outcome& outcome, std::size_t adElements) {
-    if (adElements == 0) return problemUnlessRootDiffers(outcome, "it holds no ad");
-    return "none of its Ad elements (" + std::to_string(adElements) +
-           ") has an InLine or a Wrapper that can be read";
+std::string problemOfMissingAds(const Outcome& outcome, bool hasAdElement) {
+    return hasAdElement ? "none of its Ad elements has an InLine or a Wrapper that can be read"
+                        : problemUnlessRootDiffers(outcome, "it holds no ad");
 }
 
 // Empty when one of the ads, of which there is one at least, is valid.
@@ -103,7 +102,7 @@ Response VKTVASTParser::parseXMLAndGenerateVASTObjectModel(std::optional<std::st
     }
 
     const VKTArray* adElements = VKTXMLDictionaryUtils::findArrayForKey("Ad", *dictionary);
-    const std::size_t adElementCount = adElements == nullptr ? 0 : adElements->size();
+    const bool hasAdElement = adElements != nullptr && !adElements->empty();
     bool hasReported = false;
     const auto report = [&](const VKTVASTError& problem, const std::vector<VKTVASTURL>& pixels) {
         hasReported = true;
@@ -126,7 +125,7 @@ Response VKTVASTParser::parseXMLAndGenerateVASTObjectModel(std::optional<std::st
         return Response::initWithModel(nullptr, unsupported.error(), std::move(outcome));
     }
     if (model->ads().empty()) {
-        outcome.problem = problemOfMissingAds(outcome, adElementCount);
+        outcome.problem = problemOfMissingAds(outcome, hasAdElement);
         if (isWrapper && !hasReported) {
             report(VKTVASTError::VAST_WRAPPER_ERROR_NOT_VAST_RESPONSE(), model->errorPixels());
         }

@@ -82,7 +82,7 @@ TEST_F(VASTDocumentOutcome, SaysWhyADocumentLedNowhere) {
         {"no version", body("<VAST a='b'/>"), "200 VAST - 0 0: it has no version attribute"},
         {"no ad", body(vast("")), "200 VAST 3.0 0 0: it holds no ad"},
         {"no ad that can be read", body(vast("<Ad a='b'/><Ad><InLine/></Ad>")),
-         "200 VAST 3.0 0 0: none of its Ad elements (2) has an InLine or a Wrapper that can be read"},
+         "200 VAST 3.0 0 0: none of its Ad elements has an InLine or a Wrapper that can be read"},
         {"no creative", body(vast(invalid("a"))), "200 VAST 3.0 1 0: " + noCreative},
         {"no creative in any ad", body(vast(invalid("a") + invalid("b"))),
          "200 VAST 3.0 2 0: none of its 2 ads is valid; of the first: " + noCreative},
