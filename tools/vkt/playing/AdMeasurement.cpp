@@ -74,7 +74,7 @@ std::vector<std::string> linesOfScripts(const ScriptRecords& scripts) {
         if (script.failure) lines.push_back("      failed: " + *script.failure);
     }
     for (std::string& line : lines)
-        line = onOneLine(line);  // scripts choose the names of events and the texts of failures
+        line = vkt_onOneLine(line);  // scripts choose the names of events and the texts of failures
     return lines;
 }
 
