@@ -41,7 +41,8 @@ inline constexpr std::string_view VKTXMLDictionaryTextKey = "__text";
 inline constexpr std::string_view VKTXMLDictionaryNodeNameKey = "__name";
 
 /// With `markStrippedNodes`, in a node from which children were stripped: a dictionary that has, for each
-/// name, the positions of those children among all of that name, from 1. No element or attribute has this name.
+/// name, the positions of those children among all of that name, from 1. No element or attribute has this
+/// name.
 inline constexpr std::string_view VKTXMLDictionaryStrippedKey = "#stripped";
 
 /// How a document becomes a tree. Every reader of ad documents relies on the defaults.

@@ -16,13 +16,6 @@ namespace {
 constexpr std::string_view lostAll = "the script measures nothing from now on";
 constexpr std::string_view lostCall = "the call that failed; the script goes on";
 
-// A script or a document chooses the words; no line of the log begins within them.
-std::string onOneLine(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
-    return text;
-}
-
 std::chrono::nanoseconds monotonicNow() {
     return VKTPlatform::current().clock->monotonicNow();
 }
@@ -170,7 +163,7 @@ void ScriptRun::loadAnotherScript(const ScriptMessage& message) {
         "an "
         "http or https address are. Tell the vendor.",
         identity_.resource.vendorKey(),
-        onOneLine(sendableText(std::string_view(message.text).substr(0, 200))),
+        vkt_onOneLine(sendableText(std::string_view(message.text).substr(0, 200))),
         static_cast<std::int64_t>(LoadedScriptLimit));
 }
 
@@ -298,7 +291,7 @@ void ScriptRun::fail(const VKTError& error, std::string_view loss) {
             vkt_stringWithFormat("Verification script of vendor %@, %@: %@. Lost: %@",
                                  {identity_.resource.vendorKey(), identity_.resource.URL().absoluteString(),
                                   error.localizedDescription(), loss});
-        VKTLog::sharedInstance()->logMessage(onOneLine(text), levelOfFailure(error, loss));
+        VKTLog::sharedInstance()->logMessage(vkt_onOneLine(text), levelOfFailure(error, loss));
     }
     if (const auto observer = SDK::sharedInstance().observer()) observer->scriptFailed(identity_, error);
 }

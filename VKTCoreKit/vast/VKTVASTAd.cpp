@@ -40,17 +40,22 @@ std::string beyondCreativeLimit() {
     return "beyond the limit of " + std::to_string(VKTVASTCreativeLimit) + " creatives of its kind";
 }
 
-// Keeps a creative, which may be null, or drops its element.
+// Keeps what an element within a "Creative" gave, which may be null, or drops it.
 template <typename Creative>
 void keepIfValid(std::vector<std::shared_ptr<Creative>>& creatives, std::shared_ptr<Creative> creative,
-                 const VKTVASTElement& element, bool isWrapper) {
+                 const VKTVASTElement& element, const VKTVASTElement& around, bool isWrapper) {
     if (!creative || !creative->isValidForWrapper(isWrapper)) {
         element.drop(VKTVASTNoResource);
     } else if (creatives.size() >= VKTVASTCreativeLimit) {
         element.drop(beyondCreativeLimit);
     } else {
+        creative->findIds(around);
         creatives.push_back(std::move(creative));
     }
+}
+
+std::string lossOf(const std::string& dropped, const char* when) {
+    return "it lost " + dropped + " " + when + ", since what may be added to ads is limited";
 }
 
 // That content of an ad was asked for and is missing.
@@ -64,12 +69,14 @@ void reportMissing(const VKTVASTError& missing, const VKTVASTReadingContext& con
 void tellIgnoredAttributes(const VKTVASTElement& ad, const VKTVASTElement& wrapper) {
     const std::string* adType = ad.attribute("_adType");
     if (adType != nullptr && !vkt_equalsIgnoringCase(*adType, "video")) {
-        ad.needsAttention("_adType", "it is " + vkt_quoted(*adType) + ", but the ad is handled as a video ad");
+        ad.needsAttention("_adType",
+                          "it is " + vkt_quoted(*adType) + ", but the ad is handled as a video ad");
     }
     if (ad.boolAttribute("_conditionalAd")) {
         ad.needsAttention("_conditionalAd", "it is not followed: the ad is played without a condition");
     }
-    if (wrapper.attribute("_followAdditionalWrappers") && !wrapper.boolAttribute("_followAdditionalWrappers")) {
+    if (wrapper.attribute("_followAdditionalWrappers") &&
+        !wrapper.boolAttribute("_followAdditionalWrappers")) {
         wrapper.needsAttention("_followAdditionalWrappers",
                                "it is not followed: wrappers behind this one are resolved all the same");
     }
@@ -117,6 +124,8 @@ void VKTVASTAd::read(const VKTVASTElement& ad, const VKTVASTElement& content,
     findViewabilityEvents(content);
     findCreatives(content, context, tally);
     tally.logRefusals("when ad %@ was read", {adID_});
+    if (const auto dropped = content.isHeard() ? tally.dropped() : ""; !dropped.empty())
+        content.needsAttention({}, lossOf(dropped, "when its overlays shared them"));
     findVerificationsAndExtensions(content);
     readOwnContent(content);
 }
@@ -173,9 +182,8 @@ void VKTVASTAd::findCreatives(const VKTVASTElement& content, const VKTVASTReadin
 
     if (isInline() && linearCreatives_.empty() && nonLinearCreatives_.empty()) {
         if (context.error != nullptr) {
-            reportMissing(
-                lastCreativeError.value_or(VKTVASTError::VAST_VALIDATION_ERROR_MISSING_CREATIVES()), context,
-                errorPixels_);
+            reportMissing(lastCreativeError.value_or(VKTVASTError::VAST_VALIDATION_ERROR_MISSING_CREATIVES()),
+                          context, errorPixels_);
         }
         hasTriggeredAParsingError_ = true;
     } else if (nonLinearCreatives_.empty() && lastCreativeError && lastCreativeError->VASTCode() == -1) {
@@ -190,12 +198,12 @@ void VKTVASTAd::findCreative(const VKTVASTElement& creative, const VKTVASTReadin
     const VKTVASTElement companions = creative.firstChild("CompanionAds");
     if (const VKTVASTElement element = companions.firstChild("Companion")) {
         keepIfValid(companionCreatives_, VKTVASTCreativeCompanion::initWithElement(element, context), element,
-                    isWrapper());
+                    creative, isWrapper());
     }
     const VKTVASTElement nonLinears = creative.firstChild("NonLinearAds");
     if (const VKTVASTElement element = nonLinears.firstChild("NonLinear")) {
         keepIfValid(nonLinearCreatives_, VKTVASTCreativeNonLinear::initWithElement(element, context), element,
-                    isWrapper());
+                    creative, isWrapper());
     }
     if (nonLinears) shareNonLinearEvents(nonLinears, tally);
 }
@@ -204,6 +212,7 @@ void VKTVASTAd::findCreative(const VKTVASTElement& creative, const VKTVASTReadin
 void VKTVASTAd::findLinear(const VKTVASTElement& creative, const VKTVASTReadingContext& context) {
     const VKTVASTElement element = creative.firstChild("Linear");
     auto linear = element ? VKTVASTCreativeLinear::initWithElement(element, context) : nullptr;
+    if (linear) linear->findIds(creative);
     const bool isValid = linear && linear->isValidForWrapper(isWrapper());
     if (isValid && linearCreatives_.size() < VKTVASTCreativeLimit) {
         linear->addUniversalAdIdsOf(creative);
@@ -291,7 +300,7 @@ void VKTVASTAd::mergeExtension(const VKTVASTAd& wrapper, VKTVASTMergeTally& tall
         append(wrapper.extensions_->metrics, extensions_->metrics, VKTVASTMergedElement::Metric, tally);
         if (readingListener_) {
             readingListener_->dropped(
-                pathInDocument() + "/Extensions",
+                pathInDocument_ + "/Extensions",
                 "those of the wrapper that led here have metrics and take its place: only "
                 "its own metrics are kept");
         }
@@ -310,17 +319,9 @@ void VKTVASTAd::prepareForDelivery(VKTVASTMergeBudget& budget) {
     readingListener_ = nullptr;
 }
 
-std::string VKTVASTAd::pathInDocument() const {
-    const std::string position = numberInDocument_ == 0 ? "" : "[" + std::to_string(numberInDocument_) + "]";
-    return "/VAST/Ad" + position + (isWrapper() ? "/Wrapper" : "/InLine");
-}
-
 void VKTVASTAd::tellDropped(const VKTVASTMergeTally& tally, const char* when) const {
-    if (!readingListener_) return;
-    const std::string dropped = tally.dropped();
-    if (dropped.empty()) return;
-    readingListener_->dropped(pathInDocument(), "it lost " + dropped + " " + when +
-                                                    ", since what merging may add to ads is limited");
+    const std::string dropped = readingListener_ ? tally.dropped() : "";
+    if (!dropped.empty()) readingListener_->dropped(pathInDocument_, lossOf(dropped, when));
 }
 
 void VKTVASTAd::copySharedExtension(VKTVASTMergeTally& tally) {

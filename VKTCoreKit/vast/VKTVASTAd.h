@@ -82,12 +82,9 @@ class VKTVASTAd {
     /// Where a wrapper leads; nothing for any other ad.
     [[nodiscard]] virtual std::optional<VKTURL> nextActionURL() const { return std::nullopt; }
 
-    /// Where it stands among the "Ad" elements of its document, from 1; 0 when it is the only one. Set by
-    /// whoever reads the document.
-    void setNumberInDocument(std::size_t number) { numberInDocument_ = number; }
-
-    /// The path of its content: "/VAST/Ad[2]/Wrapper".
-    [[nodiscard]] std::string pathInDocument() const;
+    /// The path of its content, "/VAST/Ad[2]/Wrapper"; empty unless somebody listened to the reading.
+    void setPathInDocument(std::string path) { pathInDocument_ = std::move(path); }
+    [[nodiscard]] const std::string& pathInDocument() const { return pathInDocument_; }
 
     /// Who listens to the ad's document; null by default. Held until `prepareForDelivery`, and called by the
     /// thread that merges the ad.
@@ -172,7 +169,7 @@ class VKTVASTAd {
     Creatives<VKTVASTCreativeNonLinear> nonLinearCreatives_;
     std::vector<VKTVASTAdVerification> adVerifications_;
     std::shared_ptr<VKTVASTAdExtension> extensions_;
-    std::size_t numberInDocument_ = 0;
+    std::string pathInDocument_;
     std::shared_ptr<VKTVASTReadingListener> readingListener_;
     bool hasTriggeredAParsingError_ = false;
     bool hasCreatives_ = false;  // a "Creatives" element, whatever is in it

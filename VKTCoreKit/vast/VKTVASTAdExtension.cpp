@@ -78,8 +78,8 @@ std::shared_ptr<VKTVASTAdExtension> VKTVASTAdExtension::init() {
 
 namespace {
 
-// Reads "Extension" elements, one after another, into one record. Which element gave a value is remembered for
-// a listener, who hears of it when a later one overwrites it.
+// Reads "Extension" elements, one after another, into one record. Which element gave a value is remembered
+// for a listener, who hears of it when a later one overwrites it.
 class ExtensionReader {
   public:
     explicit ExtensionReader(Extension& extension) : extension_(extension) {}
@@ -97,7 +97,8 @@ class ExtensionReader {
                 if (!isTold) element.dropChildren(name, [&, &kind = kind] { return isOneKind(kind); });
                 continue;
             }
-            const VKTVASTElement content = isTold ? element.unheard().firstChild(name) : element.firstChild(name);
+            const VKTVASTElement content =
+                isTold ? element.unheard().firstChild(name) : element.firstChild(name);
             if (!content) continue;
             kind = name;
             (this->*readContent)(content);
@@ -287,7 +288,8 @@ std::shared_ptr<VKTVASTAdExtension> VKTVASTAdExtension::initWithDictionary(
     auto extension = init();
     extension->instanceCount = 1;
     ExtensionReader reader(*extension);
-    extensions.forEachChild("Extension", [&](const VKTVASTElement& each) { reader.read(each, adVerifications); });
+    extensions.forEachChild("Extension",
+                            [&](const VKTVASTElement& each) { reader.read(each, adVerifications); });
     return extension;
 }
 

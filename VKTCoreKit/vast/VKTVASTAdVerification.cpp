@@ -143,7 +143,8 @@ VKTVASTAdVerification VKTVASTAdVerification::initWithOMIDJavascriptResourceURL(
     return initWithVendor(std::move(vendor), {std::move(script)}, {}, std::move(verificationParameters));
 }
 
-std::optional<VKTVASTAdVerification> VKTVASTAdVerification::initWithDictionary(const VKTVASTElement& element) {
+std::optional<VKTVASTAdVerification> VKTVASTAdVerification::initWithDictionary(
+    const VKTVASTElement& element) {
     Resources resources;
     for (const char* name : {"JavaScriptResource", "JavascriptResource"}) {
         appendResources(resources, element, name,

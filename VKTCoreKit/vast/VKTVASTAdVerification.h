@@ -53,8 +53,7 @@ class VKTVASTAdVerificationEvent final : public VKTVASTNamedEvent {
 
     /// Nothing for any other name.
     static std::shared_ptr<VKTVASTAdVerificationEvent> initWithName(std::string name, VKTURL url);
-    static std::shared_ptr<VKTVASTAdVerificationEvent> initWithDictionary(
-        const VKTVASTElement& element);
+    static std::shared_ptr<VKTVASTAdVerificationEvent> initWithDictionary(const VKTVASTElement& element);
     static std::shared_ptr<VKTVASTAdVerificationEvent> initWithCoder(const VKTKeyedUnarchiver& coder);
     void encodeWithCoder(VKTKeyedArchiver& coder) const;
 

@@ -49,10 +49,17 @@ void VKTVASTCreative::addUniversalAdIdsOf(const VKTVASTElement& creative) {
         if (addition == Addition::Repeated) element.drop("it repeats an earlier one");
         if (addition == Addition::BeyondLimit) {
             element.drop([] {
-                return "beyond the limit of " + std::to_string(VKTVASTUniversalAdIdLimit) + " universal ad ids";
+                return "beyond the limit of " + std::to_string(VKTVASTUniversalAdIdLimit) +
+                       " universal ad ids";
             });
         }
     });
+}
+
+void VKTVASTCreative::findIds(const VKTVASTElement& creative) {
+    creativeId_ = creative.stringAttribute("_id");
+    adId_ = creative.stringAttribute("_adId");
+    if (!adId_) adId_ = creative.stringAttribute("_AdID");
 }
 
 void VKTVASTCreative::addTrackingEvents(TrackingEvents events) {

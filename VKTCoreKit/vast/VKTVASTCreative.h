@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "VKTCoreKit/vast/VKTVASTElement.h"
@@ -74,6 +75,11 @@ class VKTVASTCreative {
     [[nodiscard]] const std::vector<VKTVASTURL>& clickTracking() const { return clickTracking_; }
     [[nodiscard]] const std::vector<VKTVASTUniversalAdId>& universalAdIds() const { return universalAdIds_; }
 
+    /// "id" and "adId" of the "Creative" element around it, as written; before VAST 4 "AdID".
+    [[nodiscard]] const std::optional<std::string>& creativeId() const { return creativeId_; }
+    [[nodiscard]] const std::optional<std::string>& adId() const { return adId_; }
+    void findIds(const VKTVASTElement& creative);
+
   protected:
     VKTVASTCreative() = default;
 
@@ -93,5 +99,7 @@ class VKTVASTCreative {
     std::optional<VKTVASTURL> clickThrough_;
     std::vector<VKTVASTURL> clickTracking_;
     std::vector<VKTVASTUniversalAdId> universalAdIds_;
+    std::optional<std::string> creativeId_;
+    std::optional<std::string> adId_;
     bool isHolder_ = false;
 };

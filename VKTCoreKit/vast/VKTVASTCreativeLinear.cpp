@@ -66,8 +66,9 @@ void VKTVASTCreativeLinear::findDuration(const VKTVASTElement& linear,
     }
     duration_ = *text;
     if (element.isHeard() && VKTTimeUtils::timeIntervalFromVASTDuration(*text) < 0) {
-        element.needsAttention({}, "it is " + vkt_quoted(*text) +
-                                       ", no time code such as 00:00:30, so no progress can be tracked by it");
+        element.needsAttention({},
+                               "it is " + vkt_quoted(*text) +
+                                   ", no time code such as 00:00:30, so no progress can be tracked by it");
     }
 }
 
@@ -103,7 +104,8 @@ std::string VKTVASTCreativeLinear::mediaFilesProblem() const {
     if (refusedMediaFiles_.empty()) return "it has no media file";
     std::vector<std::string> types;
     for (const auto& file : refusedMediaFiles_) {
-        if (!file->url || !file->type || file->isSupported()) return "none of its media files is playable: " + file->refusal();
+        if (!file->url || !file->type || file->isSupported())
+            return "none of its media files is playable: " + file->refusal();
         const auto& type = *file->type;
         if (std::find(types.begin(), types.end(), type) == types.end()) types.push_back(type);
     }

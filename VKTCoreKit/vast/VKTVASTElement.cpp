@@ -51,25 +51,19 @@ std::string vkt_quoted(std::string_view text) {
     return '"' + std::string(text) + '"';
 }
 
-std::size_t VKTVASTElement::position() const {
-    const bool isOneOfSeveral = parent_ != nullptr && parent_->hasSeveral(name_);
-    return isOneOfSeveral ? positionOf(index_, strippedPositions(*parent_->node_, name_)) : 0;
-}
-
 std::string VKTVASTElement::path() const {
-    return parent_ == nullptr ? "/" + std::string(name_) : parent_->pathOfChild(name_, position());
-}
-
-bool VKTVASTElement::hasSeveral(std::string_view name) const {
-    const VKTArray* kept = Utils::findArrayForKey(name, *node_);
-    const VKTArray* stripped = strippedPositions(*node_, name);
-    return (kept == nullptr ? 0 : kept->size()) + (stripped == nullptr ? 0 : stripped->size()) > 1;
+    if (parent_ == nullptr) return "/" + std::string(name_);
+    return parent_->pathOfChild(name_, positionOf(index_, strippedPositions(*parent_->node_, name_)));
 }
 
 std::string VKTVASTElement::pathOfChild(std::string_view name, std::size_t position) const {
+    const VKTArray* kept = Utils::findArrayForKey(name, *node_);
+    const VKTArray* stripped = strippedPositions(*node_, name);
+    const std::size_t count =
+        (kept == nullptr ? 0 : kept->size()) + (stripped == nullptr ? 0 : stripped->size());
     std::string path = this->path() + "/";
     path.append(name);
-    return hasSeveral(name) ? path + "[" + std::to_string(position) + "]" : path;
+    return count > 1 ? path + "[" + std::to_string(position) + "]" : path;
 }
 
 const std::string* VKTVASTElement::attribute(std::string_view key) const {
@@ -96,8 +90,8 @@ float VKTVASTElement::floatAttribute(std::string_view key, float absent) const {
     if (value == nullptr) return absent;
     const float number = vkt_floatValue(*value);
     if (isHeard() && !isNumber(*value)) {
-        tellNeedsAttention(
-            key, "it is " + vkt_quoted(*value) + ", no number, and counts as " + vkt_numberDescription(number));
+        tellNeedsAttention(key, "it is " + vkt_quoted(*value) + ", no number, and counts as " +
+                                    vkt_numberDescription(number));
     }
     return number;
 }
@@ -171,7 +165,7 @@ VKTVASTElement VKTVASTElement::firstChild(std::string_view name) const {
     noteRead(name);
     const VKTArray* children = Utils::findArrayForKey(name, *node_);
     const bool hidesOthers = children != nullptr && children->size() > 1;
-    if (isHeard() && hidesOthers) {
+    if (hidesOthers && isHeard()) {
         tellChildrenDropped(name, 1, "only the first " + std::string(name) + " is read");
     }
     const bool isThere = children != nullptr && !children->empty();
@@ -191,8 +185,8 @@ void VKTVASTElement::appendVASTURLs(std::string_view name, std::vector<VKTVASTUR
 }
 
 // The children that were stripped are told once, when their name is first asked for.
-void VKTVASTElement::noteRead(std::string_view name) const {
-    if (!isHeard() || std::find(namesRead_.begin(), namesRead_.end(), name) != namesRead_.end()) return;
+void VKTVASTElement::rememberRead(std::string_view name) const {
+    if (std::find(namesRead_.begin(), namesRead_.end(), name) != namesRead_.end()) return;
     namesRead_.push_back(name);
     tellStripped(name, isEmpty);
 }

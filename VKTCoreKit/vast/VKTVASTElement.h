@@ -12,8 +12,8 @@
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/vast/VKTVASTReading.h"
 
-/// A view of one node of an XML dictionary (`VKTXMLDictionary.h`) and of the way to it. What a reader asks for
-/// is what is read: when the element goes out of scope, the listener hears of every child and text that
+/// A view of one node of an XML dictionary (`VKTXMLDictionary.h`) and of the way to it. What a reader asks
+/// for is what is read: when the element goes out of scope, the listener hears of every child and text that
 /// nobody asked for. A dictionary converts to an element that nobody listens to.
 ///
 /// Lives on the stack of its reader, no longer than its parent and its node. One thread. Without a listener
@@ -50,9 +50,6 @@ class VKTVASTElement {
 
     /// The same element, for a second reader that nobody shall hear.
     [[nodiscard]] VKTVASTElement unheard() const { return {*this, name_, index_, node_, nullptr}; }
-
-    /// From 1 among those of its name in the document; 0 for an element without siblings of its name.
-    [[nodiscard]] std::size_t position() const;
 
     /// The element's XPath.
     [[nodiscard]] std::string path() const;
@@ -148,8 +145,10 @@ class VKTVASTElement {
         }
     }
 
-    void noteRead(std::string_view name) const;
-    [[nodiscard]] bool hasSeveral(std::string_view name) const;
+    void noteRead(std::string_view name) const {
+        if (isHeard()) rememberRead(name);
+    }
+    void rememberRead(std::string_view name) const;
     [[nodiscard]] std::string pathOfChild(std::string_view name, std::size_t position) const;
     void tellUnread() const;
     void tellDropped(std::string reason) const;

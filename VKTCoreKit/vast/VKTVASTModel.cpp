@@ -54,7 +54,8 @@ std::shared_ptr<VKTVASTAd> readAd(const VKTVASTElement& ad, const VKTVASTReading
     } else {
         ad.drop("it has neither InLine nor Wrapper");
     }
-    if (built) built->setNumberInDocument(ad.position());
+    if (built && ad.isHeard())
+        built->setPathInDocument(ad.path() + (built->isWrapper() ? "/Wrapper" : "/InLine"));
     return built;
 }
 
@@ -81,7 +82,8 @@ std::shared_ptr<VKTVASTModel> VKTVASTModel::initWithDictionary(VKTDictionary&& d
 }
 
 template <typename Dictionary>
-std::shared_ptr<VKTVASTModel> VKTVASTModel::read(Dictionary& dictionary, const VKTVASTReadingContext& context) {
+std::shared_ptr<VKTVASTModel> VKTVASTModel::read(Dictionary& dictionary,
+                                                 const VKTVASTReadingContext& context) {
     const std::string* version = Utils::findAttribute("_version", dictionary);
     const VKTVASTElement root(dictionary, rootNameOf(dictionary), context.listener);
     if (version == nullptr) {

@@ -17,7 +17,8 @@ class VKTVASTModel {
     /// From the root "VAST" node. Null without a version attribute: `VAST_VALIDATION_ERROR_MISSING_VERSION`
     /// is then logged, put in `error` and reported with the document's error pixels. Every ad that can be
     /// built is kept, valid or not; `error` keeps the last blocking problem. The listener, which may be null,
-    /// hears what is dropped; of elements that the XML layer strips only when the dictionary has marks of them
+    /// hears what is dropped; of elements that the XML layer strips only when the dictionary has marks of
+    /// them
     /// (`VKTXMLDictionarySettings::markStrippedNodes`), and of a version that is not supported only that.
     static std::shared_ptr<VKTVASTModel> initWithDictionary(
         const VKTDictionary& dictionary, VKTErrorOutput error = nullptr,

@@ -9,11 +9,12 @@
 /// Hears what of a document leaves no trace in what is made of it, and what was read but deserves a look.
 ///
 /// A path is an XPath from the root of its document: "/VAST/Ad[2]/InLine/Impression". A position, from 1,
-/// stands where an element has siblings of its name; a path may end in "/text()" or "/@name". A reason is half
-/// a sentence whose subject is what stands at the path: "it has no text". Both may repeat any text of the
-/// document: filter them before they reach a terminal or a page.
+/// stands where an element has siblings of its name; a path may end in "/text()" or "/@name". A reason is
+/// half a sentence whose subject is what stands at the path: "it has no text". Both may repeat any text of
+/// the document: filter them before they reach a terminal or a page.
 ///
-/// Called on the reading thread, before the reader returns.
+/// Called on the reading thread, before the reader returns. Merging wrappers into ads may lose more of a
+/// document later: the path is then that of the ad, and the reason says how much was lost.
 class VKTVASTReadingListener {
   public:
     virtual ~VKTVASTReadingListener() = default;

@@ -46,7 +46,8 @@ std::string nameProblem(const std::string* name) {
         return vkt_equalsIgnoringCase(event.name, *name);
     });
     return "event name " + vkt_quoted(*name) +
-           (right == acceptedNames.end() ? " is not accepted" : " must be written " + vkt_quoted(right->name));
+           (right == acceptedNames.end() ? " is not accepted"
+                                         : " must be written " + vkt_quoted(right->name));
 }
 
 std::string metricNameProblem(const std::string* name) {
@@ -102,14 +103,16 @@ std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithDictionary(
     auto url = element.requiredURL();
     if (!url) return nullptr;
     auto offset = element.timeAttribute("_offset");
-    if (event->name == progressName && !offset) element.needsAttention({}, "it never fires: it has no offset");
+    if (event->name == progressName && !offset)
+        element.needsAttention({}, "it never fires: it has no offset");
     return eventWithContent({*name, std::move(offset), std::move(*url), event->isConsumable}, -1);
 }
 
 std::shared_ptr<VKTVASTTrackingEvent> VKTVASTTrackingEvent::initWithExtensionDictionary(
     const VKTVASTElement& element) {
     const std::string* extensionName = element.attribute("_name");
-    auto name = extensionName == nullptr ? std::nullopt : convertExtensionNameToVASTTrackingName(*extensionName);
+    auto name =
+        extensionName == nullptr ? std::nullopt : convertExtensionNameToVASTTrackingName(*extensionName);
     if (!name) {
         element.drop([&] { return metricNameProblem(extensionName); });
         return nullptr;

@@ -6,6 +6,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -126,14 +127,31 @@ TEST(HTTPSessionExit, TheProcessMayBeLeftAtAnyMoment) {
     }
 }
 
+// AddressSanitizer takes none of its own locks for a fork, so that a child may find one held for ever by a
+// thread that it has not. There a child that hangs is replaced, twice at most.
+#ifdef __has_feature
+#if __has_feature(address_sanitizer)
+#define VKT_HAS_ADDRESS_SANITIZER
+#endif
+#endif
+#ifdef VKT_HAS_ADDRESS_SANITIZER
+constexpr int childrenLimit = 3;
+#else
+constexpr int childrenLimit = 1;
+#endif
+
 // Runs `body` in a forked child, and expects it to say that all was well, in time.
 void inForkedChild(const std::function<std::string()>& body) {
-    EXPECT_TRUE(vkt_holdsInChild([&] {
-        alarm(20);  // ends it when it hangs
-        const std::string problem = body();
-        std::cerr << problem;
-        return problem.empty();
-    }));
+    int status = SIGALRM;
+    for (int child = 0; child < childrenLimit && WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM; ++child) {
+        status = vkt_statusOf(vkt_inChild([&] {
+            alarm(20);  // ends it when it hangs
+            const std::string problem = body();
+            std::cerr << problem;
+            return problem.empty();
+        }));
+    }
+    EXPECT_EQ(status, 0);
 }
 
 class HTTPSessionFork : public testing::Test {

@@ -35,8 +35,8 @@ class Scanner {
     [[nodiscard]] std::vector<Element> elements() const {
         std::vector<Element> result;
         for (const Node& node : nodes_) {
-            Element element{"", node.begin, node.end, document_.substr(node.inside, node.insideEnd - node.inside),
-                            node.isLeaf};
+            Element element{"", node.begin, node.end,
+                            document_.substr(node.inside, node.insideEnd - node.inside), node.isLeaf};
             for (std::size_t each = static_cast<std::size_t>(&node - nodes_.data());;) {
                 const Node& step = nodes_[each];
                 const bool isOneOfSeveral = counts_.at({step.parent, step.name}) > 1;
@@ -130,7 +130,8 @@ std::set<std::string> droppedOf(const VKTDictionary& report) {
 }
 
 bool isBelowOneOf(const std::set<std::string>& paths, const std::string& path) {
-    for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+    for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
+         slash = path.find('/', slash + 1)) {
         if (paths.contains(path.substr(0, slash))) return true;
     }
     return false;
@@ -175,14 +176,16 @@ void guard(const std::string& document) {
             isExpected = !isShown(markup, element.text, model);
         } else {
             isExpected = false;
-            for (std::size_t inside = i + 1; inside < elements.size() && elements[inside].end < element.end; ++inside)
+            for (std::size_t inside = i + 1; inside < elements.size() && elements[inside].end < element.end;
+                 ++inside)
                 isExpected = isExpected || (elements[inside].isLeaf && changes[inside]);
         }
         EXPECT_TRUE(changes[i] || !isExpected)
             << element.path << " is not called dropped, and the model has no part of it";
     }
     for (const std::string& path : dropped)
-        EXPECT_TRUE(path.ends_with("/text()") || known.contains(path)) << path << " is no path of the document";
+        EXPECT_TRUE(path.ends_with("/text()") || known.contains(path))
+            << path << " is no path of the document";
 }
 
 std::string textOfFile(const std::string& name) {

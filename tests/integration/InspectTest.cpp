@@ -64,9 +64,10 @@ TEST(Inspect, ReportsAdsWithTheirKindsAndUses) {
     for (const auto& [file, expected, mainAds, passbackAds] : cases) {
         SCOPED_TRACE(file);
         const VKTDictionary report = parsed(runTool("inspect --json " + dataFile(file)).out);
-        EXPECT_EQ(keysOf(report),
-                  "source version ads mainAds passbackAds documentErrorPixels dropped errors requests end root "
-                  "problem faultLine faultColumn needingAttention");
+        EXPECT_EQ(
+            keysOf(report),
+            "source version ads mainAds passbackAds documentErrorPixels dropped errors requests end root "
+            "problem faultLine faultColumn needingAttention");
         Texts ads;
         for (const VKTDictionary& ad : entriesOf(report, "ads")) {
             ads.push_back(*valueOf(ad, "adID").asString() + " " + *valueOf(ad, "kind").asString() +

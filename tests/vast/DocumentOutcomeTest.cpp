@@ -241,6 +241,6 @@ TEST_F(VASTDocumentOutcome, AListenerHearsWhatMergingDrops) {
         (Texts{"dropped /VAST/Ad/InLine/Extensions: those of the wrapper that led here have metrics and "
                "take its place: only its own metrics are kept",
                "dropped /VAST/Ad[2]/Wrapper: it lost 904 click trackers when it was merged into what it "
-               "leads to, since what merging may add to ads is limited"}));
+               "leads to, since what may be added to ads is limited"}));
     EXPECT_EQ(last->readingListener(), nullptr) << "an ad that is given away holds nobody";
 }

@@ -228,11 +228,10 @@ class ExpatEventReader final : public VKTXMLEventReader {
     void reportError(std::int64_t code, const std::string& reason) {
         std::string text =
             reason + " at line " + std::to_string(line_) + ", column " + std::to_string(column_);
-        handler_->parseErrorOccurred(
-            VKTError(VKTXMLErrorDomain, code,
-                     {{VKTLocalizedDescriptionKey, std::move(text)},
-                      {VKTXMLErrorLineKey, static_cast<std::int64_t>(line_)},
-                      {VKTXMLErrorColumnKey, static_cast<std::int64_t>(column_)}}));
+        handler_->parseErrorOccurred(VKTError(VKTXMLErrorDomain, code,
+                                              {{VKTLocalizedDescriptionKey, std::move(text)},
+                                               {VKTXMLErrorLineKey, static_cast<std::int64_t>(line_)},
+                                               {VKTXMLErrorColumnKey, static_cast<std::int64_t>(column_)}}));
     }
 
     std::string_view data_;

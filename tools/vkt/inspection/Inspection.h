@@ -27,12 +27,12 @@ struct Remarks {
 };
 
 struct Inspection {
-    std::string source;                     ///< as the user wrote it
+    std::string source;  ///< as the user wrote it
     VKTVASTParserResponse response;
-    std::vector<std::size_t> mainAds;       ///< places among the model's ads
+    std::vector<std::size_t> mainAds;  ///< places among the model's ads
     std::vector<std::size_t> passbackAds;
     Remarks dropped;
-    Remarks needingAttention;               ///< read, but worth a look
+    Remarks needingAttention;  ///< read, but worth a look
     std::vector<ReportedError> errors;
     std::vector<RequestRecord> requests;
 

@@ -73,8 +73,6 @@ std::vector<std::string> linesOfScripts(const ScriptRecords& scripts) {
             lines.push_back("   " + textOfTime(time) + "  " + type);
         if (script.failure) lines.push_back("      failed: " + *script.failure);
     }
-    for (std::string& line : lines)
-        line = vkt_onOneLine(line);  // scripts choose the names of events and the texts of failures
     return lines;
 }
 

@@ -117,16 +117,17 @@ class Text {
         for (const auto& creative : ad.linearCreatives())
             linear(*creative, ad.isWrapper());
         for (const auto& creative : ad.refusedLinearCreatives()) {
-            add("   linear creative, dropped: " + creative->mediaFilesProblem());
+            add("   linear creative" + idsOf(*creative) + ", dropped: " + creative->mediaFilesProblem());
             refusedFiles(*creative);
         }
         for (const auto& creative : ad.nonLinearCreatives()) {
-            add("   non-linear creative" + sizeOf(creative->width(), creative->height()) +
+            add("   non-linear creative" + idsOf(*creative) + sizeOf(creative->width(), creative->height()) +
                 frameworkOf(creative->apiFramework()) + idOf(creative->id()));
             resource(*creative);
         }
         for (const auto& creative : ad.companionCreatives()) {
-            add("   companion" + sizeOf(creative->width(), creative->height()) + idOf(creative->id()));
+            add("   companion" + idsOf(*creative) + sizeOf(creative->width(), creative->height()) +
+                idOf(creative->id()));
             resource(*creative);
         }
         for (const VKTVASTAdVerification& verification : ad.adVerifications())
@@ -159,7 +160,7 @@ class Text {
     }
 
     void linear(const VKTVASTCreativeLinear& creative, bool isWrapper) {
-        std::string line = "   linear creative";
+        std::string line = "   linear creative" + idsOf(creative);
         if (isWrapper) {
             line += ", for tracking";
         } else {
@@ -230,8 +231,14 @@ class Text {
 
     static std::string frameworkOf(const std::optional<std::string>& framework) {
         if (!framework) return "";
-        return vkt_equalsIgnoringCase(*framework, "VPAID") ? ", a VPAID program that needs a player of its own"
-                                                           : ", for " + *framework;
+        return vkt_equalsIgnoringCase(*framework, "VPAID")
+                   ? ", a VPAID program that needs a player of its own"
+                   : ", for " + *framework;
+    }
+
+    static std::string idsOf(const VKTVASTCreative& creative) {
+        return (creative.creativeId() ? " " + *creative.creativeId() : "") +
+               (creative.adId() ? " (ad id " + *creative.adId() + ")" : "");
     }
 
     static std::string idOf(const std::optional<std::string>& id) { return id ? ", id " + *id : ""; }
