@@ -1,6 +1,7 @@
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 
 #include <atomic>
+#include <set>
 #include <utility>
 
 #include "VKTCoreKit/core/VKTLog.h"
@@ -53,10 +54,25 @@ struct VKTPixelManager::Worker {
 
     bool add(const std::shared_ptr<VKTPixel>& pixel) const {
         if (!pixel) return false;
-        // Told before a pass can find it, so that nothing else is told of it before.
-        if (hasObserver && !pixelStore->isPixelInStore(*pixel)) tell(&VKTPixelObserver::pixelAdded, pixel);
-        const bool isAdded = pixelStore->addPixel(pixel);
+        const bool isAdded = hasObserver ? tellAndAdd(pixel) : pixelStore->addPixel(pixel);
         if (!isAdded) tell(&VKTPixelObserver::pixelFolded, pixel);
+        return isAdded;
+    }
+
+    // Told before a pass can find it, so that nothing else is told of it before. Another of its ID that comes
+    // meanwhile, from the observer or from another thread, is folded into it.
+    bool tellAndAdd(const std::shared_ptr<VKTPixel>& pixel) const {
+        {
+            VKTLock lock(mutex);
+            if (!IDsBeingAdded.insert(pixel->ID()).second) return false;
+        }
+        bool isAdded = false;
+        if (!pixelStore->isPixelInStore(*pixel)) {
+            tell(&VKTPixelObserver::pixelAdded, pixel);
+            isAdded = pixelStore->addPixel(pixel);
+        }
+        VKTLock lock(mutex);
+        IDsBeingAdded.erase(pixel->ID());
         return isAdded;
     }
 
@@ -129,7 +145,8 @@ struct VKTPixelManager::Worker {
     std::atomic<bool> hasObserver = false;
     mutable VKTMutex mutex;
     std::weak_ptr<VKTPixelObserver> observer VKT_GUARDED_BY(mutex);
-    std::size_t waitingPasses VKT_GUARDED_BY(mutex) = 0;  // without a handler
+    mutable std::set<std::uint32_t> IDsBeingAdded VKT_GUARDED_BY(mutex);  // told of, and not in the store yet
+    std::size_t waitingPasses VKT_GUARDED_BY(mutex) = 0;                  // without a handler
 };
 
 const std::shared_ptr<VKTPixelManager>& VKTPixelManager::sharedInstance() {

@@ -29,7 +29,8 @@ struct VKTPixelURLFailure {
 /// Of one pixel it hears in this order: added; then, in each pass, tried and delivered or refused; or
 /// expired. Delivered and expired are the last. A pixel that an earlier launch has left
 /// (`VKTPixel::isRestored`), and one that was put into the store past the manager, is heard of first when it
-/// is tried or expires. What is taken out of the store past the manager is not told.
+/// is tried or expires. What is taken out of the store past the manager is not told, nor that a pass drops a
+/// pixel whose status says that it was sent already.
 ///
 /// Threads: "tried" to "expired" come on the manager's worker, one at a time, and no pixel is sent while one
 /// of them runs; "added", "folded" and URLs on the thread that adds; the others on either. No lock is held.
@@ -42,7 +43,7 @@ class VKTPixelObserver {
     /// The manager takes the pixel: right after this it is in the store.
     virtual void pixelAdded(const std::shared_ptr<VKTPixel>& /*pixel*/) {}
 
-    /// The store has a pixel with this ID, which stays in place of this one.
+    /// The store has a pixel with this ID, or is about to: that one stays in place of this one.
     virtual void pixelFolded(const std::shared_ptr<VKTPixel>& /*pixel*/) {}
 
     /// Its request begins; `VKTPixel::attempts` counts it.

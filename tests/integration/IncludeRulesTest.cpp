@@ -88,14 +88,23 @@ TEST(IncludeRules, FloorsAllowWhatOccursAndNothingElse) {
     std::istringstream rows(rowsOfFloors());
     for (std::string row; std::getline(rows, row);) {
         const std::string floor = row.substr(0, row.find(':'));
+        EXPECT_TRUE(occurring.contains(floor)) << "cmake/floors.txt: there is no such folder: " << row;
+        allowed[floor];
         std::istringstream names(row.substr(floor.size() + 1));
         for (std::string name; names >> name;) {
             EXPECT_TRUE(allowed.contains(name)) << row << ": " << name << " stands on no floor below";
+            EXPECT_TRUE(occurring[floor].contains(name))
+                << "cmake/floors.txt: no file of " << floor << " includes " << name
+                << ": take it out of the row";
             allowed[floor].insert(name);
         }
-        allowed[floor];
     }
-    EXPECT_EQ(allowed, occurring) << "cmake/floors.txt and what occurs";
+    for (const auto& [floor, included] : occurring) {
+        EXPECT_TRUE(allowed.contains(floor)) << "cmake/floors.txt has no row for " << floor;
+        for (const std::string& name : included)
+            EXPECT_TRUE(allowed[floor].contains(name))
+                << "cmake/floors.txt does not allow " << floor << " to include " << name;
+    }
 }
 
 TEST(IncludeRules, ArchitectureQuotesTheFloors) {

@@ -6,15 +6,16 @@
 
 namespace {
 
-TEST(Output, WritesLinesThatCannotHarmAndJSONAsItIs) {
+TEST(Output, WritesLinesAndJSONThatCannotHarmAndBytesAsTheyAre) {
     const VKTStoreFolder folder;
     Output out(folder.path());
     out.line("a\nb\x1B[2Jc");
     out.lines({"", "d\xFF"});
-    out.JSON(VKTDictionary{{"e", "\x7F\n"}});
+    out.JSON(VKTDictionary{{"e", "\x7F\n\u0080\u009F\u00A0\u00DF"}});
     out.bytes("\r\x1B[K");
     EXPECT_EQ(out.finish(), std::nullopt);
-    EXPECT_EQ(vkt_contentOf(folder.path()), "a b [2Jc\n\nd\uFFFD\n{\n  \"e\": \"\x7F\\n\"\n}\n\r\x1B[K");
+    EXPECT_EQ(vkt_contentOf(folder.path()),
+              "a b [2Jc\n\nd\uFFFD\n{\n  \"e\": \"\\u007f\\n\\u0080\\u009f\u00A0\u00DF\"\n}\n\r\x1B[K");
 }
 
 TEST(Output, RemembersTheFirstProblem) {

@@ -319,6 +319,33 @@ TEST_F(PixelObserverThreads, AnotherMayBeSetWhilePassesRun) {
     EXPECT_EQ(test_.HTTPSession->requests().size(), count + adding->added);
 }
 
+TEST_F(PixelObserverThreads, OfTwoPixelsWithOneIDThatAreAddedAtOnceOneIsAdded) {
+    const auto manager = managerOver(test_.HTTPSession);
+    const auto first = pixelOf("first");
+    struct Adding : Recorder {
+        void pixelAdded(const std::shared_ptr<VKTPixel>& pixel) override {
+            Recorder::pixelAdded(pixel);
+            if (!std::exchange(isFirst, false)) return;
+            manager->addPixel(pixel);
+            std::thread([&] {
+                manager->addPixel(VKTPixel::initWithID(pixel->ID(), urlOf("http://h/second"),
+                                                       pixel->expirationDate(), VKTPixelStatusPending));
+            }).join();
+        }
+        VKTPixelManager* manager = nullptr;
+        bool isFirst = true;
+    };
+    const auto adding = std::make_shared<Adding>();
+    adding->manager = manager.get();
+    manager->setObserver(adding);
+    manager->addPixel(first);
+    EXPECT_EQ(adding->take(), (Texts{"added first", "folded first", "folded "}));
+    EXPECT_EQ(manager->allPixels(), VKTPixels{first});
+    manager->pixelStore()->deletePixel(*first);
+    manager->addPixel(first);
+    EXPECT_EQ(adding->take(), Texts{"added first"}) << "not folded into one that is gone";
+}
+
 TEST_F(PixelObserverThreads, HearsTheEndOfAManagerThatIsDestroyedInTheMiddle) {
     const auto http = std::make_shared<VKTFakeHTTPSession>(VKTFakeHTTPSession::Delivery::ByHand);
     auto manager = managerOver(http);

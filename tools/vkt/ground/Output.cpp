@@ -18,6 +18,25 @@ constexpr std::size_t keptReportSize = std::size_t{4} * 1024 * 1024;
 constexpr const char* notJSON =
     "it cannot be written as JSON: it nests too deep or holds text that is not UTF-8";
 
+// The same JSON without the control characters that JSON lets through and a terminal obeys: DEL and C1,
+// U+0080 to U+009F, which are two bytes in UTF-8. They stand in strings only.
+std::string withEscapedControls(std::string_view JSON) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    text.reserve(JSON.size());
+    for (std::size_t i = 0; i < JSON.size(); ++i) {
+        const bool isC1 = JSON.substr(i, 1) == "\xC2" && JSON.substr(i + 1, 1) < "\xA0";
+        if (isC1) ++i;
+        const auto byte = static_cast<unsigned char>(JSON[i]);
+        if (isC1 || byte == 0x7F) {
+            text.append("\\u00").append(1, digits[byte >> 4U]).append(1, digits[byte & 0xFU]);
+        } else {
+            text += JSON[i];
+        }
+    }
+    return text;
+}
+
 }  // namespace
 
 Output& Output::standard() {
@@ -48,7 +67,8 @@ void Output::JSON(const JSONReport& report) {
     const std::lock_guard lock(mutex_);
     std::string kept;
     bool isWhole = true;
-    const bool isWritable = report.write([&](std::string_view piece) {
+    const bool isWritable = report.write([&](std::string_view rawPiece) {
+        const std::string piece = withEscapedControls(rawPiece);
         isWhole = isWhole && kept.size() + piece.size() <= keptReportSize;
         if (isWhole) kept.append(piece);
     });
@@ -56,7 +76,7 @@ void Output::JSON(const JSONReport& report) {
     if (isWhole) {
         write(kept);
     } else {
-        report.write([this](std::string_view piece) { write(piece); });
+        report.write([this](std::string_view piece) { write(withEscapedControls(piece)); });
     }
     write("\n");
 }

@@ -28,8 +28,8 @@ class Output {
     void line(std::string_view text = {});
     void lines(const std::vector<std::string>& texts);
 
-    /// Indented JSON and a line feed. Nothing is written, which is a problem of the output, for what nests
-    /// too deep or holds text that is not UTF-8.
+    /// Indented JSON, with each control character escaped, and a line feed. Nothing is written, which is a
+    /// problem of the output, for what nests too deep or holds text that is not UTF-8.
     void JSON(const JSONReport& report);
 
     /// Bytes as they are: pages and bodies that a machine reads, and control characters of our own. Never
