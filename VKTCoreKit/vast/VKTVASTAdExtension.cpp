@@ -105,7 +105,8 @@ class ExtensionReader {
                 isTold ? element.unheard().firstChild(name) : element.firstChild(name);
             if (!content) continue;
             kind = name;
-            if (hasOtherKind(element, name)) content.hides("the other contents of its Extension");
+            if (content.isHeard() && hasOtherKind(element, name))
+                content.hides("the other contents of its Extension");
             (this->*readContent)(content);
         }
         if (kind == macrosName) {

@@ -96,7 +96,11 @@ void VKTVASTCreativeLinear::findMediaFiles(const VKTVASTElement& container, std:
         file->isInteractive = areInteractive;
         const bool isRefused = file->isRefused();
         if (isRefused) element.drop([&] { return file->refusal(); });
-        (isRefused ? refusedMediaFiles_ : mediaFiles_).push_back(std::move(file));
+        if (!isRefused) {
+            mediaFiles_.push_back(std::move(file));
+        } else if (refusedMediaFiles_.size() < VKTVASTRefusedMediaFileLimit) {
+            refusedMediaFiles_.push_back(std::move(file));
+        }
     });
 }
 

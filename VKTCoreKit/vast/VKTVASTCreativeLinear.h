@@ -1,6 +1,7 @@
 // A linear creative: the video ad itself ("Linear" element, VAST 4.2).
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,6 +13,9 @@
 
 /// Highest bitrate of `mostAppropriateMediaFile`, in kbit/s.
 inline constexpr float VKTVASTDefaultMaximumBitrate = 5000;
+
+/// Refused media files that a creative keeps. Real creatives have fewer than twenty files.
+inline constexpr std::size_t VKTVASTRefusedMediaFileLimit = 256;
 
 /// Duration, media files, clicks and icons. Built on one thread and not changed once its ad is merged; then
 /// any thread may read it. Shared by its ad and the player.
@@ -63,7 +67,8 @@ class VKTVASTCreativeLinear final : public VKTVASTCreative {
     [[nodiscard]] const std::optional<std::string>& adParameters() const { return adParameters_; }
     [[nodiscard]] const MediaFiles& mediaFiles() const { return mediaFiles_; }
 
-    /// What the document lists and this library cannot play; `VKTVASTMediaFile::refusal` says why.
+    /// What the document lists and this library cannot play, up to `VKTVASTRefusedMediaFileLimit`;
+    /// `VKTVASTMediaFile::refusal` says why.
     [[nodiscard]] const MediaFiles& refusedMediaFiles() const { return refusedMediaFiles_; }
 
     /// Why there is no media file, half a sentence about the ad: "its media files are video/webm, which is

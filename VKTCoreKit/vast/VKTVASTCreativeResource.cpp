@@ -1,11 +1,23 @@
 #include "VKTCoreKit/vast/VKTVASTCreativeResource.h"
 
 #include <array>
+#include <string_view>
 #include <utility>
 
 bool VKTVASTCreativeResource::isValidForWrapper(bool isWrapper) const {
     return isWrapper || staticResource_ || iFrameResource_ || htmlResource_;
 }
+
+namespace {
+
+// Of the three kinds, in the order of preference, one behind `name`.
+bool hasLaterResource(const VKTVASTElement& element, std::string_view name) {
+    const bool isFirst = name == "StaticResource";
+    return (isFirst && element.keptChildCount("IFrameResource") > 0) ||
+           (name != "HTMLResource" && element.keptChildCount("HTMLResource") > 0);
+}
+
+}  // namespace
 
 bool VKTVASTCreativeResource::findResource(const VKTVASTElement& element) {
     const std::array<std::pair<const char*, std::optional<VKTVASTURL>*>, 3> resources{{
@@ -13,9 +25,6 @@ bool VKTVASTCreativeResource::findResource(const VKTVASTElement& element) {
         {"IFrameResource", &iFrameResource_},
         {"HTMLResource", &htmlResource_},
     }};
-    std::size_t others = 0;
-    for (const auto& [name, resource] : resources)
-        others += element.keptChildCount(name);
     bool isFound = false;
     for (const auto& [name, resource] : resources) {
         if (isFound) {
@@ -24,11 +33,10 @@ bool VKTVASTCreativeResource::findResource(const VKTVASTElement& element) {
             continue;
         }
         const VKTVASTElement child = element.firstChild(name);
-        others -= element.keptChildCount(name);
         const std::string* text = child ? child.requiredText() : nullptr;
         if (text == nullptr) continue;
         isFound = true;
-        if (others > 0) child.hides("resources of other kinds");
+        if (child.isHeard() && hasLaterResource(element, name)) child.hides("resources of other kinds");
         if (resource == &htmlResource_) {
             *resource = VKTVASTURL::initWithString(*text);
         } else {

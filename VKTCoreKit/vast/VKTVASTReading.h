@@ -25,8 +25,8 @@ class VKTVASTReadingListener {
 
     /// What stands at the path was read and is in the model, but cannot be used as it stands or asks for
     /// something that is not done: a duration that is no time, a relative URL, an `adType`.
-    /// The element, or one above it, may be dropped all the same afterwards. Also told of an element that gives
-    /// nothing and yet keeps others from being read.
+    /// The element, or one above it, may be dropped all the same afterwards. Also told of an element that
+    /// gives nothing and yet keeps others from being read.
     virtual void needsAttention(const std::string& /*path*/, const std::string& /*reason*/) {}
 };
 

@@ -169,7 +169,7 @@ TEST(Resolve, ReportsEveryFieldAndFillsMacros) {
     const VKTDictionary report = parsed(outcome.out);
     EXPECT_EQ(keysOf(report), "source version ads errors requests end document notRequested");
     EXPECT_EQ(keysOf(valueOf(report, "requests")),
-              "url statusCode errorCode milliseconds root version ads problem");
+              "url statusCode errorCode milliseconds root version ads problem faultLine faultColumn");
     EXPECT_EQ(keysOf(valueOf(report, "end")), "domain code description");
     EXPECT_EQ(keysOf(valueOf(report, "ads")),
               "adID adSequence adSystem adTitle wrapperDepth impressions errorPixels viewabilityEvents "
