@@ -143,7 +143,8 @@ constexpr int childrenLimit = 1;
 // Runs `body` in a forked child, and expects it to say that all was well, in time.
 void inForkedChild(const std::function<std::string()>& body) {
     int status = SIGALRM;
-    for (int child = 0; child < childrenLimit && WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM; ++child) {
+    for (int child = 0; child < childrenLimit && WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM;
+         ++child) {
         status = vkt_statusOf(vkt_inChild([&] {
             alarm(20);  // ends it when it hangs
             const std::string problem = body();
