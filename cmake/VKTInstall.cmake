@@ -2,7 +2,7 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-install(TARGETS VKTCoreKit VKTCore VKTLinuxPlatform EXPORT VKTCoreKitTargets
+install(TARGETS VKTCoreKit VKTCore VKTLinuxPlatform VKTPlayer EXPORT VKTCoreKitTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS vkt-script-host RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/vktcorekit)
 install(DIRECTORY VKTCoreKit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
@@ -17,7 +17,9 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VKTCoreKitConfig.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
 
 configure_file(cmake/VKTCoreKit.pc.in VKTCoreKit.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VKTCoreKit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(cmake/VKTPlayer.pc.in VKTPlayer.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VKTCoreKit.pc ${CMAKE_CURRENT_BINARY_DIR}/VKTPlayer.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # A component of its own: find_package(VKTCoreKit COMPONENTS CairoCanvas), pkg-config VKTCairoCanvas.
 if(TARGET VKTCairoCanvas)
