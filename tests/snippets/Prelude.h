@@ -1,0 +1,27 @@
+// What the snippets of the documents take as given: the library, and what an application has at hand.
+#pragma once
+
+#include <VKTCoreKit/config/VKTRemoteConfigManager.h>
+#include <VKTCoreKit/core/VKTLog.h>
+#include <VKTCoreKit/core/VKTTimeUtils.h>
+#include <VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerDefaultProvider.h>
+#include <VKTCoreKit/platform/VKTHeadlessView.h>
+#include <VKTCoreKit/platform/VKTPlatform.h>
+#include <VKTCoreKit/player/VKTAdBreakPlayer.h>
+#include <VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h>
+#include <VKTCoreKit/tracking/VKTVASTPixelManager.h>
+#include <VKTCoreKit/tracking/VKTVideoTrackingEventManager.h>
+#include <VKTCoreKit/tracking/VKTViewabilityManager.h>
+#include <VKTCoreKit/tracking/VKTViewabilityTrackingEventManager.h>
+#include <VKTCoreKit/vast/VKTVASTManager.h>
+
+#include <iostream>
+
+extern const VKTURL url;                                       // of the VAST document
+extern const std::shared_ptr<VKTVASTAd> ad;                    // the one that is played
+extern const std::shared_ptr<VKTVASTCreativeLinear> creative;  // of that ad
+extern const std::shared_ptr<VKTHeadlessView> view;            // shows it
+extern const std::shared_ptr<VKTTrackingEventManagerDelegate> delegate;
+extern const VKTStoreProblemHandler onProblem;  // a stored file could not be used
+extern double position;                         // seconds that have been played
+extern VKTPlatformOptions options;
