@@ -49,8 +49,8 @@ struct VKTAdBreakOptions {
     /// Values of the application's own "${...}" variables.
     VKTReplacements variables;
 
-    /// For all documents of the break together, from its start; and again for the passback of each ad that
-    /// fails while it is played.
+    /// For all documents of the break together, from its start; and anew from each time that a passback is
+    /// asked for because an ad has failed while it was played.
     VKTTimeInterval timeBudget{10};
 
     /// For one document, and how far wrappers are followed.
@@ -65,11 +65,11 @@ struct VKTAdBreakOptions {
     /// empty.
     std::function<std::optional<VKTAdRefusal>(const VKTVASTAd& ad)> refusal;
 
-    /// From `load` to the first word of the media player, or to its first picture: then the ad has failed
-    /// with code 402.
+    /// From `VKTMediaPlayer::load` to `mediaIsReady`: then the ad has failed with code 402.
     VKTTimeInterval loadTimeout{10};
 
-    /// For a position that stands still while it should move: then the ad has failed with code 405.
+    /// For media that is not paused and stands still, before its first picture or later: then the ad has
+    /// failed with code 405.
     VKTTimeInterval stallTimeout{10};
 
     /// Whether `skip` is refused before the document allows it.
