@@ -4,6 +4,7 @@
 #include <VKTCoreKit/config/VKTRemoteConfigManager.h>
 #include <VKTCoreKit/core/VKTLog.h>
 #include <VKTCoreKit/core/VKTTimeUtils.h>
+#include <VKTCoreKit/openmeasurement/VKTOpenMeasurementManager.h>
 #include <VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerDefaultProvider.h>
 #include <VKTCoreKit/platform/VKTHeadlessView.h>
 #include <VKTCoreKit/platform/VKTPlatform.h>
