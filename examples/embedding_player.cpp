@@ -1,35 +1,54 @@
-// The shortest embedding of the library: from a VAST URL to the media file to play.
-#include <VKTCoreKit/vast/VKTVASTManager.h>
+// An ad break in fifty lines, with a media player that prints what it plays and lets the time pass.
+#include <VKTCoreKit/player/VKTAdBreakPlayer.h>
 
 #include <iostream>
 
-struct PlayableAd : VKTConsumableVideoAd {
-    std::shared_ptr<VKTVASTAd> ad;
+struct ConsolePlayer : VKTMediaPlayer {
+    void load(const VKTVASTMediaFile& file, const std::shared_ptr<VKTMediaPlayerListener>& to) override {
+        std::cout << "plays " << file.url->url().absoluteString() << '\n';
+        (listener = to)->mediaIsReady();
+    }
+    void play() override { start = clock->monotonicNow(); }
+    void pause() override { played = position(), start.reset(); }
+    void stop() override { played = 0, start.reset(); }
+    void setVolume(double) override {}
+    double position() const override {
+        const double now = start ? played + VKTTimeInterval(clock->monotonicNow() - *start).count() : played;
+        if (now >= length) listener->mediaDidEnd();
+        return now;
+    }
+    std::shared_ptr<VKTClock> clock = VKTPlatform::current().clock;
+    std::shared_ptr<VKTMediaPlayerListener> listener;
+    std::optional<std::chrono::nanoseconds> start;  // of what plays, since the last pause
+    double played = 0, length = 15;                 // seconds
 };
 
-struct Player : VKTVASTManagerDelegate, VKTVASTAdAdapterProtocol {
-    void vastManagerDidEncounterError(VKTVASTManager&, const VKTVASTError& error,
-                                      const std::vector<VKTVASTURL>&,
-                                      const std::optional<std::string>&) override {
-        std::cerr << error.description() << '\n';
+struct Application : VKTAdBreakPlayerDelegate {
+    void adBreakPlayerDidEndAd(VKTAdBreakPlayer&, const VKTAdBreakAd& ad, const VKTAdEnd& end) override {
+        std::cout << "ad " << ad.ad->adID().value_or("") << " is over " << end.reason << '\n';
     }
-    std::shared_ptr<VKTConsumableVideoAd> convertVASTAdToConsumableVideoAd(
-        const std::shared_ptr<VKTVASTAd>& ad) override {
-        auto playable = std::make_shared<PlayableAd>();
-        playable->ad = ad;
-        return playable;
+    void adBreakPlayerDidSendPixel(VKTAdBreakPlayer&, const std::shared_ptr<VKTPixel>& pixel,
+                                   const VKTPixelOutcome& outcome) override {
+        std::cout << (outcome.kind == VKTPixelDelivered ? "sent " : "not sent ") << pixel->origin() << '\n';
     }
+    void adBreakPlayerDidEnd(VKTAdBreakPlayer&, const VKTAdBreakEnd&) override {
+        pixels->callPixelsWithCompletionHandler([] {
+            VKTPlatform::current().mainRunLoop->post([] { VKTPlatform::current().mainRunLoop->stop(); });
+        });
+    }
+    std::shared_ptr<VKTPixelManager> pixels;
 };
 
 int main(int argc, char** argv) {
-    if (argc != 2) return 2;
-    const auto player = std::make_shared<Player>();
-    const auto manager = VKTVASTManager::initWithDelegate(player, player, nullptr, VKTVASTManagerConfig());
-    manager->createAdsStoreWithXML(std::nullopt, VKTURL::URLWithString(argv[1]), VKTTimeInterval(10));
-    while (const auto next = manager->nextAdWithTimeout(VKTTimeInterval(10), false).ad) {
-        for (const auto& creative : static_cast<const PlayableAd&>(*next).ad->linearCreatives()) {
-            const auto file = creative->mostAppropriateMediaFile();
-            if (file) std::cout << file->url->url().absoluteString() << '\n';
-        }
-    }
+    if (argc < 3) return std::cerr << "usage: embedding_player URL STORE [SECONDS]\n", 2;
+    const auto& platform = VKTPlatform::current();
+    const auto store = platform.makeKeyValueStore(argv[2], [](const auto& problem) { std::cerr << problem; });
+    const auto services = VKTAdBreakServices::initWithPlatform(platform, store);
+    const auto media = std::make_shared<ConsolePlayer>();
+    if (argc > 3) media->length = std::stod(argv[3]);
+    const auto application = std::make_shared<Application>();
+    application->pixels = services.pixelManager;
+    const auto player = VKTAdBreakPlayer::initWithMediaPlayer(media, nullptr, application, services);
+    player->startWithURL(*VKTURL::URLWithString(argv[1]));
+    platform.mainRunLoop->run();
 }
