@@ -1,54 +1,50 @@
-// An ad break in fifty lines, with a media player that prints what it plays and lets the time pass.
+// An ad break in fifty lines. The media player prints what it plays and lets the time pass.
+#include <VKTCoreKit/platform/VKTHeadlessView.h>
 #include <VKTCoreKit/player/VKTAdBreakPlayer.h>
-
 #include <iostream>
 
-struct ConsolePlayer : VKTMediaPlayer {
-    void load(const VKTVASTMediaFile& file, const std::shared_ptr<VKTMediaPlayerListener>& to) override {
+struct Application : VKTMediaPlayer, VKTAdBreakPlayerDelegate {
+    void load(const VKTVASTMediaFile& file, const std::shared_ptr<VKTMediaPlayerListener>& told) override {
         std::cout << "plays " << file.url->url().absoluteString() << '\n';
-        (listener = to)->mediaIsReady();
+        played = 0;
+        (listener = told)->mediaIsReady();
     }
-    void play() override { start = clock->monotonicNow(); }
-    void pause() override { played = position(), start.reset(); }
-    void stop() override { played = 0, start.reset(); }
+    void play() override {
+        timer = loop->schedule(VKTTimeInterval(0.25), [this] { tick(); });
+    }
+    void tick() { (played += 0.25) < length ? play() : listener->mediaDidEnd(); }
+    void pause() override { timer.reset(); }
+    void stop() override { timer.reset(); }
+    double position() const override { return played; }
     void setVolume(double) override {}
-    double position() const override {
-        const double now = start ? played + VKTTimeInterval(clock->monotonicNow() - *start).count() : played;
-        if (now >= length) listener->mediaDidEnd();
-        return now;
-    }
-    std::shared_ptr<VKTClock> clock = VKTPlatform::current().clock;
-    std::shared_ptr<VKTMediaPlayerListener> listener;
-    std::optional<std::chrono::nanoseconds> start;  // of what plays, since the last pause
-    double played = 0, length = 15;                 // seconds
-};
-
-struct Application : VKTAdBreakPlayerDelegate {
-    void adBreakPlayerDidEndAd(VKTAdBreakPlayer&, const VKTAdBreakAd& ad, const VKTAdEnd& end) override {
-        std::cout << "ad " << ad.ad->adID().value_or("") << " is over " << end.reason << '\n';
-    }
     void adBreakPlayerDidSendPixel(VKTAdBreakPlayer&, const std::shared_ptr<VKTPixel>& pixel,
                                    const VKTPixelOutcome& outcome) override {
         std::cout << (outcome.kind == VKTPixelDelivered ? "sent " : "not sent ") << pixel->origin() << '\n';
     }
-    void adBreakPlayerDidEnd(VKTAdBreakPlayer&, const VKTAdBreakEnd&) override {
-        pixels->callPixelsWithCompletionHandler([] {
-            VKTPlatform::current().mainRunLoop->post([] { VKTPlatform::current().mainRunLoop->stop(); });
-        });
+    void adBreakPlayerDidEnd(VKTAdBreakPlayer&, const VKTAdBreakEnd& end) override {
+        std::cout << end.completedAds << " played, " << end.failedAds << " failed\n";
+        pixels->callPixelsWithCompletionHandler([loop = loop] { loop->post([loop] { loop->stop(); }); });
     }
+
+    std::shared_ptr<VKTRunLoop> loop = VKTPlatform::current().mainRunLoop;
     std::shared_ptr<VKTPixelManager> pixels;
+    std::shared_ptr<VKTMediaPlayerListener> listener;
+    std::unique_ptr<VKTRunLoopTimer> timer;
+    double played = 0, length = 0;  // seconds
 };
 
 int main(int argc, char** argv) {
-    if (argc < 3) return std::cerr << "usage: embedding_player URL STORE [SECONDS]\n", 2;
-    const auto& platform = VKTPlatform::current();
-    const auto store = platform.makeKeyValueStore(argv[2], [](const auto& problem) { std::cerr << problem; });
-    const auto services = VKTAdBreakServices::initWithPlatform(platform, store);
-    const auto media = std::make_shared<ConsolePlayer>();
-    if (argc > 3) media->length = std::stod(argv[3]);
+    const auto url = argc == 4 ? VKTURL::URLWithString(argv[1]) : std::nullopt;
+    if (!url) return 2;  // URL of the break, file for undelivered pixels, seconds of each media file
+    const auto store = VKTPlatform::current().makeKeyValueStore(argv[2], nullptr);
+    const auto services = VKTAdBreakServices::initWithPlatform(VKTPlatform::current(), store);
+    const auto window = VKTHeadlessView::windowWithFrame({0, 0, 1920, 1080});
+    const auto view = VKTHeadlessView::initWithFrame(window->bounds());
+    window->addSubview(view);
     const auto application = std::make_shared<Application>();
     application->pixels = services.pixelManager;
-    const auto player = VKTAdBreakPlayer::initWithMediaPlayer(media, nullptr, application, services);
-    player->startWithURL(*VKTURL::URLWithString(argv[1]));
-    platform.mainRunLoop->run();
+    application->length = std::atof(argv[3]);
+    const auto player = VKTAdBreakPlayer::initWithMediaPlayer(application, view, application, services);
+    player->startWithURL(*url);
+    application->loop->run();
 }
