@@ -14,6 +14,7 @@
 #include "VKTCoreKit/tracking/VKTEventURL.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 #include "VKTCoreKit/vast/VKTVASTManagerConfig.h"
+#include "VKTCoreKit/vast/VKTVASTManagerProtocols.h"
 #include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
 
 /// Error pixels that the problems of one break may call while it is resolved. Further ones are left out, with
@@ -49,8 +50,8 @@ struct VKTAdBreakOptions {
     /// Values of the application's own "${...}" variables.
     VKTReplacements variables;
 
-    /// For all documents of the break together, from its start; and again for the passback of each ad that
-    /// fails while it is played.
+    /// For all documents of the break together, from its start; and anew from each time that a passback is
+    /// asked for because an ad has failed while it was played.
     VKTTimeInterval timeBudget{10};
 
     /// For one document, and how far wrappers are followed.
@@ -65,11 +66,15 @@ struct VKTAdBreakOptions {
     /// empty.
     std::function<std::optional<VKTAdRefusal>(const VKTVASTAd& ad)> refusal;
 
-    /// From `load` to the first word of the media player, or to its first picture: then the ad has failed
-    /// with code 402.
+    /// Hears everything that the VAST manager tells while the break is resolved, on the manager's threads,
+    /// but is not asked for macros: for who shows each document. Null for nobody.
+    std::shared_ptr<VKTVASTManagerDelegate> resolvingDelegate;
+
+    /// From `VKTMediaPlayer::load` to `mediaIsReady`: then the ad has failed with code 402.
     VKTTimeInterval loadTimeout{10};
 
-    /// For a position that stands still while it should move: then the ad has failed with code 405.
+    /// For media that is not paused and stands still, before its first picture or later: then the ad has
+    /// failed with code 405.
     VKTTimeInterval stallTimeout{10};
 
     /// Whether `skip` is refused before the document allows it.
