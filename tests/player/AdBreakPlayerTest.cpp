@@ -62,8 +62,8 @@ TEST_P(AdBreakPlayerMedia, EndsAsItShould) {
     start(vast(adOf("a", "row.mp4", duration.empty() ? "" : "<Duration>" + duration + "</Duration>")));
     advance(40);
     std::string heard;
-    for (const std::string& text :
-         without(delegate->heard, {"ad ", "started", "resolved", "viewable", "notviewable", "problem", "break"}))
+    for (const std::string& text : without(
+             delegate->heard, {"ad ", "started", "resolved", "viewable", "notviewable", "problem", "break"}))
         heard += text + " ";
     heard.pop_back();
     EXPECT_EQ(heard, row.expected);
@@ -153,9 +153,9 @@ TEST_F(AdBreakPlayer, WhatTheViewerDoesIsTrackedOnceAndToldToTheMediaPlayer) {
     player->click();
     EXPECT_FALSE(player->skip());
     EXPECT_THAT(without(delegate->heard, {"ad", "resolved"}),
-                ElementsAre("impression", "creativeView", "loaded", "start", "started", "mute", "firstQuartile",
-                            "unmute", "mute", "pause", "resume", "fullscreen", "exitFullscreen",
-                            "playerExpand", "clickTracking", "open http://shop.test/"));
+                ElementsAre("impression", "creativeView", "loaded", "start", "started", "mute",
+                            "firstQuartile", "unmute", "mute", "pause", "resume", "fullscreen",
+                            "exitFullscreen", "playerExpand", "clickTracking", "open http://shop.test/"));
     EXPECT_THAT(mediaPlayer->volumes, ElementsAre(1, 0, 1, 0.5, 0));
     advance(4);
     EXPECT_EQ(delegate->heard.back(), "break: played");
