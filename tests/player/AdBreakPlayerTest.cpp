@@ -252,6 +252,36 @@ TEST_F(AdBreakPlayer, EachOfTwoBreaksHearsOfItsOwnPixels) {
     EXPECT_THAT(otherDelegate->sent, testing::Contains("start 503").Times(testing::Ge(2)));
 }
 
+// ---- measurement ----
+
+TEST_F(AdBreakPlayer, VerificationScriptsHearWhatThePixelsTell) {
+    const auto measurement = std::make_shared<FakeMeasurement>();
+    services.measurement = VKTOpenMeasurementManager::initWithProvider(
+        measurement, VKTOpenMeasurementJSLibrary::initWithProvider(measurement, services.urlSession), nullptr,
+        services.pixelManager);
+    services.measurement->refreshJSLibrary();
+    const std::string verification =
+        "<AdVerifications><Verification vendor=\"v\"><JavaScriptResource apiFramework=\"omid\" "
+        "browserOptional=\"true\">http://v.test/v.js</JavaScriptResource></Verification></AdVerifications>";
+    std::string ad = skippableAd("a");
+    ad.insert(ad.find("<Creatives>"), verification);
+    delegate->onHeard = [&](const std::string& what) {
+        if (what == "ad") player->measurementSession()->addFriendlyObstruction(view, {}, std::nullopt);
+    };
+    start("<VAST version=\"4.2\">" + ad + "</VAST>");
+    advance(1);
+    player->setMuted(true);
+    player->pause();
+    player->resume();
+    player->setFullscreen(true);
+    player->click();
+    advance(1);
+    player->skip();
+    EXPECT_THAT(*measurement->heard, ElementsAre("obstruction", "start", "loaded 2", "impression", "video 4",
+                                                 "firstQuartile", "volume 0", "pause", "resume", "fullscreen",
+                                                 "click", "midpoint", "skipped", "finish"));
+}
+
 // ---- leaving ----
 
 struct LeavingRow {
