@@ -21,8 +21,11 @@
 extern const VKTURL url;                                       // of the VAST document
 extern const std::shared_ptr<VKTVASTAd> ad;                    // the one that is played
 extern const std::shared_ptr<VKTVASTCreativeLinear> creative;  // of that ad
-extern const std::shared_ptr<VKTHeadlessView> view;            // shows it
+extern const double position;                                  // seconds that have been played
+extern const double mediaDuration;                             // seconds, as the media player says
+extern const std::shared_ptr<VKTHeadlessView> view;            // shows the ad
+extern const std::shared_ptr<VKTHeadlessView> controls;        // stand in front of it
 extern const std::shared_ptr<VKTTrackingEventManagerDelegate> delegate;
-extern const VKTStoreProblemHandler onProblem;  // a stored file could not be used
-extern double position;                         // seconds that have been played
+extern const VKTStoreProblemHandler onProblem;  // a file could not be used
+extern VKTAdBreakServices services;
 extern VKTPlatformOptions options;
