@@ -70,8 +70,8 @@ class Showing : public VKTTrackingEventManagerDelegate,
         const double stated = VKTTimeUtils::timeIntervalFromVASTDuration(creative_->duration().value_or(""));
         duration_ = stated > 0 ? stated : mediaDuration;
         makeManagers();
-        session_ = measurement.sessionWithView(
-            view_, true, measurement.scriptsFromAdVerifications(ad_->adVerifications()));
+        const auto scripts = measurement.scriptsFromAdVerifications(ad_->adVerifications());
+        if (!scripts.empty()) session_ = measurement.sessionWithView(view_, true, scripts);
         if (session_) session_->start();
 
         // The first picture is seen.
