@@ -6,7 +6,6 @@
 struct Application : VKTMediaPlayer, VKTAdBreakPlayerDelegate {
     void load(const VKTVASTMediaFile& file, const std::shared_ptr<VKTMediaPlayerListener>& told) override {
         std::cout << "plays " << file.url->url().absoluteString() << '\n';
-        played = 0;
         (listener = told)->mediaIsReady();
     }
     void play() override {
@@ -14,7 +13,7 @@ struct Application : VKTMediaPlayer, VKTAdBreakPlayerDelegate {
     }
     void tick() { (played += 0.25) < length ? play() : listener->mediaDidEnd(); }
     void pause() override { timer.reset(); }
-    void stop() override { timer.reset(); }
+    void stop() override { timer.reset(), played = 0; }
     double position() const override { return played; }
     void setVolume(double) override {}
     void adBreakPlayerDidSendPixel(VKTAdBreakPlayer&, const std::shared_ptr<VKTPixel>& pixel,
@@ -22,10 +21,10 @@ struct Application : VKTMediaPlayer, VKTAdBreakPlayerDelegate {
         std::cout << (outcome.kind == VKTPixelDelivered ? "sent " : "not sent ") << pixel->origin() << '\n';
     }
     void adBreakPlayerDidEnd(VKTAdBreakPlayer&, const VKTAdBreakEnd& end) override {
-        std::cout << end.completedAds << " played, " << end.failedAds << " failed\n";
+        std::cout << end.completedAds << " played, " << end.failedAds << " failed. "
+                  << (end.error ? end.error->localizedDescription().value_or("") : "") << '\n';
         pixels->callPixelsWithCompletionHandler([loop = loop] { loop->post([loop] { loop->stop(); }); });
     }
-
     std::shared_ptr<VKTRunLoop> loop = VKTPlatform::current().mainRunLoop;
     std::shared_ptr<VKTPixelManager> pixels;
     std::shared_ptr<VKTMediaPlayerListener> listener;
@@ -36,7 +35,8 @@ struct Application : VKTMediaPlayer, VKTAdBreakPlayerDelegate {
 int main(int argc, char** argv) {
     const auto url = argc == 4 ? VKTURL::URLWithString(argv[1]) : std::nullopt;
     if (!url) return 2;  // URL of the break, file for undelivered pixels, seconds of each media file
-    const auto store = VKTPlatform::current().makeKeyValueStore(argv[2], nullptr);
+    const auto complain = [](const std::string& problem) { std::cerr << problem << '\n'; };
+    const auto store = VKTPlatform::current().makeKeyValueStore(argv[2], complain);
     const auto services = VKTAdBreakServices::initWithPlatform(VKTPlatform::current(), store);
     const auto window = VKTHeadlessView::windowWithFrame({0, 0, 1920, 1080});
     const auto view = VKTHeadlessView::initWithFrame(window->bounds());
