@@ -13,6 +13,7 @@
 #include <VKTCoreKit/vast/VKTVASTManager.h>
 
 #include <algorithm>
+#include <array>
 #include <iostream>
 
 namespace {
@@ -141,11 +142,12 @@ class Showing : public VKTTrackingEventManagerDelegate,
 
     void tellQuartiles(double position) {
         using Session = VKTOpenMeasurementAdSession;
-        static constexpr decltype(&Session::videoEventMidpointOccurred) quartiles[] = {
+        constexpr std::array quartiles{
             &Session::videoEventFirstQuartileOccurred, &Session::videoEventMidpointOccurred,
             &Session::videoEventThirdQuartileOccurred, &Session::videoEventCompleteOccurred};
-        for (; quartilesTold_ < 4 && 4 * position >= duration_ * (quartilesTold_ + 1); ++quartilesTold_)
-            if (session_) ((*session_).*quartiles[quartilesTold_])();
+        const auto reached = static_cast<std::size_t>(std::clamp(4 * position / duration_, 0.0, 4.0));
+        while (session_ && quartilesTold_ < reached)
+            ((*session_).*quartiles.at(quartilesTold_++))();
     }
 
     void end() {
@@ -172,7 +174,7 @@ class Showing : public VKTTrackingEventManagerDelegate,
     std::shared_ptr<VKTTrackingEventManager> outcomes_;
     std::shared_ptr<VKTViewabilityManager> viewability_;
     std::unique_ptr<VKTRunLoopTimer> timer_;
-    int quartilesTold_ = 0;
+    std::size_t quartilesTold_ = 0;
     bool isViewabilityKnown_ = false;
     bool wasViewable_ = false;
 };

@@ -100,7 +100,7 @@ TEST(Fences, AreOfAKnownLanguageSoThatNoneEscapesTheCompiler) {
         for (const Fence& fence : fencesOf(document))
             EXPECT_TRUE(languages.contains(fence.language))
                 << document << ':' << fence.line - 1 << ": \"" << fence.language
-                << "\" is none of the languages of fences; C++ is \"cpp\"";
+                << R"(" is none of the languages of fences; C++ is "cpp")";
 }
 
 class Snippets : public testing::TestWithParam<std::string> {};
@@ -120,9 +120,10 @@ TEST_P(Snippets, CompileOrAreTheFileThatTheyName) {
                 << document << ':' << fence.line << ": this is not the text of " << fence.file;
         }
     }
-    const std::string program = "#include \"tests/snippets/Prelude.h\"\n" + includes +
-                                "void snippets();\nvoid snippets() {\n" + body + std::string(count, '}') +
-                                "\n}\n";
+    const std::string program = R"(#include "tests/snippets/Prelude.h")"
+                                "\n" +
+                                includes + "void snippets();\nvoid snippets() {\n" + body +
+                                std::string(count, '}') + "\n}\n";
     const Outcome compiled = runProgram("cd " VKT_SOURCE_DIR " && " VKT_SNIPPET_COMPILER, "-", program);
     EXPECT_EQ(compiled.status, 0) << compiled.err;
 }
