@@ -16,7 +16,17 @@
 #include <VKTCoreKit/tracking/VKTViewabilityTrackingEventManager.h>
 #include <VKTCoreKit/vast/VKTVASTManager.h>
 
+#include <functional>
 #include <iostream>
+#include <thread>
+
+// An application's own loop.
+struct EventLoop {
+    void callLater(double seconds, std::function<void()> task);
+};
+extern EventLoop eventLoop;
+
+std::shared_ptr<VKTKeyValueStore> makeFlashStore();  // of a device
 
 extern const VKTURL url;                                       // of the VAST document
 extern const std::shared_ptr<VKTVASTAd> ad;                    // the one that is played
@@ -25,6 +35,7 @@ extern const double position;                                  // seconds that h
 extern const double mediaDuration;                             // seconds, as the media player says
 extern const std::shared_ptr<VKTHeadlessView> view;            // shows the ad
 extern const std::shared_ptr<VKTHeadlessView> controls;        // stand in front of it
+extern const std::shared_ptr<VKTView> ownWindow;               // the application's, with views of its own
 extern const std::shared_ptr<VKTTrackingEventManagerDelegate> delegate;
 extern const VKTStoreProblemHandler onProblem;  // a file could not be used
 extern VKTAdBreakServices services;

@@ -2,8 +2,9 @@
 //
 // A fence "```cpp" holds statements, which may be declarations of classes too. Those of one document are one
 // function, each in a block within the block of the one before: it sees the names of earlier ones and may use
-// them again. What a snippet takes as given stands in Prelude.h. A fence "```cpp FILE" is the text of that
-// file, which the build compiles. What is not meant to be compiled is "```text" or another language.
+// them again. A fence "```cpp declarations" stands before that function. What a snippet takes as given is in
+// Prelude.h. A fence "```cpp FILE" is the text of that file, which the build compiles. What is not meant to
+// be compiled is "```text" or another language.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -25,7 +26,7 @@ namespace fs = std::filesystem;
 struct Fence {
     std::size_t line = 0;
     std::string language = {};
-    std::string file = {};  // whose text it is; empty for a snippet
+    std::string kind = {};  // empty, "declarations", or the file whose text it is
     std::string text = {};
 };
 
@@ -46,7 +47,7 @@ std::vector<Fence> fencesOf(const std::string& document) {
             isInside = !isInside;
             if (!isInside) continue;
             fences.push_back({number + 1});
-            std::istringstream(line.substr(start + 3)) >> fences.back().language >> fences.back().file;
+            std::istringstream(line.substr(start + 3)) >> fences.back().language >> fences.back().kind;
         } else if (isInside) {
             fences.back().text += line + '\n';
         }
@@ -66,20 +67,42 @@ std::vector<std::string> documents() {
     return documents;
 }
 
-// The includes go before the function; their lines stay empty, so that the others keep their numbers.
-void append(const Fence& fence, const std::string& document, std::string& includes, std::string& body) {
-    const auto place = [&](std::size_t line) {
-        return "#line " + std::to_string(line) + " \"" + document + "\"\n";
-    };
-    body += "{\n" + place(fence.line);
-    std::istringstream lines(fence.text);
-    std::size_t number = fence.line;
-    for (std::string line; std::getline(lines, line); ++number) {
-        const bool isInclude = line.starts_with("#include");
-        if (isInclude) includes += place(number) + line + '\n';
-        body += (isInclude ? "" : line) + '\n';
+// The snippets of one document as a program.
+class Program {
+  public:
+    explicit Program(const std::string& document) : document_(document) {}
+
+    // Lines of includes stay empty where they stood, so that the others keep their numbers.
+    void add(const Fence& fence) {
+        const bool isStatements = fence.kind.empty();
+        if (isStatements) ++depth_;
+        std::string& text = isStatements ? statements_ : declarations_;
+        text += (isStatements ? "{\n" : "") + place(fence.line);
+        std::istringstream lines(fence.text);
+        std::size_t number = fence.line;
+        for (std::string line; std::getline(lines, line); ++number) {
+            const bool isInclude = line.starts_with("#include");
+            if (isInclude) includes_ += place(number) + line + '\n';
+            text += (isInclude ? "" : line) + '\n';
+        }
     }
-}
+
+    [[nodiscard]] std::string text() const {
+        return "#include <tests/snippets/Prelude.h>\n" + includes_ + declarations_ +
+               "void snippets();\nvoid snippets() {\n" + statements_ + std::string(depth_ + 1, '}') + '\n';
+    }
+
+  private:
+    [[nodiscard]] std::string place(std::size_t line) const {
+        return "#line " + std::to_string(line) + " \"" + document_ + "\"\n";
+    }
+
+    const std::string document_;
+    std::string includes_;
+    std::string declarations_;
+    std::string statements_;
+    std::size_t depth_ = 0;
+};
 
 bool isCode(const Fence& fence) {
     return fence.language == "cpp";
@@ -107,24 +130,18 @@ class Snippets : public testing::TestWithParam<std::string> {};
 
 TEST_P(Snippets, CompileOrAreTheFileThatTheyName) {
     const std::string& document = GetParam();
-    std::string includes;
-    std::string body;
-    std::size_t count = 0;
+    Program program(document);
     for (const Fence& fence : fencesOf(document)) {
         if (!isCode(fence)) continue;
-        if (fence.file.empty()) {
-            append(fence, document, includes, body);
-            ++count;
+        if (fence.kind.empty() || fence.kind == "declarations") {
+            program.add(fence);
         } else {
-            EXPECT_EQ(fence.text, readFile(fs::path(VKT_SOURCE_DIR) / fence.file))
-                << document << ':' << fence.line << ": this is not the text of " << fence.file;
+            EXPECT_EQ(fence.text, readFile(fs::path(VKT_SOURCE_DIR) / fence.kind))
+                << document << ':' << fence.line << ": this is not the text of " << fence.kind;
         }
     }
-    const std::string program = R"(#include "tests/snippets/Prelude.h")"
-                                "\n" +
-                                includes + "void snippets();\nvoid snippets() {\n" + body +
-                                std::string(count, '}') + "\n}\n";
-    const Outcome compiled = runProgram("cd " VKT_SOURCE_DIR " && " VKT_SNIPPET_COMPILER, "-", program);
+    const Outcome compiled =
+        runProgram("cd " VKT_SOURCE_DIR " && " VKT_SNIPPET_COMPILER, "-", program.text());
     EXPECT_EQ(compiled.status, 0) << compiled.err;
 }
 
