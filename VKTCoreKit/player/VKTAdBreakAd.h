@@ -60,5 +60,8 @@ struct VKTAdBreakEnd {
     std::size_t completedAds = 0;
     std::size_t skippedAds = 0;
     std::size_t failedAds = 0;
-    std::optional<VKTError> error = {};  ///< why there are no more ads; nothing when it was cancelled
+
+    /// Why there are no more ads: `VKTVASTManagerErrorNoMoreAds` when each has had its turn. Nothing when the
+    /// break was cancelled, or could not begin.
+    std::optional<VKTError> error = {};
 };
