@@ -45,6 +45,45 @@ TEST(HeadlessView, ASuperviewOwnsItsSubviewsOnly) {
     EXPECT_EQ(child->superview(), nullptr);
 }
 
+// A view of an application, which lists what hangs below it.
+class OwnView final : public VKTView {
+  public:
+    [[nodiscard]] VKTRect frame() const override { return {20, 30, 50, 50}; }
+    [[nodiscard]] VKTRect bounds() const override { return {0, 0, 50, 50}; }
+    [[nodiscard]] bool isHidden() const override { return false; }
+    [[nodiscard]] double alpha() const override { return 1; }
+    [[nodiscard]] bool isWindow() const override { return true; }
+    [[nodiscard]] std::shared_ptr<VKTView> superview() const override { return nullptr; }
+    [[nodiscard]] Views subviews() const override { return listed; }
+
+    Views listed;
+};
+
+TEST(HeadlessView, HangsBelowAViewOfTheApplicationUntilItIsPutElsewhere) {
+    auto own = std::make_shared<OwnView>();
+    const auto player = view({1, 2, 10, 10});
+    const auto inner = view({5, 5, 2, 2});
+    player->addSubview(inner);
+    own->listed = {player};
+    player->setSuperview(own);
+    EXPECT_EQ(player->superview(), own);
+    EXPECT_EQ(inner->convertPointToView({0, 0}, *own), (VKTPoint{6, 7}));
+    player->setSuperview(inner);
+    inner->addSubview(player);
+    EXPECT_EQ(player->superview(), own) << "what stands in it is no place for it";
+
+    const auto other = view();
+    other->addSubview(player);
+    EXPECT_EQ(player->superview(), other);
+    player->setSuperview(own);
+    EXPECT_TRUE(other->subviews().empty());
+    player->removeFromSuperview();
+    EXPECT_EQ(player->superview(), nullptr);
+    player->setSuperview(own);
+    own.reset();
+    EXPECT_EQ(player->superview(), nullptr) << "held weakly";
+}
+
 TEST(HeadlessView, ConvertsPointsByOrigins) {
     const auto window = VKTHeadlessView::windowWithFrame({5, 5, 100, 100});
     const auto scrolled = view({10, 20, 50, 50});
