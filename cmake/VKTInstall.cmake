@@ -2,7 +2,8 @@
 include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
-install(TARGETS VKTCoreKit VKTCore EXPORT VKTCoreKitTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS VKTCoreKit VKTCore VKTPlayer EXPORT VKTCoreKitTargets
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY VKTCoreKit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     FILES_MATCHING PATTERN "*.h" PATTERN "*.inc" PATTERN "testing" EXCLUDE PATTERN "linux" EXCLUDE)
 install(EXPORT VKTCoreKitTargets NAMESPACE VKTCoreKit:: DESTINATION ${package_folder})
@@ -30,6 +31,7 @@ function(vkt_install_pkg_config name)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endfunction()
 vkt_install_pkg_config(VKTCoreKit)
+vkt_install_pkg_config(VKTPlayer)
 
 # Components of their own: find_package(VKTCoreKit COMPONENTS VKTGLib), pkg-config VKTGLib.
 foreach(component VKTTesting VKTCairoCanvas VKTGLib)

@@ -7,6 +7,7 @@
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/tracking/VKTViewabilityManager.h"
 #include "VKTCoreKit/tracking/VKTViewabilityTrackingEventManager.h"
+#include "VKTCoreKit/tracking/VKTViewableImpressionEvent.h"
 #include "tests/tracking/TrackingFixture.h"
 
 using namespace std::chrono_literals;
@@ -249,6 +250,24 @@ TEST_F(Viewability, TrackingCountsContinuousExposureOnly) {
         }
         EXPECT_EQ(fired + heardIn(isReached ? 20 : 0), isReached ? "v" : "") << samples;
     }
+}
+
+TEST_F(Viewability, ViewableEventsOfAnAdFireByTheCriterionForVideo) {
+    const auto event = VKTVASTViewabilityEvent::viewableEventWithURL(urlOf("http://h/seen"));
+    makeTracking({VKTViewableImpressionEvent::initWithEvent(event),
+                  VKTViewableImpressionEvent::initWithEvent(event),
+                  VKTViewableImpressionEvent::initWithEvent(event, 0.75, 1)});
+    tracking_->viewabilityUpdated(true, 0.5);
+    EXPECT_EQ(heardIn(8), "") << "the first tick only sets the time base";
+    EXPECT_EQ(heardIn(1), "viewableviewable") << "two with one URL are two";
+    tracking_->viewabilityUpdated(true, 0.75);
+    EXPECT_EQ(heardIn(3), "");
+    EXPECT_EQ(heardIn(1) + heardIn(20), "viewable");
+    EXPECT_EQ(sent(), (Texts{"3", "http://h/seen", "http://h/seen", "http://h/seen"}));
+    for (const auto& other : {VKTVASTViewabilityEvent::notViewableEventWithURL(urlOf("http://h/")),
+                              VKTVASTViewabilityEvent::viewUndeterminedEventWithURL(urlOf("http://h/")),
+                              std::shared_ptr<VKTVASTViewabilityEvent>()})
+        EXPECT_EQ(VKTViewableImpressionEvent::initWithEvent(other), nullptr);
 }
 
 TEST_F(Viewability, TrackingCountsTimeBetweenItsTicks) {

@@ -1,0 +1,51 @@
+// The ads of a break, and what becomes of each.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "VKTCoreKit/vast/VKTVASTAd.h"
+#include "VKTCoreKit/vast/VKTVASTError.h"
+
+/// An ad that a break comes to, and whether it can be played: one of its linear creatives has a media file
+/// that suits the options. A value; any thread.
+struct VKTAdBreakAd {
+    std::shared_ptr<VKTVASTAd> ad;                    ///< never null
+    std::shared_ptr<VKTVASTCreativeLinear> creative;  ///< what is played; null when the ad is not playable
+    std::shared_ptr<VKTVASTMediaFile> mediaFile;      ///< the same
+    std::optional<VKTVASTError> failure;              ///< what VAST says of an ad that is not playable
+    std::string problem;  ///< half a sentence: why it is not playable; empty when it is
+
+    [[nodiscard]] bool isPlayable() const { return creative != nullptr; }
+};
+
+enum VKTAdEndKind : std::uint8_t {
+    VKTAdCompleted,  ///< played to its end
+    VKTAdSkipped,    ///< by the viewer
+    VKTAdFailed,     ///< not playable, or its media failed
+    VKTAdCancelled,  ///< the break was cancelled
+};
+
+/// How an ad has ended.
+struct VKTAdEnd {
+    VKTAdEndKind kind = VKTAdCompleted;
+    std::optional<VKTVASTError> error = {};  ///< of one that failed; its error pixels have been called
+    std::string reason = {};                 ///< of one that failed, half a sentence
+};
+
+enum VKTAdBreakEndKind : std::uint8_t {
+    VKTAdBreakPlayed,     ///< there are no more ads; there may have been none
+    VKTAdBreakFailed,     ///< the first document could not be read
+    VKTAdBreakCancelled,  ///< `VKTAdBreakPlayer::cancel`
+};
+
+/// How a break has ended.
+struct VKTAdBreakEnd {
+    VKTAdBreakEndKind kind = VKTAdBreakPlayed;
+    std::size_t completedAds = 0;
+    std::size_t skippedAds = 0;
+    std::size_t failedAds = 0;
+    std::optional<VKTError> error = {};  ///< why there are no more ads; nothing when it was cancelled
+};

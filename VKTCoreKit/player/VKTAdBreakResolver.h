@@ -1,0 +1,70 @@
+// From a VAST document to the ads of a break.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "VKTCoreKit/player/VKTAdBreakAd.h"
+#include "VKTCoreKit/player/VKTAdBreakOptions.h"
+#include "VKTCoreKit/vast/VKTVASTManager.h"
+
+/// The macros of a break: the library's own, cache buster and timestamp drawn anew, and the options' over
+/// them.
+VKTReplacements vkt_macrosOfAdBreak(const VKTAdBreakOptions& options);
+
+/// Asks a VAST manager for the ads of a break, judges each, keeps the time budget, and follows passbacks.
+///
+/// Threads: one at a time calls it, a worker and never the main thread, since it blocks for the time budget
+/// at most; `cancel` may be called on any. Holds what it is made of.
+class VKTAdBreakResolver {
+  public:
+    /// Of the services the clock, the session and the passback pool are used. The delegate, which may be
+    /// null, hears everything that the manager tells its own, on the same threads, but is not asked for
+    /// macros; of error pixels it is told VKTAdBreakErrorPixelLimit.
+    static std::shared_ptr<VKTAdBreakResolver> initWithOptions(
+        VKTAdBreakOptions options, const VKTAdBreakServices& services,
+        std::shared_ptr<VKTVASTManagerDelegate> delegate);
+
+    /// Once, before any ad is asked for: reads the text, or downloads the URL when there is none. False when
+    /// there is no model; `end` then says why.
+    bool readWithXML(std::optional<std::string_view> xml, const std::optional<VKTURL>& url);
+
+    /// The next ad; after one that is not playable its passback, or else the next. Nothing when there are no
+    /// more.
+    std::optional<VKTAdBreakAd> nextAd();
+
+    /// The passback for an ad that failed while it was played, with the time budget anew; it may be not
+    /// playable. Nothing when there is none: the others go on with `nextAd`.
+    std::optional<VKTAdBreakAd> passbackAd();
+
+    /// Why there are no more ads; nothing before.
+    [[nodiscard]] const std::optional<VKTError>& end() const { return end_; }
+    [[nodiscard]] bool hasRunOutOfTime() const;
+
+    /// Null when the document could not be read.
+    [[nodiscard]] const std::shared_ptr<VKTVASTModel>& model() const { return manager_->rootVASTModel(); }
+
+    /// Ends what is under way at once; nothing is told any more, and no ad given.
+    void cancel() { manager_->cancelImmediately(); }
+
+  private:
+    class Budget;
+    class BudgetProvider;
+    class Relay;
+    struct Adapter;
+
+    explicit VKTAdBreakResolver(VKTAdBreakOptions options) : options_(std::move(options)) {}
+
+    VKTVASTManagerResponse ask(bool dueToAdFailure);
+    [[nodiscard]] VKTAdBreakAd verdictOn(const VKTVASTManagerResponse& response) const;
+
+    const VKTAdBreakOptions options_;
+    std::shared_ptr<Budget> budget_;
+    std::shared_ptr<Relay> relay_;
+    std::shared_ptr<Adapter> adapter_;
+    std::shared_ptr<VKTVASTManager> manager_;
+    bool hasFailed_ = false;  // the last ad
+    bool isOver_ = false;
+    std::optional<VKTError> end_;
+};

@@ -1,0 +1,1 @@
+#include "VKTCoreKit/player/VKTMediaProfile.h"
