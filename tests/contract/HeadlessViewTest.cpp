@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/platform/testing/contract/VKTViewContract.h"
+
 namespace {
 
 using Views = std::vector<std::shared_ptr<VKTView>>;
@@ -12,6 +14,17 @@ using Views = std::vector<std::shared_ptr<VKTView>>;
 std::shared_ptr<VKTHeadlessView> view(const VKTRect& frame = {0, 0, 10, 10}) {
     return VKTHeadlessView::initWithFrame(frame);
 }
+
+VKTViewSubject makeSubject(const VKTRect& windowFrame, const VKTRect& frame, const VKTRect& innerFrame) {
+    const auto window = VKTHeadlessView::windowWithFrame(windowFrame);
+    const auto outer = view(frame);
+    const auto inner = view(innerFrame);
+    window->addSubview(outer);
+    outer->addSubview(inner);
+    return {window, outer, inner, [outer](bool isHidden) { outer->setHidden(isHidden); }};
+}
+
+INSTANTIATE_TEST_SUITE_P(Ours, VKTViewContract, testing::Values(VKTViewMaker{"headless", makeSubject}));
 
 TEST(HeadlessView, AViewStandsInOnePlaceAndNeverInItself) {
     const auto window = VKTHeadlessView::windowWithFrame({0, 0, 100, 100});
