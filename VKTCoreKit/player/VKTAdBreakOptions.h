@@ -14,6 +14,7 @@
 #include "VKTCoreKit/tracking/VKTEventURL.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 #include "VKTCoreKit/vast/VKTVASTManagerConfig.h"
+#include "VKTCoreKit/vast/VKTVASTManagerProtocols.h"
 #include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
 
 /// Error pixels that the problems of one break may call while it is resolved. Further ones are left out, with
@@ -64,6 +65,10 @@ struct VKTAdBreakOptions {
     /// Asked of each ad before it is judged, on a thread of the library's: nothing to have it. None when
     /// empty.
     std::function<std::optional<VKTAdRefusal>(const VKTVASTAd& ad)> refusal;
+
+    /// Hears everything that the VAST manager tells while the break is resolved, on the manager's threads,
+    /// but is not asked for macros: for who shows each document. Null for nobody.
+    std::shared_ptr<VKTVASTManagerDelegate> resolvingDelegate;
 
     /// From `VKTMediaPlayer::load` to `mediaIsReady`: then the ad has failed with code 402.
     VKTTimeInterval loadTimeout{10};

@@ -78,6 +78,9 @@ class VKTAdBreakPlayer {
     /// Of the current ad; null when it is not measured.
     [[nodiscard]] std::shared_ptr<VKTOpenMeasurementAdSession> measurementSession() const;
 
+    /// The verification scripts of the current ad, in their order. Those without a URL do not run.
+    [[nodiscard]] const VKTOpenMeasurementManager::Scripts& measurementScripts() const;
+
   private:
     class Break;
 

@@ -7,6 +7,7 @@
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
 
 // The time for everything. Any thread.
 class VKTAdBreakResolver::Budget {
@@ -120,8 +121,8 @@ struct ConvertedAd : VKTConsumableVideoAd {
 std::shared_ptr<VKTVASTMediaFile> mediaFileOf(const VKTVASTCreativeLinear& creative,
                                               const VKTAdBreakOptions& options) {
     if (options.mediaProfile) return options.mediaProfile->mediaFileOf(creative, options.networkAccessType);
-    return VKTVASTMediaFileSelector::initWithMinBitrate(
-               0, VKTVASTDefaultMaximumBitrate, creative.mediaFiles(), options.networkAccessType)
+    return VKTVASTMediaFileSelector::initWithMinBitrate(0, VKTVASTDefaultMaximumBitrate,
+                                                        creative.mediaFiles(), options.networkAccessType)
         .mediaFile();
 }
 
@@ -207,7 +208,10 @@ VKTVASTManagerResponse VKTAdBreakResolver::ask(bool dueToAdFailure) {
 
 VKTAdBreakAd VKTAdBreakResolver::verdictOn(const VKTVASTManagerResponse& response) const {
     VKTAdBreakAd verdict{static_cast<const ConvertedAd&>(*response.ad).ad, nullptr, nullptr, {}, {}};
-    if (auto refusal = options_.refusal ? options_.refusal(*verdict.ad) : std::nullopt) {
+    std::optional<VKTAdRefusal> refusal;
+    if (options_.refusal)
+        vkt_callGuarded("VKTAdBreakOptions::refusal", [&] { refusal = options_.refusal(*verdict.ad); });
+    if (refusal) {
         verdict.failure = std::move(refusal->error);
         verdict.problem = std::move(refusal->problem);
         return verdict;

@@ -7,6 +7,7 @@
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/tracking/VKTPixelObservers.h"
 
 struct VKTPixelManager::Worker {
     Worker(std::shared_ptr<VKTPixelStore> thePixelStore, std::shared_ptr<VKTURLSession> theURLSession)
@@ -34,27 +35,14 @@ struct VKTPixelManager::Worker {
             "call for pixels tries again. Raise the limit of threads or memory, or start fewer.");
     }
 
-    void setObserver(const std::shared_ptr<VKTPixelObserver>& theObserver) {
-        VKTLock lock(mutex);
-        observer = theObserver;
-        hasObserver = theObserver != nullptr;
-    }
-
     template <typename... Parameters, typename... Arguments>
     void tell(void (VKTPixelObserver::*what)(Parameters...), const Arguments&... arguments) const {
-        if (!hasObserver) return;
-        std::shared_ptr<VKTPixelObserver> listener;
-        {
-            VKTLock lock(mutex);
-            listener = observer.lock();
-        }
-        if (!listener) return;
-        vkt_callGuarded("the observer of a VKTPixelManager", [&] { ((*listener).*what)(arguments...); });
+        observers.tell(what, arguments...);
     }
 
     bool add(const std::shared_ptr<VKTPixel>& pixel) const {
         if (!pixel) return false;
-        const bool isAdded = hasObserver ? tellAndAdd(pixel) : pixelStore->addPixel(pixel);
+        const bool isAdded = observers.isEmpty() ? pixelStore->addPixel(pixel) : tellAndAdd(pixel);
         if (!isAdded) tell(&VKTPixelObserver::pixelFolded, pixel);
         return isAdded;
     }
@@ -110,7 +98,7 @@ struct VKTPixelManager::Worker {
 
     void noteRefusal(const std::shared_ptr<VKTPixel>& pixel, const VKTURLSessionResponse& response) const {
         VKTLog::sharedInstance()->logDebugWithFormat("Can't send pixel '%@'!", pixel->url().absoluteString());
-        if (!hasObserver) return;
+        if (observers.isEmpty()) return;
         const bool isTriedAgain =
             !VKTPixelStore::isPixelObsolete(*pixel) && pixelStore->isPixelInStore(*pixel);
         tell(&VKTPixelObserver::pixelRefused, pixel, response, isTriedAgain);
@@ -142,9 +130,8 @@ struct VKTPixelManager::Worker {
     const std::shared_ptr<VKTHTTPCanceller> canceller = std::make_shared<VKTHTTPCanceller>();
     std::atomic<bool> isStopped = false;
     std::atomic<bool> hasWarnedOfNoThread = false;
-    std::atomic<bool> hasObserver = false;
+    mutable VKTPixelObservers observers;
     mutable VKTMutex mutex;
-    std::weak_ptr<VKTPixelObserver> observer VKT_GUARDED_BY(mutex);
     mutable std::set<std::uint32_t> IDsBeingAdded VKT_GUARDED_BY(mutex);  // told of, and not in the store yet
     std::size_t waitingPasses VKT_GUARDED_BY(mutex) = 0;                  // without a handler
 };
@@ -207,7 +194,15 @@ void VKTPixelManager::savePixels() const {
 }
 
 void VKTPixelManager::setObserver(const std::shared_ptr<VKTPixelObserver>& observer) {
-    worker_->setObserver(observer);
+    worker_->observers.set(observer);
+}
+
+void VKTPixelManager::addObserver(const std::shared_ptr<VKTPixelObserver>& observer) {
+    worker_->observers.add(observer);
+}
+
+void VKTPixelManager::removeObserver(const std::shared_ptr<VKTPixelObserver>& observer) {
+    worker_->observers.remove(observer);
 }
 
 void VKTPixelManager::tellObserver(const VKTPixelURLFailure& failure) const {

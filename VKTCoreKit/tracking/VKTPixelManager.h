@@ -35,7 +35,7 @@ inline constexpr std::size_t VKTPixelWaitingPassLimit = 32;
 ///         void pixelRefused(const std::shared_ptr<VKTPixel>& pixel, const VKTURLSessionResponse& response,
 ///                           bool isTriedAgain) override { ... pixel->origin(), pixel->ID(), ... }
 ///     };
-///     manager->setObserver(outcomes);  // before the first pixel is added; keep `outcomes`
+///     manager->addObserver(outcomes);  // before the first pixel is added; keep `outcomes`
 /// - Never added: its event has fired before (`pixelURLFailed`), or the document has none of that name.
 ///   `VKTVASTPixelManager` returns the pixels that it made, and
 ///   `trackingEventManagerDidTrackEventWithPixels` names those of an event.
@@ -82,10 +82,17 @@ class VKTPixelManager {
     void callPixels() { callPixelsWithCompletionHandler(nullptr); }
     void callPixelsWithCompletionHandler(CompletionHandler completionHandler);
 
-    /// Held weakly, one at a time; null for none. A call to the earlier one may outlast this.
+    /// The application's observer, one at a time; null for none. Observers are held weakly, and each hears
+    /// everything, in the order in which they were given.
     void setObserver(const std::shared_ptr<VKTPixelObserver>& observer);
 
-    /// For who makes pixels of URLs.
+    /// Beside that one and the others: for each ad break its own, say. Who is there already hears once, as
+    /// does who is set and added; who is set stays so when it is removed here. A call that has begun on
+    /// another thread may outlast the removal; no other begins. Null does nothing.
+    void addObserver(const std::shared_ptr<VKTPixelObserver>& observer);
+    void removeObserver(const std::shared_ptr<VKTPixelObserver>& observer);
+
+    /// All of them. For who makes pixels of URLs.
     void tellObserver(const VKTPixelURLFailure& failure) const;
 
     [[nodiscard]] VKTPixels allPixels() const { return pixelStore()->allPixels(); }

@@ -34,8 +34,10 @@ struct VKTPixelURLFailure {
 ///
 /// Threads: "tried" to "expired" come on the manager's worker, one at a time, and no pixel is sent while one
 /// of them runs; "added", "folded" and URLs on the thread that adds; the others on either. No lock is held.
-/// It may call the manager back, give it another observer or let go of it, but must not wait for a pass. What
-/// it throws is dropped with a line in the log.
+/// It may call the manager back, give it another observer, take one from it, or let go of it, but must not
+/// wait for a pass. An observer that is given inside a call hears from the next call on; one that is taken
+/// there and has not had that call does not get it. What it throws is dropped with a line in the log, and the
+/// others hear all the same.
 class VKTPixelObserver {
   public:
     virtual ~VKTPixelObserver() = default;

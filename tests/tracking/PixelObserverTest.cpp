@@ -1,6 +1,7 @@
 #include "VKTCoreKit/tracking/VKTPixelObserver.h"
 
 #include <atomic>
+#include <functional>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -258,6 +259,76 @@ TEST_F(PixelObserver, IsHeldWeaklyAndMayThrow) {
     EXPECT_TRUE(pixelManager->allPixels().empty());
 }
 
+// Writes its letter for each pixel that is added; the first time it does something else besides.
+struct Lettered : VKTPixelObserver {
+    Lettered(char theLetter, std::string& theHeard) : letter(theLetter), heard(theHeard) {}
+    void pixelAdded(const std::shared_ptr<VKTPixel>& /*pixel*/) override {
+        heard += letter;
+        if (const auto once = std::exchange(doOnce, nullptr)) once();
+    }
+    const char letter;
+    std::string& heard;
+    std::function<void()> doOnce;
+};
+
+TEST_F(PixelObserver, SeveralHearInTheirOrderWhateverOneOfThemDoes) {
+    std::string letters;
+    std::shared_ptr<Lettered> a, b, c, d;  // a is set, b and c are added
+    const struct {
+        const char* name;
+        std::function<void()> actionOfB;
+        std::string heardThen;  // of this pixel
+        std::string heardNext;  // of another
+    } rows[] = {
+        {"nothing", nullptr, "abc", "abc"},
+        {"throws", [] { throw std::runtime_error("of b"); }, "abc", "abc"},
+        {"adds d", [&] { pixelManager->addObserver(d); }, "abc", "abcd"},
+        {"adds null", [&] { pixelManager->addObserver(nullptr); }, "abc", "abc"},
+        {"adds itself again", [&] { pixelManager->addObserver(b); }, "abc", "abc"},
+        {"adds the set one", [&] { pixelManager->addObserver(a); }, "abc", "abc"},
+        {"sets d", [&] { pixelManager->setObserver(d); }, "abc", "bcd"},
+        {"sets none", [&] { pixelManager->setObserver(nullptr); }, "abc", "bc"},
+        {"sets an added one", [&] { pixelManager->setObserver(c); }, "abc", "bc"},
+        {"removes itself", [&] { pixelManager->removeObserver(b); }, "abc", "ac"},
+        {"removes one before it is told", [&] { pixelManager->removeObserver(c); }, "ab", "ab"},
+        {"removes the set one", [&] { pixelManager->removeObserver(a); }, "abc", "abc"},
+        {"removes one that is not there", [&] { pixelManager->removeObserver(d); }, "abc", "abc"},
+        {"lets go of one", [&] { c.reset(); }, "ab", "ab"},
+        {"lets go of itself", [&] { b.reset(); }, "abc", "ac"},
+        {"lets go of the manager", [&] { pixelManager.reset(); }, "abc", ""},
+    };
+    for (const auto& row : rows) {
+        int letter = 'a';
+        for (auto* each : {&a, &b, &c, &d})
+            *each = std::make_shared<Lettered>(static_cast<char>(letter++), letters);
+        pixelManager->setObserver(a);
+        pixelManager->addObserver(b);
+        pixelManager->addObserver(c);
+        b->doOnce = row.actionOfB;
+        pixelManager->addPixel(pixelOf("p"));
+        EXPECT_EQ(std::exchange(letters, ""), row.heardThen) << row.name;
+        if (pixelManager) pixelManager->addPixel(pixelOf("p"));
+        EXPECT_EQ(std::exchange(letters, ""), row.heardNext) << row.name;
+    }
+}
+
+TEST_F(PixelObserver, ThoseThatAreGoneAreForgottenWithNoLockHeld) {
+    std::size_t forgotten = 0;
+    // Ends with the last weak reference to its observer.
+    const auto ofApplication = [&](VKTPixelObserver* /*deleter*/) {
+        pixelManager->setObserver(nullptr);
+        ++forgotten;
+    };
+    constexpr std::size_t breaks = 300;
+    for (std::size_t i = 0; i < breaks; ++i) {
+        const std::shared_ptr<VKTPixelObserver> mark(nullptr, ofApplication);
+        pixelManager->addObserver({new Recorder, [mark](VKTPixelObserver* observer) { delete observer; }});
+        EXPECT_GE(forgotten + 1, i);
+    }
+    pixelManager->addPixel(pixelOf("p"));
+    EXPECT_EQ(forgotten, breaks);
+}
+
 // Over threads, as in a player.
 class PixelObserverThreads : public testing::Test {
   protected:
@@ -277,7 +348,7 @@ class PixelObserverThreads : public testing::Test {
     std::optional<VKTScopedPlatform> scope_;
 };
 
-TEST_F(PixelObserverThreads, AnotherMayBeSetWhilePassesRun) {
+TEST_F(PixelObserverThreads, OthersMayComeAndGoWhilePassesRun) {
     test_.HTTPSession->setHandler([](const auto&) { return VKTFakeHTTPAnswer::withStatus(200); });
     const auto manager = managerOver(test_.HTTPSession);
     // Each delivery of a "first" adds a "second".
@@ -291,13 +362,25 @@ TEST_F(PixelObserverThreads, AnotherMayBeSetWhilePassesRun) {
         VKTPixelManager* manager = nullptr;
         std::atomic<std::size_t> added = 0;
     };
+    struct Counting : VKTPixelObserver {
+        void pixelDelivered(const std::shared_ptr<VKTPixel>&, const VKTURLSessionResponse&) override {
+            ++delivered;
+        }
+        std::size_t delivered = 0;
+    };
+    const auto staying = std::make_shared<Counting>();
+    manager->addObserver(staying);
     const auto adding = std::make_shared<Adding>();
     adding->manager = manager.get();
     std::atomic<bool> isOver = false;
     std::thread setter([&] {
         while (!isOver) {
+            const auto passing = std::make_shared<Recorder>();
+            manager->addObserver(passing);
             manager->setObserver(adding);
+            manager->removeObserver(passing);
             manager->setObserver(std::make_shared<Recorder>());
+            manager->addObserver(std::make_shared<Recorder>());
         }
         manager->setObserver(nullptr);
     });
@@ -317,6 +400,7 @@ TEST_F(PixelObserverThreads, AnotherMayBeSetWhilePassesRun) {
     waitForPass();
     EXPECT_TRUE(manager->allPixels().empty());
     EXPECT_EQ(test_.HTTPSession->requests().size(), count + adding->added);
+    EXPECT_EQ(staying->delivered, count + adding->added);
 }
 
 TEST_F(PixelObserverThreads, OfTwoPixelsWithOneIDThatAreAddedAtOnceOneIsAdded) {

@@ -1,0 +1,165 @@
+#include "VKTCoreKit/player/VKTAdTracking.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "VKTCoreKit/platform/VKTGuardedCall.h"
+
+namespace {
+
+constexpr std::size_t quartileCount = 4;  // the end included
+
+bool isPlaced(const VKTVASTTrackingEvent& event) {
+    return event.eventOffset() >= 0;
+}
+
+}  // namespace
+
+VKTAdTracking::VKTAdTracking(VKTAdBreakAd ad, const VKTAdBreakOptions& options,
+                             std::shared_ptr<VKTVASTPixelManager> pixels,
+                             std::shared_ptr<VKTAdViewability> viewability, std::shared_ptr<Session> session,
+                             EventHandler onEvent)
+    : ad_(std::move(ad)),
+      options_(options),
+      pixels_(std::move(pixels)),
+      viewability_(std::move(viewability)),
+      session_(std::move(session)),
+      onEvent_(std::move(onEvent)) {}
+
+void VKTAdTracking::begin(const VKTAdBeginning& beginning) {
+    duration_ = beginning.duration;
+    volume_ = beginning.volume;
+    video_ = managerOf(*VKTVASTTrackingEventFactory::initWithVASTTrackingEvents(
+        ad_.creative->trackingEvents(), duration_.value_or(0)));
+    callPixels(ad_.ad->impressions(), "impression");
+    track(VKTVideoEventCreativeView);
+    track(VKTVideoEventLoaded);
+    measure(&Session::loadedOccurredWithVASTProperties,
+            VKTOpenMeasurementVASTProperties::initWithSkipOffset(beginning.skipOffset.value_or(-1), true));
+    measure(&Session::impressionOccurred);
+    measureStart();
+    if (!isOver_) viewability_->start();
+    if (!duration_) track(VKTVideoEventStart);
+    progressTo(0);
+}
+
+std::shared_ptr<VKTVideoTrackingEventManager> VKTAdTracking::managerOf(
+    const VKTVASTTrackingEventFactory& events) {
+    return VKTVideoTrackingEventManager::initWithEventFactory(events, pixels_->macros(), shared_from_this(),
+                                                              pixels_->pixelManager());
+}
+
+// What the first factory could place stays with the first manager, which has tracked some of it.
+void VKTAdTracking::durationBecameKnown(double duration) {
+    duration_ = duration;
+    VKTVASTTrackingEventFactory::VASTTrackingEvents unplaced;
+    for (const auto& event : ad_.creative->trackingEvents()) {
+        if (!isPlaced(*event)) unplaced.push_back(event);
+    }
+    lateVideo_ = managerOf(*VKTVASTTrackingEventFactory::initWithVASTTrackingEvents(unplaced, duration));
+    measureStart();
+}
+
+void VKTAdTracking::progressTo(double position) {
+    progressOn(video_, position);
+    progressOn(lateVideo_, position);
+    measureQuartilesAt(position);
+}
+
+void VKTAdTracking::progressOn(const std::shared_ptr<VKTVideoTrackingEventManager>& manager,
+                               double position) {
+    if (manager && !isOver_)
+        manager->playbackProgressedToTime(position, options_.variables, macrosOfTheMoment());
+}
+
+void VKTAdTracking::pause() {
+    track(VKTVideoEventPause);
+    measure(&Session::videoEventPauseOccurred);
+    viewability_->stop();
+}
+
+void VKTAdTracking::resume() {
+    track(VKTVideoEventResume);
+    measure(&Session::videoEventResumeOccurred);
+    viewability_->start();
+}
+
+void VKTAdTracking::volumeChanged(double volume, bool isMuteChanged) {
+    volume_ = volume;
+    if (isMuteChanged) track(volume > 0 ? VKTVideoEventUnmute : VKTVideoEventMute);
+    measure(&Session::videoEventVolumeChangeOccurred, volume);
+}
+
+void VKTAdTracking::setFullscreen(bool isFullscreen) {
+    track(isFullscreen ? VKTVideoEventFullscreen : VKTVideoEventExitFullscreen);
+    measure(isFullscreen ? &Session::videoEventEnterFullscreen : &Session::videoEventExitFullscreen);
+}
+
+void VKTAdTracking::click() {
+    track(VKTVideoEventClick);
+    measure(&Session::videoEventUserInteraction);
+    callPixels(ad_.creative->clickTracking(), "clickTracking");
+}
+
+void VKTAdTracking::skip() {
+    track(VKTVideoEventSkip);
+    measure(&Session::videoEventSkipped);
+}
+
+void VKTAdTracking::track(VKTVideoEvent event) {
+    trackOn(*video_, event);
+}
+
+void VKTAdTracking::trackOn(VKTVideoTrackingEventManager& manager, VKTVideoEvent event) {
+    if (!isOver_) manager.trackVideoEvent(event, options_.variables, macrosOfTheMoment());
+}
+
+void VKTAdTracking::complete(double position) {
+    if (!duration_ && position > 0) durationBecameKnown(position);
+    progressTo(position);
+    constexpr std::array names{VKTVideoEventFirstQuartile, VKTVideoEventMidpoint, VKTVideoEventThirdQuartile,
+                               VKTVideoEventComplete};
+    const std::size_t first = duration_ ? quartiles_ : quartileCount - 1;
+    for (std::size_t quartile = first; quartile < quartileCount; ++quartile)
+        trackOn(lateVideo_ ? *lateVideo_ : *video_, names.at(quartile));
+    if (duration_) measureQuartilesAt(*duration_);
+}
+
+void VKTAdTracking::fail(const VKTVASTError& error) {
+    if (ad_.ad->errorPixels().empty() || error.VASTCode() == -1) return;
+    onEvent_("error", pixels_->callVASTErrorPixels(ad_.ad->errorPixels(), error.VASTCode()));
+}
+
+void VKTAdTracking::end() {
+    if (hasBegun()) viewability_->end();
+    measure(&Session::finish);
+    isOver_ = true;
+}
+
+void VKTAdTracking::callPixels(const std::vector<VKTVASTURL>& URLs, const char* event) {
+    if (!URLs.empty() && !isOver_) onEvent_(event, pixels_->callVASTPixels(URLs, macrosOfTheMoment(), event));
+}
+
+void VKTAdTracking::measureStart() {
+    if (duration_) measure(&Session::videoEventStartOccurredWithDuration, *duration_, volume_);
+}
+
+void VKTAdTracking::measureQuartilesAt(double position) {
+    if (!duration_) return;
+    constexpr std::array quartiles{
+        &Session::videoEventFirstQuartileOccurred, &Session::videoEventMidpointOccurred,
+        &Session::videoEventThirdQuartileOccurred, &Session::videoEventCompleteOccurred};
+    const auto reached =
+        static_cast<std::size_t>(std::clamp(quartileCount * position / *duration_, 0.0, 4.0));
+    while (quartiles_ < reached)
+        measure(quartiles.at(quartiles_++));
+}
+
+VKTReplacements VKTAdTracking::macrosOfTheMoment() const {
+    VKTReplacements macros;
+    if (options_.macrosOfTheMoment)
+        vkt_callGuarded("VKTAdBreakOptions::macrosOfTheMoment",
+                        [&] { macros = options_.macrosOfTheMoment(); });
+    return macros;
+}
