@@ -274,12 +274,13 @@ struct Lettered : VKTPixelObserver {
 TEST_F(PixelObserver, SeveralHearInTheirOrderWhateverOneOfThemDoes) {
     std::string letters;
     std::shared_ptr<Lettered> a, b, c, d;  // a is set, b and c are added
-    const struct {
+    struct Row {
         const char* name;
         std::function<void()> actionOfB;
         std::string heardThen;  // of this pixel
         std::string heardNext;  // of another
-    } rows[] = {
+    };
+    const std::vector<Row> rows{
         {"nothing", nullptr, "abc", "abc"},
         {"throws", [] { throw std::runtime_error("of b"); }, "abc", "abc"},
         {"adds d", [&] { pixelManager->addObserver(d); }, "abc", "abcd"},
@@ -293,6 +294,8 @@ TEST_F(PixelObserver, SeveralHearInTheirOrderWhateverOneOfThemDoes) {
         {"removes one before it is told", [&] { pixelManager->removeObserver(c); }, "ab", "ab"},
         {"removes the set one", [&] { pixelManager->removeObserver(a); }, "abc", "abc"},
         {"removes one that is not there", [&] { pixelManager->removeObserver(d); }, "abc", "abc"},
+        {"adds d in place of c", [&] { pixelManager->removeObserver(c), pixelManager->addObserver(d); }, "ab",
+         "abd"},
         {"lets go of one", [&] { c.reset(); }, "ab", "ab"},
         {"lets go of itself", [&] { b.reset(); }, "abc", "ac"},
         {"lets go of the manager", [&] { pixelManager.reset(); }, "abc", ""},
