@@ -127,6 +127,7 @@ TEST(GLibRunLoop, ATaskMayDestroyItAndEndsItsRun) {
     VKTRunLoop& running = *loop;
     running.post([&log, &loop, held] {
         loop.reset();
+        EXPECT_EQ(held.use_count(), 2) << "the other task is dropped at once";
         log += 'a';
     });
     running.post([&log, held] { log += 'x'; });
