@@ -88,16 +88,20 @@ TEST(GLibRunLoop, BelongsToTheThreadOfTheApplicationWhichAloneRunsIt) {
     VKTRecordedLog log;
     const ApplicationThread application;
     const auto loop = vkt_makeGLibRunLoop(application.context());
-    std::latch hasRun(1);
+    std::latch isInTask(1);
+    std::latch mayEnd(1);
     loop->post([&] {
         EXPECT_TRUE(loop->isCurrentThread());
-        hasRun.count_down();
+        isInTask.count_down();
+        mayEnd.wait();
     });
-    hasRun.wait();
+    isInTask.wait();
+    loop->post([&] { EXPECT_TRUE(loop->isCurrentThread()); });
     EXPECT_FALSE(loop->isCurrentThread());
     loop->run();
     EXPECT_EQ(loop->drain(), 0U);
     EXPECT_FALSE(loop->runUntil([] { return false; }, 1h));
+    mayEnd.count_down();
     const auto lines = log.take();
     EXPECT_EQ(lines.size(), 3U);
     EXPECT_NE(lines.front().find("another thread runs the context"), std::string::npos) << lines.front();

@@ -28,9 +28,9 @@ class VKTViewContract : public testing::TestWithParam<VKTViewMaker> {
 };
 
 TEST_P(VKTViewContract, HasItsFrameInItsSuperviewAndItsBoundsInItself) {
-    EXPECT_EQ(subject_.window->bounds(), VKTRect(0, 0, 640, 360));
-    EXPECT_EQ(subject_.view->frame(), VKTRect(10, 20, 300, 200));
-    EXPECT_EQ(subject_.view->bounds(), VKTRect(0, 0, 300, 200));
+    EXPECT_EQ(subject_.window->bounds(), (VKTRect{0, 0, 640, 360}));
+    EXPECT_EQ(subject_.view->frame(), (VKTRect{10, 20, 300, 200}));
+    EXPECT_EQ(subject_.view->bounds(), (VKTRect{0, 0, 300, 200}));
     EXPECT_EQ(subject_.inner->convertPointToView({1, 1}, *subject_.window), (VKTPoint{15, 26}));
     EXPECT_EQ(subject_.window->convertPointToView({15, 26}, *subject_.inner), (VKTPoint{1, 1}));
 }
