@@ -5,9 +5,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "VKTCoreKit/vast/VKTVASTAd.h"
 #include "VKTCoreKit/vast/VKTVASTError.h"
+#include "VKTCoreKit/vast/VKTVASTModel.h"
 
 /// An ad that a break comes to, and whether it can be played: one of its linear creatives has a media file
 /// that suits the options. A value; any thread.
@@ -19,6 +21,17 @@ struct VKTAdBreakAd {
     std::string problem;  ///< half a sentence: why it is not playable; empty when it is
 
     [[nodiscard]] bool isPlayable() const { return creative != nullptr; }
+};
+
+/// What a document has led to.
+struct VKTAdBreakResolution {
+    std::shared_ptr<VKTVASTModel> model;  ///< of the document; null when it could not be read
+    std::vector<VKTAdBreakAd> ads;        ///< in their order, playable or not
+    std::optional<VKTError> end;          ///< why there are no more
+    bool hasRunOutOfTime = false;
+
+    /// Error pixels beyond VKTAdBreakErrorPixelLimit were left out.
+    bool isErrorPixelLimitReached = false;
 };
 
 enum VKTAdEndKind : std::uint8_t {

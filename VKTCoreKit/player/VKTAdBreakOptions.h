@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManager.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/player/VKTAdBreakAd.h"

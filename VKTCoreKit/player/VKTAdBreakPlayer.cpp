@@ -129,8 +129,7 @@ class VKTAdBreakPlayer::Break : public VKTAdBreakWorkerDelegate,
         if (!isOver_) tell(&VKTAdBreakPlayerDelegate::adBreakPlayerDidDropElement, path, reason);
     }
     void workerDidFindAd(const VKTAdBreakAd& ad) override;
-    void workerDidEnd(const std::shared_ptr<VKTVASTModel>& model,
-                      const std::optional<VKTError>& error) override;
+    void workerDidEnd(const VKTAdBreakResolution& resolution) override;
     void workerDidFindPassbacks(const std::vector<VKTAdBreakAd>& ads) override;
 
     void playbackDidStart() override {
@@ -183,7 +182,6 @@ class VKTAdBreakPlayer::Break : public VKTAdBreakWorkerDelegate,
     std::unordered_set<std::shared_ptr<VKTPixel>> pixels_;  // the break's own whose fate is open
 
     std::unique_ptr<VKTAdBreakWorker> worker_;  // null before the start, and after the end
-    std::vector<VKTAdBreakAd> resolvedAds_;
     std::deque<VKTAdBreakAd> queue_;
     bool isStarted_ = false;
     bool isResolved_ = false;
@@ -250,20 +248,21 @@ void VKTAdBreakPlayer::Break::workerDidEncounterError(const VKTVASTError& error,
 
 void VKTAdBreakPlayer::Break::workerDidFindAd(const VKTAdBreakAd& ad) {
     if (isOver_) return;
-    resolvedAds_.push_back(ad);
     queue_.push_back(ad);
     advance();
 }
 
-void VKTAdBreakPlayer::Break::workerDidEnd(const std::shared_ptr<VKTVASTModel>& model,
-                                           const std::optional<VKTError>& error) {
+void VKTAdBreakPlayer::Break::workerDidEnd(const VKTAdBreakResolution& resolution) {
     if (isOver_) return;
     isResolved_ = true;
-    end_.error = error;
+    end_.error = resolution.end;
     // An answer without ads may name pixels that hear of it.
-    if (model) callErrorPixels(model->errorPixels(), VKTVASTError::VAST_WRAPPER_ERROR_NOT_VAST_RESPONSE());
-    if (!isOver_) tell(&VKTAdBreakPlayerDelegate::adBreakPlayerDidResolve, std::exchange(resolvedAds_, {}));
-    if (!model) return end(VKTAdBreakFailed);
+    if (resolution.model) {
+        callErrorPixels(resolution.model->errorPixels(),
+                        VKTVASTError::VAST_WRAPPER_ERROR_NOT_VAST_RESPONSE());
+    }
+    if (!isOver_) tell(&VKTAdBreakPlayerDelegate::adBreakPlayerDidResolve, resolution);
+    if (!resolution.model) return end(VKTAdBreakFailed);
     advance();
 }
 
@@ -305,6 +304,7 @@ void VKTAdBreakPlayer::Break::present(const VKTAdBreakAd& ad) {
 }
 
 void VKTAdBreakPlayer::Break::play(const VKTAdBreakAd& ad) {
+    if (session_) session_->start();
     const auto onEvent = [weak = weak_from_this()](const std::string& event, const VKTPixels& pixels) {
         if (const auto self = weak.lock()) self->tracked(event, pixels);
     };
@@ -326,7 +326,6 @@ void VKTAdBreakPlayer::Break::openMeasurement(const VKTVASTAd& ad) {
                  [](const auto& script) { return script.javascriptResourceURL.has_value(); });
     if (usable.empty()) return;
     session_ = manager->sessionWithView(view_, true, usable);
-    if (session_) session_->start();
 }
 
 void VKTAdBreakPlayer::Break::playbackDidEnd(const VKTAdEnd& end) {
@@ -414,39 +413,39 @@ VKTAdBreakPlayer::~VKTAdBreakPlayer() {
 }
 
 void VKTAdBreakPlayer::startWithURL(const VKTURL& url) {
-    break_->start(std::nullopt, url);
+    hold()->start(std::nullopt, url);
 }
 
 void VKTAdBreakPlayer::startWithXML(std::string xml, const std::optional<VKTURL>& url) {
-    break_->start(std::move(xml), url);
+    hold()->start(std::move(xml), url);
 }
 
 void VKTAdBreakPlayer::pause() {
-    break_->ask(&VKTAdPlayback::pause);
+    hold()->ask(&VKTAdPlayback::pause);
 }
 
 void VKTAdBreakPlayer::resume() {
-    break_->ask(&VKTAdPlayback::resume);
+    hold()->ask(&VKTAdPlayback::resume);
 }
 
 void VKTAdBreakPlayer::setVolume(double volume) {
-    break_->setVolume(volume);
+    hold()->setVolume(volume);
 }
 
 void VKTAdBreakPlayer::setMuted(bool isMuted) {
-    break_->applyVolume(isMuted);
+    hold()->applyVolume(isMuted);
 }
 
 void VKTAdBreakPlayer::setFullscreen(bool isFullscreen) {
-    break_->setFullscreen(isFullscreen);
+    hold()->setFullscreen(isFullscreen);
 }
 
 void VKTAdBreakPlayer::click() {
-    break_->click();
+    hold()->click();
 }
 
 bool VKTAdBreakPlayer::skip() {
-    return break_->skip();
+    return hold()->skip();
 }
 
 bool VKTAdBreakPlayer::canSkip() const {
@@ -454,11 +453,11 @@ bool VKTAdBreakPlayer::canSkip() const {
 }
 
 void VKTAdBreakPlayer::trackVideoEvent(VKTVideoEvent event) {
-    break_->ask(&VKTAdPlayback::track, event);
+    hold()->ask(&VKTAdPlayback::track, event);
 }
 
 void VKTAdBreakPlayer::cancel() {
-    break_->cancel();
+    hold()->cancel();
 }
 
 std::optional<VKTAdBreakAd> VKTAdBreakPlayer::currentAd() const {

@@ -86,5 +86,8 @@ class VKTAdBreakPlayer {
 
     explicit VKTAdBreakPlayer(std::shared_ptr<Break> theBreak);
 
+    /// For the time of a call, since the delegate may let go of this object inside it.
+    [[nodiscard]] std::shared_ptr<Break> hold() const { return break_; }
+
     const std::shared_ptr<Break> break_;
 };

@@ -33,14 +33,14 @@ class VKTAdBreakPlayerDelegate {
   public:
     virtual ~VKTAdBreakPlayerDelegate() = default;
 
-    /// All documents have been read; these are the ads in their order, playable or not. An ad that fails
-    /// while it is played may be followed by a passback that is not among them. Not told of a break that
-    /// is cancelled before.
+    /// All documents have been read. An ad that fails while it is played may be followed by a passback that
+    /// is not among the ads. Not told of a break that is cancelled before.
     virtual void adBreakPlayerDidResolve(VKTAdBreakPlayer& /*player*/,
-                                         const std::vector<VKTAdBreakAd>& /*ads*/) {}
+                                         const VKTAdBreakResolution& /*resolution*/) {}
 
     /// The ad's turn has come: it is loaded next, or, when it is not playable, ends as failed. Its
-    /// measurement session is open (`VKTAdBreakPlayer::measurementSession`), for friendly obstructions.
+    /// measurement session is there and starts next: add friendly obstructions here
+    /// (`VKTAdBreakPlayer::measurementSession`).
     virtual void adBreakPlayerWillStartAd(VKTAdBreakPlayer& /*player*/, const VKTAdBreakAd& /*ad*/) {}
 
     /// Its first picture is seen, and its impression has been tracked.

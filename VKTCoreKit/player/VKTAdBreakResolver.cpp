@@ -89,6 +89,11 @@ class VKTAdBreakResolver::Relay : public VKTVASTManagerDelegate {
         delegate_->vastManagerDidReadDocument(manager, outcome);
     }
 
+    [[nodiscard]] bool isLimitReached() const {
+        const VKTLock lock(mutex_);
+        return isLimitReached_;
+    }
+
     std::optional<VKTError> failure;  // of the first document
 
   private:
@@ -96,7 +101,7 @@ class VKTAdBreakResolver::Relay : public VKTVASTManagerDelegate {
         const VKTLock lock(mutex_);
         const std::size_t allowed = std::min(count, errorPixelsLeft_);
         errorPixelsLeft_ -= allowed;
-        if (allowed < count && !std::exchange(isLimitLogged_, true)) {
+        if (allowed < count && !std::exchange(isLimitReached_, true)) {
             VKTLog::sharedInstance()->logWarning("The problems of an ad break come with more than " +
                                                  std::to_string(VKTAdBreakErrorPixelLimit) +
                                                  " error pixels; the further ones are left out.");
@@ -106,9 +111,9 @@ class VKTAdBreakResolver::Relay : public VKTVASTManagerDelegate {
 
     const VKTReplacements macros_;
     const std::shared_ptr<VKTVASTManagerDelegate> delegate_;
-    VKTMutex mutex_;
+    mutable VKTMutex mutex_;
     std::size_t errorPixelsLeft_ VKT_GUARDED_BY(mutex_) = VKTAdBreakErrorPixelLimit;
-    bool isLimitLogged_ VKT_GUARDED_BY(mutex_) = false;
+    bool isLimitReached_ VKT_GUARDED_BY(mutex_) = false;
 };
 
 namespace {
@@ -163,32 +168,36 @@ std::shared_ptr<VKTAdBreakResolver> VKTAdBreakResolver::initWithOptions(
     return resolver;
 }
 
-bool VKTAdBreakResolver::readWithXML(std::optional<std::string_view> xml, const std::optional<VKTURL>& url) {
+void VKTAdBreakResolver::readWithXML(std::optional<std::string_view> xml, const std::optional<VKTURL>& url) {
     budget_->restart();
     manager_->createAdsStoreWithXML(xml, url, budget_->timeLeft());
-    if (model()) return true;
-    isOver_ = true;
-    end_ = relay_->failure;
-    return false;
+    resolution_.model = manager_->rootVASTModel();
+    if (!resolution_.model) end(relay_->failure);
 }
 
 std::optional<VKTAdBreakAd> VKTAdBreakResolver::nextAd() {
     while (!isOver_) {
         const VKTVASTManagerResponse response = ask(hasFailed_);
         if (response.ad) {
-            VKTAdBreakAd ad = verdictOn(response);
-            hasFailed_ = !ad.isPlayable();
-            return ad;
+            resolution_.ads.push_back(verdictOn(response));
+            hasFailed_ = !resolution_.ads.back().isPlayable();
+            return resolution_.ads.back();
         }
         // When there is no passback for a failed ad, the next main ad has its turn.
         if (hasFailed_ && response.error && response.error->code() != VKTVASTManagerErrorTimeout) {
             hasFailed_ = false;
         } else {
-            isOver_ = true;
-            end_ = response.error;
+            end(response.error);
         }
     }
     return std::nullopt;
+}
+
+void VKTAdBreakResolver::end(const std::optional<VKTError>& error) {
+    isOver_ = true;
+    resolution_.end = error;
+    resolution_.hasRunOutOfTime = budget_->timeLeft() <= VKTTimeInterval::zero();
+    resolution_.isErrorPixelLimitReached = relay_->isLimitReached();
 }
 
 std::optional<VKTAdBreakAd> VKTAdBreakResolver::passbackAd() {
@@ -196,10 +205,6 @@ std::optional<VKTAdBreakAd> VKTAdBreakResolver::passbackAd() {
     const VKTVASTManagerResponse response = ask(true);
     if (!response.ad) return std::nullopt;
     return verdictOn(response);
-}
-
-bool VKTAdBreakResolver::hasRunOutOfTime() const {
-    return budget_->timeLeft() <= VKTTimeInterval::zero();
 }
 
 VKTVASTManagerResponse VKTAdBreakResolver::ask(bool dueToAdFailure) {

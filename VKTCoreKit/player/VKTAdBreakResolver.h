@@ -26,9 +26,9 @@ class VKTAdBreakResolver {
         VKTAdBreakOptions options, const VKTAdBreakServices& services,
         std::shared_ptr<VKTVASTManagerDelegate> delegate);
 
-    /// Once, before any ad is asked for: reads the text, or downloads the URL when there is none. False when
-    /// there is no model; `end` then says why.
-    bool readWithXML(std::optional<std::string_view> xml, const std::optional<VKTURL>& url);
+    /// Once, before any ad is asked for: reads the text, or downloads the URL when there is none. Without a
+    /// model there are no ads.
+    void readWithXML(std::optional<std::string_view> xml, const std::optional<VKTURL>& url);
 
     /// The next ad; after one that is not playable its passback, or else the next. Nothing when there are no
     /// more.
@@ -38,12 +38,8 @@ class VKTAdBreakResolver {
     /// playable. Nothing when there is none: the others go on with `nextAd`.
     std::optional<VKTAdBreakAd> passbackAd();
 
-    /// Why there are no more ads; nothing before.
-    [[nodiscard]] const std::optional<VKTError>& end() const { return end_; }
-    [[nodiscard]] bool hasRunOutOfTime() const;
-
-    /// Null when the document could not be read.
-    [[nodiscard]] const std::shared_ptr<VKTVASTModel>& model() const { return manager_->rootVASTModel(); }
+    /// What has come of it so far; of `passbackAd` nothing.
+    [[nodiscard]] const VKTAdBreakResolution& resolution() const { return resolution_; }
 
     /// Ends what is under way at once; nothing is told any more, and no ad given.
     void cancel() { manager_->cancelImmediately(); }
@@ -57,6 +53,7 @@ class VKTAdBreakResolver {
     explicit VKTAdBreakResolver(VKTAdBreakOptions options) : options_(std::move(options)) {}
 
     VKTVASTManagerResponse ask(bool dueToAdFailure);
+    void end(const std::optional<VKTError>& error);
     [[nodiscard]] VKTAdBreakAd verdictOn(const VKTVASTManagerResponse& response) const;
 
     const VKTAdBreakOptions options_;
@@ -66,5 +63,5 @@ class VKTAdBreakResolver {
     std::shared_ptr<VKTVASTManager> manager_;
     bool hasFailed_ = false;  // the last ad
     bool isOver_ = false;
-    std::optional<VKTError> end_;
+    VKTAdBreakResolution resolution_;
 };

@@ -126,31 +126,25 @@ struct VKTAdBreakWorker::State : std::enable_shared_from_this<State> {
     }
 
     void read() {
-        if (resolver->readWithXML(xml ? std::optional<std::string_view>(*xml) : std::nullopt, url)) {
-            findAd();
-        } else {
-            tellEnd();
-        }
+        resolver->readWithXML(xml ? std::optional<std::string_view>(*xml) : std::nullopt, url);
         xml.reset();
+        findAd();
     }
 
     void findAd() {
         const auto ad = resolver->nextAd();
         if (!ad) return tellEnd();
-        hasFoundAd = true;
         messenger.tell(&VKTAdBreakWorkerDelegate::workerDidFindAd, *ad);
         if (!post(&State::findAd)) tellEnd();
     }
 
     void tellEnd() {
-        const auto& error = resolver->end();
-        const bool isTimeOver =
-            error && error->domain() == VKTVASTErrorDomain && error->code() == VKTVASTManagerErrorTimeout;
-        if (isTimeOver && !hasFoundAd) {
+        const VKTAdBreakResolution& resolution = resolver->resolution();
+        if (resolution.hasRunOutOfTime && resolution.model && resolution.ads.empty()) {
             messenger.tell(&VKTAdBreakWorkerDelegate::workerDidEncounterError,
                            VKTVASTError::KORVO_VAST_ERROR_TOTAL_TIMEOUT(), std::vector<VKTVASTURL>());
         }
-        messenger.tell(&VKTAdBreakWorkerDelegate::workerDidEnd, resolver->model(), error);
+        messenger.tell(&VKTAdBreakWorkerDelegate::workerDidEnd, resolution);
     }
 
     void findPassback() {
@@ -166,7 +160,6 @@ struct VKTAdBreakWorker::State : std::enable_shared_from_this<State> {
     const Messenger messenger;
     std::optional<std::string> xml;
     std::optional<VKTURL> url;
-    bool hasFoundAd = false;
     const std::unique_ptr<VKTSerialQueue> queue;
 };
 

@@ -17,9 +17,8 @@ class VKTAdBreakWorkerDelegate {
     virtual void workerDidDropElement(const std::string& path, const std::string& reason) = 0;
     virtual void workerDidFindAd(const VKTAdBreakAd& ad) = 0;
 
-    /// There are no more ads. The model is null when the document could not be read.
-    virtual void workerDidEnd(const std::shared_ptr<VKTVASTModel>& model,
-                              const std::optional<VKTError>& error) = 0;
+    /// There are no more ads.
+    virtual void workerDidEnd(const VKTAdBreakResolution& resolution) = 0;
 
     /// The answer to `findPassback`: the last is playable, or there is no further passback.
     virtual void workerDidFindPassbacks(const std::vector<VKTAdBreakAd>& ads) = 0;

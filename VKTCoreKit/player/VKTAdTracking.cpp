@@ -10,10 +10,6 @@ namespace {
 
 constexpr std::size_t quartileCount = 4;  // the end included
 
-bool isPlaced(const VKTVASTTrackingEvent& event) {
-    return event.eventOffset() >= 0;
-}
-
 }  // namespace
 
 VKTAdTracking::VKTAdTracking(VKTAdBreakAd ad, const VKTAdBreakOptions& options,
@@ -50,12 +46,12 @@ std::shared_ptr<VKTVideoTrackingEventManager> VKTAdTracking::managerOf(
                                                               pixels_->pixelManager());
 }
 
-// What the first factory could place stays with the first manager, which has tracked some of it.
+// What could be placed before stays with the first manager, which has tracked some of it.
 void VKTAdTracking::durationBecameKnown(double duration) {
     duration_ = duration;
     VKTVASTTrackingEventFactory::VASTTrackingEvents unplaced;
     for (const auto& event : ad_.creative->trackingEvents()) {
-        if (!isPlaced(*event)) unplaced.push_back(event);
+        if (event->eventOffset() < 0 && video_->events().contains(*event)) unplaced.push_back(event);
     }
     lateVideo_ = managerOf(*VKTVASTTrackingEventFactory::initWithVASTTrackingEvents(unplaced, duration));
     measureStart();

@@ -30,6 +30,9 @@ struct VKTMediaProfile {
     [[nodiscard]] std::shared_ptr<VKTVASTMediaFile> mediaFileOf(const VKTVASTCreativeLinear& creative,
                                                                 std::uint32_t networkAccessType) const;
 
+    [[nodiscard]] std::string problemWith(const VKTVASTCreativeLinear& creative,
+                                          std::uint32_t networkAccessType) const;
+
     /// One for each of the creative's media files, in their order.
     [[nodiscard]] std::vector<Verdict> verdictsOn(const VKTVASTCreativeLinear& creative,
                                                   std::uint32_t networkAccessType) const;

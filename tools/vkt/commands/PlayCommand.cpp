@@ -1,5 +1,4 @@
-// vkt play: an embedding player without a screen. The source is resolved on a thread of its own, everything
-// else happens on the main loop, in simulated time.
+// vkt play: an ad break in a player without a screen, in simulated time.
 #include <algorithm>
 #include <iomanip>
 #include <map>
@@ -7,16 +6,18 @@
 #include <sstream>
 #include <utility>
 
+#include "VKTCoreKit/core/VKTTimeUtils.h"
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/platform/VKTHeadlessView.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/testing/VKTSimulatedRunLoop.h"
-#include "VKTCoreKit/tracking/VKTVASTPixelManager.h"
-#include "VKTCoreKit/vast/VKTVASTManager.h"
+#include "VKTCoreKit/player/VKTAdBreakPlayer.h"
 #include "commands/Commands.h"
 #include "commands/OptionChecks.h"
-#include "ground/MediaFileChoice.h"
 #include "ground/Output.h"
 #include "ground/PixelFile.h"
 #include "ground/Text.h"
+#include "playing/SimulatedMediaPlayer.h"
 #include "report/AdReport.h"
 #include "report/AdText.h"
 #include "report/PlayReport.h"
@@ -26,6 +27,8 @@ namespace {
 
 constexpr VKTTimeInterval noTimeLimit{1e9};
 constexpr VKTTimeInterval lastWordLimit{10};  // for scripts to handle the end, and for their requests
+constexpr VKTTimeInterval pauseTime{2};
+constexpr VKTRect screenFrame{0, 0, 1920, 1080};
 constexpr int outcomeColumn = 17;
 constexpr int eventWidth = 13;
 
@@ -39,47 +42,67 @@ std::shared_ptr<VKTSimulatedRunLoop> installSimulatedLoop(double speed) {
     return loop;
 }
 
-class PlayRun {
+class PlayRun : public VKTAdBreakPlayerDelegate, public std::enable_shared_from_this<PlayRun> {
   public:
     PlayRun(const PlayOptions& options, std::shared_ptr<VKTPixelStoreProviderProtocol> pixelProvider)
         : options_(options),
+          resolving_(options.resolve),
           loop_(installSimulatedLoop(options.speed)),
           screen_(options.resolve.JSON),
           ledger_(std::make_shared<PixelLedger>(
               [this](std::size_t place) { loop_->post([this, place] { showOutcome(place); }); })),
           problems_(*ledger_, screen_) {
         makePixelManager(std::move(pixelProvider));
-        if (options.measure) measurement_ = AdMeasurement::initWithPixelManager(pixelManager_);
+        if (options.measure) scripts_ = ScriptLedger::initWithPixelManager(pixelManager_);
     }
 
     PlayResult run(const Source& source);
 
+    void adBreakPlayerDidResolve(VKTAdBreakPlayer& player, const VKTAdBreakResolution& resolution) override;
+    void adBreakPlayerWillStartAd(VKTAdBreakPlayer& player, const VKTAdBreakAd& ad) override;
+    void adBreakPlayerSkipPossibleFrom(VKTAdBreakPlayer& /*player*/, double seconds) override {
+        skipOffset_ = seconds;
+    }
+    void adBreakPlayerDidProgress(VKTAdBreakPlayer& player, double position,
+                                  std::optional<double> duration) override;
+    void adBreakPlayerDidTrackEvent(VKTAdBreakPlayer& player, const std::string& event,
+                                    const VKTPixels& pixels) override;
+    void adBreakPlayerDidEndAd(VKTAdBreakPlayer& player, const VKTAdBreakAd& ad,
+                               const VKTAdEnd& end) override;
+    void adBreakPlayerDidEnd(VKTAdBreakPlayer& /*player*/, const VKTAdBreakEnd& /*end*/) override {
+        isOver_ = true;
+    }
+
   private:
     void makePixelManager(std::shared_ptr<VKTPixelStoreProviderProtocol> provider);
-    // With macros of its own, since some of them are of the moment.
-    [[nodiscard]] std::shared_ptr<VKTVASTPixelManager> vastPixels() const {
-        return VKTVASTPixelManager::initWithPixelManager(pixelManager_, macrosOf(options_.resolve));
-    }
     void showOutcome(std::size_t place);
-
-    Resolution resolve(const Source& source);
-    void callErrorPixels(const std::vector<VKTVASTURL>& errorPixels, const VKTVASTError& error,
-                         TimelineRecorder& recorder);
-    void callErrorPixelsOfAnswer(const Resolution& resolution);
-    PlayedAd play(const ResolvedAd& ad, std::size_t number, Resolution& resolution);
-    PlayedAd playCreative(const ResolvedAd& ad);
-    PlayedAd fail(const ResolvedAd& ad, Resolution& resolution);
-    void measureToTheEnd();
+    [[nodiscard]] std::vector<SimulatedMediaPlayer::Action> actionsOf(VKTAdBreakPlayer& player,
+                                                                      double duration);
+    void pauseForAWhile(VKTAdBreakPlayer& player);
+    void skip(VKTAdBreakPlayer& player);
+    void announceUnplayable(const VKTAdBreakAd& ad);
+    void prepare(VKTAdBreakPlayer& player, const VKTAdBreakAd& ad);
     bool sendWhatIsLeft();
 
     const PlayOptions& options_;
+    Resolving resolving_;  // before the loop's time is simulated
     const std::shared_ptr<VKTSimulatedRunLoop> loop_;
     PlayScreen screen_;
     const std::shared_ptr<PixelLedger> ledger_;
     TimelineRecorder problems_;
     std::shared_ptr<VKTPixelManager> pixelManager_;
-    std::shared_ptr<AdMeasurement> measurement_;
+    std::shared_ptr<ScriptLedger> scripts_;             // null when the ads are not measured
     std::map<std::size_t, std::string> shownOutcomes_;  // of each pixel; a repeated one is no news
+
+    const std::shared_ptr<SimulatedMediaPlayer> mediaPlayer_ = std::make_shared<SimulatedMediaPlayer>();
+    const std::shared_ptr<VKTHeadlessView> window_ = VKTHeadlessView::windowWithFrame(screenFrame);
+    const std::shared_ptr<VKTHeadlessView> view_ = VKTHeadlessView::initWithFrame(screenFrame);
+    std::unique_ptr<VKTRunLoopTimer> resumeTimer_;
+    std::optional<double> skipOffset_;
+    std::optional<TimelineRecorder> recorder_;  // of the current ad
+    std::chrono::nanoseconds adStart_{0};
+    PlayResult result_;
+    bool isOver_ = false;
 };
 
 void PlayRun::makePixelManager(std::shared_ptr<VKTPixelStoreProviderProtocol> provider) {
@@ -101,72 +124,142 @@ void PlayRun::showOutcome(std::size_t place) {
     screen_.line(line.str());
 }
 
-Resolution PlayRun::resolve(const Source& source) {
-    const ProblemObserver observer = [this](const ReportedError& reported) {
-        loop_->post([this, reported] { callErrorPixels(reported.errorURLs, reported.error, problems_); });
-    };
-    Resolution resolution;
-    bool isResolved = false;
-    const auto queue = VKTPlatform::current().makeSerialQueue();
-    queue->post([&] {
-        resolution = resolveSource(options_.resolve, source, observer);
-        loop_->post([&] { isResolved = true; });
-    });
-    loop_->runUntil([&] { return isResolved; }, noTimeLimit);
-    return resolution;
-}
-
-void PlayRun::callErrorPixels(const std::vector<VKTVASTURL>& errorPixels, const VKTVASTError& error,
-                              TimelineRecorder& recorder) {
-    if (errorPixels.empty() || error.VASTCode() == -1) return;
-    recorder.add(0, "error", vastPixels()->callVASTErrorPixels(errorPixels, error.VASTCode()));
-}
-
-// An answer without ads may name pixels that hear of it.
-void PlayRun::callErrorPixelsOfAnswer(const Resolution& resolution) {
-    if (!resolution.model || resolution.model->errorPixels().empty()) return;
-    callErrorPixels(resolution.model->errorPixels(), VKTVASTError::VAST_WRAPPER_ERROR_NOT_VAST_RESPONSE(),
-                    problems_);
-}
-
-PlayedAd PlayRun::play(const ResolvedAd& ad, std::size_t number, Resolution& resolution) {
-    screen_.line("");
-    screen_.line(std::to_string(number + 1) + ". " + headingOf(*ad.ad));
-    return ad.creative ? playCreative(ad) : fail(ad, resolution);
-}
-
-PlayedAd PlayRun::playCreative(const ResolvedAd& ad) {
-    const auto file = chosenMediaFile(*ad.creative, options_.resolve.networkAccessType);
-    screen_.line("   plays " + file->url->url().absoluteString() + " (" + textOfMediaFile(*file) + ")");
-    const AdPlayerContext context{options_, vastPixels(), *ledger_, screen_, measurement_};
-    const auto player = std::make_shared<AdPlayer>(context, ad.ad, ad.creative);
-    player->prepare();
-    if (measurement_) {
-        loop_->holdUntil([this] { return measurement_->areScriptsLoaded(); },
-                         VKTTimeInterval(options_.resolve.requestTimeout));
+PlayResult PlayRun::run(const Source& source) {
+    VKTAdBreakOptions options = resolving_.options();
+    options.enforcesSkipOffset = false;
+    options.startsWhenResolved = true;
+    VKTAdBreakServices services = resolving_.services();
+    services.mainLoop = loop_;
+    services.pixelManager = pixelManager_;
+    if (scripts_) services.measurement = scripts_->manager();
+    const auto player =
+        VKTAdBreakPlayer::initWithMediaPlayer(mediaPlayer_, view_, shared_from_this(), services, options);
+    if (source.data) {
+        player->startWithXML(*source.data, source.url);
+    } else {
+        player->startWithURL(*source.url);
     }
-    player->start();
-    loop_->runUntil([&] { return player->hasEnded(); }, noTimeLimit);
-    if (!measurement_) return {ad, player->timeline()};
-    measureToTheEnd();
-    return {ad, player->timeline(), measurement_->scripts()};
+    loop_->runUntil([this] { return isOver_; }, noTimeLimit);
+    screen_.line("");
+    result_.arePixelsSaved = sendWhatIsLeft();
+    result_.problems = problems_.timeline();
+    result_.pixels = ledger_->records();
+    return std::move(result_);
 }
 
-void PlayRun::measureToTheEnd() {
-    loop_->holdUntil([this] { return measurement_->isOver(); }, lastWordLimit);
-    for (const std::string& line : linesOfScripts(measurement_->scripts()))
-        screen_.line(line);
+void PlayRun::adBreakPlayerDidResolve(VKTAdBreakPlayer& /*player*/, const VKTAdBreakResolution& resolution) {
+    result_.resolution = resolving_.resolutionOf(resolution);
+    for (const std::string& line : linesOfErrors(result_.resolution.errors))
+        screen_.note(line);
+    screen_.line(titleOf(options_.resolve, result_.resolution) + ", " + countOf(resolution.ads.size(), "ad"));
+    for (const std::string& line : linesOfProblems(options_.resolve, result_.resolution))
+        screen_.line("   " + line);
+    if (!problems_.timeline().empty())
+        screen_.line("   " + countOf(problems_.timeline().front().pixels.size(), "error pixel") + " called");
 }
 
-PlayedAd PlayRun::fail(const ResolvedAd& ad, Resolution& resolution) {
+void PlayRun::adBreakPlayerWillStartAd(VKTAdBreakPlayer& player, const VKTAdBreakAd& ad) {
+    screen_.line("");
+    screen_.line(std::to_string(result_.ads.size() + 1) + ". " + headingOf(*ad.ad));
+    recorder_.emplace(*ledger_, screen_);
+    adStart_ = loop_->monotonicNow();
+    skipOffset_.reset();
+    if (ad.isPlayable()) {
+        prepare(player, ad);
+    } else {
+        announceUnplayable(ad);
+    }
+}
+
+void PlayRun::prepare(VKTAdBreakPlayer& player, const VKTAdBreakAd& ad) {
+    screen_.line("   plays " + ad.mediaFile->url->url().absoluteString() + " (" +
+                 textOfMediaFile(*ad.mediaFile) + ")");
+    window_->addSubview(view_);
+    const double duration = VKTTimeUtils::timeIntervalFromVASTDuration(ad.creative->duration().value_or(""));
+    if (duration <= 0) {
+        std::string note = "note: the ad's duration is not known; only its start and its end are tracked";
+        // The standard's start event cannot do without one.
+        if (scripts_) note += ", and verification scripts hear of neither";
+        screen_.note(note);
+    }
+    if (scripts_) scripts_->begin(player.measurementScripts(), player.measurementSession());
+    mediaPlayer_->prepare(duration, actionsOf(player, duration), [this] {
+        if (scripts_)
+            loop_->holdUntil([this] { return scripts_->areScriptsLoaded(); },
+                             VKTTimeInterval(options_.resolve.requestTimeout));
+    });
+}
+
+std::vector<SimulatedMediaPlayer::Action> PlayRun::actionsOf(VKTAdBreakPlayer& player, double duration) {
+    std::vector<SimulatedMediaPlayer::Action> actions;
+    const auto plan = [&](const std::optional<double>& position, const char* option,
+                          std::function<void()> run) {
+        if (!position) return;
+        if (*position < duration) {
+            actions.push_back({*position, [this, run = std::move(run)] {
+                                   run();
+                                   if (recorder_) recorder_->show();
+                               }});
+        } else if (duration > 0) {
+            screen_.note(std::string("note: ") + option + " " + vkt_numberDescription(*position) +
+                         " s is beyond the end of the ad and does nothing");
+        }
+    };
+    plan(options_.muteAt, "--mute-at", [&player] { player.setMuted(true); });
+    plan(options_.clickAt, "--click-at", [&player] { player.click(); });
+    plan(options_.hideAt, "--hide-at", [this] { view_->removeFromSuperview(); });
+    plan(options_.pauseAt, "--pause-at", [this, &player] { pauseForAWhile(player); });
+    plan(options_.skipAt, "--skip-at", [this, &player] { skip(player); });
+    return actions;
+}
+
+void PlayRun::pauseForAWhile(VKTAdBreakPlayer& player) {
+    player.pause();
+    resumeTimer_ = loop_->schedule(pauseTime, [&player] { player.resume(); });
+}
+
+void PlayRun::skip(VKTAdBreakPlayer& player) {
+    if (!skipOffset_) {
+        screen_.note("note: the ad is not skippable; it is skipped all the same");
+    } else if (mediaPlayer_->position() < *skipOffset_) {
+        screen_.note("note: the ad is not skippable before " + vkt_numberDescription(*skipOffset_) +
+                     " s; it is skipped all the same");
+    }
+    player.skip();
+}
+
+void PlayRun::announceUnplayable(const VKTAdBreakAd& ad) {
     const ReportedError reported = problemOfAd(ad);
     screen_.line(lineOfUnplayableAd(ad));
     screen_.note(lineOfError(reported));
-    resolution.errors.push_back(reported);
-    TimelineRecorder recorder(*ledger_, screen_);
-    callErrorPixels(reported.errorURLs, reported.error, recorder);
-    recorder.show();
-    return {ad, recorder.timeline()};
+    result_.resolution.errors.push_back(reported);
+}
+
+void PlayRun::adBreakPlayerDidProgress(VKTAdBreakPlayer& /*player*/, double position,
+                                       std::optional<double> duration) {
+    recorder_->show();
+    if (duration) screen_.showBar(position, *duration);
+}
+
+void PlayRun::adBreakPlayerDidTrackEvent(VKTAdBreakPlayer& player, const std::string& event,
+                                         const VKTPixels& pixels) {
+    if (player.currentAd()) {
+        recorder_->add(VKTTimeInterval(loop_->monotonicNow() - adStart_).count(), event, pixels);
+    } else {
+        problems_.add(0, event, pixels);
+    }
+}
+
+void PlayRun::adBreakPlayerDidEndAd(VKTAdBreakPlayer& /*player*/, const VKTAdBreakAd& ad,
+                                    const VKTAdEnd& /*end*/) {
+    recorder_->show();
+    screen_.hideBar();
+    result_.ads.push_back({ad, recorder_->timeline()});
+    if (!scripts_ || !ad.isPlayable()) return;
+    loop_->holdUntil([this] { return scripts_->isOver(); }, lastWordLimit);
+    for (const std::string& line : linesOfScripts(scripts_->scripts()))
+        screen_.line(line);
+    result_.ads.back().scripts = scripts_->scripts();
 }
 
 // One more pass for everything that is pending; what hangs then is cancelled with the manager. Whether what
@@ -176,32 +269,11 @@ bool PlayRun::sendWhatIsLeft() {
     pixelManager_->callPixelsWithCompletionHandler(
         [loop = loop_, isDone] { loop->post([isDone] { *isDone = true; }); });
     loop_->runUntil([&] { return *isDone; }, VKTTimeInterval(options_.wait));
-    measurement_.reset();
+    scripts_.reset();
     const auto store = pixelManager_->pixelStore();
     pixelManager_.reset();
     loop_->drain();
     return store->saveToDisk();
-}
-
-PlayResult PlayRun::run(const Source& source) {
-    PlayResult result;
-    result.resolution = resolve(source);
-    Resolution& resolution = result.resolution;
-    for (const std::string& line : linesOfErrors(resolution.errors))
-        screen_.note(line);
-    screen_.line(titleOf(options_.resolve, resolution) + ", " + countOf(resolution.ads.size(), "ad"));
-    for (const std::string& line : linesOfProblems(options_.resolve, resolution))
-        screen_.line("   " + line);
-    callErrorPixelsOfAnswer(resolution);
-    if (!problems_.timeline().empty())
-        screen_.line("   " + countOf(problems_.timeline().front().pixels.size(), "error pixel") + " called");
-    for (const auto& ad : resolution.ads)
-        result.ads.push_back(play(ad, result.ads.size(), resolution));
-    screen_.line("");
-    result.arePixelsSaved = sendWhatIsLeft();
-    result.problems = problems_.timeline();
-    result.pixels = ledger_->records();
-    return result;
 }
 
 std::shared_ptr<VKTPixelStoreProviderProtocol> providerOf(const std::string& store) {
@@ -214,7 +286,7 @@ int runPlay(const PlayOptions& options) {
     if (!readSource(options.resolve.source, source)) return ExitSourceUnread;
     auto pixelProvider = providerOf(options.store);
     if (!pixelProvider) return ExitSourceUnread;
-    const PlayResult result = PlayRun(options, std::move(pixelProvider)).run(source);
+    const PlayResult result = std::make_shared<PlayRun>(options, std::move(pixelProvider))->run(source);
     if (options.resolve.JSON) {
         Output::standard().JSON(reportOfPlay(options, result));
     } else {

@@ -17,19 +17,19 @@ namespace {
 
 void printReport(const ResolveOptions& options, const Resolution& resolution) {
     auto ads = JSONReport::listOf(resolution.ads,
-                                  [&](const ResolvedAd& ad) { return reportOfResolvedAd(ad, options); });
+                                  [&](const VKTAdBreakAd& ad) { return reportOfResolvedAd(ad, options); });
     Output::standard().JSON(reportOfResolution(options, resolution, std::move(ads)));
 }
 
-void printAds(const ResolveOptions& options, const std::vector<ResolvedAd>& ads) {
+void printAds(const ResolveOptions& options, const std::vector<VKTAdBreakAd>& ads) {
     Output& out = Output::standard();
     const auto playable = static_cast<std::size_t>(
-        std::count_if(ads.begin(), ads.end(), [](const ResolvedAd& ad) { return ad.creative != nullptr; }));
+        std::count_if(ads.begin(), ads.end(), [](const VKTAdBreakAd& ad) { return ad.creative != nullptr; }));
     const std::size_t others = ads.size() - playable;
     out.line(countOf(playable, "playable ad") +
              (others > 0 ? ", and " + countOf(others, "ad") + " that cannot be played" : ""));
     std::size_t number = 0;
-    for (const ResolvedAd& ad : ads) {
+    for (const VKTAdBreakAd& ad : ads) {
         std::vector<std::string> lines = linesOfAd(*ad.ad, options.networkAccessType);
         lines.front().insert(0, std::to_string(++number) + ". ");
         if (!ad.creative) lines.insert(lines.begin() + 1, lineOfUnplayableAd(ad));
@@ -66,7 +66,7 @@ int runResolve(const ResolveOptions& options) {
     if (!readSource(options.source, source)) return ExitSourceUnread;
 
     Resolution resolution = resolveSource(options, source);
-    for (const ResolvedAd& ad : resolution.ads) {
+    for (const VKTAdBreakAd& ad : resolution.ads) {
         if (!ad.creative) resolution.errors.push_back(problemOfAd(ad));
     }
     for (const std::string& line : linesOfErrors(resolution.errors))

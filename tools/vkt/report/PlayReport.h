@@ -6,14 +6,15 @@
 #include <vector>
 
 #include "ground/Options.h"
-#include "playing/AdPlayer.h"
 #include "playing/PixelLedger.h"
 #include "playing/Resolving.h"
+#include "playing/ScriptLedger.h"
+#include "playing/Timeline.h"
 #include "report/ResolutionReport.h"
 
 /// An ad and what happened with it.
 struct PlayedAd {
-    ResolvedAd ad;  ///< of one that is not playable only the error pixels were called
+    VKTAdBreakAd ad;  ///< of one that is not playable only the error pixels were called
     Timeline timeline;
     ScriptRecords scripts = {};  ///< of a measured ad
 };

@@ -43,13 +43,13 @@ VKTArray reportOfWrappersNotFollowed(const Resolution& resolution) {
 
 }  // namespace
 
-JSONReport reportOfResolvedAd(const ResolvedAd& ad, const ResolveOptions& options) {
+JSONReport reportOfResolvedAd(const VKTAdBreakAd& ad, const ResolveOptions& options) {
     JSONReport report = reportOfAd(*ad.ad, options.networkAccessType);
     report.add("problem", ad.problem.empty() ? VKTValue() : VKTValue(ad.problem));
     return report;
 }
 
-std::string lineOfUnplayableAd(const ResolvedAd& ad) {
+std::string lineOfUnplayableAd(const VKTAdBreakAd& ad) {
     return "   cannot be played: " + ad.problem;
 }
 
@@ -103,7 +103,7 @@ std::vector<std::string> linesOfRequests(const Resolution& resolution) {
 
 ExitStatus conclude(const ResolveOptions& options, const Resolution& resolution) {
     const bool isAnyAdPlayable = std::any_of(resolution.ads.begin(), resolution.ads.end(),
-                                             [](const ResolvedAd& ad) { return ad.creative != nullptr; });
+                                             [](const VKTAdBreakAd& ad) { return ad.creative != nullptr; });
     const auto& requests = resolution.requests;
     const bool isUnread = !resolution.model && !requests.empty() && requests.front().record.error;
     if (isUnread) {

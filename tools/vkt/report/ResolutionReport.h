@@ -10,10 +10,10 @@
 #include "playing/Resolving.h"
 
 /// `reportOfAd`, and "problem": why the ad is not playable; null when it is.
-JSONReport reportOfResolvedAd(const ResolvedAd& ad, const ResolveOptions& options);
+JSONReport reportOfResolvedAd(const VKTAdBreakAd& ad, const ResolveOptions& options);
 
 /// "   cannot be played: it has no linear creative …".
-std::string lineOfUnplayableAd(const ResolvedAd& ad);
+std::string lineOfUnplayableAd(const VKTAdBreakAd& ad);
 
 /// One object with what all ads have in common around `ads`. Of each document stand "root", "version", "ads"
 /// (their number) and "problem" (why it led to no ad), each null when it is not known: of the source's own

@@ -1,4 +1,4 @@
-// The Open Measurement session of an ad that is played, and what each vendor's script did in it.
+// What each vendor's verification script did while an ad was played.
 #pragma once
 
 #include <atomic>
@@ -10,8 +10,6 @@
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/omruntime/MeasurementObserver.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManager.h"
-#include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerDefaultAdSession.h"
-#include "VKTCoreKit/vast/VKTVASTAd.h"
 
 /// What one script did.
 struct ScriptRecord {
@@ -37,34 +35,25 @@ VKTDictionary reportOfScript(const ScriptRecord& script);
 /// Of an ad that has been played; a few lines for each script.
 std::vector<std::string> linesOfScripts(const ScriptRecords& scripts);
 
-/// Measures the ads of one run, one after another. Loop's thread only.
-class AdMeasurement : public OMIDKorvonet1::MeasurementObserver,
-                      public std::enable_shared_from_this<AdMeasurement> {
+/// Keeps a record of each script, one ad after another. Loop's thread only.
+class ScriptLedger : public OMIDKorvonet1::MeasurementObserver {
   public:
-    /// Null, with an error line, when the runtime cannot be used.
-    static std::shared_ptr<AdMeasurement> initWithPixelManager(
+    /// Observes the measurement runtime. Null, with an error line, when the runtime cannot be used.
+    static std::shared_ptr<ScriptLedger> initWithPixelManager(
         const std::shared_ptr<VKTPixelManager>& pixelManager);
 
-    /// Opens a session with all of the ad's verifications; without any, nothing is measured and nothing of
-    /// the following does anything.
-    void begin(const VKTVASTAd& ad, const std::shared_ptr<VKTView>& view);
+    [[nodiscard]] const std::shared_ptr<VKTOpenMeasurementManager>& manager() const { return manager_; }
+
+    /// The next ad's scripts, and its session, which is not started; null when there is none.
+    void begin(const VKTOpenMeasurementManager::Scripts& scripts,
+               const std::shared_ptr<VKTOpenMeasurementAdSession>& session);
 
     /// Before the ad's first event: whether each script has arrived, or never will.
     [[nodiscard]] bool areScriptsLoaded() const;
 
-    void start(std::optional<double> skipOffset, double duration);  ///< seconds
-    void progressTo(double position);
-    void mute();
-    void pause();
-    void resume();
-    void skip();
-    void click();
-    void end();
-
     /// After the end: whether each script has handled it, and every request has ended.
     [[nodiscard]] bool isOver() const;
 
-    /// Of the ad that has ended.
     [[nodiscard]] const ScriptRecords& scripts() const { return scripts_; }
 
     void scriptLoaded(const OMIDKorvonet1::ScriptIdentity& script) override;
@@ -76,21 +65,16 @@ class AdMeasurement : public OMIDKorvonet1::MeasurementObserver,
     void scriptEnded(const OMIDKorvonet1::ScriptIdentity& script) override;
 
   private:
-    explicit AdMeasurement(std::shared_ptr<VKTOpenMeasurementManager> manager)
+    explicit ScriptLedger(std::shared_ptr<VKTOpenMeasurementManager> manager)
         : manager_(std::move(manager)) {}
-
-    void open(const std::shared_ptr<VKTView>& view, const VKTOpenMeasurementManager::Scripts& scripts);
 
     /// The script's record; null for one of an ad that has ended.
     ScriptRecord* recordOf(const OMIDKorvonet1::ScriptIdentity& script);
 
     const std::shared_ptr<VKTOpenMeasurementManager> manager_;
     const std::shared_ptr<std::atomic<int>> requestsUnderWay_ = std::make_shared<std::atomic<int>>(0);
-    std::shared_ptr<VKTOpenMeasurementManagerDefaultAdSession> session_;
     std::string sessionIdentifier_;
     std::int64_t startTime_ = 0;  // milliseconds since 1970
-    double duration_ = 0;
-    std::size_t quartiles_ = 0;  // that have been told
     ScriptRecords scripts_;
     std::vector<std::size_t> places_;  // of the session's scripts in the list
 };

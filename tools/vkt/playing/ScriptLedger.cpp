@@ -1,12 +1,12 @@
-#include "playing/AdMeasurement.h"
+#include "playing/ScriptLedger.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/omruntime/SDK.h"
+#include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerDefaultAdSession.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerDefaultProvider.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "ground/Output.h"
@@ -35,16 +35,6 @@ class CountingProvider : public VKTURLSessionProviderProtocol {
   private:
     const std::shared_ptr<std::atomic<int>> underWay_;
 };
-
-// What stands in an extension of the usual type is among the ad's own already; it must not run twice.
-std::vector<VKTVASTAdVerification> verificationsOf(const VKTVASTAd& ad) {
-    auto verifications = ad.adVerifications();
-    if (!verifications.empty() || !ad.extensions()) return verifications;
-    for (const auto& legacy : ad.extensions()->adVerifications)
-        verifications.push_back(VKTVASTAdVerification::initWithOMIDJavascriptResourceURL(
-            legacy.javascriptResourceURL, legacy.vendor, legacy.verificationParameters));
-    return verifications;
-}
 
 }  // namespace
 
@@ -76,7 +66,7 @@ std::vector<std::string> linesOfScripts(const ScriptRecords& scripts) {
     return lines;
 }
 
-std::shared_ptr<AdMeasurement> AdMeasurement::initWithPixelManager(
+std::shared_ptr<ScriptLedger> ScriptLedger::initWithPixelManager(
     const std::shared_ptr<VKTPixelManager>& pixelManager) {
     const auto provider =
         VKTOpenMeasurementManagerDefaultProvider::initWithFrameworkVersion(VKTFrameworkVersionString);
@@ -87,128 +77,69 @@ std::shared_ptr<AdMeasurement> AdMeasurement::initWithPixelManager(
     const auto library =
         VKTOpenMeasurementJSLibrary::initWithProvider(provider, VKTURLSession::sharedInstance());
     library->refreshJSLibrary();
-    std::shared_ptr<AdMeasurement> measurement(new AdMeasurement(
+    std::shared_ptr<ScriptLedger> ledger(new ScriptLedger(
         VKTOpenMeasurementManager::initWithProvider(provider, library, nullptr, pixelManager)));
     auto& runtime = OMIDKorvonet1::SDK::sharedInstance();
     runtime.setURLSession(VKTURLSession::initWithSessionProvider(
-        std::make_shared<CountingProvider>(measurement->requestsUnderWay_)));
-    runtime.setObserver(measurement);
-    return measurement;
+        std::make_shared<CountingProvider>(ledger->requestsUnderWay_)));
+    runtime.setObserver(ledger);
+    return ledger;
 }
 
-void AdMeasurement::begin(const VKTVASTAd& ad, const std::shared_ptr<VKTView>& view) {
-    session_.reset();
+void ScriptLedger::begin(const VKTOpenMeasurementManager::Scripts& scripts,
+                         const std::shared_ptr<VKTOpenMeasurementAdSession>& session) {
     sessionIdentifier_.clear();
-    quartiles_ = 0;
     scripts_.clear();
     places_.clear();
-    VKTOpenMeasurementManager::Scripts usable;
-    for (const auto& script : manager_->scriptsFromAdVerifications(verificationsOf(ad))) {
+    for (const auto& script : scripts) {
+        ScriptRecord record{.vendor = script.vendor};
         if (const auto& URL = script.javascriptResourceURL) {
             places_.push_back(scripts_.size());
-            scripts_.push_back({.vendor = script.vendor, .script = URL->absoluteString()});
-            usable.push_back(script);
+            record.script = URL->absoluteString();
         } else {
-            scripts_.push_back({.vendor = script.vendor,
-                                .failure = "What the document has in its place is no URL",
-                                .isLoaded = true,
-                                .isOver = true});
+            record.failure = "What the document has in its place is no URL";
         }
+        record.isLoaded = record.isOver = !script.javascriptResourceURL || !session;
+        if (record.isOver && !record.failure) record.failure = "No session could be opened";
+        scripts_.push_back(std::move(record));
     }
-    if (!usable.empty()) open(view, usable);
-}
-
-void AdMeasurement::open(const std::shared_ptr<VKTView>& view,
-                         const VKTOpenMeasurementManager::Scripts& scripts) {
-    session_ = std::static_pointer_cast<VKTOpenMeasurementManagerDefaultAdSession>(
-        manager_->sessionWithView(view, true, scripts));
-    if (!session_) {
-        for (ScriptRecord& script : scripts_) {
-            script.isLoaded = script.isOver = true;
-            if (!script.failure) script.failure = "No session could be opened";
-        }
-        return;
-    }
-    sessionIdentifier_ = session_->session()->identifier();
+    if (!session) return;
+    sessionIdentifier_ =
+        static_cast<VKTOpenMeasurementManagerDefaultAdSession&>(*session).session()->identifier();
     startTime_ = std::chrono::floor<std::chrono::milliseconds>(VKTPlatform::current().clock->now())
                      .time_since_epoch()
                      .count();
-    session_->start();
 }
 
-bool AdMeasurement::areScriptsLoaded() const {
+bool ScriptLedger::areScriptsLoaded() const {
     return std::all_of(scripts_.begin(), scripts_.end(),
                        [](const ScriptRecord& script) { return script.isLoaded; });
 }
 
-void AdMeasurement::start(std::optional<double> skipOffset, double duration) {
-    if (!session_) return;
-    duration_ = duration;
-    session_->loadedOccurredWithVASTProperties(
-        VKTOpenMeasurementVASTProperties::initWithSkipOffset(skipOffset.value_or(-1), true));
-    session_->impressionOccurred();
-    session_->videoEventStartOccurredWithDuration(duration, 1);
-}
-
-void AdMeasurement::progressTo(double position) {
-    if (!session_ || duration_ <= 0) return;
-    using Session = VKTOpenMeasurementAdSession;
-    constexpr std::array quartiles{
-        &Session::videoEventFirstQuartileOccurred, &Session::videoEventMidpointOccurred,
-        &Session::videoEventThirdQuartileOccurred, &Session::videoEventCompleteOccurred};
-    const auto reached = static_cast<std::size_t>(std::clamp(4 * position / duration_, 0.0, 4.0));
-    while (quartiles_ < reached)
-        ((*session_).*quartiles.at(quartiles_++))();
-}
-
-void AdMeasurement::mute() {
-    if (session_) session_->videoEventVolumeChangeOccurred(0);
-}
-
-void AdMeasurement::pause() {
-    if (session_) session_->videoEventPauseOccurred();
-}
-
-void AdMeasurement::resume() {
-    if (session_) session_->videoEventResumeOccurred();
-}
-
-void AdMeasurement::skip() {
-    if (session_) session_->videoEventSkipped();
-}
-
-void AdMeasurement::click() {
-    if (session_) session_->videoEventUserInteraction();
-}
-
-void AdMeasurement::end() {
-    if (session_) session_->finish();
-}
-
-bool AdMeasurement::isOver() const {
+bool ScriptLedger::isOver() const {
     return *requestsUnderWay_ == 0 &&
            std::all_of(scripts_.begin(), scripts_.end(), [](const auto& script) { return script.isOver; });
 }
 
 // ---- what the scripts do ----
 
-ScriptRecord* AdMeasurement::recordOf(const OMIDKorvonet1::ScriptIdentity& script) {
+ScriptRecord* ScriptLedger::recordOf(const OMIDKorvonet1::ScriptIdentity& script) {
     return script.adSessionId == sessionIdentifier_ ? &scripts_.at(places_.at(script.place)) : nullptr;
 }
 
-void AdMeasurement::scriptLoaded(const OMIDKorvonet1::ScriptIdentity& script) {
+void ScriptLedger::scriptLoaded(const OMIDKorvonet1::ScriptIdentity& script) {
     if (auto* record = recordOf(script)) record->isLoaded = true;
 }
 
-void AdMeasurement::scriptHeardEvent(const OMIDKorvonet1::ScriptIdentity& script, const std::string& type,
-                                     std::int64_t time) {
+void ScriptLedger::scriptHeardEvent(const OMIDKorvonet1::ScriptIdentity& script, const std::string& type,
+                                    std::int64_t time) {
     constexpr double second = 1000;
     if (auto* record = recordOf(script))
         record->events.push_back({type, static_cast<double>(time - startTime_) / second});
 }
 
-void AdMeasurement::scriptSentURL(const OMIDKorvonet1::ScriptIdentity& script, const std::string& URL,
-                                  bool isSent) {
+void ScriptLedger::scriptSentURL(const OMIDKorvonet1::ScriptIdentity& script, const std::string& URL,
+                                 bool isSent) {
     auto* record = recordOf(script);
     if (record == nullptr) return;
     if (isSent) {
@@ -218,13 +149,13 @@ void AdMeasurement::scriptSentURL(const OMIDKorvonet1::ScriptIdentity& script, c
     }
 }
 
-void AdMeasurement::scriptFailed(const OMIDKorvonet1::ScriptIdentity& script, const VKTError& error) {
+void ScriptLedger::scriptFailed(const OMIDKorvonet1::ScriptIdentity& script, const VKTError& error) {
     auto* record = recordOf(script);
     if (record == nullptr) return;
     if (error.domain() == OMIDKorvonet1::ErrorDomain) record->isLoaded = true;  // it never will be
     if (!record->failure) record->failure = error.localizedDescription().value_or("It failed");
 }
 
-void AdMeasurement::scriptEnded(const OMIDKorvonet1::ScriptIdentity& script) {
+void ScriptLedger::scriptEnded(const OMIDKorvonet1::ScriptIdentity& script) {
     if (auto* record = recordOf(script)) record->isLoaded = record->isOver = true;
 }
