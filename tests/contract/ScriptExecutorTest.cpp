@@ -34,7 +34,7 @@ namespace {
 std::unique_ptr<VKTScriptExecutor> makeWorldInBuiltProcess(VKTScriptOptions options,
                                                            VKTScriptHandlers handlers) {
     options.hostPath = VKT_SCRIPT_HOST;
-    return vkt_makeProcessExecutor(std::move(options), std::move(handlers));
+    return vkt_makeProcessExecutor(options, std::move(handlers));
 }
 
 INSTANTIATE_TEST_SUITE_P(Ours, VKTScriptExecutorContract,

@@ -33,7 +33,7 @@ class Agenda {
     using Key = std::pair<gint64, std::uint64_t>;
 
     static std::shared_ptr<Agenda> inContext(GMainContext* context) {
-        const std::shared_ptr<Agenda> agenda(new Agenda(context));
+        std::shared_ptr<Agenda> agenda(new Agenda(context));
         g_source_set_callback(agenda->source_, runFirst, new std::shared_ptr<Agenda>(agenda), release);
         g_source_attach(agenda->source_, agenda->context_);
         return agenda;

@@ -6,7 +6,8 @@
 
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 
-// NOLINTNEXTLINE(modernize-use-using): as GLib declares it, so that both may be included.
+// As GLib declares it, so that both may be included.
+// NOLINTNEXTLINE(modernize-use-using,bugprone-reserved-identifier)
 typedef struct _GMainContext GMainContext;
 
 /// A loop over `context`, null for the default one, of which it keeps a reference. Make it on the thread that
