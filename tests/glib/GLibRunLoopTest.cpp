@@ -86,22 +86,26 @@ class ApplicationThread {
 
 TEST(GLibRunLoop, BelongsToTheThreadOfTheApplicationWhichAloneRunsIt) {
     VKTRecordedLog log;
-    const ApplicationThread application;
-    const auto loop = vkt_makeGLibRunLoop(application.context());
     std::latch isInTask(1);
     std::latch mayEnd(1);
+    std::latch hasEnded(1);
+    const ApplicationThread application;
+    const auto loop = vkt_makeGLibRunLoop(application.context());
     loop->post([&] {
-        EXPECT_TRUE(loop->isCurrentThread());
         isInTask.count_down();
         mayEnd.wait();
     });
     isInTask.wait();
-    loop->post([&] { EXPECT_TRUE(loop->isCurrentThread()); });
+    loop->post([&] {
+        EXPECT_TRUE(loop->isCurrentThread());
+        hasEnded.count_down();
+    });
     EXPECT_FALSE(loop->isCurrentThread());
     loop->run();
     EXPECT_EQ(loop->drain(), 0U);
     EXPECT_FALSE(loop->runUntil([] { return false; }, 1h));
     mayEnd.count_down();
+    hasEnded.wait();
     const auto lines = log.take();
     EXPECT_EQ(lines.size(), 3U);
     EXPECT_NE(lines.front().find("another thread runs the context"), std::string::npos) << lines.front();
