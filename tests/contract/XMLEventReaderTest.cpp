@@ -49,6 +49,11 @@ TEST(ExpatEventReader, SaysWhatIsWrongAndWhere) {
         {deep, "#elements nested too deep at line 1, column 1537"}};
     for (const auto& [document, error] : cases)
         EXPECT_NE(logOf(document).find(error), std::string::npos) << logOf(document);
+    for (const char* declaration :
+         {"CDATA ''", "CDATA #FIXED 'v'", "(x|y) 'x'", "CDATA #IMPLIED d CDATA 'v'"}) {
+        const std::string log = logOf("<!DOCTYPE a [<!ATTLIST b c " + std::string(declaration) + ">]><a/>");
+        EXPECT_TRUE(log.starts_with("#attribute declaration with a default at line 1")) << log;
+    }
 }
 
 // Its members go one after another when the thread ends; each reads a document then.

@@ -68,8 +68,9 @@ class VKTXMLEventReaderContract : public testing::TestWithParam<VKTXMLEventReade
         return log.text();
     }
 
-    static bool isRefusedAtOnce(const std::string& declarations) {
-        return logOf("<!DOCTYPE a [" + declarations + "]><a><b/></a>").starts_with("#");
+    // Of a document with two elements.
+    static std::string logWith(const std::string& declarations) {
+        return logOf("<!DOCTYPE a [" + declarations + "]><a><b/></a>");
     }
 
     static std::string nested(int depth) {
@@ -137,21 +138,21 @@ TEST_P(VKTXMLEventReaderContract, AnErrorIsTheLastEventAndNamesItsLine) {
 TEST_P(VKTXMLEventReaderContract, NoDocumentDefinesEntities) {
     for (const char* declaration : {"<!ENTITY e 'v'>", "<!ENTITY e SYSTEM 'file:///etc/hostname'>",
                                     "<!ENTITY % p 'v'>", "%p;<!ENTITY e 'v'>"})
-        EXPECT_TRUE(isRefusedAtOnce(declaration)) << declaration;
+        EXPECT_TRUE(logWith(declaration).starts_with('#')) << declaration;
 }
 
 TEST_P(VKTXMLEventReaderContract, NoAttributeIsMultipliedByItsDeclaration) {
     for (const char* declaration :
          {"<!ATTLIST b c CDATA 'v'>", "<!ATTLIST b c CDATA ''>", "<!ATTLIST b c CDATA #FIXED 'v'>",
           "<!ATTLIST b c (x|y) 'x'>", "<!ATTLIST b c CDATA #IMPLIED d CDATA 'v'>"})
-        EXPECT_TRUE(isRefusedAtOnce(declaration)) << declaration;
-    EXPECT_FALSE(isRefusedAtOnce("<!ELEMENT a (b*)><!ATTLIST b c CDATA #IMPLIED d ID #IMPLIED>"));
+        EXPECT_TRUE(logWith(declaration).starts_with('#')) << declaration;
+    EXPECT_EQ(logWith("<!ELEMENT a (b*)><!ATTLIST b c CDATA #IMPLIED d ID #IMPLIED>"), "<a><b></b></a>");
 
     std::string many;
     for (int i = 0; i < VKTXMLAttributeDeclarationLimit; ++i)
         many += "<!ATTLIST b c" + std::to_string(i) + " CDATA #REQUIRED>";
-    EXPECT_FALSE(isRefusedAtOnce(many));
-    EXPECT_TRUE(isRefusedAtOnce(many + "<!ATTLIST b d CDATA #IMPLIED>"));
+    EXPECT_EQ(logWith(many), "<a><b></b></a>");
+    EXPECT_TRUE(logWith(many + "<!ATTLIST b d CDATA #IMPLIED>").starts_with('#'));
 }
 
 TEST_P(VKTXMLEventReaderContract, LimitsTheDepth) {
