@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "VKTCoreKit/player/VKTAdBreakOptions.h"
+#include "VKTCoreKit/vast/VKTVASTModel.h"
 
 /// Hears on the main loop what the worker has found.
 class VKTAdBreakWorkerDelegate {

@@ -125,4 +125,18 @@ TEST(IncludeRules, OnlyTheLinuxPlatformIncludesSystemAndThirdPartyHeaders) {
     }
 }
 
+TEST(IncludeRules, AdBreaksUseOnlyWhatTheyAreGiven) {
+    for (const auto& entry : fs::directory_iterator(fs::path(VKT_SOURCE_DIR) / "VKTCoreKit/player")) {
+        if (entry.path().extension() != ".cpp") continue;
+        const std::string file = "VKTCoreKit/player/" + entry.path().filename().string();
+        std::istringstream lines(contentOf(file));
+        for (std::string line; std::getline(lines, line);) {
+            const bool isShared = line.find("VKTPlatform::current") != std::string::npos ||
+                                  (line.find("sharedInstance") != std::string::npos &&
+                                   line.find("VKTLog::sharedInstance") == std::string::npos);
+            EXPECT_FALSE(isShared) << file << ": " << line;
+        }
+    }
+}
+
 }  // namespace

@@ -62,8 +62,8 @@ TEST_P(AdBreakPlayerMedia, EndsAsItShould) {
     start(vast(adOf("a", "row.mp4", duration.empty() ? "" : "<Duration>" + duration + "</Duration>")));
     advance(40);
     std::string heard;
-    for (const std::string& text :
-         without(delegate->heard, {"ad ", "started", "resolved", "viewable", "notviewable", "problem", "break"}))
+    for (const std::string& text : without(
+             delegate->heard, {"ad ", "started", "resolved", "viewable", "notviewable", "problem", "break"}))
         heard += text + " ";
     heard.pop_back();
     EXPECT_EQ(heard, row.expected);
@@ -153,9 +153,9 @@ TEST_F(AdBreakPlayer, WhatTheViewerDoesIsTrackedOnceAndToldToTheMediaPlayer) {
     player->click();
     EXPECT_FALSE(player->skip());
     EXPECT_THAT(without(delegate->heard, {"ad", "resolved"}),
-                ElementsAre("impression", "creativeView", "loaded", "start", "started", "mute", "firstQuartile",
-                            "unmute", "mute", "pause", "resume", "fullscreen", "exitFullscreen",
-                            "playerExpand", "clickTracking", "open http://shop.test/"));
+                ElementsAre("impression", "creativeView", "loaded", "start", "started", "mute",
+                            "firstQuartile", "unmute", "mute", "pause", "resume", "fullscreen",
+                            "exitFullscreen", "playerExpand", "clickTracking", "open http://shop.test/"));
     EXPECT_THAT(mediaPlayer->volumes, ElementsAre(1, 0, 1, 0.5, 0));
     advance(4);
     EXPECT_EQ(delegate->heard.back(), "break: played");
@@ -250,6 +250,36 @@ TEST_F(AdBreakPlayer, EachOfTwoBreaksHearsOfItsOwnPixels) {
     advance(5);
     EXPECT_THAT(delegate->sent, testing::AllOf(testing::SizeIs(9), testing::Each(testing::EndsWith(" 200"))));
     EXPECT_THAT(otherDelegate->sent, testing::Contains("start 503").Times(testing::Ge(2)));
+}
+
+// ---- measurement ----
+
+TEST_F(AdBreakPlayer, VerificationScriptsHearWhatThePixelsTell) {
+    const auto measurement = std::make_shared<FakeMeasurement>();
+    services.measurement = VKTOpenMeasurementManager::initWithProvider(
+        measurement, VKTOpenMeasurementJSLibrary::initWithProvider(measurement, services.urlSession), nullptr,
+        services.pixelManager);
+    services.measurement->refreshJSLibrary();
+    const std::string verification =
+        "<AdVerifications><Verification vendor=\"v\"><JavaScriptResource apiFramework=\"omid\" "
+        "browserOptional=\"true\">http://v.test/v.js</JavaScriptResource></Verification></AdVerifications>";
+    std::string ad = skippableAd("a");
+    ad.insert(ad.find("<Creatives>"), verification);
+    delegate->onHeard = [&](const std::string& what) {
+        if (what == "ad") player->measurementSession()->addFriendlyObstruction(view, {}, std::nullopt);
+    };
+    start("<VAST version=\"4.2\">" + ad + "</VAST>");
+    advance(1);
+    player->setMuted(true);
+    player->pause();
+    player->resume();
+    player->setFullscreen(true);
+    player->click();
+    advance(1);
+    player->skip();
+    EXPECT_THAT(*measurement->heard, ElementsAre("obstruction", "start", "loaded 2", "impression", "video 4",
+                                                 "firstQuartile", "volume 0", "pause", "resume", "fullscreen",
+                                                 "click", "midpoint", "skipped", "finish"));
 }
 
 // ---- leaving ----

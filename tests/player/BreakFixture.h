@@ -256,3 +256,64 @@ inline std::string skippableAd(const std::string& id) {
     std::string ad = adOf(id);
     return ad.replace(ad.find("<Linear>"), 8, "<Linear skipoffset=\"00:00:02\">");
 }
+
+/// A measured showing that keeps what it hears: "start", "loaded 2" with the skip offset, "firstQuartile" ….
+class FakeMeasurementSession : public VKTOpenMeasurementAdSession {
+  public:
+    explicit FakeMeasurementSession(std::shared_ptr<Texts> heard) : heard_(std::move(heard)) {}
+
+    void start() override { hear("start"); }
+    void finish() override { hear("finish"); }
+    [[nodiscard]] std::shared_ptr<const VKTView> mainAdView() const override { return nullptr; }
+    void setMainAdView(const std::shared_ptr<const VKTView>& /*view*/) override {}
+    void loadedOccurred() override { hear("loaded"); }
+    void loadedOccurredWithVASTProperties(const VKTOpenMeasurementVASTProperties& properties) override {
+        hear("loaded", properties.skipOffset);
+    }
+    void impressionOccurred() override { hear("impression"); }
+    void addFriendlyObstruction(const std::shared_ptr<const VKTView>& /*view*/,
+                                VKTOpenMeasurementFriendlyObstructionPurpose /*purpose*/,
+                                const std::optional<std::string>& /*detailedReason*/) override {
+        hear("obstruction");
+    }
+    void removeFriendlyObstruction(const std::shared_ptr<const VKTView>& /*view*/) override {}
+    void removeAllFriendlyObstructions() override {}
+    void videoEventStartOccurredWithDuration(double duration, double /*volume*/) override {
+        hear("video", duration);
+    }
+    void videoEventFirstQuartileOccurred() override { hear("firstQuartile"); }
+    void videoEventMidpointOccurred() override { hear("midpoint"); }
+    void videoEventThirdQuartileOccurred() override { hear("thirdQuartile"); }
+    void videoEventCompleteOccurred() override { hear("complete"); }
+    void videoEventPauseOccurred() override { hear("pause"); }
+    void videoEventResumeOccurred() override { hear("resume"); }
+    void videoEventVolumeChangeOccurred(double volume) override { hear("volume", volume); }
+    void videoEventSkipped() override { hear("skipped"); }
+    void videoEventEnterFullscreen() override { hear("fullscreen"); }
+    void videoEventExitFullscreen() override { hear("exitFullscreen"); }
+    void videoEventUserInteraction() override { hear("click"); }
+
+  private:
+    void hear(const char* what) { heard_->emplace_back(what); }
+    void hear(const char* what, double number) {
+        heard_->push_back(std::string(what) + " " + std::to_string(std::lround(number)));
+    }
+
+    const std::shared_ptr<Texts> heard_;
+};
+
+class FakeMeasurement : public VKTOpenMeasurementManagerProvider {
+  public:
+    std::shared_ptr<VKTOpenMeasurementAdSession> sessionWithView(
+        const std::shared_ptr<const VKTView>& /*view*/, const std::string& /*JSLibrary*/,
+        const Scripts& /*scripts*/, bool /*isVideo*/, std::optional<VKTError>* /*error*/) override {
+        return std::make_shared<FakeMeasurementSession>(heard);
+    }
+    void updateLastActivity() override {}
+    [[nodiscard]] VKTURL JSLibraryURL() const override {
+        return VKTURL::URLWithString("http://p.test/library.js").value();
+    }
+    [[nodiscard]] std::optional<std::string> embeddedLibraryScript() const override { return "library"; }
+
+    const std::shared_ptr<Texts> heard = std::make_shared<Texts>();
+};
