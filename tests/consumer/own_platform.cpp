@@ -11,6 +11,12 @@
 #include <VKTCoreKit/platform/testing/VKTManualRunLoop.h>
 #include <VKTCoreKit/platform/testing/VKTMemoryKeyValueStore.h>
 #include <VKTCoreKit/platform/testing/VKTScriptedXMLEventReader.h>
+#include <VKTCoreKit/platform/testing/VKTSimulatedRunLoop.h>
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
 
 namespace {
 
@@ -35,12 +41,58 @@ std::unique_ptr<VKTXMLEventReader> makeReaderOfOneDocument(std::string_view) {
     appendNested(events, {{"Duration", {}}}, "00:00:10");
     appendNested(
         events,
-        {{"MediaFiles", {}}, {"MediaFile", {{"type", "video/mp4"}, {"width", "640"}, {"height", "360"}}}},
+        {{"MediaFiles", {}},
+         {"MediaFile",
+          {{"type", "video/mp4"}, {"delivery", "progressive"}, {"width", "640"}, {"height", "360"}}}},
         "http://127.0.0.1/v.mp4");
     for (const char* name : {"Linear", "Creative", "Creatives", "InLine", "Ad", "VAST"})
         events.emplace_back(VKTXMLEndEvent{name});
     return std::make_unique<VKTScriptedXMLEventReader>(std::move(events));
 }
+
+// Runs what it takes on a thread of its own.
+class ThreadQueue final : public VKTSerialQueue {
+  public:
+    ~ThreadQueue() override {
+        post(nullptr);
+        thread_.get_id() == std::this_thread::get_id() ? thread_.detach() : thread_.join();
+    }
+    ThreadQueue() = default;
+    ThreadQueue(const ThreadQueue&) = delete;
+    ThreadQueue& operator=(const ThreadQueue&) = delete;
+
+    void post(VKTTask task) override {
+        const std::lock_guard lock(state_->mutex);
+        state_->tasks.push_back(std::move(task));
+        state_->hasTask.notify_one();
+    }
+    [[nodiscard]] bool isCurrentThread() const override {
+        return thread_.get_id() == std::this_thread::get_id();
+    }
+
+  private:
+    struct State {
+        std::mutex mutex;
+        std::condition_variable hasTask;
+        std::deque<VKTTask> tasks;
+    };
+
+    // Until the empty task.
+    static void run(const std::shared_ptr<State>& state) {
+        for (;;) {
+            std::unique_lock lock(state->mutex);
+            state->hasTask.wait(lock, [&] { return !state->tasks.empty(); });
+            const VKTTask task = std::move(state->tasks.front());
+            state->tasks.pop_front();
+            lock.unlock();
+            if (!task) return;
+            task();
+        }
+    }
+
+    const std::shared_ptr<State> state_ = std::make_shared<State>();
+    std::thread thread_{run, state_};
+};
 
 // There are no scripts on this device.
 class NoScripts : public VKTScriptExecutor {
@@ -81,7 +133,7 @@ VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions&) {
         .device = std::make_shared<VKTSettableDevice>(),
         .locationServices = std::make_shared<VKTFakeLocationServices>(),
         .makeXMLEventReader = makeReaderOfOneDocument,
-        .makeSerialQueue = [] { return std::make_unique<VKTManualSerialQueue>(); },
+        .makeSerialQueue = [] { return std::make_unique<ThreadQueue>(); },
         .makeConcurrentPool = [](std::size_t) { return std::make_unique<VKTManualPool>(); },
         .makeKeyValueStore = [](const auto&,
                                 const auto&) { return std::make_shared<VKTMemoryKeyValueStore>(); },

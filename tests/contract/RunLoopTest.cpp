@@ -11,9 +11,10 @@
 #include "VKTCoreKit/platform/linux/VKTThreadPool.h"
 #include "VKTCoreKit/platform/testing/VKTManualRunLoop.h"
 #include "VKTCoreKit/platform/testing/VKTSimulatedRunLoop.h"
+#include "VKTCoreKit/platform/testing/contract/VKTConcurrentPoolContract.h"
 #include "VKTCoreKit/platform/testing/contract/VKTMainLoopContract.h"
-#include "VKTCoreKit/platform/testing/contract/VKTQueueContract.h"
 #include "VKTCoreKit/platform/testing/contract/VKTRunLoopContract.h"
+#include "VKTCoreKit/platform/testing/contract/VKTSerialQueueContract.h"
 #include "tests/support/VKTRecordedLog.h"
 #include "tests/support/VKTThreadNames.h"
 

@@ -1,6 +1,7 @@
-// The main loop of the consumer, tested by the library's own suite.
+// What the consumer has of its own, tested by the library's suites.
 #include <VKTCoreKit/platform/VKTPlatform.h>
 #include <VKTCoreKit/platform/testing/contract/VKTRunLoopContract.h>
+#include <VKTCoreKit/platform/testing/contract/VKTSerialQueueContract.h>
 
 #ifdef VKT_HAS_GLIB_RUN_LOOP
 #include <VKTCoreKit/platform/linux/glib/VKTGLibRunLoop.h>
@@ -12,3 +13,7 @@ INSTANTIATE_TEST_SUITE_P(GLib, VKTRunLoopContract,
 INSTANTIATE_TEST_SUITE_P(Platform, VKTRunLoopContract,
                          testing::Values(VKTRunLoopMaker{
                              "platform", [] { return vkt_makeDefaultPlatform().mainRunLoop; }}));
+
+INSTANTIATE_TEST_SUITE_P(Platform, VKTSerialQueueContract,
+                         testing::Values(VKTSerialQueueMaker{
+                             "platform", [] { return vkt_makeDefaultPlatform().makeSerialQueue(); }}));
