@@ -7,7 +7,6 @@
 #include <VKTCoreKit/platform/testing/VKTFakeLocationServices.h>
 #include <VKTCoreKit/platform/testing/VKTFakeReachabilityTarget.h>
 #include <VKTCoreKit/platform/testing/VKTFixedRandomSource.h>
-#include <VKTCoreKit/platform/testing/VKTManualClock.h>
 #include <VKTCoreKit/platform/testing/VKTManualRunLoop.h>
 #include <VKTCoreKit/platform/testing/VKTMemoryKeyValueStore.h>
 #include <VKTCoreKit/platform/testing/VKTScriptedXMLEventReader.h>
@@ -117,13 +116,13 @@ std::unique_ptr<VKTScriptExecutor> makeNoScripts(VKTScriptOptions, VKTScriptHand
 }  // namespace
 
 VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions&) {
-    const auto clock = std::make_shared<VKTManualClock>();
+    const auto mainRunLoop = std::make_shared<VKTSimulatedRunLoop>(1);
     const auto notificationCentre = std::make_shared<VKTNotificationCentre>();
     return {
-        .clock = clock,
+        .clock = mainRunLoop,
         .random = std::make_shared<VKTFixedRandomSource>(),
         .HTTPSession = std::make_shared<VKTFakeHTTPSession>(),
-        .mainRunLoop = std::make_shared<VKTManualRunLoop>(clock),
+        .mainRunLoop = mainRunLoop,
         .passbackPool = std::make_shared<VKTManualPool>(),
         .globalPool = std::make_shared<VKTManualPool>(),
         .keyValueStore = std::make_shared<VKTMemoryKeyValueStore>(),
