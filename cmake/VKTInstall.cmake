@@ -1,33 +1,51 @@
 # Installs the library for CMake (find_package(VKTCoreKit)) and for pkg-config.
-include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-install(TARGETS VKTCoreKit VKTCore VKTLinuxPlatform VKTPlayer EXPORT VKTCoreKitTargets
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
+install(TARGETS VKTCoreKit VKTCore VKTPlayer EXPORT VKTCoreKitTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(TARGETS vkt-script-host RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/vktcorekit)
 install(DIRECTORY VKTCoreKit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     FILES_MATCHING PATTERN "*.h" PATTERN "*.inc" PATTERN "testing" EXCLUDE PATTERN "linux" EXCLUDE)
-install(EXPORT VKTCoreKitTargets NAMESPACE VKTCoreKit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
+install(EXPORT VKTCoreKitTargets NAMESPACE VKTCoreKit:: DESTINATION ${package_folder})
 
 configure_package_config_file(cmake/VKTCoreKitConfig.cmake.in VKTCoreKitConfig.cmake
-    INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
+    INSTALL_DESTINATION ${package_folder})
 write_basic_package_version_file(VKTCoreKitConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VKTCoreKitConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/VKTCoreKitConfigVersion.cmake
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
+    DESTINATION ${package_folder})
 
-configure_file(cmake/VKTCoreKit.pc.in VKTCoreKit.pc @ONLY)
-configure_file(cmake/VKTPlayer.pc.in VKTPlayer.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VKTCoreKit.pc ${CMAKE_CURRENT_BINARY_DIR}/VKTPlayer.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+# As find_package does it, the pkg-config file asks for what the platform needs.
+set(pkg_config_requires)
+set(pkg_config_libs -lVKTCore)
+if(VKT_PLATFORM)
+    install(TARGETS VKTLinuxPlatform EXPORT VKTCoreKitTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    install(TARGETS vkt-script-host RUNTIME DESTINATION ${CMAKE_INSTALL_LIBDIR}/vktcorekit)
+    set(pkg_config_requires "libcurl expat libcrypto sqlite3 zlib duktape")
+    string(CONCAT pkg_config_libs "-Wl,--start-group -lVKTLinuxPlatform -lVKTCore -Wl,--end-group "
+        "-lcurl -lexpat -lcrypto -lsqlite3 -lz -lduktape -pthread")
+endif()
 
-# A component of its own: find_package(VKTCoreKit COMPONENTS CairoCanvas), pkg-config VKTCairoCanvas.
-if(TARGET VKTCairoCanvas)
-    install(TARGETS VKTCairoCanvas EXPORT VKTCairoCanvasTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-    install(EXPORT VKTCairoCanvasTargets NAMESPACE VKTCoreKit::
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
-    configure_file(cmake/VKTCairoCanvas.pc.in VKTCairoCanvas.pc @ONLY)
-    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VKTCairoCanvas.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+function(vkt_install_pkg_config name)
+    configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endfunction()
+vkt_install_pkg_config(VKTCoreKit)
+vkt_install_pkg_config(VKTPlayer)
+
+# Components of their own: find_package(VKTCoreKit COMPONENTS VKTGLib), pkg-config VKTGLib.
+foreach(component VKTTesting VKTCairoCanvas VKTGLib)
+    if(TARGET ${component})
+        install(TARGETS ${component} EXPORT ${component}Targets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+        install(EXPORT ${component}Targets NAMESPACE VKTCoreKit:: DESTINATION ${package_folder})
+        vkt_install_pkg_config(${component})
+    endif()
+endforeach()
+install(DIRECTORY VKTCoreKit/platform/testing DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/VKTCoreKit/platform
+    FILES_MATCHING PATTERN "*.h")
+if(TARGET VKTGLib)
+    install(FILES VKTCoreKit/platform/linux/glib/VKTGLibRunLoop.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/VKTCoreKit/platform/linux/glib)
 endif()
 
 if(TARGET vkt)

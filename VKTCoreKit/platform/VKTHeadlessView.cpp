@@ -3,6 +3,16 @@
 #include <algorithm>
 #include <utility>
 
+namespace {
+
+bool isOrStandsIn(std::shared_ptr<VKTView> view, const VKTView& other) {
+    while (view && view.get() != &other)
+        view = view->superview();
+    return view != nullptr;
+}
+
+}  // namespace
+
 std::shared_ptr<VKTHeadlessView> VKTHeadlessView::initWithFrame(const VKTRect& frame) {
     return std::shared_ptr<VKTHeadlessView>(new VKTHeadlessView(frame, false));
 }
@@ -20,9 +30,7 @@ void VKTHeadlessView::appendSubviewsTo(std::vector<std::shared_ptr<VKTView>>& li
 }
 
 void VKTHeadlessView::addSubview(std::shared_ptr<VKTHeadlessView> view) {
-    for (std::shared_ptr<VKTView> each = shared_from_this(); each; each = each->superview()) {
-        if (each == view) return;
-    }
+    if (isOrStandsIn(shared_from_this(), *view)) return;
     view->removeFromSuperview();
     view->superview_ = weak_from_this();
     subviews_.push_back(std::move(view));
@@ -30,9 +38,15 @@ void VKTHeadlessView::addSubview(std::shared_ptr<VKTHeadlessView> view) {
 
 void VKTHeadlessView::removeFromSuperview() {
     const auto self = shared_from_this();
-    const auto superview = superview_.lock();
+    const auto superview = std::dynamic_pointer_cast<VKTHeadlessView>(superview_.lock());
     superview_.reset();
     if (superview) std::erase(superview->subviews_, self);
+}
+
+void VKTHeadlessView::setSuperview(const std::shared_ptr<VKTView>& superview) {
+    if (isOrStandsIn(superview, *this)) return;
+    removeFromSuperview();
+    superview_ = superview;
 }
 
 void VKTHeadlessApplication::setApplicationState(VKTApplicationState state) {

@@ -12,7 +12,7 @@
 #include "VKTCoreKit/platform/VKTView.h"
 
 /// A view whose properties are set by hand. Main thread only. A view owns its subviews; a subview knows its
-/// superview weakly.
+/// superview weakly. Its topmost view may hang below a view of the application's own.
 class VKTHeadlessView : public VKTView, public std::enable_shared_from_this<VKTHeadlessView> {
   public:
     /// The bounds have the frame's size and begin at (0, 0).
@@ -46,6 +46,11 @@ class VKTHeadlessView : public VKTView, public std::enable_shared_from_this<VKTH
     void addSubview(std::shared_ptr<VKTHeadlessView> view);
     void removeFromSuperview();
 
+    /// Hangs the view below one of the application's own, which lists it among its subviews as long as this
+    /// holds, and keeps it alive; it is held weakly. Ends where the view stood before; null for nowhere. Does
+    /// nothing for this view itself and for what stands in it. Below another headless view: `addSubview`.
+    void setSuperview(const std::shared_ptr<VKTView>& superview);
+
   private:
     VKTHeadlessView(const VKTRect& frame, bool isWindow) : frame_(frame), isWindow_(isWindow) {}
 
@@ -56,7 +61,7 @@ class VKTHeadlessView : public VKTView, public std::enable_shared_from_this<VKTH
     std::string className_ = "VKTHeadlessView";
     bool hasFocus_ = true;
     const bool isWindow_;
-    std::weak_ptr<VKTHeadlessView> superview_;
+    std::weak_ptr<VKTView> superview_;
     std::vector<std::shared_ptr<VKTHeadlessView>> subviews_;
 };
 

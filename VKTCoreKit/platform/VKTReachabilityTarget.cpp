@@ -7,10 +7,10 @@
 struct VKTReachabilityReporter::State {
     VKTMutex mutex;
     VKTReachabilityCallback callback VKT_GUARDED_BY(mutex);
-    std::shared_ptr<VKTRunLoop> loop VKT_GUARDED_BY(mutex);
+    std::shared_ptr<VKTMainLoop> loop VKT_GUARDED_BY(mutex);
     std::uint64_t generation VKT_GUARDED_BY(mutex) = 0;  // of calls that are still wanted
 
-    void setLoop(std::shared_ptr<VKTRunLoop> newLoop) {
+    void setLoop(std::shared_ptr<VKTMainLoop> newLoop) {
         const VKTLock lock(mutex);
         ++generation;
         loop.swap(newLoop);
@@ -33,7 +33,7 @@ void VKTReachabilityReporter::setCallback(VKTReachabilityCallback callback) {
     state_->callback.swap(callback);
 }
 
-void VKTReachabilityReporter::start(std::shared_ptr<VKTRunLoop> loop) {
+void VKTReachabilityReporter::start(std::shared_ptr<VKTMainLoop> loop) {
     state_->setLoop(std::move(loop));
 }
 
@@ -42,7 +42,7 @@ void VKTReachabilityReporter::stop() {
 }
 
 void VKTReachabilityReporter::report(const VKTReachabilityFlags& flags) {
-    std::shared_ptr<VKTRunLoop> loop;
+    std::shared_ptr<VKTMainLoop> loop;
     std::uint64_t generation = 0;
     {
         const VKTLock lock(state_->mutex);

@@ -63,7 +63,7 @@ class VKTReachabilityReporter {
     VKTReachabilityReporter();
 
     void setCallback(VKTReachabilityCallback callback);
-    void start(std::shared_ptr<VKTRunLoop> loop);
+    void start(std::shared_ptr<VKTMainLoop> loop);
     void stop();
 
     /// Posts a call of the callback; it is dropped unless started, and when stopped before its turn.

@@ -13,43 +13,70 @@
 using VKTTask = std::function<void()>;
 
 /// A scheduled call. Owned by whoever scheduled it: destroying or cancelling it means that the call does not
-/// happen any more. Use it on the loop's thread only.
+/// happen any more, also when it is due already. Either may happen inside the call itself, which goes on with
+/// all that the task has captured, and after the loop is gone. Use it on the loop's thread only.
 class VKTRunLoopTimer {
   public:
     virtual ~VKTRunLoopTimer() = default;
     virtual void cancel() = 0;
 };
 
-/// The main thread's event loop. `post` and `postAfter` may be called on any thread, everything else on the
-/// loop's thread. An embedder with a loop of its own implements this interface over it.
-class VKTRunLoop {
+/// The main thread's event loop, as far as the library calls it: these four operations and no others. An
+/// application with a loop of its own implements them over it, usually below `VKTRunLoop`, which
+/// `VKTPlatform::mainRunLoop` is.
+///
+/// What holds for every implementation, as the suite platform/testing/contract/VKTMainLoopContract.h checks:
+/// - A task runs on the loop's thread alone, one after another, and never inside the operation that takes it.
+/// - Tasks run in the order of their times; with the same time, in the order of posting. Never too early.
+/// - A task may post, schedule, and cancel or destroy any timer, its own too.
+/// - A loop that nobody runs, or that has ended, keeps what it is given until it is run (again). Destroying
+///   the loop drops what is left, without running it; timers may outlive it.
+///
+/// The library's own tasks do not throw. What becomes of an exception of the application's is for the loop to
+/// say.
+class VKTMainLoop {
   public:
-    virtual ~VKTRunLoop() = default;
+    virtual ~VKTMainLoop() = default;
 
-    /// Runs `task` on the loop's thread, after everything posted before it. Never before `post` returns.
+    /// Runs `task` as soon as what is due before it has run. Called on any thread, as answers and reports of
+    /// the library's own threads come back this way; wakes the loop when it waits.
     virtual void post(VKTTask task) = 0;
 
-    /// The same, no earlier than `delay` from now.
+    /// The same, no earlier than `delay` from now, in seconds; at once for 0 and below. One that is longer
+    /// than a year may be taken for a year. Called on any thread, for tries that are made again later.
     virtual void postAfter(VKTTimeInterval delay, VKTTask task) = 0;
 
-    /// A cancellable `postAfter`.
+    /// A cancellable `postAfter`; never null. Called on the loop's thread only, by each timer of the library,
+    /// again for each tick.
     [[nodiscard]] virtual std::unique_ptr<VKTRunLoopTimer> schedule(VKTTimeInterval delay, VKTTask task) = 0;
 
-    /// Whether the caller is on the loop's thread: the thread that made the loop, until a thread that calls
-    /// one of the running operations adopts it.
+    /// Whether the caller is on the loop's thread: the one that made the loop, until another one runs it.
+    /// Called on any thread, at the start of every operation that belongs to the main thread.
     [[nodiscard]] virtual bool isCurrentThread() const = 0;
+};
 
-    /// Runs tasks until `stop`.
-    virtual void run() = 0;
+/// A main loop that can be run, by an application without a loop of its own, by tools and tests. The library
+/// calls none of these four, and they are called on the thread that the loop shall belong to from then on,
+/// but for `stop`.
+///
+/// A loop that the application runs by its own means need not override them. They then run nothing, say so
+/// once in the log, and return what is true.
+class VKTRunLoop : public VKTMainLoop {
+  public:
+    /// Runs tasks until `stop`. Called once, by the application's main function, usually.
+    virtual void run();
 
-    /// Runs tasks until `done` holds (asked after each task) or `timeout` has passed. True when `done` holds.
-    virtual bool runUntil(const std::function<bool()>& done, VKTTimeInterval timeout) = 0;
+    /// Runs tasks until `done` holds (asked before the first and after each task) or `timeout` has passed.
+    /// True when `done` holds. Called for one thing to wait for; a task may call it, too.
+    virtual bool runUntil(const std::function<bool()>& done, VKTTimeInterval timeout);
 
-    /// Runs what is due now, and what that posts, without waiting. Returns the number of tasks run.
-    virtual std::size_t drain() = 0;
+    /// Runs what is due now, and what that posts, without waiting. Returns the number of tasks run. Called
+    /// again and again by an application that gives the loop turns within one of its own.
+    virtual std::size_t drain();
 
-    /// Ends `run` after the current task. Any thread.
-    virtual void stop() = 0;
+    /// Ends `run` after the current task, or the next `run` at once when none is under way. What is left
+    /// stays for later. Called on any thread.
+    virtual void stop();
 };
 
 /// Runs tasks one at a time, in the order of posting, on a thread of its own. Any thread may post.

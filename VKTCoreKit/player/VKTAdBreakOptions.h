@@ -94,7 +94,7 @@ struct VKTAdBreakOptions {
 /// What a break works with. Nothing may be empty but `measurement`; what is here outlives the break.
 struct VKTAdBreakServices {
     /// The loop on which everything happens that is not said to happen elsewhere.
-    std::shared_ptr<VKTRunLoop> mainLoop;
+    std::shared_ptr<VKTMainLoop> mainLoop;
 
     /// Measures the time budget.
     std::shared_ptr<VKTClock> clock;

@@ -31,7 +31,7 @@ class PixelWatch : public VKTPixelObserver {
         std::function<void(const std::shared_ptr<VKTPixel>& pixel, const VKTPixelOutcome& outcome)>;
 
     /// The handler is called on the main loop.
-    PixelWatch(std::shared_ptr<VKTRunLoop> mainLoop, Handler handler)
+    PixelWatch(std::shared_ptr<VKTMainLoop> mainLoop, Handler handler)
         : mainLoop_(std::move(mainLoop)), handler_(std::move(handler)) {}
 
     void pixelDelivered(const std::shared_ptr<VKTPixel>& pixel,
@@ -56,7 +56,7 @@ class PixelWatch : public VKTPixelObserver {
         mainLoop_->post([handler = handler_, pixel, outcome] { handler(pixel, outcome); });
     }
 
-    const std::shared_ptr<VKTRunLoop> mainLoop_;
+    const std::shared_ptr<VKTMainLoop> mainLoop_;
     const Handler handler_;
 };
 

@@ -11,7 +11,7 @@ namespace {
 // Takes calls to the main loop, in their order. Any thread.
 class Messenger {
   public:
-    Messenger(std::shared_ptr<VKTRunLoop> mainLoop, std::weak_ptr<VKTAdBreakWorkerDelegate> delegate)
+    Messenger(std::shared_ptr<VKTMainLoop> mainLoop, std::weak_ptr<VKTAdBreakWorkerDelegate> delegate)
         : mainLoop_(std::move(mainLoop)), delegate_(std::move(delegate)) {}
 
     template <typename... Parameters, typename... Arguments>
@@ -22,7 +22,7 @@ class Messenger {
     }
 
   private:
-    const std::shared_ptr<VKTRunLoop> mainLoop_;
+    const std::shared_ptr<VKTMainLoop> mainLoop_;
     const std::weak_ptr<VKTAdBreakWorkerDelegate> delegate_;
 };
 

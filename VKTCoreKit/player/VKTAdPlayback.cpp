@@ -87,11 +87,11 @@ class VKTAdPlayback::Events : public VKTMediaPlayerListener {
     }
 
     const std::weak_ptr<VKTAdPlayback> playback_;
-    const std::shared_ptr<VKTRunLoop> mainLoop_;
+    const std::shared_ptr<VKTMainLoop> mainLoop_;
 };
 
 VKTAdPlayback::VKTAdPlayback(const VKTAdBreakAd& ad, const VKTAdBreakOptions& options,
-                             std::shared_ptr<VKTRunLoop> mainLoop,
+                             std::shared_ptr<VKTMainLoop> mainLoop,
                              std::shared_ptr<VKTMediaPlayer> mediaPlayer,
                              std::shared_ptr<VKTAdTracking> tracking,
                              std::weak_ptr<VKTAdPlaybackDelegate> delegate)

@@ -28,7 +28,7 @@ class VKTAdPlayback : public std::enable_shared_from_this<VKTAdPlayback> {
   public:
     /// The delegate is held weakly; the options outlive this.
     VKTAdPlayback(const VKTAdBreakAd& ad, const VKTAdBreakOptions& options,
-                  std::shared_ptr<VKTRunLoop> mainLoop, std::shared_ptr<VKTMediaPlayer> mediaPlayer,
+                  std::shared_ptr<VKTMainLoop> mainLoop, std::shared_ptr<VKTMediaPlayer> mediaPlayer,
                   std::shared_ptr<VKTAdTracking> tracking, std::weak_ptr<VKTAdPlaybackDelegate> delegate);
     ~VKTAdPlayback() { stop(); }
     VKTAdPlayback(const VKTAdPlayback&) = delete;
@@ -88,7 +88,7 @@ class VKTAdPlayback : public std::enable_shared_from_this<VKTAdPlayback> {
 
     const VKTAdBreakAd ad_;
     const VKTAdBreakOptions& options_;
-    const std::shared_ptr<VKTRunLoop> mainLoop_;
+    const std::shared_ptr<VKTMainLoop> mainLoop_;
     const std::shared_ptr<VKTMediaPlayer> mediaPlayer_;
     const std::shared_ptr<VKTAdTracking> tracking_;
     const std::weak_ptr<VKTAdPlaybackDelegate> delegate_;

@@ -22,7 +22,7 @@ std::shared_ptr<Manager> managerOf(VKTTrackingEvents events, const VKTVASTPixelM
 std::shared_ptr<VKTAdViewability> VKTAdViewability::initWithAd(const VKTVASTAd& ad,
                                                                const std::shared_ptr<VKTView>& view,
                                                                const VKTVASTPixelManager& pixels,
-                                                               std::shared_ptr<VKTRunLoop> mainLoop,
+                                                               std::shared_ptr<VKTMainLoop> mainLoop,
                                                                EventHandler onEvent) {
     std::shared_ptr<VKTAdViewability> made(
         new VKTAdViewability(view, std::move(mainLoop), std::move(onEvent)));

@@ -25,7 +25,7 @@ class VKTAdViewability : public VKTTrackingEventManagerDelegate,
     static std::shared_ptr<VKTAdViewability> initWithAd(const VKTVASTAd& ad,
                                                         const std::shared_ptr<VKTView>& view,
                                                         const VKTVASTPixelManager& pixels,
-                                                        std::shared_ptr<VKTRunLoop> mainLoop,
+                                                        std::shared_ptr<VKTMainLoop> mainLoop,
                                                         EventHandler onEvent);
 
     /// While the ad is played: time that is paused does not count.
@@ -42,14 +42,14 @@ class VKTAdViewability : public VKTTrackingEventManagerDelegate,
                                                       const VKTViewabilityStatus& status) override;
 
   private:
-    VKTAdViewability(std::shared_ptr<VKTView> view, std::shared_ptr<VKTRunLoop> mainLoop,
+    VKTAdViewability(std::shared_ptr<VKTView> view, std::shared_ptr<VKTMainLoop> mainLoop,
                      EventHandler onEvent)
         : view_(std::move(view)), mainLoop_(std::move(mainLoop)), onEvent_(std::move(onEvent)) {}
 
     void timeExposure(const VKTViewabilityStatus& status);
 
     const std::shared_ptr<VKTView> view_;
-    const std::shared_ptr<VKTRunLoop> mainLoop_;
+    const std::shared_ptr<VKTMainLoop> mainLoop_;
     const EventHandler onEvent_;
     std::shared_ptr<VKTTrackingEventManager> outcomes_;
     std::shared_ptr<VKTViewabilityTrackingEventManager> viewable_;

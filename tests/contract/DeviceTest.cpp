@@ -5,6 +5,7 @@
 
 #include "VKTCoreKit/platform/linux/VKTLinuxDevice.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+#include "VKTCoreKit/platform/testing/contract/VKTLocationServicesContract.h"
 
 namespace {
 
@@ -22,33 +23,28 @@ TEST(LinuxDevice, KnowsItsSystem) {
               (std::vector<std::string>{"zh-Hant-TW", "en", "de-AT"}));
 }
 
-struct Listener : VKTLocationRequestDelegate {
-    void locationManagerDidUpdateLocations(const VKTCoordinates&) override { ++ends, request.reset(); }
-    void locationManagerDidFailWithError(const VKTError&) override { ++ends, request.reset(); }
-
-    int ends = 0;
-    std::unique_ptr<VKTLocationRequest> request;
+// The Linux ones answer from the main loop of the platform in force.
+struct LinuxLocationServices {
+    VKTTestPlatform test = vkt_makeTestPlatform();
+    VKTScopedPlatform scope{test.platform};
+    std::shared_ptr<VKTLocationServices> services = std::make_shared<VKTLinuxLocationServices>();
 };
 
-TEST(LocationServices, ARequestEndsOnceLaterAndNotWhenItIsGone) {
-    const auto test = vkt_makeTestPlatform();
-    const VKTScopedPlatform scope(test.platform);
-    const std::shared_ptr<VKTLocationServices> subjects[] = {std::make_shared<VKTLinuxLocationServices>(),
-                                                             test.locationServices};
-    for (const auto& services : subjects) {
-        const auto heard = std::make_shared<Listener>(), dropped = std::make_shared<Listener>();
-        heard->request = services->requestLocation(heard);
-        services->requestLocation(dropped).reset();
-        const auto unheard = services->requestLocation(std::make_shared<Listener>());
-        EXPECT_EQ(heard->ends, 0);
-        for (int i = 0; i < 2; ++i) {
-            test.mainRunLoop->drain();
-            test.locationServices->tellDelegates(
-                [](auto& told) { told.locationManagerDidUpdateLocations({}); });
-        }
-        EXPECT_EQ(heard->ends, 1);
-        EXPECT_EQ(dropped->ends, 0);
-    }
+VKTLocationServicesSubject linuxServices() {
+    const auto subject = std::make_shared<LinuxLocationServices>();
+    return {vkt_keepingSubject(subject, subject->services),
+            [subject] { subject->test.mainRunLoop->drain(); }};
 }
+
+VKTLocationServicesSubject fakeServices() {
+    const auto services = std::make_shared<VKTFakeLocationServices>();
+    return {services, [services] {
+                services->tellDelegates([](auto& told) { told.locationManagerDidUpdateLocations({}); });
+            }};
+}
+
+INSTANTIATE_TEST_SUITE_P(Ours, VKTLocationServicesContract,
+                         testing::Values(VKTLocationServicesMaker{"linux", linuxServices},
+                                         VKTLocationServicesMaker{"fake", fakeServices}));
 
 }  // namespace

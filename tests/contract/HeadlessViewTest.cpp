@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/platform/testing/contract/VKTViewContract.h"
+
 namespace {
 
 using Views = std::vector<std::shared_ptr<VKTView>>;
@@ -12,6 +14,17 @@ using Views = std::vector<std::shared_ptr<VKTView>>;
 std::shared_ptr<VKTHeadlessView> view(const VKTRect& frame = {0, 0, 10, 10}) {
     return VKTHeadlessView::initWithFrame(frame);
 }
+
+VKTViewSubject makeSubject(const VKTRect& windowFrame, const VKTRect& frame, const VKTRect& innerFrame) {
+    const auto window = VKTHeadlessView::windowWithFrame(windowFrame);
+    const auto outer = view(frame);
+    const auto inner = view(innerFrame);
+    window->addSubview(outer);
+    outer->addSubview(inner);
+    return {window, outer, inner, [outer](bool isHidden) { outer->setHidden(isHidden); }};
+}
+
+INSTANTIATE_TEST_SUITE_P(Ours, VKTViewContract, testing::Values(VKTViewMaker{"headless", makeSubject}));
 
 TEST(HeadlessView, AViewStandsInOnePlaceAndNeverInItself) {
     const auto window = VKTHeadlessView::windowWithFrame({0, 0, 100, 100});
@@ -43,6 +56,45 @@ TEST(HeadlessView, ASuperviewOwnsItsSubviewsOnly) {
     EXPECT_EQ(child.use_count(), 2);
     parent.reset();
     EXPECT_EQ(child->superview(), nullptr);
+}
+
+// A view of an application, which lists what hangs below it.
+class OwnView final : public VKTView {
+  public:
+    [[nodiscard]] VKTRect frame() const override { return {20, 30, 50, 50}; }
+    [[nodiscard]] VKTRect bounds() const override { return {0, 0, 50, 50}; }
+    [[nodiscard]] bool isHidden() const override { return false; }
+    [[nodiscard]] double alpha() const override { return 1; }
+    [[nodiscard]] bool isWindow() const override { return true; }
+    [[nodiscard]] std::shared_ptr<VKTView> superview() const override { return nullptr; }
+    [[nodiscard]] Views subviews() const override { return listed; }
+
+    Views listed;
+};
+
+TEST(HeadlessView, HangsBelowAViewOfTheApplicationUntilItIsPutElsewhere) {
+    auto own = std::make_shared<OwnView>();
+    const auto player = view({1, 2, 10, 10});
+    const auto inner = view({5, 5, 2, 2});
+    player->addSubview(inner);
+    own->listed = {player};
+    player->setSuperview(own);
+    EXPECT_EQ(player->superview(), own);
+    EXPECT_EQ(inner->convertPointToView({0, 0}, *own), (VKTPoint{6, 7}));
+    player->setSuperview(inner);
+    inner->addSubview(player);
+    EXPECT_EQ(player->superview(), own) << "what stands in it is no place for it";
+
+    const auto other = view();
+    other->addSubview(player);
+    EXPECT_EQ(player->superview(), other);
+    player->setSuperview(own);
+    EXPECT_TRUE(other->subviews().empty());
+    player->removeFromSuperview();
+    EXPECT_EQ(player->superview(), nullptr);
+    player->setSuperview(own);
+    own.reset();
+    EXPECT_EQ(player->superview(), nullptr) << "held weakly";
 }
 
 TEST(HeadlessView, ConvertsPointsByOrigins) {

@@ -5,115 +5,30 @@
 
 #include <filesystem>
 #include <fstream>
-#include <limits>
-#include <thread>
 #include <vector>
 
-#include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 #include "VKTCoreKit/platform/testing/VKTMemoryKeyValueStore.h"
+#include "VKTCoreKit/platform/testing/contract/VKTKeyValueStoreContract.h"
 #include "tests/support/VKTForkedChild.h"
 #include "tests/support/VKTStoreFolder.h"
 
 namespace {
-
-// Type and value to the last bit.
-std::string exactly(const std::optional<VKTValue>& value) {
-    return value ? vkt_archiveData("", {{"", VKTValue(*value)}}) : "nothing";
-}
-
-struct MemorySubject {
-    std::shared_ptr<VKTKeyValueStore> store = std::make_shared<VKTMemoryKeyValueStore>();
-};
 
 struct SQLiteSubject {
     VKTStoreFolder folder;
     std::shared_ptr<VKTKeyValueStore> store = folder.open();
 };
 
-template <typename Subject>
-class KeyValueStoreContract : public testing::Test {
-  protected:
-    Subject subject_;
-    VKTKeyValueStore& store_ = *subject_.store;
-};
-
-using Subjects = testing::Types<MemorySubject, SQLiteSubject>;
-TYPED_TEST_SUITE(KeyValueStoreContract, Subjects);
-
-TYPED_TEST(KeyValueStoreContract, EveryValueKeepsTypeAndBits) {
-    const std::string binary("a\0b\xFF", 4);
-    const VKTArray values{true,
-                          1,
-                          std::numeric_limits<double>::quiet_NaN(),
-                          "",
-                          binary,
-                          VKTBytes{std::string(10'000'000, 'x')},
-                          VKTDate(std::chrono::microseconds(-1)),
-                          VKTDictionary{{"b", VKTArray{1, VKTValue()}}, {"a", VKTBytes{binary}}}};
-    for (const VKTValue& value : values) {
-        ASSERT_TRUE(this->store_.setValueForKey(value, "key"));
-        EXPECT_EQ(exactly(this->store_.valueForKey("key")), exactly(value));
-    }
+std::shared_ptr<VKTKeyValueStore> makeStoreInFile() {
+    const auto subject = std::make_shared<SQLiteSubject>();
+    return vkt_keepingSubject(subject, subject->store);
 }
 
-TYPED_TEST(KeyValueStoreContract, KeysAreBytesAndNullRemoves) {
-    const std::string keys[] = {"", "a", "A", std::string("a\0", 2), "\xFF"};
-    for (const std::string& key : keys) {
-        EXPECT_FALSE(this->store_.valueForKey(key));
-        EXPECT_TRUE(this->store_.removeValueForKey(key)) << "nothing to remove is no failure";
-        EXPECT_TRUE(this->store_.setValueForKey(key, key));
-    }
-    EXPECT_TRUE(this->store_.removeValueForKey("a"));
-    for (const std::string& key : keys)
-        EXPECT_EQ(exactly(this->store_.valueForKey(key)), key == "a" ? "nothing" : exactly(VKTValue(key)));
-}
-
-TYPED_TEST(KeyValueStoreContract, ThreadsShareIt) {
-    const auto use = [this] {
-        for (int round = 0; round < 50; ++round) {
-            this->store_.setValueForKey(VKTArray{round, round}, "shared");
-            const auto shared = this->store_.valueForKey("shared").value();
-            EXPECT_EQ(shared.asArray()->at(0), shared.asArray()->at(1));
-        }
-    };
-    std::thread other(use);
-    use();
-    other.join();
-}
-
-std::vector<std::string> bytesOf(const std::vector<VKTRecord>& records) {
-    std::vector<std::string> bytes;
-    for (const VKTRecord& record : records)
-        bytes.push_back(record.bytes);
-    return bytes;
-}
-
-using Texts = std::vector<std::string>;
-
-TYPED_TEST(KeyValueStoreContract, TablesKeepRecordsInOrderForOneOwnerAndOneVersion) {
-    VKTRecordTableOpening opening = this->store_.openRecordTable("things", "1");
-    const auto numbers = opening.table->change({}, {"a", std::string("b\0", 2), ""});
-    ASSERT_EQ(numbers->size(), 3U);
-    EXPECT_TRUE(opening.table->change({numbers->at(0), 99}, {"d", "e"}));
-    EXPECT_EQ(bytesOf(*opening.table->records()), (Texts{std::string("b\0", 2), "", "d", "e"}));
-
-    const VKTRecordTableOpening second = this->store_.openRecordTable("things", "1");
-    EXPECT_FALSE(second.table);
-    EXPECT_NE(second.refusal, "");
-    opening.table.reset();
-    opening = this->store_.openRecordTable("things", "1");
-    EXPECT_EQ(opening.table->records()->size(), 4U);
-    opening.table.reset();
-    EXPECT_TRUE(this->store_.openRecordTable("things", "2").table->records()->empty());
-    EXPECT_TRUE(this->store_.openRecordTable("things", "1").table->records()->empty()) << "it was removed";
-}
-
-TYPED_TEST(KeyValueStoreContract, KeysAreListedByPrefix) {
-    for (const char* key : {"a.2", "a.1", "a", "b.1", "a%"})
-        this->store_.setValueForKey(1, key);
-    EXPECT_EQ(this->store_.keysWithPrefix("a."), (Texts{"a.1", "a.2"}));
-    EXPECT_TRUE(this->store_.keysWithPrefix("c").empty());
-}
+INSTANTIATE_TEST_SUITE_P(
+    Ours, VKTKeyValueStoreContract,
+    testing::Values(VKTKeyValueStoreMaker{"memory",
+                                          [] { return std::make_shared<VKTMemoryKeyValueStore>(); }},
+                    VKTKeyValueStoreMaker{"sqlite", makeStoreInFile}));
 
 class SQLiteKeyValueStore : public testing::Test {
   protected:

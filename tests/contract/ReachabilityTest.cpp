@@ -1,4 +1,4 @@
-// One contract for targets; and how the Linux one reads its interfaces.
+// How the Linux one reads its interfaces.
 #include <gtest/gtest.h>
 #include <linux/netlink.h>
 #include <sys/socket.h>
@@ -9,6 +9,7 @@
 #include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTNetlinkReachability.h"
 #include "VKTCoreKit/platform/testing/VKTFakeReachabilityTarget.h"
+#include "VKTCoreKit/platform/testing/contract/VKTReachabilityTargetContract.h"
 
 using namespace std::chrono_literals;
 
@@ -21,24 +22,20 @@ VKTNetworkInterface running(const char* name) {
     return {.name = name, .isRunning = true, .hasAddress = true};
 }
 
-// Each subject connects and disconnects, and waits until its target has noticed.
-class FakeSubject {
-  public:
-    void setConnected(bool connected) { fake_->setFlags(connected ? reachable : unreachable); }
+VKTReachabilityTargetSubject fakeSubject() {
+    const auto fake = std::make_shared<VKTFakeReachabilityTarget>();
+    return {fake, [fake](bool isConnected) { fake->setFlags(isConnected ? reachable : unreachable); }};
+}
 
-  private:
-    std::shared_ptr<VKTFakeReachabilityTarget> fake_ = std::make_shared<VKTFakeReachabilityTarget>();
-
+// Interfaces that come and go; a change waits until the target has read them.
+class ChangingInterfaces : public std::enable_shared_from_this<ChangingInterfaces> {
   public:
-    std::shared_ptr<VKTReachabilityTarget> target = fake_;
-};
-
-class NetlinkSubject {
-  public:
-    ~NetlinkSubject() {
-        target.reset();
+    ChangingInterfaces() = default;
+    ~ChangingInterfaces() {
         if (changes_ >= 0) close(changes_);
     }
+    ChangingInterfaces(const ChangingInterfaces&) = delete;
+    ChangingInterfaces& operator=(const ChangingInterfaces&) = delete;
 
     void setConnected(bool connected) {
         isConnected_ = connected;
@@ -49,96 +46,36 @@ class NetlinkSubject {
         ASSERT_TRUE(noticed_.try_acquire_for(10s));
     }
 
-  private:
     VKTNetworkInterfaceSource source() {
-        return {[this] {
-                    const bool isConnected = isConnected_;
-                    noticed_.release();
+        return {[self = shared_from_this()] {
+                    const bool isConnected = self->isConnected_;
+                    self->noticed_.release();
                     return isConnected ? VKTNetworkInterfaces{running("eth0")} : VKTNetworkInterfaces();
                 },
-                [this] {
+                [self = shared_from_this()] {
                     int pair[2];
                     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
-                    if (changes_ >= 0) close(changes_);
-                    changes_ = pair[0];
+                    if (self->changes_ >= 0) close(self->changes_);
+                    self->changes_ = pair[0];
                     return pair[1];
                 }};
     }
 
+  private:
     std::atomic<bool> isConnected_ = false;
     std::counting_semaphore<> noticed_{0};
     int changes_ = -1;
-
-  public:
-    std::shared_ptr<VKTReachabilityTarget> target =
-        vkt_makeNetlinkReachabilityTarget(VKTSocketAddress(), source());
 };
 
-template <typename Subject>
-class ReachabilityTargetContract : public testing::Test {
-  protected:
-    ReachabilityTargetContract() {
-        subject_.setConnected(false);
-        subject_.target->setCallback([this](const VKTReachabilityFlags& flags) {
-            EXPECT_TRUE(loop_->isCurrentThread());
-            heard_.push_back(flags.reachable);
-        });
-    }
-
-    bool runUntilHeard(std::size_t count) {
-        return loop_->runUntil([&] { return heard_.size() >= count; }, 10s);
-    }
-
-    std::shared_ptr<VKTRunLoop> loop_ = vkt_makeLinuxRunLoop();
-    std::vector<bool> heard_;
-    Subject subject_;
-};
-
-using Subjects = testing::Types<FakeSubject, NetlinkSubject>;
-TYPED_TEST_SUITE(ReachabilityTargetContract, Subjects);
-
-TYPED_TEST(ReachabilityTargetContract, TellsEachChangeOnceOnTheLoop) {
-    auto& subject = this->subject_;
-    subject.setConnected(true);
-    EXPECT_EQ(subject.target->flags(), reachable);
-    subject.target->schedule(this->loop_);
-    subject.setConnected(true);
-    subject.setConnected(false);
-    EXPECT_TRUE(this->heard_.empty());
-    EXPECT_TRUE(this->runUntilHeard(1));
-    subject.setConnected(true);
-    EXPECT_TRUE(this->runUntilHeard(2));
-    EXPECT_EQ(this->heard_, (std::vector<bool>{false, true}));
+VKTReachabilityTargetSubject netlinkSubject() {
+    const auto interfaces = std::make_shared<ChangingInterfaces>();
+    return {vkt_makeNetlinkReachabilityTarget(VKTSocketAddress(), interfaces->source()),
+            [interfaces](bool isConnected) { interfaces->setConnected(isConnected); }};
 }
 
-TYPED_TEST(ReachabilityTargetContract, IsSilentUnlessScheduledAndKeepsItsCallback) {
-    auto& subject = this->subject_;
-    subject.target->unschedule();
-    subject.target->schedule(this->loop_);
-    subject.setConnected(true);  // its call is posted, and then not wanted any more
-    subject.target->unschedule();
-    this->loop_->drain();
-    EXPECT_TRUE(this->heard_.empty());
-
-    subject.target->schedule(this->loop_);
-    this->loop_->drain();
-    EXPECT_TRUE(this->heard_.empty());
-    subject.setConnected(false);
-    EXPECT_TRUE(this->runUntilHeard(1));
-}
-
-TYPED_TEST(ReachabilityTargetContract, MayBeReplacedAndDroppedInItsCallback) {
-    auto& subject = this->subject_;
-    int calls = 0;
-    subject.target->setCallback([&](const auto&) {
-        ++calls;
-        subject.target.reset();
-    });
-    subject.target->schedule(this->loop_);
-    subject.setConnected(true);
-    EXPECT_TRUE(this->loop_->runUntil([&] { return calls == 1 && !subject.target; }, 10s));
-    EXPECT_TRUE(this->heard_.empty());
-}
+INSTANTIATE_TEST_SUITE_P(Ours, VKTReachabilityTargetContract,
+                         testing::Values(VKTReachabilityTargetMaker{"fake", fakeSubject},
+                                         VKTReachabilityTargetMaker{"netlink", netlinkSubject}));
 
 TEST(NetlinkReachability, FlagsFollowFromTheInterfaces) {
     const VKTNetworkInterface loopback{

@@ -9,7 +9,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -22,148 +21,46 @@
 #include <vector>
 
 #include "VKTCoreKit/platform/linux/VKTDuktapeExecutor.h"
-#include "VKTCoreKit/platform/linux/VKTLinuxRunLoop.h"
 #include "VKTCoreKit/platform/linux/VKTProcessExecutor.h"
 #include "VKTCoreKit/platform/linux/VKTScriptFrames.h"
 #include "VKTCoreKit/platform/linux/host/Fence.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+#include "VKTCoreKit/platform/testing/contract/VKTScriptExecutorContract.h"
 
 using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto patience = 60s;  // of the tests; far above what a busy machine needs
-
-template <auto maker>
-struct Made {
-    static constexpr auto make = maker;
-};
-using InProcess = Made<vkt_makeDuktapeExecutor>;
-using OwnProcess = Made<vkt_makeProcessExecutor>;
-
-// One world at a time, and the log of what it reported.
-template <typename Subject>
-class ScriptExecutorContract : public testing::Test {
-  protected:
-    VKTScriptHandlers handlers() {
-        return {.onMessage = [this](const std::string& message) { log_.push_back(message); },
-                .onException = [this](const VKTError& error) { note("exception", error); },
-                .onEnd = [this](const VKTError& error) { note("end", error); }};
-    }
-
-    void note(const std::string& what, const VKTError& error) {
-        EXPECT_EQ(error.domain(), VKTScriptErrorDomain);
-        description_ = error.localizedDescription().value_or("");
-        log_.push_back(what + " " + std::to_string(error.code()));
-    }
-
-    void openAndEvaluate(const std::string& script) {
-        world_ = Subject::make(options_, handlers());
-        world_->evaluate(script, "test.js");
-    }
-
-    bool runUntilLogged(std::size_t count) {
-        return loop_->runUntil([&] { return log_.size() >= count; }, patience);
-    }
-
-    bool runUntilLast(const std::string& entry) {
-        return loop_->runUntil([&] { return !log_.empty() && log_.back() == entry; }, patience);
-    }
-
-    static VKTPlatform platformOver(const std::shared_ptr<VKTRunLoop>& loop) {
-        VKTPlatform platform = VKTPlatform::current();
-        platform.mainRunLoop = loop;
-        return platform;
-    }
-
-    using Log = std::vector<std::string>;
-    std::shared_ptr<VKTRunLoop> loop_ = vkt_makeLinuxRunLoop();
-    VKTScopedPlatform inForce_{platformOver(loop_)};
-    // Sanitizers and neighbours take their share of the time.
-    VKTScriptOptions options_{.turnLimit = 20s, .hostPath = VKT_SCRIPT_HOST};
-    Log log_;
-    std::string description_;
-    std::unique_ptr<VKTScriptExecutor> world_;
-};
-
-using Subjects = testing::Types<InProcess, OwnProcess>;
-TYPED_TEST_SUITE(ScriptExecutorContract, Subjects);
-
-TYPED_TEST(ScriptExecutorContract, ReportsInOrderOnTheLoopAndGoesOnAfterExceptions) {
-    this->openAndEvaluate("var count = 0; function add(o) { count += o.n; postToHost('n' + count + o.s); }");
-    this->world_->call("add", R"({"n":1,"s":"\u00e9😀"})");
-    this->world_->evaluate("postToHost('before'); throw new TypeError('oh')", "bad.js");
-    this->world_->call("add", R"({"n":)");
-    this->world_->call("missing", "1");
-    this->world_->evaluate("var = 3", "syntax.js");
-    this->world_->evaluate("(function f() { f(); })()", "deep.js");
-    this->world_->evaluate("postToHost(7)", "number.js");
-    this->world_->call("add", R"({"n":2,"s":""})");
-    EXPECT_TRUE(this->log_.empty());
-    ASSERT_TRUE(this->runUntilLast("n3"));
-    const std::string thrown = "exception 1";
-    EXPECT_EQ(this->log_, (std::vector<std::string>{"n1é😀", "before", thrown, thrown, thrown, thrown, thrown,
-                                                    thrown, "n3"}));
-    EXPECT_EQ(this->description_, "TypeError: postToHost takes one text (number.js:1)");
+std::unique_ptr<VKTScriptExecutor> makeWorldInBuiltProcess(VKTScriptOptions options,
+                                                           VKTScriptHandlers handlers) {
+    options.hostPath = VKT_SCRIPT_HOST;
+    return vkt_makeProcessExecutor(options, std::move(handlers));
 }
 
-TYPED_TEST(ScriptExecutorContract, HasTheLanguageAndNothingElse) {
-    this->openAndEvaluate(R"(
-        var extra = ['Duktape', 'CBOR', 'Buffer', 'require', 'print', 'alert', 'performance', 'setTimeout'];
-        postToHost(extra.filter(function (name) { return name in globalThis; }).join() + typeof JSON.parse);)");
-    ASSERT_TRUE(this->runUntilLogged(1));
-    EXPECT_EQ(this->log_, std::vector<std::string>{"function"});
-}
+INSTANTIATE_TEST_SUITE_P(Ours, VKTScriptExecutorContract,
+                         testing::Values(VKTScriptWorldMaker{"in this process", vkt_makeDuktapeExecutor},
+                                         VKTScriptWorldMaker{"in its own", makeWorldInBuiltProcess}));
 
-TYPED_TEST(ScriptExecutorContract, EndsOnceWhenALimitIsPassedAndNamesIt) {
-    this->options_.messageLimit = 1000;
-    this->options_.backlogLimit = 200;
-    const std::tuple<const char*, std::string, const char*> cases[] = {
-        {"var s = 'x'; for (;;) s += s;", "end 2", "::memoryLimit"},
-        {"try { var s = 'x'; for (;;) s += s; } catch (e) { s = null; }", "end 2", "::memoryLimit"},
-        {"postToHost(new Array(1002).join('x'))", "end 4", "::messageLimit"},
-        {"for (var i = 0; i < 5000; ++i) postToHost('')", "end 4", "::backlogLimit"},
-        {"for (var end = Date.now() + 200; Date.now() < end;);", "end 3", "::turnLimit"}};
-    for (const auto& [script, end, limit] : cases) {
-        this->log_.clear();
-        this->options_.turnLimit = end == "end 3" ? 5ms : 20s;
-        this->openAndEvaluate(script);
-        this->world_->evaluate("postToHost('still here')", "after.js");
-        ASSERT_TRUE(this->runUntilLast(end)) << script << this->description_;
-        EXPECT_NE(this->description_.find(limit), std::string::npos) << this->description_;
-        this->world_->evaluate("postToHost('still here')", "later.js");
-        this->loop_->drain();
-        EXPECT_EQ(this->log_.back(), end);
-        EXPECT_EQ(std::count(this->log_.begin(), this->log_.end(), "still here"), 0) << script;
-    }
-}
-
-TYPED_TEST(ScriptExecutorContract, MayBeDestroyedByEachOfItsHandlers) {
-    int calls = 0;
-    const auto drop = [&](const auto&) {
-        ++calls;
-        this->world_.reset();
+TEST(DuktapeExecutor, SaysWhatIsWrong) {
+    const auto test = vkt_makeTestPlatform();
+    const VKTScopedPlatform scope(test.platform);
+    std::string description;
+    VKTScriptHandlers handlers;
+    handlers.onException = [&](const VKTError& error) {
+        description = error.localizedDescription().value_or("");
     };
-    for (const char* script :
-         {"postToHost('a'); postToHost('b')", "throw 1", "var s = 'x'; for (;;) s += s;"}) {
-        this->world_ = TypeParam::make(this->options_, {drop, drop, drop});
-        this->world_->evaluate(script, "test.js");
-        this->world_->evaluate(script, "again.js");
-        ASSERT_TRUE(this->loop_->runUntil([&] { return this->world_ == nullptr; }, patience)) << script;
-        this->loop_->drain();
-    }
-    EXPECT_EQ(calls, 3);
-    // With everything it was asked still waiting.
-    this->openAndEvaluate("postToHost('never')");
-    this->world_.reset();
-    this->loop_->drain();
-    EXPECT_TRUE(this->log_.empty());
+    const auto world = vkt_makeDuktapeExecutor({}, std::move(handlers));
+    world->evaluate("postToHost(7)", "number.js");
+    test.mainRunLoop->drain();
+    EXPECT_EQ(description, "TypeError: postToHost takes one text (number.js:1)");
 }
 
 // --- worlds in a process of their own
 
-class ProcessScripts : public ScriptExecutorContract<OwnProcess> {
+class ProcessScripts : public testing::Test, public VKTScriptWorld {
   protected:
+    ProcessScripts() : VKTScriptWorld(vkt_makeProcessExecutor) { options_.hostPath = VKT_SCRIPT_HOST; }
+
     pid_t openAndStart() {
         openAndEvaluate("postToHost('started')");
         EXPECT_TRUE(runUntilLast("started")) << description_;

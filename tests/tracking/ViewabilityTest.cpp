@@ -178,6 +178,31 @@ TEST_F(Viewability, WhatMakesAViewNotViewable) {
     EXPECT_EQ(manager_->viewabilityStatus(), VKTViewabilityStatus()) << "the view is gone";
 }
 
+// A window of an application's own.
+struct OwnWindow final : VKTView {
+    VKTRect frame() const override { return {0, 0, 200, 200}; }
+    VKTRect bounds() const override { return frame(); }
+    bool isHidden() const override { return isHiddenNow; }
+    double alpha() const override { return 1; }
+    bool isWindow() const override { return true; }
+    std::shared_ptr<VKTView> superview() const override { return nullptr; }
+    std::vector<std::shared_ptr<VKTView>> subviews() const override { return {}; }
+
+    bool isHiddenNow = false;
+};
+
+TEST_F(Viewability, ManagerMeasuresAHeadlessViewBelowAWindowOfTheApplication) {
+    const auto window = std::make_shared<OwnWindow>();
+    container_->setFrame({150, 0, 100, 100});
+    view_->setFrame({0, 0, 100, 100});
+    container_->setSuperview(window);
+    EXPECT_EQ(VKTViewabilityManager::parentWindowForView(*view_), window);
+    EXPECT_TRUE(manager_->viewabilityStatus().isViewable());
+    EXPECT_EQ(manager_->viewabilityPercentage(), 0.5);
+    window->isHiddenNow = true;
+    EXPECT_FALSE(manager_->viewabilityStatus().isViewable());
+}
+
 TEST_F(Viewability, ManagerReportsTheFirstSampleAndEveryChange) {
     const auto stop = [this] { manager_->stopViewabilityTracking(); };
     const auto start = [this] { manager_->startViewabilityTracking(); };
