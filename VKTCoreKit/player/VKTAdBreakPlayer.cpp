@@ -133,7 +133,8 @@ class VKTAdBreakPlayer::Break : public VKTAdBreakWorkerDelegate,
     void workerDidFindPassbacks(const std::vector<VKTAdBreakAd>& ads) override;
 
     void playbackDidStart() override {
-        tell(&VKTAdBreakPlayerDelegate::adBreakPlayerDidStartAd, *currentAd_);
+        const VKTAdBreakAd ad = *currentAd_;  // the delegate may end it
+        tell(&VKTAdBreakPlayerDelegate::adBreakPlayerDidStartAd, ad);
     }
     void playbackSkipPossibleFrom(double seconds) override {
         tell(&VKTAdBreakPlayerDelegate::adBreakPlayerSkipPossibleFrom, seconds);
@@ -229,6 +230,7 @@ void VKTAdBreakPlayer::Break::cancel() {
         adDidEnd({VKTAdCancelled});
     }
     end_.kind = VKTAdBreakCancelled;
+    end_.error.reset();
     tell(&VKTAdBreakPlayerDelegate::adBreakPlayerDidEnd, end_);
 }
 

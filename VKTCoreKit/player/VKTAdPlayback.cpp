@@ -11,6 +11,7 @@
 namespace {
 
 constexpr double tickInterval = 0.25;     // seconds of media
+constexpr double shortestTick = 0.01;     // seconds: a position may come ever closer to the next quarter
 constexpr double longestMedia = 1e7;      // seconds; a number beyond it is none
 constexpr double endTolerance = 1.5;      // seconds by which players' positions fall short at the end
 constexpr VKTTimeInterval endTimeout{2};  // for the media player to tell of an end that is reached
@@ -82,7 +83,7 @@ class VKTAdPlayback::Events : public VKTMediaPlayerListener {
     void post(void (VKTAdPlayback::*event)(Parameters...), Arguments... arguments) {
         mainLoop_->post([weak = playback_, event, arguments...] {
             const auto playback = weak.lock();
-            if (playback && playback->state_ != State::Ended) ((*playback).*event)(arguments...);
+            if (playback && playback->isLive()) ((*playback).*event)(arguments...);
         });
     }
 
@@ -111,7 +112,7 @@ void VKTAdPlayback::start(double volume) {
     isLoaded_ = true;
     const auto events = std::make_shared<Events>(shared_from_this());
     if (!ask("load", [&](VKTMediaPlayer& player) { player.load(*ad_.mediaFile, events); })) return;
-    if (!ask("setVolume", [&](VKTMediaPlayer& player) { player.setVolume(volume); })) return;
+    if (!ask("setVolume", [&](VKTMediaPlayer& player) { player.setVolume(volume_); })) return;
     standstillTimer_ = mainLoop_->schedule(options_.loadTimeout, [weak = weak_from_this()] {
         const auto self = weak.lock();
         if (!self) return;
@@ -121,35 +122,36 @@ void VKTAdPlayback::start(double volume) {
 }
 
 void VKTAdPlayback::pause() {
-    if (isPaused_ || state_ == State::Ended) return;
+    if (isPaused_ || !isLive()) return;
     if (state_ != State::Loading) lookAtPosition();
-    if (state_ == State::Ended) return;
+    if (isPaused_ || !isLive()) return;
     isPaused_ = true;
     if (state_ == State::Loading) return;
     tickTimer_.reset();
     standstillTimer_.reset();
-    if (!ask("pause", [](VKTMediaPlayer& player) { player.pause(); })) return;
+    if (!ask("pause", [](VKTMediaPlayer& player) { player.pause(); }) || !isPaused_) return;
     if (state_ == State::Started) tracking_->pause();
 }
 
 void VKTAdPlayback::resume() {
-    if (!isPaused_ || state_ == State::Ended) return;
+    if (!isPaused_ || !isLive()) return;
     isPaused_ = false;
     if (state_ == State::Loading) return;
-    if (!ask("play", [](VKTMediaPlayer& player) { player.play(); })) return;
+    if (!ask("play", [](VKTMediaPlayer& player) { player.play(); }) || isPaused_) return;
     if (state_ == State::Started) tracking_->resume();
-    tick();
+    lookAtPosition();
+    if (!isLive() || isPaused_) return;
+    scheduleTick(timeToNextTick());
     watchForStandstill();
 }
 
 void VKTAdPlayback::setVolume(double volume) {
-    if (volume == volume_ || state_ == State::Ended) return;
-    const bool isMuteChanged = (volume == 0) != (volume_ == 0);
+    if (volume == volume_ || !isLive()) return;
     volume_ = volume;
     if (!ask("setVolume", [&](VKTMediaPlayer& player) { player.setVolume(volume); })) return;
     if (state_ != State::Started) return;
     lookAtPosition();
-    if (state_ == State::Started) tracking_->volumeChanged(volume, isMuteChanged);
+    if (state_ == State::Started) tracking_->volumeChanged(volume_);
 }
 
 void VKTAdPlayback::setFullscreen(bool isFullscreen) {
@@ -177,13 +179,12 @@ bool VKTAdPlayback::canSkip() const {
 bool VKTAdPlayback::skip() {
     if (state_ == State::Started) lookAtPosition();
     if (!canSkip()) return false;
-    tracking_->skip();
-    end({VKTAdSkipped});
-    return true;
+    return endAs({VKTAdSkipped}, [this] { tracking_->skip(); });
 }
 
 void VKTAdPlayback::cancel() {
-    end({VKTAdCancelled});
+    endAs({VKTAdCancelled}, [] {});
+    end();  // one that is under way
 }
 
 // ---- what the media player tells ----
@@ -194,13 +195,15 @@ void VKTAdPlayback::mediaIsReady() {
     standstillTimer_.reset();
     if (isPaused_) return;
     if (!ask("play", [](VKTMediaPlayer& player) { player.play(); })) return;
-    scheduleTick();
+    if (isPaused_) return;
+    scheduleTick(timeToNextTick());
     watchForStandstill();
 }
 
 void VKTAdPlayback::mediaDidStart() {
     if (state_ != State::Ready) return;
-    begin();
+    lookAtDuration();
+    if (state_ == State::Ready) begin();
     lookAtPosition();
 }
 
@@ -208,7 +211,7 @@ void VKTAdPlayback::mediaDidEnd() {
     if (state_ == State::Loading)
         return fail(errorOf(VKTMediaFailureNotShown), "it ended before it was ready");
     lookAtPosition();
-    if (state_ == State::Ended) return;
+    if (!isLive()) return;
     if (state_ == State::Ready) return fail(errorOf(VKTMediaFailureNotShown), "it ended without a picture");
     if (mediaDuration_ && furthest_ < endZone(*mediaDuration_)) {
         return fail(errorOf(VKTMediaFailureNotShown),
@@ -223,37 +226,48 @@ void VKTAdPlayback::mediaDidFail(VKTMediaFailure failure, const std::string& rea
 
 // ---- the position ----
 
+// What is done with the ad while its beginning is tracked is tracked afterwards.
 void VKTAdPlayback::begin() {
-    state_ = State::Started;
-    lookAtDuration();
+    state_ = State::Beginning;
     skipOffset_ = skipOffsetOf(ad_, duration_);
     tracking_->begin({duration_, skipOffset_, volume_});
-    if (state_ == State::Started) tell(&VKTAdPlaybackDelegate::playbackDidStart);
-    if (state_ == State::Started && skipOffset_)
-        tell(&VKTAdPlaybackDelegate::playbackSkipPossibleFrom, *skipOffset_);
+    if (!isLive()) return;
+    state_ = State::Started;
+    tell(&VKTAdPlaybackDelegate::playbackDidStart);
+    if (isLive() && skipOffset_) tell(&VKTAdPlaybackDelegate::playbackSkipPossibleFrom, *skipOffset_);
+    if (isLive() && isPaused_) tracking_->pause();
+    if (isLive()) tracking_->volumeChanged(volume_);
 }
 
 void VKTAdPlayback::tick() {
+    const double before = position_;
     lookAtPosition();
-    if (state_ != State::Ended && !isPaused_) scheduleTick();
+    if (!isLive() || isPaused_) return;
+    scheduleTick(position_ == before ? tickInterval : timeToNextTick());
 }
 
-// At each quarter of a second of the media, and at its end.
-void VKTAdPlayback::scheduleTick() {
-    double next = (std::floor(position_ / tickInterval) + 1) * tickInterval;
-    if (duration_ && position_ < *duration_) next = std::min(next, *duration_);
-    tickTimer_ = mainLoop_->schedule(VKTTimeInterval(next - position_), [weak = weak_from_this()] {
+void VKTAdPlayback::scheduleTick(double seconds) {
+    tickTimer_ = mainLoop_->schedule(VKTTimeInterval(seconds), [weak = weak_from_this()] {
         if (const auto self = weak.lock()) self->tick();
     });
 }
 
+// Seconds to the next quarter of a second of the media, or to its end.
+double VKTAdPlayback::timeToNextTick() const {
+    double next = (std::floor(position_ / tickInterval) + 1) * tickInterval;
+    if (duration_ && position_ < *duration_) next = std::min(next, *duration_);
+    return std::max(next - position_, shortestTick);
+}
+
 void VKTAdPlayback::lookAtPosition() {
+    if (!isLive() || state_ == State::Beginning) return;
     lookAtDuration();
     double position = 0;
-    if (!ask("position", [&](const VKTMediaPlayer& player) { position = player.position(); })) return;
+    if (!isLive() || !ask("position", [&](const VKTMediaPlayer& player) { position = player.position(); }))
+        return;
     if (!isTime(position)) position = position_;
     if (state_ == State::Ready && position > 0) begin();
-    if (state_ == State::Ended) return;
+    if (!isLive()) return;
     // A media player that begins anew by itself.
     const bool hasWrapped = isAtEnd() && position < furthest_ / 2;
     const bool hasMoved = position != position_;
@@ -310,23 +324,32 @@ void VKTAdPlayback::standsStill() {
 // ---- endings ----
 
 void VKTAdPlayback::complete() {
-    tracking_->complete(furthest_);
-    end({VKTAdCompleted});
+    endAs({VKTAdCompleted}, [this] { tracking_->complete(furthest_); });
 }
 
 void VKTAdPlayback::fail(const VKTVASTError& error, const std::string& reason) {
-    if (state_ == State::Ended) return;
-    tracking_->fail(error);
-    end({VKTAdFailed, error, reason});
+    // Some media players fail where the media ends.
+    if (state_ == State::Started && duration_ && furthest_ >= *duration_) return complete();
+    endAs({VKTAdFailed, error, reason}, [&] { tracking_->fail(error); });
 }
 
-void VKTAdPlayback::end(const VKTAdEnd& end) {
-    if (std::exchange(state_, State::Ended) == State::Ended) return;
+bool VKTAdPlayback::endAs(const VKTAdEnd& how, const std::function<void()>& trackLast) {
+    if (!isLive()) return false;
+    state_ = State::Ending;
+    end_ = how;
+    trackLast();
+    end();
+    return true;
+}
+
+// Whoever hears of a step may cancel: then the further steps are taken inside it.
+void VKTAdPlayback::end() {
+    state_ = State::Ended;
     tickTimer_.reset();
     standstillTimer_.reset();
-    tracking_->end();
     stop();
-    tell(&VKTAdPlaybackDelegate::playbackDidEnd, end);
+    tracking_->end();
+    if (!std::exchange(isEndTold_, true)) tell(&VKTAdPlaybackDelegate::playbackDidEnd, end_);
 }
 
 void VKTAdPlayback::stop() {
@@ -336,7 +359,7 @@ void VKTAdPlayback::stop() {
 
 bool VKTAdPlayback::ask(const char* operation, const std::function<void(VKTMediaPlayer&)>& call) {
     if (vkt_callGuarded(std::string("VKTMediaPlayer::") + operation, [&] { call(*mediaPlayer_); }))
-        return state_ != State::Ended;
+        return isLive();
     fail(errorOf(VKTMediaFailureGeneral), std::string("the media player threw in ") + operation);
     return false;
 }

@@ -56,7 +56,16 @@ class VKTAdPlayback : public std::enable_shared_from_this<VKTAdPlayback> {
 
   private:
     class Events;
-    enum class State { Loading, Ready, Started, Ended };
+    enum class State {
+        Loading,
+        Ready,
+        Beginning,  ///< the first of what is tracked is under way
+        Started,
+        Ending,  ///< the last of it
+        Ended,
+    };
+
+    [[nodiscard]] bool isLive() const { return state_ < State::Ending; }
 
     void mediaIsReady();
     void mediaDidStart();
@@ -65,7 +74,8 @@ class VKTAdPlayback : public std::enable_shared_from_this<VKTAdPlayback> {
 
     void begin();
     void tick();
-    void scheduleTick();
+    void scheduleTick(double seconds);
+    [[nodiscard]] double timeToNextTick() const;
     void lookAtPosition();
     void lookAtDuration();
     void tellSkipOffset();
@@ -75,7 +85,8 @@ class VKTAdPlayback : public std::enable_shared_from_this<VKTAdPlayback> {
     [[nodiscard]] std::optional<double> lengthOfMedia() const;
     void complete();
     void fail(const VKTVASTError& error, const std::string& reason);
-    void end(const VKTAdEnd& end);
+    bool endAs(const VKTAdEnd& how, const std::function<void()>& trackLast);  ///< false when it ends already
+    void end();
     void stop();
 
     /// False when it has thrown, and the ad has failed; and when the ad has ended meanwhile.
@@ -102,6 +113,8 @@ class VKTAdPlayback : public std::enable_shared_from_this<VKTAdPlayback> {
     double volume_ = 1;
     bool isPaused_ = false;
     bool isLoaded_ = false;  // stop has to be called
+    bool isEndTold_ = false;
+    VKTAdEnd end_;
     std::unique_ptr<VKTRunLoopTimer> tickTimer_;
     std::unique_ptr<VKTRunLoopTimer> standstillTimer_;
 };

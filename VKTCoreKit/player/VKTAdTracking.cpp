@@ -12,12 +12,12 @@ constexpr std::size_t quartileCount = 4;  // the end included
 
 }  // namespace
 
-VKTAdTracking::VKTAdTracking(VKTAdBreakAd ad, const VKTAdBreakOptions& options,
+VKTAdTracking::VKTAdTracking(VKTAdBreakAd ad, VKTAdBreakOptions options,
                              std::shared_ptr<VKTVASTPixelManager> pixels,
                              std::shared_ptr<VKTAdViewability> viewability, std::shared_ptr<Session> session,
                              EventHandler onEvent)
     : ad_(std::move(ad)),
-      options_(options),
+      options_(std::move(options)),
       pixels_(std::move(pixels)),
       viewability_(std::move(viewability)),
       session_(std::move(session)),
@@ -28,6 +28,7 @@ void VKTAdTracking::begin(const VKTAdBeginning& beginning) {
     volume_ = beginning.volume;
     video_ = managerOf(*VKTVASTTrackingEventFactory::initWithVASTTrackingEvents(
         ad_.creative->trackingEvents(), duration_.value_or(0)));
+    viewability_->start();
     callPixels(ad_.ad->impressions(), "impression");
     track(VKTVideoEventCreativeView);
     track(VKTVideoEventLoaded);
@@ -35,7 +36,6 @@ void VKTAdTracking::begin(const VKTAdBeginning& beginning) {
             VKTOpenMeasurementVASTProperties::initWithSkipOffset(beginning.skipOffset.value_or(-1), true));
     measure(&Session::impressionOccurred);
     measureStart();
-    if (!isOver_) viewability_->start();
     if (!duration_) track(VKTVideoEventStart);
     progressTo(0);
 }
@@ -65,26 +65,31 @@ void VKTAdTracking::progressTo(double position) {
 
 void VKTAdTracking::progressOn(const std::shared_ptr<VKTVideoTrackingEventManager>& manager,
                                double position) {
-    if (manager && !isOver_)
-        manager->playbackProgressedToTime(position, options_.variables, macrosOfTheMoment());
+    if (!manager) return;
+    withMacros([&](const VKTReplacements& macros) {
+        manager->playbackProgressedToTime(position, options_.variables, macros);
+    });
 }
 
 void VKTAdTracking::pause() {
-    track(VKTVideoEventPause);
-    measure(&Session::videoEventPauseOccurred);
+    if (std::exchange(isPaused_, true)) return;
     viewability_->stop();
+    measure(&Session::videoEventPauseOccurred);
+    track(VKTVideoEventPause);
 }
 
 void VKTAdTracking::resume() {
-    track(VKTVideoEventResume);
-    measure(&Session::videoEventResumeOccurred);
+    if (!std::exchange(isPaused_, false)) return;
     viewability_->start();
+    measure(&Session::videoEventResumeOccurred);
+    track(VKTVideoEventResume);
 }
 
-void VKTAdTracking::volumeChanged(double volume, bool isMuteChanged) {
-    volume_ = volume;
+void VKTAdTracking::volumeChanged(double volume) {
+    if (volume == volume_) return;
+    const bool isMuteChanged = (volume == 0) != (std::exchange(volume_, volume) == 0);
     if (isMuteChanged) track(volume > 0 ? VKTVideoEventUnmute : VKTVideoEventMute);
-    measure(&Session::videoEventVolumeChangeOccurred, volume);
+    measure(&Session::videoEventVolumeChangeOccurred, volume_);
 }
 
 void VKTAdTracking::setFullscreen(bool isFullscreen) {
@@ -108,7 +113,8 @@ void VKTAdTracking::track(VKTVideoEvent event) {
 }
 
 void VKTAdTracking::trackOn(VKTVideoTrackingEventManager& manager, VKTVideoEvent event) {
-    if (!isOver_) manager.trackVideoEvent(event, options_.variables, macrosOfTheMoment());
+    withMacros(
+        [&](const VKTReplacements& macros) { manager.trackVideoEvent(event, options_.variables, macros); });
 }
 
 void VKTAdTracking::complete(double position) {
@@ -128,13 +134,19 @@ void VKTAdTracking::fail(const VKTVASTError& error) {
 }
 
 void VKTAdTracking::end() {
-    if (hasBegun()) viewability_->end();
-    measure(&Session::finish);
-    isOver_ = true;
+    if (std::exchange(isOver_, true)) return;
+    if (session_) session_->finish();
+    if (!hasBegun()) return;
+    video_->cancelProgress();
+    if (lateVideo_) lateVideo_->cancelProgress();
+    viewability_->end();
 }
 
 void VKTAdTracking::callPixels(const std::vector<VKTVASTURL>& URLs, const char* event) {
-    if (!URLs.empty() && !isOver_) onEvent_(event, pixels_->callVASTPixels(URLs, macrosOfTheMoment(), event));
+    if (URLs.empty()) return;
+    withMacros([&](const VKTReplacements& macros) {
+        onEvent_(event, pixels_->callVASTPixels(URLs, macros, event));
+    });
 }
 
 void VKTAdTracking::measureStart() {
@@ -152,10 +164,11 @@ void VKTAdTracking::measureQuartilesAt(double position) {
         measure(quartiles.at(quartiles_++));
 }
 
-VKTReplacements VKTAdTracking::macrosOfTheMoment() const {
+void VKTAdTracking::withMacros(const std::function<void(const VKTReplacements& macros)>& call) const {
+    if (isOver_) return;
     VKTReplacements macros;
     if (options_.macrosOfTheMoment)
         vkt_callGuarded("VKTAdBreakOptions::macrosOfTheMoment",
                         [&] { macros = options_.macrosOfTheMoment(); });
-    return macros;
+    if (!isOver_) call(macros);
 }

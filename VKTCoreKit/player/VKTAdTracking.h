@@ -29,9 +29,9 @@ class VKTAdTracking : public VKTTrackingEventManagerDelegate,
     /// Hears of each event, and of its pixels, which may be none.
     using EventHandler = std::function<void(const std::string& event, const VKTPixels& pixels)>;
 
-    /// The session is started, or null. The options outlive this.
-    VKTAdTracking(VKTAdBreakAd ad, const VKTAdBreakOptions& options,
-                  std::shared_ptr<VKTVASTPixelManager> pixels, std::shared_ptr<VKTAdViewability> viewability,
+    /// The session is started, or null.
+    VKTAdTracking(VKTAdBreakAd ad, VKTAdBreakOptions options, std::shared_ptr<VKTVASTPixelManager> pixels,
+                  std::shared_ptr<VKTAdViewability> viewability,
                   std::shared_ptr<VKTOpenMeasurementAdSession> session, EventHandler onEvent);
 
     /// Impression, creativeView, loaded, and what is due at 0.
@@ -46,7 +46,7 @@ class VKTAdTracking : public VKTTrackingEventManagerDelegate,
 
     void pause();
     void resume();
-    void volumeChanged(double volume, bool isMuteChanged);
+    void volumeChanged(double volume);
     void setFullscreen(bool isFullscreen);
     void click();
     void skip();
@@ -76,14 +76,16 @@ class VKTAdTracking : public VKTTrackingEventManagerDelegate,
     void callPixels(const std::vector<VKTVASTURL>& URLs, const char* event);
     void measureStart();
     void measureQuartilesAt(double position);
-    [[nodiscard]] VKTReplacements macrosOfTheMoment() const;
+
+    /// Unless it is over, also when the application ends the ad where it is asked for macros.
+    void withMacros(const std::function<void(const VKTReplacements& macros)>& call) const;
     template <typename... Parameters, typename... Arguments>
     void measure(void (Session::*event)(Parameters...), Arguments... arguments) {
         if (session_ && !isOver_) ((*session_).*event)(arguments...);
     }
 
     const VKTAdBreakAd ad_;
-    const VKTAdBreakOptions& options_;
+    const VKTAdBreakOptions options_;  // whoever hears of an event may let go of the break
     const std::shared_ptr<VKTVASTPixelManager> pixels_;
     const std::shared_ptr<VKTAdViewability> viewability_;
     const std::shared_ptr<Session> session_;
@@ -92,6 +94,7 @@ class VKTAdTracking : public VKTTrackingEventManagerDelegate,
     std::shared_ptr<VKTVideoTrackingEventManager> lateVideo_;  // of what a late duration has placed; or null
     std::optional<double> duration_;
     double volume_ = 1;
+    bool isPaused_ = false;
     bool isOver_ = false;        // whoever hears of an event may end the ad: nothing is tracked after that
     std::size_t quartiles_ = 0;  // that have been reached, the end included
 };

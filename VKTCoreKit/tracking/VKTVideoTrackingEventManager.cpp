@@ -62,6 +62,12 @@ void VKTVideoTrackingEventManager::playbackProgressedToTime(double time, const V
     if (isEventDueAtTime(time)) trackEventsDueAtTime(time, withVariables, additionalMacros);
 }
 
+void VKTVideoTrackingEventManager::cancelProgress() {
+    while (!videoEvents_.empty())
+        videoEvents_.remove(*videoEvents_.front());
+    updateNextOffset();
+}
+
 void VKTVideoTrackingEventManager::trackEventsDueAtTime(double time, const VKTReplacements& variables,
                                                         const VKTReplacements& additionalMacros) {
     const auto self = shared_from_this();  // the delegate may let go of it

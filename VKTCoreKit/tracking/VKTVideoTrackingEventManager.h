@@ -55,6 +55,9 @@ class VKTVideoTrackingEventManager : public VKTTrackingEventManager {
     void playbackProgressedToTime(double time, const VKTReplacements& withVariables,
                                   const VKTReplacements& additionalMacros = {});
 
+    /// Nothing fires by time any more, not even what is due in a progress that the delegate hears of.
+    void cancelProgress();
+
     using VKTTrackingEventManager::trackEventByReference;
 
     /// The event will not fire by time any more, whatever comes of it here.

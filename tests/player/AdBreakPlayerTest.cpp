@@ -93,6 +93,15 @@ double beginsAnew(double played) {
 double jumpsBack(double played) {
     return played < 3 ? played : played - 2;
 }
+double jumpsAhead(double played) {
+    return played > 0 ? 3.9 : 0;
+}
+double comesCloseToAQuarter(double played) {
+    return std::min(played, 1.25 - 1e-5);
+}
+double failsBehindItsEnd(double played) {
+    return played > 4 ? throw std::runtime_error("no") : played;
+}
 void throwsUp() {
     throw std::runtime_error("no");
 }
@@ -118,6 +127,10 @@ INSTANTIATE_TEST_SUITE_P(
         LuckRow{
             "ItEndsWithoutAPicture", {.tellsStart = false, .endsAt = 0}, "00:00:04", "error end: failed 405"},
         LuckRow{"ThePlayerThrows", {.whenPlayed = throwsUp}, "00:00:04", "error end: failed 400"},
+        LuckRow{"ItFailsBehindItsEnd",
+                {.endsAt = {}, .position = failsBehindItsEnd},
+                "00:00:04",
+                completed.c_str()},
         LuckRow{"ItEndsTwice", {.tellsEnd = 2}, "00:00:04", completed.c_str()},
         LuckRow{
             "ItNeverTellsTheEnd", {.endsAt = {}, .position = staysAtItsEnd}, "00:00:04", completed.c_str()},
@@ -174,6 +187,96 @@ TEST_F(AdBreakPlayer, AnAdIsSkippedFromItsOffsetOn) {
     EXPECT_THAT(without(delegate->heard, {"impression", "creativeView", "loaded", "firstQ", "mid"}),
                 ElementsAre("ad a", "resolved 1", "start", "started", "skip from 2", "skip", "notviewable",
                             "end: skipped", "break: played"));
+}
+
+TEST_F(AdBreakPlayer, APositionThatStandsStillIsToldFourTimesASecond) {
+    mediaPlayer->media["good.mp4"] = {.endsAt = {}, .position = comesCloseToAQuarter};
+    int told = 0;
+    delegate->onProgress = [&](double /*position*/) { ++told; };
+    start(vast(adOf("a")));
+    advance(10);
+    EXPECT_LE(told, 41);
+}
+
+// ---- what is done inside of what is told ----
+
+class AdBreakPlayerPausedEarly : public BreakFixture, public testing::WithParamInterface<const char*> {};
+
+TEST_P(AdBreakPlayerPausedEarly, IsPausedFromItsFirstPictureOn) {
+    mediaPlayer->media["good.mp4"].whenPlayed = [&] {
+        test.mainRunLoop->post([&] { delegate->onHeard("playing"); });
+    };
+    delegate->onHeard = [&](const std::string& what) {
+        if (what == GetParam()) player->pause();
+    };
+    delegate->onProgress = [&](double /*position*/) { delegate->heard.emplace_back("progress"); };
+    start(vast(adOf("a")));
+    advance(9);
+    EXPECT_THAT(without(delegate->heard, {"progress"}),
+                ElementsAre("ad a", "resolved 1", "impression", "creativeView", "loaded", "start", "started",
+                            "pause"));
+    EXPECT_EQ(delegate->heard[6], "started") << "progress before the start";
+    delegate->onHeard = [](const std::string& /*what*/) {};
+    player->resume();
+    advance(2.25);
+    EXPECT_THAT(without(delegate->heard, {"progress", "first", "mid"}),
+                testing::AllOf(testing::Contains("resume"), testing::Contains("viewable")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Inside, AdBreakPlayerPausedEarly, testing::Values("playing", "impression", "loaded"),
+                         [](const auto& row) { return std::string(row.param); });
+
+struct LastRow {
+    const char* inside;
+    Media media;
+    Texts after;
+};
+
+void PrintTo(const LastRow& row, std::ostream* out) {
+    *out << row.inside;
+}
+
+class AdBreakPlayerLast : public BreakFixture, public testing::WithParamInterface<LastRow> {};
+
+TEST_P(AdBreakPlayerLast, NothingThatTheViewerDoesFollowsIt) {
+    mediaPlayer->media["good.mp4"] = GetParam().media;
+    VKTAdBreakOptions options;
+    options.enforcesSkipOffset = false;
+    Texts* after = nullptr;
+    delegate->onHeard = [&](const std::string& what) {
+        if (after != nullptr || what != GetParam().inside) return;
+        after = &delegate->heard;
+        after->clear();
+        player->pause();
+        player->setMuted(true);
+        player->click();
+        player->skip();
+    };
+    start(vast(adOf("a")), options);
+    advance(2);
+    player->skip();
+    advance(20);
+    EXPECT_EQ(delegate->heard, GetParam().after);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Inside, AdBreakPlayerLast,
+    testing::Values(LastRow{"skip", {}, {"notviewable", "end: skipped", "break: played"}},
+                    LastRow{"complete",
+                            {.duration = 1.9, .endsAt = 1.9},
+                            {"notviewable", "end: completed", "break: played"}},
+                    LastRow{"error", {.endsAt = 1.5}, {"notviewable", "end: failed 405", "break: played"}}),
+    testing::PrintToStringParamName());
+
+TEST_F(AdBreakPlayer, NothingThatIsDueFollowsACancellation) {
+    mediaPlayer->media["good.mp4"] = {.position = jumpsAhead};
+    delegate->onHeard = [&](const std::string& what) {
+        if (what == "firstQuartile") player.reset();
+    };
+    start(vast(adOf("a")));
+    advance(1);
+    EXPECT_EQ(delegate->heard.back(), "firstQuartile");
+    EXPECT_THAT(requested, testing::Not(testing::Contains("http://p.test/a/midpoint")));
 }
 
 // ---- what follows a failure ----
@@ -329,6 +432,7 @@ TEST_P(AdBreakPlayerLeaving, LeavesNothingBehind) {
     if (row.cancels && row.inside != "break:" && row.inside != "sent") {
         EXPECT_THAT(after, testing::Not(testing::IsEmpty()));
         EXPECT_EQ(after.back(), "break: cancelled");
+        EXPECT_FALSE(delegate->breakEnd.error);
         EXPECT_LE(after.size(), 3u) << testing::PrintToString(after);
     } else if (!row.cancels) {
         EXPECT_THAT(after, testing::IsEmpty());
@@ -338,9 +442,9 @@ TEST_P(AdBreakPlayerLeaving, LeavesNothingBehind) {
 std::vector<LeavingRow> leavingRows() {
     std::vector<LeavingRow> rows;
     for (const bool cancels : {true, false}) {
-        for (const char* inside :
-             {"dropped", "resolved", "ad", "impression", "start", "started", "skip from", "firstQuartile",
-              "clickTracking", "open", "pause", "resume", "skip", "end:", "error", "break:", "sent"})
+        for (const char* inside : {"dropped", "resolved", "ad", "impression", "start", "started", "skip from",
+                                   "firstQuartile", "clickTracking", "open", "pause", "resume", "skip",
+                                   "notviewable", "end:", "error", "break:", "sent"})
             rows.push_back({inside, cancels});
     }
     return rows;

@@ -68,8 +68,12 @@ class FakeMediaPlayer : public VKTMediaPlayer {
         pause();
         ++stops;
     }
-    [[nodiscard]] double position() const override { return current_.position(played()); }
+    [[nodiscard]] double position() const override {
+        EXPECT_GT(loads, stops) << "asked for the position without a file";
+        return current_.position(played());
+    }
     [[nodiscard]] std::optional<double> duration() const override {
+        EXPECT_GT(loads, stops) << "asked for the duration without a file";
         const bool isKnown = current_.durationKnownAt && played() >= *current_.durationKnownAt;
         return isKnown ? current_.duration : std::nullopt;
     }
@@ -103,8 +107,9 @@ class BreakDelegate : public VKTAdBreakPlayerDelegate {
     void adBreakPlayerWillStartAd(VKTAdBreakPlayer& /*player*/, const VKTAdBreakAd& ad) override {
         hear("ad", ad.ad->adID().value_or("?"));
     }
-    void adBreakPlayerDidStartAd(VKTAdBreakPlayer& /*player*/, const VKTAdBreakAd& /*ad*/) override {
+    void adBreakPlayerDidStartAd(VKTAdBreakPlayer& /*player*/, const VKTAdBreakAd& ad) override {
         hear("started");
+        EXPECT_NE(ad.ad, nullptr) << "the ad is gone inside the call that tells of it";
     }
     void adBreakPlayerSkipPossibleFrom(VKTAdBreakPlayer& /*player*/, double seconds) override {
         hear("skip from", std::to_string(std::lround(seconds)));

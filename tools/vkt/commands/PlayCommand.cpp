@@ -175,6 +175,7 @@ void PlayRun::prepare(VKTAdBreakPlayer& player, const VKTAdBreakAd& ad) {
     screen_.line("   plays " + ad.mediaFile->url->url().absoluteString() + " (" +
                  textOfMediaFile(*ad.mediaFile) + ")");
     window_->addSubview(view_);
+    player.setMuted(false);  // the ad before may have been muted
     const double duration = VKTTimeUtils::timeIntervalFromVASTDuration(ad.creative->duration().value_or(""));
     if (duration <= 0) {
         std::string note = "note: the ad's duration is not known; only its start and its end are tracked";
