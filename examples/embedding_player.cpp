@@ -6,27 +6,28 @@
 struct Application : VKTMediaPlayer, VKTAdBreakPlayerDelegate {
     void load(const VKTVASTMediaFile& file, const std::shared_ptr<VKTMediaPlayerListener>& told) override {
         std::cout << "plays " << file.url->url().absoluteString() << '\n';
-        (listener = told)->mediaIsReady();
+        listener = told;
+        played = 0;
+        listener->mediaIsReady();
     }
     void play() override {
         timer = loop->schedule(VKTTimeInterval(0.25), [this] { tick(); });
     }
     void tick() { (played += 0.25) < length ? play() : listener->mediaDidEnd(); }
     void pause() override { timer.reset(); }
-    void stop() override { timer.reset(), played = 0; }
+    void stop() override { timer.reset(); }
     double position() const override { return played; }
+    std::optional<double> duration() const override { return length; }
     void setVolume(double) override {}
     void adBreakPlayerDidSendPixel(VKTAdBreakPlayer&, const std::shared_ptr<VKTPixel>& pixel,
                                    const VKTPixelOutcome& outcome) override {
         std::cout << (outcome.kind == VKTPixelDelivered ? "sent " : "not sent ") << pixel->origin() << '\n';
     }
     void adBreakPlayerDidEnd(VKTAdBreakPlayer&, const VKTAdBreakEnd& end) override {
-        std::cout << end.completedAds << " played, " << end.failedAds << " failed. "
-                  << (end.error ? end.error->localizedDescription().value_or("") : "") << '\n';
-        pixels->callPixelsWithCompletionHandler([loop = loop] { loop->post([loop] { loop->stop(); }); });
+        std::cout << end.completedAds << " played, " << end.failedAds << " failed. " << end.reason << '\n';
     }
+    void adBreakPlayerDidTryAllPixels(VKTAdBreakPlayer&) override { loop->stop(); }
     std::shared_ptr<VKTRunLoop> loop = VKTPlatform::current().mainRunLoop;
-    std::shared_ptr<VKTPixelManager> pixels;
     std::shared_ptr<VKTMediaPlayerListener> listener;
     std::unique_ptr<VKTRunLoopTimer> timer;
     double played = 0, length = 0;  // seconds
@@ -42,7 +43,6 @@ int main(int argc, char** argv) {
     const auto view = VKTHeadlessView::initWithFrame(window->bounds());
     window->addSubview(view);
     const auto application = std::make_shared<Application>();
-    application->pixels = services.pixelManager;
     application->length = std::atof(argv[3]);
     const auto player = VKTAdBreakPlayer::initWithMediaPlayer(application, view, application, services);
     player->startWithURL(*url);

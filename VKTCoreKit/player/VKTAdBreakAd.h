@@ -61,7 +61,10 @@ struct VKTAdBreakEnd {
     std::size_t skippedAds = 0;
     std::size_t failedAds = 0;
 
-    /// Why there are no more ads: `VKTVASTManagerErrorNoMoreAds` when each has had its turn. Nothing when the
-    /// break was cancelled, or could not begin.
+    /// Why there are no more ads. Nothing when each has had its turn, when the break was cancelled, and when
+    /// the system gave no thread for it.
     std::optional<VKTError> error = {};
+
+    /// The same in words, for the log; empty when each ad has had its turn.
+    std::string reason = {};
 };

@@ -113,8 +113,8 @@ struct VKTAdBreakServices {
 
     /// Those of a platform, with a session of their own over its HTTP session, and a pixel manager over the
     /// store; a null store means that undelivered pixels end with the process. No measurement. What an
-    /// earlier launch has left in the store is sent with the first pixel of a break; `callPixels` of the
-    /// pixel manager does it at once.
+    /// earlier launch has left in the store is sent with the first pixel of a break, or at its end;
+    /// `callPixels` of the pixel manager does it at once.
     static VKTAdBreakServices initWithPlatform(const VKTPlatform& platform,
                                                std::shared_ptr<VKTKeyValueStore> pixelStore = nullptr);
 };

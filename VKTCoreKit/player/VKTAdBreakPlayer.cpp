@@ -152,6 +152,7 @@ class VKTAdBreakPlayer::Break : public VKTAdBreakWorkerDelegate,
     void openMeasurement(const VKTVASTAd& ad);
     void adDidEnd(const VKTAdEnd& end);
     void end(VKTAdBreakEndKind kind);
+    void tellEnd();
 
     // With macros of its own, since some of them are of the moment.
     [[nodiscard]] std::shared_ptr<VKTVASTPixelManager> makePixels() const {
@@ -212,9 +213,9 @@ void VKTAdBreakPlayer::Break::start(std::optional<std::string> xml, const std::o
     }
     worker_ = VKTAdBreakWorker::start(std::move(xml), url, options_, services_, weak_from_this());
     if (worker_) return;
-    VKTLog::sharedInstance()->logError(
-        "An ad break is not resolved, since the system gives no thread for it. Raise the limit of threads or "
-        "memory, or start fewer.");
+    end_.reason =
+        "The system gives no thread for an ad break. Raise the limit of threads or memory, or start fewer.";
+    VKTLog::sharedInstance()->logError(end_.reason);
     services_.mainLoop->post([weak = weak_from_this()] {
         if (const auto self = weak.lock()) self->end(VKTAdBreakFailed);
     });
@@ -231,14 +232,27 @@ void VKTAdBreakPlayer::Break::cancel() {
     }
     end_.kind = VKTAdBreakCancelled;
     end_.error.reset();
-    tell(&VKTAdBreakPlayerDelegate::adBreakPlayerDidEnd, end_);
+    end_.reason = "The break was cancelled.";
+    tellEnd();
 }
 
 void VKTAdBreakPlayer::Break::end(VKTAdBreakEndKind kind) {
     if (std::exchange(isOver_, true)) return;
     worker_.reset();
     end_.kind = kind;
+    tellEnd();
+}
+
+void VKTAdBreakPlayer::Break::tellEnd() {
     tell(&VKTAdBreakPlayerDelegate::adBreakPlayerDidEnd, end_);
+    if (player_.expired()) return;
+    services_.pixelManager->callPixelsWithCompletionHandler(
+        [loop = services_.mainLoop, weak = weak_from_this()] {
+            loop->post([weak] {
+                if (const auto self = weak.lock())
+                    self->tell(&VKTAdBreakPlayerDelegate::adBreakPlayerDidTryAllPixels);
+            });
+        });
 }
 
 void VKTAdBreakPlayer::Break::workerDidEncounterError(const VKTVASTError& error,
@@ -257,7 +271,10 @@ void VKTAdBreakPlayer::Break::workerDidFindAd(const VKTAdBreakAd& ad) {
 void VKTAdBreakPlayer::Break::workerDidEnd(const VKTAdBreakResolution& resolution) {
     if (isOver_) return;
     isResolved_ = true;
-    end_.error = resolution.end;
+    if (resolution.end && resolution.end->code() != VKTVASTManagerErrorNoMoreAds) {
+        end_.error = resolution.end;
+        end_.reason = resolution.end->localizedDescription().value_or("The document cannot be read.");
+    }
     // An answer without ads may name pixels that hear of it.
     if (resolution.model) {
         callErrorPixels(resolution.model->errorPixels(),

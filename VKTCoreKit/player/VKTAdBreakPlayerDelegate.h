@@ -73,6 +73,10 @@ class VKTAdBreakPlayerDelegate {
                                            const std::shared_ptr<VKTPixel>& /*pixel*/,
                                            const VKTPixelOutcome& /*outcome*/) {}
 
+    /// The last. After the break's end everything that was pending has been tried once more, what an earlier
+    /// launch has left too: an application that leaves now loses only what was refused and no file keeps.
+    virtual void adBreakPlayerDidTryAllPixels(VKTAdBreakPlayer& /*player*/) {}
+
     /// A VAST problem that was met while the break is resolved. Its error pixels are called.
     virtual void adBreakPlayerDidEncounterError(VKTAdBreakPlayer& /*player*/, const VKTVASTError& /*error*/) {
     }

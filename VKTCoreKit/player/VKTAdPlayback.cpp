@@ -11,7 +11,7 @@
 namespace {
 
 constexpr double tickInterval = 0.25;     // seconds of media
-constexpr double shortestTick = 0.01;     // seconds: a position may come ever closer to the next quarter
+constexpr double shortestTick = 0.001;    // seconds: a position may come ever closer to the next quarter
 constexpr double longestMedia = 1e7;      // seconds; a number beyond it is none
 constexpr double endTolerance = 1.5;      // seconds by which players' positions fall short at the end
 constexpr VKTTimeInterval endTimeout{2};  // for the media player to tell of an end that is reached
@@ -213,9 +213,10 @@ void VKTAdPlayback::mediaDidEnd() {
     lookAtPosition();
     if (!isLive()) return;
     if (state_ == State::Ready) return fail(errorOf(VKTMediaFailureNotShown), "it ended without a picture");
-    if (mediaDuration_ && furthest_ < endZone(*mediaDuration_)) {
+    const auto length = lengthOfMedia();
+    if (length && furthest_ < endZone(*length)) {
         return fail(errorOf(VKTMediaFailureNotShown),
-                    "it ended after " + secondsText(furthest_) + " of " + secondsText(*mediaDuration_));
+                    "it ended after " + secondsText(furthest_) + " of " + secondsText(*length));
     }
     complete();
 }

@@ -70,9 +70,9 @@ class VKTMediaPlayer {
     /// after the listener has heard of the end.
     [[nodiscard]] virtual double position() const = 0;
 
-    /// Seconds; nothing while it is not known. It may become known later, and is asked for until it is. Media
-    /// that breaks off is told from media that has ended by this alone, and quartiles of an ad whose document
-    /// has no duration come of it.
+    /// Seconds; nothing while it is not known. It may become known later, and is asked for until it is. By
+    /// this, or else by the document's, media that breaks off is told from media that has ended; and
+    /// quartiles of an ad whose document has no duration come of it.
     [[nodiscard]] virtual std::optional<double> duration() const { return std::nullopt; }
 
     /// From 0, silent, to 1. Also called after each `load`.

@@ -72,6 +72,7 @@ class PlayRun : public VKTAdBreakPlayerDelegate, public std::enable_shared_from_
     void adBreakPlayerDidEnd(VKTAdBreakPlayer& /*player*/, const VKTAdBreakEnd& /*end*/) override {
         isOver_ = true;
     }
+    void adBreakPlayerDidTryAllPixels(VKTAdBreakPlayer& /*player*/) override { areAllPixelsTried_ = true; }
 
   private:
     void makePixelManager(std::shared_ptr<VKTPixelStoreProviderProtocol> provider);
@@ -82,7 +83,7 @@ class PlayRun : public VKTAdBreakPlayerDelegate, public std::enable_shared_from_
     void skip(VKTAdBreakPlayer& player);
     void announceUnplayable(const VKTAdBreakAd& ad);
     void prepare(VKTAdBreakPlayer& player, const VKTAdBreakAd& ad);
-    bool sendWhatIsLeft();
+    bool savePixels();
 
     const PlayOptions& options_;
     Resolving resolving_;  // before the loop's time is simulated
@@ -103,6 +104,7 @@ class PlayRun : public VKTAdBreakPlayerDelegate, public std::enable_shared_from_
     std::chrono::nanoseconds adStart_{0};
     PlayResult result_;
     bool isOver_ = false;
+    bool areAllPixelsTried_ = false;
 };
 
 void PlayRun::makePixelManager(std::shared_ptr<VKTPixelStoreProviderProtocol> provider) {
@@ -132,8 +134,8 @@ PlayResult PlayRun::run(const Source& source) {
     services.mainLoop = loop_;
     services.pixelManager = pixelManager_;
     if (scripts_) services.measurement = scripts_->manager();
-    const auto player =
-        VKTAdBreakPlayer::initWithMediaPlayer(mediaPlayer_, view_, shared_from_this(), services, options);
+    auto player = VKTAdBreakPlayer::initWithMediaPlayer(mediaPlayer_, view_, shared_from_this(),
+                                                        std::move(services), options);
     if (source.data) {
         player->startWithXML(*source.data, source.url);
     } else {
@@ -141,7 +143,9 @@ PlayResult PlayRun::run(const Source& source) {
     }
     loop_->runUntil([this] { return isOver_; }, noTimeLimit);
     screen_.line("");
-    result_.arePixelsSaved = sendWhatIsLeft();
+    loop_->runUntil([this] { return areAllPixelsTried_; }, VKTTimeInterval(options_.wait));
+    player.reset();
+    result_.arePixelsSaved = savePixels();
     result_.problems = problems_.timeline();
     result_.pixels = ledger_->records();
     return std::move(result_);
@@ -263,13 +267,8 @@ void PlayRun::adBreakPlayerDidEndAd(VKTAdBreakPlayer& /*player*/, const VKTAdBre
     result_.ads.back().scripts = scripts_->scripts();
 }
 
-// One more pass for everything that is pending; what hangs then is cancelled with the manager. Whether what
-// is pending is saved.
-bool PlayRun::sendWhatIsLeft() {
-    const auto isDone = std::make_shared<bool>(false);
-    pixelManager_->callPixelsWithCompletionHandler(
-        [loop = loop_, isDone] { loop->post([isDone] { *isDone = true; }); });
-    loop_->runUntil([&] { return *isDone; }, VKTTimeInterval(options_.wait));
+// What hangs is cancelled with the manager. Whether what is pending is saved.
+bool PlayRun::savePixels() {
     scripts_.reset();
     const auto store = pixelManager_->pixelStore();
     pixelManager_.reset();
