@@ -43,6 +43,10 @@ foreach(component VKTTesting VKTCairoCanvas VKTGLib)
 endforeach()
 install(DIRECTORY VKTCoreKit/platform/testing DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/VKTCoreKit/platform
     FILES_MATCHING PATTERN "*.h")
+if(TARGET VKTCairoCanvas)
+    install(FILES VKTCoreKit/platform/linux/cairo/VKTCairoCanvas.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/VKTCoreKit/platform/linux/cairo)
+endif()
 if(TARGET VKTGLib)
     install(FILES VKTCoreKit/platform/linux/glib/VKTGLibRunLoop.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/VKTCoreKit/platform/linux/glib)

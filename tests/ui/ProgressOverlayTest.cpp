@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <numbers>
@@ -10,6 +11,10 @@
 #include "VKTCoreKit/platform/VKTImageCanvas.h"
 
 #ifdef VKT_HAS_CAIRO_CANVAS
+#include <cairo.h>
+
+#include "VKTCoreKit/platform/linux/cairo/VKTCairoCanvas.h"
+
 // The font library keeps what it finds out at its first use; the leak checker takes that for lost.
 extern "C" const char* __lsan_default_suppressions() {
     return "leak:libfontconfig";
@@ -118,6 +123,32 @@ TEST(ProgressOverlayPicture, ExtremeStylesStayInPlace) {
             EXPECT_TRUE(place.isNull() || place.x + place.width >= 640 - VKTProgressMaxOffset) << extreme;
         }
     }
+}
+
+// As on a picture of the library's own, and with nothing left behind for what the application draws next.
+TEST(ContextCanvas, DrawsOnAContextOfTheApplications) {
+    const auto expected = vkt_makeCairoCanvasWithSize(320, 180);
+    overlay({}, 10, 40).draw(*expected, {0, 0, 320, 180});
+    std::vector<std::uint32_t> pixels(std::size_t{320} * 180);
+    cairo_surface_t* surface = cairo_image_surface_create_for_data(
+        reinterpret_cast<unsigned char*>(pixels.data()), CAIRO_FORMAT_ARGB32, 320, 180, 320 * 4);
+    cairo_t* context = cairo_create(surface);
+    cairo_set_source_rgb(context, 0, 0, 1);
+    const auto canvas = vkt_makeCairoCanvasOnContext(context);
+    overlay({}, 10, 40).draw(*canvas, {0, 0, 320, 180});
+    cairo_surface_flush(surface);
+    EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), expected->pixels().begin()));
+    {
+        const auto interrupted = vkt_makeCairoCanvasOnContext(context);
+        interrupted->save();
+        interrupted->clipToRect({0, 0, 5, 5});
+        interrupted->fillRoundedRect({0, 0, 5, 5}, 0, {0, 1, 0, 1});
+    }
+    cairo_paint(context);
+    cairo_surface_flush(surface);
+    EXPECT_EQ(std::count(pixels.begin(), pixels.end(), 0xFF0000FF), 320 * 180);
+    cairo_destroy(context);
+    cairo_surface_destroy(surface);
 }
 
 TEST(ImageCanvas, SurvivesMisuse) {

@@ -9,6 +9,7 @@
 
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/VKTImageCanvas.h"
+#include "VKTCoreKit/platform/linux/cairo/VKTCairoCanvas.h"
 
 namespace {
 
@@ -21,23 +22,10 @@ struct Release {
     void operator()(cairo_t* context) const { cairo_destroy(context); }
 };
 
-class VKTCairoImageCanvas : public VKTImageCanvas {
+// Draws on a context that it holds a reference of, `scale` pixels to a point.
+template <typename Canvas>
+class Drawing : public Canvas {
   public:
-    VKTCairoImageCanvas(int width, int height, double scale)
-        : width_(width),
-          height_(height),
-          scale_(scale),
-          pixels_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)),
-          surface_(cairo_image_surface_create_for_data(reinterpret_cast<unsigned char*>(pixels_.data()),
-                                                       CAIRO_FORMAT_ARGB32, width, height, width * 4)),
-          context_(cairo_create(surface_.get())) {
-        cairo_scale(context_.get(), scale, scale);
-        cairo_select_font_face(context_.get(), "sans-serif", CAIRO_FONT_SLANT_NORMAL,
-                               CAIRO_FONT_WEIGHT_NORMAL);
-    }
-
-    [[nodiscard]] bool isUsable() const { return cairo_status(context_.get()) == CAIRO_STATUS_SUCCESS; }
-
     void save() override {
         ++saved_;
         cairo_save(context_.get());
@@ -93,6 +81,68 @@ class VKTCairoImageCanvas : public VKTImageCanvas {
         return canDraw(text, fontSize) ? extents(std::string(text), fontSize).x_advance : 0;
     }
 
+  protected:
+    void drawOn(cairo_t* context, double scale) {
+        context_.reset(context);
+        scale_ = scale;
+        cairo_select_font_face(context, "sans-serif", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
+    }
+    void restoreAll() {
+        while (saved_ > 0)
+            restore();
+    }
+    [[nodiscard]] cairo_t* context() const { return context_.get(); }
+
+  private:
+    void setColor(const VKTColor& color) {
+        cairo_set_source_rgba(context_.get(), color.red, color.green, color.blue, color.alpha);
+    }
+
+    [[nodiscard]] bool canDraw(std::string_view text, double fontSize) const {
+        return fontSize > 0 && fontSize * scale_ <= largestFontSize && vkt_isValidUTF8(text);
+    }
+
+    // Leaves the font at that size.
+    [[nodiscard]] cairo_text_extents_t extents(const std::string& text, double fontSize) const {
+        cairo_text_extents_t result;
+        cairo_set_font_size(context_.get(), fontSize);
+        cairo_text_extents(context_.get(), text.c_str(), &result);
+        return result;
+    }
+
+    std::unique_ptr<cairo_t, Release> context_;
+    double scale_ = 1;
+    std::size_t saved_ = 0;
+};
+
+class ContextCanvas : public Drawing<VKTCanvas> {
+  public:
+    explicit ContextCanvas(cairo_t* context) {
+        cairo_save(context);
+        cairo_matrix_t matrix;
+        cairo_get_matrix(context, &matrix);
+        drawOn(cairo_reference(context), std::hypot(matrix.xx, matrix.yx));
+    }
+    ~ContextCanvas() override {
+        restoreAll();
+        cairo_restore(context());
+    }
+};
+
+class ImageCanvas : public Drawing<VKTImageCanvas> {
+  public:
+    ImageCanvas(int width, int height, double scale)
+        : width_(width),
+          height_(height),
+          pixels_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)),
+          surface_(cairo_image_surface_create_for_data(reinterpret_cast<unsigned char*>(pixels_.data()),
+                                                       CAIRO_FORMAT_ARGB32, width, height, width * 4)) {
+        drawOn(cairo_create(surface_.get()), scale);
+        cairo_scale(context(), scale, scale);
+    }
+
+    [[nodiscard]] bool isUsable() const { return cairo_status(context()) == CAIRO_STATUS_SUCCESS; }
+
     [[nodiscard]] std::size_t width() const override { return static_cast<std::size_t>(width_); }
     [[nodiscard]] std::size_t height() const override { return static_cast<std::size_t>(height_); }
 
@@ -112,29 +162,10 @@ class VKTCairoImageCanvas : public VKTImageCanvas {
     }
 
   private:
-    void setColor(const VKTColor& color) {
-        cairo_set_source_rgba(context_.get(), color.red, color.green, color.blue, color.alpha);
-    }
-
-    [[nodiscard]] bool canDraw(std::string_view text, double fontSize) const {
-        return fontSize > 0 && fontSize * scale_ <= largestFontSize && vkt_isValidUTF8(text);
-    }
-
-    // Leaves the font at that size.
-    [[nodiscard]] cairo_text_extents_t extents(const std::string& text, double fontSize) const {
-        cairo_text_extents_t result;
-        cairo_set_font_size(context_.get(), fontSize);
-        cairo_text_extents(context_.get(), text.c_str(), &result);
-        return result;
-    }
-
     const int width_;
     const int height_;
-    const double scale_;
     std::vector<std::uint32_t> pixels_;
     const std::unique_ptr<cairo_surface_t, Release> surface_;
-    const std::unique_ptr<cairo_t, Release> context_;
-    std::size_t saved_ = 0;
 };
 
 }  // namespace
@@ -142,7 +173,11 @@ class VKTCairoImageCanvas : public VKTImageCanvas {
 std::unique_ptr<VKTImageCanvas> vkt_makeCairoCanvasWithSize(int width, int height, double scale) {
     if (width <= 0 || height <= 0 || width > maximumSide || height > maximumSide) return nullptr;
     if (!(scale > 0) || !std::isfinite(scale)) return nullptr;
-    auto canvas = std::make_unique<VKTCairoImageCanvas>(width, height, scale);
+    auto canvas = std::make_unique<ImageCanvas>(width, height, scale);
     if (!canvas->isUsable()) return nullptr;
     return canvas;
+}
+
+std::unique_ptr<VKTCanvas> vkt_makeCairoCanvasOnContext(cairo_t* context) {
+    return std::make_unique<ContextCanvas>(context);
 }
