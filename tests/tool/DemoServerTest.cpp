@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <mutex>
@@ -90,6 +91,41 @@ TEST_F(DemoServerTest, ServesTheFilesOfItsFolderOnly) {
     std::ofstream(folder_.folder() + "/ad.xml") << "<VAST/>";
     EXPECT_EQ(answerTo("/files/ad.xml"), "200 <VAST/>");
     EXPECT_EQ(answerTo("/files/none.xml").substr(0, 3), "404");
+}
+
+TEST_F(DemoServerTest, ServesPartsOfTheMediaFilesOfItsFolderAndNothingOutsideOfIt) {
+    const std::string media = folder_.folder() + "/media";
+    std::filesystem::create_directory(media);
+    std::ofstream(folder_.folder() + "/secret.mp4") << "secret";
+    std::filesystem::create_symlink("../secret.mp4", media + "/link.mp4");
+    for (const char* name : {"/ad.mp4", "/ad.m3u8", "/ad0.ts"})
+        std::ofstream(media + name) << "0123456789";
+    DemoServer server(
+        "", [](const std::string&) {}, media);
+    httplib::Client client("127.0.0.1", server.start(0).value_or(0));
+    const auto answer = [&](const std::string& name, const httplib::Headers& headers) {
+        const auto result = client.Get("/media/" + name, headers);
+        return std::to_string(result->status) + " " + result->get_header_value("Content-Type") + " " +
+               result->body.substr(0, 10);
+    };
+    EXPECT_EQ(answer("ad.mp4", {}), "200 video/mp4 0123456789");
+    EXPECT_EQ(answer("ad.mp4", {{"Range", "bytes=3-5"}}), "206 video/mp4 345");
+    EXPECT_EQ(answer("ad.m3u8", {}), "200 application/x-mpegURL 0123456789");
+    EXPECT_EQ(answer("ad0.ts", {}), "200 video/mp2t 0123456789");
+    for (const char* name :
+         {"link.mp4", "../secret.mp4", "%2e%2e/secret.mp4", "/etc/hostname", "", "none.mp4"})
+        EXPECT_EQ(answer(name, {}).substr(0, 3), "404") << name;
+}
+
+TEST_F(DemoServerTest, StallsHalfway) {
+    const std::string page = client_.Get("/html")->body;
+    server_.tell(*ToldAnswer::initWithText("/html=stall"));
+    std::string part;
+    client_.Get("/html", [&](const char* data, std::size_t length) {
+        part.append(data, length);
+        return part.size() < page.size() / 2;
+    });
+    EXPECT_EQ(part, page.substr(0, page.size() / 2));
 }
 
 TEST_F(DemoServerTest, EndsWhileARequestHangs) {

@@ -13,6 +13,7 @@ namespace {
 struct ServeOptions {
     int port = 8080;                 ///< 0: any free one
     std::string root;                ///< folder served under /files/; none when empty
+    std::string media;               ///< folder served under /media/; none when empty
     std::vector<std::string> tells;  ///< "PATH=ANSWER[:N]" each, checked
 };
 
@@ -25,10 +26,11 @@ int runServe(const ServeOptions& options) {
     pthread_sigmask(SIG_BLOCK, &endSignals, nullptr);
 
     Output& out = Output::standard();
-    DemoServer server(options.root, [&out](const std::string& line) {
+    const LineHandler writeLine = [&out](const std::string& line) {
         out.line(line);
         out.flush();
-    });
+    };
+    DemoServer server(options.root, writeLine, options.media);
     for (const std::string& text : options.tells) {
         if (auto told = ToldAnswer::initWithText(text)) server.tell(std::move(*told));
     }
@@ -60,6 +62,8 @@ CommandRun addServe(CLI::App& command) {
         ->capture_default_str()
         ->transform(integerWithin(0, 65535));
     command.add_option("--root", options->root, "A folder to serve under /files/")
+        ->check(CLI::ExistingDirectory);
+    command.add_option("--media", options->media, "A folder of videos to serve under /media/")
         ->check(CLI::ExistingDirectory);
     addRepeated(command, "--tell", options->tells,
                 "PATH=ANSWER[:N], how (the first N) hits of a path are answered; may be repeated")

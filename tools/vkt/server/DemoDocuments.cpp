@@ -1,8 +1,20 @@
 #include "server/DemoDocuments.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
+#include <vector>
 
 #include "VKTCoreKit/foundation/VKTText.h"
+
+/// An ad with one media file, which there is.
+struct DemoDocuments::VideoAd {
+    std::string_view id;
+    std::string_view file;
+    bool isTracked = true;
+    bool hasDuration = true;
+    std::string_view skipOffset = {};
+};
 
 namespace {
 
@@ -182,6 +194,63 @@ constexpr std::string_view smallInlineAd = R"(  <Ad id="{ID}">
   </Ad>
 )";
 
+// {EVENTS}, {VIEWABILITY}, {DURATION} and {CLICKS} are whole elements or nothing.
+constexpr std::string_view videoInlineAd = R"(    <InLine>
+      <AdSystem version="1.0">VKTCoreKit demo server</AdSystem>
+      <Error><![CDATA[{BASE}/pixel/{ID}/error?code=[ERRORCODE]&{QUERY}]]></Error>
+      <Impression><![CDATA[{BASE}/pixel/{ID}/impression?{QUERY}]]></Impression>
+{VIEWABILITY}      <AdServingId>serving-{ID}</AdServingId>
+      <AdTitle>Video ad {ID}</AdTitle>
+      <Creatives>
+        <Creative id="{ID}-linear" sequence="1" adId="{ID}">
+          <UniversalAdId idRegistry="demo">universal-{ID}</UniversalAdId>
+          <Linear{SKIPOFFSET}>
+{EVENTS}{DURATION}            <MediaFiles>
+              <MediaFile delivery="{DELIVERY}" type="{TYPE}" width="1280" height="720"><![CDATA[{BASE}/media/{FILE}]]></MediaFile>
+            </MediaFiles>
+{CLICKS}          </Linear>
+        </Creative>
+      </Creatives>
+    </InLine>
+)";
+
+constexpr std::string_view viewability = R"(      <ViewableImpression>
+        <Viewable><![CDATA[{BASE}/pixel/{ID}/viewable?{QUERY}]]></Viewable>
+        <NotViewable><![CDATA[{BASE}/pixel/{ID}/notViewable?{QUERY}]]></NotViewable>
+        <ViewUndetermined><![CDATA[{BASE}/pixel/{ID}/viewUndetermined?{QUERY}]]></ViewUndetermined>
+      </ViewableImpression>
+)";
+
+constexpr std::string_view clicks = R"(            <VideoClicks>
+              <ClickThrough><![CDATA[{BASE}/html?from={ID}]]></ClickThrough>
+              <ClickTracking><![CDATA[{BASE}/pixel/{ID}/click?{QUERY}]]></ClickTracking>
+            </VideoClicks>
+)";
+
+constexpr auto linearEvents = std::to_array<std::string_view>(
+    {"creativeView", "loaded", "start", "firstQuartile", "midpoint", "thirdQuartile", "complete", "mute",
+     "unmute", "pause", "resume", "rewind", "skip", "fullscreen", "exitFullscreen", "playerExpand",
+     "playerCollapse"});
+
+std::string everyLinearEvent() {
+    std::string text = "            <TrackingEvents>\n";
+    for (const std::string_view event : linearEvents) {
+        text += vkt_replacingOccurrences(
+            "              <Tracking "
+            "event=\"{EVENT}\"><![CDATA[{BASE}/pixel/{ID}/{EVENT}?{QUERY}]]></Tracking>\n",
+            "{EVENT}", event);
+    }
+    return text + "            </TrackingEvents>\n";
+}
+
+// "            <Duration>00:00:15</Duration>"
+std::string durationElement(int seconds) {
+    const std::string rest = std::to_string(seconds % 60);
+    const std::string minutes = std::to_string(seconds / 60);
+    return "            <Duration>00:" + std::string(2 - minutes.size(), '0') + minutes + ":" +
+           std::string(2 - rest.size(), '0') + rest + "</Duration>\n";
+}
+
 std::string adElement(std::string_view id, int sequence, std::string_view body) {
     const std::string attribute = sequence > 0 ? " sequence=\"" + std::to_string(sequence) + "\"" : "";
     return "  <Ad id=\"" + std::string(id) + "\"" + attribute + ">\n" + std::string(body) + "  </Ad>\n";
@@ -261,6 +330,43 @@ std::string DemoDocuments::demoWrapper() const {
 
 std::string DemoDocuments::demoPod() const {
     return document("4.2", inlineAd("demo-pod-1", 1) + brokenAd("demo-pod-2", 2) + inlineAd("demo-pod-3", 3));
+}
+
+std::string DemoDocuments::videoAd(const VideoAd& ad, int seconds, int sequence) const {
+    const bool isStream = ad.file.ends_with(".m3u8");
+    const std::vector<std::pair<std::string_view, std::string>> parts{
+        {"{VIEWABILITY}", std::string(ad.isTracked ? viewability : "")},
+        {"{EVENTS}", ad.isTracked ? everyLinearEvent() : ""},
+        {"{CLICKS}", std::string(ad.isTracked ? clicks : "")},
+        {"{DURATION}", ad.hasDuration ? durationElement(seconds) : ""},
+        {"{SKIPOFFSET}", ad.skipOffset.empty() ? "" : " skipoffset=\"" + std::string(ad.skipOffset) + "\""},
+        {"{DELIVERY}", isStream ? "streaming" : "progressive"},
+        {"{TYPE}", isStream ? "application/x-mpegURL" : "video/mp4"},
+        {"{FILE}", std::string(ad.file)}};
+    std::string text(videoInlineAd);
+    for (const auto& [name, part] : parts)
+        text = vkt_replacingOccurrences(text, name, part);
+    return adElement(ad.id, sequence, filled(text, ad.id));
+}
+
+std::string DemoDocuments::videoPod(int seconds) const {
+    return document("4.2",
+                    videoAd({"video", "ad.mp4"}, seconds, 1) + videoAd({"streamed", "ad.m3u8"}, seconds, 2));
+}
+
+std::string DemoDocuments::videoBreak(int seconds) const {
+    const std::string skippable = baseURL_ + "/video-skippable/" + std::to_string(seconds);
+    return document("4.2",
+                    videoAd({"good", "ad.mp4"}, seconds, 1) + videoAd({"clicked", "ad.mp4"}, seconds, 2) +
+                        videoAd({"missing", "missing.mp4"}, seconds, 3) +
+                        videoAd({"corrupt", "corrupt.mp4"}, seconds, 4) + wrapperAd("wrapper", skippable, 5) +
+                        videoAd({"silent", "ad.mp4", false}, seconds, 6) +
+                        videoAd({"streamed", "ad.m3u8"}, seconds, 7) +
+                        videoAd({"endless", "ad.mp4", true, false}, seconds, 8));
+}
+
+std::string DemoDocuments::skippableVideo(int seconds) const {
+    return document("4.2", videoAd({"skippable", "ad.mp4", true, true, "25%"}, seconds, 0));
 }
 
 std::string DemoDocuments::wrapperTo(std::string_view URL) const {

@@ -30,6 +30,16 @@ class DemoDocuments {
     [[nodiscard]] std::string demoWrapper() const;
     [[nodiscard]] std::string demoPod() const;
 
+    /// A pod of two video ads of that many seconds: ad.mp4 and ad.m3u8 below /media/.
+    [[nodiscard]] std::string videoPod(int seconds) const;
+
+    /// What a break can be made of, in eight ads of that many seconds: "good"; "clicked", another one; then
+    /// "missing" and "corrupt", whose media files are missing.mp4 and corrupt.mp4; a wrapper to "skippable";
+    /// "silent", which tracks nothing but its impression; "streamed", by HLS; and "endless", without a
+    /// duration.
+    [[nodiscard]] std::string videoBreak(int seconds) const;
+    [[nodiscard]] std::string skippableVideo(int seconds) const;
+
     /// A wrapper to any URL.
     [[nodiscard]] std::string wrapperTo(std::string_view URL) const;
 
@@ -53,6 +63,9 @@ class DemoDocuments {
     [[nodiscard]] std::string withNULBytes() const;
 
   private:
+    struct VideoAd;
+
+    [[nodiscard]] std::string videoAd(const VideoAd& ad, int seconds, int sequence) const;
     [[nodiscard]] std::string filled(std::string_view text, std::string_view id) const;
     [[nodiscard]] std::string inlineAd(std::string_view id, int sequence = 0) const;
     [[nodiscard]] std::string brokenAd(std::string_view id, int sequence) const;

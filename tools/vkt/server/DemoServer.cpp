@@ -7,6 +7,8 @@
 #include <charconv>
 #include <chrono>
 #include <condition_variable>
+#include <filesystem>
+#include <fstream>
 #include <limits>
 #include <string_view>
 #include <thread>
@@ -26,6 +28,7 @@ constexpr std::size_t threadLimit = 256;
 constexpr milliseconds hangLimit = std::chrono::minutes(10);
 constexpr int adLimit = 100'000;
 constexpr int depthLimit = 1'000'000;
+constexpr int secondsLimit = 3599;
 constexpr int byteLimit = 256 * 1024 * 1024;
 constexpr std::size_t hugeSize = std::size_t{1} << 30U;
 constexpr const char* xmlType = "application/xml; charset=utf-8";
@@ -48,7 +51,7 @@ bool isPlain(std::string_view text, std::string_view alsoAllowed) {
 
 class DemoServer::Impl {
   public:
-    Impl(const std::string& root, const LineHandler& onLine);
+    Impl(const std::string& root, const LineHandler& onLine, const std::string& media);
 
     std::optional<int> start(int port);
     void stop();
@@ -59,6 +62,9 @@ class DemoServer::Impl {
     [[nodiscard]] PixelLog& pixelLog() { return pixelLog_; }
     [[nodiscard]] LogCollector& logCollector() { return logCollector_; }
 
+    /// The folder with the files of /media/; empty when there is none.
+    [[nodiscard]] const std::filesystem::path& media() const { return media_; }
+
     [[nodiscard]] std::string baseURL(const httplib::Request& request) const;
     [[nodiscard]] const VKTRawServer& resetting() const { return resetting_; }
     [[nodiscard]] const VKTRawServer& garbling() const { return garbling_; }
@@ -66,6 +72,7 @@ class DemoServer::Impl {
   private:
     void answer(const httplib::Request& request, httplib::Response& response);
 
+    const std::filesystem::path media_;
     httplib::Server server_;
     const VKTRawServer resetting_{{{}, VKTRawAnswer::Reset}};
     const VKTRawServer garbling_{{{"\x16\x03\x01 this is not HTTP \xff\xfe\r\n\r\n"}}};
@@ -178,6 +185,19 @@ void closeHalfway(const Exchange& exchange) {
                                            });
 }
 
+// Half of what would be answered otherwise; then nothing more comes.
+void stallHalfway(const Exchange& exchange) {
+    auto& server = exchange.server;
+    httplib::Response whole;
+    server.dispatch(exchange.request, exchange.request.path, whole);
+    exchange.response.set_content_provider(
+        whole.body.size(), whole.get_header_value("Content-Type"),
+        [&server, body = whole.body](std::size_t offset, std::size_t, httplib::DataSink& sink) {
+            if (offset > 0) server.waitUnlessStopped(hangLimit);
+            return offset == 0 && sink.write(body.data(), body.size() / 2);
+        });
+}
+
 void sendHugeBody(const Exchange& exchange) {
     exchange.response.set_content_provider(
         hugeSize, "application/octet-stream", [](std::size_t, std::size_t left, httplib::DataSink& sink) {
@@ -253,7 +273,37 @@ void sendScript(const Exchange& exchange) {
     }
 }
 
+// Only what stands below the folder, wherever links and ".." lead; nothing for any other path.
+std::optional<std::filesystem::path> fileBelow(const std::filesystem::path& folder, std::string_view path) {
+    std::error_code error;
+    const std::filesystem::path file = std::filesystem::canonical(folder / path, error);
+    const bool isBelow = !error && file.native().starts_with((folder / "").native());
+    if (!isBelow || !std::filesystem::is_regular_file(file, error)) return std::nullopt;
+    return file;
+}
+
+const char* typeOfMedia(const std::filesystem::path& file) {
+    const std::string extension = file.extension().native();
+    if (extension == ".mp4" || extension == ".m4s") return "video/mp4";
+    if (extension == ".m3u8") return "application/x-mpegURL";
+    if (extension == ".ts") return "video/mp2t";
+    return "application/octet-stream";
+}
+
+void sendMediaFile(const Exchange& exchange) {
+    const auto file = fileBelow(exchange.server.media(), exchange.argument);
+    if (!file) {
+        exchange.response.status = 404;
+        exchange.response.set_content("There is no such file in the folder of --media.\n", "text/plain");
+        return;
+    }
+    std::ifstream stream(*file, std::ios::binary);
+    exchange.response.set_content({std::istreambuf_iterator<char>(stream), {}}, typeOfMedia(*file));
+    exchange.response.status = -1;  // 200, or 206 for a part, as httplib finds it
+}
+
 void sendMedia(const Exchange& exchange) {
+    if (!exchange.server.media().empty()) return sendMediaFile(exchange);
     if (exchange.argument.ends_with(".gif")) {
         exchange.response.set_content(gif.data(), gif.size(), "image/gif");
     } else if (exchange.argument.ends_with(".js")) {
@@ -289,6 +339,19 @@ constexpr auto routes = std::to_array<Route>({
     {"pod-broken", "/N", "a pod of N ads, every second one unplayable",
      [](const Exchange& e) {
          if (const auto n = e.number(0, adLimit)) e.sendXML(e.documents().pod(*n, true));
+     }},
+    {"video-pod", "/SECONDS", "a pod of two ads of that length: ad.mp4 and ad.m3u8 of the folder of --media",
+     [](const Exchange& e) {
+         if (const auto seconds = e.number(1, secondsLimit)) e.sendXML(e.documents().videoPod(*seconds));
+     }},
+    {"video-break", "/SECONDS", "eight such ads, and what can go wrong; it wants a corrupt.mp4, too",
+     [](const Exchange& e) {
+         if (const auto seconds = e.number(1, secondsLimit)) e.sendXML(e.documents().videoBreak(*seconds));
+     }},
+    {"video-skippable", "/SECONDS", "one such ad, which can be skipped after a quarter of it",
+     [](const Exchange& e) {
+         if (const auto seconds = e.number(1, secondsLimit))
+             e.sendXML(e.documents().skippableVideo(*seconds));
      }},
     {"passback", "", "a sequenced wrapper that leads nowhere, an inline and a wrapper passback",
      [](const Exchange& e) { e.sendXML(e.documents().passback()); }},
@@ -348,7 +411,9 @@ constexpr auto routes = std::to_array<Route>({
      [](const Exchange& e) { e.response.set_redirect(e.server.resetting().url()); }},
     {"garbage", "", "bytes that are not HTTP (after a redirect to another port)",
      [](const Exchange& e) { e.response.set_redirect(e.server.garbling().url()); }},
-    {"media", "/NAME", "a few bytes of video/mp4; of image/gif or JavaScript for .gif and .js", sendMedia},
+    {"media", "/NAME",
+     "a few bytes of video/mp4; of image/gif or JavaScript for .gif and .js; with --media a file of it",
+     sendMedia},
     {"huge", "", "a body of 1 GiB", sendHugeBody},
     {"pixel", "/...", "a 1x1 GIF; the request is logged, however it is answered",
      [](const Exchange& e) { e.response.set_content(gif.data(), gif.size(), "image/gif"); }},
@@ -370,6 +435,7 @@ struct Misbehaviour {
 constexpr auto misbehaviours = std::to_array<Misbehaviour>({
     {"hang", sendNothing},
     {"close", closeHalfway},
+    {"stall", stallHalfway},
     {"redirect-loop", redirectForEver},
     {"huge", sendHugeBody},
 });
@@ -386,8 +452,10 @@ void misbehave(const Exchange& exchange, const std::string& answer) {
 
 }  // namespace
 
-DemoServer::Impl::Impl(const std::string& root, const LineHandler& onLine)
-    : pixelLog_(onLine), logCollector_(onLine) {
+DemoServer::Impl::Impl(const std::string& root, const LineHandler& onLine, const std::string& media)
+    : media_(media.empty() ? "" : std::filesystem::canonical(media)),
+      pixelLog_(onLine),
+      logCollector_(onLine) {
     server_.new_task_queue = [] { return new httplib::ThreadPool(threadLimit); };
     server_.set_tcp_nodelay(true);
     // By itself it takes a port that another server already has, and they would share the requests.
@@ -474,8 +542,8 @@ std::string DemoServer::Impl::baseURL(const httplib::Request& request) const {
     return "http://" + (usable ? host : "127.0.0.1:" + std::to_string(port_));
 }
 
-DemoServer::DemoServer(const std::string& root, const LineHandler& onLine)
-    : impl_(std::make_unique<Impl>(root, onLine)) {}
+DemoServer::DemoServer(const std::string& root, const LineHandler& onLine, const std::string& media)
+    : impl_(std::make_unique<Impl>(root, onLine, media)) {}
 DemoServer::~DemoServer() {
     stop();
 }

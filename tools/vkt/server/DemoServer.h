@@ -13,8 +13,9 @@
 class DemoServer {
   public:
     /// `onLine` hears of each request for a pixel and each delivery of log records. `root` is an existing
-    /// folder to serve under /files/, or empty.
-    DemoServer(const std::string& root, const LineHandler& onLine);
+    /// folder to serve under /files/, or empty; so is `media` under /media/, where it takes the place of what
+    /// is made up there, and no link leads out of it.
+    DemoServer(const std::string& root, const LineHandler& onLine, const std::string& media = "");
     ~DemoServer();
     DemoServer(const DemoServer&) = delete;
     DemoServer& operator=(const DemoServer&) = delete;

@@ -15,7 +15,8 @@ std::optional<int> numberOf(std::string_view text) {
 }
 
 bool isAnswer(std::string_view text) {
-    constexpr std::array<std::string_view, 5> words{"hang", "close", "redirect-loop", "huge", "normal"};
+    constexpr std::array<std::string_view, 6> words{"hang",          "stall", "close",
+                                                    "redirect-loop", "huge",  "normal"};
     if (std::find(words.begin(), words.end(), text) != words.end()) return true;
     const auto status = numberOf(text);
     return status && *status >= 400 && *status <= 599;

@@ -20,7 +20,8 @@ struct ToldAnswer {
     static std::optional<ToldAnswer> initWithText(std::string_view text);
 
     /// What can be told, for people.
-    static constexpr const char* names = "a status from 400 to 599, hang, close, redirect-loop, huge, normal";
+    static constexpr const char* names =
+        "a status from 400 to 599, hang, stall, close, redirect-loop, huge, normal";
 };
 
 /// Any thread.
