@@ -343,6 +343,19 @@ TEST_F(AdBreakPlayer, AnAdIsViewableOrNotOrNobodyKnows) {
     EXPECT_THAT(outcome([&] { view->removeFromSuperview(); }), ElementsAre("viewundetermined"));
 }
 
+TEST_F(AdBreakPlayer, AClockThatIsSetChangesNothingAboutWhatIsViewable) {
+    for (const std::chrono::hours hours : {std::chrono::hours(24), std::chrono::hours(-24)}) {
+        delegate->heard.clear();
+        start(vast(adOf("a")));
+        advance(1);
+        test.clock->setNow(test.clock->now() + hours);
+        advance(0.75);
+        EXPECT_THAT(delegate->heard, testing::Not(testing::Contains("viewable"))) << hours.count();
+        advance(3);
+        EXPECT_THAT(delegate->heard, testing::Contains("viewable")) << hours.count();
+    }
+}
+
 TEST_F(AdBreakPlayer, EachOfTwoBreaksHearsOfItsOwnPixels) {
     const auto otherMedia = std::make_shared<FakeMediaPlayer>(test);
     const auto otherDelegate = std::make_shared<BreakDelegate>();
@@ -493,6 +506,32 @@ TEST_F(AdBreakPlayer, WithoutAThreadTheBreakFails) {
     services.makeSerialQueue = [] { return std::make_unique<NoQueue>(); };
     start(vast(adOf("a")));
     EXPECT_THAT(delegate->heard, ElementsAre("break: failed"));
+}
+
+TEST_F(AdBreakPlayer, AWorkerThatThrowsEndsTheBreakAndNotTheRestOfThePod) {
+    struct BrokenClock : VKTClock {
+        [[nodiscard]] VKTDate now() const override { return {}; }
+        [[nodiscard]] std::chrono::nanoseconds monotonicNow() const override {
+            return isBroken ? throw std::bad_alloc() : std::chrono::nanoseconds(0);
+        }
+        bool isBroken = false;
+    };
+    const auto clock = std::make_shared<BrokenClock>();
+    services.clock = clock;
+    mediaPlayer->media["lost.mp4"] = {.failure = VKTMediaFailureNotFound};
+    const std::string duration = "<Duration>00:00:04</Duration>";
+    delegate->onHeard = [&](const std::string& what) { clock->isBroken = what == "error"; };
+    start(vast(adOf("a", "lost.mp4", duration, "sequence=\"1\"") +
+               adOf("b", "good.mp4", duration, "sequence=\"2\"")));
+    advance(5);
+    EXPECT_EQ(delegate->breakEnd.completedAds, 1u);
+    EXPECT_EQ(delegate->heard.back(), "break: played");
+
+    player = VKTAdBreakPlayer::initWithMediaPlayer(mediaPlayer, view, delegate, services);
+    player->startWithXML(vast(adOf("a")));
+    clock->isBroken = true;
+    runQueues();
+    EXPECT_EQ(delegate->heard.back(), "break: failed");
 }
 
 }  // namespace
