@@ -96,13 +96,9 @@ void VKTViewabilityTrackingEventManager::timerFired(VKTTimer& /*timer*/) {
 
 double VKTViewabilityTrackingEventManager::timestampInterval() {
     vkt_requireMainThread("timestampInterval");
-    const VKTClock& clock = *VKTPlatform::current().clock;
-    const double now = VKTTimeInterval(clock.now().time_since_epoch()).count();
-    const bool isFirst = std::exchange(previousTimestamp_, now) == noTimestamp;
-    // By the clock that nobody sets: a day more would make everything seen at once, a day less nothing ever.
-    const auto time = clock.monotonicNow();
-    const VKTTimeInterval interval = time - std::exchange(previousTime_, time);
-    return isFirst ? noTimestamp : interval.count();
+    const double now = VKTTimeInterval(VKTPlatform::current().clock->now().time_since_epoch()).count();
+    const double previous = std::exchange(previousTimestamp_, now);
+    return previous == noTimestamp ? noTimestamp : now - previous;
 }
 
 void VKTViewabilityTrackingEventManager::fireOrPostponeViewabilityPixels(double percentage, bool viewable) {

@@ -1,7 +1,6 @@
 // Pixels for views that have been seen for long enough.
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -124,7 +123,6 @@ class VKTViewabilityTrackingEventManager : public VKTTrackingEventManager, publi
     std::optional<bool> currentViewableStatus_;
     std::optional<double> currentPercentage_;
     double previousTimestamp_ = -1;
-    std::chrono::nanoseconds previousTime_{0};  // of the monotonic clock, beside it
     EventProgressions eventProgressionItems_;
     std::size_t resets_ = 0;
 };

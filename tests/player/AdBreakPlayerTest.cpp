@@ -343,19 +343,6 @@ TEST_F(AdBreakPlayer, AnAdIsViewableOrNotOrNobodyKnows) {
     EXPECT_THAT(outcome([&] { view->removeFromSuperview(); }), ElementsAre("viewundetermined"));
 }
 
-TEST_F(AdBreakPlayer, AClockThatIsSetChangesNothingAboutWhatIsViewable) {
-    for (const std::chrono::hours hours : {std::chrono::hours(24), std::chrono::hours(-24)}) {
-        delegate->heard.clear();
-        start(vast(adOf("a")));
-        advance(1);
-        test.clock->setNow(test.clock->now() + hours);
-        advance(0.75);
-        EXPECT_THAT(delegate->heard, testing::Not(testing::Contains("viewable"))) << hours.count();
-        advance(3);
-        EXPECT_THAT(delegate->heard, testing::Contains("viewable")) << hours.count();
-    }
-}
-
 TEST_F(AdBreakPlayer, EachOfTwoBreaksHearsOfItsOwnPixels) {
     const auto otherMedia = std::make_shared<FakeMediaPlayer>(test);
     const auto otherDelegate = std::make_shared<BreakDelegate>();
