@@ -45,7 +45,7 @@ struct VKTAdBreakOptions {
     VKTReplacements macros;
 
     /// Macros of the moment, such as "MEDIAPLAYHEAD": asked for on the main loop with each event that is
-    /// tracked. None when empty.
+    /// tracked, and each time that the position is looked at. None when empty.
     std::function<VKTReplacements()> macrosOfTheMoment;
 
     /// Values of the application's own "${...}" variables.
@@ -71,11 +71,11 @@ struct VKTAdBreakOptions {
     /// but is not asked for macros: for who shows each document. Null for nobody.
     std::shared_ptr<VKTVASTManagerDelegate> resolvingDelegate;
 
-    /// From `VKTMediaPlayer::load` to `mediaIsReady`: then the ad has failed with code 402.
+    /// From `VKTMediaPlayer::load` to `mediaIsReady`, paused or not: then the ad has failed with code 402.
     VKTTimeInterval loadTimeout{10};
 
     /// For media that is not paused and stands still, before its first picture or later: then the ad has
-    /// failed with code 405.
+    /// failed with code 405. Media that stands still at its end is complete, after two seconds at most.
     VKTTimeInterval stallTimeout{10};
 
     /// Whether `skip` is refused before the document allows it.

@@ -66,6 +66,7 @@ class VKTAdBreakPlayer {
 
     /// Ends everything before it returns, also while a download hangs: the media player is stopped, the
     /// delegate hears of the ad's end and of the break's. Pixels that are not sent yet stay in their store.
+    /// An ad that is just ending, inside the last that is tracked of it, keeps the end that it has.
     void cancel();
 
     /// Of the ad that is played; nothing and 0 while there is none.
@@ -78,7 +79,8 @@ class VKTAdBreakPlayer {
     /// Of the current ad; null when it is not measured.
     [[nodiscard]] std::shared_ptr<VKTOpenMeasurementAdSession> measurementSession() const;
 
-    /// The verification scripts of the current ad, in their order. Those without a URL do not run.
+    /// The verification scripts of the current ad, in their order, until it ends. Those without a URL do not
+    /// run.
     [[nodiscard]] const VKTOpenMeasurementManager::Scripts& measurementScripts() const;
 
   private:

@@ -27,8 +27,8 @@ struct VKTPixelOutcome {
 };
 
 /// Hears of one break, on its main loop. Each operation has an empty default. It may call the player back,
-/// cancel it, or let go of it, inside any of them; what it throws is dropped with a line in the log. After
-/// the break's end it hears of nothing more but of pixels.
+/// cancel it, or let go of it, inside any of them: it is destroyed when the call returns. What it throws is
+/// dropped with a line in the log. After the break's end it hears of nothing more but of pixels.
 class VKTAdBreakPlayerDelegate {
   public:
     virtual ~VKTAdBreakPlayerDelegate() = default;
@@ -50,7 +50,8 @@ class VKTAdBreakPlayerDelegate {
     /// has started, or later when the offset is a share of a duration that nobody knew.
     virtual void adBreakPlayerSkipPossibleFrom(VKTAdBreakPlayer& /*player*/, double /*seconds*/) {}
 
-    /// Four times a second while an ad is played: seconds. The duration is nothing while it is not known.
+    /// Four times a second while an ad is played, and when the viewer does something: seconds. The duration
+    /// is nothing while it is not known.
     virtual void adBreakPlayerDidProgress(VKTAdBreakPlayer& /*player*/, double /*position*/,
                                           std::optional<double> /*duration*/) {}
 

@@ -121,8 +121,14 @@ struct VKTAdBreakWorker::State : std::enable_shared_from_this<State> {
           const Messenger& theMessenger)
         : resolver(std::move(theResolver)), messenger(theMessenger), queue(std::move(theQueue)) {}
 
-    [[nodiscard]] bool post(void (State::*step)()) {
-        return queue->tryPost([self = shared_from_this(), step] { ((*self).*step)(); });
+    using Step = void (State::*)();
+
+    // A step that throws, for want of memory say, must not leave the break waiting.
+    [[nodiscard]] bool post(Step step, Step whenThrown) {
+        return queue->tryPost([self = shared_from_this(), step, whenThrown] {
+            const auto take = [&] { ((*self).*step)(); };
+            if (!vkt_callGuarded("the worker of an ad break", take)) ((*self).*whenThrown)();
+        });
     }
 
     void read() {
@@ -135,7 +141,7 @@ struct VKTAdBreakWorker::State : std::enable_shared_from_this<State> {
         const auto ad = resolver->nextAd();
         if (!ad) return tellEnd();
         messenger.tell(&VKTAdBreakWorkerDelegate::workerDidFindAd, *ad);
-        if (!post(&State::findAd)) tellEnd();
+        if (!post(&State::findAd, &State::tellEnd)) tellEnd();
     }
 
     void tellEnd() {
@@ -156,6 +162,10 @@ struct VKTAdBreakWorker::State : std::enable_shared_from_this<State> {
         messenger.tell(&VKTAdBreakWorkerDelegate::workerDidFindPassbacks, ads);
     }
 
+    void tellNoPassback() {
+        messenger.tell(&VKTAdBreakWorkerDelegate::workerDidFindPassbacks, std::vector<VKTAdBreakAd>());
+    }
+
     const std::shared_ptr<VKTAdBreakResolver> resolver;
     const Messenger messenger;
     std::optional<std::string> xml;
@@ -173,7 +183,7 @@ std::unique_ptr<VKTAdBreakWorker> VKTAdBreakWorker::start(
     state->xml = std::move(xml);
     state->url = url;
     state->queue->setName("vkt-ad-break");
-    if (!state->post(&State::read)) return nullptr;
+    if (!state->post(&State::read, &State::tellEnd)) return nullptr;
     return std::unique_ptr<VKTAdBreakWorker>(new VKTAdBreakWorker(state));
 }
 
@@ -182,9 +192,7 @@ VKTAdBreakWorker::~VKTAdBreakWorker() {
 }
 
 void VKTAdBreakWorker::findPassback() {
-    if (!state_->post(&State::findPassback))
-        state_->messenger.tell(&VKTAdBreakWorkerDelegate::workerDidFindPassbacks,
-                               std::vector<VKTAdBreakAd>());
+    if (!state_->post(&State::findPassback, &State::tellNoPassback)) state_->tellNoPassback();
 }
 
 void VKTAdBreakWorker::cancel() {

@@ -261,7 +261,7 @@ double VKTAdPlayback::timeToNextTick() const {
 }
 
 void VKTAdPlayback::lookAtPosition() {
-    if (!isLive() || state_ == State::Beginning) return;
+    if (!isLive()) return;
     lookAtDuration();
     double position = 0;
     if (!isLive() || !ask("position", [&](const VKTMediaPlayer& player) { position = player.position(); }))

@@ -39,7 +39,8 @@ class VKTMediaPlayerListener {
     /// It has been played to its end.
     virtual void mediaDidEnd() = 0;
 
-    /// It cannot be played, or not any further. The reason is for people, in the log and in
+    /// It cannot be played, or not any further: the ad has failed, unless its duration has been played. The
+    /// reason is for people, in the log and in
     /// `VKTAdEnd::reason`.
     virtual void mediaDidFail(VKTMediaFailure failure, const std::string& reason) = 0;
 };
@@ -48,7 +49,8 @@ class VKTMediaPlayerListener {
 /// player serves one ad break at a time.
 ///
 /// Every operation is called on the main loop and must not wait: what takes long is told to the listener.
-/// What an operation throws is logged, and ends the ad as failed.
+/// It may call the break player. What an operation throws is logged, and ends the ad as failed. But for
+/// `load` none is called while no file is loaded.
 class VKTMediaPlayer {
   public:
     virtual ~VKTMediaPlayer() = default;
@@ -66,8 +68,9 @@ class VKTMediaPlayer {
     /// after a failure too.
     virtual void stop() = 0;
 
-    /// Seconds of the media that have been played; 0 while nothing has. Asked for four times a second, and
-    /// after the listener has heard of the end.
+    /// Seconds of the media that have been played; 0 while nothing has. Asked for four times a second,
+    /// whenever the viewer does something, and after the listener has heard of the end. A number that is no
+    /// time counts as the one before.
     [[nodiscard]] virtual double position() const = 0;
 
     /// Seconds; nothing while it is not known. It may become known later, and is asked for until it is. By

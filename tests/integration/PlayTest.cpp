@@ -108,6 +108,13 @@ TEST_F(Play, DeliversEveryPixelOfAChainExactlyOnce) {
     }
 }
 
+TEST_F(Play, MutesEachAdOfAPod) {
+    const VKTDictionary played = parsed(play("/pod/2", "--mute-at 1").out);
+    ASSERT_EQ(entriesOf(played, "ads").size(), 2u);
+    for (const VKTDictionary& ad : entriesOf(played, "ads"))
+        EXPECT_NE(timelineOf(ad).find("|1 mute|"), std::string::npos) << timelineOf(ad);
+}
+
 TEST_F(Play, ChangesTheTimelineAsTheViewerActs) {
     const std::string begin = "0 impression|0 creativeView|0 loaded|0 start|";
     const std::string rest =

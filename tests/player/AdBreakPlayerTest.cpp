@@ -495,4 +495,30 @@ TEST_F(AdBreakPlayer, WithoutAThreadTheBreakFails) {
     EXPECT_THAT(delegate->heard, ElementsAre("break: failed"));
 }
 
+TEST_F(AdBreakPlayer, AWorkerThatThrowsEndsTheBreakAndNotTheRestOfThePod) {
+    struct BrokenClock : VKTClock {
+        [[nodiscard]] VKTDate now() const override { return {}; }
+        [[nodiscard]] std::chrono::nanoseconds monotonicNow() const override {
+            return isBroken ? throw std::bad_alloc() : std::chrono::nanoseconds(0);
+        }
+        bool isBroken = false;
+    };
+    const auto clock = std::make_shared<BrokenClock>();
+    services.clock = clock;
+    mediaPlayer->media["lost.mp4"] = {.failure = VKTMediaFailureNotFound};
+    const std::string duration = "<Duration>00:00:04</Duration>";
+    delegate->onHeard = [&](const std::string& what) { clock->isBroken = what == "error"; };
+    start(vast(adOf("a", "lost.mp4", duration, "sequence=\"1\"") +
+               adOf("b", "good.mp4", duration, "sequence=\"2\"")));
+    advance(5);
+    EXPECT_EQ(delegate->breakEnd.completedAds, 1u);
+    EXPECT_EQ(delegate->heard.back(), "break: played");
+
+    player = VKTAdBreakPlayer::initWithMediaPlayer(mediaPlayer, view, delegate, services);
+    player->startWithXML(vast(adOf("a")));
+    clock->isBroken = true;
+    runQueues();
+    EXPECT_EQ(delegate->heard.back(), "break: failed");
+}
+
 }  // namespace

@@ -58,8 +58,10 @@ void SimulatedMediaPlayer::scheduleNextAction() {
     if (actions_.empty() || !playingSince_) return;
     const double next = actions_.back().position;
     const VKTTimeInterval delay(std::max(next - position(), 0.0));
-    actionTimer_ =
-        VKTPlatform::current().mainRunLoop->schedule(delay, [this, next] { runActionsUntil(next); });
+    // Posted, so that what else is due at that moment has happened: what the viewer saw until then counts.
+    actionTimer_ = VKTPlatform::current().mainRunLoop->schedule(delay, [this, next] {
+        VKTPlatform::current().mainRunLoop->post([this, next] { runActionsUntil(next); });
+    });
 }
 
 // A pause does not keep others of the same position from being run.
