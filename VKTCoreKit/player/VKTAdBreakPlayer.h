@@ -30,7 +30,8 @@
 /// like `cancel` without a word to the delegate.
 class VKTAdBreakPlayer {
   public:
-    /// Only the view and the delegate may be null. Without a view no ad is viewable and none is measured.
+    /// Only the view and the delegate may be null. Without a view no ad is viewable and none is measured. The
+    /// view stands in a window: one that is a window itself stands in none.
     static std::shared_ptr<VKTAdBreakPlayer> initWithMediaPlayer(
         std::shared_ptr<VKTMediaPlayer> mediaPlayer, std::shared_ptr<VKTView> view,
         const std::shared_ptr<VKTAdBreakPlayerDelegate>& delegate, VKTAdBreakServices services,

@@ -72,7 +72,7 @@ class VKTAdPlayback::Events : public VKTMediaPlayerListener {
 
     void mediaIsReady() override { post(&VKTAdPlayback::mediaIsReady); }
     void mediaDidStart() override { post(&VKTAdPlayback::mediaDidStart); }
-    void mediaDidStall() override {}  // the position stands still, and that is watched
+    void mediaDidStall() override { post(&VKTAdPlayback::mediaDidStall); }
     void mediaDidEnd() override { post(&VKTAdPlayback::mediaDidEnd); }
     void mediaDidFail(VKTMediaFailure failure, const std::string& reason) override {
         post(&VKTAdPlayback::mediaDidFail, failure, reason);
@@ -207,6 +207,12 @@ void VKTAdPlayback::mediaDidStart() {
     lookAtPosition();
 }
 
+// Until the position moves again. That it does in time is watched in any case.
+void VKTAdPlayback::mediaDidStall() {
+    if (state_ != State::Started || isPaused_ || std::exchange(isStalled_, true)) return;
+    tracking_->stallBegan();
+}
+
 void VKTAdPlayback::mediaDidEnd() {
     if (state_ == State::Loading)
         return fail(errorOf(VKTMediaFailureNotShown), "it ended before it was ready");
@@ -275,6 +281,7 @@ void VKTAdPlayback::lookAtPosition() {
     position_ = position;
     furthest_ = std::max(furthest_, position);
     if (hasMoved) watchForStandstill();
+    if (hasMoved && std::exchange(isStalled_, false) && !isPaused_) tracking_->stallEnded();
     if (state_ != State::Started) return;
     tracking_->progressTo(position);
     if (state_ == State::Started) tell(&VKTAdPlaybackDelegate::playbackDidProgress, position, duration_);

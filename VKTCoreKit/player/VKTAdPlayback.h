@@ -69,6 +69,7 @@ class VKTAdPlayback : public std::enable_shared_from_this<VKTAdPlayback> {
 
     void mediaIsReady();
     void mediaDidStart();
+    void mediaDidStall();
     void mediaDidEnd();
     void mediaDidFail(VKTMediaFailure failure, const std::string& reason);
 
@@ -112,6 +113,7 @@ class VKTAdPlayback : public std::enable_shared_from_this<VKTAdPlayback> {
     double furthest_ = 0;  // of all positions
     double volume_ = 1;
     bool isPaused_ = false;
+    bool isStalled_ = false;
     bool isLoaded_ = false;  // stop has to be called
     bool isEndTold_ = false;
     VKTAdEnd end_;

@@ -46,6 +46,10 @@ class VKTAdTracking : public VKTTrackingEventManagerDelegate,
 
     void pause();
     void resume();
+
+    /// What stands still is not viewed.
+    void stallBegan() { viewability_->stop(); }
+    void stallEnded() { viewability_->start(); }
     void volumeChanged(double volume);
     void setFullscreen(bool isFullscreen);
     void click();

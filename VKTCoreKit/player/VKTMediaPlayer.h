@@ -32,8 +32,8 @@ class VKTMediaPlayerListener {
     /// position moves.
     virtual void mediaDidStart() = 0;
 
-    /// It stands still for want of data. A player that cannot tell need not: a position that stands still is
-    /// noticed.
+    /// It stands still for want of data. The time until its position moves again does not count as viewable.
+    /// A player that cannot tell need not: a position that stands still for too long is noticed.
     virtual void mediaDidStall() = 0;
 
     /// It has been played to its end.

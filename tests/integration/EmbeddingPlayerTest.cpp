@@ -41,8 +41,7 @@ TEST_F(ExamplePlayers, OfFiftyLinesSendsEachPixelOfABreakOnceAndTellsOfIt) {
             others += std::string(line) + ';';
         }
     }
-    EXPECT_EQ(others, "plays " + server_.url("/media/pod-1-720.mp4") +
-                          ";1 played, 0 failed. ;;");
+    EXPECT_EQ(others, "plays " + server_.url("/media/pod-1-720.mp4") + ";1 played, 0 failed. ;;");
     EXPECT_EQ(sent, 11);
     EXPECT_EQ(takePixels(),
               "pod-1/complete pod-1/creativeView pod-1/firstQuartile pod-1/impression pod-1/impression2 "

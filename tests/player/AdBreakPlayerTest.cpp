@@ -343,6 +343,16 @@ TEST_F(AdBreakPlayer, AnAdIsViewableOrNotOrNobodyKnows) {
     EXPECT_THAT(outcome([&] { view->removeFromSuperview(); }), ElementsAre("viewundetermined"));
 }
 
+TEST_F(AdBreakPlayer, APictureThatStandsStillIsNotViewed) {
+    mediaPlayer->media["good.mp4"] = {.endsAt = {}, .position = standsStill};
+    start(vast(adOf("a")));
+    advance(1.5);
+    mediaPlayer->listener->mediaDidStall();
+    advance(20);
+    EXPECT_THAT(delegate->heard, testing::Contains("notviewable"));
+    EXPECT_THAT(delegate->heard, testing::Not(testing::Contains("viewable")));
+}
+
 TEST_F(AdBreakPlayer, EachOfTwoBreaksHearsOfItsOwnPixels) {
     const auto otherMedia = std::make_shared<FakeMediaPlayer>(test);
     const auto otherDelegate = std::make_shared<BreakDelegate>();
