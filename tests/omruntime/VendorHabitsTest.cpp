@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -10,8 +9,8 @@
 #include "VKTCoreKit/omruntime/AdSession.h"
 #include "VKTCoreKit/omruntime/EmbeddedServiceScript.h"
 #include "VKTCoreKit/omruntime/SDK.h"
-#include "VKTCoreKit/omruntime/SessionRegistry.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
+#include "tests/support/VKTRecordedLog.h"
 
 namespace OMIDKorvonet1 {
 
@@ -51,6 +50,9 @@ class VendorHabits : public testing::Test, public MeasurementObserver {
         failures_.push_back(error.localizedDescription().value_or(""));
     }
 
+    void scriptEnded(const ScriptIdentity&) override { lasted_ = now() - finishedAt_; }
+
+    std::chrono::nanoseconds now() const { return test_.platform.clock->monotonicNow(); }
     void serve(const std::string& name, std::string script) {
         HTTP_->setAnswer("http://h/" + name, VKTFakeHTTPAnswer::withBody(std::move(script)));
     }
@@ -63,7 +65,7 @@ class VendorHabits : public testing::Test, public MeasurementObserver {
         while (HTTP_->deliverAll() > 0);
     }
 
-    // Plays an ad of a second, with its view measured once. Leaves the session in its last second.
+    // Plays an ad of a second, and leaves its session in its last one.
     void play(Arrival arrival) {
         const auto resource = VerificationScriptResource::initWithURL(
             *VKTURL::URLWithString("http://h/vendor"), "vendor", "parameters");
@@ -89,18 +91,18 @@ class VendorHabits : public testing::Test, public MeasurementObserver {
         mediaEvents->complete();
         moment(AfterTheLastEvent);
         session->finish();
-        advance(0.1);
-        moment(AfterTheFinish);
-        advance(0.5);
-        moment(AfterTheFinish);
+        finishedAt_ = now();
+        drain();
     }
 
     // What the server of the vendor is told.
     std::string told(const std::string& script, Arrival arrival) {
         serve("vendor", script);
         play(arrival);
-        advance(0.6);
-        EXPECT_EQ(runtime_.registry().finishedCount(), 0U);
+        for (int i = 0; i < 10; ++i) {
+            advance(0.1);
+            answer();
+        }
         EXPECT_EQ(std::exchange(failures_, {}), Texts());
         return vkt_joined(std::exchange(beacons_, {}), " ");
     }
@@ -112,6 +114,7 @@ class VendorHabits : public testing::Test, public MeasurementObserver {
     const std::shared_ptr<VKTFakeHTTPSession> HTTP_ =
         std::make_shared<VKTFakeHTTPSession>(VKTFakeHTTPSession::Delivery::ByHand);
     Texts beacons_, failures_;
+    std::chrono::nanoseconds finishedAt_{0}, lasted_{0};  // of the session, and its script after that
 };
 
 struct Habit {
@@ -175,6 +178,94 @@ TEST_F(VendorHabits, EverythingIsHeardInOrderWheneverTheScriptArrives) {
         for (const Arrival arrival : {AtOnce, AfterTheLastEvent, AfterTheFinish})
             EXPECT_EQ(told(habit.script, arrival), everything) << habit.name << ", arrival " << arrival;
     }
+}
+
+TEST_F(VendorHabits, ABundleIsHeardToo) {
+    std::ifstream file(VKT_SOURCE_DIR "/tests/omruntime/bundle.js");
+    const std::string bundle(std::istreambuf_iterator<char>(file), {});
+    EXPECT_EQ(told(bundle, AfterTheLastEvent), everything);
+}
+
+TEST_F(VendorHabits, AWorldEndsWhenAllIsSaidOrAtTheLimitWhichIsNoFailure) {
+    const std::string atFinish =
+        "omid3p.registerSessionObserver(function (event) { if (event.type === 'sessionFinish') ";
+    struct Case {
+        const char* name;
+        std::string script;
+        double seconds;  // from the finish, or up to a tick more
+        const char* failure;
+    };
+    const Case cases[] = {
+        {"nothing is pending", ";", 0, ""},
+        {"a timer", atFinish + "setTimeout(function () {}, 500); });", 0.5, ""},
+        {"timers one after the other", atFinish + "setTimeout(setTimeout, 300, setTimeout, 300, isNaN); });",
+         0.6, ""},
+        {"a timer after the limit", atFinish + "setTimeout(function () {}, 1500); });", 0, ""},
+        {"a timer for ever", atFinish + "setTimeout(omid3p.sendUrl, 2147483647, 'http://v/fired'); });", 0,
+         ""},
+        {"a timer that is cleared", atFinish + "clearTimeout(setTimeout(isNaN, 500)); });", 0, ""},
+        {"a timer that repeats", "setInterval(function () {}, 10);", 1, ""},
+        {"an answer that does not come", atFinish + "omid3p.sendUrl('http://v/', isNaN); });", 1, ""},
+        {"nobody waits for the answer", atFinish + "omid3p.sendUrl('http://v/'); });", 0, ""},
+        {"a script that does not come", atFinish + "omid3p.injectJavaScriptResource('http://h/main'); });", 1,
+         ""},
+        {"no script", "", 1, "within 1 second the script had not arrived"}};
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        serve("vendor", each.script);
+        play(each.script.empty() ? Never : AtOnce);
+        advance(2);
+        const double lasted = std::chrono::duration<double>(lasted_).count();
+        EXPECT_TRUE(lasted >= each.seconds && lasted <= each.seconds + 0.2) << lasted;
+        EXPECT_NE(vkt_joined(failures_, "; ").find(each.failure), std::string::npos) << failures_.front();
+        EXPECT_EQ(failures_.empty(), std::string(each.failure).empty());
+        EXPECT_EQ(std::count(beacons_.begin(), beacons_.end(), "fired"), 0);
+        failures_.clear();
+    }
+}
+
+TEST_F(VendorHabits, WhatES5ScriptsExpectIsThere) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"self === globalThis && typeof window + typeof document", "undefinedundefined"},
+        {"Function('return this')() === self", "true"},
+        {"btoa('a') + btoa('ab') + btoa('abc') + btoa('\\xff')", "YQ==YWI=YWJj/w=="},
+        {"atob('YQ==') + atob('YWI') + atob(' YWJj\\n') + atob('')", "aababc"},
+        {"[atob, btoa].map(function (f) { try { return f('\\u0100'); } catch (e) { return e.name; } })",
+         "RangeError,RangeError"},
+        {"Date.parse('Sun, 22 Nov 2026 09:00:00 GMT')", "1795338000000"},
+        {"+new Date('22 nov 2026 09:00 -0130')", "1795343400000"},
+        {"Date.parse('Sun, 22 Foo 2026 09:00:00 GMT')", "NaN"},
+        {"Date.parse('2026-11-22T09:00:00Z') - Date.UTC(2026, 10, 22, 9)", "0"},
+        {"new Date(2026, 10).getMonth() + typeof Date() + typeof Date.now() + new Date(7).getTime()",
+         "10stringnumber7"},
+        {"new Date() instanceof Date && new Date().constructor === Date && Date.name", "Date"},
+        {"new Uint8Array([1, 257])[1] + JSON.stringify({a: [1]})", R"(1{"a":[1]})"}};
+    std::string script;
+    std::string expected;
+    for (const auto& [expression, value] : cases) {
+        script += "omid3p.sendUrl('http://v/' + (" + std::string(expression) + "));\n";
+        expected += std::string(value) + '\n';
+    }
+    serve("vendor", script);
+    play(AtOnce);
+    EXPECT_EQ(vkt_joined(beacons_, "\n") + '\n', expected);
+    EXPECT_EQ(failures_, Texts());
+}
+
+TEST_F(VendorHabits, TheConsoleIsTheLogAndBounded) {
+    serve("vendor", R"(
+        var circle = {}, long = new Array(1e5).join('long');
+        circle.circle = circle;
+        console.warn('text', 1, {a: [null]}, undefined, new Error('e'), circle, {toString: null});
+        console.log(long, long);
+        for (var i = 0; i < 1e5; ++i) console.debug('more');)");
+    const std::string log = vkt_debugLogOf([&] { play(AtOnce); });
+    EXPECT_NE(log.find("vendor says: text 1 {\"a\":[null]} undefined Error: e [object Object] "),
+              std::string::npos)
+        << log.substr(0, 2000);
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 100) << log.size();
+    EXPECT_LT(log.size(), 20'000U);
+    EXPECT_EQ(failures_, Texts());
 }
 
 }  // namespace
