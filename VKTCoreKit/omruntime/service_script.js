@@ -19,7 +19,7 @@
   var textLimit = 1000;
   var consoleLimit = 100;
   var longestDelay = 0x7fffffff;
-  var consoleLevels = ["log", "info", "warn", "error", "debug", "trace"];
+  var consoleNames = ["log", "info", "warn", "error", "debug", "trace"];
   var sessionEvents = ["sessionStart", "sessionError", "sessionFinish"];
   var mediaEvents = [
     "start", "firstQuartile", "midpoint", "thirdQuartile", "complete", "pause", "resume", "bufferStart",
@@ -246,15 +246,13 @@
     return textOf(value);
   }
 
-  function consoleFunction(level) {
-    return function () {
-      if (++consoleLines > consoleLimit) return;
-      var text = "";
-      for (var i = 0; i < arguments.length && text.length < textLimit; ++i) {
-        text += (i > 0 ? " " : "") + consoleText(arguments[i]);
-      }
-      send({type: "log", level: level, message: substring(text, 0, textLimit)});
-    };
+  function writeLine() {
+    if (++consoleLines > consoleLimit) return;
+    var text = "";
+    for (var i = 0; i < arguments.length && text.length < textLimit; ++i) {
+      text += (i > 0 ? " " : "") + consoleText(arguments[i]);
+    }
+    send({type: "log", message: textOf(text)});
   }
 
   // ---- the two worlds' names for it all ----
@@ -292,5 +290,5 @@
   global.setInterval = setInterval;
   global.clearInterval = clearTimer;
   global.console = {};
-  for (var i = 0; i < consoleLevels.length; ++i) global.console[consoleLevels[i]] = consoleFunction(consoleLevels[i]);
+  for (var i = 0; i < consoleNames.length; ++i) global.console[consoleNames[i]] = writeLine;
 }(this));

@@ -197,7 +197,7 @@ TEST_F(VendorHabits, AWorldEndsWhenAllIsSaidOrAtTheLimitWhichIsNoFailure) {
         double seconds;  // from the finish, or up to a tick more
         const char* failure;
     };
-    const Case cases[] = {
+    const std::vector<Case> cases = {
         {"nothing is pending", ";", 0, ""},
         {"a timer", atFinish + "setTimeout(function () {}, 500); });", 0.5, ""},
         {"timers one after the other", atFinish + "setTimeout(setTimeout, 300, setTimeout, 300, isNaN); });",
@@ -228,7 +228,7 @@ TEST_F(VendorHabits, AWorldEndsWhenAllIsSaidOrAtTheLimitWhichIsNoFailure) {
 }
 
 TEST_F(VendorHabits, WhatES5ScriptsExpectIsThere) {
-    const std::pair<const char*, const char*> cases[] = {
+    const std::vector<std::pair<const char*, const char*>> cases = {
         {"self === globalThis && typeof window + typeof document", "undefinedundefined"},
         {"Function('return this')() === self", "true"},
         {"btoa('a') + btoa('ab') + btoa('abc') + btoa('\\xff')", "YQ==YWI=YWJj/w=="},
