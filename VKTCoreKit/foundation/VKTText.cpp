@@ -291,6 +291,32 @@ bool vkt_isValidUTF8(std::string_view bytes) {
     return true;
 }
 
+std::string vkt_UTF8FromWindows1252(std::string_view bytes) {
+    // From 0x80 on; the others are the code points themselves.
+    static constexpr std::array<unsigned, 32> special = {
+        0x20AC, 0x81,   0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+        0x2039, 0x0152, 0x8D,   0x017D, 0x8F,   0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+        0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x9D,   0x017E, 0x0178};
+    std::string text;
+    text.reserve(bytes.size());
+    for (const char each : bytes) {
+        const auto byte = static_cast<unsigned char>(each);
+        const unsigned point = byte >= 0x80 && byte < 0xA0 ? special.at(byte - 0x80U) : byte;
+        if (point < 0x80) {
+            text += each;
+            continue;
+        }
+        if (point < 0x800) {
+            text += static_cast<char>(0xC0U | (point >> 6U));
+        } else {
+            text += static_cast<char>(0xE0U | (point >> 12U));
+            text += static_cast<char>(0x80U | ((point >> 6U) & 0x3FU));
+        }
+        text += static_cast<char>(0x80U | (point & 0x3FU));
+    }
+    return text;
+}
+
 std::string vkt_onOneLine(std::string_view text) {
     std::string line;
     line.reserve(text.size());

@@ -74,6 +74,9 @@ std::string vkt_numberDescription(float value);
 /// Whether the bytes are well-formed UTF-8 (RFC 3629: no overlong forms, no surrogates).
 bool vkt_isValidUTF8(std::string_view bytes);
 
+/// The text that these bytes are in Windows-1252, of which Latin-1 is a part. Any bytes are some text.
+std::string vkt_UTF8FromWindows1252(std::string_view bytes);
+
 /// A text from outside as it may stand in one line of a terminal or a log. A blank takes the place of each
 /// control character (C0, DEL, C1) and line separator, U+FFFD that of what is not UTF-8 and of each mark that
 /// turns the direction of writing: they could break the line, move the cursor or show the text in another

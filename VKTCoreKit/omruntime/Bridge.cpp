@@ -19,7 +19,7 @@ constexpr std::array messageTypes = {
     NamedType("heard", ScriptMessage::Heard),       NamedType("error", ScriptMessage::Error),
     NamedType("setTimer", ScriptMessage::SetTimer), NamedType("clearTimer", ScriptMessage::ClearTimer),
     NamedType("sendUrl", ScriptMessage::SendURL),   NamedType("loadScript", ScriptMessage::LoadScript),
-    NamedType("finished", ScriptMessage::Finished)};
+    NamedType("log", ScriptMessage::Log),           NamedType("finished", ScriptMessage::Finished)};
 
 std::optional<ScriptMessage::Type> typeNamed(std::string_view name) {
     const auto* const found = std::find_if(messageTypes.begin(), messageTypes.end(),
@@ -57,6 +57,7 @@ bool readMembers(const VKTDictionary& dictionary, ScriptMessage& message) {
             message.time = time->integerValue();
             return true;
         }
+        case ScriptMessage::Log:
         case ScriptMessage::Error: {
             const std::string* what = textUnder(dictionary, "message");
             if (what == nullptr) return false;
@@ -128,6 +129,10 @@ std::string eventMessage(std::string_view type, std::int64_t time, const VKTDict
     message.set("timestamp", time);
     message.set("data", data);
     return JSONText(std::move(message));
+}
+
+std::string evaluatedMessage() {
+    return JSONText(messageOfType("evaluated"));
 }
 
 std::string finishMessage(std::int64_t time) {

@@ -19,7 +19,7 @@ inline constexpr const char* BridgeFunction = "omidReceive";
 /// Of a timer that a script sets, at least.
 inline constexpr VKTTimeInterval ShortestTimerDelay{0.01};
 
-/// Bytes of an event's name, and of an error's text; what is longer is cut.
+/// Bytes of an event's name, of an error's text and of a line for the log; what is longer is cut.
 inline constexpr std::size_t ScriptTextLimit = 1024;
 
 /// What the service script says. A passive record; which members count depends on the type.
@@ -31,6 +31,7 @@ struct ScriptMessage {
         ClearTimer,  ///< `identifier`
         SendURL,     ///< `text`: the URL as given, `reply`
         LoadScript,  ///< the same
+        Log,         ///< `text`: a line for the log
         Finished,
     };
 
@@ -50,6 +51,7 @@ std::string startMessage(const std::string& adSessionId, std::int64_t time, cons
                          const std::optional<std::string>& vendorKey,
                          const std::optional<std::string>& parameters);
 std::string eventMessage(std::string_view type, std::int64_t time, const VKTDictionary& data);
+std::string evaluatedMessage();
 std::string finishMessage(std::int64_t time);
 std::string timersMessage(const std::vector<std::int64_t>& identifiers);
 std::string replyMessage(std::int64_t identifier, bool isSuccess);

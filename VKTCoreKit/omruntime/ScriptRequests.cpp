@@ -33,8 +33,12 @@ std::string problemOf(const VKTURLSessionResponse& response) {
         return vkt_stringWithFormat("the answer has more than %ld bytes",
                                     {static_cast<std::uint64_t>(ScriptSizeLimit)});
     }
-    if (!vkt_isValidUTF8(*response.data())) return "the answer is not UTF-8";
     return "";
+}
+
+// Whatever the answer says of itself: vendors' servers say nothing, or what is not so.
+std::string textOf(const std::string& script) {
+    return vkt_isValidUTF8(script) ? script : vkt_UTF8FromWindows1252(script);
 }
 
 }  // namespace
@@ -92,7 +96,8 @@ std::shared_ptr<VKTURLSessionTask> downloadScript(const VKTURLSession& session, 
                 error = runtimeError(ErrorCodeScriptDownload, "The script " + URL.absoluteString() +
                                                                   " could not be fetched: " + problem);
             }
-            loop->post([handler = std::move(handler), script = response.data(), error = std::move(error)] {
+            std::string script = !error ? textOf(*response.data()) : "";
+            loop->post([handler = std::move(handler), script = std::move(script), error = std::move(error)] {
                 handler(script, error);
             });
         });

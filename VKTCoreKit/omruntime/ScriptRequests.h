@@ -44,10 +44,10 @@ class ScriptRequests : public std::enable_shared_from_this<ScriptRequests> {
     std::size_t underWay_ = 0;
 };
 
-/// Called on the main loop, once. Without an error the script is there: UTF-8, of at most `ScriptSizeLimit`
-/// bytes.
+/// Called on the main loop, once. Without an error the script is there, in UTF-8. An answer of at most
+/// `ScriptSizeLimit` bytes that is not UTF-8 was read as Windows-1252.
 using ScriptDownloadHandler =
-    std::function<void(const VKTData& script, const std::optional<VKTError>& error)>;
+    std::function<void(const std::string& script, const std::optional<VKTError>& error)>;
 
 /// Fetches a script. Its error's description names the URL. Never null.
 std::shared_ptr<VKTURLSessionTask> downloadScript(const VKTURLSession& session, const VKTURL& URL,

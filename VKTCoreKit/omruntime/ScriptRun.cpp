@@ -5,6 +5,7 @@
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/omruntime/EmbeddedWorldScript.h"
 #include "VKTCoreKit/omruntime/Errors.h"
 #include "VKTCoreKit/omruntime/SDK.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
@@ -55,6 +56,7 @@ std::shared_ptr<ScriptRun> ScriptRun::start(ScriptIdentity identity, std::string
         return run;
     }
     run->makeWorld();
+    run->executor_->evaluate(std::string(embeddedWorldScript()), "world script");
     run->executor_->evaluate(std::move(serviceScript), "service script");
     run->send(startMessage);
     run->loadScript(run->identity_.resource.URL(), std::nullopt);
@@ -87,25 +89,35 @@ void ScriptRun::makeWorld() {
 }
 
 void ScriptRun::send(const std::string& message) {
-    if (executor_) executor_->call(BridgeFunction, message);
+    if (!executor_) return;
+    if (isFinishing_) ++unhandledCount_;
+    executor_->call(BridgeFunction, message);
 }
 
-void ScriptRun::finish(const std::string& message) {
-    if (!executor_) return;
-    send(message);
+void ScriptRun::finish(const std::string& message, std::chrono::nanoseconds limit) {
     isFinishing_ = true;
-    if (hasLoaded_) return;
-    fail(runtimeError(ErrorCodeScriptDownload, "The session finished before the script had arrived"),
-         lostAll);
+    finishLimit_ = limit;
+    send(message);
+}
+
+void ScriptRun::endWhenAllIsSaid() {
+    const bool isDue = std::any_of(timers_.begin(), timers_.end(),
+                                   [this](const auto& timer) { return timer.second <= finishLimit_; });
+    if (hasHandledFinish_ && unhandledCount_ == 0 && awaitedCount_ == 0 && !isDue) end();
 }
 
 void ScriptRun::giveUp() {
     if (!executor_) return;
-    fail(scriptError(
-             VKTScriptErrorTime,
-             "The finish was not handled within 1 second: the script hangs, or the service script does "
-             "not post 'finished'"),
-         "what was to be measured at the finish");
+    if (!hasLoaded_) {
+        fail(runtimeError(ErrorCodeScriptDownload,
+                          "The session finished, and within 1 second the script had not arrived"),
+             lostAll);
+    } else if (!hasHandledFinish_) {
+        fail(scriptError(VKTScriptErrorTime,
+                         "The finish was not handled within 1 second: the script hangs, or the service "
+                         "script does not post 'finished'"),
+             "what was to be measured at the finish");
+    }
     end();
 }
 
@@ -132,21 +144,25 @@ void ScriptRun::tellEnd() {
 // ---- scripts ----
 
 void ScriptRun::loadScript(const VKTURL& URL, std::optional<std::int64_t> replyIdentifier) {
+    ++awaitedCount_;
     downloads_.push_back(
         downloadScript(*SDK::sharedInstance().URLSession(), URL,
                        [weakSelf = weak_from_this(), name = URL.absoluteString(), replyIdentifier](
-                           const VKTData& script, const std::optional<VKTError>& error) {
+                           const std::string& script, const std::optional<VKTError>& error) {
                            const auto self = weakSelf.lock();
                            if (!self || self->isOver()) return;
+                           --self->awaitedCount_;
                            const bool isFirst = !std::exchange(self->hasLoaded_, true);
                            if (error) {
                                self->fail(*error, isFirst ? lostAll : lostCall);
                                if (isFirst) self->end();
                            } else {
-                               self->executor_->evaluate(*script, name);
+                               self->executor_->evaluate(script, name);
+                               self->send(evaluatedMessage());
                                if (isFirst) self->tellLoaded();
                            }
                            self->reply(replyIdentifier, !error);
+                           self->endWhenAllIsSaid();
                        }));
 }
 
@@ -216,8 +232,14 @@ void ScriptRun::act(const ScriptMessage& message) {
         case ScriptMessage::LoadScript:
             loadAnotherScript(message);
             return;
+        case ScriptMessage::Log:
+            log(message.text);
+            return;
         case ScriptMessage::Finished:
-            if (isFinishing_) end();
+            if (!isFinishing_) return;
+            hasHandledFinish_ = true;
+            if (unhandledCount_ > 0) --unhandledCount_;
+            endWhenAllIsSaid();
             return;
     }
 }
@@ -227,11 +249,17 @@ void ScriptRun::sendURL(const ScriptMessage& message) {
     ScriptRequests::Completion completion;
     if (message.reply) {
         completion = [weakSelf = weak_from_this(), identifier = message.reply](bool isSuccess) {
-            if (const auto self = weakSelf.lock()) self->reply(identifier, isSuccess);
+            const auto self = weakSelf.lock();
+            if (!self) return;
+            --self->awaitedCount_;
+            self->reply(identifier, isSuccess);
         };
     }
     const bool isSent = URL && isRequestable(*URL) && requests_->send(*URL, std::move(completion));
-    if (!isSent) reply(message.reply, false);
+    if (!isSent)
+        reply(message.reply, false);
+    else if (message.reply)
+        ++awaitedCount_;
     if (const auto observer = SDK::sharedInstance().observer())
         observer->scriptSentURL(identity_, message.text, isSent);
 }
@@ -284,6 +312,11 @@ void ScriptRun::fireTimers() {
 }
 
 // ---- failures ----
+
+void ScriptRun::log(const std::string& text) const {
+    VKTLog::sharedInstance()->logDebugWithFormat("Verification script of vendor %@ says: %@",
+                                                 identity_.resource.vendorKey(), vkt_onOneLine(text));
+}
 
 void ScriptRun::fail(const VKTError& error, std::string_view loss) {
     if (!std::exchange(hasFailed_, true)) {

@@ -45,11 +45,13 @@ class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
 
     void send(const std::string& message);
 
-    /// The last message. The world ends when the service script has handled it; whoever cannot wait so long
-    /// calls `giveUp`.
-    void finish(const std::string& message);
+    /// The end of the session. The world ends when all is said: the service script has handled it and
+    /// whatever else it was told, no answer is awaited, and no timer is due by `limit`, a time of the
+    /// monotonic clock, at which whoever waits calls `giveUp`.
+    void finish(const std::string& message, std::chrono::nanoseconds limit);
 
-    /// Ends the world. That its last words were not said is a failure.
+    /// Ends the world. A failure, unless the finish was handled: what still runs then, as a timer that
+    /// repeats does, is none.
     void giveUp();
     [[nodiscard]] bool isOver() const { return !executor_; }
 
@@ -69,6 +71,8 @@ class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
     bool isFlood();
     void fail(const VKTError& error, std::string_view loss);
     void end();
+    void log(const std::string& text) const;
+    void endWhenAllIsSaid();
     void tellLoaded();
     void tellEnd();
 
@@ -77,6 +81,10 @@ class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
     std::unique_ptr<VKTScriptExecutor> executor_;
     bool hasLoaded_ = false;  // the vendor's script, or failed to
     bool isFinishing_ = false;
+    bool hasHandledFinish_ = false;
+    std::size_t unhandledCount_ = 0;  // messages to the service script since the finish, and it
+    std::size_t awaitedCount_ = 0;    // answers that the script will hear of
+    std::chrono::nanoseconds finishLimit_{0};
     bool hasFailed_ = false;
     bool hasToldRefusal_ = false;
     std::vector<std::weak_ptr<VKTURLSessionTask>> downloads_;

@@ -17,14 +17,14 @@ void SessionRegistry::add(std::shared_ptr<SessionRun> session) {
     scheduleTick();
 }
 
-void SessionRegistry::finish(const std::shared_ptr<SessionRun>& session) {
+void SessionRegistry::finish(const std::shared_ptr<SessionRun>& session, std::chrono::nanoseconds limit) {
     std::erase(running_, session);
     if (running_.empty()) {
         foreground_.reset();
         background_.reset();
     }
     if (session->areScriptsOver()) return;
-    finished_.push_back({session, VKTPlatform::current().clock->monotonicNow() + FinishLimit});
+    finished_.push_back({session, limit});
     scheduleTick();
 }
 

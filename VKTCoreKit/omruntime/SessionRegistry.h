@@ -26,8 +26,9 @@ class SessionRegistry {
   public:
     void add(std::shared_ptr<SessionRun> session);
 
-    /// The session lets go of its scripts within the limit, and the registry of the session.
-    void finish(const std::shared_ptr<SessionRun>& session);
+    /// The session lets go of its scripts by the limit, a time of the monotonic clock, and the registry of
+    /// the session.
+    void finish(const std::shared_ptr<SessionRun>& session, std::chrono::nanoseconds limit);
 
     /// Sessions that run.
     [[nodiscard]] std::size_t runningCount() const { return running_.size(); }

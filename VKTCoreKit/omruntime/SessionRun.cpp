@@ -57,9 +57,10 @@ void SessionRun::finish() {
     if (state_ != Running) return;
     state_ = Finished;
     const std::string message = finishMessage(millisecondsNow());
+    const auto limit = VKTPlatform::current().clock->monotonicNow() + FinishLimit;
     for (const auto& script : scripts_)
-        script->finish(message);
-    SDK::sharedInstance().registry().finish(shared_from_this());
+        script->finish(message, limit);
+    SDK::sharedInstance().registry().finish(shared_from_this(), limit);
 }
 
 bool SessionRun::areScriptsOver() const {

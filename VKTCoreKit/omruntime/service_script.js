@@ -10,26 +10,32 @@
   var toText = String;
   var create = Object.create;
   var define = Object.defineProperty;
+  var apply = Function.prototype.call.bind(Function.prototype.apply);
+  var substring = Function.prototype.call.bind(String.prototype.substring);
   delete global.postToHost;
 
   var historyLimit = 256;
   var addressLimit = 16384;
+  var textLimit = 1000;
+  var consoleLimit = 100;
+  var longestDelay = 0x7fffffff;
+  var consoleNames = ["log", "info", "warn", "error", "debug", "trace"];
+  var sessionEvents = ["sessionStart", "sessionError", "sessionFinish"];
   var mediaEvents = [
     "start", "firstQuartile", "midpoint", "thirdQuartile", "complete", "pause", "resume", "bufferStart",
     "bufferFinish", "skipped", "volumeChange", "playerStateChange", "adUserInteraction"
   ];
 
   var adSessionId = null;
-  var sessionStart = null;
   var vendorKey;
   var verificationParameters;
   var isFinished = false;
-  var observers = [];
-  var listeners = create(null);
-  var sessionErrors = [];
+  var listeners = create(null);  // of each type of event
   var history = [];
+  var told = 0;  // events at the front of the history that all listeners have heard
+  var lastOrder = 0;
   var hasImpression = false;
-  var geometryChange = null;
+  var consoleLines = 0;
   var lastId = 0;
   var timers = create(null);
   var replies = create(null);
@@ -38,12 +44,16 @@
     post(stringify(message));
   }
 
-  function report(what, error) {
-    var text = "an error without a text";
+  function textOf(value) {
     try {
-      text = toText(error);
-    } catch (ignored) {}
-    send({type: "error", message: what + ": " + text});
+      return substring(toText(value), 0, textLimit);
+    } catch (error) {
+      return "a value without a text";
+    }
+  }
+
+  function report(what, error) {
+    send({type: "error", message: what + ": " + textOf(error)});
   }
 
   function isFunction(value, what) {
@@ -52,101 +62,112 @@
     return false;
   }
 
-  function run(call, what, argument) {
+  function run(call, what, values) {
     try {
-      call(argument);
+      apply(call, undefined, values);
     } catch (error) {
       report(what, error);
     }
   }
 
-  function contains(list, value) {
-    for (var i = 0; i < list.length; ++i) {
-      if (list[i] === value) return true;
-    }
-    return false;
-  }
-
-  function keep(list, event) {
-    if (list.length < historyLimit) list[list.length] = event;
-  }
-
   // ---- events ----
 
-  function deliver(event, listener, data) {
+  function startData(start, listener) {
+    var data = {};
+    for (var name in start.data) data[name] = start.data[name];
+    var isForVendor = listener.vendorKey === undefined || listener.vendorKey === vendorKey;
+    if (isForVendor && verificationParameters !== undefined) data.verificationParameters = verificationParameters;
+    return data;
+  }
+
+  function deliver(event, listener) {
     if (!event.isHeard) {
       event.isHeard = true;
       send({type: "heard", event: event.type, time: event.timestamp});
     }
-    run(listener, "a listener of " + event.type,
-        {adSessionId: adSessionId, timestamp: event.timestamp, type: event.type, data: data});
+    var data = event.type === "sessionStart" ? startData(event, listener) : event.data;
+    run(listener.call, "a listener of " + event.type,
+        [{adSessionId: adSessionId, timestamp: event.timestamp, type: event.type, data: data}]);
   }
 
-  // To those that are registered now: whoever registers meanwhile hears the event as a replay.
-  function deliverToAll(event, list) {
-    for (var i = 0, count = list.length; i < count; ++i) deliver(event, list[i], event.data);
+  // Stops when somebody registers meanwhile, who has to catch up first.
+  function tell(event) {
+    var list = listeners[event.type] || [];
+    for (var i = 0; i < list.length && told > 0; ++i) {
+      if (list[i].heard >= event.order) continue;
+      list[i].heard = event.order;
+      deliver(event, list[i]);
+    }
   }
 
-  function startData(forVendor) {
-    var data = {};
-    for (var name in sessionStart.data) data[name] = sessionStart.data[name];
-    if (forVendor && verificationParameters !== undefined) data.verificationParameters = verificationParameters;
-    return data;
+  // Each listener hears what it has not heard, in the order of happening. At the end of a turn, so that a script is
+  // ready for what it has registered for.
+  function tellAll() {
+    while (told < history.length) tell(history[told++]);
   }
 
-  function deliverStart(observer) {
-    deliver(sessionStart, observer.call, startData(observer.vendorKey === undefined || observer.vendorKey === vendorKey));
+  function remove(place) {
+    for (var i = place + 1; i < history.length; ++i) history[i - 1] = history[i];
+    history.length -= 1;
+    if (told > place) --told;
+  }
+
+  // For those who come late, of geometryChange the latest only.
+  function forgetGeometry() {
+    for (var i = 0; i < history.length; ++i) {
+      if (history[i].type === "geometryChange") {
+        remove(i);
+        return;
+      }
+    }
+  }
+
+  function add(type, timestamp, data) {
+    if (type === "geometryChange") forgetGeometry();
+    var isKept = history.length < historyLimit || type === "geometryChange" || type === "sessionFinish";
+    history[history.length] = {type: type, timestamp: timestamp, data: data, order: ++lastOrder};
+    tellAll();
+    if (!isKept) remove(history.length - 1);
   }
 
   function receiveStart(message) {
-    if (sessionStart) return;
+    if (adSessionId !== null) return;
     adSessionId = message.adSessionId;
     vendorKey = message.vendorKey;
     verificationParameters = message.verificationParameters;
-    sessionStart = {type: "sessionStart", timestamp: message.timestamp, data: message.data};
-    var context = sessionStart.data.context;
+    var context = message.data.context;
     context.omidJsInfo = {omidImplementer: "VKTCoreKit", serviceVersion: context.app.libraryVersion};
-    for (var i = 0, count = observers.length; i < count; ++i) deliverStart(observers[i]);
-  }
-
-  function observerCalls() {
-    var calls = [];
-    for (var i = 0; i < observers.length; ++i) calls[i] = observers[i].call;
-    return calls;
+    add("sessionStart", message.timestamp, message.data);
   }
 
   function receiveEvent(message) {
-    if (!sessionStart || isFinished) return;
-    var event = {type: message.event, timestamp: message.timestamp, data: message.data};
-    if (event.type === "sessionError") {
-      keep(sessionErrors, event);
-      deliverToAll(event, observerCalls());
-      return;
-    }
-    if (event.type === "impression") {
+    if (adSessionId === null || isFinished) return;
+    if (message.event === "impression") {
       if (hasImpression) return;
       hasImpression = true;
     }
-    if (event.type === "geometryChange") geometryChange = event;
-    else keep(history, event);
-    deliverToAll(event, listeners[event.type] || []);
+    add(message.event, message.timestamp, message.data);
   }
 
   function receiveFinish(message) {
-    if (sessionStart && !isFinished) {
-      isFinished = true;
-      deliverToAll({type: "sessionFinish", timestamp: message.timestamp, data: {}}, observerCalls());
+    if (isFinished) return;
+    isFinished = true;
+    if (adSessionId !== null) add("sessionFinish", message.timestamp, {});
+  }
+
+  function register(types, call, key) {
+    for (var i = 0; i < types.length; ++i) {
+      var list = listeners[types[i]] || (listeners[types[i]] = []);
+      for (var j = 0; j < list.length && list[j].call !== call; ++j);
+      if (j < list.length) continue;
+      list[j] = {call: call, vendorKey: key, heard: 0};
+      told = 0;
     }
-    send({type: "finished"});
   }
 
   function registerSessionObserver(call, key) {
-    if (isFinished || !isFunction(call, "registerSessionObserver") || contains(observerCalls(), call)) return;
-    var observer = {call: call, vendorKey: typeof key === "string" ? key : undefined};
-    observers[observers.length] = observer;
-    if (!sessionStart) return;
-    deliverStart(observer);
-    for (var i = 0; i < sessionErrors.length; ++i) deliver(sessionErrors[i], call, sessionErrors[i].data);
+    if (!isFunction(call, "registerSessionObserver")) return;
+    register(sessionEvents, call, typeof key === "string" ? key : undefined);
   }
 
   function addEventListener(type, listener) {
@@ -154,19 +175,8 @@
       report("addEventListener", "the event's type must be a string");
       return;
     }
-    if (isFinished || !isFunction(listener, "addEventListener")) return;
-    var types = type === "media" || type === "video" ? mediaEvents : [type];
-    var added = [];
-    for (var i = 0; i < types.length; ++i) {
-      var list = listeners[types[i]] || (listeners[types[i]] = []);
-      if (contains(list, listener)) continue;
-      list[list.length] = listener;
-      added[added.length] = types[i];
-    }
-    for (i = 0; i < history.length; ++i) {
-      if (contains(added, history[i].type)) deliver(history[i], listener, history[i].data);
-    }
-    if (geometryChange && contains(added, "geometryChange")) deliver(geometryChange, listener, geometryChange.data);
+    if (!isFunction(listener, "addEventListener")) return;
+    register(type === "media" || type === "video" ? mediaEvents : [type], listener);
   }
 
   // ---- addresses and timers ----
@@ -175,7 +185,7 @@
   function request(type, address, succeeded, failed) {
     if (typeof address !== "string" || address.length > addressLimit) {
       report(type, "the address must be a string of at most " + addressLimit + " characters");
-      if (typeof failed === "function") run(failed, type);
+      if (typeof failed === "function") run(failed, type, []);
       return;
     }
     var message = {type: type, url: address};
@@ -191,7 +201,7 @@
     if (!reply) return;
     delete replies[message.id];
     var call = message.isSuccess ? reply.succeeded : reply.failed;
-    if (typeof call === "function") run(call, "a callback of " + reply.what);
+    if (typeof call === "function") run(call, "a callback of " + reply.what, []);
   }
 
   function arm(id, timer) {
@@ -199,9 +209,13 @@
     send({type: "setTimer", id: id, delay: timer.delay});
   }
 
-  function addTimer(call, delay, repeats, what) {
-    if (!isFunction(call, what)) return 0;
-    arm(++lastId, {call: call, delay: delay > 0 && delay < 1e9 ? +delay : 0, repeats: repeats, what: what});
+  // `values` are the arguments of the script's call: a function, a delay, and what the function is to be called with.
+  function addTimer(values, repeats, what) {
+    if (!isFunction(values[0], what)) return 0;
+    var rest = [];
+    for (var i = 2; i < values.length; ++i) rest[i - 2] = values[i];
+    var delay = values[1] > 0 && values[1] <= longestDelay ? +values[1] : 0;
+    arm(++lastId, {call: values[0], delay: delay, values: rest, repeats: repeats, what: what});
     return lastId;
   }
 
@@ -219,8 +233,26 @@
       if (!timer) continue;
       delete timers[message.ids[i]];
       if (timer.repeats) arm(message.ids[i], timer);
-      run(timer.call, "a call of " + timer.what);
+      run(timer.call, "a call of " + timer.what, timer.values);
     }
+  }
+
+  // ---- the console ----
+
+  function consoleText(value) {
+    try {
+      if (toText(value) === "[object Object]") return textOf(stringify(value));
+    } catch (ignored) {}
+    return textOf(value);
+  }
+
+  function writeLine() {
+    if (++consoleLines > consoleLimit) return;
+    var text = "";
+    for (var i = 0; i < arguments.length && text.length < textLimit; ++i) {
+      text += (i > 0 ? " " : "") + consoleText(arguments[i]);
+    }
+    send({type: "log", message: textOf(text)});
   }
 
   // ---- the two worlds' names for it all ----
@@ -235,10 +267,12 @@
   define(global, "omidReceive", {value: function (message) {
     var receiver = receivers[message.type];
     if (receiver) receiver(message);
+    tellAll();
+    if (isFinished) send({type: "finished"});
   }});
 
-  function setTimeout(call, delay) { return addTimer(call, delay, false, "setTimeout"); }
-  function setInterval(call, delay) { return addTimer(call, delay, true, "setInterval"); }
+  function setTimeout() { return addTimer(arguments, false, "setTimeout"); }
+  function setInterval() { return addTimer(arguments, true, "setInterval"); }
 
   global.omid3p = {
     registerSessionObserver: registerSessionObserver,
@@ -255,4 +289,6 @@
   global.clearTimeout = clearTimer;
   global.setInterval = setInterval;
   global.clearInterval = clearTimer;
+  global.console = {};
+  for (var i = 0; i < consoleNames.length; ++i) global.console[consoleNames[i]] = writeLine;
 }(this));

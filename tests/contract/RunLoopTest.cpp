@@ -109,6 +109,17 @@ TEST(SimulatedRunLoop, RunsTasksAtTheirExactTimesAndLetsOthersInWhileItIsHeld) {
     poster.join();
 }
 
+TEST(SimulatedRunLoop, RunsInRealTimeForAWhile) {
+    VKTSimulatedRunLoop loop(0);
+    loop.postAfter(1h, [] {});
+    EXPECT_FALSE(loop.runInRealTimeUntil([] { return false; }, 20ms)) << "an hour takes an hour";
+    loop.postAfter(10ms, [] {});
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(loop.runInRealTimeUntil([&] { return loop.monotonicNow() == 10ms; }, 60s));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 9ms);
+    EXPECT_TRUE(loop.runUntil([&] { return loop.monotonicNow() == 1h; }, 60s)) << "and is fast again";
+}
+
 TEST(LinuxRunLoop, GivesUpAtItsTimeoutThoughThereIsAlwaysSomethingToRun) {
     const auto loop = vkt_makeLinuxRunLoop();
     const auto end = std::chrono::steady_clock::now() + 10s;

@@ -86,6 +86,15 @@ TEST_F(Measure, AVerificationInAnExtensionRunsOnce) {
     }
 }
 
+TEST_F(Measure, AScriptThatQueuesWhatItSendsSaysItsLastWords) {
+    const VKTDictionary script = measure("--skip-at 12 " + server_.url("/measured/queue")).back();
+    EXPECT_TRUE(valueOf(script, "failure").isNull()) << textAt(script, "failure");
+    const VKTArray& urls = *valueOf(script, "urls").asArray();
+    EXPECT_EQ(urls.size(), entriesOf(script, "events").size());
+    EXPECT_NE(urls.back().asString()->find("/sessionFinish?queued=10&"), std::string::npos)
+        << *urls.back().asString();
+}
+
 TEST_F(Measure, AScriptThatMisbehavesHurtsOnlyItself) {
     // A part of the failure's text; empty: it does not count as one.
     const std::pair<const char*, const char*> cases[] = {{"throw", "at the top"},

@@ -224,7 +224,6 @@ TEST_F(Sessions, GoodVendorHearsAllWhateverHappensToTheBadOne) {
           "bytes of memory");
     check(VKTFakeHTTPAnswer::withStatus(404), 1, "status 404");
     check(VKTFakeHTTPAnswer::withError(VKTURLErrorTimedOut), 1, "-1001");
-    check(body("\xff"), 1, "not UTF-8");
     check(body(std::string(ScriptSizeLimit + 1, ' ')), 1, "more than 2097152 bytes");
 }
 
@@ -311,7 +310,8 @@ TEST_F(Sessions, TellsWhatChangesByItself) {
     EXPECT_EQ(sentAfter(1, setVolume(0.5)), told("sessionStart impression geometry/100/"));
     EXPECT_EQ(sentAfter(1, [&] { mediaEvents_->startWithDuration(30, 1); }), told("start"));
     EXPECT_EQ(sentAfter(0.15, [&] { view_->setFrame({-640, 0, 1280, 720}); }), Texts());
-    makeSession({"good"})->start();  // another session's end does not put off the look
+    serve("silent", ";");
+    makeSession({"silent"})->start();  // another session's end does not put off the look
     EXPECT_EQ(sentAfter(0.1, {}), told("geometry/50/clipped"));
     EXPECT_EQ(sentAfter(5, {}), Texts());
     EXPECT_EQ(sentAfter(0.25, setVolume(0.25)), told("volumeChange"));
@@ -408,8 +408,8 @@ TEST_F(Sessions, ManySessionsShareFewWorldsAndLeaveNothing) {
         makeSession({"good", "good"})->start();  // and destroyed at once, before its script is there
         drain();
     }
-    EXPECT_EQ(failures().size(), 400U) << "of the scripts that came too late";
-    EXPECT_EQ(std::count(sent_.begin(), sent_.end(), "http://good/sessionFinish"), 64);
+    EXPECT_EQ(failures(), Texts());
+    EXPECT_EQ(std::count(sent_.begin(), sent_.end(), "http://good/sessionFinish"), 464);
 }
 
 TEST_F(Sessions, AServiceScriptThatIsGarbageOrDeafIsOverAfterASecond) {

@@ -81,6 +81,18 @@ bool VKTSimulatedRunLoop::holdUntil(const std::function<bool()>& done, VKTTimeIn
     return isDone;
 }
 
+bool VKTSimulatedRunLoop::runInRealTimeUntil(const std::function<bool()>& done, VKTTimeInterval timeout) {
+    const auto setSpeed = [this](double speed) {
+        const VKTLock lock(mutex_);
+        realNow_ = steady_clock::now();
+        return std::exchange(speed_, speed);
+    };
+    const double speed = setSpeed(1);
+    const bool isDone = runUntil(done, timeout);
+    setSpeed(speed);
+    return isDone;
+}
+
 std::size_t VKTSimulatedRunLoop::drain() {
     thread_ = std::this_thread::get_id();
     std::size_t count = 0;

@@ -46,6 +46,9 @@ class VKTSimulatedRunLoop final : public VKTRunLoop, public VKTClock {
     /// other threads post.
     bool holdUntil(const std::function<bool()>& done, VKTTimeInterval timeout);
 
+    /// The same as `runUntil`, but at speed 1: what other threads need their time for is not outrun.
+    bool runInRealTimeUntil(const std::function<bool()>& done, VKTTimeInterval timeout);
+
   private:
     using RealTime = std::chrono::steady_clock::time_point;
     using Calls = std::multimap<std::chrono::nanoseconds, std::shared_ptr<VKTTask>>;
@@ -57,7 +60,6 @@ class VKTSimulatedRunLoop final : public VKTRunLoop, public VKTClock {
     void wait(RealTime wakeTime, VKTLock& lock);
     [[nodiscard]] RealTime realTimeOf(std::chrono::nanoseconds time) const VKT_REQUIRES(mutex_);
 
-    const double speed_;
     const VKTDate start_ = std::chrono::time_point_cast<VKTDate::duration>(std::chrono::system_clock::now());
     std::atomic<std::chrono::nanoseconds::rep> now_ = 0;
     std::atomic<std::thread::id> thread_ = std::this_thread::get_id();
@@ -67,6 +69,7 @@ class VKTSimulatedRunLoop final : public VKTRunLoop, public VKTClock {
     Calls calls_ VKT_GUARDED_BY(mutex_);
     bool stopRequested_ VKT_GUARDED_BY(mutex_) = false;
     bool isHeld_ VKT_GUARDED_BY(mutex_) = false;
+    double speed_ VKT_GUARDED_BY(mutex_);
     // When the simulated time became what it is.
     RealTime realNow_ VKT_GUARDED_BY(mutex_) = std::chrono::steady_clock::now();
 };

@@ -261,7 +261,7 @@ void PlayRun::adBreakPlayerDidEndAd(VKTAdBreakPlayer& /*player*/, const VKTAdBre
     screen_.hideBar();
     result_.ads.push_back({ad, recorder_->timeline()});
     if (!scripts_ || !ad.isPlayable()) return;
-    loop_->holdUntil([this] { return scripts_->isOver(); }, lastWordLimit);
+    loop_->runInRealTimeUntil([this] { return scripts_->isOver(); }, lastWordLimit);
     for (const std::string& line : linesOfScripts(scripts_->scripts()))
         screen_.line(line);
     result_.ads.back().scripts = scripts_->scripts();

@@ -21,6 +21,13 @@ omid3p.registerSessionObserver(tell, "demo.verification");
 for (var i = 0; i < types.length; ++i) omid3p.addEventListener(types[i], tell);
 )";
 
+// Sends as many bundles do: what it hears, a little later.
+constexpr std::string_view queues = R"(var urls = [], send = omid3p.sendUrl;
+omid3p.sendUrl = function (url) { urls.push(url.replace("?n=", "?queued=")); };
+setInterval(function () { urls.splice(0).forEach(function (url) { send(url); }); }, 100);
+omid3p.injectJavaScriptResource("{BASE}/verification/record.js");
+)";
+
 constexpr std::string_view throws =
     R"(omid3p.addEventListener("impression", function () { throw new Error("in a listener"); });
 throw new Error("at the top");
@@ -57,7 +64,8 @@ struct Script {
 };
 
 constexpr std::array scripts{Script{"record", record},    Script{"throw", throws}, Script{"loop", loops},
-                             Script{"memory", allocates}, Script{"flood", floods}, Script{"meddle", meddles}};
+                             Script{"memory", allocates}, Script{"flood", floods}, Script{"meddle", meddles},
+                             Script{"queue", queues}};
 
 }  // namespace
 
