@@ -47,6 +47,10 @@ class SDK {
     void setTrustsScripts(bool trustsScripts);
     [[nodiscard]] bool trustsScripts() const;
 
+    /// `VKTScriptOptions::allowsMissingSystemCallFilter`, from the next session on. False unless set.
+    void setAllowsMissingSystemCallFilter(bool allowsMissingSystemCallFilter);
+    [[nodiscard]] bool allowsMissingSystemCallFilter() const;
+
     /// Of the program that runs a script; empty, the default: the one installed beside the library or beside
     /// the executable.
     void setScriptHostPath(std::string path);

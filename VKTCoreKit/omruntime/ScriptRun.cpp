@@ -65,6 +65,7 @@ void ScriptRun::makeWorld() {
     const SDK& runtime = SDK::sharedInstance();
     VKTScriptOptions options;
     options.hostPath = runtime.scriptHostPath();
+    options.allowsMissingSystemCallFilter = runtime.allowsMissingSystemCallFilter();
     const std::weak_ptr<ScriptRun> weakSelf = weak_from_this();
     VKTScriptHandlers handlers;
     handlers.onMessage = [weakSelf](const std::string& text) {

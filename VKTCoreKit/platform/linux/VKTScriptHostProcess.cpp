@@ -249,6 +249,7 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
         for (const std::string& path : paths) {
             std::vector<std::string> arguments{path, std::to_string(options_.memoryLimit),
                                                std::to_string(seconds), std::to_string(getpid())};
+            if (options_.allowsMissingSystemCallFilter) arguments.emplace_back(VKTScriptHostWithoutFilter);
             pid_t process = 0;
             const int error = spawn(process, hostEnd, arguments, environment_);
             if (error == 0) {
