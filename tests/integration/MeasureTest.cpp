@@ -1,7 +1,10 @@
 // "vkt play --measure" against "vkt serve": what the verification scripts did is counted by the server.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -110,4 +113,18 @@ TEST_F(Measure, AScriptThatMisbehavesHurtsOnlyItself) {
         EXPECT_EQ(valueOf(bad, "failure").isNull(), std::string(failure).empty()) << text;
         EXPECT_LT(valueOf(bad, "urls").asArray()->size(), 10'000U);
     }
+}
+
+TEST_F(Measure, ScriptsRunInAnInstallationThatHasMoved) {
+    namespace fs = std::filesystem;
+    const fs::path folder = fs::path(testing::TempDir()) / ("vkt-installed-" + std::to_string(getpid()));
+    const Outcome installed = runProgram("cmake --install " VKT_BUILD_DIR " --component programs --prefix",
+                                         (folder / "first").string());
+    ASSERT_EQ(installed.status, 0) << installed.err;
+    fs::rename(folder / "first", folder / "moved");
+    const Outcome played = runProgram((folder / "moved/bin/vkt").string(),
+                                      "play --speed 0 --measure --json " + server_.url("/inline"));
+    const auto scripts = entriesOf(entriesOf(parsed(played.out), "ads").at(0), "measurement");
+    EXPECT_TRUE(valueOf(scripts.at(0), "failure").isNull()) << textAt(scripts.at(0), "failure");
+    fs::remove_all(folder);
 }
