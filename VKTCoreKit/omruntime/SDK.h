@@ -51,8 +51,8 @@ class SDK {
     void setAllowsMissingSystemCallFilter(bool allowsMissingSystemCallFilter);
     [[nodiscard]] bool allowsMissingSystemCallFilter() const;
 
-    /// Of the program that runs a script; empty, the default: the one installed beside the library or beside
-    /// the executable.
+    /// Of the program that runs a script; empty, the default: the one of the installation that the library or
+    /// the program is in. docs/measurement.md has the places and their order.
     void setScriptHostPath(std::string path);
     [[nodiscard]] const std::string& scriptHostPath() const;
 

@@ -38,8 +38,9 @@ struct VKTScriptOptions {
     std::string hostPath;  ///< the program for worlds in a process of their own; empty: the installed one
 
     /// Where the system has no filters of system calls, or forbids them, a world in a process of its own runs
-    /// without one: a script that takes over the engine can then do what the player's user may. Otherwise
-    /// there is no world. Changes nothing where there are filters.
+    /// without one: a script that takes over the engine can then do what the player's user may, except for
+    /// opening files and sockets and starting processes. Otherwise there is no world. Changes nothing where
+    /// there are filters.
     bool allowsMissingSystemCallFilter = false;
 };
 
