@@ -12,12 +12,13 @@ file(GLOB linux_sources CONFIGURE_DEPENDS VKTCoreKit/platform/linux/*.cpp)
 add_library(VKTLinuxPlatform STATIC ${linux_sources})
 vkt_configure_target(VKTLinuxPlatform)
 target_compile_definitions(VKTLinuxPlatform PRIVATE ASIO_STANDALONE)
-set_source_files_properties(VKTCoreKit/platform/linux/VKTScriptHostProcess.cpp PROPERTIES COMPILE_DEFINITIONS
-    VKT_SCRIPT_HOST_PATH="${CMAKE_INSTALL_FULL_LIBDIR}/vktcorekit/vkt-script-host")
+set(VKT_SCRIPT_HOST_FOLDER ${CMAKE_INSTALL_LIBDIR}/vktcorekit)
+set_source_files_properties(VKTCoreKit/platform/linux/VKTScriptHostPaths.cpp PROPERTIES COMPILE_DEFINITIONS
+    "VKT_INSTALL_PREFIX=\"${CMAKE_INSTALL_PREFIX}\";VKT_SCRIPT_HOST_FOLDER=\"${VKT_SCRIPT_HOST_FOLDER}\"")
 target_link_libraries(VKTLinuxPlatform
     PUBLIC VKTCore
     PRIVATE CURL::libcurl EXPAT::EXPAT OpenSSL::Crypto SQLite::SQLite3 Threads::Threads ZLIB::ZLIB
-            PkgConfig::duktape $<BUILD_INTERFACE:nlohmann_json::nlohmann_json>)
+            PkgConfig::duktape $<BUILD_INTERFACE:nlohmann_json::nlohmann_json> ${CMAKE_DL_LIBS})
 
 # The program that runs one script world. No sanitizers: they make system calls that its fence does not allow.
 pkg_check_modules(seccomp REQUIRED IMPORTED_TARGET libseccomp)

@@ -71,7 +71,7 @@ class Showing : public VKTTrackingEventManagerDelegate,
         const double stated = VKTTimeUtils::timeIntervalFromVASTDuration(creative_->duration().value_or(""));
         duration_ = stated > 0 ? stated : mediaDuration;
         makeManagers();
-        const auto scripts = measurement.scriptsFromAdVerifications(ad_->adVerifications());
+        const auto scripts = measurement.scriptsFromAdVerifications(ad_->allAdVerifications());
         if (!scripts.empty()) session_ = measurement.sessionWithView(view_, true, scripts);
         if (session_) session_->start();
 

@@ -107,6 +107,10 @@ void AdSession::removeAllFriendlyObstructions() {
     run_->removeAllFriendlyObstructions();
 }
 
+void AdSession::setScriptUnavailableHandler(std::function<void(const VKTURL& URL)> handler) {
+    run_->setScriptUnavailableHandler(std::move(handler));
+}
+
 void AdSession::logError(const std::string& errorType, const std::string& message) {
     run_->tellError(errorType, message);
 }

@@ -1,6 +1,7 @@
 // One measured showing of an ad.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -47,6 +48,10 @@ class AdSession {
                                 std::optional<VKTError>* error);
     void removeFriendlyObstruction(const std::shared_ptr<const VKTView>& view);
     void removeAllFriendlyObstructions();
+
+    /// Called once for each script for which there was never a world (`VKTScriptErrorUnavailable`), with its
+    /// URL, on the main loop; it may let go of the session. Set it before the start.
+    void setScriptUnavailableHandler(std::function<void(const VKTURL& URL)> handler);
 
     /// Tells the scripts of an error of the ad: "sessionError", type "generic" or "media".
     void logError(const std::string& errorType, const std::string& message);

@@ -118,20 +118,30 @@ bool GeometryWalker::placeAdView() {
 }
 
 // Views that are drawn after the ad's: at each level those in front of the branch that leads to it, and all
-// that is in them. False when the branch is not where its superview says.
+// that is in them; none that are in a friendly ancestor. False when the branch is not where its superview
+// says.
 bool GeometryWalker::findObstructions(const std::vector<FriendlyObstruction>& friendlyObstructions) {
     for (const FriendlyObstruction& each : friendlyObstructions)
         friendlyViews_.push_back(each.view.lock());
+    bool isInFriendly = false;
     for (std::size_t level = ancestors_.size(); level-- > 1;) {
+        isInFriendly = isInFriendly || friendlyPlaceOf(ancestors_[level]) != friendlyViews_.size();
         views_.clear();
         ancestors_[level]->appendSubviewsTo(views_);
         const auto branch = std::find(views_.begin(), views_.end(), ancestors_[level - 1]);
         if (branch == views_.end()) return false;
+        if (isInFriendly) continue;
         places_.assign(views_.size(), {origins_[level], next_.onScreen, friendlyViews_.size()});
         for (auto i = static_cast<std::size_t>(branch - views_.begin()) + 1; i < views_.size(); ++i)
             visit(i, friendlyObstructions);
     }
     return true;
+}
+
+// The list's size for a view that is not in it.
+std::size_t GeometryWalker::friendlyPlaceOf(const std::shared_ptr<const VKTView>& view) const {
+    const auto found = std::find(friendlyViews_.begin(), friendlyViews_.end(), view);
+    return static_cast<std::size_t>(found - friendlyViews_.begin());
 }
 
 // Puts the subviews behind what is to be visited.
@@ -144,9 +154,8 @@ void GeometryWalker::visit(std::size_t index, const std::vector<FriendlyObstruct
     if (!(place.clip.area() > 0)) return;
 
     if (place.friendly == friendlyViews_.size()) {
-        const auto found = std::find(friendlyViews_.begin(), friendlyViews_.end(), views_[index]);
-        place.friendly = static_cast<std::size_t>(found - friendlyViews_.begin());
-        const bool isFriendly = found != friendlyViews_.end();
+        place.friendly = friendlyPlaceOf(views_[index]);
+        const bool isFriendly = place.friendly != friendlyViews_.size();
         if (!isFriendly) covered_.push_back(place.clip);
         list(view, place.clip, isFriendly ? &friendlyObstructions[place.friendly] : nullptr);
     }

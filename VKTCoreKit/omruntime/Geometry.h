@@ -18,7 +18,8 @@ namespace OMIDKorvonet1 {
 /// Obstructions that are listed, friendly and other; all of them count.
 inline constexpr std::size_t ListedObstructionLimit = 64;
 
-/// A view that may stand in front of the ad, with all that is in it.
+/// A view that may stand in front of the ad, with all that is in it. The ad may be in it, too: what is in
+/// front of the ad there does not obstruct it, but what stands in front of the view itself does.
 struct FriendlyObstruction {
     std::weak_ptr<const VKTView> view;
     FriendlyObstructionPurpose purpose;
@@ -82,6 +83,7 @@ class GeometryWalker {
     bool findWindow(const std::shared_ptr<const VKTView>& adView);
     bool placeAdView();
     bool findObstructions(const std::vector<FriendlyObstruction>& friendlyObstructions);
+    [[nodiscard]] std::size_t friendlyPlaceOf(const std::shared_ptr<const VKTView>& view) const;
     void visit(std::size_t index, const std::vector<FriendlyObstruction>& friendlyObstructions);
     void list(const VKTView& view, const VKTRect& rect, const FriendlyObstruction* friendly);
 

@@ -14,6 +14,7 @@ struct SDK::State {
     std::shared_ptr<VKTURLSession> URLSession = VKTURLSession::sharedInstance();
     std::weak_ptr<MeasurementObserver> observer;
     bool trustsScripts = false;
+    bool allowsMissingSystemCallFilter = false;
     std::string scriptHostPath;
     SessionRegistry registry;
 };
@@ -64,6 +65,13 @@ void SDK::setTrustsScripts(bool trustsScripts) {
 }
 bool SDK::trustsScripts() const {
     return state_->trustsScripts;
+}
+
+void SDK::setAllowsMissingSystemCallFilter(bool allowsMissingSystemCallFilter) {
+    state_->allowsMissingSystemCallFilter = allowsMissingSystemCallFilter;
+}
+bool SDK::allowsMissingSystemCallFilter() const {
+    return state_->allowsMissingSystemCallFilter;
 }
 
 void SDK::setScriptHostPath(std::string path) {

@@ -47,8 +47,12 @@ class SDK {
     void setTrustsScripts(bool trustsScripts);
     [[nodiscard]] bool trustsScripts() const;
 
-    /// Of the program that runs a script; empty, the default: the one installed beside the library or beside
-    /// the executable.
+    /// `VKTScriptOptions::allowsMissingSystemCallFilter`, from the next session on. False unless set.
+    void setAllowsMissingSystemCallFilter(bool allowsMissingSystemCallFilter);
+    [[nodiscard]] bool allowsMissingSystemCallFilter() const;
+
+    /// Of the program that runs a script; empty, the default: the one of the installation that the library or
+    /// the program is in. docs/measurement.md has the places and their order.
     void setScriptHostPath(std::string path);
     [[nodiscard]] const std::string& scriptHostPath() const;
 

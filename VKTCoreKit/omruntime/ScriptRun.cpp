@@ -21,12 +21,15 @@ std::chrono::nanoseconds monotonicNow() {
     return VKTPlatform::current().clock->monotonicNow();
 }
 
+bool isUnavailable(const VKTError& error) {
+    return error.domain() == VKTScriptErrorDomain && error.code() == VKTScriptErrorUnavailable;
+}
+
 // A vendor that measures nothing is worth a warning. What keeps every world from being made (no host program,
 // no system call filter, no thread) would repeat itself with every ad: it is one until it changes.
 VKTLogLevel levelOfFailure(const VKTError& error, std::string_view loss) {
     if (loss != lostAll) return VKTLogLevelDebug;
-    if (error.domain() != VKTScriptErrorDomain || error.code() != VKTScriptErrorUnavailable)
-        return VKTLogLevelWarning;
+    if (!isUnavailable(error)) return VKTLogLevelWarning;
     static std::optional<std::string> lastTold;  // the main thread's own
     const auto description = error.localizedDescription();
     const bool isTold = std::exchange(lastTold, description) == description;
@@ -67,6 +70,7 @@ void ScriptRun::makeWorld() {
     const SDK& runtime = SDK::sharedInstance();
     VKTScriptOptions options;
     options.hostPath = runtime.scriptHostPath();
+    options.allowsMissingSystemCallFilter = runtime.allowsMissingSystemCallFilter();
     const std::weak_ptr<ScriptRun> weakSelf = weak_from_this();
     VKTScriptHandlers handlers;
     handlers.onMessage = [weakSelf](const std::string& text) {
@@ -80,6 +84,7 @@ void ScriptRun::makeWorld() {
         if (!self) return;
         self->fail(error, lostAll);
         self->end();
+        if (isUnavailable(error) && self->unavailableHandler_) self->unavailableHandler_();
     };
     const VKTPlatform& platform = VKTPlatform::current();
     const auto& makeExecutor =

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -55,6 +56,9 @@ class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
     void giveUp();
     [[nodiscard]] bool isOver() const { return !executor_; }
 
+    /// Called when it turns out that there was never a world.
+    void setUnavailableHandler(std::function<void()> handler) { unavailableHandler_ = std::move(handler); }
+
   private:
     explicit ScriptRun(ScriptIdentity identity);
 
@@ -79,6 +83,7 @@ class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
     const ScriptIdentity identity_;
     const std::shared_ptr<ScriptRequests> requests_;
     std::unique_ptr<VKTScriptExecutor> executor_;
+    std::function<void()> unavailableHandler_;
     bool hasLoaded_ = false;  // the vendor's script, or failed to
     bool isFinishing_ = false;
     bool hasHandledFinish_ = false;

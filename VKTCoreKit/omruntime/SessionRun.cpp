@@ -49,6 +49,9 @@ void SessionRun::start() {
         scripts_.push_back(ScriptRun::start(
             {identifier_, resource, scripts_.size()}, *context_->script(),
             startMessage(identifier_, now, data, resource.vendorKey(), resource.parameters())));
+        scripts_.back()->setUnavailableHandler([handler = scriptUnavailableHandler_, URL = resource.URL()] {
+            if (handler) handler(URL);
+        });
     }
     runtime.registry().add(shared_from_this());
 }

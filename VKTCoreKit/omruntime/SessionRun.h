@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,6 +44,10 @@ class SessionRun : public std::enable_shared_from_this<SessionRun> {
     void removeFriendlyObstruction(const std::shared_ptr<const VKTView>& view);
     void removeAllFriendlyObstructions() { friendlyObstructions_.clear(); }
 
+    void setScriptUnavailableHandler(std::function<void(const VKTURL& URL)> handler) {
+        scriptUnavailableHandler_ = std::move(handler);
+    }
+
     /// True once: a session has one maker of each kind of events.
     bool claimAdEvents() { return !std::exchange(hasAdEvents_, true); }
     bool claimMediaEvents() { return !std::exchange(hasMediaEvents_, true); }
@@ -80,6 +85,7 @@ class SessionRun : public std::enable_shared_from_this<SessionRun> {
     const std::shared_ptr<const AdSessionContext> context_;
     State state_ = Ready;
     std::vector<std::shared_ptr<ScriptRun>> scripts_;
+    std::function<void(const VKTURL& URL)> scriptUnavailableHandler_;
 
     bool hasMainAdView_ = false;
     std::weak_ptr<const VKTView> mainAdView_;

@@ -1,11 +1,13 @@
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManager.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/core/VKTRandom.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/openmeasurement/VKTHTMLInjection.h"
+#include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerDefaultProvider.h"
 
 namespace {
 
@@ -14,6 +16,22 @@ constexpr std::int64_t logImplementationType = 0;
 constexpr std::string_view notExecutedName = "verificationNotExecuted";
 constexpr std::string_view reasonMacro = "%5BREASON%5D";
 constexpr std::string_view notSupportedReason = "2";
+
+bool canRun(const VKTVASTAdVerificationResource& resource) {
+    return resource.type == javascriptResourceType && resource.url;
+}
+
+void callNotSupportedEvents(VKTPixelManager& pixelManager, const VKTVASTAdVerification& adVerification) {
+    VKTPixels pixels;
+    for (const auto& event : adVerification.trackingEvents) {
+        if (event->eventName() != notExecutedName) continue;
+        auto url = VKTURL::URLWithString(
+            vkt_replacingOccurrences(event->eventURL().absoluteString(), reasonMacro, notSupportedReason));
+        if (url) pixels.push_back(VKTPixel::initWithUrl(std::move(*url), event->eventName()));
+    }
+    pixelManager.addPixels(pixels);
+    pixelManager.callPixels();
+}
 
 }  // namespace
 
@@ -53,15 +71,23 @@ VKTOpenMeasurementManager::Scripts VKTOpenMeasurementManager::scriptsFromAdVerif
 
 void VKTOpenMeasurementManager::callVerificationNotSupportedTrackingEvents(
     const VKTVASTAdVerification& adVerification) {
-    VKTPixels pixels;
-    for (const auto& event : adVerification.trackingEvents) {
-        if (event->eventName() != notExecutedName) continue;
-        auto url = VKTURL::URLWithString(
-            vkt_replacingOccurrences(event->eventURL().absoluteString(), reasonMacro, notSupportedReason));
-        if (url) pixels.push_back(VKTPixel::initWithUrl(std::move(*url), event->eventName()));
-    }
-    pixelManager_->addPixels(pixels);
-    pixelManager_->callPixels();
+    callNotSupportedEvents(*pixelManager_, adVerification);
+}
+
+void VKTOpenMeasurementManager::reportUnavailableVerifications(
+    VKTOpenMeasurementAdSession& session, std::vector<VKTVASTAdVerification> adVerifications) {
+    // Shared, since the session may copy its handler.
+    const auto waiting = std::make_shared<std::vector<VKTVASTAdVerification>>(std::move(adVerifications));
+    session.setScriptUnavailableHandler([pixelManager = pixelManager_, waiting](const VKTURL& URL) {
+        std::erase_if(*waiting, [&](VKTVASTAdVerification& verification) {
+            auto& resources = verification.resources;
+            const auto isLost = [&](const auto& resource) { return resource.url == URL; };
+            const bool isOver = std::erase_if(resources, isLost) > 0 &&
+                                std::none_of(resources.begin(), resources.end(), canRun);
+            if (isOver) callNotSupportedEvents(*pixelManager, verification);
+            return isOver;
+        });
+    });
 }
 
 std::shared_ptr<VKTOpenMeasurementAdSession> VKTOpenMeasurementManager::sessionWithView(
@@ -98,5 +124,14 @@ void VKTOpenMeasurementManager::logSession(bool isMade, const std::optional<VKTE
 
 std::string VKTOpenMeasurementManager::injectLibraryIntoHTML(std::string_view html,
                                                              bool forceEndOfHTMLInjection) const {
-    return vkt_HTMLByInjectingScript(html, provider_->JSLibraryURL(), forceEndOfHTMLInjection);
+    const VKTURL URL = provider_->JSLibraryURL();
+    if (URL.absoluteString() == VKTOpenMeasurementDefaultJSLibraryURL) {
+        VKTLog::sharedInstance()->logWarningWithFormat(
+            "The Open Measurement script tag put into an ad's HTML names %@, which nobody serves: the ad "
+            "will "
+            "not be measured. Set the address of your service script with "
+            "VKTOpenMeasurementManagerDefaultProvider::setJSLibraryURL.",
+            URL.absoluteString());
+    }
+    return vkt_HTMLByInjectingScript(html, URL, forceEndOfHTMLInjection);
 }

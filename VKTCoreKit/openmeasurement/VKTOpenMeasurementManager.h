@@ -44,9 +44,15 @@ class VKTOpenMeasurementManager {
                                                                  bool isVideo, const Scripts& scripts);
 
     /// See `vkt_HTMLByInjectingScript`. The service script is loaded by its URL, whether or not another one
-    /// is embedded.
+    /// is embedded; with the default URL, which nobody serves, it warns.
     [[nodiscard]] std::string injectLibraryIntoHTML(std::string_view html,
                                                     bool forceEndOfHTMLInjection = false) const;
+
+    /// Sends those pixels for each of the verifications of which no script can be run, as soon as the session
+    /// finds that out: there is no host program, or the system does not let it run. Replaces the session's
+    /// handler of unavailable scripts.
+    void reportUnavailableVerifications(VKTOpenMeasurementAdSession& session,
+                                        std::vector<VKTVASTAdVerification> adVerifications);
 
     /// Sends the verification's "verificationNotExecuted" pixels with reason 2, not supported.
     void callVerificationNotSupportedTrackingEvents(const VKTVASTAdVerification& adVerification);

@@ -122,6 +122,11 @@ void VKTOpenMeasurementManagerDefaultAdSession::removeAllFriendlyObstructions() 
     session_->removeAllFriendlyObstructions();
 }
 
+void VKTOpenMeasurementManagerDefaultAdSession::setScriptUnavailableHandler(
+    ScriptUnavailableHandler handler) {
+    session_->setScriptUnavailableHandler(std::move(handler));
+}
+
 template <typename... Parameters, typename... Arguments>
 void VKTOpenMeasurementManagerDefaultAdSession::report(std::string_view name,
                                                        void (OM::MediaEvents::*event)(Parameters...),

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -45,6 +46,11 @@ class VKTOpenMeasurementAdSession {
                                         const std::optional<std::string>& detailedReason) = 0;
     virtual void removeFriendlyObstruction(const std::shared_ptr<const VKTView>& view) = 0;
     virtual void removeAllFriendlyObstructions() = 0;
+
+    /// Called for each script for which there was never a world, with its URL: the device cannot run it. Null
+    /// hears nothing. Set it before the start; a session that cannot tell ignores it.
+    using ScriptUnavailableHandler = std::function<void(const VKTURL& javascriptResourceURL)>;
+    virtual void setScriptUnavailableHandler(ScriptUnavailableHandler /*handler*/) {}
 
     /// Of video only; others ignore them. Duration in seconds, volumes from 0 to 1.
     virtual void videoEventStartOccurredWithDuration(double duration, double videoPlayerVolume) = 0;

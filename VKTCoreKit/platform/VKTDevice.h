@@ -40,7 +40,9 @@ class VKTDevice {
     [[nodiscard]] virtual std::string advertisingIdentifier() const { return ""; }
     [[nodiscard]] virtual std::string identifierForVendor() const { return ""; }
 
-    /// How loud the device plays, 0 (muted) to 1.
+    /// How loud the device plays, 0 (muted) to 1; asked for on the main thread, five times a second at most
+    /// for each measured ad, so it must not block. Nothing where only the embedder can know: Linux has a
+    /// volume for each sound card and sound server, and none for the amplifier or the television behind them.
     [[nodiscard]] virtual std::optional<double> volume() const { return std::nullopt; }
 };
 

@@ -36,6 +36,12 @@ struct VKTScriptOptions {
     std::size_t messageLimit = std::size_t{64} * 1024;        ///< bytes of one message
     std::size_t backlogLimit = std::size_t{4} * 1024 * 1024;  ///< bytes of messages not yet delivered
     std::string hostPath;  ///< the program for worlds in a process of their own; empty: the installed one
+
+    /// Where the system has no filters of system calls, or forbids them, a world in a process of its own runs
+    /// without one: a script that takes over the engine can then do what the player's user may, except for
+    /// opening files and sockets and starting processes. Otherwise there is no world. Changes nothing where
+    /// there are filters.
+    bool allowsMissingSystemCallFilter = false;
 };
 
 /// What a world reports; each may be null. Called on the main loop, in the order of happening, never inside a

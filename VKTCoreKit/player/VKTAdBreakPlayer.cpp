@@ -14,16 +14,6 @@
 
 namespace {
 
-// What stands in an extension of the usual type is among the ad's own already; it must not run twice.
-std::vector<VKTVASTAdVerification> verificationsOf(const VKTVASTAd& ad) {
-    auto verifications = ad.adVerifications();
-    if (!verifications.empty() || !ad.extensions()) return verifications;
-    for (const auto& legacy : ad.extensions()->adVerifications)
-        verifications.push_back(VKTVASTAdVerification::initWithOMIDJavascriptResourceURL(
-            legacy.javascriptResourceURL, legacy.vendor, legacy.verificationParameters));
-    return verifications;
-}
-
 // Takes what becomes of pixels, of all pixels of the manager, from its worker to the main loop.
 class PixelWatch : public VKTPixelObserver {
   public:
@@ -339,12 +329,14 @@ void VKTAdBreakPlayer::Break::play(const VKTAdBreakAd& ad) {
 void VKTAdBreakPlayer::Break::openMeasurement(const VKTVASTAd& ad) {
     const auto& manager = services_.measurement;
     if (!manager || !options_.isMeasured || !view_) return;
-    scripts_ = manager->scriptsFromAdVerifications(verificationsOf(ad));
+    const auto verifications = ad.allAdVerifications();
+    scripts_ = manager->scriptsFromAdVerifications(verifications);
     VKTOpenMeasurementManager::Scripts usable;
     std::copy_if(scripts_.begin(), scripts_.end(), std::back_inserter(usable),
                  [](const auto& script) { return script.javascriptResourceURL.has_value(); });
     if (usable.empty()) return;
     session_ = manager->sessionWithView(view_, true, usable);
+    if (session_) manager->reportUnavailableVerifications(*session_, verifications);
 }
 
 void VKTAdBreakPlayer::Break::playbackDidEnd(const VKTAdEnd& end) {

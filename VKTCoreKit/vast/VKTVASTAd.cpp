@@ -75,6 +75,15 @@ bool hasVerificationExtension(const VKTVASTElement& content) {
     return isFound;
 }
 
+// Whether the verification has a script that can run, and that is of the other's vendor.
+bool runsForVendorOf(const VKTVASTAdVerification& own, const VKTVASTAdExtensionAdVerification& other) {
+    const bool areNamed = !own.vendor.value_or("").empty() && !other.vendor.value_or("").empty();
+    return std::any_of(own.resources.begin(), own.resources.end(), [&](const auto& resource) {
+        if (!resource.url) return false;
+        return areNamed ? own.vendor == other.vendor : resource.url == other.javascriptResourceURL;
+    });
+}
+
 // Attributes of VAST 4 that ask for what is not done.
 void tellIgnoredAttributes(const VKTVASTElement& ad, const VKTVASTElement& wrapper) {
     const std::string* adType = ad.attribute("_adType");
@@ -273,6 +282,24 @@ void VKTVASTAd::findVerificationsAndExtensions(const VKTVASTElement& content) {
             viewabilityEvents_.push_back(VKTVASTViewabilityEvent::viewableEventWithURL(metric->eventURL()));
         }
     }
+    findExtensionVerifications();
+}
+
+void VKTVASTAd::findExtensionVerifications() {
+    for (const auto& legacy : extensions_->adVerifications) {
+        const bool isThere =
+            std::any_of(adVerifications_.begin(), adVerifications_.end(),
+                        [&](const VKTVASTAdVerification& own) { return runsForVendorOf(own, legacy); });
+        if (isThere) continue;
+        extensionVerifications_.push_back(VKTVASTAdVerification::initWithOMIDJavascriptResourceURL(
+            legacy.javascriptResourceURL, legacy.vendor, legacy.verificationParameters));
+    }
+}
+
+std::vector<VKTVASTAdVerification> VKTVASTAd::allAdVerifications() const {
+    auto all = adVerifications_;
+    all.insert(all.end(), extensionVerifications_.begin(), extensionVerifications_.end());
+    return all;
 }
 
 std::string VKTVASTAd::invalidReason() const {
@@ -298,13 +325,20 @@ void VKTVASTAd::merge(const VKTVASTAd& wrapper, VKTVASTMergeBudget& budget) {
     mergeCreatives(companionCreatives_, wrapper.companionCreatives_, tally);
     mergeCreatives(nonLinearCreatives_, wrapper.nonLinearCreatives_, tally);
     mergeExtension(wrapper, tally);
-    for (const VKTVASTAdVerification& verification : wrapper.adVerifications_) {
-        if (tally.takeOne(verification.mergeCost(), VKTVASTMergedElement::Verification)) {
-            adVerifications_.push_back(verification);
-        }
-    }
+    mergeVerifications(wrapper, tally);
     tally.logRefusals("when wrapper %@ was merged into ad %@", {wrapper.adID_, adID_});
     wrapper.tellDropped(tally, "when it was merged into what it leads to");
+}
+
+void VKTVASTAd::mergeVerifications(const VKTVASTAd& wrapper, VKTVASTMergeTally& tally) {
+    const auto append = [&](auto& target, const auto& verifications) {
+        for (const VKTVASTAdVerification& verification : verifications) {
+            if (tally.takeOne(verification.mergeCost(), VKTVASTMergedElement::Verification))
+                target.push_back(verification);
+        }
+    };
+    append(adVerifications_, wrapper.adVerifications_);
+    append(extensionVerifications_, wrapper.extensionVerifications_);
 }
 
 // Of this ad's own extension only the metrics survive a wrapper's extension that has some.

@@ -121,6 +121,12 @@ class VKTVASTAd {
         return adVerifications_;
     }
 
+    /// What is to be measured: `adVerifications`, then those that stand in extensions alone, of the ad and of
+    /// the wrappers that led to it. Servers write a vendor into both for players of any age; it is there
+    /// once: one of a document's extensions is left out when the document's own have a script of its vendor,
+    /// or, where one of the two names none, the same script.
+    [[nodiscard]] std::vector<VKTVASTAdVerification> allAdVerifications() const;
+
     /// Null when the ad has none. After `merge` it may be a wrapper's own, shared, until
     /// `prepareForDelivery`.
     [[nodiscard]] const std::shared_ptr<VKTVASTAdExtension>& extensions() const { return extensions_; }
@@ -154,6 +160,8 @@ class VKTVASTAd {
     void mergeExtension(const VKTVASTAd& wrapper, VKTVASTMergeTally& tally);
     void copySharedExtension(VKTVASTMergeTally& tally);
     void findVerificationsAndExtensions(const VKTVASTElement& content);
+    void findExtensionVerifications();
+    void mergeVerifications(const VKTVASTAd& wrapper, VKTVASTMergeTally& tally);
     void tellDropped(const VKTVASTMergeTally& tally, const char* when) const;
 
     std::optional<std::string> adID_;
@@ -168,6 +176,7 @@ class VKTVASTAd {
     Creatives<VKTVASTCreativeCompanion> companionCreatives_;
     Creatives<VKTVASTCreativeNonLinear> nonLinearCreatives_;
     std::vector<VKTVASTAdVerification> adVerifications_;
+    std::vector<VKTVASTAdVerification> extensionVerifications_;  // that are not among those
     std::shared_ptr<VKTVASTAdExtension> extensions_;
     std::string pathInDocument_;
     std::shared_ptr<VKTVASTReadingListener> readingListener_;

@@ -124,6 +124,21 @@ TEST_F(ProcessScripts, AnythingButItsOwnHostIsEndedAndToldAndNothingReplacesIt) 
     unlink(impostor.c_str());
 }
 
+TEST_F(ProcessScripts, HearWhetherTheyMayRunWithoutAFilter) {
+    options_.hostPath = testing::TempDir() + "host-" + std::to_string(getpid());
+    // Answers that it is ready, and with a message of one letter.
+    std::ofstream(options_.hostPath) << "#!/bin/sh\nletter=n; [ \"$4\" = " << VKTScriptHostWithoutFilter
+                                     << " ] && letter=y\n"
+                                     << R"(printf '\1\0\0\0\0031\1\0\0\0\6'$letter >&3; read wait <&3)";
+    chmod(options_.hostPath.c_str(), S_IRWXU);
+    for (const bool isAllowed : {false, true}) {
+        options_.allowsMissingSystemCallFilter = isAllowed;
+        openAndEvaluate("");
+        EXPECT_TRUE(runUntilLast(isAllowed ? "y" : "n")) << description_;
+    }
+    unlink(options_.hostPath.c_str());
+}
+
 TEST_F(ProcessScripts, RunBehindTheFence) {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);

@@ -1,7 +1,10 @@
 // "vkt play --measure" against "vkt serve": what the verification scripts did is counted by the server.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -119,4 +122,35 @@ TEST_F(Measure, AScriptThatMisbehavesHurtsOnlyItself) {
         EXPECT_EQ(valueOf(bad, "failure").isNull(), std::string(failure).empty()) << text;
         EXPECT_LT(valueOf(bad, "urls").asArray()->size(), 10'000U);
     }
+}
+
+TEST_F(Measure, ScriptsRunInAnInstallationThatHasMovedAndVendorsHearWhenNoneDoes) {
+    namespace fs = std::filesystem;
+    const fs::path folder = fs::path(testing::TempDir()) / ("vkt-installed-" + std::to_string(getpid()));
+    const Outcome installed = runProgram("cmake --install " VKT_BUILD_DIR " --component programs --prefix",
+                                         (folder / "first").string());
+    ASSERT_EQ(installed.status, 0) << installed.err;
+    fs::rename(folder / "first", folder / "moved");
+    const auto failure = [&] {
+        const Outcome played = runProgram((folder / "moved/bin/vkt").string(),
+                                          "play --speed 0 --measure --json " + server_.url("/inline"));
+        return textAt(entriesOf(entriesOf(parsed(played.out), "ads").at(0), "measurement").at(0), "failure");
+    };
+    const std::string first = failure();
+    EXPECT_EQ(first.find("vkt-script-host"), std::string::npos) << first;
+    EXPECT_GT(server_.takePixels().size(), 0U);
+
+    const fs::path host = folder / "moved" / VKT_SCRIPT_HOST_FOLDER "/vkt-script-host";
+    fs::remove(host);
+    fs::create_symlink("/bin/true", host);
+    const std::string text = failure();
+    EXPECT_NE(text.find(host.string() + " ended"), std::string::npos) << text;
+    const auto hits = server_.takePixels();
+    EXPECT_EQ(std::count_if(hits.begin(), hits.end(),
+                            [](const auto& hit) {
+                                return textAt(hit, "path").ends_with("/verificationNotExecuted") &&
+                                       parameterOf(hit, "reason") == "2";
+                            }),
+              1);
+    fs::remove_all(folder);
 }

@@ -109,6 +109,30 @@ TEST_F(GeometryOfAnAd, WhereItIsAndHowMuchIsSeen) {
           ad, {100, 100, 100, 100});
 }
 
+// A player that declares the whole page of its controls has the ad in it, and whatever else.
+TEST_F(GeometryOfAnAd, NothingInAFriendlyAncestorObstructs) {
+    const auto banner = add(*add(*page_, {0, 0, 500, 500}), {100, 100, 50, 100});
+    const auto outside = add(*window_, {250, 100, 50, 100});
+    struct Case {
+        const char* name;
+        std::shared_ptr<VKTHeadlessView> friendly;
+        double percentage;
+        std::size_t obstructionCount;
+    };
+    const Case cases[] = {{"nobody", nullptr, 0, 3},
+                          {"the ad", ad_, 0, 3},
+                          {"the box below what is in front", box_, 0, 3},
+                          {"the page", page_, 75, 1},
+                          {"the window", window_, 100, 0}};
+    for (const Case& each : cases) {
+        friendly_.clear();
+        if (each.friendly) friendly_ = {{each.friendly, FriendlyObstructionPurposeOther, "page"}};
+        EXPECT_NEAR(look().percentageInView, each.percentage, 1e-9) << each.name;
+        EXPECT_EQ(look().obstructionCount, each.obstructionCount) << each.name;
+        EXPECT_EQ((look().reasons & GeometryReasonObstructed) != 0, each.percentage < 100) << each.name;
+    }
+}
+
 TEST_F(GeometryOfAnAd, ListsObstructionsAndForgivesFriendlyOnes) {
     const auto controls = add(*page_, {100, 100, 50, 100});
     controls->setClassName("Controls");

@@ -214,6 +214,39 @@ TEST_F(OpenMeasurement, EachJavaScriptResourceIsAnArchivableScriptAndVerificatio
     EXPECT_EQ(told(), "/n/n/n") << "a pass for each verification, and this test's";
 }
 
+TEST_F(OpenMeasurement, VerificationsOfWhichNoScriptCanRunAreReportedOnce) {
+    struct NoWorld : VKTScriptExecutor {
+        void evaluate(std::string, std::string) override {}
+        void call(std::string, std::string) override {}
+    };
+    test_.platform.makeTrustedScriptExecutor = [this](const VKTScriptOptions&, VKTScriptHandlers handlers) {
+        test_.mainRunLoop->post(
+            [handlers] { handlers.onEnd(VKTError(VKTScriptErrorDomain, VKTScriptErrorUnavailable, {})); });
+        return std::make_unique<NoWorld>();
+    };
+    VKTPlatform::setCurrent(test_.platform);  // until the scope ends
+    std::vector<VKTVASTAdVerification> verifications;
+    for (const char* name : {"a", "b"}) {
+        const auto script = [&](const std::string& path) {
+            return VKTVASTAdVerificationResource{
+                0, urlOf(std::string("http://h/") + name + path), {}, true, {}};
+        };
+        const auto event = VKTVASTAdVerificationEvent::initWithName(
+            "verificationNotExecuted", urlOf(std::string("http://h/not/") + name + "?%5BREASON%5D"));
+        verifications.push_back({name, {script("1"), script("2")}, {event}, "p"});
+    }
+    Scripts scripts = manager_->scriptsFromAdVerifications(verifications);
+    scripts.pop_back();  // the last one is not run: nobody knows whether it could be
+    const auto session = makeSession(scripts, true);
+    manager_->reportUnavailableVerifications(*session, verifications);
+    session->start();
+    EXPECT_TRUE(pixels_->allPixels().empty());
+    test_.mainRunLoop->drain();
+    const auto pixels = pixels_->allPixels();
+    ASSERT_EQ(pixels.size(), 1U);
+    EXPECT_EQ(pixels[0]->url(), urlOf("http://h/not/a?2"));
+}
+
 TEST_F(OpenMeasurement, ASessionNeedsTheLibraryAndOneScriptDrawnStandsForAllInTheLog) {
     const auto session = makeSession({}, true);
     test_.platform.random = std::make_shared<VKTFixedRandomSource>(std::vector<std::uint32_t>{1, 0, 2});
@@ -248,6 +281,18 @@ TEST_F(OpenMeasurement, TheScriptTagStandsBeforeEveryTagThatItIsPutTo) {
     };
     for (const auto& [html, isForced, expected] : rows)
         EXPECT_EQ(manager_->injectLibraryIntoHTML(html, isForced), expected);
+}
+
+TEST_F(OpenMeasurement, AScriptTagOfTheAddressThatNobodyServesIsAWarning) {
+    const auto manager = VKTOpenMeasurementManager::initWithProvider(
+        provider_, VKTOpenMeasurementJSLibrary::initWithProvider(provider_, session_), nullptr, pixels_);
+    VKTRecordedLog log;
+    EXPECT_NE(manager->injectLibraryIntoHTML("").find(VKTOpenMeasurementDefaultJSLibraryURL),
+              std::string::npos);
+    ASSERT_EQ(log.take().size(), 1U);
+    provider_->setJSLibraryURL(urlOf("https://h/om.js"));
+    EXPECT_NE(manager->injectLibraryIntoHTML("").find("https://h/om.js"), std::string::npos);
+    EXPECT_TRUE(log.take().empty());
 }
 
 TEST_F(OpenMeasurement, EachCallOfASessionBecomesItsEventAndALogLine) {

@@ -225,6 +225,54 @@ TEST(Ad, EverythingIsRead) {
     EXPECT_EQ(countOf("<Verification/>"), 1U);
 }
 
+TEST(Ad, EachVendorIsToBeMeasuredOnceWhereverItStands) {
+    const auto verification = [](const std::string& vendor, const std::string& URL) {
+        return "<Verification" + (vendor.empty() ? "" : " vendor='" + vendor + "'") +
+               "><JavaScriptResource>" + URL + "</JavaScriptResource></Verification>";
+    };
+    const auto own = [](const std::string& content) {
+        return "<AdVerifications>" + content + "</AdVerifications>";
+    };
+    const auto extension = [](const std::string& type, const std::string& content) {
+        return "<Extensions><Extension type='" + type + "'><AdVerifications>" + content +
+               "</AdVerifications></Extension></Extensions>";
+    };
+    const auto measured = [](const std::shared_ptr<VKTVASTAd>& ad) {
+        std::string text;
+        for (const auto& each : ad->allAdVerifications())
+            text += each.vendor.value_or("none") + "=" +
+                    (each.resources[0].url ? each.resources[0].url->absoluteString() : "") + " ";
+        return text;
+    };
+    const std::string a = verification("a", "http://a");
+    const std::string b = verification("b", "http://b");
+    struct Case {
+        const char* name;
+        std::string content;
+        const char* measured;
+    };
+    const Case cases[] = {
+        {"in both", own(a) + extension("AdVerifications", a), "a=http://a "},
+        {"one more in an extension", own(a) + extension("AdVerifications", a + b), "a=http://a b=http://b "},
+        {"in extensions alone", extension("AdVerifications", a + b), "a=http://a b=http://b "},
+        {"in an extension of another type", own(b) + extension("x", a), "b=http://b a=http://a "},
+        {"for older players", own(a) + extension("x", verification("a", "http://old")), "a=http://a "},
+        {"without a vendor",
+         own(a) + extension("x", verification("", "http://a") + verification("", "http://c")),
+         "a=http://a none=http://c "},
+        {"own script unreadable", own(verification("a", "http://h:x")) + extension("x", a),
+         "a= a=http://a "}};
+    for (const Case& each : cases)
+        EXPECT_EQ(measured(adOf(inlineAd(each.content))), each.measured) << each.name;
+
+    const auto ad = adOf(inlineAd(extension("x", a)));
+    ad->merge(*adOf(wrapperAd(own(b) + extension("x", verification("c", "http://c")))));
+    ad->merge(
+        *adOf(wrapperAd("<Extensions><Extension><KorvoMetrics><KorvoMetric name='viewcount'>http://m"
+                        "</KorvoMetric></KorvoMetrics></Extension></Extensions>")));
+    EXPECT_EQ(measured(ad), "b=http://b a=http://a c=http://c ") << "merged";
+}
+
 TEST(Ad, CreativesOfEachKind) {
     const std::string ids =
         "<UniversalAdId idRegistry='r'>1</UniversalAdId><UniversalAdId idRegistry='r'>2</UniversalAdId>";

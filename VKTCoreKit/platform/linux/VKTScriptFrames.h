@@ -32,6 +32,9 @@ inline constexpr std::string_view VKTScriptFrameVersion = "1";
 /// The descriptor of the host's end of the connection.
 inline constexpr int VKTScriptHostSocket = 3;
 
+/// The host's last argument when it may run without a filter of system calls.
+inline constexpr const char* VKTScriptHostWithoutFilter = "unfiltered";
+
 /// Bytes of the longest frame that a host takes.
 inline constexpr std::size_t VKTScriptLongestRequest = std::size_t{32} * 1024 * 1024;
 

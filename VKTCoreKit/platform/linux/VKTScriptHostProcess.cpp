@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
+#include "VKTCoreKit/platform/linux/VKTScriptHostPaths.h"
 #include "VKTCoreKit/platform/linux/VKTScriptLimits.h"
 #include "VKTCoreKit/platform/linux/VKTThread.h"
 
@@ -35,7 +36,6 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::nanoseconds;
 using Clock = std::chrono::steady_clock;
-using Paths = std::vector<std::string>;
 
 constexpr const char* hostHint = "; is it the vkt-script-host of this library?";
 constexpr auto startLimit = 10s;              // until the process says that it is ready
@@ -99,16 +99,6 @@ class SharedContext {
 SharedContext& sharedContext() {
     static auto& context = *new SharedContext();
     return context;
-}
-
-Paths installedHostPaths() {
-    Paths paths{VKT_SCRIPT_HOST_PATH};
-    std::array<char, 4096> program{};
-    const ssize_t length = readlink("/proc/self/exe", program.data(), program.size());
-    if (length <= 0) return paths;
-    const std::string_view path(program.data(), static_cast<std::size_t>(length));
-    paths.insert(paths.begin(), std::string(path.substr(0, path.rfind('/'))) + "/vkt-script-host");
-    return paths;
 }
 
 // What the dynamic linker and the clock of scripts need of the environment.
@@ -243,12 +233,14 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
 
     // Returns why none could be started.
     std::string startAnyHost(int hostEnd) {
-        const Paths paths = options_.hostPath.empty() ? installedHostPaths() : Paths{options_.hostPath};
+        const auto paths = options_.hostPath.empty() ? vkt_installedScriptHostPaths()
+                                                     : std::vector<std::string>{options_.hostPath};
         const auto seconds = (options_.totalLimit + processorTimeMargin).count();
         std::string looked;
         for (const std::string& path : paths) {
             std::vector<std::string> arguments{path, std::to_string(options_.memoryLimit),
                                                std::to_string(seconds), std::to_string(getpid())};
+            if (options_.allowsMissingSystemCallFilter) arguments.emplace_back(VKTScriptHostWithoutFilter);
             pid_t process = 0;
             const int error = spawn(process, hostEnd, arguments, environment_);
             if (error == 0) {
@@ -259,7 +251,8 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
             looked += (looked.empty() ? "" : ", ") + path + " (" + messageOf(error) + ")";
         }
         return "no host program for script worlds: looked at " + looked +
-               "; install vkt-script-host, or name it in VKTScriptOptions::hostPath";
+               "; install vkt-script-host in one of these places, or name it in VKTScriptOptions::hostPath "
+               "(SDK::setScriptHostPath)";
     }
 
     void read() {

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <csignal>
 #include <ctime>
-#include <memory>
 
 #include "VKTCoreKit/platform/linux/VKTScriptFrames.h"
 
@@ -57,17 +56,22 @@ bool vkt_limitResources(std::size_t addressSpace, std::size_t processorTime) {
            limit(RLIMIT_NPROC, 0) && limit(RLIMIT_FSIZE, 0);
 }
 
-bool vkt_limitSystemCalls() {
-    const std::unique_ptr<void, void (*)(scmp_filter_ctx)> filter(seccomp_init(SCMP_ACT_KILL_PROCESS),
-                                                                  seccomp_release);
-    if (!filter) return false;
+VKTSystemCallFilter vkt_systemCallFilter(std::uint32_t machine) {
+    VKTSystemCallFilter filter(seccomp_init(SCMP_ACT_KILL_PROCESS), seccomp_release);
+    // Before Linux 4.14 there is only this one, and the host has only one thread.
+    if (!filter) filter.reset(seccomp_init(SCMP_ACT_KILL_THREAD));
+    if (!filter) return filter;
     bool complete = true;
-    // Calls that this machine's kernel does not have are left out by the library.
+    if (machine != seccomp_arch_native()) {
+        complete = seccomp_arch_add(filter.get(), machine) == 0 &&
+                   seccomp_arch_remove(filter.get(), seccomp_arch_native()) == 0;
+    }
+    // Calls that the machine's kernel does not have are left out by the library.
     for (const int call :
          {SCMP_SYS(exit_group), SCMP_SYS(exit), SCMP_SYS(brk), SCMP_SYS(munmap), SCMP_SYS(mremap),
           SCMP_SYS(madvise), SCMP_SYS(futex), SCMP_SYS(futex_time64), SCMP_SYS(clock_gettime),
           SCMP_SYS(clock_gettime64), SCMP_SYS(gettimeofday), SCMP_SYS(time), SCMP_SYS(getrandom),
-          SCMP_SYS(rt_sigreturn), SCMP_SYS(restart_syscall)})
+          SCMP_SYS(rt_sigreturn), SCMP_SYS(sigreturn), SCMP_SYS(restart_syscall)})
         complete = seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 0) == 0 && complete;
     const scmp_arg_cmp onSocket{.arg = 0, .op = SCMP_CMP_EQ, .datum_a = VKTScriptHostSocket, .datum_b = 0};
     for (const int call : {SCMP_SYS(read), SCMP_SYS(write)})
@@ -76,5 +80,11 @@ bool vkt_limitSystemCalls() {
     const scmp_arg_cmp noCode{.arg = 2, .op = SCMP_CMP_MASKED_EQ, .datum_a = PROT_EXEC, .datum_b = 0};
     for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mmap2), SCMP_SYS(mprotect)})
         complete = seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call, 1, &noCode) == 0 && complete;
-    return complete && seccomp_load(filter.get()) == 0;
+    if (!complete) filter.reset();
+    return filter;
+}
+
+bool vkt_limitSystemCalls() {
+    const VKTSystemCallFilter filter = vkt_systemCallFilter(seccomp_arch_native());
+    return filter && seccomp_load(filter.get()) == 0;
 }

@@ -1,6 +1,7 @@
-// The program that runs one world, in a process of its own: vkt-script-host MEMORY SECONDS PARENT, with the
-// limits of the engine's memory in bytes and of the processor time, and the process that started it. It
-// speaks frames on its socket and ends with it.
+// The program that runs one world, in a process of its own: vkt-script-host MEMORY SECONDS PARENT
+// [unfiltered], with the limits of the engine's memory in bytes and of the processor time, and the process
+// that started it; the last word where the system may have no filters of system calls. It speaks frames on
+// its socket and ends with it.
 #include <unistd.h>
 
 #include <algorithm>
@@ -79,7 +80,8 @@ std::size_t number(const char* text) {
 }  // namespace
 
 int main(int count, char** arguments) try {
-    if (count != 4) {
+    const bool mayLackFilter = count == 5 && std::string_view(arguments[4]) == VKTScriptHostWithoutFilter;
+    if (count != 4 && !mayLackFilter) {
         std::fputs("vkt-script-host runs one script for VKTCoreKit, which starts it; there is no other use\n",
                    stderr);
         return EXIT_FAILURE;
@@ -91,8 +93,12 @@ int main(int count, char** arguments) try {
     // Blocks of memory are larger than what is asked for, hence twice.
     if (!vkt_limitResources(2 * memory + ownAddressSpace, number(arguments[2])))
         end(VKTScriptErrorUnavailable, "the system does not limit what the process may use");
-    if (!vkt_limitSystemCalls())
-        end(VKTScriptErrorUnavailable, "the system does not limit system calls (it needs seccomp filters)");
+    if (!vkt_limitSystemCalls() && !mayLackFilter) {
+        end(VKTScriptErrorUnavailable,
+            "the system does not filter system calls: the kernel lacks CONFIG_SECCOMP_FILTER, or a container "
+            "forbids it; allow it, or set VKTScriptOptions::allowsMissingSystemCallFilter "
+            "(SDK::setAllowsMissingSystemCallFilter) for scripts that you trust");
+    }
     send(VKTScriptFrameReady, VKTScriptFrameVersion);
     runTurns(world);
 } catch (const std::bad_alloc&) {
