@@ -123,8 +123,8 @@ void VKTOpenMeasurementManagerDefaultAdSession::removeAllFriendlyObstructions() 
 }
 
 void VKTOpenMeasurementManagerDefaultAdSession::setScriptUnavailableHandler(
-    ScriptUnavailableHandler handler) {
-    session_->setScriptUnavailableHandler(std::move(handler));
+    const ScriptUnavailableHandler& handler) {
+    session_->setScriptUnavailableHandler(handler);
 }
 
 template <typename... Parameters, typename... Arguments>

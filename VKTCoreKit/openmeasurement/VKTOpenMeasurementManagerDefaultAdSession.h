@@ -41,7 +41,7 @@ class VKTOpenMeasurementManagerDefaultAdSession final : public VKTOpenMeasuremen
                                 const std::optional<std::string>& detailedReason) override;
     void removeFriendlyObstruction(const std::shared_ptr<const VKTView>& view) override;
     void removeAllFriendlyObstructions() override;
-    void setScriptUnavailableHandler(ScriptUnavailableHandler handler) override;
+    void setScriptUnavailableHandler(const ScriptUnavailableHandler& handler) override;
 
     void videoEventStartOccurredWithDuration(double duration, double videoPlayerVolume) override;
     void videoEventFirstQuartileOccurred() override;

@@ -50,7 +50,7 @@ class VKTOpenMeasurementAdSession {
     /// Called for each script for which there was never a world, with its URL: the device cannot run it. Null
     /// hears nothing. Set it before the start; a session that cannot tell ignores it.
     using ScriptUnavailableHandler = std::function<void(const VKTURL& javascriptResourceURL)>;
-    virtual void setScriptUnavailableHandler(ScriptUnavailableHandler /*handler*/) {}
+    virtual void setScriptUnavailableHandler(const ScriptUnavailableHandler& /*handler*/) {}
 
     /// Of video only; others ignore them. Duration in seconds, volumes from 0 to 1.
     virtual void videoEventStartOccurredWithDuration(double duration, double videoPlayerVolume) = 0;
