@@ -257,11 +257,11 @@ TEST_F(VendorHabits, WhatES5ScriptsExpectIsThere) {
 
 TEST_F(VendorHabits, TheConsoleIsTheLogAndBounded) {
     serve("vendor", R"(
-        var circle = {}, long = new Array(1e5).join('long');
+        var circle = {}, long = new Array(2e4).join('long');
         circle.circle = circle;
         console.warn('text', 1, {a: [null]}, undefined, new Error('e'), circle, {toString: null});
         console.log(long, long);
-        for (var i = 0; i < 1e5; ++i) console.debug('more');)");
+        for (var i = 0; i < 1000; ++i) console.debug('more');)");
     const std::string log = vkt_debugLogOf([&] { play(AtOnce); });
     EXPECT_NE(log.find("vendor says: text 1 {\"a\":[null]} undefined Error: e [object Object] "),
               std::string::npos)
