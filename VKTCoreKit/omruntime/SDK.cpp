@@ -14,6 +14,7 @@ struct SDK::State {
     std::shared_ptr<VKTURLSession> URLSession = VKTURLSession::sharedInstance();
     std::weak_ptr<MeasurementObserver> observer;
     bool trustsScripts = false;
+    SDKLimits limits;
     std::string scriptHostPath;
     SessionRegistry registry;
 };
@@ -64,6 +65,13 @@ void SDK::setTrustsScripts(bool trustsScripts) {
 }
 bool SDK::trustsScripts() const {
     return state_->trustsScripts;
+}
+
+void SDK::setLimits(const SDKLimits& limits) {
+    state_->limits = limits;
+}
+const SDKLimits& SDK::limits() const {
+    return state_->limits;
 }
 
 void SDK::setScriptHostPath(std::string path) {
