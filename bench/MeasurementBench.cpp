@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Loopback.h"
@@ -36,16 +38,27 @@ struct Listener : MeasurementObserver {
     void scriptFailed(const ScriptIdentity&, const VKTError& error) override {
         failure = "the verification script: " + error.localizedDescription().value_or("no description");
     }
+    void scriptSentURL(const ScriptIdentity&, const std::string&, bool) override {
+        hasFlooded = ++URLCount == 19900;
+    }
     void scriptEnded(const ScriptIdentity&) override { hasEnded = true; }
 
     bool hasStarted = false;
     bool hasEnded = false;
+    bool hasFlooded = false;
+    int URLCount = 0;
     std::string failure;  // empty: none
 };
 
 struct Measured {
     Measured() {
         server.serve("/script.js", "omid3p.registerSessionObserver(function () {});",
+                     "application/javascript");
+        server.serve("/flood.js",
+                     "omid3p.registerSessionObserver(function (event) {"
+                     "  if (event.type !== 'sessionStart') return;"
+                     "  for (var i = 0; i < 19900; ++i) omid3p.sendUrl('');"
+                     "});",
                      "application/javascript");
         runtime.activate();
         runtime.setScriptHostPath(VKT_SCRIPT_HOST);
@@ -65,10 +78,10 @@ void runUntil(const Listener& listener, const bool& done) {
     if (!isInTime) fail("nothing was heard of the verification script for 10 seconds");
 }
 
-std::shared_ptr<AdSession> makeSession(Measured& measured) {
+std::shared_ptr<AdSession> makeSession(Measured& measured, const std::string& script = "/script.js") {
     *measured.listener = Listener();
     const auto resource =
-        VerificationScriptResource::initWithURL(*VKTURL::URLWithString(measured.server.url("/script.js")));
+        VerificationScriptResource::initWithURL(*VKTURL::URLWithString(measured.server.url(script)));
     const auto context =
         AdSessionContext::initWithPartner(*Partner::initWithName("Bench", "1"),
                                           std::string(embeddedServiceScript()), {resource}, {}, {}, nullptr);
@@ -97,6 +110,35 @@ double startSession(Measured& measured, clockid_t clock) {
     const double end = seconds(clock);
     endSession(measured, session);
     return end - begin;
+}
+
+// From the finish to the end of the script's world.
+double finishSession(Measured& measured) {
+    const auto session = makeSession(measured);
+    session->start();
+    runUntil(*measured.listener, measured.listener->hasStarted);
+    const double begin = seconds(CLOCK_MONOTONIC);
+    endSession(measured, session);
+    return seconds(CLOCK_MONOTONIC) - begin;
+}
+
+// The longest task of the main loop, in processor time, while a script posts as much as it may.
+double drainFlood(Measured& measured) {
+    const auto session = makeSession(measured, "/flood.js");
+    session->start();
+    double longest = 0;
+    double before = seconds(CLOCK_THREAD_CPUTIME_ID);
+    const Listener& listener = *measured.listener;
+    const auto isOver = [&] {
+        const double now = seconds(CLOCK_THREAD_CPUTIME_ID);
+        longest = std::max(longest, now - std::exchange(before, now));
+        return listener.hasFlooded || !listener.failure.empty();
+    };
+    const bool isInTime = VKTPlatform::current().mainRunLoop->runUntil(isOver, VKTTimeInterval(10));
+    if (!listener.failure.empty()) fail(listener.failure);
+    if (!isInTime) fail("the script has not flooded for 10 seconds");
+    endSession(measured, session);
+    return longest;
 }
 
 // A process that does nothing, and one GET.
@@ -203,6 +245,10 @@ void addMeasurementBenchmarks() {
     addTimedPair(
         "om_session_blocked", [] { return startSession(measured, CLOCK_THREAD_CPUTIME_ID); },
         [] { return 1e-3; });
+    addTimedPair(
+        "om_finish", [] { return finishSession(measured); }, [] { return 1e-3; });
+    addTimedPair(
+        "om_drain_20000", [] { return drainFlood(measured); }, [] { return 4e-3; });
     static Page page;
     // Twice: the walker fills two records in turn, and each takes its memory with its first look.
     page.walker.look(page.adView, true, {});

@@ -35,8 +35,13 @@ class MeasurementObserver {
     virtual void scriptSentURL(const ScriptIdentity& /*script*/, const std::string& /*URL*/,
                                bool /*isSent*/) {}
 
-    /// The script threw, or its world has ended. Every failure, though the log has only the first.
+    /// The script threw, or its world has ended. Every failure, though the log has only the first that is
+    /// harmless and the one that is not.
     virtual void scriptFailed(const ScriptIdentity& /*script*/, const VKTError& /*error*/) {}
+
+    /// The failure that `scriptFailed` has just told is the one with which the script is lost: it measures
+    /// nothing from now on, or its last words were not said.
+    virtual void scriptLost(const ScriptIdentity& /*script*/, const VKTError& /*error*/) {}
 
     /// Its world is gone: after the finish, after a failure, or because there was no place for it. The last
     /// call for the script, though requests that it asked for may still be under way.

@@ -15,6 +15,7 @@ struct SDK::State {
     std::weak_ptr<MeasurementObserver> observer;
     bool trustsScripts = false;
     bool allowsMissingSystemCallFilter = false;
+    SDKLimits limits;
     std::string scriptHostPath;
     SessionRegistry registry;
 };
@@ -72,6 +73,13 @@ void SDK::setAllowsMissingSystemCallFilter(bool allowsMissingSystemCallFilter) {
 }
 bool SDK::allowsMissingSystemCallFilter() const {
     return state_->allowsMissingSystemCallFilter;
+}
+
+void SDK::setLimits(const SDKLimits& limits) {
+    state_->limits = limits;
+}
+const SDKLimits& SDK::limits() const {
+    return state_->limits;
 }
 
 void SDK::setScriptHostPath(std::string path) {

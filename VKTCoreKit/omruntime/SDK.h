@@ -8,12 +8,9 @@
 #include "VKTCoreKit/foundation/VKTDate.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/omruntime/MeasurementObserver.h"
+#include "VKTCoreKit/omruntime/SDKLimits.h"
 
 namespace OMIDKorvonet1 {
-
-/// Worlds of verification scripts at once, over all sessions. Sessions beyond it run without the scripts that
-/// found no place.
-inline constexpr std::size_t ScriptLimit = 64;
 
 class SessionRegistry;
 
@@ -50,6 +47,10 @@ class SDK {
     /// `VKTScriptOptions::allowsMissingSystemCallFilter`, from the next session on. False unless set.
     void setAllowsMissingSystemCallFilter(bool allowsMissingSystemCallFilter);
     [[nodiscard]] bool allowsMissingSystemCallFilter() const;
+
+    /// What scripts may use, from the next session on.
+    void setLimits(const SDKLimits& limits);
+    [[nodiscard]] const SDKLimits& limits() const;
 
     /// Of the program that runs a script; empty, the default: the one of the installation that the library or
     /// the program is in. docs/measurement.md has the places and their order.

@@ -15,6 +15,7 @@ namespace OMIDKorvonet1 {
 namespace {
 
 constexpr std::string_view lostAll = "the script measures nothing from now on";
+constexpr std::string_view lostLastWords = "what was to be measured at the finish";
 constexpr std::string_view lostCall = "the call that failed; the script goes on";
 
 std::chrono::nanoseconds monotonicNow() {
@@ -27,8 +28,7 @@ bool isUnavailable(const VKTError& error) {
 
 // A vendor that measures nothing is worth a warning. What keeps every world from being made (no host program,
 // no system call filter, no thread) would repeat itself with every ad: it is one until it changes.
-VKTLogLevel levelOfFailure(const VKTError& error, std::string_view loss) {
-    if (loss != lostAll) return VKTLogLevelDebug;
+VKTLogLevel levelOfLoss(const VKTError& error) {
     if (!isUnavailable(error)) return VKTLogLevelWarning;
     static std::optional<std::string> lastTold;  // the main thread's own
     const auto description = error.localizedDescription();
@@ -40,20 +40,37 @@ VKTError scriptError(VKTScriptErrorCode code, std::string description) {
     return VKTUtils::errorWithDomain(VKTScriptErrorDomain, code, std::move(description));
 }
 
+// "Verification script of vendor demo, http://h/script.js", for the log.
+std::string nameOf(const ScriptIdentity& script) {
+    return vkt_stringWithFormat("Verification script of vendor %@, %@",
+                                {script.resource.vendorKey(), script.resource.URL().absoluteString()});
+}
+
+// What a script says, for the log: as much as a person reads.
+std::string shownText(std::string_view text) {
+    constexpr std::size_t limit = 200;  // bytes
+    return vkt_onOneLine(text.substr(0, limit));
+}
+
 }  // namespace
 
 ScriptRun::ScriptRun(ScriptIdentity identity)
     : identity_(std::move(identity)),
-      requests_(std::make_shared<ScriptRequests>(SDK::sharedInstance().URLSession())) {}
+      limits_(SDK::sharedInstance().limits()),
+      requests_(
+          std::make_shared<ScriptRequests>(SDK::sharedInstance().URLSession(), limits_, nameOf(identity_))) {}
 
 std::shared_ptr<ScriptRun> ScriptRun::start(ScriptIdentity identity, std::string serviceScript,
                                             const std::string& startMessage) {
     std::shared_ptr<ScriptRun> run(new ScriptRun(std::move(identity)));
-    if (worldCount_ == ScriptLimit) {
+    if (worldCount_ >= run->limits_.scriptLimit) {
         VKTPlatform::current().mainRunLoop->post([run] {
-            run->fail(runtimeError(ErrorCodeTooManyScripts,
-                                   "64 verification scripts run already: finish sessions that are over"),
-                      lostAll);
+            run->fail(
+                runtimeError(ErrorCodeTooManyScripts,
+                             vkt_stringWithFormat("%ld verification scripts run already "
+                                                  "(SDKLimits::scriptLimit): finish sessions that are over",
+                                                  {static_cast<std::uint64_t>(worldCount_)})),
+                lostAll);
             run->tellEnd();
         });
         return run;
@@ -68,7 +85,7 @@ std::shared_ptr<ScriptRun> ScriptRun::start(ScriptIdentity identity, std::string
 
 void ScriptRun::makeWorld() {
     const SDK& runtime = SDK::sharedInstance();
-    VKTScriptOptions options;
+    VKTScriptOptions options{limits_, {}};
     options.hostPath = runtime.scriptHostPath();
     options.allowsMissingSystemCallFilter = runtime.allowsMissingSystemCallFilter();
     const std::weak_ptr<ScriptRun> weakSelf = weak_from_this();
@@ -121,7 +138,7 @@ void ScriptRun::giveUp() {
         fail(scriptError(VKTScriptErrorTime,
                          "The finish was not handled within 1 second: the script hangs, or the service "
                          "script does not post 'finished'"),
-             "what was to be measured at the finish");
+             lostLastWords);
     }
     end();
 }
@@ -135,6 +152,7 @@ void ScriptRun::end() {
     for (const auto& download : std::exchange(downloads_, {})) {
         if (const auto task = download.lock()) task->cancel();
     }
+    requests_->endSoon();
     tellEnd();
 }
 
@@ -151,7 +169,7 @@ void ScriptRun::tellEnd() {
 void ScriptRun::loadScript(const VKTURL& URL, std::optional<std::int64_t> replyIdentifier) {
     ++awaitedCount_;
     downloads_.push_back(
-        downloadScript(*SDK::sharedInstance().URLSession(), URL,
+        downloadScript(*SDK::sharedInstance().URLSession(), URL, limits_.scriptSizeLimit,
                        [weakSelf = weak_from_this(), name = URL.absoluteString(), replyIdentifier](
                            const std::string& script, const std::optional<VKTError>& error) {
                            const auto self = weakSelf.lock();
@@ -173,19 +191,19 @@ void ScriptRun::loadScript(const VKTURL& URL, std::optional<std::int64_t> replyI
 
 void ScriptRun::loadAnotherScript(const ScriptMessage& message) {
     const auto URL = VKTURL::URLWithDocumentText(message.text);
-    if (URL && isRequestable(*URL) && downloads_.size() <= LoadedScriptLimit) {
+    if (URL && isRequestable(*URL) && downloads_.size() <= limits_.loadedScriptLimit) {
         loadScript(*URL, message.reply);
         return;
     }
     reply(message.reply, false);
     if (std::exchange(hasToldRefusal_, true)) return;
-    VKTLog::sharedInstance()->logWarningWithFormat(
-        "Verification script of vendor %@ asks for the script %@, which is not loaded: only %ld scripts with "
-        "an "
-        "http or https address are. Tell the vendor.",
-        identity_.resource.vendorKey(),
-        vkt_onOneLine(sendableText(std::string_view(message.text).substr(0, 200))),
-        static_cast<std::int64_t>(LoadedScriptLimit));
+    VKTLog::sharedInstance()->logMessage(
+        vkt_onOneLine(vkt_stringWithFormat(
+            "%@ asks for the script %@, which is not loaded: only %ld scripts with an http or https address "
+            "are (SDKLimits::loadedScriptLimit). Tell the vendor.",
+            {nameOf(identity_), shownText(message.text),
+             static_cast<std::uint64_t>(limits_.loadedScriptLimit)})),
+        VKTLogLevelWarning);
 }
 
 // ---- messages ----
@@ -193,7 +211,10 @@ void ScriptRun::loadAnotherScript(const ScriptMessage& message) {
 void ScriptRun::receive(const std::string& text) {
     if (!executor_) return;
     if (isFlood()) {
-        fail(scriptError(VKTScriptErrorFlood, "The script posts more than 20,000 messages a second"),
+        fail(scriptError(VKTScriptErrorFlood,
+                         vkt_stringWithFormat(
+                             "The script posts more than %ld messages a second (SDKLimits::messageRateLimit)",
+                             {static_cast<std::uint64_t>(limits_.messageRateLimit)})),
              lostAll);
         end();
         return;
@@ -201,8 +222,8 @@ void ScriptRun::receive(const std::string& text) {
     if (const auto message = scriptMessageFromText(text)) {
         act(*message);
     } else {
-        fail(scriptError(VKTScriptErrorException, "The script posts what is no message of the bridge: " +
-                                                      sendableText(std::string_view(text).substr(0, 80))),
+        fail(scriptError(VKTScriptErrorException,
+                         "The script posts what is no message of the bridge: " + shownText(text)),
              lostCall);
     }
 }
@@ -213,7 +234,7 @@ bool ScriptRun::isFlood() {
         countedFrom_ = now;
         messageCount_ = 0;
     }
-    return ++messageCount_ > ScriptMessageRateLimit;
+    return ++messageCount_ > limits_.messageRateLimit;
 }
 
 void ScriptRun::act(const ScriptMessage& message) {
@@ -276,8 +297,11 @@ void ScriptRun::reply(std::optional<std::int64_t> identifier, bool isSuccess) {
 // ---- timers ----
 
 void ScriptRun::setTimer(const ScriptMessage& message) {
-    if (timers_.size() == ScriptTimerLimit && !timers_.contains(message.identifier)) {
-        fail(scriptError(VKTScriptErrorException, "The script has set 256 timers: clear some"),
+    if (timers_.size() >= limits_.timerLimit && !timers_.contains(message.identifier)) {
+        fail(scriptError(
+                 VKTScriptErrorException,
+                 vkt_stringWithFormat("The script has set %ld timers (SDKLimits::timerLimit): clear some",
+                                      {static_cast<std::uint64_t>(limits_.timerLimit)})),
              "the timer; the script goes on");
         return;
     }
@@ -324,14 +348,17 @@ void ScriptRun::log(const std::string& text) const {
 }
 
 void ScriptRun::fail(const VKTError& error, std::string_view loss) {
-    if (!std::exchange(hasFailed_, true)) {
+    const bool isLoss = loss == lostAll || loss == lostLastWords;
+    if (!std::exchange(isLoss ? isLost_ : hasFailed_, true)) {
         const std::string text =
-            vkt_stringWithFormat("Verification script of vendor %@, %@: %@. Lost: %@",
-                                 {identity_.resource.vendorKey(), identity_.resource.URL().absoluteString(),
-                                  error.localizedDescription(), loss});
-        VKTLog::sharedInstance()->logMessage(vkt_onOneLine(text), levelOfFailure(error, loss));
+            vkt_stringWithFormat("%@: %@. Lost: %@", {nameOf(identity_), error.localizedDescription(), loss});
+        VKTLog::sharedInstance()->logMessage(vkt_onOneLine(text),
+                                             isLoss ? levelOfLoss(error) : VKTLogLevelDebug);
     }
-    if (const auto observer = SDK::sharedInstance().observer()) observer->scriptFailed(identity_, error);
+    const auto observer = SDK::sharedInstance().observer();
+    if (!observer) return;
+    observer->scriptFailed(identity_, error);
+    if (isLoss) observer->scriptLost(identity_, error);
 }
 
 }  // namespace OMIDKorvonet1

@@ -14,24 +14,16 @@
 
 #include "VKTCoreKit/omruntime/Bridge.h"
 #include "VKTCoreKit/omruntime/MeasurementObserver.h"
+#include "VKTCoreKit/omruntime/SDKLimits.h"
 #include "VKTCoreKit/omruntime/ScriptRequests.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 #include "VKTCoreKit/platform/VKTScriptExecutor.h"
 
 namespace OMIDKorvonet1 {
 
-/// Timers of one script that wait.
-inline constexpr std::size_t ScriptTimerLimit = 256;
-
-/// Scripts that one script may load.
-inline constexpr std::size_t LoadedScriptLimit = 16;
-
-/// Messages that one script may post within a second. More would keep the main thread from its work.
-inline constexpr std::size_t ScriptMessageRateLimit = 20'000;
-
 /// Runs the service script and the vendor's script, passes messages between them and the session, and does
 /// for them what a world cannot: timers and requests. Whatever goes wrong stays here; the observer is told,
-/// and the log the first time.
+/// and the log of the first failure that costs a call and of the one that costs the world.
 ///
 /// Main thread only. Requests and handlers know it weakly; its world ends with it.
 class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
@@ -81,6 +73,7 @@ class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
     void tellEnd();
 
     const ScriptIdentity identity_;
+    const SDKLimits limits_;
     const std::shared_ptr<ScriptRequests> requests_;
     std::unique_ptr<VKTScriptExecutor> executor_;
     std::function<void()> unavailableHandler_;
@@ -91,6 +84,7 @@ class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
     std::size_t awaitedCount_ = 0;    // answers that the script will hear of
     std::chrono::nanoseconds finishLimit_{0};
     bool hasFailed_ = false;
+    bool isLost_ = false;
     bool hasToldRefusal_ = false;
     std::vector<std::weak_ptr<VKTURLSessionTask>> downloads_;
     std::map<std::int64_t, std::chrono::nanoseconds> timers_;  // when each is due

@@ -14,9 +14,9 @@ inline constexpr const char* VKTScriptErrorDomain = "VKTScriptErrorDomain";
 
 enum VKTScriptErrorCode : std::uint8_t {
     VKTScriptErrorException = 1,    ///< a script does not compile or threw; its world goes on
-    VKTScriptErrorMemory = 2,       ///< more memory than allowed
+    VKTScriptErrorMemory = 2,       ///< the engine could not go on for lack of memory
     VKTScriptErrorTime = 3,         ///< a turn, or all of them together, took too long
-    VKTScriptErrorFlood = 4,        ///< a message that is too long, or too many that nobody has taken yet
+    VKTScriptErrorFlood = 4,        ///< too many messages that nobody has taken yet
     VKTScriptErrorEnded = 5,        ///< the process that ran it has ended
     VKTScriptErrorUnavailable = 6,  ///< there was never a world: the description says what is missing
 };
@@ -25,16 +25,29 @@ enum VKTScriptErrorCode : std::uint8_t {
 /// be free.
 inline constexpr std::size_t VKTScriptMessageOverhead = 64;
 
-/// What one world may use. A turn is one `evaluate` or `call`.
-struct VKTScriptOptions {
-    std::size_t memoryLimit = std::size_t{16} * 1024 * 1024;  ///< bytes of the engine's heap
+/// What one world may use; each at least 1. A turn is one `evaluate` or `call`. Applications set them as
+/// members of `OMIDKorvonet1::SDKLimits`, and error descriptions name them so.
+///
+/// Times are of the processor, so that a busy device does not punish a script. A world in a process of its
+/// own also ends when a turn takes eight times as long by the clock on the wall.
+struct VKTScriptLimits {
+    /// Bytes of the engine's heap. What would be more is refused, with an exception in the script. A bundle
+    /// of 2 MiB needs up to 20 MiB.
+    std::size_t memoryLimit = std::size_t{32} * 1024 * 1024;
 
-    /// Of processor time, so that a busy device does not punish a script. A world in a process of its own
-    /// also ends when a turn takes eight times as long by the clock on the wall.
-    std::chrono::milliseconds turnLimit{250};
-    std::chrono::seconds totalLimit{60};                      ///< of processor time, all turns together
-    std::size_t messageLimit = std::size_t{64} * 1024;        ///< bytes of one message
+    /// Of one `evaluate`: compiling a bundle of 2 MiB and running it takes half a second on a PC, and a core
+    /// that is eight times slower needs four.
+    std::chrono::milliseconds loadLimit{8000};
+    std::chrono::milliseconds turnLimit{250};  ///< of one `call`
+    std::chrono::seconds totalLimit{60};       ///< of all turns together
+
+    /// Bytes of one message; a longer one is refused, with an exception in the script. A URL of 16,384
+    /// characters, each of them escaped, takes 98,304.
+    std::size_t messageLimit = std::size_t{128} * 1024;
     std::size_t backlogLimit = std::size_t{4} * 1024 * 1024;  ///< bytes of messages not yet delivered
+};
+
+struct VKTScriptOptions : VKTScriptLimits {
     std::string hostPath;  ///< the program for worlds in a process of their own; empty: the installed one
 
     /// Where the system has no filters of system calls, or forbids them, a world in a process of its own runs

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -9,12 +10,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <tuple>
@@ -75,17 +78,17 @@ class ProcessScripts : public testing::Test, public VKTScriptWorld {
 
 TEST_F(ProcessScripts, EndlessTurnsEndByTheirTimeOrFromOutside) {
     struct Case {
-        std::chrono::milliseconds turnLimit;
+        std::chrono::milliseconds loadLimit;
         std::chrono::seconds totalLimit;
         int signal;  // sent to the process in its turn
         const char* end;
         const char* description;
     };
-    for (const Case& each :
-         {Case{100ms, 60s, 0, "end 3", "a turn "},
-          Case{20s, 1s, 0, "end 3", "all turns together used more than 1 s"},
-          Case{200ms, 60s, SIGSTOP, "end 3", "a turn "}, Case{20s, 60s, SIGKILL, "end 5", "by signal 9"}}) {
-        options_.turnLimit = each.turnLimit;
+    for (const Case& each : {Case{100ms, 60s, 0, "end 3", "loading a script "},
+                             Case{20s, 1s, 0, "end 3", "all turns together used more than 1 s"},
+                             Case{200ms, 60s, SIGSTOP, "end 3", "loading a script "},
+                             Case{20s, 60s, SIGKILL, "end 5", "by signal 9"}}) {
+        options_.loadLimit = each.loadLimit;
         options_.totalLimit = each.totalLimit;
         log_.clear();
         openAndEvaluate("postToHost('in a turn'); for (;;);");
@@ -107,8 +110,8 @@ TEST_F(ProcessScripts, AnythingButItsOwnHostIsEndedAndToldAndNothingReplacesIt) 
         {"/dev/null", "", "end 6", "/dev/null (Permission denied)"},
         {"/bin/true", "", "end 6", "/bin/true ended with status 0 before it was ready"},
         {"", R"(\1\0\0\0\0030)", "end 6", "version"},
-        {"", R"(\1\0\0\0\0031\377\377\377\377\6)", "end 4", "messageLimit"},
-        {"", R"(\1\0\0\0\0031\0\0\0\0\143)", "end 5", "nobody understands"}};
+        {"", R"(\1\0\0\0\0032\377\377\377\377\6)", "end 5", "nobody understands"},
+        {"", R"(\1\0\0\0\0032\0\0\0\0\143)", "end 5", "nobody understands"}};
     for (const auto& [path, bytes, end, description] : cases) {
         if (path.empty()) {
             std::ofstream(impostor) << "#!/bin/sh\nprintf '" << bytes << "' >&3\nread wait <&3\n";
@@ -127,9 +130,9 @@ TEST_F(ProcessScripts, AnythingButItsOwnHostIsEndedAndToldAndNothingReplacesIt) 
 TEST_F(ProcessScripts, HearWhetherTheyMayRunWithoutAFilter) {
     options_.hostPath = testing::TempDir() + "host-" + std::to_string(getpid());
     // Answers that it is ready, and with a message of one letter.
-    std::ofstream(options_.hostPath) << "#!/bin/sh\nletter=n; [ \"$4\" = " << VKTScriptHostWithoutFilter
+    std::ofstream(options_.hostPath) << "#!/bin/sh\nletter=n; [ \"$5\" = " << VKTScriptHostWithoutFilter
                                      << " ] && letter=y\n"
-                                     << R"(printf '\1\0\0\0\0031\1\0\0\0\6'$letter >&3; read wait <&3)";
+                                     << R"(printf '\1\0\0\0\0032\1\0\0\0\6'$letter >&3; read wait <&3)";
     chmod(options_.hostPath.c_str(), S_IRWXU);
     for (const bool isAllowed : {false, true}) {
         options_.allowsMissingSystemCallFilter = isAllowed;
@@ -157,11 +160,53 @@ TEST_F(ProcessScripts, RunBehindTheFence) {
         EXPECT_EQ(prlimit(process, resource, nullptr, &limit), 0);
         EXPECT_EQ(limit.rlim_max, 0U);
     }
+    std::ifstream scoreFile("/proc/" + std::to_string(process) + "/oom_score_adj");
+    int score = 0;
+    scoreFile >> score;
+    EXPECT_EQ(score, 1000) << "when memory runs out, scripts go before the player";
     // It has let go of what the player left open.
     close(ends[1]);
     pollfd other{.fd = ends[0], .events = POLLIN, .revents = 0};
     EXPECT_EQ(poll(&other, 1, 0), 1);
     close(ends[0]);
+}
+
+TEST_F(ProcessScripts, StartForAPlayerOfTheLowestPriority) {
+    constexpr uid_t nobody = 65534;  // who may not leave that priority
+    const pid_t player = fork();
+    if (player == 0) {
+        const sched_param priority{};
+        if (sched_setscheduler(0, SCHED_IDLE, &priority) != 0 || (geteuid() == 0 && setuid(nobody) != 0))
+            _exit(EXIT_FAILURE);
+        execl("/proc/self/exe", "player", "--gtest_filter=ProcessScripts.RunBehindTheFence", nullptr);
+        _exit(EXIT_FAILURE);
+    }
+    int status = 0;
+    waitpid(player, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS) << status;
+}
+
+TEST_F(ProcessScripts, OneThatPostsManyMessagesKeepsNobodyWaiting) {
+    VKTScriptHandlers slow;
+    int told = 0;
+    slow.onMessage = [&](const std::string&) {
+        ++told;
+        const auto end = std::chrono::steady_clock::now() + 2ms;
+        while (std::chrono::steady_clock::now() < end) {
+        }
+    };
+    world_ = make_(options_, std::move(slow));
+    world_->evaluate("for (var i = 0; i < 50; ++i) postToHost('')", "many.js");
+    int before = 0;
+    int longest = 0;
+    std::function<void()> other = [&] {
+        longest = std::max(longest, told - std::exchange(before, told));
+        loop_->post(other);
+    };
+    loop_->post(other);
+    EXPECT_TRUE(loop_->runUntil([&] { return told == 50; }, VKTScriptPatience));
+    EXPECT_EQ(longest, 1) << "messages between two runs of another task, each longer than a piece may take";
+    other = nullptr;
 }
 
 TEST_F(ProcessScripts, LeaveNoneBehind) {
@@ -188,7 +233,7 @@ TEST_F(ProcessScripts, EndWithThePlayerEvenInAnEndlessTurn) {
         const std::string parent = std::to_string(getpid());
         if (fork() == 0) {
             dup2(ends[1], VKTScriptHostSocket);
-            execl(VKT_SCRIPT_HOST, VKT_SCRIPT_HOST, "16777216", "60", parent.c_str(), nullptr);
+            execl(VKT_SCRIPT_HOST, VKT_SCRIPT_HOST, "16777216", "1024", "60", parent.c_str(), nullptr);
             _exit(EXIT_FAILURE);
         }
         for (;;)

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -50,7 +51,7 @@ TEST_F(Measure, AScriptHearsTheStandardsEventsInOrderWithTheViewsGeometry) {
     const auto scripts =
         measure("--mute-at 2 --pause-at 4 --click-at 5 --hide-at 9 " + server_.url("/inline"));
     ASSERT_EQ(scripts.size(), 1U);
-    EXPECT_EQ(keysOf(scripts.front()), "vendor script events urls failure");
+    EXPECT_EQ(keysOf(scripts.front()), "vendor script events urls failure loss");
     EXPECT_EQ(textAt(scripts.front(), "vendor"), "demo.verification");
     EXPECT_TRUE(valueOf(scripts.front(), "failure").isNull()) << textAt(scripts.front(), "failure");
     EXPECT_EQ(textsOf(scripts.front(), "events", "type"),
@@ -99,14 +100,14 @@ TEST_F(Measure, AScriptThatQueuesWhatItSendsSaysItsLastWords) {
 }
 
 TEST_F(Measure, AScriptThatMisbehavesHurtsOnlyItself) {
-    // A part of the failure's text; empty: it does not count as one.
-    const std::pair<const char*, const char*> cases[] = {{"throw", "at the top"},
-                                                         {"loop", "250 ms"},
-                                                         {"memory", "alloc failed"},
-                                                         {"flood", ""},
-                                                         {"meddle", "registerSessionObserver"},
-                                                         {"not-there", "404"}};
-    for (const auto& [name, failure] : cases) {
+    // A part of the failure's text; empty: it does not count as one. Whether the script is lost with it.
+    const std::tuple<const char*, const char*, bool> cases[] = {{"throw", "at the top", false},
+                                                                {"loop", "250 ms", true},
+                                                                {"memory", "alloc failed", false},
+                                                                {"flood", "", false},
+                                                                {"meddle", "registerSessionObserver", false},
+                                                                {"not-there", "404", true}};
+    for (const auto& [name, failure, isLost] : cases) {
         SCOPED_TRACE(name);
         const auto scripts = measure("--skip-at 12 " + server_.url(std::string("/measured/") + name));
         ASSERT_EQ(scripts.size(), 2U);
@@ -120,6 +121,7 @@ TEST_F(Measure, AScriptThatMisbehavesHurtsOnlyItself) {
         const std::string text = textAt(bad, "failure");
         EXPECT_NE(text.find(failure), std::string::npos) << text;
         EXPECT_EQ(valueOf(bad, "failure").isNull(), std::string(failure).empty()) << text;
+        EXPECT_EQ(textAt(bad, "loss"), isLost ? text : textAt(good, "loss"));
         EXPECT_LT(valueOf(bad, "urls").asArray()->size(), 10'000U);
     }
 }

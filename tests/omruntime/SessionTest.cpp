@@ -54,6 +54,8 @@ class Sessions : public testing::Test, public MeasurementObserver {
         failures_.push_back(*script.resource.vendorKey() + ": " + error.localizedDescription().value_or(""));
     }
 
+    void scriptLost(const ScriptIdentity&, const VKTError&) override { ++lost_; }
+
     void requestWith(const std::shared_ptr<VKTHTTPSession>& session) {
         runtime_.setURLSession(
             VKTURLSession::initWithSessionProvider(VKTURLSessionProvider::initWithSession(session)));
@@ -122,6 +124,7 @@ class Sessions : public testing::Test, public MeasurementObserver {
     std::shared_ptr<MediaEvents> mediaEvents_;
     std::optional<VKTError> error_;
     Texts sent_, failures_;
+    int lost_ = 0;
 };
 
 TEST_F(Sessions, ArgumentChecks) {
@@ -220,11 +223,11 @@ TEST_F(Sessions, GoodVendorHearsAllWhateverHappensToTheBadOne) {
     };
     const auto body = &VKTFakeHTTPAnswer::withBody;
     check(body("throw new Error('own');"), 1, "own");
-    check(body("omid3p.addEventListener('loaded', function () { for (var t = 'x';;) t += t; });"), 2,
-          "bytes of memory");
+    check(body("omid3p.addEventListener('loaded', function () { for (var t = 'x';;) t += t; });"), 1,
+          "alloc failed");
     check(VKTFakeHTTPAnswer::withStatus(404), 1, "status 404");
     check(VKTFakeHTTPAnswer::withError(VKTURLErrorTimedOut), 1, "-1001");
-    check(body(std::string(ScriptSizeLimit + 1, ' ')), 1, "more than 2097152 bytes");
+    check(body(std::string(SDKLimits().scriptSizeLimit + 1, ' ')), 1, "more than 2097152 bytes");
 }
 
 TEST_F(Sessions, DataOfEventsHasTheStandardsNames) {
@@ -384,19 +387,19 @@ TEST_F(Sessions, TimersAndRequestsOfAScriptAreBounded) {
     const std::size_t before = deliverAll();
     mediaEvents_->skipped();
     drain();
-    EXPECT_EQ(http->requests().size() - before, ScriptRequestLimit);
+    EXPECT_EQ(http->requests().size() - before, SDKLimits().requestLimit);
     const Texts asked = sent();
     EXPECT_EQ(std::count(asked.begin(), asked.end(), "refused http://h/a"), 2);
     EXPECT_EQ(firedAfter(0), "refused http://h/fired/2") << "two failure callbacks; and there is no place";
     session_->finish();
     drain();
-    EXPECT_EQ(deliverAll() - before, ScriptRequestLimit + ScriptRequestWaitingLimit)
+    EXPECT_EQ(deliverAll() - before, SDKLimits().requestLimit + SDKLimits().waitingRequestLimit)
         << "what was accepted is sent, though the world has ended";
 }
 
 TEST_F(Sessions, ManySessionsShareFewWorldsAndLeaveNothing) {
     std::vector<std::shared_ptr<AdSession>> all;
-    for (std::size_t i = 0; i <= ScriptLimit; ++i) {
+    for (std::size_t i = 0; i <= SDKLimits().scriptLimit; ++i) {
         all.push_back(makeSession({"good"}));
         all.back()->start();
     }
@@ -425,13 +428,28 @@ TEST_F(Sessions, AServiceScriptThatIsGarbageOrDeafIsOverAfterASecond) {
     }
 }
 
-TEST_F(Sessions, TheFirstFailureOfAScriptIsLoggedAndAllAreObserved) {
-    serve("bad", "for (var i = 0; i < 3; ++i) setTimeout('no function');");
-    const std::string logged = vkt_debugLogOf([&] { begin({"bad"}); });
-    EXPECT_EQ(failures().size(), 3U);
-    const auto line = logged.find("Verification script of vendor bad, http://h/bad: setTimeout: a function");
-    EXPECT_NE(line, std::string::npos) << logged;
-    EXPECT_EQ(line, logged.rfind("Verification script")) << logged;
+TEST_F(Sessions, TheFirstHarmlessFailureAndTheFatalOneAreEachLoggedOnceAndAllAreObserved) {
+    serve("bad", R"(
+        for (var i = 0; i < 3; ++i) setTimeout('no function');
+        omid3p.addEventListener('impression', function () {
+            for (var i = 0; i < 21000; ++i) omid3p.sendUrl('http://bad/');
+        });)");
+    VKTRecordedLog log;
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(true);
+    begin({"bad"});
+    adEvents_->impressionOccurred(nullptr);
+    drain();
+    VKTLog::sharedInstance()->setIsDebugLoggingEnabled(false);
+    Texts lines = log.take();
+    std::erase_if(lines, [](const std::string& line) { return line.find("of vendor bad") == line.npos; });
+    ASSERT_EQ(lines.size(), 2U) << testing::PrintToString(lines);
+    EXPECT_TRUE(lines[0].starts_with("DEBUG Verification script of vendor bad, http://h/bad: setTimeout: a"))
+        << lines[0];
+    EXPECT_TRUE(
+        lines[1].starts_with("WARNING Verification script of vendor bad, http://h/bad: The script posts"))
+        << lines[1];
+    EXPECT_EQ(failures().size(), 4U);
+    EXPECT_EQ(lost_, 1) << "the observer, too, tells the one from the others";
 }
 
 TEST_F(Sessions, AScriptCannotForgeALineOfTheLog) {
@@ -447,16 +465,18 @@ TEST_F(Sessions, AScriptCannotForgeALineOfTheLog) {
 
 TEST_F(Sessions, AVendorThatIsLostIsAWarningAndAMissingHostOneForAll) {
     VKTRecordedLog log;
-    serve("long", std::string(ScriptSizeLimit + 1, ' '));
+    serve("long", std::string(SDKLimits().scriptSizeLimit + 1, ' '));
     serve("greedy", "for (var i = 0; i < 3; ++i) omid3p.injectJavaScriptResource('file:///etc/passwd');");
     begin({"long", "greedy"});
     Texts lines = log.take();
     ASSERT_EQ(lines.size(), 2U);
     std::sort(lines.begin(), lines.end());
-    EXPECT_TRUE(
-        lines[0].starts_with("WARNING Verification script of vendor greedy asks for the script file:"))
+    EXPECT_TRUE(lines[0].starts_with(
+        "WARNING Verification script of vendor greedy, http://h/greedy asks for the script file:"))
         << lines[0];
-    EXPECT_TRUE(lines[1].ends_with("bytes. Lost: the script measures nothing from now on")) << lines[1];
+    EXPECT_TRUE(
+        lines[1].ends_with("(SDKLimits::scriptSizeLimit). Lost: the script measures nothing from now on"))
+        << lines[1];
     session_.reset();
 
     runtime_.setTrustsScripts(false);

@@ -33,12 +33,15 @@ class World {
     World(VKTScriptOptions options, VKTScriptHandlers handlers)
         : options_(std::move(options)),
           handlers_(std::move(handlers)),
-          engine_(options_.memoryLimit, [this](std::string message) { collect(std::move(message)); }) {}
+          engine_(options_.memoryLimit, options_.messageLimit,
+                  [this](std::string message) { collect(std::move(message)); }) {}
 
-    static void turn(const std::weak_ptr<World>& waiting, const Step& step) {
+    [[nodiscard]] const VKTScriptLimits& limits() const { return options_; }
+
+    static void turn(const std::weak_ptr<World>& waiting, const VKTScriptTurnLimit& limit, const Step& step) {
         const std::shared_ptr<World> world = waiting.lock();
         if (!world || world->ended_) return;
-        std::optional<Failure> failure = world->run(step);
+        std::optional<Failure> failure = world->run(limit, step);
         if (world->flood_) failure = world->flood_;
         for (std::string& message : std::exchange(world->messages_, {})) {
             if (world->abandoned_) return;
@@ -50,14 +53,14 @@ class World {
     void abandon() { abandoned_ = true; }
 
   private:
-    std::optional<Failure> run(const Step& step) {
+    std::optional<Failure> run(const VKTScriptTurnLimit& limit, const Step& step) {
         const nanoseconds begin = processorTime();
         backlog_ = 0;
         std::optional<Failure> failure = step(engine_);
         const nanoseconds taken = processorTime() - begin;
         total_ += taken;
         if (failure && failure->code != VKTScriptErrorException) return failure;
-        if (taken > options_.turnLimit) return Failure{VKTScriptErrorTime, vkt_turnLimitText(options_)};
+        if (taken > limit.time) return Failure{VKTScriptErrorTime, vkt_turnLimitText(limit)};
         if (total_ > options_.totalLimit) return Failure{VKTScriptErrorTime, vkt_totalLimitText(options_)};
         return failure;
     }
@@ -65,9 +68,7 @@ class World {
     void collect(std::string message) {
         if (flood_) return;
         backlog_ += message.size() + VKTScriptMessageOverhead;
-        if (message.size() > options_.messageLimit)
-            flood_ = Failure{VKTScriptErrorFlood, vkt_messageLimitText(options_)};
-        else if (backlog_ > options_.backlogLimit)
+        if (backlog_ > options_.backlogLimit)
             flood_ = Failure{VKTScriptErrorFlood, vkt_backlogLimitText(options_)};
         else
             messages_.push_back(std::move(message));
@@ -98,20 +99,24 @@ class DuktapeExecutor final : public VKTScriptExecutor {
     ~DuktapeExecutor() override { world_->abandon(); }
 
     void evaluate(std::string script, std::string name) override {
-        post([script = std::move(script), name = std::move(name)](VKTDuktapeWorld& world) {
-            return world.evaluate(script, name);
-        });
+        post(vkt_loadLimit(world_->limits()),
+             [script = std::move(script), name = std::move(name)](VKTDuktapeWorld& world) {
+                 return world.evaluate(script, name);
+             });
     }
 
     void call(std::string function, std::string argumentJSON) override {
-        post([function = std::move(function), argument = std::move(argumentJSON)](VKTDuktapeWorld& world) {
-            return world.call(function, argument);
-        });
+        post(vkt_callLimit(world_->limits()),
+             [function = std::move(function), argument = std::move(argumentJSON)](VKTDuktapeWorld& world) {
+                 return world.call(function, argument);
+             });
     }
 
   private:
-    void post(World::Step step) {
-        loop_->post([world = std::weak_ptr(world_), step = std::move(step)] { World::turn(world, step); });
+    void post(VKTScriptTurnLimit limit, World::Step step) {
+        loop_->post([world = std::weak_ptr(world_), limit, step = std::move(step)] {
+            World::turn(world, limit, step);
+        });
     }
 
     const std::shared_ptr<VKTRunLoop> loop_ = VKTPlatform::current().mainRunLoop;

@@ -198,14 +198,13 @@ duk_ret_t describeTurn(duk_context* context, void* data) {
 
 class VKTDuktapeWorld::Engine {
   public:
-    Engine(std::size_t memoryLimit, MessageHandler onMessage) : onMessage_(std::move(onMessage)) {
+    Engine(std::size_t memoryLimit, std::size_t messageLimit, MessageHandler onMessage)
+        : messageLimit_(messageLimit), onMessage_(std::move(onMessage)) {
         start();
         // Not earlier: an engine that is refused memory while it starts recurses without end.
-        if (!heap_.setLimit(memoryLimit) || context_ == nullptr) {
+        const bool isWithin = heap_.setLimit(memoryLimit) && context_ != nullptr;
+        if (!isWithin || run(prepareTurn, "", ""))
             end(VKTScriptErrorMemory, "the engine itself needs more than " + limitText());
-            return;
-        }
-        run(prepareTurn, "", "");
     }
 
     ~Engine() {
@@ -221,15 +220,15 @@ class VKTDuktapeWorld::Engine {
         const Outcome outcome = attempt(body, &turn, 0, 1);
         if (outcome == threw && attempt(describeTurn, &turn, 1, 0) == threw) turn.descriptionLength = 0;
         if (outcome == done) attempt(dropTurn, nullptr, 1, 0);
-        if (context_ == nullptr)
-            end(VKTScriptErrorEnded, "the engine gave up: " + std::string(fatalMessage_.data()));
-        else if (heap_.isExhausted())
-            end(VKTScriptErrorMemory, name + " needs more than " + limitText());
+        if (context_ == nullptr) {
+            end(heap_.isExhausted() ? VKTScriptErrorMemory : VKTScriptErrorEnded,
+                "the engine gave up: " + std::string(fatalMessage_.data()) + memoryNote());
+        }
         if (end_) return end_;
         if (outcome == done) return std::nullopt;
-        const std::string thrown = plainText({turn.description.data(), turn.descriptionLength});
-        return Failure{VKTScriptErrorException,
-                       thrown.empty() ? name + " threw what has no description" : thrown};
+        std::string thrown = plainText({turn.description.data(), turn.descriptionLength});
+        if (thrown.empty()) thrown = name + " threw what has no description";
+        return Failure{VKTScriptErrorException, thrown + memoryNote()};
     }
 
   private:
@@ -256,7 +255,11 @@ class VKTDuktapeWorld::Engine {
     }
 
     [[nodiscard]] std::string limitText() const {
-        return std::to_string(heap_.limit()) + " bytes of memory (VKTScriptOptions::memoryLimit)";
+        return std::to_string(heap_.limit()) + " bytes of memory (SDKLimits::memoryLimit)";
+    }
+
+    [[nodiscard]] std::string memoryNote() const {
+        return heap_.isExhausted() ? "; it asked for more than " + limitText() : "";
     }
 
     static duk_ret_t prepareTurn(duk_context* context, void* /*data*/) {
@@ -276,18 +279,28 @@ class VKTDuktapeWorld::Engine {
         duk_size_t length = 0;
         const char* text = duk_is_symbol(context, 0) != 0 ? nullptr : duk_get_lstring(context, 0, &length);
         if (text == nullptr) return fail(context, DUK_ERR_TYPE_ERROR, "postToHost takes one text");
-        if (!static_cast<Engine*>(functions.udata)->deliver({text, length}))
-            return fail(context, DUK_ERR_RANGE_ERROR, "postToHost: out of memory");
-        return 0;
+        auto& engine = *static_cast<Engine*>(functions.udata);
+        const Delivery delivery = engine.deliver({text, length});
+        if (delivery == delivered) return 0;
+        if (delivery == outOfMemory) return fail(context, DUK_ERR_RANGE_ERROR, "postToHost: out of memory");
+        duk_push_error_object_raw(
+            context, DUK_ERR_RANGE_ERROR, nullptr, 0,
+            "postToHost: the message is longer than %lu bytes (SDKLimits::messageLimit)",
+            static_cast<unsigned long>(engine.messageLimit_));
+        return duk_throw(context);
     }
 
+    enum Delivery : std::uint8_t { delivered, tooLong, outOfMemory };
+
     // No exception may pass through the engine.
-    bool deliver(std::string_view text) noexcept {
+    Delivery deliver(std::string_view text) noexcept {
         try {
-            onMessage_(plainText(text));
-            return true;
+            std::string message = plainText(text);
+            if (message.size() > messageLimit_) return tooLong;
+            onMessage_(std::move(message));
+            return delivered;
         } catch (...) {
-            return false;
+            return outOfMemory;
         }
     }
 
@@ -309,6 +322,7 @@ class VKTDuktapeWorld::Engine {
     }
 
     CountedHeap heap_;
+    const std::size_t messageLimit_;
     const MessageHandler onMessage_;
     duk_context* context_ = nullptr;
     std::jmp_buf fatal_{};
@@ -318,8 +332,8 @@ class VKTDuktapeWorld::Engine {
     friend class VKTDuktapeWorld;
 };
 
-VKTDuktapeWorld::VKTDuktapeWorld(std::size_t memoryLimit, MessageHandler onMessage)
-    : engine_(std::make_unique<Engine>(memoryLimit, std::move(onMessage))) {}
+VKTDuktapeWorld::VKTDuktapeWorld(std::size_t memoryLimit, std::size_t messageLimit, MessageHandler onMessage)
+    : engine_(std::make_unique<Engine>(memoryLimit, messageLimit, std::move(onMessage))) {}
 
 VKTDuktapeWorld::~VKTDuktapeWorld() = default;
 

@@ -26,8 +26,9 @@ class VKTDuktapeWorld {
     /// Called during a turn; must not use the world. The text is UTF-8, unpaired surrogates replaced.
     using MessageHandler = std::function<void(std::string message)>;
 
-    /// `memoryLimit` in bytes, what the engine needs for itself (some 100 KB) included.
-    VKTDuktapeWorld(std::size_t memoryLimit, MessageHandler onMessage);
+    /// Both in bytes; `memoryLimit` includes what the engine needs for itself (some 100 KB). What is refused
+    /// for their sake is an exception in the script, which may catch it.
+    VKTDuktapeWorld(std::size_t memoryLimit, std::size_t messageLimit, MessageHandler onMessage);
     ~VKTDuktapeWorld();
     VKTDuktapeWorld(const VKTDuktapeWorld&) = delete;
     VKTDuktapeWorld& operator=(const VKTDuktapeWorld&) = delete;

@@ -1,14 +1,19 @@
 #include "VKTCoreKit/platform/linux/VKTProcessExecutor.h"
 
+#include <chrono>
+#include <deque>
+#include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/platform/linux/VKTScriptHostProcess.h"
 
 namespace {
+
+// Of one delivery's task, so that a script that posts without end keeps nobody from his work.
+constexpr std::chrono::milliseconds deliveryTime{1};
 
 // What has happened and has not been delivered yet. Any thread.
 class Inbox {
@@ -17,6 +22,7 @@ class Inbox {
 
     enum Outcome : std::uint8_t { first, further, tooMuch };
 
+    // `first`: a delivery has to be posted, which goes on until `next` has nothing.
     Outcome add(VKTScriptHostEvent event) {
         VKTLock lock(mutex_);
         const bool isEnd = event.code && event.code != VKTScriptErrorException;
@@ -24,20 +30,27 @@ class Inbox {
         if (!isEnd && bytes_ + size > limit_) return tooMuch;
         bytes_ += size;
         events_.push_back(std::move(event));
-        return events_.size() == 1 ? first : further;
+        return std::exchange(isDelivered_, true) ? further : first;
     }
 
-    std::vector<VKTScriptHostEvent> take() {
+    std::optional<VKTScriptHostEvent> next() {
         VKTLock lock(mutex_);
-        bytes_ = 0;
-        return std::exchange(events_, {});
+        if (events_.empty()) {
+            isDelivered_ = false;
+            return std::nullopt;
+        }
+        VKTScriptHostEvent event = std::move(events_.front());
+        events_.pop_front();
+        bytes_ -= event.text.size() + VKTScriptMessageOverhead;
+        return event;
     }
 
   private:
     const std::size_t limit_;
     VKTMutex mutex_;
-    std::vector<VKTScriptHostEvent> events_ VKT_GUARDED_BY(mutex_);
+    std::deque<VKTScriptHostEvent> events_ VKT_GUARDED_BY(mutex_);
     std::size_t bytes_ VKT_GUARDED_BY(mutex_) = 0;
+    bool isDelivered_ VKT_GUARDED_BY(mutex_) = false;
 };
 
 // The handlers, on the main thread. Shared with a delivery alone, in which the executor may be destroyed.
@@ -45,13 +58,26 @@ class Receiver {
   public:
     explicit Receiver(VKTScriptHandlers handlers) : handlers_(std::move(handlers)) {}
 
-    static void deliver(const std::weak_ptr<Receiver>& waiting, Inbox& inbox) {
+    // A piece of what is there, in a task of the loop; the next one waits for its turn behind all others.
+    static void deliver(const std::shared_ptr<VKTMainLoop>& loop, const std::weak_ptr<Receiver>& waiting,
+                        const std::shared_ptr<Inbox>& inbox) {
         const std::shared_ptr<Receiver> receiver = waiting.lock();
         if (!receiver) return;
-        for (VKTScriptHostEvent& event : inbox.take()) {
+        const auto end = std::chrono::steady_clock::now() + deliveryTime;
+        do {
+            std::optional<VKTScriptHostEvent> event = inbox->next();
+            if (!event) return;
+            receiver->hear(*event);
             if (receiver->abandoned_) return;
-            receiver->hear(event);
-        }
+        } while (std::chrono::steady_clock::now() < end);
+        post(loop, waiting, inbox);
+    }
+
+    static void post(const std::shared_ptr<VKTMainLoop>& loop, const std::weak_ptr<Receiver>& receiver,
+                     const std::shared_ptr<Inbox>& inbox) {
+        loop->post([weakLoop = std::weak_ptr(loop), receiver, inbox] {
+            if (const auto target = weakLoop.lock()) deliver(target, receiver, inbox);
+        });
     }
 
     void abandon() { abandoned_ = true; }
@@ -99,8 +125,7 @@ class ProcessExecutor final : public VKTScriptExecutor {
                 loop = std::weak_ptr(VKTPlatform::current().mainRunLoop)](VKTScriptHostEvent event) {
             const Inbox::Outcome outcome = inbox->add(std::move(event));
             const auto target = loop.lock();
-            if (target && outcome == Inbox::first)
-                target->post([inbox, receiver] { Receiver::deliver(receiver, *inbox); });
+            if (target && outcome == Inbox::first) Receiver::post(target, receiver, inbox);
             return outcome != Inbox::tooMuch;
         };
     }

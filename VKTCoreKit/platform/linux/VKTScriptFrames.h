@@ -18,8 +18,8 @@ enum VKTScriptFrameKind : std::uint8_t {
     VKTScriptFrameCall = 2,
 
     // From the host.
-    VKTScriptFrameReady = 3,  ///< its version; everything that follows happens behind the fence
-    VKTScriptFrameTurnBegin = 4,
+    VKTScriptFrameReady = 3,      ///< its version; everything that follows happens behind the fence
+    VKTScriptFrameTurnBegin = 4,  ///< empty for a call
     VKTScriptFrameTurnEnd = 5,
     VKTScriptFrameMessage = 6,
     VKTScriptFrameException = 7,  ///< its description
@@ -27,7 +27,7 @@ enum VKTScriptFrameKind : std::uint8_t {
 };
 
 /// Of what stands in this file: an installed host may be older or newer than the library.
-inline constexpr std::string_view VKTScriptFrameVersion = "1";
+inline constexpr std::string_view VKTScriptFrameVersion = "2";
 
 /// The descriptor of the host's end of the connection.
 inline constexpr int VKTScriptHostSocket = 3;

@@ -37,6 +37,7 @@ using namespace std::chrono_literals;
 using std::chrono::nanoseconds;
 using Clock = std::chrono::steady_clock;
 
+constexpr const char* notOurs = "the process says what nobody understands";
 constexpr const char* hostHint = "; is it the vkt-script-host of this library?";
 constexpr auto startLimit = 10s;              // until the process says that it is ready
 constexpr int wallClockFactor = 8;            // of a turn's limit, by the clock on the wall
@@ -118,6 +119,12 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     return pointers;
 }
 
+// Of the calling thread.
+bool hasRealTimePriority() {
+    const int policy = sched_getscheduler(0) & ~SCHED_RESET_ON_FORK;
+    return policy == SCHED_FIFO || policy == SCHED_RR;
+}
+
 // Returns 0 or the error.
 int spawn(pid_t& process, int socket, std::vector<std::string>& arguments,
           std::vector<std::string>& environment) {
@@ -133,13 +140,15 @@ int spawn(pid_t& process, int socket, std::vector<std::string>& arguments,
     posix_spawnattr_setsigdefault(&attributes, &signals);
     sigemptyset(&signals);
     posix_spawnattr_setsigmask(&attributes, &signals);
+    // A group of its own: what the terminal sends is for the player.
+    int flags = POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP;
     // A player with real-time priority keeps it to itself: an endless script would starve its own watch.
+    // Other priorities are inherited, as not everybody may leave the lowest.
+    if (hasRealTimePriority()) flags |= POSIX_SPAWN_SETSCHEDULER;
     const sched_param priority{};
     posix_spawnattr_setschedpolicy(&attributes, SCHED_OTHER);
     posix_spawnattr_setschedparam(&attributes, &priority);
-    // A group of its own: what the terminal sends is for the player.
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK |
-                                              POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSCHEDULER);
+    posix_spawnattr_setflags(&attributes, static_cast<short>(flags));
     const int error = posix_spawn(&process, arguments.front().c_str(), &actions, &attributes,
                                   pointersTo(arguments).data(), pointersTo(environment).data());
     posix_spawnattr_destroy(&attributes);
@@ -239,7 +248,8 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
         std::string looked;
         for (const std::string& path : paths) {
             std::vector<std::string> arguments{path, std::to_string(options_.memoryLimit),
-                                               std::to_string(seconds), std::to_string(getpid())};
+                                               std::to_string(options_.messageLimit), std::to_string(seconds),
+                                               std::to_string(getpid())};
             if (options_.allowsMissingSystemCallFilter) arguments.emplace_back(VKTScriptHostWithoutFilter);
             pid_t process = 0;
             const int error = spawn(process, hostEnd, arguments, environment_);
@@ -271,7 +281,7 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
         reader_.append({buffer_.data(), size});
         for (auto frame = reader_.next(); frame && !isFinished_; frame = reader_.next())
             take(*frame);
-        if (reader_.isSpoilt()) finish(VKTScriptErrorFlood, vkt_messageLimitText(options_));
+        if (reader_.isSpoilt()) finish(VKTScriptErrorEnded, notOurs);
         if (!isFinished_) read();
     }
 
@@ -287,7 +297,7 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
                 isWatching_ = false;
                 return;
             case VKTScriptFrameTurnBegin:
-                beginTurn();
+                beginTurn(frame.content.empty() ? vkt_callLimit(options_) : vkt_loadLimit(options_));
                 return;
             case VKTScriptFrameTurnEnd:
                 isWatching_ = false;
@@ -302,7 +312,7 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
                 finish(endCode(frame.content), frame.content.substr(frame.content.empty() ? 0 : 1));
                 return;
             default:
-                finish(VKTScriptErrorEnded, "the process says what nobody understands");
+                finish(VKTScriptErrorEnded, notOurs);
                 return;
         }
     }
@@ -315,7 +325,7 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
 
     void tell(VKTScriptHostEvent event) {
         if (!event.code && event.text.size() > options_.messageLimit) {
-            finish(VKTScriptErrorFlood, vkt_messageLimitText(options_));
+            finish(VKTScriptErrorEnded, notOurs);
         } else if (onEvent_ && !onEvent_(std::move(event))) {
             finish(VKTScriptErrorFlood, vkt_backlogLimitText(options_));
         }
@@ -323,10 +333,11 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
 
     // --- time
 
-    void beginTurn() {
+    void beginTurn(const VKTScriptTurnLimit& limit) {
         const nanoseconds used = processorTime();
-        turnLimit_ = std::min<nanoseconds>(used + options_.turnLimit, options_.totalLimit);
-        turnEnd_ = Clock::now() + wallClockFactor * options_.turnLimit;
+        limit_ = limit;
+        turnLimit_ = std::min<nanoseconds>(used + limit.time, options_.totalLimit);
+        turnEnd_ = Clock::now() + wallClockFactor * limit.time;
         watchAfter(turnLimit_ - used);
     }
 
@@ -352,16 +363,15 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
             const bool isTotal = turnLimit_ >= options_.totalLimit;
             finish(VKTScriptErrorTime, left > 0ns ? wallLimitText()
                                        : isTotal  ? vkt_totalLimitText(options_)
-                                                  : vkt_turnLimitText(options_));
+                                                  : vkt_turnLimitText(limit_));
             return;
         }
         watchAfter(std::max<nanoseconds>(1ms, std::min(left, leftOnTheWall)));
     }
 
     [[nodiscard]] std::string wallLimitText() const {
-        return "a turn took more than " + std::to_string((wallClockFactor * options_.turnLimit).count()) +
-               " ms by the clock on the wall, " + std::to_string(wallClockFactor) +
-               " times VKTScriptOptions::turnLimit";
+        return limit_.turn + (" took more than " + std::to_string((wallClockFactor * limit_.time).count())) +
+               " ms by the clock on the wall, " + std::to_string(wallClockFactor) + " times " + limit_.name;
     }
 
     [[nodiscard]] nanoseconds processorTime() const {
@@ -466,6 +476,7 @@ class HostProcess final : public VKTScriptHostProcess, public std::enable_shared
     bool isReady_ = false;
     bool isWatching_ = false;
     bool isFinished_ = false;
+    VKTScriptTurnLimit limit_ = vkt_callLimit(options_);
     nanoseconds turnLimit_{0};  // of the processor time of all turns up to this one
     Clock::time_point turnEnd_;
     VKTScriptHostEvent ending_;

@@ -7,22 +7,32 @@
 
 #include "VKTCoreKit/platform/VKTScriptExecutor.h"
 
-inline std::string vkt_turnLimitText(const VKTScriptOptions& options) {
-    return "a turn used more than " + std::to_string(options.turnLimit.count()) +
-           " ms of processor time (VKTScriptOptions::turnLimit)";
+/// A turn's limit, its name, and what such a turn is.
+struct VKTScriptTurnLimit {
+    std::chrono::milliseconds time;
+    const char* name;
+    const char* turn;
+};
+
+inline VKTScriptTurnLimit vkt_loadLimit(const VKTScriptLimits& limits) {
+    return {limits.loadLimit, "SDKLimits::loadLimit", "loading a script"};
 }
 
-inline std::string vkt_totalLimitText(const VKTScriptOptions& options) {
-    return "all turns together used more than " + std::to_string(options.totalLimit.count()) +
-           " s of processor time (VKTScriptOptions::totalLimit)";
+inline VKTScriptTurnLimit vkt_callLimit(const VKTScriptLimits& limits) {
+    return {limits.turnLimit, "SDKLimits::turnLimit", "a turn"};
 }
 
-inline std::string vkt_messageLimitText(const VKTScriptOptions& options) {
-    return "a message is longer than " + std::to_string(options.messageLimit) +
-           " bytes (VKTScriptOptions::messageLimit)";
+inline std::string vkt_turnLimitText(const VKTScriptTurnLimit& limit) {
+    return std::string(limit.turn) + " used more than " + std::to_string(limit.time.count()) +
+           " ms of processor time (" + limit.name + ")";
 }
 
-inline std::string vkt_backlogLimitText(const VKTScriptOptions& options) {
-    return "messages of more than " + std::to_string(options.backlogLimit) +
-           " bytes were not taken yet (VKTScriptOptions::backlogLimit)";
+inline std::string vkt_totalLimitText(const VKTScriptLimits& limits) {
+    return "all turns together used more than " + std::to_string(limits.totalLimit.count()) +
+           " s of processor time (SDKLimits::totalLimit)";
+}
+
+inline std::string vkt_backlogLimitText(const VKTScriptLimits& limits) {
+    return "messages of more than " + std::to_string(limits.backlogLimit) +
+           " bytes were not taken yet (SDKLimits::backlogLimit)";
 }

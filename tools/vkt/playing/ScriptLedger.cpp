@@ -36,6 +36,10 @@ class CountingProvider : public VKTURLSessionProviderProtocol {
     const std::shared_ptr<std::atomic<int>> underWay_;
 };
 
+std::string textOf(const VKTError& error) {
+    return error.localizedDescription().value_or("It failed");
+}
+
 }  // namespace
 
 VKTDictionary reportOfScript(const ScriptRecord& script) {
@@ -46,7 +50,8 @@ VKTDictionary reportOfScript(const ScriptRecord& script) {
             {"script", script.script.empty() ? VKTValue() : VKTValue(script.script)},
             {"events", std::move(events)},
             {"urls", VKTArray(script.urls.begin(), script.urls.end())},
-            {"failure", script.failure ? VKTValue(*script.failure) : VKTValue()}};
+            {"failure", script.failure ? VKTValue(*script.failure) : VKTValue()},
+            {"loss", script.loss ? VKTValue(*script.loss) : VKTValue()}};
 }
 
 std::vector<std::string> linesOfScripts(const ScriptRecords& scripts) {
@@ -61,7 +66,9 @@ std::vector<std::string> linesOfScripts(const ScriptRecords& scripts) {
         if (!script.script.empty()) lines.push_back("      " + script.script);
         for (const auto& [type, time] : script.events)
             lines.push_back("   " + textOfTime(time) + "  " + type);
-        if (script.failure) lines.push_back("      failed: " + *script.failure);
+        if (script.failure && script.failure != script.loss)
+            lines.push_back("      failed, and went on: " + *script.failure);
+        if (script.loss) lines.push_back("      failed: " + *script.loss);
     }
     return lines;
 }
@@ -101,6 +108,7 @@ void ScriptLedger::begin(const VKTOpenMeasurementManager::Scripts& scripts,
         }
         record.isLoaded = record.isOver = !script.javascriptResourceURL || !session;
         if (record.isOver && !record.failure) record.failure = "No session could be opened";
+        if (record.isOver) record.loss = record.failure;
         scripts_.push_back(std::move(record));
     }
     if (!session) return;
@@ -153,7 +161,11 @@ void ScriptLedger::scriptFailed(const OMIDKorvonet1::ScriptIdentity& script, con
     auto* record = recordOf(script);
     if (record == nullptr) return;
     if (error.domain() == OMIDKorvonet1::ErrorDomain) record->isLoaded = true;  // it never will be
-    if (!record->failure) record->failure = error.localizedDescription().value_or("It failed");
+    if (!record->failure) record->failure = textOf(error);
+}
+
+void ScriptLedger::scriptLost(const OMIDKorvonet1::ScriptIdentity& script, const VKTError& error) {
+    if (auto* record = recordOf(script)) record->loss = textOf(error);
 }
 
 void ScriptLedger::scriptEnded(const OMIDKorvonet1::ScriptIdentity& script) {

@@ -24,12 +24,14 @@ struct ScriptRecord {
     std::vector<std::string> urls = {};       ///< that it asked for, and that were sent
     std::size_t refusedURLs = 0;              ///< others that it asked for
     std::optional<std::string> failure = {};  ///< the first
+    std::optional<std::string> loss = {};     ///< the failure with which it was lost; it may be the first
     bool isLoaded = false;                    ///< or never will be
     bool isOver = false;
 };
 using ScriptRecords = std::vector<ScriptRecord>;
 
-/// {"vendor":text|null,"script":url|null,"events":[{"type","time"}],"urls":[url],"failure":text|null}
+/// {"vendor":text|null,"script":url|null,"events":[{"type","time"}],"urls":[url],"failure":text|null,
+/// "loss":text|null}
 VKTDictionary reportOfScript(const ScriptRecord& script);
 
 /// Of an ad that has been played; a few lines for each script.
@@ -62,6 +64,7 @@ class ScriptLedger : public OMIDKorvonet1::MeasurementObserver {
     void scriptSentURL(const OMIDKorvonet1::ScriptIdentity& script, const std::string& URL,
                        bool isSent) override;
     void scriptFailed(const OMIDKorvonet1::ScriptIdentity& script, const VKTError& error) override;
+    void scriptLost(const OMIDKorvonet1::ScriptIdentity& script, const VKTError& error) override;
     void scriptEnded(const OMIDKorvonet1::ScriptIdentity& script) override;
 
   private:

@@ -1,5 +1,6 @@
 #include "VKTCoreKit/platform/linux/host/Fence.h"
 
+#include <fcntl.h>
 #include <seccomp.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -10,6 +11,8 @@
 #include <algorithm>
 #include <csignal>
 #include <ctime>
+#include <memory>
+#include <string_view>
 
 #include "VKTCoreKit/platform/linux/VKTScriptFrames.h"
 
@@ -36,6 +39,14 @@ bool limit(__rlimit_resource resource, rlim_t value) {
 }
 
 }  // namespace
+
+void vkt_offerToOutOfMemoryKiller() {
+    constexpr std::string_view firstOfAll = "1000";
+    const int file = open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC);
+    if (file < 0) return;
+    [[maybe_unused]] const ssize_t written = write(file, firstOfAll.data(), firstOfAll.size());
+    close(file);
+}
 
 bool vkt_detachFromParent(int parent) {
     // The parent may have died before the request.

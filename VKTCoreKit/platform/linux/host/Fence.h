@@ -5,6 +5,10 @@
 #include <cstdint>
 #include <memory>
 
+/// When memory runs out, the system ends this process before any other. Not without /proc. Before
+/// `vkt_detachFromParent`, after which the file is no longer the process's own.
+void vkt_offerToOutOfMemoryKiller();
+
 /// The process ends with its parent, cannot be looked into, and has none of its descriptors but the standard
 /// ones and `VKTScriptHostSocket`. False when something could not be had, and then no script may run.
 bool vkt_detachFromParent(int parent);

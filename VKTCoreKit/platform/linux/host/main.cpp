@@ -1,7 +1,7 @@
-// The program that runs one world, in a process of its own: vkt-script-host MEMORY SECONDS PARENT
-// [unfiltered], with the limits of the engine's memory in bytes and of the processor time, and the process
-// that started it; the last word where the system may have no filters of system calls. It speaks frames on
-// its socket and ends with it.
+// The program that runs one world, in a process of its own: vkt-script-host MEMORY MESSAGE SECONDS
+// PARENT [unfiltered], with the limits of the engine's memory and of a message in bytes and of the processor
+// time, and the process that started it; the last word where the system may have no filters of system calls.
+// It speaks frames on its socket and ends with it.
 #include <unistd.h>
 
 #include <algorithm>
@@ -48,7 +48,7 @@ void runTurn(VKTDuktapeWorld& world, const VKTScriptFrame& frame) {
     const std::size_t nameEnd = std::min(frame.content.find('\0'), frame.content.size());
     const std::string name = frame.content.substr(0, nameEnd);
     const std::string text = frame.content.substr(std::min(nameEnd + 1, frame.content.size()));
-    send(VKTScriptFrameTurnBegin, "");
+    send(VKTScriptFrameTurnBegin, frame.kind == VKTScriptFrameEvaluate ? "load" : "");
     const auto failure =
         frame.kind == VKTScriptFrameEvaluate ? world.evaluate(text, name) : world.call(name, text);
     if (failure && failure->code != VKTScriptErrorException) end(failure->code, failure->description);
@@ -80,18 +80,20 @@ std::size_t number(const char* text) {
 }  // namespace
 
 int main(int count, char** arguments) try {
-    const bool mayLackFilter = count == 5 && std::string_view(arguments[4]) == VKTScriptHostWithoutFilter;
-    if (count != 4 && !mayLackFilter) {
+    const bool mayLackFilter = count == 6 && std::string_view(arguments[5]) == VKTScriptHostWithoutFilter;
+    if (count != 5 && !mayLackFilter) {
         std::fputs("vkt-script-host runs one script for VKTCoreKit, which starts it; there is no other use\n",
                    stderr);
         return EXIT_FAILURE;
     }
     const std::size_t memory = number(arguments[1]);
-    if (!vkt_detachFromParent(static_cast<int>(number(arguments[3])))) return EXIT_FAILURE;
-    VKTDuktapeWorld world(memory, [](const std::string& message) { send(VKTScriptFrameMessage, message); });
+    vkt_offerToOutOfMemoryKiller();
+    if (!vkt_detachFromParent(static_cast<int>(number(arguments[4])))) return EXIT_FAILURE;
+    VKTDuktapeWorld world(memory, number(arguments[2]),
+                          [](const std::string& message) { send(VKTScriptFrameMessage, message); });
     vkt_readTimeZone();
     // Blocks of memory are larger than what is asked for, hence twice.
-    if (!vkt_limitResources(2 * memory + ownAddressSpace, number(arguments[2])))
+    if (!vkt_limitResources(2 * memory + ownAddressSpace, number(arguments[3])))
         end(VKTScriptErrorUnavailable, "the system does not limit what the process may use");
     if (!vkt_limitSystemCalls() && !mayLackFilter) {
         end(VKTScriptErrorUnavailable,

@@ -31,6 +31,7 @@ class VKTScriptWorld {
     explicit VKTScriptWorld(VKTScriptExecutorMaker make) : make_(std::move(make)) {
         // Sanitizers and neighbours take their share of the time.
         options_.turnLimit = std::chrono::seconds(20);
+        options_.loadLimit = std::chrono::seconds(20);
     }
 
     VKTScriptHandlers handlers() {
@@ -104,19 +105,45 @@ TEST_P(VKTScriptExecutorContract, HasTheLanguageAndNothingElse) {
     EXPECT_EQ(log_, std::vector<std::string>{"function"});
 }
 
-TEST_P(VKTScriptExecutorContract, EndsOnceWhenALimitIsPassedAndNamesIt) {
+TEST_P(VKTScriptExecutorContract, RefusesWhatIsTooMuchInTheScriptAndGoesOn) {
     options_.messageLimit = 1000;
-    options_.backlogLimit = 200;
+    const std::string caught = "caught ";
+    const std::string thrown = "exception 1";
+    // The script; what it logs, which is followed by what the next one does; a part of what is told of it.
     const std::tuple<const char*, std::string, const char*> cases[] = {
-        {"var s = 'x'; for (;;) s += s;", "end 2", "::memoryLimit"},
-        {"try { var s = 'x'; for (;;) s += s; } catch (e) { s = null; }", "end 2", "::memoryLimit"},
-        {"postToHost(new Array(1002).join('x'))", "end 4", "::messageLimit"},
+        {"var s = 'x'; for (;;) s += s;", thrown, "SDKLimits::memoryLimit"},
+        {"var a = []; for (;;) a.push({});", thrown, "SDKLimits::memoryLimit"},
+        {"try { var s = 'x'; for (;;) s += s; } catch (e) { s = null; postToHost('caught ') }", caught, ""},
+        {"postToHost(new Array(1002).join('x'))", thrown, "SDKLimits::messageLimit"},
+        {"try { postToHost(new Array(1002).join('x')) } catch (e) { postToHost('caught ') }", caught, ""},
+        {"throw new Error(new Array(100000).join('x'))", thrown, "xxx"}};
+    for (const auto& [script, logged, description] : cases) {
+        log_.clear();
+        description_.clear();
+        openAndEvaluate(std::string("(function () {") + script + "})()");
+        world_->evaluate("postToHost('still here')", "after.js");
+        ASSERT_TRUE(runUntilLogged(2)) << script;
+        EXPECT_EQ(log_, (Log{logged, "still here"})) << script << description_;
+        EXPECT_NE(description_.find(description), std::string::npos) << script << description_;
+    }
+}
+
+TEST_P(VKTScriptExecutorContract, EndsOnceWhenALimitIsPassedAndNamesIt) {
+    options_.backlogLimit = 200;
+    const std::string busy = "for (var end = Date.now() + 200; Date.now() < end;);";
+    const std::tuple<std::string, std::string, const char*> cases[] = {
         {"for (var i = 0; i < 5000; ++i) postToHost('')", "end 4", "::backlogLimit"},
-        {"for (var end = Date.now() + 200; Date.now() < end;);", "end 3", "::turnLimit"}};
+        {busy, "end 3", "::loadLimit"},
+        {"function run() {" + busy + "}", "end 3", "::turnLimit"}};
     for (const auto& [script, end, limit] : cases) {
         log_.clear();
-        options_.turnLimit = end == "end 3" ? std::chrono::milliseconds(5) : std::chrono::seconds(20);
+        const auto limitOf = [limit = std::string(limit)](const char* name) {
+            return limit == name ? std::chrono::milliseconds(5) : std::chrono::seconds(20);
+        };
+        options_.loadLimit = limitOf("::loadLimit");
+        options_.turnLimit = limitOf("::turnLimit");
         openAndEvaluate(script);
+        if (script.starts_with("function")) world_->call("run", "1");
         world_->evaluate("postToHost('still here')", "after.js");
         ASSERT_TRUE(runUntilLast(end)) << script << description_;
         EXPECT_NE(description_.find(limit), std::string::npos) << description_;
@@ -133,8 +160,9 @@ TEST_P(VKTScriptExecutorContract, MayBeDestroyedByEachOfItsHandlers) {
         ++calls;
         world_.reset();
     };
-    for (const char* script :
-         {"postToHost('a'); postToHost('b')", "throw 1", "var s = 'x'; for (;;) s += s;"}) {
+    for (const char* script : {"postToHost('a'); postToHost('b')", "throw 1",
+                               "for (var end = Date.now() + 200; Date.now() < end;);"}) {
+        options_.loadLimit = std::chrono::milliseconds(calls == 2 ? 5 : 20'000);
         world_ = make_(options_, {drop, drop, drop});
         world_->evaluate(script, "test.js");
         world_->evaluate(script, "again.js");
