@@ -18,6 +18,10 @@ void addPairWithFaults(const std::string& name, std::function<double()> ours, st
 /// The same for work that says how many seconds of it count.
 void addTimedPair(const std::string& name, std::function<double()> ours, std::function<double()> limit);
 
+/// The same for work that takes long beside what counts of it: once in each repetition.
+void addTimedPairRunOnce(const std::string& name, std::function<double()> ours,
+                         std::function<double()> limit);
+
 /// How often this thread has asked for memory so far.
 std::size_t allocationCount();
 

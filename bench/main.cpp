@@ -116,8 +116,8 @@ void addOneWithFaults(const std::string& name, std::function<double()> work) {
     })->UseRealTime();
 }
 
-void addOneTimed(const std::string& name, std::function<double()> work) {
-    registerRun(name, [work = std::move(work)](benchmark::State& state) {
+benchmark::internal::Benchmark* addOneTimed(const std::string& name, std::function<double()> work) {
+    return registerRun(name, [work = std::move(work)](benchmark::State& state) {
         for ([[maybe_unused]] auto _ : state)
             state.SetIterationTime(work());
     })->UseManualTime();
@@ -162,6 +162,12 @@ void addPairWithFaults(const std::string& name, std::function<double()> ours, st
 void addTimedPair(const std::string& name, std::function<double()> ours, std::function<double()> limit) {
     addOneTimed(name + "/ours", std::move(ours));
     addOneTimed(name + "/limit", std::move(limit));
+}
+
+void addTimedPairRunOnce(const std::string& name, std::function<double()> ours,
+                         std::function<double()> limit) {
+    addOneTimed(name + "/ours", std::move(ours))->Iterations(1);
+    addOneTimed(name + "/limit", std::move(limit))->Iterations(1);
 }
 
 int main(int argc, char** argv) {
