@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -32,8 +34,10 @@ class Measure : public testing::Test {
         const Outcome outcome = runTool("play --speed 0 --measure --json " + arguments, document);
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         heard_.clear();
+        queued_ = 0;
         for (const VKTDictionary& hit : server_.takePixels()) {
             if (!parameterOf(hit, "n").empty()) heard_.push_back(hit);
+            if (!parameterOf(hit, "queued").empty()) ++queued_;
         }
         std::sort(heard_.begin(), heard_.end(), [](const auto& left, const auto& right) {
             return std::stoi(parameterOf(left, "n")) < std::stoi(parameterOf(right, "n"));
@@ -43,6 +47,7 @@ class Measure : public testing::Test {
 
     const LocalDemoServer server_;
     std::vector<VKTDictionary> heard_;  // requests of the recording script, in the order of its calls
+    std::size_t queued_ = 0;            // requests of the script that queues them
 };
 
 }  // namespace
@@ -124,6 +129,36 @@ TEST_F(Measure, AScriptThatMisbehavesHurtsOnlyItself) {
         EXPECT_EQ(textAt(bad, "loss"), isLost ? text : textAt(good, "loss"));
         EXPECT_LT(valueOf(bad, "urls").asArray()->size(), 10'000U);
     }
+}
+
+// Cores that are busy make scripts late, and punish none.
+TEST_F(Measure, EachGoodVendorOfEightIsHeardOnBusyCores) {
+    const std::string document = server_.get("/inline");
+    const std::size_t begin = document.find("<Verification vendor");
+    const std::string_view endTag = "</Verification>";
+    const std::size_t end = document.find(endTag) + endTag.size();
+    std::string verifications;
+    for (const char* name : {"loop", "record", "memory", "flood", "queue", "throw", "meddle", "record"})
+        verifications += vkt_replacingOccurrences(document.substr(begin, end - begin), "/record.js",
+                                                  std::string("/") + name + ".js");
+    std::atomic<bool> isOver = false;
+    std::vector<std::thread> load;
+    for (unsigned i = 0; i < std::thread::hardware_concurrency(); ++i)
+        load.emplace_back([&] {
+            while (!isOver) {
+            }
+        });
+    const auto scripts = measure("-", document.substr(0, begin) + verifications + document.substr(end));
+    isOver = true;
+    for (auto& thread : load)
+        thread.join();
+    ASSERT_EQ(scripts.size(), 8U);
+    for (const std::size_t good : {1U, 4U, 7U}) {
+        EXPECT_TRUE(valueOf(scripts[good], "loss").isNull()) << textAt(scripts[good], "loss");
+        EXPECT_EQ(entriesOf(scripts[good], "events").size(), 10U) << textAt(scripts[good], "script");
+    }
+    EXPECT_EQ(heard_.size(), 20U);
+    EXPECT_EQ(queued_, 10U);
 }
 
 TEST_F(Measure, ScriptsRunInAnInstallationThatHasMovedAndVendorsHearWhenNoneDoes) {
