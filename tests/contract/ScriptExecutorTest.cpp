@@ -102,6 +102,18 @@ TEST_F(ProcessScripts, EndlessTurnsEndByTheirTimeOrFromOutside) {
     }
 }
 
+TEST_F(ProcessScripts, LoadALargeBundleWithinTheDefaultLimits) {
+    std::string bundle = "var all = [];";
+    for (int i = 0; bundle.size() < std::size_t{2} * 1024 * 1024; ++i) {
+        const std::string n = std::to_string(i);
+        bundle += "all.push(function (a, b) { this.n = " + n + "; return a ? [a, b] : 'a" + n + "'; });";
+    }
+    static_cast<VKTScriptLimits&>(options_) = VKTScriptLimits();
+    openAndEvaluate(bundle + "postToHost('loaded')");
+    EXPECT_TRUE(runUntilLogged(1));
+    EXPECT_EQ(log_, Log{"loaded"}) << description_;
+}
+
 TEST_F(ProcessScripts, AnythingButItsOwnHostIsEndedAndToldAndNothingReplacesIt) {
     const std::string impostor = testing::TempDir() + "impostor-" + std::to_string(getpid());
     // The host, or what an impostor in its place sends; the end, and a part of what is told of it.
