@@ -117,10 +117,12 @@ void addOneWithFaults(const std::string& name, std::function<double()> work) {
 }
 
 benchmark::internal::Benchmark* addOneTimed(const std::string& name, std::function<double()> work) {
-    return registerRun(name, [work = std::move(work)](benchmark::State& state) {
-        for ([[maybe_unused]] auto _ : state)
-            state.SetIterationTime(work());
-    })->UseManualTime();
+    return registerRun(name,
+                       [work = std::move(work)](benchmark::State& state) {
+                           for ([[maybe_unused]] auto _ : state)
+                               state.SetIterationTime(work());
+                       })
+        ->UseManualTime();
 }
 
 // True unless the rows could not be made ready.

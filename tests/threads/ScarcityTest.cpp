@@ -105,15 +105,17 @@ std::string reachability() {
 
 std::string scriptWorld() {
     std::string heard;
+    VKTScriptOptions options;
+    options.turnLimit = 20s;
+    options.hostPath = VKT_SCRIPT_HOST;
     const auto world = VKTPlatform::current().makeScriptExecutor(
-        {.turnLimit = 20s, .hostPath = VKT_SCRIPT_HOST},
-        {.onMessage = [&](const std::string& message) { heard = message; },
-         .onException = nullptr,
-         .onEnd =
-             [&](const VKTError& error) {
-                 heard = "end " + std::to_string(error.code());
-                 EXPECT_NE(error.localizedDescription(), std::nullopt);
-             }});
+        options, {.onMessage = [&](const std::string& message) { heard = message; },
+                  .onException = nullptr,
+                  .onEnd =
+                      [&](const VKTError& error) {
+                          heard = "end " + std::to_string(error.code());
+                          EXPECT_NE(error.localizedDescription(), std::nullopt);
+                      }});
     world->evaluate("postToHost('works')", "test.js");
     VKTPlatform::current().mainRunLoop->runUntil([&] { return !heard.empty(); }, patience);
     return heard;
