@@ -46,7 +46,7 @@ class ScriptRequests : public std::enable_shared_from_this<ScriptRequests> {
     };
 
     void startNext();
-    void start(Request request);
+    void start(Request next);
     void finish(std::uint64_t identifier, const Completion& completion, bool isSuccess);
     void dropAll();
     void tellDropped(std::size_t count, std::string_view why);

@@ -106,7 +106,8 @@ TEST_F(ProcessScripts, LoadALargeBundleWithinTheDefaultLimits) {
     std::string bundle = "var all = [];";
     for (int i = 0; bundle.size() < std::size_t{2} * 1024 * 1024; ++i) {
         const std::string n = std::to_string(i);
-        bundle += "all.push(function (a, b) { this.n = " + n + "; return a ? [a, b] : 'a" + n + "'; });";
+        bundle.append("all.push(function (a, b) { this.n = ").append(n);
+        bundle.append("; return a ? [a, b] : 'a").append(n).append("'; });");
     }
     static_cast<VKTScriptLimits&>(options_) = VKTScriptLimits();
     openAndEvaluate(bundle + "postToHost('loaded')");
