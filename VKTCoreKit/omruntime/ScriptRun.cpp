@@ -343,8 +343,8 @@ void ScriptRun::fireTimers() {
 // ---- failures ----
 
 void ScriptRun::log(const std::string& text) const {
-    VKTLog::sharedInstance()->logDebugWithFormat("Verification script of vendor %@ says: %@",
-                                                 identity_.resource.vendorKey(), vkt_onOneLine(text));
+    VKTLog::sharedInstance()->logDebug(vkt_onOneLine(vkt_stringWithFormat(
+        "Verification script of vendor %@ says: %@", {identity_.resource.vendorKey(), text})));
 }
 
 void ScriptRun::fail(const VKTError& error, std::string_view loss) {
