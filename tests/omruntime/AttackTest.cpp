@@ -118,6 +118,10 @@ TEST_F(Attack, OnlyWhatIsFatalEndsTheScript) {
 }
 
 TEST_F(Attack, ATurnThatTakesTooLongEndsTheScript) {
+    SDKLimits limits;
+    limits.turnLimit =
+        std::chrono::milliseconds(50);  // of the processor, of which a busy machine gives little
+    runtime_.setLimits(limits);
     begin(
         "omid3p.addEventListener('loaded', function () { for (var end = Date.now() + 500; Date.now() < "
         "end;); });");
