@@ -442,13 +442,12 @@ TEST_F(PixelObserverThreads, HearsTheEndOfAManagerThatIsDestroyedInTheMiddle) {
     manager->callPixels();
     while (http->requests().empty())
         std::this_thread::yield();
-    std::atomic<bool> isOver = false;
     std::thread deliverer([&] {
-        while (!isOver)
-            http->deliverNext();
+        while (!http->hasCancelled())
+            std::this_thread::yield();
+        http->deliverNext();
     });
     manager.reset();
-    isOver = true;
     deliverer.join();
     const Texts heard = recorder->take();
     ASSERT_EQ(heard.size(), 5U);

@@ -1,5 +1,6 @@
 #include "VKTCoreKit/platform/testing/VKTFakeHTTPSession.h"
 
+#include <algorithm>
 #include <atomic>
 #include <utility>
 
@@ -90,6 +91,7 @@ class VKTFakeHTTPSession::Task final : public VKTHTTPDataTask, public std::enabl
     }
 
     [[nodiscard]] std::uint64_t taskIdentifier() const override { return identifier_; }
+    [[nodiscard]] bool isCancelled() const { return isCancelled_; }
 
   private:
     const VKTURLRequest request_;
@@ -138,6 +140,12 @@ void VKTFakeHTTPSession::setHandler(Handler handler) {
 std::vector<VKTURLRequest> VKTFakeHTTPSession::requests() const {
     VKTLock lock(state_->mutex);
     return state_->requests;
+}
+
+bool VKTFakeHTTPSession::hasCancelled() const {
+    VKTLock lock(state_->mutex);
+    return std::any_of(state_->waiting.begin(), state_->waiting.end(),
+                       [](const auto& task) { return task->isCancelled(); });
 }
 
 bool VKTFakeHTTPSession::deliverNext() {

@@ -46,6 +46,9 @@ class VKTFakeHTTPSession final : public VKTHTTPSession {
     /// Every request that was resumed, in that order.
     [[nodiscard]] std::vector<VKTURLRequest> requests() const;
 
+    /// True while a request that was cancelled waits for its delivery.
+    [[nodiscard]] bool hasCancelled() const;
+
     /// Completes the request that has waited longest; false when none waits. Cancelled ones wait too.
     bool deliverNext();
 
