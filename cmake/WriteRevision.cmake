@@ -11,8 +11,4 @@ else()
     set(revision "${archived}")
 endif()
 string(SUBSTRING "${revision}00000000" 0 8 revision)
-file(CONFIGURE OUTPUT ${OUTPUT} @ONLY CONTENT
-"#include \"VKTCoreKit/foundation/VKTFrameworkConstants.h\"
-
-const char* const VKTFrameworkRevisionString = \"@revision@\";
-")
+configure_file(${SOURCE_DIR}/cmake/VKTFrameworkRevision.cpp.in ${OUTPUT} @ONLY)
