@@ -5,7 +5,7 @@ set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
 install(TARGETS VKTCoreKit VKTCore VKTPlayer EXPORT VKTCoreKitTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY VKTCoreKit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-    FILES_MATCHING PATTERN "*.h" PATTERN "*.inc" PATTERN "testing" EXCLUDE PATTERN "linux" EXCLUDE)
+    FILES_MATCHING PATTERN "*.h" PATTERN "*.inc" PATTERN "testing" EXCLUDE PATTERN "linux" EXCLUDE PATTERN "detail" EXCLUDE)
 install(EXPORT VKTCoreKitTargets NAMESPACE VKTCoreKit:: DESTINATION ${package_folder})
 
 configure_package_config_file(cmake/VKTCoreKitConfig.cmake.in VKTCoreKitConfig.cmake

@@ -175,6 +175,7 @@ class VKT_EXPORT VKTValue {
         storage_;
 };
 
+/// A key and what stands under it.
 struct VKT_EXPORT VKTDictionary::Entry {
     Entry(std::string_view entryKey, VKTValue&& entryValue) : key(entryKey), value(std::move(entryValue)) {}
 

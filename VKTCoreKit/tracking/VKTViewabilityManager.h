@@ -5,10 +5,10 @@
 #include <memory>
 #include <optional>
 
+#include "VKTCoreKit/core/VKTTimer.h"
 #include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTView.h"
 #include "VKTCoreKit/tracking/VKTViewabilityStatus.h"
-#include "VKTCoreKit/tracking/VKTViewabilityTimer.h"
 
 /// How a view lies in its window. All rectangles are null when (next to) nothing of it is inside.
 struct VKTViewabilityManagerViewStatus {
@@ -77,7 +77,7 @@ class VKT_EXPORT VKTViewabilityManager : public VKTTimerDelegate,
 
     [[nodiscard]] std::shared_ptr<const VKTView> view() const { return view_.lock(); }
     [[nodiscard]] std::shared_ptr<VKTViewabilityManagerDelegate> delegate() const { return delegate_.lock(); }
-    [[nodiscard]] const std::shared_ptr<VKTTimer>& timer() const { return timer_.timer(); }
+    [[nodiscard]] const std::shared_ptr<VKTTimer>& timer() const { return timer_; }
     [[nodiscard]] const std::optional<VKTViewabilityStatus>& lastViewabilityStatus() const {
         return lastViewabilityStatus_;
     }
@@ -89,7 +89,7 @@ class VKT_EXPORT VKTViewabilityManager : public VKTTimerDelegate,
 
     const std::weak_ptr<const VKTView> view_;
     const std::weak_ptr<VKTViewabilityManagerDelegate> delegate_;
-    VKTViewabilityTimer timer_;
+    std::shared_ptr<VKTTimer> timer_;  // null when stopped
     std::optional<VKTViewabilityStatus> lastViewabilityStatus_;
     std::size_t starts_ = 0;
 };

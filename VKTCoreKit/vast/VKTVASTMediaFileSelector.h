@@ -21,6 +21,7 @@ enum VKTVASTMediaFileRule : int {
 #undef VKT_MEDIA_FILE_RULE
 };
 
+/// Whether a media file was chosen, and by which rule.
 struct VKTVASTMediaFileVerdict {
     VKTVASTMediaFileRule rule;
     std::string reason;  ///< the rule in words, a clause
