@@ -64,6 +64,12 @@ struct VKTRemoteLoggerSettings {
 ///
 /// Any thread; meant for the main thread. Requests end on the HTTP delivery thread. A request under way keeps
 /// the logger alive; records that wait are lost with it.
+///
+/// ```cpp
+/// auto logger = VKTRemoteLogger::initWithDefaultEndPoint(url, "player");
+/// logger->configureWithDictionary({{"minLogLevel", "warning"}});
+/// if (auto record = logger->generateLogWithMessage("no ad", VKTRemoteLogLevelWarning)) logger->log(*record);
+/// ```
 class VKT_EXPORT VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
   public:
     using RequestCompletionHandler = std::function<void(bool succeeded)>;

@@ -12,7 +12,7 @@
 #include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 
-/// An IPv6 address in network byte order; IPv4 ones in mapped form (`::ffff:a.b.c.d`). All zero, the
+/// An IPv6 address in network byte order; IPv4 ones in mapped form (RFC 4291, 2.5.5.2). All zero, the
 /// unspecified address, stands for the internet in general.
 struct VKTSocketAddress {
     std::array<std::uint8_t, 16> bytes{};

@@ -39,6 +39,19 @@ class VKT_EXPORT VKTViewabilityManagerDelegate {
 ///
 /// Main thread only: starting, stopping or sampling on another one ends the process with a message. Holds
 /// view and delegate weakly; a view that is gone is not viewable. Stop it before letting go of it.
+///
+/// ```cpp
+/// struct Seen : VKTViewabilityManagerDelegate {
+///     void viewabilityManagerDidChangeViewabilityStatus(VKTViewabilityManager&,
+///                                                       const VKTViewabilityStatus& status) override {
+///         std::cout << status.percentage * 100 << " % of the view is seen\n";
+///     }
+/// };
+/// auto seen = std::make_shared<Seen>();  // held weakly
+/// auto sampling = VKTViewabilityManager::initWithView(view, seen);
+/// sampling->startViewabilityTracking();  // with the first picture
+/// sampling->stopViewabilityTracking();   // when the ad is over
+/// ```
 class VKT_EXPORT VKTViewabilityManager : public VKTTimerDelegate,
                                          public std::enable_shared_from_this<VKTViewabilityManager> {
   public:

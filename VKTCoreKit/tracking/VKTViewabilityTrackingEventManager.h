@@ -53,6 +53,18 @@ class VKT_EXPORT VKTViewabilityTrackingEventManagerEventProgression {
 ///
 /// Main thread only, as the base class. The delegate may track, stop, reset or let go of the manager inside
 /// its callback. Stop it before letting go of it.
+///
+/// ```cpp
+/// #include <VKTCoreKit/tracking/VKTViewableImpressionEvent.h>
+///
+/// VKTTrackingEvents events;
+/// for (const auto& event : ad->viewabilityEvents())
+///     if (auto viewable = VKTViewableImpressionEvent::initWithEvent(event)) events.push_back(viewable);
+/// auto tracking = VKTViewabilityTrackingEventManager::initWithEventFactory(
+///     *VKTTrackingEventDefaultFactory::initWithEvents(events), macros, delegate, pixelManager);
+/// tracking->startViewabilityTracking();
+/// tracking->viewabilityUpdatedWithViewabilityStatus(sampling->viewabilityStatus());  // with each change
+/// ```
 class VKT_EXPORT VKTViewabilityTrackingEventManager : public VKTTrackingEventManager,
                                                       public VKTTimerDelegate {
   public:

@@ -41,6 +41,14 @@ enum VKTVASTManagerErrorCode : std::int32_t {
 ///
 /// No exception leaves an operation but what delegate or adapter throw on the calling thread
 /// (`VKTVASTManagerDelegate`).
+///
+/// ```cpp
+/// // On a worker. `breakDelegate` hears of problems, `adapter` makes ads of the application's own.
+/// auto manager = VKTVASTManager::initWithDelegate(breakDelegate, adapter, nullptr, VKTVASTManagerConfig());
+/// manager->createAdsStoreWithXML(std::nullopt, url, VKTTimeInterval(10));
+/// auto next = manager->nextAdWithTimeout(VKTTimeInterval(10), false);
+/// if (!next.ad) std::cerr << next.error->localizedDescription().value_or("") << '\n';
+/// ```
 class VKT_EXPORT VKTVASTManager final : public VKTVASTManagerProtocol,
                                         public std::enable_shared_from_this<VKTVASTManager> {
   public:

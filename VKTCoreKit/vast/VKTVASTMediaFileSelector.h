@@ -30,6 +30,12 @@ struct VKTVASTMediaFileVerdict {
 };
 
 /// Built, asked and dropped. A value; any thread.
+///
+/// ```cpp
+/// auto selector = VKTVASTMediaFileSelector::initWithMinBitrate(0, 4000, creative->mediaFiles());
+/// if (auto file = selector.mediaFile()) std::cout << file->url->url().absoluteString() << '\n';
+/// for (const auto& verdict : selector.verdicts()) std::cout << verdict.reason << '\n';
+/// ```
 class VKT_EXPORT VKTVASTMediaFileSelector {
   public:
     using Media = std::vector<std::shared_ptr<VKTVASTMediaFile>>;
