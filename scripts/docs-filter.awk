@@ -18,7 +18,6 @@ function tableIn(path,    line, row, rows, words) {
         words = row
         sub(/^[^,]*, */, "", words)
         sub(/\)$/, "", words)
-        gsub(/</, "\\&lt;", words)
         rows = rows "/** " words " */ " row " "
         row = ""
     }
