@@ -1,7 +1,7 @@
 # Fails for each include that cmake/floors.txt does not allow, and for each folder that has no row there.
 # A folder detail/ belongs to its floor, and is for source files and for headers that stand in a detail/ themselves.
 # cmake -D SOURCE_DIR=... -D STAMP=... -P CheckFloors.cmake
-cmake_minimum_required(VERSION 3.24)
+cmake_minimum_required(VERSION 3.18)
 file(STRINGS ${SOURCE_DIR}/cmake/floors.txt rows REGEX "^[^#]")
 foreach(row IN LISTS rows)
     string(REGEX MATCH "^([^:]+):(.*)$" _ "${row}")
@@ -17,7 +17,7 @@ endforeach()
 list(TRANSFORM patterns PREPEND ${SOURCE_DIR}/)
 file(GLOB_RECURSE files RELATIVE ${SOURCE_DIR} ${patterns})
 foreach(file IN LISTS files)
-    cmake_path(GET file PARENT_PATH floor)
+    get_filename_component(floor ${file} DIRECTORY)
     string(REGEX REPLACE "^VKTCoreKit/" "" floor ${floor})
     set(may_include_details TRUE)
     if(floor MATCHES "^(.+)/detail$")
