@@ -41,6 +41,14 @@ class VKTConfigurationRemoteLogger {
 ///
 /// Main thread only. An embedding SDK keeps one for its lifetime; destroying it ends the fetches that it
 /// would start.
+///
+/// ```cpp
+/// auto configuration = VKTConfiguration::init();
+/// configuration->configureWithSiteID(42, configManager);    // fetches
+/// configuration->configureWithKorvoDictionary(korvo);       // what has come of it
+/// if (configuration->isDeprecated()) std::cerr << "there is a newer version\n";
+/// auto identity = configuration->deviceIdentity();
+/// ```
 class VKT_EXPORT VKTConfiguration : public std::enable_shared_from_this<VKTConfiguration> {
   public:
     using GETParameters = std::map<std::string, std::string, std::less<>>;

@@ -50,6 +50,16 @@ class VKT_EXPORT VKTLogDefaultDataSource : public VKTLogDataSource {
 ///
 /// Every operation may be called on any thread, also while another sets the data source, the output or the
 /// flag. Holds its data source and its output strongly.
+///
+/// ```cpp
+/// struct Complaints : VKTLogDataSource {
+///     bool logShouldLogMessageWithLevel(const VKTLog&, VKTLogLevel level) override {
+///         return level == VKTLogLevelError || level == VKTLogLevelWarning;
+///     }
+/// };
+/// VKTLog::sharedInstance()->setDataSource(std::make_shared<Complaints>());
+/// VKTLog::sharedInstance()->logWarning("the tuner is busy");
+/// ```
 class VKT_EXPORT VKTLog {
   public:
     /// The logger of the whole library: tag "VKTCoreKit", silent until it is given another data source or its

@@ -18,6 +18,7 @@ enum VKTOffsetType : std::uint8_t {
     VKTOffsetTypeUnknown = 2,
 };
 
+/// A length of time as a clock shows it.
 struct VKTHoursMinutesSeconds {
     std::int64_t hours = 0;
     std::int64_t minutes = 0;

@@ -77,6 +77,17 @@ class VKT_EXPORT VKTTimerDelegate {
 ///
 /// Main thread only. Holds its delegate weakly, and the run loop does not hold the timer: one that is
 /// destroyed while running logs that and stops.
+///
+/// ```cpp
+/// struct Clock : VKTTimerDelegate {
+///     void timerFired(VKTTimer& timer) override { std::cout << timer.timerCount() << '\n'; }
+/// };
+/// auto clock = std::make_shared<Clock>();  // held weakly
+/// auto timer = VKTTimer::initWithInterval(
+///     VKTTimerInterval::finiteRepetitionsWithTime(VKTTimeInterval(1), 10), clock);
+/// timer->start();
+/// timer->stop();
+/// ```
 class VKT_EXPORT VKTTimer : public std::enable_shared_from_this<VKTTimer> {
   public:
     using StopHandler = std::function<void(VKTTimer& timer)>;

@@ -17,6 +17,7 @@
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
+/// What an object writes its properties to. One thread at a time.
 class VKT_EXPORT VKTKeyedArchiver {
   public:
     void encodeString(std::string_view key, const std::optional<std::string>& value);
@@ -62,6 +63,7 @@ class VKT_EXPORT VKTKeyedArchiver {
     VKTDictionary values_;
 };
 
+/// What an object reads its properties from. It changes nothing, so any number of threads may read.
 class VKT_EXPORT VKTKeyedUnarchiver {
   public:
     /// Reads from `values`, which must outlive this object.

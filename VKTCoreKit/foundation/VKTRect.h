@@ -5,6 +5,7 @@
 
 #include "VKTCoreKit/foundation/VKTExport.h"
 
+/// A place in a view, in points.
 struct VKTPoint {
     double x = 0;
     double y = 0;

@@ -17,6 +17,13 @@ struct VKTURLQueryItem {
     std::optional<std::string> value;
 };
 
+/// A text that is a URL, and its parts. A value; any thread.
+///
+/// ```cpp
+/// auto parsed = VKTURL::URLWithString("https://ads.example.com/vast?slot=1");
+/// if (parsed) std::cout << parsed->host().value_or("") << '\n';
+/// auto tracker = VKTURL::URLWithDocumentText("https://t.example.com/?cb=[CACHEBUSTING]");
+/// ```
 class VKT_EXPORT VKTURL {
   public:
     /// The empty URL, which parses from no text.

@@ -60,6 +60,13 @@ class VKT_EXPORT VKTNumber {
 
 /// String keys to values, in the order in which the keys were first set. Look-ups are constant-time, whatever
 /// the number of keys and whoever chose them; equality does not look at the order.
+///
+/// ```cpp
+/// VKTDictionary request{{"slot", "preroll"}, {"count", 2}};
+/// request["sizes"] = VKTArray{640, 360};
+/// if (const VKTValue* slot = request.find("slot")) std::cout << slot->description() << '\n';
+/// for (const auto& [key, value] : request) std::cout << key << '=' << value.description() << '\n';
+/// ```
 class VKT_EXPORT VKTDictionary {
   public:
     struct Entry;
@@ -175,6 +182,7 @@ class VKT_EXPORT VKTValue {
         storage_;
 };
 
+/// A key and what stands under it.
 struct VKT_EXPORT VKTDictionary::Entry {
     Entry(std::string_view entryKey, VKTValue&& entryValue) : key(entryKey), value(std::move(entryValue)) {}
 

@@ -32,6 +32,14 @@ using VKTReachabilityStatusBlock = std::function<void(VKTNetworkReachabilityStat
 /// Watches a target while it monitors. Changes are reported on the main thread, through the platform's main
 /// run loop and notification centre; everything may be read and set on any thread. Destroying it stops
 /// monitoring; a report under way keeps it alive.
+///
+/// ```cpp
+/// auto reachability = VKTReachabilityManager::managerForDomain("ads.example.com");
+/// reachability->setReachabilityStatusChangeBlock([](VKTNetworkReachabilityStatus status) {
+///     std::cout << VKTStringFromNetworkReachabilityStatus(status) << '\n';
+/// });
+/// reachability->startMonitoring();
+/// ```
 class VKT_EXPORT VKTReachabilityManager : public std::enable_shared_from_this<VKTReachabilityManager> {
   public:
     /// For the internet in general, monitoring since the first call, which reports on its thread. Never

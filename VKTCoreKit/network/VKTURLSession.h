@@ -105,6 +105,15 @@ class VKT_EXPORT VKTURLSessionProvider : public VKTURLSessionProviderProtocol {
 
 /// Requests, asynchronous and blocking. Safe from any thread; holds its provider strongly. The handler of an
 /// asynchronous request may be null. The forms with a URL make a GET request.
+///
+/// ```cpp
+/// auto session = VKTURLSession::sharedInstance();
+/// auto task = session->asynchronousDataRequestWithURL(url, [](const auto& response, const auto&) {
+///     if (response.response()) std::cout << response.response()->statusCode << '\n';  // on the HTTP thread
+/// });
+/// task->cancel();
+/// auto response = session->synchronousDataRequestWithURL(url);  // blocks
+/// ```
 class VKT_EXPORT VKTURLSession {
   public:
     static constexpr VKTTimeInterval DEFAULT_TIMEOUT{60.0};

@@ -14,6 +14,13 @@
 
 /// A view whose properties are set by hand. Main thread only. A view owns its subviews; a subview knows its
 /// superview weakly. Its topmost view may hang below a view of the application's own.
+///
+/// ```cpp
+/// auto window = VKTHeadlessView::windowWithFrame({0, 0, 1920, 1080});
+/// auto adView = VKTHeadlessView::initWithFrame({0, 0, 1920, 1080});
+/// window->addSubview(adView);              // keep both: a view knows the one around it weakly
+/// adView->setFrame({480, 270, 960, 540});  // the ad is shown smaller
+/// ```
 class VKT_EXPORT VKTHeadlessView : public VKTView, public std::enable_shared_from_this<VKTHeadlessView> {
   public:
     /// The bounds have the frame's size and begin at (0, 0).

@@ -9,6 +9,7 @@
 #include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
+/// What has happened, by name, and the details of it.
 struct VKTNotification {
     std::string name;
     VKTDictionary userInfo;

@@ -25,6 +25,13 @@
 
 /// One implementation of every interface, and makers for those that are needed more than once. No member is
 /// empty. The set is read by any thread; the services say for themselves what they allow.
+///
+/// ```cpp
+/// VKTPlatform platform = VKTPlatform::current();
+/// platform.keyValueStore = platform.makeKeyValueStore("/data/player/state.db", onProblem);
+/// VKTPlatform::setCurrent(std::move(platform));  // before anything else of the library is used
+/// VKTPlatform::current().mainRunLoop->run();
+/// ```
 struct VKT_EXPORT VKTPlatform {
     std::shared_ptr<VKTClock> clock;
     std::shared_ptr<VKTRandomSource> random;

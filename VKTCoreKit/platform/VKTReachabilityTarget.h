@@ -12,7 +12,7 @@
 #include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 
-/// An IPv6 address in network byte order; IPv4 ones in mapped form (::ffff:a.b.c.d). All zero, the
+/// An IPv6 address in network byte order; IPv4 ones in mapped form (RFC 4291, 2.5.5.2). All zero, the
 /// unspecified address, stands for the internet in general.
 struct VKTSocketAddress {
     std::array<std::uint8_t, 16> bytes{};
@@ -23,6 +23,7 @@ struct VKTSocketAddress {
 /// What is to be reached: an address, or a host by its name.
 using VKTReachabilityPeer = std::variant<VKTSocketAddress, std::string>;
 
+/// What the system says of the way to a peer.
 struct VKTReachabilityFlags {
     bool reachable = false;             ///< perhaps only after a connection has been made:
     bool connectionRequired = false;    ///< one must be made first,

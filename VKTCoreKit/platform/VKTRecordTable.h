@@ -9,6 +9,7 @@
 
 #include "VKTCoreKit/foundation/VKTExport.h"
 
+/// Bytes under a number that the table has given them.
 struct VKTRecord {
     std::int64_t number = 0;  ///< rises with each record that is added; of one that was removed it may return
     std::string bytes;

@@ -48,6 +48,7 @@ struct VKTScriptLimits {
     std::size_t backlogLimit = std::size_t{4} * 1024 * 1024;  ///< bytes of messages not yet delivered
 };
 
+/// How worlds are made: their limits, and where their program is.
 struct VKTScriptOptions : VKTScriptLimits {
     std::string hostPath;  ///< the program for worlds in a process of their own; empty: the installed one
 

@@ -15,6 +15,7 @@ inline constexpr const char* VKTXMLErrorDomain = "NSXMLParserErrorDomain";
 inline constexpr const char* VKTXMLErrorLineKey = "VKTXMLErrorLine";
 inline constexpr const char* VKTXMLErrorColumnKey = "VKTXMLErrorColumn";
 
+/// An attribute of an element, with entities replaced in the value.
 struct VKTXMLAttribute {
     std::string_view name;  ///< as written, prefix kept
     std::string_view value;

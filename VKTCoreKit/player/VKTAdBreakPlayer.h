@@ -16,9 +16,11 @@
 /// Resolves the break on a thread of its own, and plays its ads one after another on the main loop: it tells
 /// the media player what to do, and tracks what comes of it.
 ///
-///     auto services = VKTAdBreakServices::initWithPlatform(VKTPlatform::current());
-///     auto player = VKTAdBreakPlayer::initWithMediaPlayer(mediaPlayer, view, delegate, services);
-///     player->startWithURL(url);
+/// ```cpp
+/// auto services = VKTAdBreakServices::initWithPlatform(VKTPlatform::current());
+/// auto player = VKTAdBreakPlayer::initWithMediaPlayer(mediaPlayer, view, playerDelegate, services);
+/// player->startWithURL(url);
+/// ```
 ///
 /// Tracked are impression, creativeView and loaded when the first picture is seen; start, quartiles, complete
 /// and progress by the position, with the duration of the document or else of the media; what the viewer

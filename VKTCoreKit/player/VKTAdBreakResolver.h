@@ -18,6 +18,13 @@ VKT_EXPORT VKTReplacements vkt_macrosOfAdBreak(const VKTAdBreakOptions& options)
 ///
 /// Threads: one at a time calls it, a worker and never the main thread, since it blocks for the time budget
 /// at most; `cancel` may be called on any. Holds what it is made of.
+///
+/// ```cpp
+/// // On a worker.
+/// auto resolver = VKTAdBreakResolver::initWithOptions(VKTAdBreakOptions(), services, nullptr);
+/// resolver->readWithXML(std::nullopt, url);
+/// while (auto next = resolver->nextAd()) std::cout << next->problem << '\n';  // empty: it can be played
+/// ```
 class VKT_EXPORT VKTAdBreakResolver {
   public:
     /// Of the services the clock, the session and the passback pool are used. The delegate, which may be

@@ -12,10 +12,13 @@
 
 /// Takes out the media files of a creative that the player cannot play; among the others
 /// `VKTVASTMediaFileSelector` chooses. A passive record; any thread.
-///     VKTMediaProfile profile;
-///     profile.types = {"video/mp4"};
-///     profile.codecs = {"avc1", "mp4a"};
-///     profile.maximumHeight = 1080;
+///
+/// ```cpp
+/// VKTMediaProfile profile;
+/// profile.types = {"video/mp4"};
+/// profile.codecs = {"avc1", "mp4a"};
+/// profile.maximumHeight = 1080;
+/// ```
 ///
 /// A list that is empty, and a number that is not above 0, leave everything open: a profile with nothing set
 /// takes out VPAID only. Texts are compared without regard to the case of ASCII letters and to white space at

@@ -18,6 +18,14 @@ enum VKTIdentityType : int {
 
 /// The identifiers are those of the moment in which it was made; consent strings and decisions are read from
 /// the provider at each call. Any thread. Holds its provider.
+///
+/// ```cpp
+/// auto identity = VKTIdentity::initWithHashed(false, true);
+/// if (identity->canSendIDs())
+///     std::cout << identity->identity() << '\n';
+/// else
+///     std::cout << identity->verdictOnIDs().reason() << '\n';
+/// ```
 class VKT_EXPORT VKTIdentity {
   public:
     /// The provider must not be null. The identity is the first there is of: the custom identifier (an empty

@@ -27,6 +27,12 @@ inline constexpr std::string_view VKTTransientIDLastGenerationKey =
 /// Asks device and store afresh at each call; stored values of a type that is not expected count as missing.
 /// The operations that begin with "read" tell what cannot be read from what is missing, and are for whoever
 /// decides by it; the plain ones give nothing for both. Any thread. Holds its collaborators.
+///
+/// ```cpp
+/// auto provider = VKTIdentityProvider::init();
+/// for (const auto& fault : provider->signalFaults()) std::cerr << fault.words() << '\n';
+/// auto identity = VKTIdentity::initWithIdentityProvider(provider, false, true, std::nullopt);
+/// ```
 class VKT_EXPORT VKTIdentityProvider {
   public:
     /// Over the platform's services.

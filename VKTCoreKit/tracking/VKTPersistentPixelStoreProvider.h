@@ -19,7 +19,13 @@ inline constexpr const char* VKTPixelStoreErrorDomain = "VKTPixelStoreErrorDomai
 inline constexpr int VKTPixelStoreErrorOwnedByAnother = 1;
 
 /// Keeps each pixel as a record in a table of a key-value store. For embedders who want it:
-///     VKTPixelStore::initWithProvider(VKTPersistentPixelStoreProvider::initWithKeyValueStore(store))
+///
+/// ```cpp
+/// auto file = VKTPlatform::current().makeKeyValueStore("/data/player/pixels.db", onProblem);
+/// auto provider = VKTPersistentPixelStoreProvider::initWithKeyValueStore(file);
+/// auto store = VKTPixelStore::initWithProvider(provider);
+/// ```
+///
 /// A change that has been saved survives the death of the process at any later moment. Adding, delivering and
 /// expiring cost the same however many pixels are pending.
 ///

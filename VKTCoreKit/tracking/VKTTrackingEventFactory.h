@@ -13,6 +13,7 @@
 
 using VKTTrackingEvents = std::vector<std::shared_ptr<VKTTrackingEvent>>;
 
+/// Where a tracking manager takes its events from.
 class VKT_EXPORT VKTTrackingEventFactory {
   public:
     virtual ~VKTTrackingEventFactory() = default;

@@ -38,6 +38,16 @@ enum VKTVideoEvent : std::uint32_t {
 /// Also fires events by playback position, each at most once, consumable or not. The offsets are those that
 /// the events have when the manager is made, whatever becomes of them later. A replay needs a new manager.
 /// Main thread only; lifetimes as in the base class.
+///
+/// ```cpp
+/// auto events =
+///     VKTVASTTrackingEventFactory::initWithVASTTrackingEvents(creative->trackingEvents(), mediaDuration);
+/// auto tracking =
+///     VKTVideoTrackingEventManager::initWithEventFactory(*events, macros, delegate, pixelManager);
+/// tracking->trackVideoEvent(VKTVideoEventCreativeView, {});  // the first picture is seen
+/// tracking->playbackProgressedToTime(position, {});          // about four times a second
+/// tracking->trackVideoEvent(VKTVideoEventPause, {});         // what the viewer does
+/// ```
 class VKT_EXPORT VKTVideoTrackingEventManager : public VKTTrackingEventManager {
   public:
     /// Without a pixel manager, the shared one.

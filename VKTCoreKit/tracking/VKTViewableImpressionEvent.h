@@ -13,12 +13,9 @@
 inline constexpr double VKTViewableVideoArea = 0.5;  ///< share of the view, from 0 to 1
 inline constexpr double VKTViewableVideoTime = 2;    ///< seconds
 
-/// A "viewable" event of an ad with its criterion, for a `VKTViewabilityTrackingEventManager`:
-///     for (const auto& event : ad->viewabilityEvents()) {
-///         if (auto viewable = VKTViewableImpressionEvent::initWithEvent(event)) {
-///             events.push_back(std::move(viewable));
-///         }
-///     }
+/// A "viewable" event of an ad with its criterion, for a `VKTViewabilityTrackingEventManager`, which has an
+/// example.
+///
 /// The manager counts continuous time as far as samples four times a second show it: what it knows at a tick
 /// is taken for the time since the tick before, and one tick with a smaller share begins anew. So the pixel
 /// is called up to a quarter of a second before or after the moment, and a break that no sample meets is not

@@ -21,6 +21,7 @@ enum VKTVASTMediaFileRule : int {
 #undef VKT_MEDIA_FILE_RULE
 };
 
+/// Whether a media file was chosen, and by which rule.
 struct VKTVASTMediaFileVerdict {
     VKTVASTMediaFileRule rule;
     std::string reason;  ///< the rule in words, a clause
@@ -29,6 +30,12 @@ struct VKTVASTMediaFileVerdict {
 };
 
 /// Built, asked and dropped. A value; any thread.
+///
+/// ```cpp
+/// auto selector = VKTVASTMediaFileSelector::initWithMinBitrate(0, 4000, creative->mediaFiles());
+/// if (auto file = selector.mediaFile()) std::cout << file->url->url().absoluteString() << '\n';
+/// for (const auto& verdict : selector.verdicts()) std::cout << verdict.reason << '\n';
+/// ```
 class VKT_EXPORT VKTVASTMediaFileSelector {
   public:
     using Media = std::vector<std::shared_ptr<VKTVASTMediaFile>>;

@@ -43,6 +43,15 @@ inline void vkt_ignoreVASTDocumentErrors(const VKTVASTError& /*error*/,
                                          const std::optional<std::string>& /*XMLText*/) {}
 
 /// Stateless; any thread.
+///
+/// ```cpp
+/// auto response = VKTVASTParser::parseXMLAndGenerateVASTObjectModel(xml);
+/// if (response.model) {
+///     for (const auto& each : response.model->ads()) std::cout << each->adID().value_or("an ad") << '\n';
+/// } else {
+///     std::cerr << response.outcome.problem << '\n';
+/// }
+/// ```
 class VKT_EXPORT VKTVASTParser {
   public:
     /// Checks, in this order: data there, XML well formed, version there, version supported, an ad at least.

@@ -7,8 +7,8 @@
 
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/omruntime/AdSession.h"
-#include "VKTCoreKit/omruntime/EmbeddedServiceScript.h"
 #include "VKTCoreKit/omruntime/SDK.h"
+#include "VKTCoreKit/omruntime/detail/EmbeddedServiceScript.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "tests/support/VKTRecordedLog.h"
 
