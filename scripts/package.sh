@@ -3,6 +3,7 @@
 #   package.sh build   builds the packages
 #   package.sh check   installs them in a clean Debian, uses them there, and removes them again; needs root, mmdebstrap
 #                      and a mirror (VKT_DEBIAN_MIRROR, Debian's own when unset)
+#   package.sh root    makes that clean Debian, build/package/root, for another trial
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -65,5 +66,6 @@ check() {
 case ${1:-} in
     build) build ;;
     check) check ;;
-    *) die "usage: package.sh build | check" ;;
+    root) make_root ;;
+    *) die "usage: package.sh build | check | root" ;;
 esac
