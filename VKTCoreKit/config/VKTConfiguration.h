@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "VKTCoreKit/config/VKTRemoteConfigManager.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTLocationServices.h"
 #include "VKTCoreKit/platform/VKTNotificationCentre.h"
 #include "VKTCoreKit/privacy/VKTIdentity.h"
@@ -40,7 +41,7 @@ class VKTConfigurationRemoteLogger {
 ///
 /// Main thread only. An embedding SDK keeps one for its lifetime; destroying it ends the fetches that it
 /// would start.
-class VKTConfiguration : public std::enable_shared_from_this<VKTConfiguration> {
+class VKT_EXPORT VKTConfiguration : public std::enable_shared_from_this<VKTConfiguration> {
   public:
     using GETParameters = std::map<std::string, std::string, std::less<>>;
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// A record as it stands in the body of a request.
 struct VKTRemoteLogRecord {
     std::uint64_t number = 0;  ///< in the order of submission
@@ -16,13 +18,13 @@ struct VKTRemoteLogRecord {
 using VKTRemoteLogRecords = std::vector<VKTRemoteLogRecord>;
 
 /// The texts' length in bytes.
-std::size_t vkt_bytesOfRecords(const VKTRemoteLogRecords& records);
+VKT_EXPORT std::size_t vkt_bytesOfRecords(const VKTRemoteLogRecords& records);
 
 /// The JSON array of the records, joined from their texts.
-std::string vkt_bodyOfRecords(const VKTRemoteLogRecords& records);
+VKT_EXPORT std::string vkt_bodyOfRecords(const VKTRemoteLogRecords& records);
 
 /// In the order in which they are to be sent. Not safe between threads: its owner has a lock.
-class VKTRemoteLogBacklog {
+class VKT_EXPORT VKTRemoteLogBacklog {
   public:
     /// Adds a record at the end and releases all.
     void submit(std::string text);

@@ -15,6 +15,7 @@
 #include "VKTCoreKit/config/VKTRemoteLog.h"
 #include "VKTCoreKit/config/VKTRemoteLogBacklog.h"
 #include "VKTCoreKit/core/VKTTimer.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/platform/VKTClock.h"
@@ -62,7 +63,7 @@ struct VKTRemoteLoggerSettings {
 ///
 /// Any thread; meant for the main thread. Requests end on the HTTP delivery thread. A request under way keeps
 /// the logger alive; records that wait are lost with it.
-class VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
+class VKT_EXPORT VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
   public:
     using RequestCompletionHandler = std::function<void(bool succeeded)>;
 

@@ -4,8 +4,9 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTDevice.h"
 
 /// The IPv4 address of the interface "en0", the last when it has several; nothing when it has none. Any
 /// thread.
-std::optional<std::string> vkt_WiFiIPv4Address(const VKTDevice& device);
+VKT_EXPORT std::optional<std::string> vkt_WiFiIPv4Address(const VKTDevice& device);

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 struct VKTPoint {
     double x = 0;
     double y = 0;
@@ -12,7 +14,7 @@ struct VKTPoint {
 
 /// A value; width and height are not negative. The null rectangle is "no rectangle at all": it intersects
 /// nothing and adds nothing to a union, and it equals only itself. A rectangle without area is not null.
-struct VKTRect {
+struct VKT_EXPORT VKTRect {
     double x = 0;
     double y = 0;
     double width = 0;
@@ -32,4 +34,4 @@ struct VKTRect {
 };
 
 /// "{{x, y}, {width, height}}", the null rectangle's origin as "inf".
-std::string vkt_stringFromRect(const VKTRect& rect);
+VKT_EXPORT std::string vkt_stringFromRect(const VKTRect& rect);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
 namespace OMIDKorvonet1 {
@@ -44,19 +45,19 @@ struct ScriptMessage {
 };
 
 /// Reads what a script posted, which may be anything at all. Nothing when it is none of the messages above.
-std::optional<ScriptMessage> scriptMessageFromText(std::string_view text);
+VKT_EXPORT std::optional<ScriptMessage> scriptMessageFromText(std::string_view text);
 
 /// What the service script is told, as JSON. Times are milliseconds since 1970.
-std::string startMessage(const std::string& adSessionId, std::int64_t time, const VKTDictionary& data,
-                         const std::optional<std::string>& vendorKey,
-                         const std::optional<std::string>& parameters);
-std::string eventMessage(std::string_view type, std::int64_t time, const VKTDictionary& data);
-std::string evaluatedMessage();
-std::string finishMessage(std::int64_t time);
-std::string timersMessage(const std::vector<std::int64_t>& identifiers);
-std::string replyMessage(std::int64_t identifier, bool isSuccess);
+VKT_EXPORT std::string startMessage(const std::string& adSessionId, std::int64_t time,
+                                    const VKTDictionary& data, const std::optional<std::string>& vendorKey,
+                                    const std::optional<std::string>& parameters);
+VKT_EXPORT std::string eventMessage(std::string_view type, std::int64_t time, const VKTDictionary& data);
+VKT_EXPORT std::string evaluatedMessage();
+VKT_EXPORT std::string finishMessage(std::int64_t time);
+VKT_EXPORT std::string timersMessage(const std::vector<std::int64_t>& identifiers);
+VKT_EXPORT std::string replyMessage(std::int64_t identifier, bool isSuccess);
 
 /// The text, or "" when it is not UTF-8 and could not be sent.
-std::string sendableText(std::string_view text);
+VKT_EXPORT std::string sendableText(std::string_view text);
 
 }  // namespace OMIDKorvonet1

@@ -4,12 +4,13 @@
 #include <cstddef>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTRect.h"
 
 namespace OMIDKorvonet1 {
 
 /// Measures again and again without asking for memory again. One thread.
-class CoveredArea {
+class VKT_EXPORT CoveredArea {
   public:
     /// The area of the union. Time grows with n log n. Rectangles are finite.
     double of(const std::vector<VKTRect>& rects);

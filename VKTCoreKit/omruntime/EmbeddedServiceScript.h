@@ -3,9 +3,11 @@
 
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 namespace OMIDKorvonet1 {
 
 /// ECMAScript 5, from service_script.js. Gives a verification script its `omid3p`; not certified by anybody.
-std::string_view embeddedServiceScript();
+VKT_EXPORT std::string_view embeddedServiceScript();
 
 }  // namespace OMIDKorvonet1

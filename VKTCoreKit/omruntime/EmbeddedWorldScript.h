@@ -3,9 +3,11 @@
 
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 namespace OMIDKorvonet1 {
 
 /// ECMAScript 5, from world_script.js. Adds to the engine's language what scripts for browsers expect of it.
-std::string_view embeddedWorldScript();
+VKT_EXPORT std::string_view embeddedWorldScript();
 
 }  // namespace OMIDKorvonet1

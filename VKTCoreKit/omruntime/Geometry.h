@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTRect.h"
 #include "VKTCoreKit/omruntime/CoveredArea.h"
 #include "VKTCoreKit/omruntime/Enumerations.h"
@@ -63,7 +64,7 @@ struct Geometry {
 
 /// Looks at the views again and again. When nothing has changed a look asks for no memory, as long as the
 /// views do not. Main thread only; holds no view between looks.
-class GeometryWalker {
+class VKT_EXPORT GeometryWalker {
   public:
     /// True when something has changed since the look before.
     bool look(const std::shared_ptr<const VKTView>& adView, bool hasAdView,

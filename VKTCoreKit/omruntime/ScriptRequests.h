@@ -13,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/omruntime/SDKLimits.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
@@ -22,7 +23,7 @@ namespace OMIDKorvonet1 {
 /// Sends one script's URLs, a few at a time, and reads nothing of the answers. What hangs, and what waits for
 /// it, is dropped in time. Main thread only. Lives until the last of them is answered or dropped, whatever
 /// has become of the script.
-class ScriptRequests : public std::enable_shared_from_this<ScriptRequests> {
+class VKT_EXPORT ScriptRequests : public std::enable_shared_from_this<ScriptRequests> {
   public:
     /// Called on the main loop. True for an answer with a status from 200 to 399.
     using Completion = std::function<void(bool isSuccess)>;
@@ -68,10 +69,11 @@ using ScriptDownloadHandler =
     std::function<void(const std::string& script, const std::optional<VKTError>& error)>;
 
 /// Fetches a script. Its error's description names the URL. Never null.
-std::shared_ptr<VKTURLSessionTask> downloadScript(const VKTURLSession& session, const VKTURL& URL,
-                                                  std::size_t sizeLimit, ScriptDownloadHandler handler);
+VKT_EXPORT std::shared_ptr<VKTURLSessionTask> downloadScript(const VKTURLSession& session, const VKTURL& URL,
+                                                             std::size_t sizeLimit,
+                                                             ScriptDownloadHandler handler);
 
 /// Whether scripts may ask for it.
-bool isRequestable(const VKTURL& URL);
+VKT_EXPORT bool isRequestable(const VKTURL& URL);
 
 }  // namespace OMIDKorvonet1

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/omruntime/Bridge.h"
 #include "VKTCoreKit/omruntime/MeasurementObserver.h"
 #include "VKTCoreKit/omruntime/SDKLimits.h"
@@ -26,7 +27,7 @@ namespace OMIDKorvonet1 {
 /// and the log of the first failure that costs a call and of the one that costs the world.
 ///
 /// Main thread only. Requests and handlers know it weakly; its world ends with it.
-class ScriptRun : public std::enable_shared_from_this<ScriptRun> {
+class VKT_EXPORT ScriptRun : public std::enable_shared_from_this<ScriptRun> {
   public:
     /// Starts the world and the download of the script. Without a place for it, it is over at once, and the
     /// observer hears so later.

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTNotificationCentre.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 
@@ -22,7 +23,7 @@ inline constexpr std::chrono::seconds FinishLimit{1};
 
 /// Keeps sessions alive from their start until the scripts of each have handled the finish, and makes them
 /// look at their views: one tick for all, on the main loop, while there are any. Main thread only.
-class SessionRegistry {
+class VKT_EXPORT SessionRegistry {
   public:
     void add(std::shared_ptr<SessionRun> session);
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/omruntime/Geometry.h"
 #include "VKTCoreKit/omruntime/Partner.h"
@@ -21,7 +22,7 @@ class ScriptRun;
 
 /// Keeps the order of events and tells them to the scripts. Main thread only. The registry holds it while it
 /// runs, and while its scripts handle the finish.
-class SessionRun : public std::enable_shared_from_this<SessionRun> {
+class VKT_EXPORT SessionRun : public std::enable_shared_from_this<SessionRun> {
   public:
     SessionRun(AdSessionConfiguration configuration, std::shared_ptr<const AdSessionContext> context);
     ~SessionRun();

@@ -4,11 +4,12 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 
 /// The HTML with a tag that loads the script: before each closing head tag; if there is none, in a head of
 /// its own before each opening body tag; if there is neither, or when forced to the end, before each closing
 /// html tag; and without that, at the very end. Tags are found in any case and written in lower case. A pure
 /// function, linear in the HTML's length; any thread.
-std::string vkt_HTMLByInjectingScript(std::string_view html, const VKTURL& scriptURL,
-                                      bool forceEndOfHTMLInjection);
+VKT_EXPORT std::string vkt_HTMLByInjectingScript(std::string_view html, const VKTURL& scriptURL,
+                                                 bool forceEndOfHTMLInjection);

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementJSLibrary.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerProtocols.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
@@ -15,7 +16,7 @@
 /// vendors whose verification cannot be run.
 ///
 /// Main thread only. Holds what it is made of strongly; sessions belong to the caller.
-class VKTOpenMeasurementManager {
+class VKT_EXPORT VKTOpenMeasurementManager {
   public:
     using Scripts = VKTOpenMeasurementManagerProvider::Scripts;
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTBundle.h"
 #include "VKTCoreKit/platform/VKTClock.h"
 #include "VKTCoreKit/platform/VKTDevice.h"
@@ -24,7 +25,7 @@
 
 /// One implementation of every interface, and makers for those that are needed more than once. No member is
 /// empty. The set is read by any thread; the services say for themselves what they allow.
-struct VKTPlatform {
+struct VKT_EXPORT VKTPlatform {
     std::shared_ptr<VKTClock> clock;
     std::shared_ptr<VKTRandomSource> random;
     std::shared_ptr<VKTHTTPSession> HTTPSession;

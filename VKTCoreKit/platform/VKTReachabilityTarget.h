@@ -9,6 +9,7 @@
 #include <string>
 #include <variant>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 
 /// An IPv6 address in network byte order; IPv4 ones in mapped form (::ffff:a.b.c.d). All zero, the
@@ -37,7 +38,7 @@ using VKTReachabilityCallback = std::function<void(const VKTReachabilityFlags& f
 
 /// Watches one peer. Any thread, but for the destructor, which must not run while another thread calls.
 /// Whoever destroys a target that is scheduled ends that.
-class VKTReachabilityTarget {
+class VKT_EXPORT VKTReachabilityTarget {
   public:
     virtual ~VKTReachabilityTarget() = default;
 
@@ -58,7 +59,7 @@ class VKTReachabilityTarget {
 
 /// The callback of a target and whether it may be called: what every implementation needs. Any thread; a
 /// report that is under way when this is destroyed is dropped.
-class VKTReachabilityReporter {
+class VKT_EXPORT VKTReachabilityReporter {
   public:
     VKTReachabilityReporter();
 

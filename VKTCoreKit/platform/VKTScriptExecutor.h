@@ -9,6 +9,7 @@
 #include <string>
 
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 
 inline constexpr const char* VKTScriptErrorDomain = "VKTScriptErrorDomain";
 
@@ -69,7 +70,7 @@ struct VKTScriptHandlers {
 /// the language (ECMAScript 5.1) and `postToHost(text)`.
 ///
 /// Main thread only; nothing blocks. Destroying it ends the world at once. After `onEnd` calls do nothing.
-class VKTScriptExecutor {
+class VKT_EXPORT VKTScriptExecutor {
   public:
     virtual ~VKTScriptExecutor() = default;
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/player/VKTAdBreakAd.h"
 #include "VKTCoreKit/player/VKTAdBreakOptions.h"
 #include "VKTCoreKit/player/VKTAdBreakPlayerDelegate.h"
@@ -28,7 +29,7 @@
 ///
 /// Main loop only. One break for each object. Holds what it is made of, the delegate weakly. Destroying it is
 /// like `cancel` without a word to the delegate.
-class VKTAdBreakPlayer {
+class VKT_EXPORT VKTAdBreakPlayer {
   public:
     /// Only the view and the delegate may be null. Without a view no ad is viewable and none is measured. The
     /// view stands in a window: one that is a window itself stands in none.

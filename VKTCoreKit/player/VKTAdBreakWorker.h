@@ -6,11 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/player/VKTAdBreakOptions.h"
 #include "VKTCoreKit/vast/VKTVASTModel.h"
 
 /// Hears on the main loop what the worker has found.
-class VKTAdBreakWorkerDelegate {
+class VKT_EXPORT VKTAdBreakWorkerDelegate {
   public:
     virtual ~VKTAdBreakWorkerDelegate() = default;
     virtual void workerDidEncounterError(const VKTVASTError& error,
@@ -27,7 +28,7 @@ class VKTAdBreakWorkerDelegate {
 
 /// One thread for one break: it looks for ad after ad until there are no more, and between two of them for
 /// what `findPassback` has asked for. Main loop only. The delegate is held weakly.
-class VKTAdBreakWorker {
+class VKT_EXPORT VKTAdBreakWorker {
   public:
     /// Null when the system gives no thread.
     static std::unique_ptr<VKTAdBreakWorker> start(std::optional<std::string> xml,

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 #include "VKTCoreKit/player/VKTAdBreakAd.h"
 #include "VKTCoreKit/player/VKTAdBreakOptions.h"
@@ -13,7 +14,7 @@
 #include "VKTCoreKit/player/VKTMediaPlayer.h"
 
 /// Hears of one playback, on the main loop; may end it inside any call.
-class VKTAdPlaybackDelegate {
+class VKT_EXPORT VKTAdPlaybackDelegate {
   public:
     virtual ~VKTAdPlaybackDelegate() = default;
     virtual void playbackDidStart() = 0;
@@ -24,7 +25,7 @@ class VKTAdPlaybackDelegate {
 
 /// Tells the media player what to do, asks it for its position, notices what stands still, and passes
 /// everything on to the tracking. Main loop only; held by the break.
-class VKTAdPlayback : public std::enable_shared_from_this<VKTAdPlayback> {
+class VKT_EXPORT VKTAdPlayback : public std::enable_shared_from_this<VKTAdPlayback> {
   public:
     /// The delegate is held weakly; the options outlive this.
     VKTAdPlayback(const VKTAdBreakAd& ad, const VKTAdBreakOptions& options,

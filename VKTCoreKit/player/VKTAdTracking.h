@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerProtocols.h"
 #include "VKTCoreKit/player/VKTAdBreakAd.h"
 #include "VKTCoreKit/player/VKTAdBreakOptions.h"
@@ -23,8 +24,8 @@ struct VKTAdBeginning {
 
 /// `begin` when the first picture is seen, then what happens, then `end`, once. An ad that never begins knows
 /// `fail` and `end` only. Main loop only.
-class VKTAdTracking : public VKTTrackingEventManagerDelegate,
-                      public std::enable_shared_from_this<VKTAdTracking> {
+class VKT_EXPORT VKTAdTracking : public VKTTrackingEventManagerDelegate,
+                                 public std::enable_shared_from_this<VKTAdTracking> {
   public:
     /// Hears of each event, and of its pixels, which may be none.
     using EventHandler = std::function<void(const std::string& event, const VKTPixels& pixels)>;

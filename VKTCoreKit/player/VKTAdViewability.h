@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 #include "VKTCoreKit/tracking/VKTVASTPixelManager.h"
 #include "VKTCoreKit/tracking/VKTViewabilityManager.h"
@@ -14,9 +15,9 @@
 /// Calls one kind of an ad's viewability pixels (VAST 4.2, "ViewableImpression"): viewable as soon as the
 /// criterion of VKTViewableImpressionEvent.h is met, else, at the end, notviewable, or viewundetermined when
 /// the view never stood in a window. Main loop only.
-class VKTAdViewability : public VKTTrackingEventManagerDelegate,
-                         public VKTViewabilityManagerDelegate,
-                         public std::enable_shared_from_this<VKTAdViewability> {
+class VKT_EXPORT VKTAdViewability : public VKTTrackingEventManagerDelegate,
+                                    public VKTViewabilityManagerDelegate,
+                                    public std::enable_shared_from_this<VKTAdViewability> {
   public:
     /// Hears of each event that has made pixels.
     using EventHandler = std::function<void(const std::string& event, const VKTPixels& pixels)>;

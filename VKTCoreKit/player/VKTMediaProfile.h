@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTCreativeLinear.h"
 #include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
 
@@ -21,7 +22,7 @@
 /// their ends. What a document does not say of a file counts as suiting, since many leave out even what
 /// matters; so do numbers of 0 or less. No rule but that of VPAID is asked about a file that is VPAID: it is
 /// a script, and the media that it plays are its own choice.
-struct VKTMediaProfile {
+struct VKT_EXPORT VKTMediaProfile {
     /// MIME types: "video/mp4". Parameters ("; codecs=…") take no part, here and in the file.
     std::vector<std::string> types = {};
 

@@ -1,10 +1,11 @@
 // The rule of the tracking managers: they belong to the main thread.
 #pragma once
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
 /// Ends the process with a message that names the operation.
-[[noreturn]] void vkt_endOffMainThread(const char* operation);
+VKT_EXPORT [[noreturn]] void vkt_endOffMainThread(const char* operation);
 
 /// The same, unless the calling thread is the main run loop's; in release builds too: two threads that change
 /// a manager lose pixels or send them twice, and nobody would notice.

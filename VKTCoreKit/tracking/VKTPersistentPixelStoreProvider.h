@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTKeyValueStore.h"
 #include "VKTCoreKit/tracking/VKTPixelStore.h"
 
@@ -32,7 +33,7 @@ inline constexpr int VKTPixelStoreErrorOwnedByAnother = 1;
 /// store without tables keeps all pixels as one list under `pixelStoreKey`, and each saving writes it whole.
 ///
 /// One call at a time, on any thread; holds the key-value store.
-class VKTPersistentPixelStoreProvider : public VKTPixelStoreChangesProviderProtocol {
+class VKT_EXPORT VKTPersistentPixelStoreProvider : public VKTPixelStoreChangesProviderProtocol {
   public:
     /// The store must not be null. Never null: where somebody else owns the pixels, that is logged as a
     /// warning, `error` is set if it is asked for, and the provider keeps nothing.

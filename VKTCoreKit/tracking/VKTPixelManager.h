@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 #include "VKTCoreKit/tracking/VKTPixelObserver.h"
@@ -46,7 +47,7 @@ inline constexpr std::size_t VKTPixelWaitingPassLimit = 32;
 /// - Expired: nobody called for pixels in its 24 hours, or each attempt was refused.
 /// - Lost with the process: the store's provider keeps nothing, or has not taken it (`pixelsNotSaved`).
 /// - Sent, but as it stood in the document: `pixelURLFailed` says why its macros could not be filled.
-class VKTPixelManager {
+class VKT_EXPORT VKTPixelManager {
   public:
     /// Called once, on the worker, when the pass has ended; on the calling thread, before the call returns,
     /// when there is no worker. What it throws is dropped with a line in the log.

@@ -7,13 +7,14 @@
 #include <map>
 #include <memory>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/tracking/VKTPixelObserver.h"
 
 /// Observers, held weakly, in the order in which they were given: one that is set and any number that are
 /// added. Who is both is told once. Any thread; the members may be called inside `tell`.
-class VKTPixelObservers {
+class VKT_EXPORT VKTPixelObservers {
   public:
     /// In place of the one that was set before; null for none.
     void set(const std::shared_ptr<VKTPixelObserver>& observer);

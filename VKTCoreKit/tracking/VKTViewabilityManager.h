@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTView.h"
 #include "VKTCoreKit/tracking/VKTViewabilityStatus.h"
 #include "VKTCoreKit/tracking/VKTViewabilityTimer.h"
@@ -23,7 +24,7 @@ class VKTViewabilityManager;
 
 /// Hears of changes on the main thread, of each in both ways. It may stop, restart or let go of the manager
 /// inside a callback; the second call follows the first all the same.
-class VKTViewabilityManagerDelegate {
+class VKT_EXPORT VKTViewabilityManagerDelegate {
   public:
     virtual ~VKTViewabilityManagerDelegate() = default;
 
@@ -38,8 +39,8 @@ class VKTViewabilityManagerDelegate {
 ///
 /// Main thread only: starting, stopping or sampling on another one ends the process with a message. Holds
 /// view and delegate weakly; a view that is gone is not viewable. Stop it before letting go of it.
-class VKTViewabilityManager : public VKTTimerDelegate,
-                              public std::enable_shared_from_this<VKTViewabilityManager> {
+class VKT_EXPORT VKTViewabilityManager : public VKTTimerDelegate,
+                                         public std::enable_shared_from_this<VKTViewabilityManager> {
   public:
     static std::shared_ptr<VKTViewabilityManager> initWithView(
         const std::shared_ptr<const VKTView>& view,

@@ -8,12 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/tracking/VKTTrackingEventManager.h"
 #include "VKTCoreKit/tracking/VKTViewabilityStatus.h"
 #include "VKTCoreKit/tracking/VKTViewabilityTimer.h"
 
 /// How far one viewability event has come. An object with identity; main thread only.
-class VKTViewabilityTrackingEventManagerEventProgression {
+class VKT_EXPORT VKTViewabilityTrackingEventManagerEventProgression {
   public:
     /// With a random ID. The event must not be null.
     static std::shared_ptr<VKTViewabilityTrackingEventManagerEventProgression> initWithEvent(
@@ -52,7 +53,8 @@ class VKTViewabilityTrackingEventManagerEventProgression {
 ///
 /// Main thread only, as the base class. The delegate may track, stop, reset or let go of the manager inside
 /// its callback. Stop it before letting go of it.
-class VKTViewabilityTrackingEventManager : public VKTTrackingEventManager, public VKTTimerDelegate {
+class VKT_EXPORT VKTViewabilityTrackingEventManager : public VKTTrackingEventManager,
+                                                      public VKTTimerDelegate {
   public:
     using EventProgression = VKTViewabilityTrackingEventManagerEventProgression;
     using EventProgressions = std::vector<std::shared_ptr<EventProgression>>;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "VKTCoreKit/core/VKTTrackingEvent.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTViewabilityEvent.h"
 
 /// A video ad counts as seen when half of its pixels were visible for two seconds on end: the criterion for
@@ -25,7 +26,7 @@ inline constexpr double VKTViewableVideoTime = 2;    ///< seconds
 /// be a little less than an area such as 0.7, which has no exact form, but not than 0.5.
 ///
 /// Immutable; any thread. It equals itself only: of two events with one URL both are called.
-class VKTViewableImpressionEvent final : public VKTViewabilityTrackingEvent {
+class VKT_EXPORT VKTViewableImpressionEvent final : public VKTViewabilityTrackingEvent {
   public:
     /// Null unless the event is there and named "viewable". The time is in seconds. An area above 1, and
     /// either number when it is not one, is a criterion that is never reached.

@@ -9,6 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
@@ -40,8 +41,8 @@ enum VKTVASTManagerErrorCode : std::int32_t {
 ///
 /// No exception leaves an operation but what delegate or adapter throw on the calling thread
 /// (`VKTVASTManagerDelegate`).
-class VKTVASTManager final : public VKTVASTManagerProtocol,
-                             public std::enable_shared_from_this<VKTVASTManager> {
+class VKT_EXPORT VKTVASTManager final : public VKTVASTManagerProtocol,
+                                        public std::enable_shared_from_this<VKTVASTManager> {
   public:
     using Ads = VKTVASTModel::Ads;
 

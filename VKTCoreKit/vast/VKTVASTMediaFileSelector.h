@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTMediaFile.h"
 
 /// Kind of connection: codes 4, 5 and 6 are fast, every other one is low.
@@ -28,7 +29,7 @@ struct VKTVASTMediaFileVerdict {
 };
 
 /// Built, asked and dropped. A value; any thread.
-class VKTVASTMediaFileSelector {
+class VKT_EXPORT VKTVASTMediaFileSelector {
   public:
     using Media = std::vector<std::shared_ptr<VKTVASTMediaFile>>;
 

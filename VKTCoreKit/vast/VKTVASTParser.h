@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTDocumentOutcome.h"
 #include "VKTCoreKit/vast/VKTVASTModel.h"
 #include "VKTCoreKit/vast/VKTVASTReading.h"
@@ -42,7 +43,7 @@ inline void vkt_ignoreVASTDocumentErrors(const VKTVASTError& /*error*/,
                                          const std::optional<std::string>& /*XMLText*/) {}
 
 /// Stateless; any thread.
-class VKTVASTParser {
+class VKT_EXPORT VKTVASTParser {
   public:
     /// Checks, in this order: data there, XML well formed, version there, version supported, an ad at least.
     /// The first that fails ends the reading; only a document without ads still gives its model. `isWrapper`

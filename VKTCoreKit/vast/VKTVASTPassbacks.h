@@ -10,6 +10,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/vast/VKTVASTAd.h"
 #include "VKTCoreKit/vast/VKTVASTManagerProtocols.h"
@@ -22,7 +23,7 @@
 /// or refused. The first valid ad is claimed for the result; whatever is valid after it stays among the
 /// inline ads. The wait ends with the result, or empty when all wrappers have been consumed and one ends
 /// empty while nothing is claimed, even though others are under way.
-class VKTVASTPassbacks {
+class VKT_EXPORT VKTVASTPassbacks {
   public:
     using AdPointer = std::shared_ptr<VKTVASTAd>;
     using Ads = std::vector<AdPointer>;
