@@ -1,6 +1,6 @@
 # Fails for each include that cmake/floors.txt does not allow, and for each folder that has no row there.
 # cmake -D SOURCE_DIR=... -D STAMP=... -P CheckFloors.cmake
-cmake_minimum_required(VERSION 3.24)
+cmake_minimum_required(VERSION 3.18)
 file(STRINGS ${SOURCE_DIR}/cmake/floors.txt rows REGEX "^[^#]")
 foreach(row IN LISTS rows)
     string(REGEX MATCH "^([^:]+):(.*)$" _ "${row}")
@@ -16,7 +16,7 @@ endforeach()
 list(TRANSFORM patterns PREPEND ${SOURCE_DIR}/)
 file(GLOB_RECURSE files RELATIVE ${SOURCE_DIR} ${patterns})
 foreach(file IN LISTS files)
-    cmake_path(GET file PARENT_PATH floor)
+    get_filename_component(floor ${file} DIRECTORY)
     string(REGEX REPLACE "^VKTCoreKit/" "" floor ${floor})
     if(NOT floor IN_LIST floors)
         message(SEND_ERROR "${file}: cmake/floors.txt has no row \"${floor}:\". "

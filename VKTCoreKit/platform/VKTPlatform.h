@@ -93,7 +93,7 @@ struct VKT_EXPORT VKTPlatform {
 };
 
 /// The linked platform library's set. Defined there.
-VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions& options = {});
+VKT_EXPORT VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions& options = {});
 
 /// Passback wrappers resolved at once, but for one of each manager that would have none.
 inline constexpr std::size_t VKTPassbackThreadLimit = 16;
