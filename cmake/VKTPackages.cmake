@@ -22,35 +22,39 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 execute_process(COMMAND dpkg-architecture -t "${CMAKE_LIBRARY_ARCHITECTURE}" -q DEB_HOST_ARCH
     OUTPUT_VARIABLE CPACK_DEBIAN_PACKAGE_ARCHITECTURE OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
 
+# package(COMPONENT NAME SECTION SUMMARY LINE...): what the package is, its summary and its description.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+macro(vkt_package component name section)
+    set(CPACK_DEBIAN_${component}_PACKAGE_NAME ${name})
+    set(CPACK_DEBIAN_${component}_PACKAGE_SECTION ${section})
+    string(JOIN "\n" CPACK_DEBIAN_${component}_DESCRIPTION ${ARGN})
+endmacro()
+set(description
+    "VKTCoreKit reads VAST documents, follows wrappers and passbacks to ads that"
+    "can be played, picks their media files and reports what happens to them."
+    "It keeps configuration and consent, and runs the verification scripts of"
+    "Open Measurement."
+    ".")
+
 set(library_package libvktcorekit${PROJECT_VERSION_MAJOR})
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${library_package})
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+vkt_package(RUNTIME ${library_package} libs "core library of advertising SDKs on television devices" ${description}
+    "This package has the shared libraries and the program that runs scripts.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
-set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "core library of advertising SDKs on television devices
- Reads VAST documents, follows wrappers and passbacks to ads that can be played, picks their media files and reports
- what happens to them. Keeps configuration and consent, and runs the verification scripts of Open Measurement.
- .
- This package has the shared libraries and the program that runs scripts.")
 
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvktcorekit-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+vkt_package(DEVELOPMENT libvktcorekit-dev libdevel "core library of advertising SDKs, for development" ${description}
+    "This package has the headers, the files for CMake and pkg-config, and the"
+    "library of fakes and contract suites for tests, which want GoogleTest.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} (= ${package_version})")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libgtest-dev, libglib2.0-dev, libcairo2-dev, pkg-config, cmake")
-set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "core library of advertising SDKs, for development
- Reads VAST documents, follows wrappers and passbacks to ads that can be played, and reports what happens to them.
- .
- This package has the headers, the files for CMake and pkg-config, and the library of fakes and contract suites for
- tests, which want GoogleTest.")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "cmake, libgtest-dev, pkg-config")
 
-set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vkt)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+vkt_package(TOOLS vkt utils "command line for VAST documents" ${description}
+    "This package has the command line, which shows what a document holds, which"
+    "ads it leads to and what is tracked when they play, and runs a demo ad"
+    "server.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${library_package} (= ${package_version})")
-set(CPACK_DEBIAN_TOOLS_DESCRIPTION "command line of VKTCoreKit for VAST documents
- Shows what a VAST document holds, which ads it leads to, what is tracked when they play, and what consent allows to
- send. It also runs a demo ad server.")
 # dpkg-shlibdeps finds our own libraries there; the version of their package is said above.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 

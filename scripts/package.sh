@@ -22,11 +22,12 @@ build() {
     local flags
     flags=$(dpkg-buildflags --get CXXFLAGS)
     cmake -S . -B "$work/tree" -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr -DBUILD_SHARED_LIBS=ON \
+        -DCMAKE_SKIP_INSTALL_RPATH=ON \
         -DCMAKE_CXX_FLAGS="$flags $(dpkg-buildflags --get CPPFLAGS)" \
         -DCMAKE_SHARED_LINKER_FLAGS="$(dpkg-buildflags --get LDFLAGS)" \
         -DCMAKE_EXE_LINKER_FLAGS="$(dpkg-buildflags --get LDFLAGS)" \
         -DVKT_BUILD_TESTS=OFF -DVKT_BUILD_EXAMPLES=OFF -DVKT_BUILD_TOOLS=ON
-    cmake --build "$work/tree" -j "$(nproc)"
+    cmake --build "$work/tree" -j "${VKT_JOBS:-$(nproc)}"
     rm -rf "$packages"
     (cd "$work/tree" && cpack -G DEB -B "$OLDPWD/$packages")
     rm -rf "$packages/_CPack_Packages"
