@@ -11,8 +11,10 @@ failed=0
 cat >"$folder/apt-get" <<'TEXT'
 #!/bin/sh
 echo "$*" >>"$APT_LOG"
+echo "apt-get $1" >&2
 TEXT
 printf '#!/bin/sh\nexec "$@"\n' >"$folder/sudo"
+printf '#!/bin/sh\nexit 1\n' >"$folder/cmake"  # nothing is built here
 # A line for each architecture that a package is installed for; the real format string, ARCHITECTURES for all but
 # ninja-build, which is as NINJA says.
 cat >"$folder/dpkg-query" <<'TEXT'
@@ -54,5 +56,19 @@ expect "packages of every architecture are there" all all ""
 expect "another architecture's are there, too" "$native riscv64" "$native riscv64" ""
 expect "one is missing" "$native" "" ninja-build
 expect "one is there for another architecture only" "$native" riscv64 ninja-build
+
+grep -m 1 -e ninja-build -e apt-get "$folder/told" | grep -q "missing.*ninja-build" || {
+    echo "FAILED: ./dev installs before it says what: $(cat "$folder/told")"
+    failed=1
+}
+
+# On a terminal, whose user says no.
+: >"$folder/log"
+export APT_LOG=$folder/log ARCHITECTURES=$native NINJA=""
+echo n | PATH=$folder:$PATH script -qec "./dev build" /dev/null >"$folder/told"
+if [[ -s $folder/log ]]; then
+    echo "FAILED: ./dev build installs although its user said no: $(cat "$folder/told")"
+    failed=1
+fi
 
 exit "$failed"
