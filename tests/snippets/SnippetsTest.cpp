@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "tests/integration/ToolRun.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
@@ -36,7 +37,7 @@ std::string readFile(const fs::path& path) {
 }
 
 std::vector<Fence> fencesOf(const std::string& document) {
-    std::ifstream file(fs::path(VKT_SOURCE_DIR) / document);
+    std::ifstream file(fs::path(VKTTestPaths::sourceFolder) / document);
     std::vector<Fence> fences;
     std::size_t number = 0;
     bool isInside = false;
@@ -57,7 +58,7 @@ std::vector<Fence> fencesOf(const std::string& document) {
 }
 
 std::vector<std::string> documents() {
-    const fs::path root = VKT_SOURCE_DIR;
+    const fs::path root = VKTTestPaths::sourceFolder;
     std::vector<std::string> documents;
     for (const auto& entry : fs::directory_iterator(root))
         if (entry.path().extension() == ".md") documents.push_back(entry.path().filename());
@@ -136,12 +137,12 @@ TEST_P(Snippets, CompileOrAreTheFileThatTheyName) {
         if (fence.kind.empty() || fence.kind == "declarations") {
             program.add(fence);
         } else {
-            EXPECT_EQ(fence.text, readFile(fs::path(VKT_SOURCE_DIR) / fence.kind))
+            EXPECT_EQ(fence.text, readFile(fs::path(VKTTestPaths::sourceFolder) / fence.kind))
                 << document << ':' << fence.line << ": this is not the text of " << fence.kind;
         }
     }
-    const Outcome compiled =
-        runProgram("cd " VKT_SOURCE_DIR " && " VKT_SNIPPET_COMPILER, "-", program.text());
+    const Outcome compiled = runProgram(
+        std::string("cd ") + VKTTestPaths::sourceFolder + " && " VKT_SNIPPET_COMPILER, "-", program.text());
     EXPECT_EQ(compiled.status, 0) << compiled.err;
 }
 
