@@ -28,7 +28,8 @@ class Completion : public testing::TestWithParam<CompletionCase> {
 TEST_P(Completion, OffersWhatTheHelpNames) {
     const std::string script =
         "cd " + folder_.folder() +
-        " && source " VKT_SOURCE_DIR "/tools/vkt/completion/vkt.bash && COMP_WORDS=(" VKT_TOOL " " +
+        " && source " + VKTTestPaths::sourceFolder +
+        "/tools/vkt/completion/vkt.bash && COMP_WORDS=(" + VKTTestPaths::tool + " " +
         GetParam().words + ") && COMP_CWORD=$((${#COMP_WORDS[@]} - 1)) && _vkt && echo ${COMPREPLY[*]}";
     const Outcome outcome = runProgram("bash", "-c '" + script + "'");
     EXPECT_EQ(outcome.out, GetParam().offered + std::string("\n"));

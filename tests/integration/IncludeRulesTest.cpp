@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ToolRun.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
@@ -23,7 +24,7 @@ constexpr std::string_view toolFolder = "tools/vkt/";
 using Floors = std::map<std::string, std::set<std::string>>;  // what each may include
 
 std::string contentOf(const std::string& path) {
-    std::ifstream stream(fs::path(VKT_SOURCE_DIR) / path);
+    std::ifstream stream(fs::path(VKTTestPaths::sourceFolder) / path);
     EXPECT_TRUE(stream) << path;
     return {std::istreambuf_iterator<char>(stream), {}};
 }
@@ -42,10 +43,11 @@ struct Include {
 
 std::vector<Include> includesUnder(std::string_view folder) {
     std::vector<Include> includes;
-    for (const auto& entry : fs::recursive_directory_iterator(fs::path(VKT_SOURCE_DIR) / folder)) {
+    for (const auto& entry :
+         fs::recursive_directory_iterator(fs::path(VKTTestPaths::sourceFolder) / folder)) {
         const std::string extension = entry.path().extension();
         if (extension != ".h" && extension != ".cpp" && extension != ".inc") continue;
-        const std::string file = fs::relative(entry.path(), VKT_SOURCE_DIR).generic_string();
+        const std::string file = fs::relative(entry.path(), VKTTestPaths::sourceFolder).generic_string();
         std::ifstream stream(entry.path());
         constexpr std::string_view keyword = "#include ";
         for (std::string text; std::getline(stream, text);) {
@@ -84,7 +86,7 @@ TEST(IncludeRules, FloorsAllowWhatOccursAndNothingElse) {
             auto& included = occurring[floorOf(include.file)];
             const std::string target = ownTarget(include);
             if (target.empty()) continue;
-            EXPECT_TRUE(fs::exists(fs::path(VKT_SOURCE_DIR) / target)) << place(include);
+            EXPECT_TRUE(fs::exists(fs::path(VKTTestPaths::sourceFolder) / target)) << place(include);
             if (floorOf(target) != floorOf(include.file)) included.insert(floorOf(target));
         }
     }
@@ -133,7 +135,7 @@ class FloorCheck : public testing::TestWithParam<RuleCase> {
     [[nodiscard]] Outcome check() const {
         return runProgram(VKT_CMAKE, "-D SOURCE_DIR=" + folder_.string() +
                                          " -D STAMP=" + (folder_ / "stamp").string() +
-                                         " -P " VKT_SOURCE_DIR "/cmake/CheckFloors.cmake");
+                                         " -P " + VKTTestPaths::sourceFolder + "/cmake/CheckFloors.cmake");
     }
 
   private:
@@ -183,9 +185,9 @@ TEST(IncludeRules, OnlyTheLinuxPlatformIncludesSystemAndThirdPartyHeaders) {
 
 TEST(IncludeRules, AdBreaksUseOnlyWhatTheyAreGiven) {
     for (const auto& entry :
-         fs::recursive_directory_iterator(fs::path(VKT_SOURCE_DIR) / "VKTCoreKit/player")) {
+         fs::recursive_directory_iterator(fs::path(VKTTestPaths::sourceFolder) / "VKTCoreKit/player")) {
         if (entry.path().extension() != ".cpp") continue;
-        const std::string file = fs::relative(entry.path(), VKT_SOURCE_DIR).generic_string();
+        const std::string file = fs::relative(entry.path(), VKTTestPaths::sourceFolder).generic_string();
         std::istringstream lines(contentOf(file));
         for (std::string line; std::getline(lines, line);) {
             const bool isShared = line.find("VKTPlatform::current") != std::string::npos ||

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "tests/integration/ToolRun.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
@@ -47,7 +48,7 @@ std::string markdownOf(const std::string& line, bool isOfHeader) {
 }
 
 std::vector<Fence> fencesOf(const std::string& document) {
-    std::ifstream file(fs::path(VKT_SOURCE_DIR) / document);
+    std::ifstream file(fs::path(VKTTestPaths::sourceFolder) / document);
     std::vector<Fence> fences;
     std::size_t number = 0;
     bool isInside = false;
@@ -69,7 +70,7 @@ std::vector<Fence> fencesOf(const std::string& document) {
 }
 
 std::vector<std::string> documents() {
-    const fs::path root = VKT_SOURCE_DIR;
+    const fs::path root = VKTTestPaths::sourceFolder;
     std::vector<std::string> documents;
     for (const auto& entry : fs::directory_iterator(root))
         if (entry.path().extension() == ".md") documents.push_back(entry.path().filename());
@@ -81,8 +82,8 @@ std::vector<std::string> documents() {
 
 std::vector<std::string> publicHeaders() {
     std::vector<std::string> headers;
-    for (const auto& entry : fs::recursive_directory_iterator(fs::path(VKT_SOURCE_DIR) / "VKTCoreKit"))
-        if (isHeader(entry.path())) headers.push_back(fs::relative(entry.path(), VKT_SOURCE_DIR));
+    for (const auto& entry : fs::recursive_directory_iterator(fs::path(VKTTestPaths::sourceFolder) / "VKTCoreKit"))
+        if (isHeader(entry.path())) headers.push_back(fs::relative(entry.path(), VKTTestPaths::sourceFolder));
     std::erase_if(headers, [](const std::string& header) { return header.find("/detail/") != header.npos; });
     return headers;
 }
@@ -152,7 +153,7 @@ TEST(Fences, AreOfAKnownLanguageSoThatNoneEscapesTheCompiler) {
 
 void compile(const Program& program) {
     const Outcome compiled =
-        runProgram("cd " VKT_SOURCE_DIR " && " VKT_SNIPPET_COMPILER, "-", program.text());
+        runProgram(std::string("cd ") + VKTTestPaths::sourceFolder + " && " VKT_SNIPPET_COMPILER, "-", program.text());
     EXPECT_EQ(compiled.status, 0) << compiled.err;
 }
 
@@ -166,7 +167,7 @@ TEST_P(Snippets, CompileOrAreTheFileThatTheyName) {
         if (fence.kind.empty() || fence.kind == "declarations") {
             program.add(fence, document);
         } else {
-            EXPECT_EQ(fence.text, readFile(fs::path(VKT_SOURCE_DIR) / fence.kind))
+            EXPECT_EQ(fence.text, readFile(fs::path(VKTTestPaths::sourceFolder) / fence.kind))
                 << document << ':' << fence.line << ": this is not the text of " << fence.kind;
         }
     }
