@@ -16,21 +16,22 @@ musl=/usr/include/$(uname -m)-linux-musl
 rm -rf "$folder"
 mkdir -p "$folder"/{common,multiarch}
 for name in linux asm-generic expat.h expat_external.h sqlite3.h zlib.h zconf.h duktape.h duk_config.h seccomp.h \
-    seccomp-syscalls.h asio.hpp asio nlohmann openssl cairo; do
+    seccomp-syscalls.h asio.hpp asio nlohmann openssl cairo glib-2.0; do
     ln -s "/usr/include/$name" "$folder/common/"
 done
 for name in asm curl openssl expat_config.h; do
     ln -s "/usr/include/$(g++ -print-multiarch)/$name" "$folder/multiarch/"
 done
+ln -s "/usr/lib/$(g++ -print-multiarch)/glib-2.0" "$folder/multiarch/"
 
 options=(-std=c++20 -fsyntax-only -I. -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wno-restrict -Werror
     -DASIO_STANDALONE -DVKT_INSTALL_PREFIX='""' -DVKT_SCRIPT_HOST_FOLDER='""' -nostdinc -include scripts/cross-musl.h)
 for header_folder in $(g++ -x c++ -E -v - </dev/null 2>&1 | sed -n 's/^ \(.*c++.*\)/\1/p') \
-    "$(g++ -print-file-name=include)" "$musl" "$folder/common" "$folder/multiarch"; do
+    "$(g++ -print-file-name=include)" "$musl" "$folder"/common{,/cairo,/glib-2.0} "$folder"/multiarch{,/glib-2.0/include}; do
     options+=(-isystem "$header_folder")
 done
 
-mapfile -t sources < <(find VKTCoreKit -name '*.cpp' -not -path '*/glib/*' | sort)
+mapfile -t sources < <(find VKTCoreKit -name '*.cpp' | sort)
 failures=$(printf '%s\n' "${sources[@]}" |
     xargs -P "${1:-$(nproc)}" -I{} sh -c '"$@" {} 2>>"$0" || echo {}' "$log" g++ "${options[@]}")
 if [[ -n $failures ]]; then
@@ -38,5 +39,4 @@ if [[ -n $failures ]]; then
     echo "$failures" >&2
     exit 1
 fi
-echo "musl: ${#sources[@]} of ${#sources[@]} sources compile, the library with its Linux platform and the script host."
-echo "Not looked at: VKTGLib. Nothing is linked: Debian has no C++ library for musl."
+echo "musl: ${#sources[@]} of ${#sources[@]} sources compile, the script host's included. Nothing is linked: Debian has no C++ library for musl."

@@ -1,0 +1,115 @@
+#!/usr/bin/env bash
+# The library for another processor, built and tried out here: cross.sh ARCH. Called by ./dev cross, which installs what
+# `cross.sh packages ARCH` prints. docs/cross.md says what comes of it.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+arch=${1:-}
+[[ $arch != packages ]] || arch=${2:-}
+case $arch in
+    arm64) triplet=aarch64-linux-gnu emulator=qemu-aarch64-static ;;
+    armhf) triplet=arm-linux-gnueabihf emulator=qemu-arm-static ;;
+    s390x) triplet=s390x-linux-gnu emulator=qemu-s390x-static ;;
+    musl) ;;
+    *)
+        echo "usage: ./dev cross arm64 | armhf | s390x | musl" >&2
+        exit 2
+        ;;
+esac
+if [[ $1 == packages ]]; then
+    if [[ $arch == musl ]]; then echo musl-tools; else echo "g++-$triplet" qemu-user-static; fi
+    exit
+fi
+[[ $arch != musl ]] || exec scripts/cross-musl.sh
+
+root_packages=(
+    libc6-dev libstdc++-12-dev libcurl4-openssl-dev libexpat1-dev libssl-dev libsqlite3-dev zlib1g-dev duktape-dev
+    libseccomp-dev libcairo2-dev libglib2.0-dev libgtest-dev libgmock-dev nlohmann-json3-dev libasio-dev libcli11-dev
+    libcpp-httplib-dev
+)
+folder=build/cross/$arch
+root=$PWD/$folder/root
+jobs=${VKT_JOBS:-$(nproc)}
+emulate=("$emulator" -L "$root")
+smallest_player=embedding_player
+
+die() {
+    echo "cross: $*" >&2
+    exit 1
+}
+
+# build NAME OPTION...: into build/cross/ARCH/NAME.
+build() {
+    local name=$1 log=$folder/$1.log
+    shift
+    cmake -S . -B "$folder/$name" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVKT_WERROR=ON -DCMAKE_CXX_COMPILER_LAUNCHER=ccache \
+        "-DCMAKE_TOOLCHAIN_FILE=$PWD/cmake/toolchains/$triplet.cmake" "-DCMAKE_SYSROOT=$root" "$@" >"$log" 2>&1 &&
+        cmake --build "$folder/$name" -j "$jobs" >>"$log" 2>&1 && return
+    grep -E -A 15 '^FAILED:|error:|CMake Error' "$log" | head -n 80 >&2
+    die "the build for $arch failed, see $log"
+}
+
+# Every test of the build, and what failed twice, one name a line.
+run_tests() {
+    local log=$folder/tests.log temporary=$folder/static/Testing/Temporary
+    rm -rf "$temporary"
+    ctest --test-dir "$folder/static" -j "$jobs" --no-tests=error --output-on-failure --repeat until-pass:2 >"$log" 2>&1 || true
+    grep -q ' tests failed out of ' "$log" || die "the tests did not run to their end, see $log"
+    ctest --test-dir "$folder/static" -N | sed -nE 's/^ *Test +#[0-9]+: //p' | sort >"$folder/tests.all"
+    { sed 's/^[0-9]*://' "$temporary/LastTestsFailed.log" 2>/dev/null || true; } | sort >"$folder/tests.failed"
+    sed -nE 's/^.*Test +#[0-9]+: (.*[^ .]) \.*\*\*\*Skipped.*/\1/p' "$log" | sort -u >"$folder/tests.skipped"
+    sed -nE "s/^(all|.*\b$arch\b[^ ]*) +([^ ]+) +.*/\2/p" "$excused" | sort >"$folder/tests.excused"
+}
+
+# lines FILE FILE: how many lines both have.
+both() { comm -12 "$1" "$2"; }
+
+# What the tests came to; fails when a test failed that scripts/cross-emulation.txt does not name.
+report_tests() {
+    local all failed skipped name unexpected
+    all=$(wc -l <"$folder/tests.all") failed=$(wc -l <"$folder/tests.failed") skipped=$(wc -l <"$folder/tests.skipped")
+    echo "tests: $((all - failed - skipped)) of $all pass, $skipped skipped, $failed fail; of these emulation cannot run:"
+    both "$folder/tests.failed" "$folder/tests.excused" | while read -r name; do
+        sed -nE "s/^[^ ]+ +(${name//./\\.}) +(.*)/  \1: \2/p" "$excused" | head -n 1
+    done
+    comm -13 "$folder/tests.failed" "$folder/tests.excused" | both - "$folder/tests.all" |
+        sed 's/.*/passes, though the list of what emulation cannot run has it: &/'
+    unexpected=$(comm -23 "$folder/tests.failed" "$folder/tests.excused")
+    [[ -z $unexpected ]] || {
+        echo "FAILED, and not in $excused (their output: $folder/tests.log):"
+        echo "$unexpected"
+        return 1
+    }
+}
+
+# stripped FILE: its bytes without symbols.
+stripped() {
+    "$triplet-strip" -o "$folder/stripped" "$1"
+    stat -c %s "$folder/stripped"
+}
+
+# size WHAT BYTES [LIMIT]
+size() {
+    echo "  $1: $(($2 / 1000)) KB${3:+ (at most $(($3 / 1000)) KB)}"
+    [[ -z ${3:-} || $2 -le $3 ]]
+}
+
+report_sizes() {
+    local status=0 library player
+    library=$(stripped "$folder/shared/libVKTCoreKit.so") player=$(stripped "$folder/shared/libVKTPlayer.so")
+    echo "stripped sizes (1 KB is 1,000 bytes):"
+    size "libVKTCoreKit.so" "$library"
+    size "libVKTCoreKit.so and libVKTPlayer.so" $((library + player)) 1200000 || status=1
+    size "vkt, the library linked statically" "$(stripped "$folder/static/tools/vkt/vkt")"
+    size "vkt-script-host" "$(stripped "$folder/static/tools/vkt/vkt-script-host")"
+    size "$smallest_player, the library linked statically" "$(stripped "$folder/static/examples/$smallest_player")" 600000 ||
+        status=1
+    return $status
+}
+
+# Kilobytes that the guest has of its memory in RAM: the emulator's own mappings are not counted. They lie where
+# the machine's own programs have theirs, above the guest's.
+guest_memory() {
+    awk -v limit="$2" '/^[0-9a-f]+-[0-9a-f]+ / { split($1, range, "-"); guest = length(range[1]) < limit }
+        guest && /^Rss:/ { sum += $2 } END { print sum + 0 }' "/proc/$1/smaps" 2>/dev/null || true
+}
