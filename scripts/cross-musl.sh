@@ -32,6 +32,7 @@ for header_folder in $(g++ -x c++ -E -v - </dev/null 2>&1 | sed -n 's/^ \(.*c++.
 done
 
 mapfile -t sources < <(find VKTCoreKit -name '*.cpp' | sort)
+# shellcheck disable=SC2016
 failures=$(printf '%s\n' "${sources[@]}" |
     xargs -P "${1:-$(nproc)}" -I{} sh -c '"$@" {} 2>>"$0" || echo {}' "$log" g++ "${options[@]}")
 if [[ -n $failures ]]; then

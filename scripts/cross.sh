@@ -20,7 +20,7 @@ if [[ $1 == packages ]]; then
     if [[ $arch == musl ]]; then echo musl-tools; else echo "g++-$triplet" qemu-user-static; fi
     exit
 fi
-[[ $arch != musl ]] || exec scripts/cross-musl.sh
+[[ $arch != musl ]] || exec scripts/cross-musl.sh "${VKT_JOBS:-$(nproc)}"
 
 root_packages=(
     libc6-dev libstdc++-12-dev libcurl4-openssl-dev libexpat1-dev libssl-dev libsqlite3-dev zlib1g-dev duktape-dev
@@ -31,6 +31,7 @@ folder=build/cross/$arch
 root=$PWD/$folder/root
 jobs=${VKT_JOBS:-$(nproc)}
 emulate=("$emulator" -L "$root")
+excused=scripts/cross-emulation.txt
 smallest_player=embedding_player
 
 die() {
@@ -42,7 +43,7 @@ die() {
 build() {
     local name=$1 log=$folder/$1.log
     shift
-    cmake -S . -B "$folder/$name" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVKT_WERROR=ON -DCMAKE_CXX_COMPILER_LAUNCHER=ccache \
+    cmake -S . -B "$folder/$name" -G Ninja -DCMAKE_BUILD_TYPE=MinSizeRel -DVKT_WERROR=ON -DCMAKE_CXX_COMPILER_LAUNCHER=ccache \
         "-DCMAKE_TOOLCHAIN_FILE=$PWD/cmake/toolchains/$triplet.cmake" "-DCMAKE_SYSROOT=$root" "$@" >"$log" 2>&1 &&
         cmake --build "$folder/$name" -j "$jobs" >>"$log" 2>&1 && return
     grep -E -A 15 '^FAILED:|error:|CMake Error' "$log" | head -n 80 >&2
@@ -107,9 +108,45 @@ report_sizes() {
     return $status
 }
 
-# Kilobytes that the guest has of its memory in RAM: the emulator's own mappings are not counted. They lie where
-# the machine's own programs have theirs, above the guest's.
+# guest_memory PROCESS: kilobytes of RAM that the emulated program has; the emulator's own mappings lie above 2^44.
 guest_memory() {
-    awk -v limit="$2" '/^[0-9a-f]+-[0-9a-f]+ / { split($1, range, "-"); guest = length(range[1]) < limit }
-        guest && /^Rss:/ { sum += $2 } END { print sum + 0 }' "/proc/$1/smaps" 2>/dev/null || true
+    awk '/^[0-9a-f]+-/ { guest = index($1, "-") < 12 }
+        guest && /^Rss:/ { kilobytes += $2 }
+        END { print kilobytes + 0 }' "/proc/$1/smaps" 2>/dev/null || echo 0
 }
+
+# Looked at every 10 ms, so that a shorter peak may be missed.
+report_memory() {
+    local vkt=$folder/static/tools/vkt/vkt server client address="" attempt now guest=0 all=0
+    "${emulate[@]}" "$vkt" serve --port 0 >"$folder/serve.log" 2>&1 &
+    server=$!
+    for ((attempt = 0; attempt < 200 && ${#address} == 0; attempt++)); do
+        sleep 0.05
+        address=$(sed -n 's/^serving on //p' "$folder/serve.log")
+    done
+    [[ -n $address ]] || die "the demo server did not come up: $(cat "$folder/serve.log")"
+    "${emulate[@]}" "$vkt" resolve --handle-wrapper-adpods "${address}demo" >"$folder/resolve.log" 2>&1 &
+    client=$!
+    while kill -0 "$client" 2>/dev/null; do
+        now=$(guest_memory "$client")
+        ((now <= guest)) || guest=$now
+        now=$(sed -nE 's/^VmHWM: *([0-9]+) kB/\1/p' "/proc/$client/status" 2>/dev/null || true)
+        ((${now:-0} <= all)) || all=$now
+        sleep 0.01
+    done
+    kill "$server"
+    wait "$client" || die "resolving the demo failed: $(cat "$folder/resolve.log")"
+    echo "memory of vkt resolve of the demo: $guest KiB in RAM at its peak, $all KiB with the emulator and its translations"
+}
+
+mkdir -p "$folder"
+scripts/cross-root.sh "$arch" "$folder" "${root_packages[@]}"
+build static
+build shared -DBUILD_SHARED_LIBS=ON -DVKT_BUILD_TESTS=OFF -DVKT_BUILD_TOOLS=OFF
+run_tests
+status=0
+echo "$arch ($triplet, $("$triplet-g++" -dumpfullversion), $("$emulator" --version | head -n 1))"
+report_tests || status=1
+report_sizes || status=1
+report_memory
+exit $status
