@@ -71,9 +71,13 @@ const Foreign foreignFiles[] = {
          write(path, changed(changed(store, applicationIDOffset, 4, 1), journalModeOffset, 2, 1));
      }},
     {"damaged from its first table on",
-     [](const auto& path, const auto& store) { write(path, changed(store, firstTableOffset, 2000, -1)); }},
+     [](const auto& path, const auto& store) {
+         write(path, changed(store, firstTableOffset, 2000, '\xff'));
+     }},
     {"damaged behind its first page",
-     [](const auto& path, const auto& store) { write(path, changed(store, 4096, store.size() - 4096, -1)); }},
+     [](const auto& path, const auto& store) {
+         write(path, changed(store, 4096, store.size() - 4096, '\xff'));
+     }},
     {"cut off", [](const auto& path, const auto& store) { write(path, store.substr(0, 3000)); }},
     {"folder", [](const auto& path, const auto&) { std::filesystem::create_directory(path); }},
     {"pipe", [](const auto& path, const auto&) { EXPECT_EQ(mkfifo(path.c_str(), 0666), 0); }},

@@ -16,6 +16,7 @@
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/tracking/VKTPersistentPixelStoreProvider.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
+#include "tests/support/VKTChildRun.h"
 #include "tests/support/VKTLoopbackServer.h"
 #include "tests/support/VKTStoreFolder.h"
 
@@ -68,10 +69,8 @@ void say(const std::string& what, const std::string& which) {
 
 // The running test once more, as a process that does its child's part.
 FILE* startChild(const std::string& path, const std::string& url) {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
     const std::string command = std::string(fileVariable) + "='" + path + "' " + urlVariable + "='" + url +
-                                "' exec '" + std::filesystem::read_symlink("/proc/self/exe").string() +
-                                "' --gtest_filter=" + test->test_suite_name() + "." + test->name();
+                                "' exec " + vkt_commandOfCurrentTest();
     return popen(command.c_str(), "r");
 }
 

@@ -1,5 +1,8 @@
-#include <execinfo.h>
 #include <openssl/evp.h>
+#if __has_include(<execinfo.h>)  // musl has none
+#include <execinfo.h>
+#define VKT_HAS_BACKTRACE
+#endif
 
 #include <array>
 #include <cstdlib>
@@ -23,6 +26,9 @@ std::chrono::seconds vkt_localOffsetFromUTC(VKTDate date) {
 }
 
 std::vector<std::string> vkt_callStackSymbols() {
+#ifndef VKT_HAS_BACKTRACE
+    return {};
+#else
     std::array<void*, 128> frames{};
     const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
     const std::unique_ptr<char*, decltype(&std::free)> symbols(backtrace_symbols(frames.data(), count),
@@ -30,4 +36,5 @@ std::vector<std::string> vkt_callStackSymbols() {
     if (!symbols) return {};
     // The first frame is this function.
     return {symbols.get() + 1, symbols.get() + count};
+#endif
 }

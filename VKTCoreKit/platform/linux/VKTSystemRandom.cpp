@@ -1,11 +1,14 @@
 #include "VKTCoreKit/platform/linux/VKTSystemRandom.h"
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <utility>
 
 namespace {
@@ -16,6 +19,20 @@ std::atomic<std::uint32_t> forks = 0;
 bool noticesForks() {
     static const bool isNoticed = pthread_atfork(nullptr, nullptr, [] { ++forks; }) == 0;
     return isNoticed;
+}
+
+using Words = std::array<std::uint32_t, 64>;  // as much as the system gives at once
+
+// Not with arc4random, which glibc has since 2.36 only, and musl not at all.
+void fill(Words& words) {
+    if (getentropy(words.data(), sizeof words) == 0) return;
+    // Before Linux 3.17.
+    std::ifstream device("/dev/urandom", std::ios::binary);
+    if (device.read(reinterpret_cast<char*>(words.data()), sizeof words)) return;
+    std::fputs(
+        "VKTCoreKit: the system gives no random numbers; the process needs getrandom(2) or /dev/urandom.\n",
+        stderr);
+    std::abort();
 }
 
 // One thread's.
@@ -29,11 +46,11 @@ class DrawnWords {
   private:
     void draw() {
         forks_ = forks;
-        arc4random_buf(words_.data(), sizeof words_);
+        fill(words_);
         left_ = words_.size();
     }
 
-    std::array<std::uint32_t, 64> words_{};
+    Words words_{};
     std::size_t left_ = 0;
     std::uint32_t forks_ = 0;
 };

@@ -30,7 +30,10 @@ void closeOtherDescriptors() {
         close(descriptor);
 }
 
-bool limit(__rlimit_resource resource, rlim_t value) {
+// An enumeration of glibc's, a number of musl's.
+using Resource = decltype(RLIMIT_AS);
+
+bool limit(Resource resource, rlim_t value) {
     rlimit limits{};
     if (getrlimit(resource, &limits) != 0) return false;
     limits.rlim_max = std::min(limits.rlim_max, value);
