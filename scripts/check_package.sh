@@ -40,6 +40,17 @@ consume_by_pkg_config() {
     LD_LIBRARY_PATH=$PWD/$folder/.. expect_one_ad "$program"
 }
 
+# vkt as a project of its own: the package in build/install/NAME has the public headers alone.
+build_vkt_on() {
+    local name=$1 outside=build/vkt-$1 internal
+    internal=$(find "build/install/$name" -path '*/detail*')
+    [[ -z $internal ]] || die "build/install/$name has internal headers: $internal"
+    rm -rf "$outside"
+    quietly "package-$name-vkt-cmake" cmake -S tools/vkt -B "$outside" -DCMAKE_PREFIX_PATH="$PWD/build/install/$name"
+    quietly "package-$name-vkt" cmake --build "$outside" -j "$jobs"
+    quietly "package-$name-vkt-run" "$outside/vkt" resolve --handle-wrapper-adpods "${address}demo"
+}
+
 expect_one_ad() {
     local output
     output=$("$1") || die "$1 failed: it played no ad break to its end"
@@ -71,6 +82,7 @@ check_prefixes() {
 
     install_moved static build/release
     consume static
+    build_vkt_on static
     quietly package-static-contract build/consumer-static/contract_test
     consume_by_pkg_config static
     expect_scripts static '"failure": null'
