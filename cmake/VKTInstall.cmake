@@ -18,11 +18,9 @@ function(vkt_install_pkg_config name component)
     cmake_parse_arguments(PC "" "DESCRIPTION;CFLAGS" "REQUIRES;MODULES" ${ARGN})
     list(JOIN PC_REQUIRES ", " requires)
     list(JOIN PC_MODULES " " modules)
-    # Who links an archive links what it needs; a shared object brings it along.
-    set(requires_private "")
-    if(BUILD_SHARED_LIBS)
-        set(requires_private "${modules}")
-    elseif(modules)
+    # Who links an archive links what it needs; a shared object brings it along, and our headers want none of it: a
+    # private requirement would be looked for as well.
+    if(modules AND NOT BUILD_SHARED_LIBS)
         string(APPEND requires " ${modules}")
     endif()
     configure_file(cmake/VKT.pc.in ${name}.pc @ONLY)

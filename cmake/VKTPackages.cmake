@@ -40,8 +40,9 @@ set(library_package libvktcorekit${PROJECT_VERSION_MAJOR})
 vkt_package(RUNTIME ${library_package} libs "core library of advertising SDKs on television devices" ${description}
     "This package has the shared libraries and the program that runs scripts.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
 vkt_package(DEVELOPMENT libvktcorekit-dev libdevel "core library of advertising SDKs, for development" ${description}
     "This package has the headers, the files for CMake and pkg-config, and the"

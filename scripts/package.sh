@@ -19,11 +19,12 @@ die() {
 }
 
 build() {
+    # Debian's hardening; what is stripped anyway is not compiled with debugging information.
     local flags
-    flags=$(dpkg-buildflags --get CXXFLAGS)
+    flags="$(DEB_CXXFLAGS_MAINT_STRIP=-g dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)"
     cmake -S . -B "$work/tree" -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr -DBUILD_SHARED_LIBS=ON \
         -DCMAKE_SKIP_INSTALL_RPATH=ON \
-        -DCMAKE_CXX_FLAGS="$flags $(dpkg-buildflags --get CPPFLAGS)" \
+        -DCMAKE_CXX_FLAGS="$flags" \
         -DCMAKE_SHARED_LINKER_FLAGS="$(dpkg-buildflags --get LDFLAGS)" \
         -DCMAKE_EXE_LINKER_FLAGS="$(dpkg-buildflags --get LDFLAGS)" \
         -DVKT_BUILD_TESTS=OFF -DVKT_BUILD_EXAMPLES=OFF -DVKT_BUILD_TOOLS=ON
