@@ -20,9 +20,9 @@
 #include "Loopback.h"
 #include "Pairs.h"
 #include "VKTCoreKit/omruntime/AdSession.h"
-#include "VKTCoreKit/omruntime/EmbeddedServiceScript.h"
-#include "VKTCoreKit/omruntime/Geometry.h"
 #include "VKTCoreKit/omruntime/SDK.h"
+#include "VKTCoreKit/omruntime/detail/EmbeddedServiceScript.h"
+#include "VKTCoreKit/omruntime/detail/Geometry.h"
 #include "VKTCoreKit/platform/VKTHeadlessView.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 

@@ -1,6 +1,7 @@
 # Fails for each include that cmake/floors.txt does not allow, and for each folder that has no row there.
+# A folder detail/ belongs to its floor, and is for source files and for headers that stand in a detail/ themselves.
 # cmake -D SOURCE_DIR=... -D STAMP=... -P CheckFloors.cmake
-cmake_minimum_required(VERSION 3.24)
+cmake_minimum_required(VERSION 3.18)
 file(STRINGS ${SOURCE_DIR}/cmake/floors.txt rows REGEX "^[^#]")
 foreach(row IN LISTS rows)
     string(REGEX MATCH "^([^:]+):(.*)$" _ "${row}")
@@ -16,8 +17,14 @@ endforeach()
 list(TRANSFORM patterns PREPEND ${SOURCE_DIR}/)
 file(GLOB_RECURSE files RELATIVE ${SOURCE_DIR} ${patterns})
 foreach(file IN LISTS files)
-    cmake_path(GET file PARENT_PATH floor)
+    get_filename_component(floor ${file} DIRECTORY)
     string(REGEX REPLACE "^VKTCoreKit/" "" floor ${floor})
+    set(may_include_details TRUE)
+    if(floor MATCHES "^(.+)/detail$")
+        set(floor ${CMAKE_MATCH_1})
+    elseif(floor MATCHES "^(tools|examples)" OR NOT file MATCHES "[.]cpp$")
+        set(may_include_details FALSE)
+    endif()
     if(NOT floor IN_LIST floors)
         message(SEND_ERROR "${file}: cmake/floors.txt has no row \"${floor}:\". "
             "Add it above the rows that may include it, and quote it in docs/architecture.md.")
@@ -32,6 +39,13 @@ foreach(file IN LISTS files)
             set(target tools/vkt/${target})
         else()
             continue()
+        endif()
+        if(target MATCHES "^(.+)/detail$")
+            set(target ${CMAKE_MATCH_1})
+            if(NOT may_include_details)
+                message(SEND_ERROR "${file}: ${line}\nHeaders in detail/ are not installed. "
+                    "Include a public header, or move what is needed into one.")
+            endif()
         endif()
         if(NOT target STREQUAL floor AND NOT target IN_LIST allowed_by_${floor})
             message(SEND_ERROR "${file}: ${line}\ncmake/floors.txt does not allow ${floor} to include ${target}. "

@@ -4,12 +4,6 @@ function(vkt_embed_text target text_file header function)
     set(source ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${text_file})
     file(READ ${text_file} text)
-    file(CONFIGURE OUTPUT ${source} @ONLY CONTENT
-"#include \"@header@\"
-
-std::string_view @function@() {
-    return R\"text(@text@)text\";
-}
-")
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/EmbeddedText.cpp.in ${source} @ONLY)
     target_sources(${target} PRIVATE ${source})
 endfunction()

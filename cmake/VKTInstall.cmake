@@ -1,57 +1,88 @@
-# Installs the library for CMake (find_package(VKTCoreKit)) and for pkg-config.
+# Installs the library for CMake (find_package(VKTCoreKit)) and for pkg-config. Components: Runtime, Development, Tools,
+# Testing.
 include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
-install(TARGETS VKTCoreKit VKTCore VKTPlayer EXPORT VKTCoreKitTargets
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY VKTCoreKit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-    FILES_MATCHING PATTERN "*.h" PATTERN "*.inc" PATTERN "testing" EXCLUDE PATTERN "linux" EXCLUDE)
-install(EXPORT VKTCoreKitTargets NAMESPACE VKTCoreKit:: DESTINATION ${package_folder})
+set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/VKTCoreKit)
+
+# vkt_install_library(EXPORT_SET COMPONENT TARGET...): shared objects are what runs; archives are for development.
+function(vkt_install_libraries export component)
+    install(TARGETS ${ARGN} EXPORT ${export}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_COMPONENT ${component}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component})
+    install(EXPORT ${export} NAMESPACE VKTCoreKit:: DESTINATION ${package_folder} COMPONENT ${component})
+endfunction()
+
+# vkt_install_pkg_config(NAME COMPONENT DESCRIPTION [CFLAGS...] [MODULES...]): requires and libs are told from the target.
+function(vkt_install_pkg_config name component)
+    cmake_parse_arguments(PC "" "DESCRIPTION;CFLAGS" "REQUIRES;MODULES" ${ARGN})
+    list(JOIN PC_REQUIRES ", " requires)
+    list(JOIN PC_MODULES " " modules)
+    # Who links an archive links what it needs; a shared object brings it along.
+    set(requires_private "")
+    if(BUILD_SHARED_LIBS)
+        set(requires_private "${modules}")
+    elseif(modules)
+        string(APPEND requires " ${modules}")
+    endif()
+    configure_file(cmake/VKT.pc.in ${name}.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT ${component})
+endfunction()
+file(RELATIVE_PATH prefix_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH includes_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+
+set(platform_modules)
+set(platform_libs)
+if(VKT_PLATFORM)
+    set(platform_modules libcurl expat libcrypto sqlite3 zlib)
+    set(platform_libs "-ldl -pthread")
+    if(VKT_WITH_MEASUREMENT)
+        list(APPEND platform_modules duktape)
+        install(TARGETS vkt-script-host RUNTIME DESTINATION ${VKT_SCRIPT_HOST_FOLDER} COMPONENT Runtime)
+    endif()
+endif()
+
+vkt_install_libraries(VKTCoreKitTargets Development VKTCoreKit VKTPlayer)
+install(DIRECTORY VKTCoreKit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development
+    FILES_MATCHING PATTERN "*.h" PATTERN "*.inc"
+    PATTERN "detail" EXCLUDE PATTERN "testing" EXCLUDE PATTERN "linux" EXCLUDE)
+vkt_install_pkg_config(VKTCoreKit Development DESCRIPTION "${PROJECT_DESCRIPTION}"
+    CFLAGS "-std=c++20 -I\${includedir}" MODULES ${platform_modules})
+set(platform_libs)
+vkt_install_pkg_config(VKTPlayer Development DESCRIPTION "Ad breaks on VKTCoreKit"
+    REQUIRES "VKTCoreKit = ${PROJECT_VERSION}")
+
+# Each a component of find_package, too.
+vkt_install_libraries(VKTTestingTargets Testing VKTTesting)
+install(DIRECTORY VKTCoreKit/platform/testing DESTINATION ${header_folder}/platform COMPONENT Testing
+    FILES_MATCHING PATTERN "*.h")
+vkt_install_pkg_config(VKTTesting Testing DESCRIPTION "Fakes of the platform of VKTCoreKit, for tests"
+    REQUIRES "VKTCoreKit = ${PROJECT_VERSION}")
+if(TARGET VKTCairoCanvas)
+    vkt_install_libraries(VKTCairoCanvasTargets Development VKTCairoCanvas)
+    install(FILES VKTCoreKit/platform/linux/cairo/VKTCairoCanvas.h
+        DESTINATION ${header_folder}/platform/linux/cairo COMPONENT Development)
+    vkt_install_pkg_config(VKTCairoCanvas Development DESCRIPTION "Drawing of VKTCoreKit into pictures, by cairo"
+        REQUIRES "VKTCoreKit = ${PROJECT_VERSION}" CFLAGS -DVKT_HAS_CAIRO_CANVAS MODULES cairo)
+endif()
+if(TARGET VKTGLib)
+    vkt_install_libraries(VKTGLibTargets Development VKTGLib)
+    install(FILES VKTCoreKit/platform/linux/glib/VKTGLibRunLoop.h
+        DESTINATION ${header_folder}/platform/linux/glib COMPONENT Development)
+    vkt_install_pkg_config(VKTGLib Development DESCRIPTION "The main loop of VKTCoreKit over GLib's"
+        REQUIRES "VKTCoreKit = ${PROJECT_VERSION}" CFLAGS -DVKT_HAS_GLIB_RUN_LOOP MODULES glib-2.0)
+endif()
 
 configure_package_config_file(cmake/VKTCoreKitConfig.cmake.in VKTCoreKitConfig.cmake
     INSTALL_DESTINATION ${package_folder})
 write_basic_package_version_file(VKTCoreKitConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VKTCoreKitConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/VKTCoreKitConfigVersion.cmake
-    DESTINATION ${package_folder})
-
-# As find_package does it, the pkg-config file asks for what the platform needs.
-set(pkg_config_requires)
-set(pkg_config_libs -lVKTCore)
-if(VKT_PLATFORM)
-    install(TARGETS VKTLinuxPlatform EXPORT VKTCoreKitTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-    install(TARGETS vkt-script-host RUNTIME DESTINATION ${VKT_SCRIPT_HOST_FOLDER} COMPONENT programs)
-    set(pkg_config_requires "libcurl expat libcrypto sqlite3 zlib duktape")
-    string(CONCAT pkg_config_libs "-Wl,--start-group -lVKTLinuxPlatform -lVKTCore -Wl,--end-group "
-        "-lcurl -lexpat -lcrypto -lsqlite3 -lz -lduktape -ldl -pthread")
-endif()
-
-function(vkt_install_pkg_config name)
-    configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
-    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-endfunction()
-vkt_install_pkg_config(VKTCoreKit)
-vkt_install_pkg_config(VKTPlayer)
-
-# Components of their own: find_package(VKTCoreKit COMPONENTS VKTGLib), pkg-config VKTGLib.
-foreach(component VKTTesting VKTCairoCanvas VKTGLib)
-    if(TARGET ${component})
-        install(TARGETS ${component} EXPORT ${component}Targets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-        install(EXPORT ${component}Targets NAMESPACE VKTCoreKit:: DESTINATION ${package_folder})
-        vkt_install_pkg_config(${component})
-    endif()
-endforeach()
-install(DIRECTORY VKTCoreKit/platform/testing DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/VKTCoreKit/platform
-    FILES_MATCHING PATTERN "*.h")
-if(TARGET VKTCairoCanvas)
-    install(FILES VKTCoreKit/platform/linux/cairo/VKTCairoCanvas.h
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/VKTCoreKit/platform/linux/cairo)
-endif()
-if(TARGET VKTGLib)
-    install(FILES VKTCoreKit/platform/linux/glib/VKTGLibRunLoop.h
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/VKTCoreKit/platform/linux/glib)
-endif()
+    DESTINATION ${package_folder} COMPONENT Development)
 
 if(TARGET vkt)
-    install(TARGETS vkt RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT programs)
+    file(RELATIVE_PATH library_from_program ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(vkt PROPERTIES INSTALL_RPATH "$ORIGIN/${library_from_program}")
+    install(TARGETS vkt RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tools)
 endif()

@@ -12,6 +12,9 @@ endfunction()
 function(vkt_configure_target target)
     target_compile_features(${target} PUBLIC cxx_std_20)
     vkt_set_warnings(${target})
+    # A program has of the library what it uses.
+    target_compile_options(${target} PRIVATE -ffunction-sections -fdata-sections)
+    target_link_options(${target} PRIVATE LINKER:--gc-sections)
     if(VKT_SANITIZE)
         # Not the check of virtual tables: it opens a pipe, which it takes for a fault where a test leaves no
         # descriptor.
@@ -19,10 +22,29 @@ function(vkt_configure_target target)
             -fsanitize=${VKT_SANITIZE} -fno-sanitize=vptr -fno-omit-frame-pointer -fno-sanitize-recover=all)
         target_link_options(${target} PUBLIC -fsanitize=${VKT_SANITIZE})
     endif()
-    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
 endfunction()
 
-# Writes the checkout's revision into a source file at every build; the file changes only with the revision.
+# vkt_add_library(NAME [STATIC] SOURCE...): a library of this project, VKTCoreKit::NAME to those who link it. Archives
+# and shared objects are compiled in the same way; a shared one has the names that are marked VKT_EXPORT.
+function(vkt_add_library name)
+    add_library(${name} ${ARGN})
+    add_library(VKTCoreKit::${name} ALIAS ${name})
+    vkt_configure_target(${name})
+    set_target_properties(${name} PROPERTIES
+        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "$ORIGIN" DEFINE_SYMBOL ""
+        POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    get_target_property(type ${name} TYPE)
+    if(type STREQUAL "SHARED_LIBRARY")
+        set(names ${PROJECT_SOURCE_DIR}/cmake/exported_names.map)
+        target_link_options(${name} PRIVATE LINKER:--version-script=${names})
+        set_target_properties(${name} PROPERTIES LINK_DEPENDS ${names})
+        if(VKT_PLATFORM AND NOT VKT_SANITIZE)
+            target_link_options(${name} PRIVATE LINKER:--no-undefined)
+        endif()
+    endif()
+endfunction()
+
+# Writes the source's revision into a source file at every build; the file changes only with the revision.
 function(vkt_stamp_revision target)
     set(stamp ${CMAKE_CURRENT_BINARY_DIR}/VKTFrameworkRevision.cpp)
     add_custom_target(${target}Revision BYPRODUCTS ${stamp}

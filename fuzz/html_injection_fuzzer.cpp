@@ -1,7 +1,7 @@
 // The first byte says whether the tag is forced to the end, the rest is the HTML.
 #include "Fuzzing.h"
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/openmeasurement/VKTHTMLInjection.h"
+#include "VKTCoreKit/openmeasurement/detail/VKTHTMLInjection.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "Fuzzing.h"
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/omruntime/Bridge.h"
+#include "VKTCoreKit/omruntime/detail/Bridge.h"
 
 using namespace OMIDKorvonet1;
 

@@ -9,17 +9,19 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
 /// An integer or a double.
-std::optional<VKTNumber> vkt_configNumberForKey(const VKTDictionary& dictionary, std::string_view key);
+VKT_EXPORT std::optional<VKTNumber> vkt_configNumberForKey(const VKTDictionary& dictionary,
+                                                           std::string_view key);
 
 /// A number truncated towards zero, saturating at the bounds of the type; 0 when there is none.
-std::uint64_t vkt_configUnsignedForKey(const VKTDictionary& dictionary, std::string_view key);
+VKT_EXPORT std::uint64_t vkt_configUnsignedForKey(const VKTDictionary& dictionary, std::string_view key);
 
 /// A text, also an empty one; null when there is none.
-const std::string* vkt_configStringForKey(const VKTDictionary& dictionary, std::string_view key);
+VKT_EXPORT const std::string* vkt_configStringForKey(const VKTDictionary& dictionary, std::string_view key);
 
 /// A text that parses as a URL.
-std::optional<VKTURL> vkt_configURLForKey(const VKTDictionary& dictionary, std::string_view key);
+VKT_EXPORT std::optional<VKTURL> vkt_configURLForKey(const VKTDictionary& dictionary, std::string_view key);

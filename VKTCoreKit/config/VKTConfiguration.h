@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "VKTCoreKit/config/VKTRemoteConfigManager.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTLocationServices.h"
 #include "VKTCoreKit/platform/VKTNotificationCentre.h"
 #include "VKTCoreKit/privacy/VKTIdentity.h"
@@ -40,7 +41,15 @@ class VKTConfigurationRemoteLogger {
 ///
 /// Main thread only. An embedding SDK keeps one for its lifetime; destroying it ends the fetches that it
 /// would start.
-class VKTConfiguration : public std::enable_shared_from_this<VKTConfiguration> {
+///
+/// ```cpp
+/// auto configuration = VKTConfiguration::init();
+/// configuration->configureWithSiteID(42, configManager);    // fetches
+/// configuration->configureWithKorvoDictionary(korvo);       // what has come of it
+/// if (configuration->isDeprecated()) std::cerr << "there is a newer version\n";
+/// auto identity = configuration->deviceIdentity();
+/// ```
+class VKT_EXPORT VKTConfiguration : public std::enable_shared_from_this<VKTConfiguration> {
   public:
     using GETParameters = std::map<std::string, std::string, std::less<>>;
 

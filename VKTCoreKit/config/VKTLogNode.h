@@ -9,11 +9,12 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
 /// One named part. Embedders derive their own. Immutable, so any thread; shared by the records that it is
 /// given to.
-class VKTLogNode {
+class VKT_EXPORT VKTLogNode {
   public:
     virtual ~VKTLogNode() = default;
 
@@ -32,7 +33,7 @@ class VKTLogNode {
 using VKTLogNodes = std::vector<std::shared_ptr<const VKTLogNode>>;
 
 /// A part whose dictionary is fixed when it is made; an empty one counts as nothing.
-class VKTLogDictionaryNode : public VKTLogNode {
+class VKT_EXPORT VKTLogDictionaryNode : public VKTLogNode {
   public:
     [[nodiscard]] std::string name() const override { return name_; }
     [[nodiscard]] std::optional<VKTDictionary> jsonDictionary() const override;
@@ -47,7 +48,7 @@ class VKTLogDictionaryNode : public VKTLogNode {
 };
 
 /// "error": what failed, and the ad call that it happened in. Empty texts of the ad call are left out.
-class VKTLogErrorNode final : public VKTLogDictionaryNode {
+class VKT_EXPORT VKTLogErrorNode final : public VKTLogDictionaryNode {
   public:
     static std::shared_ptr<VKTLogErrorNode> initWithErrorMessage(
         std::string errorMessage, std::optional<std::string> adResponse,
@@ -66,7 +67,7 @@ class VKTLogErrorNode final : public VKTLogDictionaryNode {
 };
 
 /// "error": a VAST error. The entries of `optionalInfo` come last and replace others of the same name.
-class VKTLogVASTErrorNode final : public VKTLogDictionaryNode {
+class VKT_EXPORT VKTLogVASTErrorNode final : public VKTLogDictionaryNode {
   public:
     static std::shared_ptr<VKTLogVASTErrorNode> initWithDescription(
         std::string description, std::optional<std::string> VASTResponse, std::int64_t VASTCode,
@@ -77,7 +78,7 @@ class VKTLogVASTErrorNode final : public VKTLogDictionaryNode {
 };
 
 /// "measure": measured values by their names.
-class VKTLogMeasureNode final : public VKTLogDictionaryNode {
+class VKT_EXPORT VKTLogMeasureNode final : public VKTLogDictionaryNode {
   public:
     static std::shared_ptr<VKTLogMeasureNode> initWithMeasureDictionary(VKTDictionary dictionary);
 
@@ -86,7 +87,7 @@ class VKTLogMeasureNode final : public VKTLogDictionaryNode {
 };
 
 /// "openMeasurement": a vendor's measurement script.
-class VKTLogOpenMeasurementNode final : public VKTLogDictionaryNode {
+class VKT_EXPORT VKTLogOpenMeasurementNode final : public VKTLogDictionaryNode {
   public:
     static std::shared_ptr<VKTLogOpenMeasurementNode> initWithVendorName(
         std::optional<std::string> vendorName, std::string JSLibraryURLString,

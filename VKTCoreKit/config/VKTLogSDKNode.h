@@ -7,10 +7,11 @@
 #include <string>
 
 #include "VKTCoreKit/config/VKTLogNode.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/privacy/VKTIdentity.h"
 
 /// "sdk".
-class VKTLogSDKNode final : public VKTLogDictionaryNode {
+class VKT_EXPORT VKTLogSDKNode final : public VKTLogDictionaryNode {
   public:
     /// `platform` is the device's model. A text that is absent is left out, and so is an empty
     /// `coreSdkVersion` and an identity type without a name. Callers may leave out what was added over time,

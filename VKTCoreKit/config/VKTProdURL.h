@@ -3,10 +3,11 @@
 
 #include <optional>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 
 /// A passive record.
-struct VKTProdURL {
+struct VKT_EXPORT VKTProdURL {
     VKTURL prodURL;
     std::optional<VKTURL> devURL;
     bool cacheBusterEnabled = true;

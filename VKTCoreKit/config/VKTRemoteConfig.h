@@ -7,9 +7,10 @@
 
 #include "VKTCoreKit/config/VKTRemoteConfigKorvoConfig.h"
 #include "VKTCoreKit/config/VKTRemoteConfigLoggerConfig.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 
 /// A passive record.
-struct VKTRemoteConfig {
+struct VKT_EXPORT VKTRemoteConfig {
     double TTL = 0;  ///< seconds of validity announced by the server
     VKTRemoteConfigLoggerConfig loggerConfig;
     VKTRemoteConfigKorvoConfig korvoConfig;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
@@ -12,7 +13,7 @@
 inline constexpr const char* VKTProductionAdServerBaseURL = "https://adserver.korvonet.example/";
 
 /// Parameters that go with each ad call. A passive record.
-struct VKTRemoteConfigKorvoConfigAdCallParameters {
+struct VKT_EXPORT VKTRemoteConfigKorvoConfigAdCallParameters {
     VKTDictionary postParameters;
     VKTDictionary getParameters;
 
@@ -35,7 +36,7 @@ struct VKTRemoteConfigKorvoConfigAdCallParameters {
 };
 
 /// A passive record.
-struct VKTRemoteConfigKorvoConfig {
+struct VKT_EXPORT VKTRemoteConfigKorvoConfig {
     std::uint64_t networkID = 0;
     VKTURL adCallBaseURL;
     VKTRemoteConfigKorvoConfigAdCallParameters adCallParameters;

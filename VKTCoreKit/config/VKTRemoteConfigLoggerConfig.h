@@ -5,11 +5,12 @@
 #include <optional>
 
 #include "VKTCoreKit/config/VKTRemoteLogLevel.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
 /// A passive record. A sampling rate N means that one record in N is sent; with 0 none is.
-struct VKTRemoteConfigLoggerConfig {
+struct VKT_EXPORT VKTRemoteConfigLoggerConfig {
     std::optional<VKTURL> endPointURL;  ///< of the log collector
     VKTRemoteLogLevel minimumLogLevel = VKTRemoteLogLevelNone;
     std::uint64_t debugSamplingRate = 0;

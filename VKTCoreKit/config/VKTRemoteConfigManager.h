@@ -12,6 +12,7 @@
 
 #include "VKTCoreKit/config/VKTRemoteConfig.h"
 #include "VKTCoreKit/core/VKTPropertyCacheManager.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 
 class VKTRemoteConfigManager;
@@ -46,7 +47,21 @@ class VKTRemoteConfigManagerDelegate {
 
 /// Fetches on behalf of one owner, who calls it from one thread; `fetchInProgress` may be read on any. Has no
 /// timer: the owner says when to fetch. Holds its delegate weakly; a request under way holds the manager.
-class VKTRemoteConfigManager : public std::enable_shared_from_this<VKTRemoteConfigManager> {
+///
+/// ```cpp
+/// struct Settings : VKTRemoteConfigManagerDelegate {
+///     void remoteConfigManagerDidSucceedToFetchConfigWithKorvoDictionary(
+///         VKTRemoteConfigManager&, const VKTDictionary& korvo,
+///         const std::optional<std::vector<VKTDictionary>>&) override {
+///         std::cout << VKTValue(korvo).description() << '\n';  // on the HTTP thread, or inside the fetch
+///     }
+/// };
+/// auto settings = std::make_shared<Settings>();  // held weakly
+/// auto manager = VKTRemoteConfigManager::initWithDelegate(settings, "https://config.example.com",
+///                                                         "v1/[SITEID_PLACEHOLDER]", {});
+/// manager->fetchRemoteConfigurationWithSiteId(42, false);
+/// ```
+class VKT_EXPORT VKTRemoteConfigManager : public std::enable_shared_from_this<VKTRemoteConfigManager> {
   public:
     /// Stands for the site ID in the path.
     static constexpr std::string_view SITEID_PLACEHOLDER = "[SITEID_PLACEHOLDER]";

@@ -8,10 +8,11 @@
 
 #include "VKTCoreKit/config/VKTLogNode.h"
 #include "VKTCoreKit/config/VKTRemoteLogLevel.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
 /// A passive record.
-struct VKTRemoteLog {
+struct VKT_EXPORT VKTRemoteLog {
     std::string timestamp;  ///< as `vkt_logTimestampFromDate` writes it
     std::string message;
     std::string category;

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// In order of severity. As a minimum, `VKTRemoteLogLevelNone` lets nothing through.
 enum VKTRemoteLogLevel : std::uint32_t {
     VKTRemoteLogLevelDebug = 0,
@@ -16,7 +18,7 @@ enum VKTRemoteLogLevel : std::uint32_t {
 };
 
 /// The level of exactly that name; `VKTRemoteLogLevelNone` for every other text.
-VKTRemoteLogLevel vkt_remoteLogLevelFromString(std::string_view name);
+VKT_EXPORT VKTRemoteLogLevel vkt_remoteLogLevelFromString(std::string_view name);
 
 /// "debug", "info", "warning" or "error"; nothing for every other level.
-std::optional<std::string_view> vkt_stringFromRemoteLogLevel(VKTRemoteLogLevel level);
+VKT_EXPORT std::optional<std::string_view> vkt_stringFromRemoteLogLevel(VKTRemoteLogLevel level);

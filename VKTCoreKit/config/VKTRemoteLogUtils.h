@@ -4,10 +4,11 @@
 #include <vector>
 
 #include "VKTCoreKit/config/VKTRemoteLog.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 
 /// Pure functions, safe from any thread. What stands under the same name twice is there once, with the later
 /// value.
-class VKTRemoteLogUtils {
+class VKT_EXPORT VKTRemoteLogUtils {
   public:
     /// The record and its nodes, as the collector reads them. Never empty: time stamp, level, sampling rate
     /// and "secured" (-1 without a base URL) are always there.

@@ -6,6 +6,7 @@
 
 #include "VKTCoreKit/config/VKTConfigReading.h"
 #include "VKTCoreKit/config/VKTRemoteLogUtils.h"
+#include "VKTCoreKit/config/detail/VKTRemoteLogBacklog.h"
 #include "VKTCoreKit/core/VKTDictionaryExtension.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/VKTGuardedCall.h"
@@ -105,7 +106,12 @@ VKTRemoteLogger::VKTRemoteLogger(VKTURL endPoint, std::string clientSDKCategory,
       clock_(std::move(clock)),
       random_(std::move(random)),
       deviceInfo_(std::move(deviceInfo)),
-      settings_{std::move(endPoint)} {}
+      settings_{std::move(endPoint)},
+      backlog_(std::make_unique<VKTRemoteLogBacklog>()) {}
+
+VKTRemoteLogger::~VKTRemoteLogger() {
+    stopLogging();
+}
 
 void VKTRemoteLogger::resetDefaultValues(VKTURL endPoint) {
     setSettings({std::move(endPoint)});
@@ -263,7 +269,7 @@ void VKTRemoteLogger::submit(VKTDictionary logDictionary) {
     // sent.
     if (const auto array = vkt_JSONStringWithValue(VKTArray{std::move(logDictionary)})) {
         const VKTLock lock(mutex_);
-        backlog_.submit(array->substr(1, array->size() - 2));
+        backlog_->submit(array->substr(1, array->size() - 2));
         dropOldest();
     }
     sendPendingLogs();
@@ -272,7 +278,7 @@ void VKTRemoteLogger::submit(VKTDictionary logDictionary) {
 void VKTRemoteLogger::sendPendingLogs() {
     {
         const VKTLock lock(mutex_);
-        backlog_.release();
+        backlog_->release();
     }
     sendReleasedLogs();
 }
@@ -296,7 +302,7 @@ std::shared_ptr<VKTRemoteLogger::Batch> VKTRemoteLogger::takeBatch() {
     const VKTLock lock(mutex_);
     std::erase_if(ongoing_, [](const auto& batch) { return batch.expired(); });
     if (ongoing_.size() >= VKTRemoteLogRequestLimit) return nullptr;
-    auto batch = std::make_shared<Batch>(Batch{backlog_.takeReleased(), std::nullopt});
+    auto batch = std::make_shared<Batch>(Batch{backlog_->takeReleased(), std::nullopt});
     if (batch->records.empty()) return nullptr;
     ongoing_.push_back(batch);
     return batch;
@@ -307,8 +313,8 @@ void VKTRemoteLogger::dropOldest() {
     for (const auto& each : ongoing_) {
         if (const auto batch = each.lock()) bytesUnderWay += vkt_bytesOfRecords(batch->records);
     }
-    backlog_.dropOldest(VKTRemoteLogBacklogLimit,
-                        VKTRemoteLogByteLimit - std::min(VKTRemoteLogByteLimit, bytesUnderWay));
+    backlog_->dropOldest(VKTRemoteLogBacklogLimit,
+                         VKTRemoteLogByteLimit - std::min(VKTRemoteLogByteLimit, bytesUnderWay));
 }
 
 VKTURLRequest VKTRemoteLogger::requestWithLogs(const VKTArray& logs) const {
@@ -337,7 +343,7 @@ void VKTRemoteLogger::requestDidEnd(const std::shared_ptr<Batch>& batch,
         const VKTLock lock(mutex_);
         std::erase_if(ongoing_, [&](const auto& each) { return each.lock() == batch; });
         if (isNotConnected(response)) {
-            backlog_.putBack(std::exchange(batch->records, {}));
+            backlog_->putBack(std::exchange(batch->records, {}));
             dropOldest();
         }
         handler = requestCompletionHandler_;
@@ -350,7 +356,7 @@ VKTArray VKTRemoteLogger::pendingLogs() const {
     std::string body;
     {
         const VKTLock lock(mutex_);
-        body = vkt_bodyOfRecords(backlog_.records());
+        body = vkt_bodyOfRecords(backlog_->records());
     }
     return arrayFromBody(body);
 }

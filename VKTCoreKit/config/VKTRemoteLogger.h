@@ -13,14 +13,16 @@
 
 #include "VKTCoreKit/config/VKTRemoteConfigLoggerConfig.h"
 #include "VKTCoreKit/config/VKTRemoteLog.h"
-#include "VKTCoreKit/config/VKTRemoteLogBacklog.h"
 #include "VKTCoreKit/core/VKTTimer.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/platform/VKTClock.h"
 #include "VKTCoreKit/platform/VKTHeaderRule.h"
 #include "VKTCoreKit/platform/VKTRandomSource.h"
 #include "VKTCoreKit/privacy/VKTDeviceInfo.h"
+
+class VKTRemoteLogBacklog;
 
 /// Requests under way at once; what is submitted meanwhile waits.
 inline constexpr std::size_t VKTRemoteLogRequestLimit = 4;
@@ -62,7 +64,13 @@ struct VKTRemoteLoggerSettings {
 ///
 /// Any thread; meant for the main thread. Requests end on the HTTP delivery thread. A request under way keeps
 /// the logger alive; records that wait are lost with it.
-class VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
+///
+/// ```cpp
+/// auto logger = VKTRemoteLogger::initWithDefaultEndPoint(url, "player");
+/// logger->configureWithDictionary({{"minLogLevel", "warning"}});
+/// if (auto record = logger->generateLogWithMessage("no ad", VKTRemoteLogLevelWarning)) logger->log(*record);
+/// ```
+class VKT_EXPORT VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
   public:
     using RequestCompletionHandler = std::function<void(bool succeeded)>;
 
@@ -78,7 +86,7 @@ class VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
         std::shared_ptr<VKTClock> clock, std::shared_ptr<VKTRandomSource> random,
         std::shared_ptr<const VKTDeviceInfo> deviceInfo);
 
-    ~VKTRemoteLogger() { stopLogging(); }
+    ~VKTRemoteLogger();
     VKTRemoteLogger(const VKTRemoteLogger&) = delete;
     VKTRemoteLogger& operator=(const VKTRemoteLogger&) = delete;
 
@@ -203,7 +211,7 @@ class VKTRemoteLogger : public std::enable_shared_from_this<VKTRemoteLogger> {
     VKTRemoteLoggerSettings settings_ VKT_GUARDED_BY(mutex_);
     bool shouldLog_ VKT_GUARDED_BY(mutex_) = false;
     RequestCompletionHandler requestCompletionHandler_ VKT_GUARDED_BY(mutex_);
-    VKTRemoteLogBacklog backlog_ VKT_GUARDED_BY(mutex_);
+    const std::unique_ptr<VKTRemoteLogBacklog> backlog_ VKT_PT_GUARDED_BY(mutex_);
     // Owned by the completions of their requests, so that one which is never called leaves no place taken.
     std::vector<std::weak_ptr<Batch>> ongoing_ VKT_GUARDED_BY(mutex_);
 };

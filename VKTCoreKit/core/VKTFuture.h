@@ -27,6 +27,12 @@ enum VKTFutureErrorCode : std::uint16_t {
 ///
 /// Every operation may be called on any thread; those that get the result block, so keep them off the main
 /// thread and off the global pool. A value: copies share the task. It may be dropped while the task runs.
+///
+/// ```cpp
+/// auto answer = VKTFuture<std::optional<int>>::initWithTask([]() -> std::optional<int> { return 42; });
+/// std::optional<VKTError> error;
+/// if (auto number = answer.getWithTimeout(VKTTimeInterval(1), &error)) std::cout << *number << '\n';
+/// ```
 template <typename Result>
 class VKTFuture {
   public:

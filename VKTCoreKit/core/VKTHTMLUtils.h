@@ -3,8 +3,10 @@
 
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// Pure functions, safe from any thread. All searches ignore case.
-class VKTHTMLUtils {
+class VKT_EXPORT VKTHTMLUtils {
   public:
     /// Whether the script names the MRAID bridge file, in quotes of that kind.
     static bool containsMRAIDBridgeSingleQuoteInScript(std::string_view script);

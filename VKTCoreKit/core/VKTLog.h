@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 
@@ -20,7 +21,7 @@ enum VKTLogLevel : int {
 };
 
 /// Decides which messages are printed. Asked on whatever thread logs, with no lock held.
-class VKTLogDataSource {
+class VKT_EXPORT VKTLogDataSource {
   public:
     virtual ~VKTLogDataSource() = default;
 
@@ -29,7 +30,7 @@ class VKTLogDataSource {
 };
 
 /// Takes the messages that are to be printed, on whatever thread logs, with no lock held.
-class VKTLogOutput {
+class VKT_EXPORT VKTLogOutput {
   public:
     virtual ~VKTLogOutput() = default;
 
@@ -37,7 +38,7 @@ class VKTLogOutput {
 };
 
 /// Lets nothing through.
-class VKTLogDefaultDataSource : public VKTLogDataSource {
+class VKT_EXPORT VKTLogDefaultDataSource : public VKTLogDataSource {
   public:
     static const std::shared_ptr<VKTLogDefaultDataSource>& sharedInstance();
 
@@ -49,7 +50,17 @@ class VKTLogDefaultDataSource : public VKTLogDataSource {
 ///
 /// Every operation may be called on any thread, also while another sets the data source, the output or the
 /// flag. Holds its data source and its output strongly.
-class VKTLog {
+///
+/// ```cpp
+/// struct Complaints : VKTLogDataSource {
+///     bool logShouldLogMessageWithLevel(const VKTLog&, VKTLogLevel level) override {
+///         return level == VKTLogLevelError || level == VKTLogLevelWarning;
+///     }
+/// };
+/// VKTLog::sharedInstance()->setDataSource(std::make_shared<Complaints>());
+/// VKTLog::sharedInstance()->logWarning("the tuner is busy");
+/// ```
+class VKT_EXPORT VKTLog {
   public:
     /// The logger of the whole library: tag "VKTCoreKit", silent until it is given another data source or its
     /// debug flag is set. Never destroyed.

@@ -6,11 +6,12 @@
 #include <string_view>
 #include <utility>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/platform/VKTKeyValueStore.h"
 
 /// Values by key. Every operation may be called on any thread.
-class VKTPropertyCacheManager {
+class VKT_EXPORT VKTPropertyCacheManager {
   public:
     virtual ~VKTPropertyCacheManager() = default;
 
@@ -31,7 +32,7 @@ class VKTPropertyCacheManager {
 };
 
 /// Keeps the values in a key-value store, which it holds; as safe from threads and as lasting as that.
-class VKTDefaultPropertyCacheManager final : public VKTPropertyCacheManager {
+class VKT_EXPORT VKTDefaultPropertyCacheManager final : public VKTPropertyCacheManager {
   public:
     /// Over the platform's store.
     static std::shared_ptr<VKTDefaultPropertyCacheManager> init();

@@ -3,8 +3,10 @@
 
 #include <cstdint>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// Draws from the platform's random source. Safe from any thread.
-class VKTRandom {
+class VKT_EXPORT VKTRandom {
   public:
     /// Uniform in [0, 4294967295).
     static std::uint32_t randomUnsignedInt();

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 
 /// What an offset text is.
 enum VKTOffsetType : std::uint8_t {
@@ -17,6 +18,7 @@ enum VKTOffsetType : std::uint8_t {
     VKTOffsetTypeUnknown = 2,
 };
 
+/// A length of time as a clock shows it.
 struct VKTHoursMinutesSeconds {
     std::int64_t hours = 0;
     std::int64_t minutes = 0;
@@ -26,7 +28,7 @@ struct VKTHoursMinutesSeconds {
 };
 
 /// Pure functions, safe from any thread. Time codes are seconds; -1.0 stands for "not a time code".
-class VKTTimeUtils {
+class VKT_EXPORT VKTTimeUtils {
   public:
     /// Reads "HH:MM:SS.mmm"; hours, minutes and the fraction may be missing, fields may have one digit. Each
     /// of hours, minutes and seconds is below 60. -1.0 for anything else, surrounding blanks included. The

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 
 enum VKTTimerType : std::uint8_t {
@@ -42,7 +43,7 @@ struct VKTTimerInterval {
 };
 
 /// What the run loop calls and keeps alive in a timer's place. Main thread only.
-class VKTTimerTarget {
+class VKT_EXPORT VKTTimerTarget {
   public:
     static std::shared_ptr<VKTTimerTarget> initWithCompletionHandler(std::function<void()> completionHandler);
 
@@ -65,7 +66,7 @@ class VKTTimer;
 
 /// Hears a timer's ticks, on the main thread. It may stop, restart or let go of the timer: the tick then ends
 /// there.
-class VKTTimerDelegate {
+class VKT_EXPORT VKTTimerDelegate {
   public:
     virtual ~VKTTimerDelegate() = default;
 
@@ -76,7 +77,18 @@ class VKTTimerDelegate {
 ///
 /// Main thread only. Holds its delegate weakly, and the run loop does not hold the timer: one that is
 /// destroyed while running logs that and stops.
-class VKTTimer : public std::enable_shared_from_this<VKTTimer> {
+///
+/// ```cpp
+/// struct Clock : VKTTimerDelegate {
+///     void timerFired(VKTTimer& timer) override { std::cout << timer.timerCount() << '\n'; }
+/// };
+/// auto clock = std::make_shared<Clock>();  // held weakly
+/// auto timer = VKTTimer::initWithInterval(
+///     VKTTimerInterval::finiteRepetitionsWithTime(VKTTimeInterval(1), 10), clock);
+/// timer->start();
+/// timer->stop();
+/// ```
+class VKT_EXPORT VKTTimer : public std::enable_shared_from_this<VKTTimer> {
   public:
     using StopHandler = std::function<void(VKTTimer& timer)>;
 

@@ -6,11 +6,12 @@
 #include <functional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 
 /// A named event with a URL to call. Implementations are immutable in use and have identity; they are shared
 /// between the ad and the managers that track it.
-class VKTTrackingEvent {
+class VKT_EXPORT VKTTrackingEvent {
   public:
     virtual ~VKTTrackingEvent() = default;
 
@@ -35,14 +36,14 @@ bool vkt_areEqualEvents(const Events& left, const Events& right) {
 }
 
 /// An event of a video, due at a time of its content.
-class VKTVideoTrackingEvent : public VKTTrackingEvent {
+class VKT_EXPORT VKTVideoTrackingEvent : public VKTTrackingEvent {
   public:
     /// Seconds from the start of the content; -1 when the event has no time offset.
     [[nodiscard]] virtual double eventOffset() const = 0;
 };
 
 /// An event that is due once enough of an ad view has been visible for long enough without a break.
-class VKTViewabilityTrackingEvent : public VKTTrackingEvent {
+class VKT_EXPORT VKTViewabilityTrackingEvent : public VKTTrackingEvent {
   public:
     /// The least visible share of the view, from 0 to 1.
     [[nodiscard]] virtual double eventArea() const = 0;

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
@@ -34,10 +35,10 @@ enum VKTAppStoreURLType : std::uint8_t {
 };
 
 /// Whether the URL has both a scheme and a host.
-bool vkt_isValid(const VKTURL& url);
+VKT_EXPORT bool vkt_isValid(const VKTURL& url);
 
 /// Pure functions, safe from any thread. "Parses" means the strict parser, `VKTURL::URLWithString`.
-class VKTURLUtils {
+class VKT_EXPORT VKTURLUtils {
   public:
     /// The base without its trailing slashes, the path with one slash before it (a lone slash when there is
     /// no path), and a query of the parameters in byte order of their names, each value as its description;

@@ -9,10 +9,11 @@
 
 #include "VKTCoreKit/foundation/VKTColor.h"
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTBundle.h"
 
 /// Pure functions, safe from any thread.
-class VKTUtils {
+class VKT_EXPORT VKTUtils {
   public:
     /// An absent string counts as empty.
     static bool stringIsEmptyOrWhiteSpace(std::optional<std::string_view> string);

@@ -19,6 +19,7 @@
 #include <string_view>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/platform/VKTXMLEventReader.h"
 
@@ -46,7 +47,7 @@ inline constexpr std::string_view VKTXMLDictionaryNodeNameKey = "__name";
 inline constexpr std::string_view VKTXMLDictionaryStrippedKey = "#stripped";
 
 /// How a document becomes a tree. Every reader of ad documents relies on the defaults.
-struct VKTXMLDictionarySettings {
+struct VKT_EXPORT VKTXMLDictionarySettings {
     bool collapseTextNodes = false;  ///< replace a text-only node by its text
     bool stripEmptyNodes = true;     ///< drop a node without attributes, children, comments and text
     bool trimWhiteSpace = true;      ///< trim each text run
@@ -60,7 +61,7 @@ struct VKTXMLDictionarySettings {
 
 /// Turns the events of an XML reader into a tree. Not reentrant and not thread-safe: use one parser per parse
 /// (the free operations below do). The settings persist from one parse to the next.
-class VKTXMLDictionaryParser final : public VKTXMLDictionarySettings, private VKTXMLEventHandler {
+class VKT_EXPORT VKTXMLDictionaryParser final : public VKTXMLDictionarySettings, private VKTXMLEventHandler {
   public:
     /// The process-wide defaults; copy it to parse.
     static const VKTXMLDictionaryParser& sharedInstance();
@@ -120,42 +121,44 @@ class VKTXMLDictionaryParser final : public VKTXMLDictionarySettings, private VK
 inline constexpr std::size_t VKTXMLFileSizeLimit = std::size_t{32} * 1024 * 1024;
 
 /// Parse with a private copy of the shared instance; any thread, any number at once.
-std::optional<VKTDictionary> vkt_dictionaryWithXMLParser(VKTXMLEventReader& reader);
-std::optional<VKTDictionary> vkt_dictionaryWithXMLData(std::string_view data);
-std::optional<VKTDictionary> vkt_dictionaryWithXMLString(std::string_view string);
-std::optional<VKTDictionary> vkt_dictionaryWithXMLFile(const std::string& path);
+VKT_EXPORT std::optional<VKTDictionary> vkt_dictionaryWithXMLParser(VKTXMLEventReader& reader);
+VKT_EXPORT std::optional<VKTDictionary> vkt_dictionaryWithXMLData(std::string_view data);
+VKT_EXPORT std::optional<VKTDictionary> vkt_dictionaryWithXMLString(std::string_view string);
+VKT_EXPORT std::optional<VKTDictionary> vkt_dictionaryWithXMLFile(const std::string& path);
 
 /// The attributes by plain name: "__attributes" when present, else every key that begins with "_" without
 /// that character ("__text", "__name" and "__comments" excepted). Nothing when there are none.
-std::optional<VKTDictionary> vkt_attributes(const VKTDictionary& node);
+VKT_EXPORT std::optional<VKTDictionary> vkt_attributes(const VKTDictionary& node);
 
 /// The node without its attributes, text, name and comments, and without any key that begins with "_".
 /// Nothing when nothing is left.
-std::optional<VKTDictionary> vkt_childNodes(const VKTDictionary& node);
+VKT_EXPORT std::optional<VKTDictionary> vkt_childNodes(const VKTDictionary& node);
 
 /// Null when absent or of another type.
-const VKTArray* vkt_comments(const VKTDictionary& node);
-const std::string* vkt_nodeName(const VKTDictionary& node);
+VKT_EXPORT const VKTArray* vkt_comments(const VKTDictionary& node);
+VKT_EXPORT const std::string* vkt_nodeName(const VKTDictionary& node);
 
 /// The text; the runs of a split text joined by line feeds.
-std::optional<std::string> vkt_innerText(const VKTDictionary& node);
+VKT_EXPORT std::optional<std::string> vkt_innerText(const VKTDictionary& node);
 
 /// Comments, child elements and text, joined by line feeds.
-std::string vkt_innerXML(const VKTDictionary& node);
+VKT_EXPORT std::string vkt_innerXML(const VKTDictionary& node);
 
 /// The element under its own name ("root" when it has none); a dictionary of one entry without a name is
 /// taken for a wrapped root.
-std::string vkt_XMLString(const VKTDictionary& node);
+VKT_EXPORT std::string vkt_XMLString(const VKTDictionary& node);
 
 /// Key-path look-ups ("Creatives.Creative"). A key asked of an array is asked of each element, of arrays
 /// within too, null standing where an element has no such key. The array at the path; any other value alone
 /// in an array; nothing when nothing is there.
-std::optional<VKTArray> vkt_arrayValueForKeyPath(const VKTDictionary& node, std::string_view keyPath);
+VKT_EXPORT std::optional<VKTArray> vkt_arrayValueForKeyPath(const VKTDictionary& node,
+                                                            std::string_view keyPath);
 /// The string at the path, or a node's inner text; an array stands for its first element.
-std::optional<std::string> vkt_stringValueForKeyPath(const VKTDictionary& node, std::string_view keyPath);
+VKT_EXPORT std::optional<std::string> vkt_stringValueForKeyPath(const VKTDictionary& node,
+                                                                std::string_view keyPath);
 /// The node at the path, or { "__text": string }; an array stands for its first element.
-std::optional<VKTDictionary> vkt_dictionaryValueForKeyPath(const VKTDictionary& node,
-                                                           std::string_view keyPath);
+VKT_EXPORT std::optional<VKTDictionary> vkt_dictionaryValueForKeyPath(const VKTDictionary& node,
+                                                                      std::string_view keyPath);
 
 /// The five XML entities in place of & < > " and '. Entities in the input are encoded again.
-std::string vkt_XMLEncodedString(std::string_view string);
+VKT_EXPORT std::string vkt_XMLEncodedString(std::string_view string);

@@ -6,11 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
 /// Class operations only; any thread. Each yields null or nothing when a key is missing or holds a value of
 /// another type. Pointers point into the given dictionary.
-class VKTXMLDictionaryUtils {
+class VKT_EXPORT VKTXMLDictionaryUtils {
   public:
     static const VKTArray* findArrayForKey(std::string_view key, const VKTDictionary& dictionary);
 

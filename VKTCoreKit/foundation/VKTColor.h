@@ -1,6 +1,8 @@
 // A colour in the sRGB space.
 #pragma once
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// Components from 0 to 1.
 struct VKTColor {
     double red = 0;

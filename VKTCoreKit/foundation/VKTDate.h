@@ -5,6 +5,8 @@
 #include <functional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// An instant on the wall clock, microseconds since 1970-01-01T00:00:00Z without leap seconds.
 using VKTDate = std::chrono::sys_time<std::chrono::microseconds>;
 
@@ -12,7 +14,7 @@ using VKTDate = std::chrono::sys_time<std::chrono::microseconds>;
 using VKTTimeInterval = std::chrono::duration<double>;
 
 /// A time zone: the offset from UTC at an instant. A value; safe from any thread.
-class VKTTimeZone {
+class VKT_EXPORT VKTTimeZone {
   public:
     static VKTTimeZone UTC() { return fixed(std::chrono::seconds(0)); }
 
@@ -37,18 +39,18 @@ struct VKTTimeOfDay {
     int millisecond = 0;  ///< truncated
 };
 
-VKTTimeOfDay vkt_timeOfDay(VKTDate date, const VKTTimeZone& timeZone);
+VKT_EXPORT VKTTimeOfDay vkt_timeOfDay(VKTDate date, const VKTTimeZone& timeZone);
 
 /// The pattern "yyyy-MM-dd'T'HH:mm:ss.SSSZZ" of Unicode TS 35: 2024-03-05T08:08:09.123+0100.
 /// Milliseconds are truncated; UTC is written as +0000.
-std::string vkt_ISO8601StringFromDate(VKTDate date, const VKTTimeZone& timeZone);
+VKT_EXPORT std::string vkt_ISO8601StringFromDate(VKTDate date, const VKTTimeZone& timeZone);
 
 /// A date as "%@" prints it, in UTC: 2024-03-05 07:08:09 +0000. The fraction of the second is cut off: the
 /// text is never later than the date, before 1970 as well.
-std::string vkt_descriptionOfDate(VKTDate date);
+VKT_EXPORT std::string vkt_descriptionOfDate(VKTDate date);
 
 /// The pattern "YYYY-MM-DD'T'HH:MM:ss.SSSSSSZ" of Unicode TS 35, in UTC: the week's year, the month, the day
 /// of the year and, in the place of the minute, the month again: 2024-03-05 07:08:09.123 is
 /// 2024-03-65T07:03:09.123000+0000. Log collectors expect it so. Weeks begin on Sunday, and the one with
 /// 1 January belongs to the new year. Milliseconds are truncated.
-std::string vkt_logTimestampFromDate(VKTDate date);
+VKT_EXPORT std::string vkt_logTimestampFromDate(VKTDate date);

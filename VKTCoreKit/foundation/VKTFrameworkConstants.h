@@ -2,6 +2,8 @@
 // here.
 #pragma once
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 inline constexpr const char* VKTFrameworkName = "VKTCoreKit";
 inline constexpr const char* VKTFrameworkMarketingName = "Korvo-Core-SDK";
 inline constexpr const char* VKTFrameworkBundleIdentifier = "com.korvonet.VKTCoreKit";
@@ -12,7 +14,7 @@ inline constexpr bool VKTFrameworkBuiltInDebug = false;
 
 /// The source revision that the library was built from: eight hexadecimal digits, "00000000" when the build
 /// did not happen in a checkout. Defined by the build.
-extern const char* const VKTFrameworkRevisionString;
+VKT_EXPORT extern const char* const VKTFrameworkRevisionString;
 
 /// The framework version as a number (major and minor) and as a text.
 inline constexpr double VKTCoreKitVersionNumber = 7.22;

@@ -13,10 +13,12 @@
 #include <string_view>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
-class VKTKeyedArchiver {
+/// What an object writes its properties to. One thread at a time.
+class VKT_EXPORT VKTKeyedArchiver {
   public:
     void encodeString(std::string_view key, const std::optional<std::string>& value);
     void encodeURL(std::string_view key, const std::optional<VKTURL>& value);
@@ -61,7 +63,8 @@ class VKTKeyedArchiver {
     VKTDictionary values_;
 };
 
-class VKTKeyedUnarchiver {
+/// What an object reads its properties from. It changes nothing, so any number of threads may read.
+class VKT_EXPORT VKTKeyedUnarchiver {
   public:
     /// Reads from `values`, which must outlive this object.
     explicit VKTKeyedUnarchiver(const VKTDictionary& values) : values_(values) {}
@@ -111,14 +114,15 @@ class VKTKeyedUnarchiver {
 
 /// The bytes of one archived object. Layout: "VKTA", a format byte (2), the class name, the keyed values, and
 /// the 32-bit checksum of all before it. Integers are little-endian; lengths are 32-bit and come first.
-std::string vkt_archiveData(std::string_view className, const VKTDictionary& values);
+VKT_EXPORT std::string vkt_archiveData(std::string_view className, const VKTDictionary& values);
 
 /// CRC-32 (IEEE 802.3) of the bytes.
-std::uint32_t vkt_archiveChecksum(std::string_view bytes);
+VKT_EXPORT std::uint32_t vkt_archiveChecksum(std::string_view bytes);
 
 /// The keyed values of an archive; nothing when the bytes are damaged, cut short, followed by others, nested
 /// more than 64 deep, of another format or of another class.
-std::optional<VKTDictionary> vkt_unarchivedValues(std::string_view data, std::string_view className);
+VKT_EXPORT std::optional<VKTDictionary> vkt_unarchivedValues(std::string_view data,
+                                                             std::string_view className);
 
 template <typename Object>
 std::string vkt_archivedData(const Object& object) {

@@ -8,11 +8,13 @@
 #include <cstdint>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// SipHash-1-3 under a key that each process draws once, at random: nobody can choose keys that collide. The
 /// hash differs from one run to the next, so it is never stored or sent and never decides an order that
 /// anyone sees.
-[[nodiscard]] std::uint64_t vkt_keyedHash(std::string_view text) noexcept;
-[[nodiscard]] std::uint64_t vkt_keyedHash(std::uint64_t number) noexcept;
+[[nodiscard]] VKT_EXPORT std::uint64_t vkt_keyedHash(std::string_view text) noexcept;
+[[nodiscard]] VKT_EXPORT std::uint64_t vkt_keyedHash(std::uint64_t number) noexcept;
 
 /// The same as the hash of a container: `std::unordered_set<std::string, VKTKeyedHash>`.
 struct VKTKeyedHash {
@@ -26,5 +28,5 @@ struct VKTKeyedHash {
 };
 
 /// SipHash-1-3 under a key of the caller's, given as its two halves.
-[[nodiscard]] std::uint64_t vkt_sipHash13(std::string_view text, std::uint64_t firstHalf,
-                                          std::uint64_t secondHalf) noexcept;
+[[nodiscard]] VKT_EXPORT std::uint64_t vkt_sipHash13(std::string_view text, std::uint64_t firstHalf,
+                                                     std::uint64_t secondHalf) noexcept;

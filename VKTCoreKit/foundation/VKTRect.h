@@ -3,6 +3,9 @@
 
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
+/// A place in a view, in points.
 struct VKTPoint {
     double x = 0;
     double y = 0;
@@ -12,7 +15,7 @@ struct VKTPoint {
 
 /// A value; width and height are not negative. The null rectangle is "no rectangle at all": it intersects
 /// nothing and adds nothing to a union, and it equals only itself. A rectangle without area is not null.
-struct VKTRect {
+struct VKT_EXPORT VKTRect {
     double x = 0;
     double y = 0;
     double width = 0;
@@ -32,4 +35,4 @@ struct VKTRect {
 };
 
 /// "{{x, y}, {width, height}}", the null rectangle's origin as "inf".
-std::string vkt_stringFromRect(const VKTRect& rect);
+VKT_EXPORT std::string vkt_stringFromRect(const VKTRect& rect);

@@ -14,27 +14,29 @@
 #include <variant>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// The text without white space at both ends; a view into `text`.
-std::string_view vkt_trimmed(std::string_view text);
+VKT_EXPORT std::string_view vkt_trimmed(std::string_view text);
 
 /// The same without white space at the start only.
-std::string_view vkt_trimmedAtStart(std::string_view text);
+VKT_EXPORT std::string_view vkt_trimmedAtStart(std::string_view text);
 
 /// Bytes of the white space character at the start of `text`; 0 when there is none.
-std::size_t vkt_leadingWhiteSpaceLength(std::string_view text);
+VKT_EXPORT std::size_t vkt_leadingWhiteSpaceLength(std::string_view text);
 
 /// The text without any white space character.
-std::string vkt_removingWhiteSpace(std::string_view text);
+VKT_EXPORT std::string vkt_removingWhiteSpace(std::string_view text);
 
 /// Whether nothing but white space is there (the empty text included).
-bool vkt_isEmptyOrWhiteSpace(std::string_view text);
+VKT_EXPORT bool vkt_isEmptyOrWhiteSpace(std::string_view text);
 
 /// ASCII letters folded; every other byte as it is.
-std::string vkt_lowercased(std::string_view text);
-std::string vkt_uppercased(std::string_view text);
+VKT_EXPORT std::string vkt_lowercased(std::string_view text);
+VKT_EXPORT std::string vkt_uppercased(std::string_view text);
 
 /// Equal but for the case of ASCII letters.
-bool vkt_equalsIgnoringCase(std::string_view left, std::string_view right);
+VKT_EXPORT bool vkt_equalsIgnoringCase(std::string_view left, std::string_view right);
 
 inline bool vkt_isDigit(char c) {
     return c >= '0' && c <= '9';
@@ -47,45 +49,45 @@ inline bool vkt_isHexDigit(char c) {
 }
 
 /// Every occurrence of `pattern` replaced, in one pass from the left. An empty pattern changes nothing.
-std::string vkt_replacingOccurrences(std::string_view text, std::string_view pattern,
-                                     std::string_view replacement);
+VKT_EXPORT std::string vkt_replacingOccurrences(std::string_view text, std::string_view pattern,
+                                                std::string_view replacement);
 
 /// The pieces between separators, empty ones included: "" gives one empty piece. Views into `text`.
-std::vector<std::string_view> vkt_split(std::string_view text, char separator);
+VKT_EXPORT std::vector<std::string_view> vkt_split(std::string_view text, char separator);
 
-std::string vkt_joined(const std::vector<std::string>& pieces, std::string_view separator);
+VKT_EXPORT std::string vkt_joined(const std::vector<std::string>& pieces, std::string_view separator);
 
 /// Lenient numbers: leading white space, sign, digits, fraction, exponent, and stop there; 0 when no number
 /// is there. Never infinite and never NaN: what is too large becomes the largest finite value.
-double vkt_doubleValue(std::string_view text);
-float vkt_floatValue(std::string_view text);
+VKT_EXPORT double vkt_doubleValue(std::string_view text);
+VKT_EXPORT float vkt_floatValue(std::string_view text);
 
 /// Lenient integer: leading white space, sign, digits. Saturates at the bounds of the type.
-std::int64_t vkt_integerValue(std::string_view text);
+VKT_EXPORT std::int64_t vkt_integerValue(std::string_view text);
 
 /// Lenient boolean: true when the first character is t, T, y, Y or a digit from 1 to 9.
-bool vkt_boolValue(std::string_view text);
+VKT_EXPORT bool vkt_boolValue(std::string_view text);
 
 /// The fewest digits that read back as the same number, without a trailing ".0"; with an exponent only below
 /// 0.0001 and from 10^16 on.
-std::string vkt_numberDescription(double value);
-std::string vkt_numberDescription(float value);
+VKT_EXPORT std::string vkt_numberDescription(double value);
+VKT_EXPORT std::string vkt_numberDescription(float value);
 
 /// Whether the bytes are well-formed UTF-8 (RFC 3629: no overlong forms, no surrogates).
-bool vkt_isValidUTF8(std::string_view bytes);
+VKT_EXPORT bool vkt_isValidUTF8(std::string_view bytes);
 
 /// The text that these bytes are in Windows-1252, of which Latin-1 is a part. Any bytes are some text.
-std::string vkt_UTF8FromWindows1252(std::string_view bytes);
+VKT_EXPORT std::string vkt_UTF8FromWindows1252(std::string_view bytes);
 
 /// A text from outside as it may stand in one line of a terminal or a log. A blank takes the place of each
 /// control character (C0, DEL, C1) and line separator, U+FFFD that of what is not UTF-8 and of each mark that
 /// turns the direction of writing: they could break the line, move the cursor or show the text in another
 /// order.
-std::string vkt_onOneLine(std::string_view text);
+VKT_EXPORT std::string vkt_onOneLine(std::string_view text);
 
 /// One argument of `vkt_stringWithFormat`: a text, an integer or a floating-point number. An absent text
 /// prints as "(null)".
-class VKTFormatArgument {
+class VKT_EXPORT VKTFormatArgument {
   public:
     VKTFormatArgument(std::string_view text) : value_(text) {}
     VKTFormatArgument(const std::string& text) : value_(std::string_view(text)) {}
@@ -111,4 +113,5 @@ class VKTFormatArgument {
 /// Formats with "%@" (any argument), "%ld" and "%d" (integers), "%f" (six decimals, never localised) and
 /// "%%". A placeholder without an argument prints "(null)"; an argument too many is ignored; any other "%"
 /// stays.
-std::string vkt_stringWithFormat(std::string_view format, std::initializer_list<VKTFormatArgument> arguments);
+VKT_EXPORT std::string vkt_stringWithFormat(std::string_view format,
+                                            std::initializer_list<VKTFormatArgument> arguments);

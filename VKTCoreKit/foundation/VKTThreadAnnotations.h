@@ -14,8 +14,10 @@
 #endif
 
 #define VKT_GUARDED_BY(mutex) VKT_THREAD_ATTRIBUTE(guarded_by(mutex))
+#define VKT_PT_GUARDED_BY(mutex) VKT_THREAD_ATTRIBUTE(pt_guarded_by(mutex))
 #define VKT_REQUIRES(mutex) VKT_THREAD_ATTRIBUTE(requires_capability(mutex))
 
+/// A mutex that one thread holds once; `VKTLock` holds it.
 class VKT_THREAD_ATTRIBUTE(capability("mutex")) VKTMutex {
   public:
     void lock() VKT_THREAD_ATTRIBUTE(acquire_capability()) { mutex_.lock(); }

@@ -9,13 +9,22 @@
 #include <utility>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// Decoded name and value of one query item; an item without "=" has no value.
 struct VKTURLQueryItem {
     std::string name;
     std::optional<std::string> value;
 };
 
-class VKTURL {
+/// A text that is a URL, and its parts. A value; any thread.
+///
+/// ```cpp
+/// auto parsed = VKTURL::URLWithString("https://ads.example.com/vast?slot=1");
+/// if (parsed) std::cout << parsed->host().value_or("") << '\n';
+/// auto tracker = VKTURL::URLWithDocumentText("https://t.example.com/?cb=[CACHEBUSTING]");
+/// ```
+class VKT_EXPORT VKTURL {
   public:
     /// The empty URL, which parses from no text.
     VKTURL() = default;
@@ -69,12 +78,12 @@ enum class VKTURLCharacterSet {
 };
 
 /// Every byte outside the set as "%" and two upper-case hexadecimal digits.
-std::string vkt_addingPercentEncoding(std::string_view text, VKTURLCharacterSet allowed);
+VKT_EXPORT std::string vkt_addingPercentEncoding(std::string_view text, VKTURLCharacterSet allowed);
 
 /// The text with its escapes decoded; nothing when an escape is malformed or the result is not UTF-8.
 /// "+" is not a blank.
-std::optional<std::string> vkt_removingPercentEncoding(std::string_view text);
+VKT_EXPORT std::optional<std::string> vkt_removingPercentEncoding(std::string_view text);
 
 /// True for this device by its own name or address: "localhost" up to case, the dotted quads of 127.0.0.0/8,
 /// "::1" with or without brackets. No name is looked up: "127.0.0.1.example.com" is somebody else.
-bool vkt_isLoopbackHost(std::string_view host);
+VKT_EXPORT bool vkt_isLoopbackHost(std::string_view host);

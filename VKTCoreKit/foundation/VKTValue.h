@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 
 class VKTValue;
 
@@ -30,7 +31,7 @@ struct VKTBytes {
 };
 
 /// A number: a 64-bit integer, signed or not, or a double. Equal when the numeric values are equal.
-class VKTNumber {
+class VKT_EXPORT VKTNumber {
   public:
     VKTNumber(std::int64_t value) : value_(value) {}
     VKTNumber(int value) : value_(static_cast<std::int64_t>(value)) {}
@@ -59,7 +60,14 @@ class VKTNumber {
 
 /// String keys to values, in the order in which the keys were first set. Look-ups are constant-time, whatever
 /// the number of keys and whoever chose them; equality does not look at the order.
-class VKTDictionary {
+///
+/// ```cpp
+/// VKTDictionary request{{"slot", "preroll"}, {"count", 2}};
+/// request["sizes"] = VKTArray{640, 360};
+/// if (const VKTValue* slot = request.find("slot")) std::cout << slot->description() << '\n';
+/// for (const auto& [key, value] : request) std::cout << key << '=' << value.description() << '\n';
+/// ```
+class VKT_EXPORT VKTDictionary {
   public:
     struct Entry;
 
@@ -116,7 +124,7 @@ class VKTDictionary {
 };
 
 /// Null, a boolean, a number, a text, bytes, a date, an array or a dictionary.
-class VKTValue {
+class VKT_EXPORT VKTValue {
   public:
     VKTValue() = default;  ///< null
     VKTValue(bool value) : storage_(value) {}
@@ -174,7 +182,8 @@ class VKTValue {
         storage_;
 };
 
-struct VKTDictionary::Entry {
+/// A key and what stands under it.
+struct VKT_EXPORT VKTDictionary::Entry {
     Entry(std::string_view entryKey, VKTValue&& entryValue) : key(entryKey), value(std::move(entryValue)) {}
 
     std::string key;

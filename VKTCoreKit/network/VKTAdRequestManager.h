@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 
@@ -43,7 +44,17 @@ using VKTAdRequestCompletionHandler = std::function<void(const VKTURLSessionResp
 
 /// Builds ad requests and sends them. Safe from any thread when its validator is; holds its session and its
 /// validator strongly, and may be dropped while requests are under way.
-class VKTAdRequestManager {
+///
+/// ```cpp
+/// auto requests = VKTAdRequestManager::initWithValidator(nullptr);
+/// const VKTDictionary headers{{"Accept", "application/xml"}};
+/// requests->asynchronousRequestWithBaseURL("https://ads.example.com", "vast", VKTHTTPMethodGET, headers,
+///                                          {{"slot", "preroll"}}, std::nullopt,
+///                                          [](const VKTURLSessionResponse& response) {
+///     if (response.error()) std::cerr << response.error()->code() << '\n';
+/// });
+/// ```
+class VKT_EXPORT VKTAdRequestManager {
   public:
     /// Without a session, over the shared one. A null validator accepts everything.
     static std::shared_ptr<VKTAdRequestManager> initWithValidator(

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "VKTCoreKit/core/VKTWiFiAddress.h"
+#include "VKTCoreKit/core/detail/VKTWiFiAddress.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
 namespace {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/network/VKTReachabilityManager.h"
 #include "VKTCoreKit/platform/VKTDevice.h"
 
@@ -21,7 +22,7 @@ enum VKTNetworkType : std::uint8_t {
 };
 
 /// Translates the status of a manager, which it holds, at each call. Any thread.
-class VKTNetworkInfo {
+class VKT_EXPORT VKTNetworkInfo {
   public:
     /// Over the shared manager. Never destroyed.
     static const std::shared_ptr<VKTNetworkInfo>& sharedInstance();

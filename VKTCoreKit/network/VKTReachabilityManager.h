@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/platform/VKTReachabilityTarget.h"
 
@@ -20,7 +21,7 @@ enum VKTNetworkReachabilityStatus : std::int32_t {
 
 /// For people: localised by the application's main bundle, table "Localizable", in which the English text is
 /// the key.
-std::string VKTStringFromNetworkReachabilityStatus(VKTNetworkReachabilityStatus status);
+VKT_EXPORT std::string VKTStringFromNetworkReachabilityStatus(VKTNetworkReachabilityStatus status);
 
 /// Notification of every report, also when the status did not change. The item is the new status, an integer.
 inline constexpr const char* VKTReachabilityDidChangeNotification = "com.korvonet.reachiblity.change";
@@ -31,7 +32,15 @@ using VKTReachabilityStatusBlock = std::function<void(VKTNetworkReachabilityStat
 /// Watches a target while it monitors. Changes are reported on the main thread, through the platform's main
 /// run loop and notification centre; everything may be read and set on any thread. Destroying it stops
 /// monitoring; a report under way keeps it alive.
-class VKTReachabilityManager : public std::enable_shared_from_this<VKTReachabilityManager> {
+///
+/// ```cpp
+/// auto reachability = VKTReachabilityManager::managerForDomain("ads.example.com");
+/// reachability->setReachabilityStatusChangeBlock([](VKTNetworkReachabilityStatus status) {
+///     std::cout << VKTStringFromNetworkReachabilityStatus(status) << '\n';
+/// });
+/// reachability->startMonitoring();
+/// ```
+class VKT_EXPORT VKTReachabilityManager : public std::enable_shared_from_this<VKTReachabilityManager> {
   public:
     /// For the internet in general, monitoring since the first call, which reports on its thread. Never
     /// destroyed.

@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTHTTPSession.h"
 
 /// What one request brought. A value; the body and the response are shared, never copied. Always delivered,
@@ -34,7 +35,7 @@ class VKTURLSessionResponse {
 
 /// One request under way. `resume`, `cancel` and `identifier` may be called on any thread; the test
 /// identifier is set before the task is shared. Dropping it does not cancel the request.
-class VKTURLSessionTask {
+class VKT_EXPORT VKTURLSessionTask {
   public:
     /// A null data task is allowed: a provider that makes no transfers then sets a test identifier.
     static std::shared_ptr<VKTURLSessionTask> initWithDataTask(std::shared_ptr<VKTHTTPDataTask> dataTask);
@@ -69,7 +70,7 @@ using VKTURLSessionCompletionHandler = std::function<void(const VKTURLSessionRes
                                                           const std::shared_ptr<VKTURLSessionTask>& task)>;
 
 /// Makes requests. Called on any thread.
-class VKTURLSessionProviderProtocol {
+class VKT_EXPORT VKTURLSessionProviderProtocol {
   public:
     virtual ~VKTURLSessionProviderProtocol() = default;
 
@@ -83,7 +84,7 @@ class VKTURLSessionProviderProtocol {
 
 /// The provider over an HTTP session. Safe from any thread; keeps the session alive, but not for the sake of
 /// a request under way.
-class VKTURLSessionProvider : public VKTURLSessionProviderProtocol {
+class VKT_EXPORT VKTURLSessionProvider : public VKTURLSessionProviderProtocol {
   public:
     /// Over the platform's own session. Never destroyed.
     static const std::shared_ptr<VKTURLSessionProvider>& sharedInstance();
@@ -104,7 +105,16 @@ class VKTURLSessionProvider : public VKTURLSessionProviderProtocol {
 
 /// Requests, asynchronous and blocking. Safe from any thread; holds its provider strongly. The handler of an
 /// asynchronous request may be null. The forms with a URL make a GET request.
-class VKTURLSession {
+///
+/// ```cpp
+/// auto session = VKTURLSession::sharedInstance();
+/// auto task = session->asynchronousDataRequestWithURL(url, [](const auto& response, const auto&) {
+///     if (response.response()) std::cout << response.response()->statusCode << '\n';  // on the HTTP thread
+/// });
+/// task->cancel();
+/// auto response = session->synchronousDataRequestWithURL(url);  // blocks
+/// ```
+class VKT_EXPORT VKTURLSession {
   public:
     static constexpr VKTTimeInterval DEFAULT_TIMEOUT{60.0};
     static constexpr VKTURLRequestCachePolicy DEFAULT_CACHE_POLICY = VKTURLRequestUseProtocolCachePolicy;

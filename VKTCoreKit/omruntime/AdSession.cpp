@@ -6,10 +6,10 @@
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/omruntime/Errors.h"
-#include "VKTCoreKit/omruntime/EventData.h"
 #include "VKTCoreKit/omruntime/SDK.h"
-#include "VKTCoreKit/omruntime/SessionRun.h"
+#include "VKTCoreKit/omruntime/detail/Errors.h"
+#include "VKTCoreKit/omruntime/detail/EventData.h"
+#include "VKTCoreKit/omruntime/detail/SessionRun.h"
 
 namespace OMIDKorvonet1 {
 

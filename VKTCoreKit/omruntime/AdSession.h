@@ -7,6 +7,7 @@
 #include <string>
 
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/omruntime/Partner.h"
 #include "VKTCoreKit/platform/VKTView.h"
 
@@ -19,7 +20,7 @@ class SessionRun;
 ///
 /// Main thread only; nothing blocks. Holds its views weakly. A session that is destroyed while it runs is
 /// finished.
-class AdSession {
+class VKT_EXPORT AdSession {
   public:
     /// Null, with the error, when the runtime is not active. The context must not be null.
     static std::shared_ptr<AdSession> initWithConfiguration(AdSessionConfiguration configuration,
@@ -67,7 +68,7 @@ class AdSession {
 
 /// Impression and loaded, one maker's per session. Main thread only; holds the session's run, not the
 /// session.
-class AdEvents {
+class VKT_EXPORT AdEvents {
   public:
     /// Null, with the error, when the session is finished or has its ad events already.
     static std::shared_ptr<AdEvents> initWithAdSession(const AdSession& session,
@@ -89,7 +90,7 @@ class AdEvents {
 
 /// What the player does. Events outside of a running session, or before its impression, are dropped with a
 /// debug log line. Main thread only; holds the session's run, not the session.
-class MediaEvents {
+class VKT_EXPORT MediaEvents {
   public:
     /// Null, with the error, when the session is finished, has its media events already, leaves them to
     /// somebody else, or shows a creative without media.

@@ -4,8 +4,8 @@
 #include <iterator>
 
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/omruntime/Errors.h"
 #include "VKTCoreKit/omruntime/SDK.h"
+#include "VKTCoreKit/omruntime/detail/Errors.h"
 
 namespace OMIDKorvonet1 {
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/omruntime/Enumerations.h"
 
@@ -16,7 +17,7 @@ namespace OMIDKorvonet1 {
 inline constexpr std::size_t TextLimit = 256;
 
 /// The integrator. A value.
-class Partner {
+class VKT_EXPORT Partner {
   public:
     /// Nothing when either is empty, longer than `TextLimit` or not UTF-8.
     static std::optional<Partner> initWithName(std::string name, std::string versionString);
@@ -33,7 +34,7 @@ class Partner {
 };
 
 /// One vendor's script. A value.
-class VerificationScriptResource {
+class VKT_EXPORT VerificationScriptResource {
   public:
     static VerificationScriptResource initWithURL(VKTURL URL);
 
@@ -56,7 +57,7 @@ class VerificationScriptResource {
 };
 
 /// Who measures what with which scripts. Immutable, shared; main thread.
-class AdSessionContext {
+class VKT_EXPORT AdSessionContext {
   public:
     /// Null, with the error, when the runtime is not active, the service script is empty, the custom
     /// reference is longer than `TextLimit`, or it or the content URL is not UTF-8. No resources at all are
@@ -87,7 +88,7 @@ class AdSessionContext {
 };
 
 /// What kind of ad it is and who reports its events. A value.
-class AdSessionConfiguration {
+class VKT_EXPORT AdSessionConfiguration {
   public:
     /// Nothing, with the error, when the impression is nobody's, or when the creative or the impression type
     /// is defined by JavaScript and the impression's owner is not. A creative without media may name an owner

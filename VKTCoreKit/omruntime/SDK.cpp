@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
-#include "VKTCoreKit/omruntime/SessionRegistry.h"
+#include "VKTCoreKit/omruntime/detail/SessionRegistry.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 
 namespace OMIDKorvonet1 {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/omruntime/MeasurementObserver.h"
 #include "VKTCoreKit/omruntime/SDKLimits.h"
@@ -16,7 +17,7 @@ class SessionRegistry;
 
 /// Switches the runtime on and holds what all sessions share: their registry, the state of application and
 /// device, the session for requests. Main thread only. The shared instance is never destroyed.
-class SDK {
+class VKT_EXPORT SDK {
   public:
     static SDK& sharedInstance();
 

@@ -4,10 +4,11 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 
 /// A value; any thread.
-struct VKTOpenMeasurementAdVerificationScript {
+struct VKT_EXPORT VKTOpenMeasurementAdVerificationScript {
     static constexpr const char* archiveClassName = "VKTOpenMeasurementAdVerificationScript";
 
     std::optional<VKTURL> javascriptResourceURL;  ///< nothing when the document's text does not read as a URL

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerProtocols.h"
 #include "VKTCoreKit/openmeasurement/VKTScriptDownloader.h"
 
@@ -13,8 +14,9 @@
 /// Nothing is tried again by itself, and nothing is kept beyond the object.
 ///
 /// Main thread only. Destroying it cancels the download.
-class VKTOpenMeasurementJSLibrary : public VKTScriptDownloaderDelegate,
-                                    public std::enable_shared_from_this<VKTOpenMeasurementJSLibrary> {
+class VKT_EXPORT VKTOpenMeasurementJSLibrary
+    : public VKTScriptDownloaderDelegate,
+      public std::enable_shared_from_this<VKTOpenMeasurementJSLibrary> {
   public:
     /// True after a success, false after a failure. It may refresh the library or let go of it.
     using DownloadCompleteHandler = std::function<void(bool isSuccess)>;

@@ -6,8 +6,8 @@
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/core/VKTRandom.h"
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/openmeasurement/VKTHTMLInjection.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerDefaultProvider.h"
+#include "VKTCoreKit/openmeasurement/detail/VKTHTMLInjection.h"
 
 namespace {
 

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementJSLibrary.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerProtocols.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
@@ -15,7 +16,17 @@
 /// vendors whose verification cannot be run.
 ///
 /// Main thread only. Holds what it is made of strongly; sessions belong to the caller.
-class VKTOpenMeasurementManager {
+///
+/// ```cpp
+/// auto provider = VKTOpenMeasurementManagerDefaultProvider::initWithFrameworkVersion("1.0.0", "Player");
+/// auto library = VKTOpenMeasurementJSLibrary::initWithProvider(provider, VKTURLSession::sharedInstance());
+/// auto measurement = VKTOpenMeasurementManager::initWithProvider(provider, library, nullptr, pixelManager);
+/// measurement->refreshJSLibrary();  // at start-up
+///
+/// auto scripts = measurement->scriptsFromAdVerifications(ad->allAdVerifications());
+/// if (auto session = measurement->sessionWithView(view, true, scripts)) session->start();
+/// ```
+class VKT_EXPORT VKTOpenMeasurementManager {
   public:
     using Scripts = VKTOpenMeasurementManagerProvider::Scripts;
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/omruntime/AdSession.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerProtocols.h"
 
@@ -13,7 +14,7 @@
 /// runtime refuses to make is logged once; its events are then skipped.
 ///
 /// Main thread only. Holds the runtime's session strongly, views weakly.
-class VKTOpenMeasurementManagerDefaultAdSession final : public VKTOpenMeasurementAdSession {
+class VKT_EXPORT VKTOpenMeasurementManagerDefaultAdSession final : public VKTOpenMeasurementAdSession {
   public:
     /// The session must not be null, and not have event objects yet.
     static std::shared_ptr<VKTOpenMeasurementManagerDefaultAdSession> initWithSession(

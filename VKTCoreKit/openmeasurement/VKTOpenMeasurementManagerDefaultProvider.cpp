@@ -4,8 +4,8 @@
 
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/omruntime/AdSession.h"
-#include "VKTCoreKit/omruntime/EmbeddedServiceScript.h"
 #include "VKTCoreKit/omruntime/SDK.h"
+#include "VKTCoreKit/omruntime/detail/EmbeddedServiceScript.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerDefaultAdSession.h"
 
 namespace OM = OMIDKorvonet1;

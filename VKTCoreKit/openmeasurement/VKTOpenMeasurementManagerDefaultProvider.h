@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/omruntime/Partner.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManagerProtocols.h"
 
@@ -16,7 +17,7 @@ inline constexpr const char* VKTOpenMeasurementDefaultJSLibraryURL =
 /// Runs with the embedded service script until it is given the URL of another one, a certified one, say.
 ///
 /// Main thread only. Shared; its sessions do not hold it.
-class VKTOpenMeasurementManagerDefaultProvider final : public VKTOpenMeasurementManagerProvider {
+class VKT_EXPORT VKTOpenMeasurementManagerDefaultProvider final : public VKTOpenMeasurementManagerProvider {
   public:
     /// Partner "Korvonet". Nothing when the runtime cannot be activated, or when a text is empty or too long
     /// for it.

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementAdVerificationScript.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementVASTProperties.h"
@@ -24,7 +25,7 @@ enum VKTOpenMeasurementFriendlyObstructionPurpose : std::uint8_t {
 
 /// One measured showing of an ad: start, loaded, impression, the player's events, finish. Main thread only;
 /// nothing throws, and what cannot be reported is logged. The player owns it.
-class VKTOpenMeasurementAdSession {
+class VKT_EXPORT VKTOpenMeasurementAdSession {
   public:
     virtual ~VKTOpenMeasurementAdSession() = default;
 
@@ -68,7 +69,7 @@ class VKTOpenMeasurementAdSession {
 };
 
 /// Makes sessions over a measurement runtime. Main thread only.
-class VKTOpenMeasurementManagerProvider {
+class VKT_EXPORT VKTOpenMeasurementManagerProvider {
   public:
     using Scripts = std::vector<VKTOpenMeasurementAdVerificationScript>;
 

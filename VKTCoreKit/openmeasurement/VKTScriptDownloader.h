@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 
 class VKTScriptDownloader;
@@ -19,7 +20,7 @@ enum VKTScriptDownloaderErrorCode : std::uint8_t {
 };
 
 /// Hears how a load ended, on the main thread. It may load again, cancel the downloader or let go of it.
-class VKTScriptDownloaderDelegate {
+class VKT_EXPORT VKTScriptDownloaderDelegate {
   public:
     virtual ~VKTScriptDownloaderDelegate() = default;
 
@@ -36,7 +37,7 @@ class VKTScriptDownloaderDelegate {
 ///
 /// Main thread only. Held by its owner alone: a request under way holds it weakly, and destroying it cancels
 /// the request. Holds its delegate weakly.
-class VKTScriptDownloader : public std::enable_shared_from_this<VKTScriptDownloader> {
+class VKT_EXPORT VKTScriptDownloader : public std::enable_shared_from_this<VKTScriptDownloader> {
   public:
     /// Maps the script to the text that is delivered.
     using ScriptHandler = std::function<std::string(const std::string& script)>;

@@ -7,8 +7,10 @@
 #include <string_view>
 #include <utility>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// Given by the embedder. Read from any thread.
-class VKTBundle {
+class VKT_EXPORT VKTBundle {
   public:
     virtual ~VKTBundle() = default;
 
@@ -27,7 +29,7 @@ inline constexpr const char* VKTBundleVersionKey = "CFBundleVersion";
 inline constexpr const char* VKTBundleIdentifierKey = "CFBundleIdentifier";
 
 /// A bundle that holds its strings in memory. Filled first, read afterwards.
-class VKTStringTableBundle : public VKTBundle {
+class VKT_EXPORT VKTStringTableBundle : public VKTBundle {
   public:
     void setString(std::string stringFile, std::string key, std::string value) {
         strings_[{std::move(stringFile), std::move(key)}] = std::move(value);

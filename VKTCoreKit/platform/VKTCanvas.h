@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "VKTCoreKit/foundation/VKTColor.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTRect.h"
 
 /// A surface to draw on, implemented over whatever the device draws with. Coordinates and lengths are in
@@ -11,7 +12,7 @@
 /// drawn over what is there already.
 ///
 /// One thread at a time. Nobody keeps a canvas beyond the call that it was handed to.
-class VKTCanvas {
+class VKT_EXPORT VKTCanvas {
   public:
     virtual ~VKTCanvas() = default;
 

@@ -4,9 +4,10 @@
 #include <chrono>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 
 /// Safe from any thread.
-class VKTClock {
+class VKT_EXPORT VKTClock {
   public:
     virtual ~VKTClock() = default;
 

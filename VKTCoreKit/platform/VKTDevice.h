@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 
 /// One IPv4 address of a network interface.
@@ -18,7 +19,7 @@ struct VKTInterfaceAddress {
 using VKTInterfaceAddresses = std::vector<VKTInterfaceAddress>;
 
 /// The device. Every operation may be called on any thread; what is not known is empty.
-class VKTDevice {
+class VKT_EXPORT VKTDevice {
   public:
     virtual ~VKTDevice() = default;
 

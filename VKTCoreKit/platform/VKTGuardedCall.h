@@ -4,8 +4,10 @@
 #include <exception>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// Logs, as an error, that a callback of the application has thrown. Any thread.
-void vkt_logThrown(std::string_view callback, std::string_view reason);
+VKT_EXPORT void vkt_logThrown(std::string_view callback, std::string_view reason);
 
 /// Makes a call into the application's code. An exception ends here, with one line in the log that names the
 /// callback; the library then goes on as if the callback had returned, so no flag or counter of its own stays

@@ -12,6 +12,7 @@
 
 #include "VKTCoreKit/foundation/VKTDate.h"
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 
@@ -51,7 +52,7 @@ inline constexpr std::size_t VKTHTTPBodyLimit = std::size_t{32} * 1024 * 1024;
 inline constexpr int VKTHTTPRedirectLimit = 20;
 
 /// Ends requests of which only this is known, one or several at once. Any thread.
-class VKTHTTPCanceller {
+class VKT_EXPORT VKTHTTPCanceller {
   public:
     /// Cancels the requests that are attached, and each that is attached from now on.
     void cancel();
@@ -116,7 +117,7 @@ using VKTHTTPCompletion = std::function<void(VKTData data, std::shared_ptr<const
                                              std::optional<VKTError> error)>;
 
 /// One transfer. Every operation may be called on any thread.
-class VKTHTTPDataTask {
+class VKT_EXPORT VKTHTTPDataTask {
   public:
     virtual ~VKTHTTPDataTask() = default;
 
@@ -153,7 +154,7 @@ class VKTHTTPDataTask {
 /// completes in the parent only. Neither that nor destroying the session there touches the parent's
 /// connections or waits for its threads. A session made in the child works as far as anything does in the
 /// child of a process with threads.
-class VKTHTTPSession {
+class VKT_EXPORT VKTHTTPSession {
   public:
     virtual ~VKTHTTPSession() = default;
 

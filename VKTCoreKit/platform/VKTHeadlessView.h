@@ -8,12 +8,20 @@
 #include <utility>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTNotificationCentre.h"
 #include "VKTCoreKit/platform/VKTView.h"
 
 /// A view whose properties are set by hand. Main thread only. A view owns its subviews; a subview knows its
 /// superview weakly. Its topmost view may hang below a view of the application's own.
-class VKTHeadlessView : public VKTView, public std::enable_shared_from_this<VKTHeadlessView> {
+///
+/// ```cpp
+/// auto window = VKTHeadlessView::windowWithFrame({0, 0, 1920, 1080});
+/// auto adView = VKTHeadlessView::initWithFrame({0, 0, 1920, 1080});
+/// window->addSubview(adView);              // keep both: a view knows the one around it weakly
+/// adView->setFrame({480, 270, 960, 540});  // the ad is shown smaller
+/// ```
+class VKT_EXPORT VKTHeadlessView : public VKTView, public std::enable_shared_from_this<VKTHeadlessView> {
   public:
     /// The bounds have the frame's size and begin at (0, 0).
     static std::shared_ptr<VKTHeadlessView> initWithFrame(const VKTRect& frame);
@@ -66,7 +74,7 @@ class VKTHeadlessView : public VKTView, public std::enable_shared_from_this<VKTH
 };
 
 /// An application whose state is set by hand; active at first. Main thread only.
-class VKTHeadlessApplication : public VKTApplication {
+class VKT_EXPORT VKTHeadlessApplication : public VKTApplication {
   public:
     /// The centre must not be null.
     explicit VKTHeadlessApplication(std::shared_ptr<VKTNotificationCentre> notificationCentre)

@@ -7,13 +7,14 @@
 #include <span>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTCanvas.h"
 
 /// Draws into memory: for devices that put the picture on the screen themselves (a texture, an on-screen
 /// display plane), and for people who want to look at it.
 ///
 /// One thread at a time. The picture lives as long as the canvas.
-class VKTImageCanvas : public VKTCanvas {
+class VKT_EXPORT VKTImageCanvas : public VKTCanvas {
   public:
     [[nodiscard]] virtual std::size_t width() const = 0;   ///< in pixels
     [[nodiscard]] virtual std::size_t height() const = 0;  ///< in pixels
@@ -32,4 +33,5 @@ class VKTImageCanvas : public VKTCanvas {
 /// A transparent picture of that many pixels, `scale` pixels to a point, drawn by cairo; null for a size or
 /// scale of 0 or below, a side above 32,767 pixels and a scale that is not finite. Defined by the library
 /// VKTCairoCanvas, which there is when VKTCoreKit was built with cairo.
-std::unique_ptr<VKTImageCanvas> vkt_makeCairoCanvasWithSize(int width, int height, double scale = 1);
+VKT_EXPORT std::unique_ptr<VKTImageCanvas> vkt_makeCairoCanvasWithSize(int width, int height,
+                                                                       double scale = 1);

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/platform/VKTRecordTable.h"
 
@@ -30,7 +31,14 @@ struct VKTStoredValue {
 ///
 /// Every operation may be called on any thread, and from several processes at once when they share a file;
 /// each is atomic. A change that has returned true survives the death of the process at any later moment.
-class VKTKeyValueStore {
+///
+/// ```cpp
+/// auto store = VKTPlatform::current().makeKeyValueStore("/data/player/state.db", onProblem);
+/// if (!store->setValueForKey(VKTValue("de"), "language")) std::cerr << "the language is not kept\n";
+/// if (auto language = store->valueForKey("language")) std::cout << language->description() << '\n';
+/// store->removeValueForKey("language");
+/// ```
+class VKT_EXPORT VKTKeyValueStore {
   public:
     virtual ~VKTKeyValueStore() = default;
 

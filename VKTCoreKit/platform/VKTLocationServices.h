@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 
 /// Degrees, north and east positive.
 struct VKTCoordinate {
@@ -30,14 +31,14 @@ inline constexpr const char* VKTLocationErrorDomain = "VKTLocationError";
 inline constexpr int VKTLocationErrorDenied = 1;
 
 /// One look-up. Destroying it ends it: its delegate then hears no more.
-class VKTLocationRequest {
+class VKT_EXPORT VKTLocationRequest {
   public:
     virtual ~VKTLocationRequest() = default;
 };
 
 /// Hears of a look-up, on the main thread, never before it has been returned. It may destroy the request
 /// inside each call.
-class VKTLocationRequestDelegate {
+class VKT_EXPORT VKTLocationRequestDelegate {
   public:
     virtual ~VKTLocationRequestDelegate() = default;
 
@@ -50,7 +51,7 @@ class VKTLocationRequestDelegate {
 };
 
 /// The device's location services. Main thread only, but for `locationServicesEnabled`.
-class VKTLocationServices {
+class VKT_EXPORT VKTLocationServices {
   public:
     virtual ~VKTLocationServices() = default;
 

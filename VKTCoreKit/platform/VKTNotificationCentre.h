@@ -6,8 +6,10 @@
 #include <memory>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
+/// What has happened, by name, and the details of it.
 struct VKTNotification {
     std::string name;
     VKTDictionary userInfo;
@@ -44,7 +46,7 @@ class VKTNotificationToken {
 /// that is unregistered before its turn is not called any more. Any thread may post and register; no lock is
 /// held while an observer runs. An observer unregistered on another thread than the one that posts may still
 /// be running when `reset` returns.
-class VKTNotificationCentre {
+class VKT_EXPORT VKTNotificationCentre {
   public:
     VKTNotificationCentre();
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTBundle.h"
 #include "VKTCoreKit/platform/VKTClock.h"
 #include "VKTCoreKit/platform/VKTDevice.h"
@@ -24,7 +25,14 @@
 
 /// One implementation of every interface, and makers for those that are needed more than once. No member is
 /// empty. The set is read by any thread; the services say for themselves what they allow.
-struct VKTPlatform {
+///
+/// ```cpp
+/// VKTPlatform platform = VKTPlatform::current();
+/// platform.keyValueStore = platform.makeKeyValueStore("/data/player/state.db", onProblem);
+/// VKTPlatform::setCurrent(std::move(platform));  // before anything else of the library is used
+/// VKTPlatform::current().mainRunLoop->run();
+/// ```
+struct VKT_EXPORT VKTPlatform {
     std::shared_ptr<VKTClock> clock;
     std::shared_ptr<VKTRandomSource> random;
     std::shared_ptr<VKTHTTPSession> HTTPSession;
@@ -92,7 +100,7 @@ struct VKTPlatform {
 };
 
 /// The linked platform library's set. Defined there.
-VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions& options = {});
+VKT_EXPORT VKTPlatform vkt_makeDefaultPlatform(const VKTPlatformOptions& options = {});
 
 /// Passback wrappers resolved at once, but for one of each manager that would have none.
 inline constexpr std::size_t VKTPassbackThreadLimit = 16;

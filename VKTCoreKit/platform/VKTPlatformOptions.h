@@ -4,9 +4,12 @@
 #include "VKTCoreKit/platform/VKTHTTPSessionOptions.h"
 
 /// A passive record. To use it, before anything else of the library is used:
-///     VKTPlatformOptions options;
-///     options.HTTPSession.CAFile = "/etc/operator/ca.pem";
-///     VKTPlatform::setCurrent(vkt_makeDefaultPlatform(options));
+///
+/// ```cpp
+/// VKTPlatformOptions options;
+/// options.HTTPSession.CAFile = "/etc/operator/ca.pem";
+/// VKTPlatform::setCurrent(vkt_makeDefaultPlatform(options));
+/// ```
 struct VKTPlatformOptions {
     VKTHTTPSessionOptions HTTPSession;
 };

@@ -3,8 +3,10 @@
 
 #include <cstdint>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// Safe from any thread.
-class VKTRandomSource {
+class VKT_EXPORT VKTRandomSource {
   public:
     virtual ~VKTRandomSource() = default;
 

@@ -9,9 +9,10 @@
 #include <string>
 #include <variant>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 
-/// An IPv6 address in network byte order; IPv4 ones in mapped form (::ffff:a.b.c.d). All zero, the
+/// An IPv6 address in network byte order; IPv4 ones in mapped form (RFC 4291, 2.5.5.2). All zero, the
 /// unspecified address, stands for the internet in general.
 struct VKTSocketAddress {
     std::array<std::uint8_t, 16> bytes{};
@@ -22,6 +23,7 @@ struct VKTSocketAddress {
 /// What is to be reached: an address, or a host by its name.
 using VKTReachabilityPeer = std::variant<VKTSocketAddress, std::string>;
 
+/// What the system says of the way to a peer.
 struct VKTReachabilityFlags {
     bool reachable = false;             ///< perhaps only after a connection has been made:
     bool connectionRequired = false;    ///< one must be made first,
@@ -37,7 +39,7 @@ using VKTReachabilityCallback = std::function<void(const VKTReachabilityFlags& f
 
 /// Watches one peer. Any thread, but for the destructor, which must not run while another thread calls.
 /// Whoever destroys a target that is scheduled ends that.
-class VKTReachabilityTarget {
+class VKT_EXPORT VKTReachabilityTarget {
   public:
     virtual ~VKTReachabilityTarget() = default;
 
@@ -58,7 +60,7 @@ class VKTReachabilityTarget {
 
 /// The callback of a target and whether it may be called: what every implementation needs. Any thread; a
 /// report that is under way when this is destroyed is dropped.
-class VKTReachabilityReporter {
+class VKT_EXPORT VKTReachabilityReporter {
   public:
     VKTReachabilityReporter();
 

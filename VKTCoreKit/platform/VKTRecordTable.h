@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
+/// Bytes under a number that the table has given them.
 struct VKTRecord {
     std::int64_t number = 0;  ///< rises with each record that is added; of one that was removed it may return
     std::string bytes;
@@ -15,7 +18,7 @@ struct VKTRecord {
 /// A change costs what it changes, however many records there are. Belongs to one owner at a time, until it
 /// is destroyed. Every operation may be called on any thread and is atomic; a change that has succeeded
 /// survives the death of the process at any later moment.
-class VKTRecordTable {
+class VKT_EXPORT VKTRecordTable {
   public:
     virtual ~VKTRecordTable() = default;
 

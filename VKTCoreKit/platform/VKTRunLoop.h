@@ -9,13 +9,14 @@
 #include <utility>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 
 using VKTTask = std::function<void()>;
 
 /// A scheduled call. Owned by whoever scheduled it: destroying or cancelling it means that the call does not
 /// happen any more, also when it is due already. Either may happen inside the call itself, which goes on with
 /// all that the task has captured, and after the loop is gone. Use it on the loop's thread only.
-class VKTRunLoopTimer {
+class VKT_EXPORT VKTRunLoopTimer {
   public:
     virtual ~VKTRunLoopTimer() = default;
     virtual void cancel() = 0;
@@ -34,7 +35,7 @@ class VKTRunLoopTimer {
 ///
 /// The library's own tasks do not throw. What becomes of an exception of the application's is for the loop to
 /// say.
-class VKTMainLoop {
+class VKT_EXPORT VKTMainLoop {
   public:
     virtual ~VKTMainLoop() = default;
 
@@ -61,7 +62,7 @@ class VKTMainLoop {
 ///
 /// A loop that the application runs by its own means need not override them. They then run nothing, say so
 /// once in the log, and return what is true.
-class VKTRunLoop : public VKTMainLoop {
+class VKT_EXPORT VKTRunLoop : public VKTMainLoop {
   public:
     /// Runs tasks until `stop`. Called once, by the application's main function, usually.
     virtual void run();
@@ -80,7 +81,7 @@ class VKTRunLoop : public VKTMainLoop {
 };
 
 /// Runs tasks one at a time, in the order of posting, on a thread of its own. Any thread may post.
-class VKTSerialQueue {
+class VKT_EXPORT VKTSerialQueue {
   public:
     /// Runs what was posted before, then joins the thread; destroyed on its own thread it does not wait. One
     /// that never got a thread runs on the destroying thread what it has kept.
@@ -103,7 +104,7 @@ class VKTSerialQueue {
 };
 
 /// Runs tasks on a bounded number of threads. Any thread may post.
-class VKTConcurrentPool {
+class VKT_EXPORT VKTConcurrentPool {
   public:
     /// Drops what has not started and waits for what has; destroyed on one of its own threads it does not
     /// wait.

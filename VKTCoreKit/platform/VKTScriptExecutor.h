@@ -9,6 +9,7 @@
 #include <string>
 
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 
 inline constexpr const char* VKTScriptErrorDomain = "VKTScriptErrorDomain";
 
@@ -47,6 +48,7 @@ struct VKTScriptLimits {
     std::size_t backlogLimit = std::size_t{4} * 1024 * 1024;  ///< bytes of messages not yet delivered
 };
 
+/// How worlds are made: their limits, and where their program is.
 struct VKTScriptOptions : VKTScriptLimits {
     std::string hostPath;  ///< the program for worlds in a process of their own; empty: the installed one
 
@@ -69,7 +71,7 @@ struct VKTScriptHandlers {
 /// the language (ECMAScript 5.1) and `postToHost(text)`.
 ///
 /// Main thread only; nothing blocks. Destroying it ends the world at once. After `onEnd` calls do nothing.
-class VKTScriptExecutor {
+class VKT_EXPORT VKTScriptExecutor {
   public:
     virtual ~VKTScriptExecutor() = default;
 

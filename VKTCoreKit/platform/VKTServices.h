@@ -10,6 +10,7 @@
 
 #include "VKTCoreKit/foundation/VKTDate.h"
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
 /// JSON nesting accepted and written (RFC 8259 allows such a limit).
@@ -18,23 +19,28 @@ inline constexpr int VKTJSONDepthLimit = 512;
 /// Reads one JSON text: strict RFC 8259, UTF-8, integers from -2^63 to 2^64 - 1 kept as integers (others
 /// become doubles), the last of duplicate names wins. Nothing for anything else; `error`, when given, then
 /// says where.
-std::optional<VKTValue> vkt_JSONValueWithData(std::string_view data,
-                                              std::optional<VKTError>* error = nullptr);
+VKT_EXPORT std::optional<VKTValue> vkt_JSONValueWithData(std::string_view data,
+                                                         std::optional<VKTError>* error = nullptr);
 
 /// Writes compact JSON ("/" not escaped, names in the dictionary's order; a double without a fraction is
 /// written without ".0"). Nothing when the value holds bytes, a date, a text that is not UTF-8, a number that
 /// is not finite, or nests too deep.
-std::optional<std::string> vkt_JSONStringWithValue(const VKTValue& value);
+VKT_EXPORT std::optional<std::string> vkt_JSONStringWithValue(const VKTValue& value);
 
 /// The same, indented by two blanks a level, for people to read.
-std::optional<std::string> vkt_prettyJSONStringWithValue(const VKTValue& value);
+VKT_EXPORT std::optional<std::string> vkt_prettyJSONStringWithValue(const VKTValue& value);
 
 /// The 16 bytes of the MD5 digest (RFC 1321). An identifier, not a protection.
-std::string vkt_MD5Digest(std::string_view bytes);
+VKT_EXPORT std::string vkt_MD5Digest(std::string_view bytes);
 
 /// Offset of the device's local time from UTC at an instant.
-std::chrono::seconds vkt_localOffsetFromUTC(VKTDate date);
+VKT_EXPORT std::chrono::seconds vkt_localOffsetFromUTC(VKTDate date);
 
+<<<<<<< HEAD
 /// The calling thread's stack, innermost first, one line per frame. Empty where the C library cannot tell it (musl
 /// has no <execinfo.h>).
 std::vector<std::string> vkt_callStackSymbols();
+=======
+/// The calling thread's stack, innermost first, one line per frame.
+VKT_EXPORT std::vector<std::string> vkt_callStackSymbols();
+>>>>>>> main

@@ -6,12 +6,13 @@
 #include <string_view>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTRect.h"
 
 /// One view of the embedder's user interface. Main thread only. Held weakly by whoever measures it.
 ///
 /// Coordinates are converted by origins alone: there are no transforms.
-class VKTView {
+class VKT_EXPORT VKTView {
   public:
     virtual ~VKTView() = default;
 
@@ -55,7 +56,7 @@ inline constexpr const char* VKTApplicationDidEnterBackgroundNotification =
     "com.korvonet.application.didEnterBackground";
 
 /// The embedding application. Main thread only.
-class VKTApplication {
+class VKT_EXPORT VKTApplication {
   public:
     virtual ~VKTApplication() = default;
 

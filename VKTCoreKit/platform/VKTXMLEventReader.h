@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 
 /// Domain of XML errors; the code is the reader's own, the description names the line and column.
 inline constexpr const char* VKTXMLErrorDomain = "NSXMLParserErrorDomain";
@@ -14,6 +15,7 @@ inline constexpr const char* VKTXMLErrorDomain = "NSXMLParserErrorDomain";
 inline constexpr const char* VKTXMLErrorLineKey = "VKTXMLErrorLine";
 inline constexpr const char* VKTXMLErrorColumnKey = "VKTXMLErrorColumn";
 
+/// An attribute of an element, with entities replaced in the value.
 struct VKTXMLAttribute {
     std::string_view name;  ///< as written, prefix kept
     std::string_view value;
@@ -21,7 +23,7 @@ struct VKTXMLAttribute {
 
 /// Receives the events of one document in document order, on the thread that runs the reader. The views are
 /// valid during the call only. All texts are UTF-8.
-class VKTXMLEventHandler {
+class VKT_EXPORT VKTXMLEventHandler {
   public:
     virtual ~VKTXMLEventHandler() = default;
 
@@ -46,7 +48,7 @@ class VKTXMLEventHandler {
 /// undefined entity, nesting deeper than `VKTXMLDepthLimit`, and a DOCTYPE that makes a document larger than
 /// its text or slow to read: one that defines entities, gives an attribute a default or fixed value, or
 /// declares more than `VKTXMLAttributeDeclarationLimit` attributes. Any other DOCTYPE is fine.
-class VKTXMLEventReader {
+class VKT_EXPORT VKTXMLEventReader {
   public:
     virtual ~VKTXMLEventReader() = default;
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/openmeasurement/VKTOpenMeasurementManager.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
@@ -92,7 +93,7 @@ struct VKTAdBreakOptions {
 };
 
 /// What a break works with. Nothing may be empty but `measurement`; what is here outlives the break.
-struct VKTAdBreakServices {
+struct VKT_EXPORT VKTAdBreakServices {
     /// The loop on which everything happens that is not said to happen elsewhere.
     std::shared_ptr<VKTMainLoop> mainLoop;
 

@@ -9,8 +9,8 @@
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/player/VKTAdBreakResolver.h"
-#include "VKTCoreKit/player/VKTAdBreakWorker.h"
-#include "VKTCoreKit/player/VKTAdPlayback.h"
+#include "VKTCoreKit/player/detail/VKTAdBreakWorker.h"
+#include "VKTCoreKit/player/detail/VKTAdPlayback.h"
 
 namespace {
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/player/VKTAdBreakAd.h"
 #include "VKTCoreKit/player/VKTAdBreakOptions.h"
 #include "VKTCoreKit/player/VKTAdBreakPlayerDelegate.h"
@@ -15,9 +16,11 @@
 /// Resolves the break on a thread of its own, and plays its ads one after another on the main loop: it tells
 /// the media player what to do, and tracks what comes of it.
 ///
-///     auto services = VKTAdBreakServices::initWithPlatform(VKTPlatform::current());
-///     auto player = VKTAdBreakPlayer::initWithMediaPlayer(mediaPlayer, view, delegate, services);
-///     player->startWithURL(url);
+/// ```cpp
+/// auto services = VKTAdBreakServices::initWithPlatform(VKTPlatform::current());
+/// auto player = VKTAdBreakPlayer::initWithMediaPlayer(mediaPlayer, view, playerDelegate, services);
+/// player->startWithURL(url);
+/// ```
 ///
 /// Tracked are impression, creativeView and loaded when the first picture is seen; start, quartiles, complete
 /// and progress by the position, with the duration of the document or else of the media; what the viewer
@@ -28,7 +31,7 @@
 ///
 /// Main loop only. One break for each object. Holds what it is made of, the delegate weakly. Destroying it is
 /// like `cancel` without a word to the delegate.
-class VKTAdBreakPlayer {
+class VKT_EXPORT VKTAdBreakPlayer {
   public:
     /// Only the view and the delegate may be null. Without a view no ad is viewable and none is measured. The
     /// view stands in a window: one that is a window itself stands in none.

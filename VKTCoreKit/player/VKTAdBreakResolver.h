@@ -5,19 +5,27 @@
 #include <optional>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/player/VKTAdBreakAd.h"
 #include "VKTCoreKit/player/VKTAdBreakOptions.h"
 #include "VKTCoreKit/vast/VKTVASTManager.h"
 
 /// The macros of a break: the library's own, cache buster and timestamp drawn anew, and the options' over
 /// them.
-VKTReplacements vkt_macrosOfAdBreak(const VKTAdBreakOptions& options);
+VKT_EXPORT VKTReplacements vkt_macrosOfAdBreak(const VKTAdBreakOptions& options);
 
 /// Asks a VAST manager for the ads of a break, judges each, keeps the time budget, and follows passbacks.
 ///
 /// Threads: one at a time calls it, a worker and never the main thread, since it blocks for the time budget
 /// at most; `cancel` may be called on any. Holds what it is made of.
-class VKTAdBreakResolver {
+///
+/// ```cpp
+/// // On a worker.
+/// auto resolver = VKTAdBreakResolver::initWithOptions(VKTAdBreakOptions(), services, nullptr);
+/// resolver->readWithXML(std::nullopt, url);
+/// while (auto next = resolver->nextAd()) std::cout << next->problem << '\n';  // empty: it can be played
+/// ```
+class VKT_EXPORT VKTAdBreakResolver {
   public:
     /// Of the services the clock, the session and the passback pool are used. The delegate, which may be
     /// null, hears everything that the manager tells its own, on the same threads, but is not asked for

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTMediaFile.h"
 
 /// Why a media file is not played. The values are the codes that the ad's error pixels are called with
@@ -21,7 +22,7 @@ enum VKTMediaFailure : std::int32_t {
 /// Hears how one media file does. Every operation may be called on any thread, also inside the operations of
 /// the media player, as often as one likes, and after the file has been stopped: it is dealt with later on
 /// the main loop, and what does not matter any more is ignored.
-class VKTMediaPlayerListener {
+class VKT_EXPORT VKTMediaPlayerListener {
   public:
     virtual ~VKTMediaPlayerListener() = default;
 

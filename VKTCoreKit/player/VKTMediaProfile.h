@@ -6,22 +6,26 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTCreativeLinear.h"
 #include "VKTCoreKit/vast/VKTVASTMediaFileSelector.h"
 
 /// Takes out the media files of a creative that the player cannot play; among the others
 /// `VKTVASTMediaFileSelector` chooses. A passive record; any thread.
-///     VKTMediaProfile profile;
-///     profile.types = {"video/mp4"};
-///     profile.codecs = {"avc1", "mp4a"};
-///     profile.maximumHeight = 1080;
+///
+/// ```cpp
+/// VKTMediaProfile profile;
+/// profile.types = {"video/mp4"};
+/// profile.codecs = {"avc1", "mp4a"};
+/// profile.maximumHeight = 1080;
+/// ```
 ///
 /// A list that is empty, and a number that is not above 0, leave everything open: a profile with nothing set
 /// takes out VPAID only. Texts are compared without regard to the case of ASCII letters and to white space at
 /// their ends. What a document does not say of a file counts as suiting, since many leave out even what
 /// matters; so do numbers of 0 or less. No rule but that of VPAID is asked about a file that is VPAID: it is
 /// a script, and the media that it plays are its own choice.
-struct VKTMediaProfile {
+struct VKT_EXPORT VKTMediaProfile {
     /// MIME types: "video/mp4". Parameters ("; codecs=…") take no part, here and in the file.
     std::vector<std::string> types = {};
 

@@ -4,10 +4,11 @@
 #include <memory>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTBundle.h"
 
 /// Read once from a bundle; what the bundle does not say is "(unknown)". Immutable; any thread.
-class VKTAppInfo {
+class VKT_EXPORT VKTAppInfo {
   public:
     /// Over the platform's main bundle at the first call. Never destroyed.
     static const std::shared_ptr<VKTAppInfo>& sharedInstance();

@@ -5,12 +5,13 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/privacy/VKTConsentVerdict.h"
 
 /// Four characters: the version "1", then whether notice was given, whether the user opted out of the sale of
 /// personal data, and whether the limited service provider agreement covers it, each "Y", "N" or "-". A
 /// value.
-class VKTCCPAString {
+class VKT_EXPORT VKTCCPAString {
   public:
     static VKTCCPAString initWithCCPAString(std::string CCPAString);
 

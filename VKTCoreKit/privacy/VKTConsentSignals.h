@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "VKTCoreKit/core/VKTPropertyCacheManager.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/privacy/VKTPrivacyReading.h"
 
 // Texts, unless said otherwise.
@@ -48,17 +49,18 @@ inline constexpr std::array VKTConsentNumberSignals{VKTConsentKeyGDPRApplies, VK
 
 /// What stands under `key`, a constant, of which the reading's clause keeps the characters. Nothing of a
 /// signal of another type or one that cannot be read; the latter refuses whatever rests on it.
-VKTPrivacyReading<VKTValue> vkt_readConsentValue(const VKTPropertyCacheManager& store, std::string_view key);
-VKTPrivacyReading<std::string> vkt_readConsentText(const VKTPropertyCacheManager& store,
-                                                   std::string_view key);
-VKTPrivacyReading<VKTNumber> vkt_readConsentNumber(const VKTPropertyCacheManager& store,
-                                                   std::string_view key);
+VKT_EXPORT VKTPrivacyReading<VKTValue> vkt_readConsentValue(const VKTPropertyCacheManager& store,
+                                                            std::string_view key);
+VKT_EXPORT VKTPrivacyReading<std::string> vkt_readConsentText(const VKTPropertyCacheManager& store,
+                                                              std::string_view key);
+VKT_EXPORT VKTPrivacyReading<VKTNumber> vkt_readConsentNumber(const VKTPropertyCacheManager& store,
+                                                              std::string_view key);
 
 /// The flag of `number` (from 1): of a character outside ASCII its first byte. Nothing when there are fewer.
-std::optional<char> vkt_consentFlag(std::string_view flags, std::size_t number);
+VKT_EXPORT std::optional<char> vkt_consentFlag(std::string_view flags, std::size_t number);
 
 /// Whether that flag is there and "1".
-bool vkt_hasConsentFlag(std::string_view flags, std::size_t number);
+VKT_EXPORT bool vkt_hasConsentFlag(std::string_view flags, std::size_t number);
 
 /// The purposes that identifiers need and whose flags are not "1": bit n stands for purpose n.
-std::uint32_t vkt_missingIDPurposes(std::string_view purposeFlags);
+VKT_EXPORT std::uint32_t vkt_missingIDPurposes(std::string_view purposeFlags);

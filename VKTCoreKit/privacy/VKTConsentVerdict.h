@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/privacy/VKTConsentDecision.h"
 
@@ -18,7 +19,7 @@ enum VKTConsentRule : int {
 };
 
 /// One rule and what it found.
-struct VKTConsentClause {
+struct VKT_EXPORT VKTConsentClause {
     VKTConsentRule rule = VKTConsentRuleSignalMissing;
     std::string_view key{};         ///< of the signal, a constant; empty when the rule is about none
     VKTNumber number = 0;           ///< what is stored, or the number of the vendor
@@ -30,7 +31,7 @@ struct VKTConsentClause {
 };
 
 /// A value, decided by the code that names the rules; words are made only when asked for. Any thread.
-struct VKTConsentVerdict {
+struct VKT_EXPORT VKTConsentVerdict {
     VKTConsentDecision decision = VKTConsentDecisionUndetermined;
     std::vector<VKTConsentClause> clauses;  ///< from the general to the particular; one at least
 

@@ -6,11 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/privacy/VKTDeviceInfoProvider.h"
 
 /// Takes its values once, but for those that change while the application runs. Any thread; holds its
 /// provider.
-class VKTDeviceInfo {
+class VKT_EXPORT VKTDeviceInfo {
   public:
     /// Over a default provider made at the first call. Never destroyed.
     static const std::shared_ptr<VKTDeviceInfo>& sharedInstance();

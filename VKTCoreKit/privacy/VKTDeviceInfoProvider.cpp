@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "VKTCoreKit/core/VKTWiFiAddress.h"
+#include "VKTCoreKit/core/detail/VKTWiFiAddress.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 

@@ -5,10 +5,11 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTDevice.h"
 
 /// Asks the device afresh at each call. Any thread; holds the device.
-class VKTDeviceInfoProvider {
+class VKT_EXPORT VKTDeviceInfoProvider {
   public:
     /// Over the platform's device.
     static std::shared_ptr<VKTDeviceInfoProvider> init();

@@ -3,10 +3,11 @@
 
 #include <memory>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTFrameworkConstants.h"
 
 /// Constants; any thread.
-class VKTFrameworkInfo {
+class VKT_EXPORT VKTFrameworkInfo {
   public:
     /// Never destroyed.
     static const std::shared_ptr<VKTFrameworkInfo>& sharedInstance();

@@ -9,12 +9,13 @@
 #include <vector>
 
 #include "VKTCoreKit/core/VKTPropertyCacheManager.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/privacy/VKTConsentVerdict.h"
 
 /// Judges both strings by their form and decides by the sections 2 (TCF EU v2) and 6 (US Privacy) that the
 /// consent platform stores beside them. A value; the decisions read the store at each call, on any thread.
 /// Holds the store.
-class VKTGPPString {
+class VKT_EXPORT VKTGPPString {
   public:
     /// The sections are read from the platform's store when no other is given.
     static VKTGPPString initWithGPPString(

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/privacy/VKTIdentityProvider.h"
 
 enum VKTIdentityType : int {
@@ -17,7 +18,15 @@ enum VKTIdentityType : int {
 
 /// The identifiers are those of the moment in which it was made; consent strings and decisions are read from
 /// the provider at each call. Any thread. Holds its provider.
-class VKTIdentity {
+///
+/// ```cpp
+/// auto identity = VKTIdentity::initWithHashed(false, true);
+/// if (identity->canSendIDs())
+///     std::cout << identity->identity() << '\n';
+/// else
+///     std::cout << identity->verdictOnIDs().reason() << '\n';
+/// ```
+class VKT_EXPORT VKTIdentity {
   public:
     /// The provider must not be null. The identity is the first there is of: the custom identifier (an empty
     /// one counts), the advertising identifier, the transient ID if enabled; else none and "".

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "VKTCoreKit/core/VKTUUID.h"
+#include "VKTCoreKit/core/detail/VKTUUID.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "VKTCoreKit/privacy/VKTConsentSignals.h"

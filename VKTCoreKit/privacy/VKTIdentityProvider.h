@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "VKTCoreKit/core/VKTPropertyCacheManager.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTClock.h"
 #include "VKTCoreKit/platform/VKTDevice.h"
 #include "VKTCoreKit/platform/VKTRandomSource.h"
@@ -26,7 +27,13 @@ inline constexpr std::string_view VKTTransientIDLastGenerationKey =
 /// Asks device and store afresh at each call; stored values of a type that is not expected count as missing.
 /// The operations that begin with "read" tell what cannot be read from what is missing, and are for whoever
 /// decides by it; the plain ones give nothing for both. Any thread. Holds its collaborators.
-class VKTIdentityProvider {
+///
+/// ```cpp
+/// auto provider = VKTIdentityProvider::init();
+/// for (const auto& fault : provider->signalFaults()) std::cerr << fault.words() << '\n';
+/// auto identity = VKTIdentity::initWithIdentityProvider(provider, false, true, std::nullopt);
+/// ```
+class VKT_EXPORT VKTIdentityProvider {
   public:
     /// Over the platform's services.
     static std::shared_ptr<VKTIdentityProvider> init();

@@ -1,6 +1,8 @@
 // A place.
 #pragma once
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// A value, in degrees, north and east positive.
 struct VKTLocation {
     double latitude = 0;

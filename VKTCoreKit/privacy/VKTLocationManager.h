@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/privacy/VKTLocation.h"
 #include "VKTCoreKit/privacy/VKTLocationProvider.h"
 
@@ -23,7 +24,7 @@ class VKTLocationManagerDataSource {
 
 /// Finds the location once for each start. Main thread only. Holds its provider, its data source weakly;
 /// without one nothing is allowed.
-class VKTLocationManager : public VKTLocationProviderDelegate {
+class VKT_EXPORT VKTLocationManager : public VKTLocationProviderDelegate {
   public:
     using LocationUpdatedHandler = std::function<void()>;
 

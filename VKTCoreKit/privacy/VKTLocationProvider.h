@@ -3,13 +3,14 @@
 
 #include <memory>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTLocationServices.h"
 #include "VKTCoreKit/platform/VKTNotificationCentre.h"
 
 class VKTLocationProvider;
 
 /// Hears of found locations on the main thread. It may stop the provider or let go of it.
-class VKTLocationProviderDelegate {
+class VKT_EXPORT VKTLocationProviderDelegate {
   public:
     virtual ~VKTLocationProviderDelegate() = default;
 
@@ -22,8 +23,8 @@ class VKTLocationProviderDelegate {
 /// foreground; when it leaves for the background the provider stops.
 ///
 /// Main thread only. Holds its delegate weakly.
-class VKTLocationProvider : public VKTLocationRequestDelegate,
-                            public std::enable_shared_from_this<VKTLocationProvider> {
+class VKT_EXPORT VKTLocationProvider : public VKTLocationRequestDelegate,
+                                       public std::enable_shared_from_this<VKTLocationProvider> {
   public:
     /// Over the platform's location services.
     static std::shared_ptr<VKTLocationProvider> init();

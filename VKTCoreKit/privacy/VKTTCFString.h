@@ -8,12 +8,13 @@
 #include <string_view>
 
 #include "VKTCoreKit/core/VKTPropertyCacheManager.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/privacy/VKTConsentVerdict.h"
 
 /// Judges the string by its form and reads the flags that the consent platform stores beside it; the string's
 /// bit fields are not decoded. A value; the decisions read the store at each call, on any thread. Holds the
 /// store.
-class VKTTCFString {
+class VKT_EXPORT VKTTCFString {
   public:
     /// A string of a wrong form is logged as an error and kept. The flags are read from the platform's store
     /// when no other is given.

@@ -5,6 +5,7 @@
 
 #include "VKTCoreKit/foundation/VKTDate.h"
 
+/// The identifier and when it was made. A value.
 struct VKTTransientID {
     std::string transientID;  ///< a UUID
     VKTDate lastGeneration;

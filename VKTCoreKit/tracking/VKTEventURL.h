@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 
 /// Macro or variable names and their values. Walked in byte order of the names.
@@ -31,18 +32,20 @@ struct VKTFilledEventURL {
 };
 
 /// Replaces every occurrence. False, and the text as it was, when it would become longer than the limit.
-bool vkt_replaceWithinLimit(std::string& text, std::string_view pattern, std::string_view replacement);
+VKT_EXPORT bool vkt_replaceWithinLimit(std::string& text, std::string_view pattern,
+                                       std::string_view replacement);
 
 /// Fills macros, which stand in the URL percent-encoded, as "%5BNAME%5D", with their values as they are. The
 /// first set goes first and therefore wins. Nothing when the result is not a valid URL.
-std::optional<VKTURL> vkt_URLByReplacingMacros(const VKTURL& url, const VKTReplacements& macros,
-                                               const VKTReplacements& additionalMacros);
+VKT_EXPORT std::optional<VKTURL> vkt_URLByReplacingMacros(const VKTURL& url, const VKTReplacements& macros,
+                                                          const VKTReplacements& additionalMacros);
 
 /// The text of the URL that `vkt_URLByReplacingMacros` yields; nothing when it would become too long.
-std::optional<std::string> vkt_textByReplacingMacros(const VKTURL& url, const VKTReplacements& macros,
-                                                     const VKTReplacements& additionalMacros);
+VKT_EXPORT std::optional<std::string> vkt_textByReplacingMacros(const VKTURL& url,
+                                                                const VKTReplacements& macros,
+                                                                const VKTReplacements& additionalMacros);
 
 /// The URL of the text in which `what` of the template was replaced. The template when there is no text, as
 /// it became too long, or when the text is no URL; the log says so at debug level.
-VKTFilledEventURL vkt_filledEventURL(const VKTURL& templateURL, std::string_view what,
-                                     const std::optional<std::string>& text);
+VKT_EXPORT VKTFilledEventURL vkt_filledEventURL(const VKTURL& templateURL, std::string_view what,
+                                                const std::optional<std::string>& text);

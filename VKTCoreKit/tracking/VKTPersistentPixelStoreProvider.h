@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTKeyValueStore.h"
 #include "VKTCoreKit/tracking/VKTPixelStore.h"
 
@@ -18,7 +19,13 @@ inline constexpr const char* VKTPixelStoreErrorDomain = "VKTPixelStoreErrorDomai
 inline constexpr int VKTPixelStoreErrorOwnedByAnother = 1;
 
 /// Keeps each pixel as a record in a table of a key-value store. For embedders who want it:
-///     VKTPixelStore::initWithProvider(VKTPersistentPixelStoreProvider::initWithKeyValueStore(store))
+///
+/// ```cpp
+/// auto file = VKTPlatform::current().makeKeyValueStore("/data/player/pixels.db", onProblem);
+/// auto provider = VKTPersistentPixelStoreProvider::initWithKeyValueStore(file);
+/// auto store = VKTPixelStore::initWithProvider(provider);
+/// ```
+///
 /// A change that has been saved survives the death of the process at any later moment. Adding, delivering and
 /// expiring cost the same however many pixels are pending.
 ///
@@ -32,7 +39,7 @@ inline constexpr int VKTPixelStoreErrorOwnedByAnother = 1;
 /// store without tables keeps all pixels as one list under `pixelStoreKey`, and each saving writes it whole.
 ///
 /// One call at a time, on any thread; holds the key-value store.
-class VKTPersistentPixelStoreProvider : public VKTPixelStoreChangesProviderProtocol {
+class VKT_EXPORT VKTPersistentPixelStoreProvider : public VKTPixelStoreChangesProviderProtocol {
   public:
     /// The store must not be null. Never null: where somebody else owns the pixels, that is logged as a
     /// warning, `error` is set if it is asked for, and the provider keeps nothing.

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 
@@ -20,7 +21,7 @@ enum VKTPixelStatus : std::int64_t {
 
 /// An object with identity, shared by its store, the sending worker and callers. Any thread: all but the
 /// status and the attempts is immutable, and those are atomic.
-class VKTPixel {
+class VKT_EXPORT VKTPixel {
     struct Private {
         explicit Private() = default;
     };

@@ -7,7 +7,7 @@
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
-#include "VKTCoreKit/tracking/VKTPixelObservers.h"
+#include "VKTCoreKit/tracking/detail/VKTPixelObservers.h"
 
 struct VKTPixelManager::Worker {
     Worker(std::shared_ptr<VKTPixelStore> thePixelStore, std::shared_ptr<VKTURLSession> theURLSession)

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 #include "VKTCoreKit/tracking/VKTPixelObserver.h"
@@ -31,11 +32,21 @@ inline constexpr std::size_t VKTPixelWaitingPassLimit = 32;
 /// the worker; on the worker itself it does not wait.
 ///
 /// Why was this pixel not sent? A VKTPixelObserver hears it, at no cost where there is none:
-///     struct Outcomes : VKTPixelObserver {
-///         void pixelRefused(const std::shared_ptr<VKTPixel>& pixel, const VKTURLSessionResponse& response,
-///                           bool isTriedAgain) override { ... pixel->origin(), pixel->ID(), ... }
-///     };
-///     manager->addObserver(outcomes);  // before the first pixel is added; keep `outcomes`
+///
+/// ```cpp
+/// struct Outcomes : VKTPixelObserver {
+///     void pixelRefused(const std::shared_ptr<VKTPixel>& pixel, const VKTURLSessionResponse&,
+///                       bool isTriedAgain) override {
+///         std::cerr << pixel->origin() << (isTriedAgain ? " is tried again\n" : " is lost\n");
+///     }
+/// };
+/// auto outcomes = std::make_shared<Outcomes>();  // held weakly
+/// auto manager = VKTPixelManager::initWithPixelStore(store, VKTURLSession::sharedInstance());
+/// manager->addObserver(outcomes);  // before the first pixel is added
+/// manager->addPixel(VKTPixel::initWithUrl(url, "impression"));
+/// manager->callPixels();
+/// ```
+///
 /// - Never added: its event has fired before (`pixelURLFailed`), or the document has none of that name.
 ///   `VKTVASTPixelManager` returns the pixels that it made, and
 ///   `trackingEventManagerDidTrackEventWithPixels` names those of an event.
@@ -46,7 +57,7 @@ inline constexpr std::size_t VKTPixelWaitingPassLimit = 32;
 /// - Expired: nobody called for pixels in its 24 hours, or each attempt was refused.
 /// - Lost with the process: the store's provider keeps nothing, or has not taken it (`pixelsNotSaved`).
 /// - Sent, but as it stood in the document: `pixelURLFailed` says why its macros could not be filled.
-class VKTPixelManager {
+class VKT_EXPORT VKTPixelManager {
   public:
     /// Called once, on the worker, when the pass has ended; on the calling thread, before the call returns,
     /// when there is no worker. What it throws is dropped with a line in the log.

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/tracking/VKTEventURL.h"
 #include "VKTCoreKit/tracking/VKTPixel.h"
@@ -38,7 +39,7 @@ struct VKTPixelURLFailure {
 /// wait for a pass. An observer that is given inside a call hears from the next call on; one that is taken
 /// there and has not had that call does not get it. What it throws is dropped with a line in the log, and the
 /// others hear all the same.
-class VKTPixelObserver {
+class VKT_EXPORT VKTPixelObserver {
   public:
     virtual ~VKTPixelObserver() = default;
 

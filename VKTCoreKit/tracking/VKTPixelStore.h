@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/platform/VKTKeyValueStore.h"
 #include "VKTCoreKit/tracking/VKTPixel.h"
@@ -16,7 +17,7 @@ using VKTPixels = std::vector<std::shared_ptr<VKTPixel>>;
 
 /// Loads and saves a store's list. Called with the store's lock held, so one call at a time; on any thread.
 /// One that throws while it loads has no list, and while it saves has taken nothing; the log says so.
-class VKTPixelStoreProviderProtocol {
+class VKT_EXPORT VKTPixelStoreProviderProtocol {
   public:
     virtual ~VKTPixelStoreProviderProtocol() = default;
 
@@ -32,7 +33,7 @@ class VKTPixelStoreProviderProtocol {
 
 /// A provider that takes single changes, so that recording one costs the same however many pixels there are.
 /// Called as the provider of lists is.
-class VKTPixelStoreChangesProviderProtocol : public VKTPixelStoreProviderProtocol {
+class VKT_EXPORT VKTPixelStoreChangesProviderProtocol : public VKTPixelStoreProviderProtocol {
   public:
     /// Whether it takes changes; otherwise lists are saved. Asked once, after `loadPixels`.
     [[nodiscard]] virtual bool takesChanges() const { return true; }
@@ -53,7 +54,7 @@ class VKTPixelStoreChangesProviderProtocol : public VKTPixelStoreProviderProtoco
 
 /// The default: keeps nothing between launches. Immutable; any thread. Holds the platform's key-value store,
 /// for providers derived from this one.
-class VKTPixelStoreProvider : public VKTPixelStoreProviderProtocol {
+class VKT_EXPORT VKTPixelStoreProvider : public VKTPixelStoreProviderProtocol {
   public:
     VKTPixelStoreProvider();
 
@@ -74,7 +75,7 @@ class VKTPixelStoreProvider : public VKTPixelStoreProviderProtocol {
 ///
 /// Holds its provider for its whole life and calls it under its lock, which is recursive: a provider may call
 /// the store back. Nothing is saved but by `saveToDisk` and `saveChanges`.
-class VKTPixelStore {
+class VKT_EXPORT VKTPixelStore {
     struct Private {
         explicit Private() = default;
     };

@@ -8,11 +8,13 @@
 #include <vector>
 
 #include "VKTCoreKit/core/VKTTrackingEvent.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTTrackingEvent.h"
 
 using VKTTrackingEvents = std::vector<std::shared_ptr<VKTTrackingEvent>>;
 
-class VKTTrackingEventFactory {
+/// Where a tracking manager takes its events from.
+class VKT_EXPORT VKTTrackingEventFactory {
   public:
     virtual ~VKTTrackingEventFactory() = default;
 
@@ -20,7 +22,7 @@ class VKTTrackingEventFactory {
 };
 
 /// A plain list, or the part of it that a filter keeps. Immutable; any thread.
-class VKTTrackingEventDefaultFactory : public VKTTrackingEventFactory {
+class VKT_EXPORT VKTTrackingEventDefaultFactory : public VKTTrackingEventFactory {
   public:
     /// Variable bindings of a filter; none are given here.
     using Bindings = std::map<std::string, std::string>;
@@ -45,7 +47,7 @@ class VKTTrackingEventDefaultFactory : public VKTTrackingEventFactory {
 };
 
 /// The tracking events of a VAST creative, each with the second at which it is due. Immutable; any thread.
-class VKTVASTTrackingEventFactory : public VKTTrackingEventFactory {
+class VKT_EXPORT VKTVASTTrackingEventFactory : public VKTTrackingEventFactory {
   public:
     using VASTTrackingEvents = std::vector<std::shared_ptr<VKTVASTTrackingEvent>>;
 

@@ -7,12 +7,13 @@
 #include <memory>
 #include <utility>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/tracking/VKTTrackingEventFactory.h"
 
 /// An ordered list of events, none null. An event is found by itself, else by an equal one (the event's own
 /// `isEqual`). Two equal events are two elements: each stands for a pixel of its own. Adding, finding and
 /// removing cost the logarithm of the number of events, however many of them are equal. Main thread only.
-class VKTTrackingEventList {
+class VKT_EXPORT VKTTrackingEventList {
   public:
     using List = std::list<std::shared_ptr<VKTTrackingEvent>>;
 

@@ -6,7 +6,7 @@
 #include "VKTCoreKit/core/VKTLog.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/VKTGuardedCall.h"
-#include "VKTCoreKit/tracking/VKTMainThread.h"
+#include "VKTCoreKit/tracking/detail/VKTMainThread.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/tracking/VKTEventURL.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 #include "VKTCoreKit/tracking/VKTTrackingEventFactory.h"
@@ -17,7 +18,7 @@ class VKTTrackingEventManager;
 /// Hears, on the main thread and before the tracking call returns, what was tracked: each time the pixels
 /// first, then their number. It may call the manager back, or let go of it. What it throws goes no further
 /// than a line in the log.
-class VKTTrackingEventManagerDelegate {
+class VKT_EXPORT VKTTrackingEventManagerDelegate {
   public:
     virtual ~VKTTrackingEventManagerDelegate() = default;
 
@@ -39,7 +40,7 @@ class VKTTrackingEventManagerDelegate {
 /// Holds its pixel manager and events, its delegate weakly.
 ///
 /// Macros stand in templates percent-encoded, as "%5BNAME%5D"; values are inserted as they are.
-class VKTTrackingEventManager : public std::enable_shared_from_this<VKTTrackingEventManager> {
+class VKT_EXPORT VKTTrackingEventManager : public std::enable_shared_from_this<VKTTrackingEventManager> {
   public:
     /// Without a pixel manager, the shared one.
     static std::shared_ptr<VKTTrackingEventManager> initWithEventFactory(

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/tracking/VKTEventURL.h"
 #include "VKTCoreKit/tracking/VKTPixelManager.h"
 #include "VKTCoreKit/vast/VKTVASTURL.h"
@@ -14,7 +15,13 @@
 /// Fills URLs of a document and has them called at once: each list is one change of the store and one pass.
 ///
 /// Any thread. Holds its pixel manager.
-class VKTVASTPixelManager : public std::enable_shared_from_this<VKTVASTPixelManager> {
+///
+/// ```cpp
+/// auto pixels = VKTVASTPixelManager::initWithPixelManager(pixelManager, macros);
+/// pixels->callVASTPixels(ad->impressions(), {}, "impression");  // the first picture is seen
+/// pixels->callVASTErrorPixels(ad->errorPixels(), 405);          // or the media cannot be shown
+/// ```
+class VKT_EXPORT VKTVASTPixelManager : public std::enable_shared_from_this<VKTVASTPixelManager> {
   public:
     /// The pixel manager must not be null. The macros go into every URL, as `VKTTrackingEventManager` fills
     /// its own: give both the same.

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "VKTCoreKit/tracking/VKTMainThread.h"
+#include "VKTCoreKit/tracking/detail/VKTMainThread.h"
 
 namespace {
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <unordered_map>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/tracking/VKTTrackingEventManager.h"
 
 /// What a player reports; each tracks the VAST event of its name.
@@ -37,7 +38,17 @@ enum VKTVideoEvent : std::uint32_t {
 /// Also fires events by playback position, each at most once, consumable or not. The offsets are those that
 /// the events have when the manager is made, whatever becomes of them later. A replay needs a new manager.
 /// Main thread only; lifetimes as in the base class.
-class VKTVideoTrackingEventManager : public VKTTrackingEventManager {
+///
+/// ```cpp
+/// auto events =
+///     VKTVASTTrackingEventFactory::initWithVASTTrackingEvents(creative->trackingEvents(), mediaDuration);
+/// auto tracking =
+///     VKTVideoTrackingEventManager::initWithEventFactory(*events, macros, delegate, pixelManager);
+/// tracking->trackVideoEvent(VKTVideoEventCreativeView, {});  // the first picture is seen
+/// tracking->playbackProgressedToTime(position, {});          // about four times a second
+/// tracking->trackVideoEvent(VKTVideoEventPause, {});         // what the viewer does
+/// ```
+class VKT_EXPORT VKTVideoTrackingEventManager : public VKTTrackingEventManager {
   public:
     /// Without a pixel manager, the shared one.
     static std::shared_ptr<VKTVideoTrackingEventManager> initWithEventFactory(

@@ -5,7 +5,8 @@
 
 #include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
-#include "VKTCoreKit/tracking/VKTMainThread.h"
+#include "VKTCoreKit/tracking/detail/VKTMainThread.h"
+#include "VKTCoreKit/tracking/detail/VKTViewabilityTimer.h"
 
 namespace {
 
@@ -32,12 +33,12 @@ void VKTViewabilityManager::startViewabilityTracking() {
     vkt_requireMainThread("startViewabilityTracking");
     lastViewabilityStatus_.reset();
     ++starts_;
-    timer_.start(shared_from_this());
+    vkt_startViewabilityTimer(timer_, shared_from_this());
 }
 
 void VKTViewabilityManager::stopViewabilityTracking() {
     vkt_requireMainThread("stopViewabilityTracking");
-    timer_.stop();
+    vkt_stopViewabilityTimer(timer_);
 }
 
 VKTViewabilityStatus VKTViewabilityManager::viewabilityStatus() const {

@@ -5,9 +5,10 @@
 #include <memory>
 #include <optional>
 
+#include "VKTCoreKit/core/VKTTimer.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTView.h"
 #include "VKTCoreKit/tracking/VKTViewabilityStatus.h"
-#include "VKTCoreKit/tracking/VKTViewabilityTimer.h"
 
 /// How a view lies in its window. All rectangles are null when (next to) nothing of it is inside.
 struct VKTViewabilityManagerViewStatus {
@@ -23,7 +24,7 @@ class VKTViewabilityManager;
 
 /// Hears of changes on the main thread, of each in both ways. It may stop, restart or let go of the manager
 /// inside a callback; the second call follows the first all the same.
-class VKTViewabilityManagerDelegate {
+class VKT_EXPORT VKTViewabilityManagerDelegate {
   public:
     virtual ~VKTViewabilityManagerDelegate() = default;
 
@@ -38,8 +39,21 @@ class VKTViewabilityManagerDelegate {
 ///
 /// Main thread only: starting, stopping or sampling on another one ends the process with a message. Holds
 /// view and delegate weakly; a view that is gone is not viewable. Stop it before letting go of it.
-class VKTViewabilityManager : public VKTTimerDelegate,
-                              public std::enable_shared_from_this<VKTViewabilityManager> {
+///
+/// ```cpp
+/// struct Seen : VKTViewabilityManagerDelegate {
+///     void viewabilityManagerDidChangeViewabilityStatus(VKTViewabilityManager&,
+///                                                       const VKTViewabilityStatus& status) override {
+///         std::cout << status.percentage * 100 << " % of the view is seen\n";
+///     }
+/// };
+/// auto seen = std::make_shared<Seen>();  // held weakly
+/// auto sampling = VKTViewabilityManager::initWithView(view, seen);
+/// sampling->startViewabilityTracking();  // with the first picture
+/// sampling->stopViewabilityTracking();   // when the ad is over
+/// ```
+class VKT_EXPORT VKTViewabilityManager : public VKTTimerDelegate,
+                                         public std::enable_shared_from_this<VKTViewabilityManager> {
   public:
     static std::shared_ptr<VKTViewabilityManager> initWithView(
         const std::shared_ptr<const VKTView>& view,
@@ -76,7 +90,7 @@ class VKTViewabilityManager : public VKTTimerDelegate,
 
     [[nodiscard]] std::shared_ptr<const VKTView> view() const { return view_.lock(); }
     [[nodiscard]] std::shared_ptr<VKTViewabilityManagerDelegate> delegate() const { return delegate_.lock(); }
-    [[nodiscard]] const std::shared_ptr<VKTTimer>& timer() const { return timer_.timer(); }
+    [[nodiscard]] const std::shared_ptr<VKTTimer>& timer() const { return timer_; }
     [[nodiscard]] const std::optional<VKTViewabilityStatus>& lastViewabilityStatus() const {
         return lastViewabilityStatus_;
     }
@@ -88,7 +102,7 @@ class VKTViewabilityManager : public VKTTimerDelegate,
 
     const std::weak_ptr<const VKTView> view_;
     const std::weak_ptr<VKTViewabilityManagerDelegate> delegate_;
-    VKTViewabilityTimer timer_;
+    std::shared_ptr<VKTTimer> timer_;  // null when stopped
     std::optional<VKTViewabilityStatus> lastViewabilityStatus_;
     std::size_t starts_ = 0;
 };

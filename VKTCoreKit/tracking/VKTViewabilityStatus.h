@@ -3,10 +3,11 @@
 
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTRect.h"
 
 /// A value.
-struct VKTViewabilityStatus {
+struct VKT_EXPORT VKTViewabilityStatus {
     /// The application is active, and the view and all its ancestors are shown, however much of it is within
     /// the window.
     bool viewable = false;

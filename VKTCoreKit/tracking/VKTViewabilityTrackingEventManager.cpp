@@ -8,7 +8,8 @@
 #include "VKTCoreKit/core/VKTRandom.h"
 #include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
-#include "VKTCoreKit/tracking/VKTMainThread.h"
+#include "VKTCoreKit/tracking/detail/VKTMainThread.h"
+#include "VKTCoreKit/tracking/detail/VKTViewabilityTimer.h"
 
 namespace {
 
@@ -59,12 +60,12 @@ void VKTViewabilityTrackingEventManager::makeProgressions() {
 void VKTViewabilityTrackingEventManager::startViewabilityTracking() {
     vkt_requireMainThread("startViewabilityTracking");
     previousTimestamp_ = noTimestamp;
-    timer_.start({shared_from_this(), this});
+    vkt_startViewabilityTimer(timer_, {shared_from_this(), this});
 }
 
 void VKTViewabilityTrackingEventManager::stopViewabilityTracking() {
     vkt_requireMainThread("stopViewabilityTracking");
-    timer_.stop();
+    vkt_stopViewabilityTimer(timer_);
 }
 
 void VKTViewabilityTrackingEventManager::resetViewabilityTracking() {

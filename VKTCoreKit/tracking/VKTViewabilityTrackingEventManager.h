@@ -8,12 +8,13 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/core/VKTTimer.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/tracking/VKTTrackingEventManager.h"
 #include "VKTCoreKit/tracking/VKTViewabilityStatus.h"
-#include "VKTCoreKit/tracking/VKTViewabilityTimer.h"
 
 /// How far one viewability event has come. An object with identity; main thread only.
-class VKTViewabilityTrackingEventManagerEventProgression {
+class VKT_EXPORT VKTViewabilityTrackingEventManagerEventProgression {
   public:
     /// With a random ID. The event must not be null.
     static std::shared_ptr<VKTViewabilityTrackingEventManagerEventProgression> initWithEvent(
@@ -52,7 +53,20 @@ class VKTViewabilityTrackingEventManagerEventProgression {
 ///
 /// Main thread only, as the base class. The delegate may track, stop, reset or let go of the manager inside
 /// its callback. Stop it before letting go of it.
-class VKTViewabilityTrackingEventManager : public VKTTrackingEventManager, public VKTTimerDelegate {
+///
+/// ```cpp
+/// #include <VKTCoreKit/tracking/VKTViewableImpressionEvent.h>
+///
+/// VKTTrackingEvents events;
+/// for (const auto& event : ad->viewabilityEvents())
+///     if (auto viewable = VKTViewableImpressionEvent::initWithEvent(event)) events.push_back(viewable);
+/// auto tracking = VKTViewabilityTrackingEventManager::initWithEventFactory(
+///     *VKTTrackingEventDefaultFactory::initWithEvents(events), macros, delegate, pixelManager);
+/// tracking->startViewabilityTracking();
+/// tracking->viewabilityUpdatedWithViewabilityStatus(sampling->viewabilityStatus());  // with each change
+/// ```
+class VKT_EXPORT VKTViewabilityTrackingEventManager : public VKTTrackingEventManager,
+                                                      public VKTTimerDelegate {
   public:
     using EventProgression = VKTViewabilityTrackingEventManagerEventProgression;
     using EventProgressions = std::vector<std::shared_ptr<EventProgression>>;
@@ -91,7 +105,7 @@ class VKTViewabilityTrackingEventManager : public VKTTrackingEventManager, publi
     void updatePixelVisibilityStatus(const std::shared_ptr<EventProgression>& progression,
                                      double percentageOfVisibility, double timestampInterval);
 
-    [[nodiscard]] const std::shared_ptr<VKTTimer>& timer() const { return timer_.timer(); }
+    [[nodiscard]] const std::shared_ptr<VKTTimer>& timer() const { return timer_; }
     [[nodiscard]] std::optional<bool> currentViewableStatus() const { return currentViewableStatus_; }
     [[nodiscard]] std::optional<double> currentPercentage() const { return currentPercentage_; }
     [[nodiscard]] double previousTimestamp() const {
@@ -119,7 +133,7 @@ class VKTViewabilityTrackingEventManager : public VKTTrackingEventManager, publi
     void makeProgressions();
     bool removeProgression(const EventProgression& progression);
 
-    VKTViewabilityTimer timer_;
+    std::shared_ptr<VKTTimer> timer_;  // null when stopped
     std::optional<bool> currentViewableStatus_;
     std::optional<double> currentPercentage_;
     double previousTimestamp_ = -1;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "VKTCoreKit/core/VKTTrackingEvent.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTViewabilityEvent.h"
 
 /// A video ad counts as seen when half of its pixels were visible for two seconds on end: the criterion for
@@ -12,12 +13,9 @@
 inline constexpr double VKTViewableVideoArea = 0.5;  ///< share of the view, from 0 to 1
 inline constexpr double VKTViewableVideoTime = 2;    ///< seconds
 
-/// A "viewable" event of an ad with its criterion, for a `VKTViewabilityTrackingEventManager`:
-///     for (const auto& event : ad->viewabilityEvents()) {
-///         if (auto viewable = VKTViewableImpressionEvent::initWithEvent(event)) {
-///             events.push_back(std::move(viewable));
-///         }
-///     }
+/// A "viewable" event of an ad with its criterion, for a `VKTViewabilityTrackingEventManager`, which has an
+/// example.
+///
 /// The manager counts continuous time as far as samples four times a second show it: what it knows at a tick
 /// is taken for the time since the tick before, and one tick with a smaller share begins anew. So the pixel
 /// is called up to a quarter of a second before or after the moment, and a break that no sample meets is not
@@ -25,7 +23,7 @@ inline constexpr double VKTViewableVideoTime = 2;    ///< seconds
 /// be a little less than an area such as 0.7, which has no exact form, but not than 0.5.
 ///
 /// Immutable; any thread. It equals itself only: of two events with one URL both are called.
-class VKTViewableImpressionEvent final : public VKTViewabilityTrackingEvent {
+class VKT_EXPORT VKTViewableImpressionEvent final : public VKTViewabilityTrackingEvent {
   public:
     /// Null unless the event is there and named "viewable". The time is in seconds. An area above 1, and
     /// either number when it is not one, is a criterion that is never reached.

@@ -3,6 +3,8 @@
 
 #include <numbers>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 inline constexpr double VKTHalfTurn = std::numbers::pi;
 inline constexpr double VKTQuarterTurn = std::numbers::pi / 2;
 
@@ -14,7 +16,7 @@ constexpr double vkt_degreesFromRadians(double radians) {
 }
 
 /// The same direction, above -pi and up to pi; 0 for what is not finite.
-double vkt_wrappedAngle(double radians);
+VKT_EXPORT double vkt_wrappedAngle(double radians);
 
 /// The shortest way from one direction to the other, wrapped likewise: half a turn goes the positive way.
-double vkt_angleBetween(double from, double to);
+VKT_EXPORT double vkt_angleBetween(double from, double to);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "VKTCoreKit/foundation/VKTColor.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTRect.h"
 #include "VKTCoreKit/platform/VKTCanvas.h"
 
@@ -43,7 +44,7 @@ struct VKTProgressStyle {
 /// the measurement as a friendly obstruction when it stands over an ad, draws it.
 ///
 /// A value; one thread at a time.
-class VKTProgressOverlay {
+class VKT_EXPORT VKTProgressOverlay {
   public:
     /// Seconds. Zero, negative and non-finite durations mean that it is not known: there is no progress then
     /// and no text.
@@ -81,4 +82,4 @@ class VKTProgressOverlay {
 
 /// "m:ss", from one hour on "h:mm:ss". Whole seconds, begun ones included, so that a countdown reads 0:01
 /// until it ends; "0:00" for what is negative or no number, "99:59:59" for anything longer.
-std::string vkt_playbackTimeText(double seconds);
+VKT_EXPORT std::string vkt_playbackTimeText(double seconds);

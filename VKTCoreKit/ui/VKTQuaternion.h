@@ -5,6 +5,8 @@
 // about x upwards, about z counter-clockwise as the viewer sees it.
 #pragma once
 
+#include "VKTCoreKit/foundation/VKTExport.h"
+
 /// A point or a direction.
 struct VKTVector3 {
     double x = 0;
@@ -28,7 +30,7 @@ struct VKTEulerAngles {
 /// functions, safe from any thread.
 ///
 /// Operations that take rotations normalise what they are given, except for the product and the conjugate.
-struct VKTQuaternion {
+struct VKT_EXPORT VKTQuaternion {
     double w = 1;
     double x = 0;
     double y = 0;

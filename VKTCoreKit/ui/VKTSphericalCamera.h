@@ -1,6 +1,7 @@
 // Where the viewer of a spherical video looks.
 #pragma once
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTRect.h"
 #include "VKTCoreKit/ui/VKTAngle.h"
 #include "VKTCoreKit/ui/VKTQuaternion.h"
@@ -10,7 +11,7 @@
 /// ignored.
 ///
 /// A value; one thread at a time.
-class VKTSphericalCamera {
+class VKT_EXPORT VKTSphericalCamera {
   public:
     static constexpr double NarrowestFieldOfView = vkt_radiansFromDegrees(20);
     static constexpr double WidestFieldOfView = vkt_radiansFromDegrees(120);

@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTRect.h"
 #include "VKTCoreKit/platform/VKTView.h"
 
@@ -11,7 +12,7 @@
 ///
 /// A view is shown when it is not hidden and its alpha is above 0; one that is not shown hides all that is
 /// in it. Views clip what stands in them.
-class VKTViewUtils {
+class VKT_EXPORT VKTViewUtils {
   public:
     /// From the superview up to the topmost view.
     static std::vector<std::shared_ptr<VKTView>> ancestorsOfView(const VKTView& view);

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTAdExtension.h"
 #include "VKTCoreKit/vast/VKTVASTAdVerification.h"
 #include "VKTCoreKit/vast/VKTVASTCreativeCompanion.h"
@@ -29,7 +30,7 @@ inline constexpr std::size_t VKTVASTDocumentSharedEventLimit = 16384;
 /// `prepareForDelivery`; from then on nothing in the library changes it but the tracking of this ad, and its
 /// holder may read it on any thread. It is consumed once, on any thread. Shared by its model, the manager and
 /// the embedder.
-class VKTVASTAd {
+class VKT_EXPORT VKTVASTAd {
   public:
     using ViewabilityEvents = std::vector<std::shared_ptr<VKTVASTViewabilityEvent>>;
     template <typename Creative>
@@ -187,7 +188,7 @@ class VKTVASTAd {
 };
 
 /// An ad that can be played.
-class VKTVASTAdInline final : public VKTVASTAd {
+class VKT_EXPORT VKTVASTAdInline final : public VKTVASTAd {
   public:
     /// From an "Ad" node. Null when it has no readable "InLine" (`XML_PARSING_ERROR` is then reported and put
     /// in `error`). Other problems are reported and leave an ad, which is invalid after a blocking one. The
@@ -210,7 +211,7 @@ class VKTVASTAdInline final : public VKTVASTAd {
 };
 
 /// An ad that leads to another document.
-class VKTVASTAdWrapper final : public VKTVASTAd {
+class VKT_EXPORT VKTVASTAdWrapper final : public VKTVASTAd {
   public:
     /// Like the inline ad's, with "Wrapper" and `XML_PARSING_ERROR_WRAPPER`.
     static std::shared_ptr<VKTVASTAdWrapper> initWithDictionary(

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 #include "VKTCoreKit/vast/VKTVASTAdVerification.h"
 #include "VKTCoreKit/vast/VKTVASTTrackingEvent.h"
@@ -15,7 +16,7 @@
 /// All "Extension" elements of one ad in one record. Ads below the same wrapper share the wrapper's record,
 /// and its list of metrics grows while they are merged, on one thread. An ad that is handed over gets a
 /// record and metrics of its own, which nobody but its holder changes.
-struct VKTVASTAdExtension {
+struct VKT_EXPORT VKTVASTAdExtension {
     static constexpr const char* archiveClassName = "VKTVASTAdExtension";
 
     bool offsetIsForced = false;            ///< true for the exact text "1" only
@@ -101,6 +102,6 @@ struct VKTVASTAdExtensionField {
 };
 
 /// The tables of the macro elements, in the order of reading.
-const std::vector<VKTVASTAdExtensionField<double>>& vkt_extensionNumberMacros();
-const std::vector<VKTVASTAdExtensionField<std::string>>& vkt_extensionTextMacros();
-const std::vector<VKTVASTAdExtensionField<std::string>>& vkt_extensionRTBMacros();
+VKT_EXPORT const std::vector<VKTVASTAdExtensionField<double>>& vkt_extensionNumberMacros();
+VKT_EXPORT const std::vector<VKTVASTAdExtensionField<std::string>>& vkt_extensionTextMacros();
+VKT_EXPORT const std::vector<VKTVASTAdExtensionField<std::string>>& vkt_extensionRTBMacros();

@@ -9,12 +9,13 @@
 #include <string_view>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 #include "VKTCoreKit/vast/VKTVASTElement.h"
 #include "VKTCoreKit/vast/VKTVASTNamedEvent.h"
 
 /// One script of a verification. A value; any thread.
-struct VKTVASTAdVerificationResource {
+struct VKT_EXPORT VKTVASTAdVerificationResource {
     static constexpr const char* archiveClassName = "VKTVASTAdVerificationResource";
 
     std::int64_t type = 0;      ///< 0 for every resource of a document
@@ -43,7 +44,7 @@ struct VKTVASTAdVerificationResource {
 
 /// An event of a verification; the only one is "verificationNotExecuted", which is consumable. Immutable,
 /// shared with its tracking manager; any thread.
-class VKTVASTAdVerificationEvent final : public VKTVASTNamedEvent {
+class VKT_EXPORT VKTVASTAdVerificationEvent final : public VKTVASTNamedEvent {
     struct Private {
         explicit Private() = default;
     };
@@ -64,7 +65,7 @@ class VKTVASTAdVerificationEvent final : public VKTVASTNamedEvent {
 };
 
 /// One verification. A value (its events are shared); any thread.
-struct VKTVASTAdVerification {
+struct VKT_EXPORT VKTVASTAdVerification {
     static constexpr const char* archiveClassName = "VKTVASTAdVerification";
 
     using Resources = std::vector<VKTVASTAdVerificationResource>;
@@ -97,7 +98,7 @@ struct VKTVASTAdVerification {
 };
 
 /// A verification script in the form that predates VAST 4.1, inside an extension. A value; any thread.
-struct VKTVASTAdExtensionAdVerification {
+struct VKT_EXPORT VKTVASTAdExtensionAdVerification {
     static constexpr const char* archiveClassName = "VKTVASTAdExtensionAdVerification";
 
     VKTURL javascriptResourceURL;

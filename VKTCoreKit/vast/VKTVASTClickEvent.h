@@ -5,10 +5,11 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 
 /// A value; any thread.
-struct VKTVASTClickEvent {
+struct VKT_EXPORT VKTVASTClickEvent {
     std::string type;
     VKTURL url;
 

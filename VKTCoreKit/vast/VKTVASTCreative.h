@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTElement.h"
 #include "VKTCoreKit/vast/VKTVASTMergeBudget.h"
 #include "VKTCoreKit/vast/VKTVASTTrackingEvent.h"
@@ -25,7 +26,7 @@ inline constexpr std::size_t VKTVASTMergedClickTrackingLimit = 4096;
 
 /// Tracking and clicks. An object with identity, built once and afterwards only extended, on one thread,
 /// until its ad is handed over.
-class VKTVASTCreative {
+class VKT_EXPORT VKTVASTCreative {
   public:
     using TrackingEvents = std::vector<std::shared_ptr<VKTVASTTrackingEvent>>;
 

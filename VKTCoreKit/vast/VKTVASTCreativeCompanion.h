@@ -1,11 +1,12 @@
 // A companion banner ("Companion" element, VAST 4.2).
 #pragma once
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTCreativeResource.h"
 
 /// Built on one thread and not changed once its ad is merged; then any thread may read it. Shared by its ad
 /// and the player.
-class VKTVASTCreativeCompanion final : public VKTVASTCreativeResource {
+class VKT_EXPORT VKTVASTCreativeCompanion final : public VKTVASTCreativeResource {
   public:
     static std::shared_ptr<VKTVASTCreativeCompanion> initEmptyCreative();
 

@@ -1,11 +1,12 @@
 // An icon shown over a linear ad ("Icon" element, VAST 4.2).
 #pragma once
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTCreativeResource.h"
 
 /// Built on one thread and not changed afterwards; then any thread may read it. Shared by its linear creative
 /// and the player.
-class VKTVASTCreativeIcon final : public VKTVASTCreativeResource {
+class VKT_EXPORT VKTVASTCreativeIcon final : public VKTVASTCreativeResource {
   public:
     /// Never nothing: an icon without a resource is only not valid. `error` and `errorHandler` are not used.
     static std::shared_ptr<VKTVASTCreativeIcon> initWithDictionary(const VKTDictionary& dictionary,

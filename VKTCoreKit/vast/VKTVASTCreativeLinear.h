@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTCreative.h"
 #include "VKTCoreKit/vast/VKTVASTCreativeIcon.h"
 #include "VKTCoreKit/vast/VKTVASTMediaFile.h"
@@ -19,7 +20,7 @@ inline constexpr std::size_t VKTVASTRefusedMediaFileLimit = 256;
 
 /// Duration, media files, clicks and icons. Built on one thread and not changed once its ad is merged; then
 /// any thread may read it. Shared by its ad and the player.
-class VKTVASTCreativeLinear final : public VKTVASTCreative {
+class VKT_EXPORT VKTVASTCreativeLinear final : public VKTVASTCreative {
   public:
     using MediaFiles = std::vector<std::shared_ptr<VKTVASTMediaFile>>;
     using Icons = std::vector<std::shared_ptr<VKTVASTCreativeIcon>>;

@@ -1,11 +1,12 @@
 // An overlay ("NonLinear" element, VAST 4.2).
 #pragma once
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTCreativeResource.h"
 
 /// Built on one thread and not changed once its ad is merged; then any thread may read it. Shared by its ad
 /// and the player.
-class VKTVASTCreativeNonLinear final : public VKTVASTCreativeResource {
+class VKT_EXPORT VKTVASTCreativeNonLinear final : public VKTVASTCreativeResource {
   public:
     static std::shared_ptr<VKTVASTCreativeNonLinear> initEmptyCreative();
 

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTCreative.h"
 
 /// Why a creative that needs a resource is dropped.
@@ -11,7 +12,7 @@ inline constexpr const char* VKTVASTNoResource = "it has no usable resource";
 
 /// At most one of the three resources is set: a static one wins over an iframe, an iframe over HTML. An HTML
 /// snippet is kept in URL form.
-class VKTVASTCreativeResource : public VKTVASTCreative {
+class VKT_EXPORT VKTVASTCreativeResource : public VKTVASTCreative {
   public:
     /// In a wrapper always; otherwise only with a resource.
     [[nodiscard]] bool isValidForWrapper(bool isWrapper) const override;

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/vast/VKTVASTReading.h"
@@ -18,7 +19,7 @@
 ///
 /// Lives on the stack of its reader, no longer than its parent and its node. One thread. Without a listener
 /// it costs no more than the look-ups.
-class VKTVASTElement {
+class VKT_EXPORT VKTVASTElement {
   public:
     VKTVASTElement(const VKTDictionary& node) : node_(&node) {}
 
@@ -190,4 +191,4 @@ class VKTVASTElement {
 };
 
 /// The text in quotation marks.
-std::string vkt_quoted(std::string_view text);
+VKT_EXPORT std::string vkt_quoted(std::string_view text);

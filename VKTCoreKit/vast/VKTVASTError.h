@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTError.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 
 /// Domain of the error objects of VAST errors, and of the readers' and the manager's own errors.
 inline constexpr const char* VKTVASTErrorDomain = "VKTVASTErrorDomain";
@@ -18,7 +19,7 @@ inline constexpr const char* VKTVASTErrorUserInfoKey = "VASTError";
 
 /// One VAST error. An immutable value, cheap to copy; any thread. Made by the named factories, which stand in
 /// VKTVASTErrorTable.inc.
-class VKTVASTError {
+class VKT_EXPORT VKTVASTError {
   public:
     static VKTVASTError initWithName(std::string name, std::optional<std::string> description,
                                      std::int64_t VASTCode, std::int64_t korvoCode);

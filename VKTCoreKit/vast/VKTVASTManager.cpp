@@ -12,6 +12,7 @@
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/platform/VKTGuardedCall.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
+#include "VKTCoreKit/vast/detail/VKTVASTPassbacks.h"
 
 namespace {
 
@@ -70,6 +71,10 @@ auto resultUnlessThrown(Step step) -> decltype(step()) {
 }
 
 }  // namespace
+
+VKTVASTManager::VKTVASTManager() : passbacks_(std::make_unique<VKTVASTPassbacks>()) {}
+
+VKTVASTManager::~VKTVASTManager() = default;
 
 std::shared_ptr<VKTVASTManager> VKTVASTManager::initWithDelegate(
     const std::shared_ptr<VKTVASTManagerDelegate>& delegate,
@@ -182,7 +187,7 @@ void VKTVASTManager::addMainAds(const Ads& ads) {
 
 void VKTVASTManager::addPassbackAds(const Ads& ads) {
     for (const AdPointer& ad : ads) {
-        if (isFirstLevel(*ad)) passbacks_.add(ad);
+        if (isFirstLevel(*ad)) passbacks_->add(ad);
     }
 }
 
@@ -317,7 +322,7 @@ void VKTVASTManager::checkIfWrapperErrorShouldTriggerVNoAdPixel(const VKTError& 
 Playable VKTVASTManager::findNextPassbackAd() {
     const auto keptAlive = shared_from_this();
     while (!isCancelled()) {
-        const AdPointer ad = passbacks_.consumeNextInline();
+        const AdPointer ad = passbacks_->consumeNextInline();
         if (!ad) return hasWrapperPassbacksAvailable() ? resolvePassbackWrappers() : nullptr;
         if (ad->isValid()) return convert(ad);
     }
@@ -326,7 +331,7 @@ Playable VKTVASTManager::findNextPassbackAd() {
 
 Playable VKTVASTManager::resolvePassbackWrappers() {
     const auto keptAlive = shared_from_this();
-    const Ads passbacks = passbacks_.beginResolution();
+    const Ads passbacks = passbacks_->beginResolution();
     if (passbacks.empty()) return nullptr;
     Ads withoutThread;
     for (const AdPointer& passback : passbacks) {
@@ -335,7 +340,7 @@ Playable VKTVASTManager::resolvePassbackWrappers() {
         if (!isPosted) withoutThread.push_back(passback);
     }
     resolveHere(withoutThread);
-    VKTVASTPassbacks::Result result = passbacks_.waitForResult();
+    VKTVASTPassbacks::Result result = passbacks_->waitForResult();
     VKTLog::sharedInstance()->logDebugWithFormat("Returning resolved ad: %@", result.adID);
     return std::move(result.ad);
 }
@@ -353,16 +358,16 @@ void VKTVASTManager::resolveHere(const Ads& passbacks) {
 
 // One passback, on a passback thread if there is one.
 void VKTVASTManager::resolvePassback(const AdPointer& passback) {
-    if (!passbacks_.beginPassback()) return;
+    if (!passbacks_->beginPassback()) return;
     AdPointer resolved = resultUnlessThrown([&] { return transformWrapperToInline(passback); });
     if (resolved) {
         VKTLog::sharedInstance()->logDebugWithFormat("Resolved wrapper ad: %@", resolved->adID());
     }
-    if (!resolved || !passbacks_.claim(resolved)) return passbacks_.endEmpty();
+    if (!resolved || !passbacks_->claim(resolved)) return passbacks_->endEmpty();
     while (resolved) {
         Playable playable = resultUnlessThrown([&] { return convert(resolved); });
-        if (playable) return passbacks_.endWith({std::move(playable), resolved->adID()});
-        resolved = passbacks_.endRefused();
+        if (playable) return passbacks_->endWith({std::move(playable), resolved->adID()});
+        resolved = passbacks_->endRefused();
     }
 }
 
@@ -372,7 +377,7 @@ AdPointer VKTVASTManager::transformWrapperToInline(AdPointer ad) {
         if (ad->hasBeenConsumed()) return nullptr;
         VKTLog::sharedInstance()->logDebugWithFormat("Transforming wrapper ad: %@", ad->adID());
         if (ad->isInline()) {
-            passbacks_.add(ad);
+            passbacks_->add(ad);
             return ad;
         }
         if (!ad->consume()) return nullptr;
@@ -464,13 +469,37 @@ void VKTVASTManager::cancel() {
         isCancelled_ = true;
         delegate_.reset();
     }
-    passbacks_.cancel();
+    passbacks_->cancel();
 }
 
 void VKTVASTManager::cancelImmediately() {
     cancel();
-    passbacks_.endWait();
+    passbacks_->endWait();
     canceller_->cancel();
+}
+
+bool VKTVASTManager::hasInlinePassbacksAvailable() const {
+    return passbacks_->hasInline();
+}
+
+bool VKTVASTManager::hasWrapperPassbacksAvailable() const {
+    return passbacks_->hasWrapper();
+}
+
+VKTVASTManager::Ads VKTVASTManager::inlinePassbackAdsStore() const {
+    return passbacks_->inlineAds();
+}
+
+VKTVASTManager::Ads VKTVASTManager::wrapperPassbackAdsStore() const {
+    return passbacks_->wrapperAds();
+}
+
+bool VKTVASTManager::isResolvingPassbackWrappers() const {
+    return passbacks_->isResolving();
+}
+
+bool VKTVASTManager::didResolvePassbackWrappers() const {
+    return passbacks_->didResolve();
 }
 
 bool VKTVASTManager::isCancelled() const {

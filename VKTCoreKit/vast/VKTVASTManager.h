@@ -9,6 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTThreadAnnotations.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
@@ -16,9 +17,9 @@
 #include "VKTCoreKit/vast/VKTVASTManagerProtocols.h"
 #include "VKTCoreKit/vast/VKTVASTMergeBudget.h"
 #include "VKTCoreKit/vast/VKTVASTModelGenerator.h"
-#include "VKTCoreKit/vast/VKTVASTPassbacks.h"
 
 class VKTPixelManager;
+class VKTVASTPassbacks;
 
 /// Codes of the manager's own errors, domain `VKTVASTErrorDomain`.
 enum VKTVASTManagerErrorCode : std::int32_t {
@@ -40,10 +41,20 @@ enum VKTVASTManagerErrorCode : std::int32_t {
 ///
 /// No exception leaves an operation but what delegate or adapter throw on the calling thread
 /// (`VKTVASTManagerDelegate`).
-class VKTVASTManager final : public VKTVASTManagerProtocol,
-                             public std::enable_shared_from_this<VKTVASTManager> {
+///
+/// ```cpp
+/// // On a worker. `breakDelegate` hears of problems, `adapter` makes ads of the application's own.
+/// auto manager = VKTVASTManager::initWithDelegate(breakDelegate, adapter, nullptr, VKTVASTManagerConfig());
+/// manager->createAdsStoreWithXML(std::nullopt, url, VKTTimeInterval(10));
+/// auto next = manager->nextAdWithTimeout(VKTTimeInterval(10), false);
+/// if (!next.ad) std::cerr << next.error->localizedDescription().value_or("") << '\n';
+/// ```
+class VKT_EXPORT VKTVASTManager final : public VKTVASTManagerProtocol,
+                                        public std::enable_shared_from_this<VKTVASTManager> {
   public:
     using Ads = VKTVASTModel::Ads;
+
+    ~VKTVASTManager() override;
 
     /// A null session or pool means the shared one. The last passback may be the last to hold the manager: a
     /// pool of one's own outlives it, or may be destroyed on one of its own threads as the platform's may.
@@ -106,8 +117,8 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     /// Adds the root model's own ads to the passback stores, each once.
     void addPassbackAds(const Ads& ads);
 
-    [[nodiscard]] bool hasInlinePassbacksAvailable() { return passbacks_.hasInline(); }
-    [[nodiscard]] bool hasWrapperPassbacksAvailable() { return passbacks_.hasWrapper(); }
+    [[nodiscard]] bool hasInlinePassbacksAvailable() const;
+    [[nodiscard]] bool hasWrapperPassbacksAvailable() const;
 
     /// 0 when the ad is not in the store.
     [[nodiscard]] static std::size_t adIndex(const VKTVASTAd& ad, const Ads& inStore);
@@ -137,17 +148,17 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     }
     [[nodiscard]] const std::shared_ptr<VKTVASTModel>& rootVASTModel() const { return rootVASTModel_; }
     [[nodiscard]] const Ads& mainAdsStore() const { return mainAdsStore_; }
-    [[nodiscard]] Ads inlinePassbackAdsStore() const { return passbacks_.inlineAds(); }    ///< a copy
-    [[nodiscard]] Ads wrapperPassbackAdsStore() const { return passbacks_.wrapperAds(); }  ///< a copy
+    [[nodiscard]] Ads inlinePassbackAdsStore() const;   ///< a copy
+    [[nodiscard]] Ads wrapperPassbackAdsStore() const;  ///< a copy
     [[nodiscard]] const std::shared_ptr<VKTVASTAd>& currentRootAd() const { return currentRootAd_; }
     void setCurrentRootAd(std::shared_ptr<VKTVASTAd> ad) { currentRootAd_ = std::move(ad); }
 
     /// These change when the result of the wrapper passbacks is there, or it is certain that there is none.
-    [[nodiscard]] bool isResolvingPassbackWrappers() const { return passbacks_.isResolving(); }
-    [[nodiscard]] bool didResolvePassbackWrappers() const { return passbacks_.didResolve(); }
+    [[nodiscard]] bool isResolvingPassbackWrappers() const;
+    [[nodiscard]] bool didResolvePassbackWrappers() const;
 
   private:
-    VKTVASTManager() = default;
+    VKTVASTManager();
     void configureWithDelegate(const std::shared_ptr<VKTVASTManagerDelegate>& delegate,
                                const std::shared_ptr<VKTVASTAdAdapterProtocol>& adapter,
                                std::shared_ptr<VKTURLSession> sessionManager,
@@ -184,7 +195,7 @@ class VKTVASTManager final : public VKTVASTManagerProtocol,
     std::shared_ptr<VKTVASTAd> currentRootAd_;
     VKTVASTMergeBudget mergeBudget_;  // of all ads; any thread
 
-    VKTVASTPassbacks passbacks_;
+    const std::unique_ptr<VKTVASTPassbacks> passbacks_;
     const std::shared_ptr<VKTHTTPCanceller> canceller_ = std::make_shared<VKTHTTPCanceller>();
 
     mutable VKTMutex mutex_;

@@ -5,9 +5,10 @@
 #include <string>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 
 /// A passive record.
-struct VKTVASTManagerConfig {
+struct VKT_EXPORT VKTVASTManagerConfig {
     /// Total time of each wrapper download.
     VKTTimeInterval requestTimeout{5.0};
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTDate.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/vast/VKTVASTDocumentOutcome.h"
 #include "VKTCoreKit/vast/VKTVASTError.h"
@@ -24,14 +25,14 @@ class VKTVASTManager;
 inline constexpr std::size_t VKTVASTReportedErrorPixelLimit = 4096;
 
 /// The embedding layer's playable ad; opaque here.
-class VKTConsumableVideoAd {
+class VKT_EXPORT VKTConsumableVideoAd {
   public:
     virtual ~VKTConsumableVideoAd() = default;
 };
 
 /// Turns a VAST ad into a playable one. Called on the thread that asks for ads, and on passback threads,
 /// several at once; never with a lock held.
-class VKTVASTAdAdapterProtocol {
+class VKT_EXPORT VKTVASTAdAdapterProtocol {
   public:
     virtual ~VKTVASTAdAdapterProtocol() = default;
 
@@ -49,7 +50,7 @@ class VKTVASTAdAdapterProtocol {
 /// What delegate or adapter throw on a passback thread, or while passbacks are resolved on the calling
 /// thread for want of others, ends that passback and is logged. On the calling thread it goes on to whoever
 /// called the manager: the ad or document at hand is lost, and the next call goes on behind it.
-class VKTVASTManagerDelegate {
+class VKT_EXPORT VKTVASTManagerDelegate {
   public:
     virtual ~VKTVASTManagerDelegate() = default;
 
@@ -116,7 +117,7 @@ struct VKTVASTManagerResponse {
 };
 
 /// One VAST ad request, as an embedder may want to replace it.
-class VKTVASTManagerProtocol {
+class VKT_EXPORT VKTVASTManagerProtocol {
   public:
     virtual ~VKTVASTManagerProtocol() = default;
 

@@ -5,10 +5,11 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTElement.h"
 
 /// A passive record, shared between a creative and the selector; not changed once read.
-struct VKTVASTMediaFile {
+struct VKT_EXPORT VKTVASTMediaFile {
     std::optional<std::string> id;
     std::optional<std::string> delivery;
     std::optional<std::string> type;  ///< MIME type

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTMediaFile.h"
 
 /// Kind of connection: codes 4, 5 and 6 are fast, every other one is low.
@@ -20,6 +21,7 @@ enum VKTVASTMediaFileRule : int {
 #undef VKT_MEDIA_FILE_RULE
 };
 
+/// Whether a media file was chosen, and by which rule.
 struct VKTVASTMediaFileVerdict {
     VKTVASTMediaFileRule rule;
     std::string reason;  ///< the rule in words, a clause
@@ -28,7 +30,13 @@ struct VKTVASTMediaFileVerdict {
 };
 
 /// Built, asked and dropped. A value; any thread.
-class VKTVASTMediaFileSelector {
+///
+/// ```cpp
+/// auto selector = VKTVASTMediaFileSelector::initWithMinBitrate(0, 4000, creative->mediaFiles());
+/// if (auto file = selector.mediaFile()) std::cout << file->url->url().absoluteString() << '\n';
+/// for (const auto& verdict : selector.verdicts()) std::cout << verdict.reason << '\n';
+/// ```
+class VKT_EXPORT VKTVASTMediaFileSelector {
   public:
     using Media = std::vector<std::shared_ptr<VKTVASTMediaFile>>;
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTText.h"
 
 /// Items that merging may add to all ads of one request together; what would exceed it is dropped. Real
@@ -19,7 +20,7 @@ inline constexpr std::size_t VKTVASTMergeBudgetTextBytes = 128;
 
 /// Items that are left to the merges of one request. Every element that a merge appends costs one item; one
 /// that is copied with its texts costs one more for every `VKTVASTMergeBudgetTextBytes` of them. Any thread.
-class VKTVASTMergeBudget {
+class VKT_EXPORT VKTVASTMergeBudget {
   public:
     explicit VKTVASTMergeBudget(std::size_t items = VKTVASTMergeBudgetLimit) : limit_(items), left_(items) {}
 
@@ -54,7 +55,7 @@ enum class VKTVASTMergedElement : std::size_t {
 };
 
 /// One user of a budget, for example one merge: takes items and counts what was refused. One thread.
-class VKTVASTMergeTally {
+class VKT_EXPORT VKTVASTMergeTally {
   public:
     explicit VKTVASTMergeTally(VKTVASTMergeBudget& budget) : budget_(budget) {}
 

@@ -7,10 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTAd.h"
 
 /// Immutable once built (its ads are not); any thread may read it. Compares by identity.
-class VKTVASTModel {
+class VKT_EXPORT VKTVASTModel {
   public:
     using Ads = std::vector<std::shared_ptr<VKTVASTAd>>;
 

@@ -5,12 +5,13 @@
 #include <optional>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/network/VKTURLSession.h"
 #include "VKTCoreKit/vast/VKTVASTParser.h"
 
 /// Keeps only its session and its kind; any thread, but not the main one: a download blocks the caller for
 /// its time-out at most. A value.
-class VKTVASTModelGenerator {
+class VKT_EXPORT VKTVASTModelGenerator {
   public:
     /// With the shared session, for a first document.
     static VKTVASTModelGenerator init();

@@ -5,9 +5,10 @@
 #include <string>
 
 #include "VKTCoreKit/core/VKTTrackingEvent.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 
 /// Base of event classes that accept a closed list of names, all of them consumable. Immutable; any thread.
-class VKTVASTNamedEvent : public VKTTrackingEvent {
+class VKT_EXPORT VKTVASTNamedEvent : public VKTTrackingEvent {
   public:
     [[nodiscard]] const std::string& name() const { return name_; }
     [[nodiscard]] const VKTURL& url() const { return url_; }

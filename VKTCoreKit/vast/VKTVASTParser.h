@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTDocumentOutcome.h"
 #include "VKTCoreKit/vast/VKTVASTModel.h"
 #include "VKTCoreKit/vast/VKTVASTReading.h"
@@ -42,7 +43,16 @@ inline void vkt_ignoreVASTDocumentErrors(const VKTVASTError& /*error*/,
                                          const std::optional<std::string>& /*XMLText*/) {}
 
 /// Stateless; any thread.
-class VKTVASTParser {
+///
+/// ```cpp
+/// auto response = VKTVASTParser::parseXMLAndGenerateVASTObjectModel(xml);
+/// if (response.model) {
+///     for (const auto& each : response.model->ads()) std::cout << each->adID().value_or("an ad") << '\n';
+/// } else {
+///     std::cerr << response.outcome.problem << '\n';
+/// }
+/// ```
+class VKT_EXPORT VKTVASTParser {
   public:
     /// Checks, in this order: data there, XML well formed, version there, version supported, an ad at least.
     /// The first that fails ends the reading; only a document without ads still gives its model. `isWrapper`

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/vast/VKTVASTErrorHandler.h"
 
 /// Hears what of a document leaves no trace in what is made of it, and what was read but deserves a look.
@@ -15,7 +16,7 @@
 ///
 /// Called on the reading thread, before the reader returns. Merging wrappers into ads may lose more of a
 /// document later: the path is then that of the ad, and the reason says how much was lost.
-class VKTVASTReadingListener {
+class VKT_EXPORT VKTVASTReadingListener {
   public:
     virtual ~VKTVASTReadingListener() = default;
 

@@ -9,20 +9,21 @@
 #include <vector>
 
 #include "VKTCoreKit/core/VKTTrackingEvent.h"
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 #include "VKTCoreKit/vast/VKTVASTElement.h"
 
 /// Whether `Tracking` elements may carry this name (VAST 4.2 and older names): 22 of them.
-bool vkt_isAcceptedTrackingEventName(std::string_view name);
+VKT_EXPORT bool vkt_isAcceptedTrackingEventName(std::string_view name);
 
 /// Logs, at debug level, that an event name is in no list.
-void vkt_logUnknownTrackingEventName(std::string_view name);
+VKT_EXPORT void vkt_logUnknownTrackingEventName(std::string_view name);
 
 /// An object with identity, shared between the ad and its tracking managers. What was read never changes and
 /// is shared with the copies; any thread may read it. The event offset is each object's own and is set before
 /// tracking starts: by one thread at a time, while no other reads it. The events of an ad that was handed
 /// over are held by no other ad, so setting theirs disturbs nobody.
-class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
+class VKT_EXPORT VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
     struct Private {
         explicit Private() = default;
     };
@@ -96,4 +97,4 @@ class VKTVASTTrackingEvent final : public VKTVideoTrackingEvent {
 };
 
 /// Replaces every event that is held elsewhere too by a copy; equal pointers become equal pointers.
-void vkt_copySharedTrackingEvents(std::vector<std::shared_ptr<VKTVASTTrackingEvent>>& events);
+VKT_EXPORT void vkt_copySharedTrackingEvents(std::vector<std::shared_ptr<VKTVASTTrackingEvent>>& events);

@@ -7,12 +7,13 @@
 #include <string_view>
 #include <utility>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
 /// A value whose copies share one text, so that a URL merged into many ads is kept once. Compares by text.
 /// One that was moved from may only be assigned or destroyed. Any thread.
-class VKTVASTURL {
+class VKT_EXPORT VKTVASTURL {
   public:
     /// Wraps a URL as it is.
     static VKTVASTURL initWithURL(VKTURL url) { return VKTVASTURL(std::move(url)); }

@@ -4,11 +4,12 @@
 #include <optional>
 #include <string>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 #include "VKTCoreKit/vast/VKTVASTElement.h"
 
 /// A value; any thread.
-struct VKTVASTUniversalAdId {
+struct VKT_EXPORT VKTVASTUniversalAdId {
     static constexpr const char* archiveClassName = "VKTVASTUniversalAdId";
 
     std::string registry;

@@ -5,11 +5,12 @@
 #include <string>
 #include <string_view>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTKeyedArchive.h"
 #include "VKTCoreKit/vast/VKTVASTNamedEvent.h"
 
 /// Immutable, shared between the ad and its viewability tracking; any thread.
-class VKTVASTViewabilityEvent final : public VKTVASTNamedEvent {
+class VKT_EXPORT VKTVASTViewabilityEvent final : public VKTVASTNamedEvent {
     struct Private {
         explicit Private() = default;
     };

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <tuple>
 
-#include "VKTCoreKit/openmeasurement/VKTHTMLInjection.h"
+#include "VKTCoreKit/openmeasurement/detail/VKTHTMLInjection.h"
 #include "tests/support/VKTLoopbackServer.h"
 
 namespace {

@@ -29,6 +29,7 @@
 #include "VKTCoreKit/platform/linux/host/Fence.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "VKTCoreKit/platform/testing/contract/VKTScriptExecutorContract.h"
+#include "tests/support/VKTTestPaths.h"
 
 using namespace std::chrono_literals;
 
@@ -36,7 +37,7 @@ namespace {
 
 std::unique_ptr<VKTScriptExecutor> makeWorldInBuiltProcess(VKTScriptOptions options,
                                                            VKTScriptHandlers handlers) {
-    options.hostPath = VKT_SCRIPT_HOST;
+    options.hostPath = VKTTestPaths::scriptHost;
     return vkt_makeProcessExecutor(options, std::move(handlers));
 }
 
@@ -62,7 +63,9 @@ TEST(DuktapeExecutor, SaysWhatIsWrong) {
 
 class ProcessScripts : public testing::Test, public VKTScriptWorld {
   protected:
-    ProcessScripts() : VKTScriptWorld(vkt_makeProcessExecutor) { options_.hostPath = VKT_SCRIPT_HOST; }
+    ProcessScripts() : VKTScriptWorld(vkt_makeProcessExecutor) {
+        options_.hostPath = VKTTestPaths::scriptHost;
+    }
 
     pid_t openAndStart() {
         openAndEvaluate("postToHost('started')");
@@ -246,7 +249,8 @@ TEST_F(ProcessScripts, EndWithThePlayerEvenInAnEndlessTurn) {
         const std::string parent = std::to_string(getpid());
         if (fork() == 0) {
             dup2(ends[1], VKTScriptHostSocket);
-            execl(VKT_SCRIPT_HOST, VKT_SCRIPT_HOST, "16777216", "1024", "60", parent.c_str(), nullptr);
+            execl(VKTTestPaths::scriptHost, VKTTestPaths::scriptHost, "16777216", "1024", "60",
+                  parent.c_str(), nullptr);
             _exit(EXIT_FAILURE);
         }
         for (;;)

@@ -26,6 +26,7 @@
 #include "VKTCoreKit/platform/VKTScriptExecutor.h"
 #include "VKTCoreKit/platform/linux/VKTScriptFrames.h"
 #include "VKTCoreKit/platform/linux/host/Fence.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
@@ -166,8 +167,8 @@ VKTScriptFrame firstWordsWithoutFilters(const char* option) {
         seccomp_rule_add_array(refusing, SCMP_ACT_ERRNO(EINVAL), SCMP_SYS(prctl), 1, &toFilter);
         seccomp_rule_add(refusing, SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(seccomp), 0);
         if (seccomp_load(refusing) == 0)
-            execl(VKT_SCRIPT_HOST, VKT_SCRIPT_HOST, "16777216", "131072", "60", parent.c_str(), option,
-                  nullptr);
+            execl(VKTTestPaths::scriptHost, VKTTestPaths::scriptHost, "16777216", "131072", "60",
+                  parent.c_str(), option, nullptr);
         _exit(EXIT_FAILURE);
     }
     close(ends[1]);

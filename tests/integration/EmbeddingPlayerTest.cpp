@@ -5,13 +5,14 @@
 
 #include "tests/integration/LocalDemoServer.h"
 #include "tests/support/VKTStoreFolder.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
 class ExamplePlayers : public testing::Test {
   protected:
     Outcome playWithBreakPlayer(const std::string& path) const {
-        return runProgram(VKT_EMBEDDING_PLAYER, server_.url(path) + " " + folder_.path() + " 1");
+        return runProgram(VKTTestPaths::embeddingPlayer, server_.url(path) + " " + folder_.path() + " 1");
     }
 
     // The paths of the pixels since the last call, sorted, without their common beginning. Verification
@@ -58,7 +59,7 @@ TEST_F(ExamplePlayers, OfFiftyLinesKeepsAPixelThatWasRefusedForItsNextRun) {
 }
 
 TEST_F(ExamplePlayers, OfTheLongWaySendsTheSamePixels) {
-    const Outcome outcome = runProgram(VKT_TRACKING_PLAYER, server_.url("/pod-broken/2"));
+    const Outcome outcome = runProgram(VKTTestPaths::trackingPlayer, server_.url("/pod-broken/2"));
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(takePixels(),
               "pod-1/complete pod-1/creativeView pod-1/firstQuartile pod-1/impression pod-1/impression2 "

@@ -7,6 +7,7 @@
 #include "tests/integration/ToolRun.h"
 #include "tests/support/VKTLoopbackServer.h"
 #include "tests/support/VKTStoreFolder.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
@@ -49,7 +50,7 @@ TEST(EmbeddingSDK, StartsFromTheServiceAndThenFromItsCacheWhateverTheServiceSays
     const VKTStoreFolder folder;
     const Service service;
     const auto start = [&] {
-        return runProgram(VKT_EMBEDDING_SDK, service.server.url("") + " 42 " + folder.path());
+        return runProgram(VKTTestPaths::embeddingSDK, service.server.url("") + " 42 " + folder.path());
     };
 
     const Outcome first = start();

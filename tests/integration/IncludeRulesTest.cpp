@@ -11,6 +11,9 @@
 #include <string_view>
 #include <vector>
 
+#include "ToolRun.h"
+#include "tests/support/VKTTestPaths.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -21,7 +24,7 @@ constexpr std::string_view toolFolder = "tools/vkt/";
 using Floors = std::map<std::string, std::set<std::string>>;  // what each may include
 
 std::string contentOf(const std::string& path) {
-    std::ifstream stream(fs::path(VKT_SOURCE_DIR) / path);
+    std::ifstream stream(fs::path(VKTTestPaths::sourceFolder) / path);
     EXPECT_TRUE(stream) << path;
     return {std::istreambuf_iterator<char>(stream), {}};
 }
@@ -40,10 +43,11 @@ struct Include {
 
 std::vector<Include> includesUnder(std::string_view folder) {
     std::vector<Include> includes;
-    for (const auto& entry : fs::recursive_directory_iterator(fs::path(VKT_SOURCE_DIR) / folder)) {
+    for (const auto& entry :
+         fs::recursive_directory_iterator(fs::path(VKTTestPaths::sourceFolder) / folder)) {
         const std::string extension = entry.path().extension();
         if (extension != ".h" && extension != ".cpp" && extension != ".inc") continue;
-        const std::string file = fs::relative(entry.path(), VKT_SOURCE_DIR).generic_string();
+        const std::string file = fs::relative(entry.path(), VKTTestPaths::sourceFolder).generic_string();
         std::ifstream stream(entry.path());
         constexpr std::string_view keyword = "#include ";
         for (std::string text; std::getline(stream, text);) {
@@ -59,7 +63,9 @@ std::vector<Include> includesUnder(std::string_view folder) {
 // As the file of floors names the folder of a file.
 std::string floorOf(std::string_view file) {
     if (file.starts_with(libraryFolder)) file.remove_prefix(libraryFolder.size());
-    return std::string(file.substr(0, file.rfind('/')));
+    file = file.substr(0, file.rfind('/'));
+    if (file.ends_with("/detail")) file.remove_suffix(std::string_view("/detail").size());
+    return std::string(file);
 }
 
 // The project's own file that is included; empty for one of others.
@@ -80,7 +86,7 @@ TEST(IncludeRules, FloorsAllowWhatOccursAndNothingElse) {
             auto& included = occurring[floorOf(include.file)];
             const std::string target = ownTarget(include);
             if (target.empty()) continue;
-            EXPECT_TRUE(fs::exists(fs::path(VKT_SOURCE_DIR) / target)) << place(include);
+            EXPECT_TRUE(fs::exists(fs::path(VKTTestPaths::sourceFolder) / target)) << place(include);
             if (floorOf(target) != floorOf(include.file)) included.insert(floorOf(target));
         }
     }
@@ -107,6 +113,58 @@ TEST(IncludeRules, FloorsAllowWhatOccursAndNothingElse) {
     }
 }
 
+struct RuleCase {
+    const char* name;
+    std::string file;
+    const char* include;
+    bool isAllowed;
+};
+
+class FloorCheck : public testing::TestWithParam<RuleCase> {
+  protected:
+    FloorCheck() : folder_(fs::path(testing::TempDir()) / ("vkt-floors-" + std::to_string(getpid()))) {
+        write("cmake/floors.txt", "foundation:\ncore: foundation\ntools/vkt: core\nexamples: core\n");
+    }
+    ~FloorCheck() override { fs::remove_all(folder_); }
+
+    void write(const std::string& path, const std::string& text) const {
+        fs::create_directories((folder_ / path).parent_path());
+        std::ofstream(folder_ / path) << text;
+    }
+
+    [[nodiscard]] Outcome check() const {
+        return runProgram(VKT_CMAKE, "-D SOURCE_DIR=" + folder_.string() +
+                                         " -D STAMP=" + (folder_ / "stamp").string() +
+                                         " -P " + VKTTestPaths::sourceFolder + "/cmake/CheckFloors.cmake");
+    }
+
+  private:
+    fs::path folder_;
+};
+
+TEST_P(FloorCheck, AllowsOrNamesTheInclude) {
+    const RuleCase& rule = GetParam();
+    write(rule.file, std::string("#include \"") + rule.include + "\"\n");
+    const Outcome outcome = check();
+    EXPECT_EQ(outcome.status == 0, rule.isAllowed) << outcome.err;
+    EXPECT_EQ(outcome.err.find(rule.file) == std::string::npos, rule.isAllowed) << outcome.err;
+}
+
+constexpr const char* publicHeader = "VKTCoreKit/core/A.h";
+constexpr const char* internalHeader = "VKTCoreKit/core/detail/A.h";
+INSTANTIATE_TEST_SUITE_P(
+    Includes, FloorCheck,
+    testing::Values(RuleCase{"AFloorBelow", "VKTCoreKit/core/A.h", "VKTCoreKit/foundation/B.h", true},
+                    RuleCase{"AFloorAbove", "VKTCoreKit/foundation/A.h", publicHeader, false},
+                    RuleCase{"AFolderWithoutARow", "VKTCoreKit/new/A.h", publicHeader, false},
+                    RuleCase{"DetailInASource", "VKTCoreKit/core/B.cpp", internalHeader, true},
+                    RuleCase{"DetailInDetail", "VKTCoreKit/core/detail/B.h", internalHeader, true},
+                    RuleCase{"DetailOfAFloorAbove", "VKTCoreKit/foundation/B.cpp", internalHeader, false},
+                    RuleCase{"DetailInAPublicHeader", "VKTCoreKit/core/B.h", internalHeader, false},
+                    RuleCase{"DetailInTheTool", "tools/vkt/B.cpp", internalHeader, false},
+                    RuleCase{"DetailInAnExample", "examples/B.cpp", internalHeader, false}),
+    [](const auto& each) { return each.param.name; });
+
 TEST(IncludeRules, ArchitectureQuotesTheFloors) {
     EXPECT_NE(contentOf("docs/architecture.md").find("```text\n" + rowsOfFloors() + "```"), std::string::npos)
         << "copy the rows of cmake/floors.txt";
@@ -126,9 +184,10 @@ TEST(IncludeRules, OnlyTheLinuxPlatformIncludesSystemAndThirdPartyHeaders) {
 }
 
 TEST(IncludeRules, AdBreaksUseOnlyWhatTheyAreGiven) {
-    for (const auto& entry : fs::directory_iterator(fs::path(VKT_SOURCE_DIR) / "VKTCoreKit/player")) {
+    for (const auto& entry :
+         fs::recursive_directory_iterator(fs::path(VKTTestPaths::sourceFolder) / "VKTCoreKit/player")) {
         if (entry.path().extension() != ".cpp") continue;
-        const std::string file = "VKTCoreKit/player/" + entry.path().filename().string();
+        const std::string file = fs::relative(entry.path(), VKTTestPaths::sourceFolder).generic_string();
         std::istringstream lines(contentOf(file));
         for (std::string line; std::getline(lines, line);) {
             const bool isShared = line.find("VKTPlatform::current") != std::string::npos ||

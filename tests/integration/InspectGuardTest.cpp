@@ -11,6 +11,7 @@
 
 #include "server/DemoDocuments.h"
 #include "tests/integration/ToolRun.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
@@ -192,7 +193,8 @@ void guard(const std::string& document) {
 }
 
 std::string textOfFile(const std::string& name) {
-    std::ifstream file(std::string(VKT_SOURCE_DIR) + "/tests/data/inspect/" + name, std::ios::binary);
+    std::ifstream file(std::string(VKTTestPaths::sourceFolder) + "/tests/data/inspect/" + name,
+                       std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 

@@ -10,13 +10,14 @@
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "tests/integration/ToolRun.h"
 #include "tests/support/VKTLoopbackServer.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
 using Texts = std::vector<std::string>;
 
 std::string dataFile(const std::string& name) {
-    return std::string(VKT_SOURCE_DIR) + "/tests/data/inspect/" + name;
+    return std::string(VKTTestPaths::sourceFolder) + "/tests/data/inspect/" + name;
 }
 
 // "PATH: REASON" of each.

@@ -13,6 +13,7 @@
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "tests/integration/LocalDemoServer.h"
 #include "tests/support/VKTStoreFolder.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
@@ -49,7 +50,7 @@ class Document {
   public:
     Document() {
         std::vector<Row>* table = nullptr;
-        const std::string text = vkt_contentOf(VKT_SOURCE_DIR "/docs/json.md");
+        const std::string text = vkt_contentOf(std::string(VKTTestPaths::sourceFolder) + "/docs/json.md");
         for (const std::string_view line : vkt_split(text, '\n')) {
             if (line.starts_with("##")) table = &tables_[anchorOf(line)];
             if (!line.starts_with("| `") || table == nullptr) continue;
@@ -119,7 +120,7 @@ class JSONDocument : public testing::Test {
     // What makes every key of each command have a value. The facts of several lines are joined.
     [[nodiscard]] std::map<std::string, std::vector<std::string>> commandLines() const {
         const std::string dead = "http://127.0.0.1:1/";
-        const std::string full = VKT_SOURCE_DIR "/tests/data/json/full.xml";
+        const std::string full = std::string(VKTTestPaths::sourceFolder) + "/tests/data/json/full.xml";
         const std::string inspect = "inspect --json ", resolve = "resolve --json ";
         const std::string whole = server_.url("/inline"), failing = "--fail 1 " + whole;
         const std::string empty = server_.url("/empty-error");

@@ -16,6 +16,7 @@
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "tests/integration/LocalDemoServer.h"
 #include "tests/integration/ToolRun.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
@@ -164,7 +165,8 @@ TEST_F(Measure, EachGoodVendorOfEightIsHeardOnBusyCores) {
 TEST_F(Measure, ScriptsRunInAnInstallationThatHasMovedAndVendorsHearWhenNoneDoes) {
     namespace fs = std::filesystem;
     const fs::path folder = fs::path(testing::TempDir()) / ("vkt-installed-" + std::to_string(getpid()));
-    const Outcome installed = runProgram("cmake --install " VKT_BUILD_DIR " --component programs --prefix",
+    const Outcome installed = runProgram(std::string("sh -c 'for each in Runtime Tools; do cmake --install ") +
+                                             VKTTestPaths::buildFolder + " --component $each --prefix $0; done'",
                                          (folder / "first").string());
     ASSERT_EQ(installed.status, 0) << installed.err;
     fs::rename(folder / "first", folder / "moved");

@@ -9,6 +9,7 @@
 #include "tests/integration/LocalDemoServer.h"
 #include "tests/integration/ToolRun.h"
 #include "tests/support/VKTStoreFolder.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
@@ -39,7 +40,8 @@ TEST_F(ToolOutput, EveryCommandEndsInAStatusAndALineWhenItCannotBeWritten) {
                                     "privacy --json"};
     for (const std::string& command : commands) {
         for (const char* place : {" >/dev/full", " >&-"}) {
-            const Outcome outcome = runProgram("(" VKT_TOOL, command + place + ")", "<a/>");
+            const Outcome outcome =
+                runProgram(std::string("(") + VKTTestPaths::tool, command + place + ")", "<a/>");
             EXPECT_EQ(outcome.status, 3) << command << place;
             const std::size_t last = outcome.err.rfind("vkt: ");
             EXPECT_EQ(outcome.err.find("vkt: cannot write the result to the standard output: "), last)
@@ -51,7 +53,8 @@ TEST_F(ToolOutput, EveryCommandEndsInAStatusAndALineWhenItCannotBeWritten) {
 TEST_F(ToolOutput, AReaderWhoGoesAwayEndsNothingEarly) {
     const std::string pipe = "play --speed 0 " + source_ + " | true; exit ${PIPESTATUS[0]}";
     // The server of this process ignores the signal, and so would its children.
-    const Outcome outcome = runProgram("env --default-signal=PIPE bash", "-c '" VKT_TOOL " " + pipe + "'");
+    const Outcome outcome = runProgram("env --default-signal=PIPE bash",
+                                       std::string("-c '") + VKTTestPaths::tool + " " + pipe + "'");
     EXPECT_EQ(outcome.status, 3);
     EXPECT_NE(outcome.err.find("Broken pipe"), std::string::npos) << outcome.err;
     EXPECT_FALSE(server_.takePixels().empty()) << "it went on to the end";
@@ -101,7 +104,8 @@ TEST(ToolUsage, EveryCommandTellsItsExitStatuses) {
 }
 
 TEST(Serve, SaysWhereItServesAndEndsWhenItIsTold) {
-    std::FILE* output = popen("echo $$; exec " VKT_TOOL " serve --port 0", "r");
+    std::FILE* output =
+        popen((std::string("echo $$; exec ") + VKTTestPaths::tool + " serve --port 0").c_str(), "r");
     const auto nextLine = [output] {
         std::array<char, 256> line{};
         return std::string(std::fgets(line.data(), line.size(), output) == nullptr ? "" : line.data());

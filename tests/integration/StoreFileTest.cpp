@@ -12,6 +12,7 @@
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "tests/integration/ToolRun.h"
 #include "tests/support/VKTStoreFolder.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
@@ -26,7 +27,9 @@ void write(const std::string& path, const std::string& content) {
 class StoreFile : public testing::Test {
   protected:
     // A hang would be a fault, too.
-    static Outcome run(const std::string& arguments) { return runProgram("timeout 20 " VKT_TOOL, arguments); }
+    static Outcome run(const std::string& arguments) {
+        return runProgram(std::string("timeout 20 ") + VKTTestPaths::tool, arguments);
+    }
 
     void makeStore() const {
         const Outcome made =

@@ -16,6 +16,7 @@
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 #include "VKTCoreKit/platform/VKTServices.h"
+#include "tests/support/VKTTestPaths.h"
 
 struct Outcome {
     int status = -1;
@@ -43,7 +44,7 @@ inline Outcome runProgram(const std::string& program, const std::string& argumen
 }
 
 inline Outcome runTool(const std::string& arguments, const std::string& input = "") {
-    return runProgram(VKT_TOOL, arguments, input);
+    return runProgram(VKTTestPaths::tool, arguments, input);
 }
 
 inline VKTDictionary parsed(const std::string& text) {

@@ -4,10 +4,10 @@
 #include <functional>
 
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/omruntime/Bridge.h"
-#include "VKTCoreKit/omruntime/EmbeddedServiceScript.h"
 #include "VKTCoreKit/omruntime/SDK.h"
-#include "VKTCoreKit/omruntime/ScriptRun.h"
+#include "VKTCoreKit/omruntime/detail/Bridge.h"
+#include "VKTCoreKit/omruntime/detail/EmbeddedServiceScript.h"
+#include "VKTCoreKit/omruntime/detail/ScriptRun.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "tests/support/VKTRecordedLog.h"
 

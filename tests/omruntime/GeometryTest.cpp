@@ -1,4 +1,4 @@
-#include "VKTCoreKit/omruntime/Geometry.h"
+#include "VKTCoreKit/omruntime/detail/Geometry.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "VKTCoreKit/foundation/VKTText.h"
-#include "VKTCoreKit/omruntime/Bridge.h"
-#include "VKTCoreKit/omruntime/EmbeddedServiceScript.h"
+#include "VKTCoreKit/omruntime/detail/Bridge.h"
+#include "VKTCoreKit/omruntime/detail/EmbeddedServiceScript.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 
 namespace OMIDKorvonet1 {

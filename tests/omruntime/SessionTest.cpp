@@ -7,11 +7,11 @@
 
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/omruntime/AdSession.h"
-#include "VKTCoreKit/omruntime/EmbeddedServiceScript.h"
 #include "VKTCoreKit/omruntime/SDK.h"
-#include "VKTCoreKit/omruntime/ScriptRequests.h"
-#include "VKTCoreKit/omruntime/ScriptRun.h"
-#include "VKTCoreKit/omruntime/SessionRegistry.h"
+#include "VKTCoreKit/omruntime/detail/EmbeddedServiceScript.h"
+#include "VKTCoreKit/omruntime/detail/ScriptRequests.h"
+#include "VKTCoreKit/omruntime/detail/ScriptRun.h"
+#include "VKTCoreKit/omruntime/detail/SessionRegistry.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "tests/support/VKTRecordedLog.h"
 

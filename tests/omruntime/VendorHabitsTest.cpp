@@ -7,10 +7,11 @@
 
 #include "VKTCoreKit/foundation/VKTText.h"
 #include "VKTCoreKit/omruntime/AdSession.h"
-#include "VKTCoreKit/omruntime/EmbeddedServiceScript.h"
 #include "VKTCoreKit/omruntime/SDK.h"
+#include "VKTCoreKit/omruntime/detail/EmbeddedServiceScript.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "tests/support/VKTRecordedLog.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace OMIDKorvonet1 {
 
@@ -183,7 +184,7 @@ TEST_F(VendorHabits, EverythingIsHeardInOrderWheneverTheScriptArrives) {
 }
 
 TEST_F(VendorHabits, ABundleIsHeardToo) {
-    std::ifstream file(VKT_SOURCE_DIR "/tests/omruntime/bundle.js");
+    std::ifstream file(std::string(VKTTestPaths::sourceFolder) + "/tests/omruntime/bundle.js");
     const std::string bundle(std::istreambuf_iterator<char>(file), {});
     EXPECT_EQ(told(bundle, AfterTheLastEvent), everything);
 }

@@ -9,7 +9,7 @@
 #include <thread>
 #include <utility>
 
-#include "VKTCoreKit/core/VKTUUID.h"
+#include "VKTCoreKit/core/detail/VKTUUID.h"
 #include "VKTCoreKit/platform/testing/VKTTestPlatform.h"
 #include "VKTCoreKit/privacy/VKTConsentSignals.h"
 

@@ -38,5 +38,17 @@ extern const std::shared_ptr<VKTHeadlessView> controls;        // stand in front
 extern const std::shared_ptr<VKTView> ownWindow;               // the application's, with views of its own
 extern const std::shared_ptr<VKTTrackingEventManagerDelegate> delegate;
 extern const VKTStoreProblemHandler onProblem;  // a file could not be used
+extern const std::shared_ptr<VKTPixelManager> pixelManager;
+extern const std::shared_ptr<VKTPixelStore> store;  // of the pixels
+extern const VKTReplacements macros;                // of the showing
+extern const std::shared_ptr<VKTVASTManagerDelegate>
+    breakDelegate;  // the application's, as are the next three
+extern const std::shared_ptr<VKTVASTAdAdapterProtocol> adapter;
+extern const std::shared_ptr<VKTMediaPlayer> mediaPlayer;
+extern const std::shared_ptr<VKTAdBreakPlayerDelegate> playerDelegate;
+extern const std::shared_ptr<VKTViewabilityManager> sampling;  // of the view
+extern const std::shared_ptr<VKTRemoteConfigManager> configManager;
+extern const VKTDictionary korvo;  // of a configuration document
+extern const std::string xml;      // a VAST document
 extern VKTAdBreakServices services;
 extern VKTPlatformOptions options;

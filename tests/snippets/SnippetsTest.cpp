@@ -1,10 +1,10 @@
-// What the documents show of C++ compiles against the public headers.
+// What the documents and the comments of public headers show of C++ compiles against the public headers.
 //
 // A fence "```cpp" holds statements, which may be declarations of classes too. Those of one document are one
 // function, each in a block within the block of the one before: it sees the names of earlier ones and may use
 // them again. A fence "```cpp declarations" stands before that function. What a snippet takes as given is in
 // Prelude.h. A fence "```cpp FILE" is the text of that file, which the build compiles. What is not meant to
-// be compiled is "```text" or another language.
+// be compiled is "```text" or another language. Headers are one program, each fence a block of its own.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "tests/integration/ToolRun.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
@@ -35,13 +36,25 @@ std::string readFile(const fs::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+bool isHeader(const fs::path& file) {
+    return file.extension() == ".h";
+}
+
+// Of a header the text of its "///" comments, other lines empty.
+std::string markdownOf(const std::string& line, bool isOfHeader) {
+    if (!isOfHeader) return line;
+    const std::size_t start = line.find("/// ");
+    return start == std::string::npos ? "" : line.substr(start + 4);
+}
+
 std::vector<Fence> fencesOf(const std::string& document) {
-    std::ifstream file(fs::path(VKT_SOURCE_DIR) / document);
+    std::ifstream file(fs::path(VKTTestPaths::sourceFolder) / document);
     std::vector<Fence> fences;
     std::size_t number = 0;
     bool isInside = false;
     for (std::string line; std::getline(file, line);) {
         ++number;
+        line = markdownOf(line, isHeader(document));
         const std::size_t start = line.find_first_not_of(' ');
         if (start != std::string::npos && line.compare(start, 3, "```") == 0) {
             isInside = !isInside;
@@ -57,7 +70,7 @@ std::vector<Fence> fencesOf(const std::string& document) {
 }
 
 std::vector<std::string> documents() {
-    const fs::path root = VKT_SOURCE_DIR;
+    const fs::path root = VKTTestPaths::sourceFolder;
     std::vector<std::string> documents;
     for (const auto& entry : fs::directory_iterator(root))
         if (entry.path().extension() == ".md") documents.push_back(entry.path().filename());
@@ -67,15 +80,23 @@ std::vector<std::string> documents() {
     return documents;
 }
 
-// The snippets of one document as a program.
+std::vector<std::string> publicHeaders() {
+    std::vector<std::string> headers;
+    for (const auto& entry : fs::recursive_directory_iterator(fs::path(VKTTestPaths::sourceFolder) / "VKTCoreKit"))
+        if (isHeader(entry.path())) headers.push_back(fs::relative(entry.path(), VKTTestPaths::sourceFolder));
+    std::erase_if(headers, [](const std::string& header) { return header.find("/detail/") != header.npos; });
+    return headers;
+}
+
+// The snippets of one document, or of headers, as a program.
 class Program {
   public:
-    explicit Program(const std::string& document) : document_(document) {}
-
     // Lines of includes stay empty where they stood, so that the others keep their numbers.
-    void add(const Fence& fence) {
+    void add(const Fence& fence, const std::string& document) {
+        const auto place = [&](std::size_t line) {
+            return "#line " + std::to_string(line) + " \"" + document + "\"\n";
+        };
         const bool isStatements = fence.kind.empty();
-        if (isStatements) ++depth_;
         std::string& text = isStatements ? statements_ : declarations_;
         text += (isStatements ? "{\n" : "") + place(fence.line);
         std::istringstream lines(fence.text);
@@ -85,6 +106,13 @@ class Program {
             if (isInclude) includes_ += place(number) + line + '\n';
             text += (isInclude ? "" : line) + '\n';
         }
+        if (!isStatements) return;
+        if (isHeader(document)) {
+            includes_ += "#include <" + document + ">\n";
+            text += "}\n";
+        } else {
+            ++depth_;
+        }
     }
 
     [[nodiscard]] std::string text() const {
@@ -93,11 +121,6 @@ class Program {
     }
 
   private:
-    [[nodiscard]] std::string place(std::size_t line) const {
-        return "#line " + std::to_string(line) + " \"" + document_ + "\"\n";
-    }
-
-    const std::string document_;
     std::string includes_;
     std::string declarations_;
     std::string statements_;
@@ -119,30 +142,46 @@ std::vector<std::string> documentsWithCode() {
 
 TEST(Fences, AreOfAKnownLanguageSoThatNoneEscapesTheCompiler) {
     const std::set<std::string> languages{"", "cpp", "cmake", "text", "sh", "json", "xml"};
-    for (const std::string& document : documents())
+    std::vector<std::string> files = documents();
+    std::ranges::copy(publicHeaders(), std::back_inserter(files));
+    for (const std::string& document : files)
         for (const Fence& fence : fencesOf(document))
             EXPECT_TRUE(languages.contains(fence.language))
                 << document << ':' << fence.line - 1 << ": \"" << fence.language
                 << R"(" is none of the languages of fences; C++ is "cpp")";
 }
 
+void compile(const Program& program) {
+    const Outcome compiled =
+        runProgram(std::string("cd ") + VKTTestPaths::sourceFolder + " && " VKT_SNIPPET_COMPILER, "-", program.text());
+    EXPECT_EQ(compiled.status, 0) << compiled.err;
+}
+
 class Snippets : public testing::TestWithParam<std::string> {};
 
 TEST_P(Snippets, CompileOrAreTheFileThatTheyName) {
     const std::string& document = GetParam();
-    Program program(document);
+    Program program;
     for (const Fence& fence : fencesOf(document)) {
         if (!isCode(fence)) continue;
         if (fence.kind.empty() || fence.kind == "declarations") {
-            program.add(fence);
+            program.add(fence, document);
         } else {
-            EXPECT_EQ(fence.text, readFile(fs::path(VKT_SOURCE_DIR) / fence.kind))
+            EXPECT_EQ(fence.text, readFile(fs::path(VKTTestPaths::sourceFolder) / fence.kind))
                 << document << ':' << fence.line << ": this is not the text of " << fence.kind;
         }
     }
-    const Outcome compiled =
-        runProgram("cd " VKT_SOURCE_DIR " && " VKT_SNIPPET_COMPILER, "-", program.text());
-    EXPECT_EQ(compiled.status, 0) << compiled.err;
+    compile(program);
+}
+
+TEST(HeaderSnippets, Compile) {
+    Program program;
+    std::size_t count = 0;
+    for (const std::string& header : publicHeaders())
+        for (const Fence& fence : fencesOf(header))
+            if (isCode(fence)) program.add(fence, header), ++count;
+    EXPECT_GT(count, 0U) << "no comment of a header has an example";
+    compile(program);
 }
 
 std::string nameOf(const testing::TestParamInfo<std::string>& document) {

@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <string>
 
+#include "tests/support/VKTTestPaths.h"
+
 inline constexpr const char* VKTChildVariable = "VKT_TEST_CHILD";
 
 /// What the parent has passed on, in the child; null in the parent.
@@ -18,7 +20,7 @@ inline const char* vkt_childArgument() {
 /// How a shell starts the current test, alone, in this program.
 inline std::string vkt_commandOfCurrentTest() {
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    return VKT_EMULATOR "'" + std::filesystem::read_symlink("/proc/self/exe").string() +
+    return std::string(VKTTestPaths::emulator) + "'" + std::filesystem::read_symlink("/proc/self/exe").string() +
            "' --gtest_filter=" + test->test_suite_name() + "." + test->name();
 }
 

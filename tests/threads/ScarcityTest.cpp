@@ -19,6 +19,7 @@
 #include "tests/support/NoNewDescriptors.h"
 #include "tests/support/VASTTexts.h"
 #include "tests/support/VKTRecordedLog.h"
+#include "tests/support/VKTTestPaths.h"
 #include "tests/threads/Scarcity.h"
 
 using namespace std::chrono_literals;
@@ -107,7 +108,7 @@ std::string scriptWorld() {
     std::string heard;
     VKTScriptOptions options;
     options.turnLimit = 20s;
-    options.hostPath = VKT_SCRIPT_HOST;
+    options.hostPath = VKTTestPaths::scriptHost;
     const auto world = VKTPlatform::current().makeScriptExecutor(
         options, {.onMessage = [&](const std::string& message) { heard = message; },
                   .onException = nullptr,

@@ -8,6 +8,7 @@
 #include "VKTCoreKit/tracking/VKTViewabilityManager.h"
 #include "VKTCoreKit/tracking/VKTViewabilityTrackingEventManager.h"
 #include "VKTCoreKit/tracking/VKTViewableImpressionEvent.h"
+#include "VKTCoreKit/tracking/detail/VKTViewabilityTimer.h"
 #include "tests/tracking/TrackingFixture.h"
 
 using namespace std::chrono_literals;

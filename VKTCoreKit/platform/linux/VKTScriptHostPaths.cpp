@@ -11,7 +11,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* hostName = "vkt-script-host";
-constexpr const char* buildPlace = "../" VKT_SCRIPT_HOST_FOLDER;
 
 // As the linker knows it: for the program itself that may be a bare name.
 std::string libraryPath() {
@@ -37,11 +36,10 @@ std::vector<std::string> vkt_scriptHostPaths(const std::string& library, const s
     };
     for (const fs::path object : {library, program}) {
         if (object.empty()) continue;
-        for (const char* place :
-             {".", "vktcorekit", "../lib/vktcorekit", "../libexec/vktcorekit", buildPlace})
+        for (const char* place : {".", VKT_HOST_FROM_LIBRARY, VKT_HOST_FROM_PROGRAM})
             add(object.parent_path() / place);
     }
-    add(fs::path(VKT_INSTALL_PREFIX) / VKT_SCRIPT_HOST_FOLDER);
+    add(VKT_HOST_FOLDER);
     return paths;
 }
 

@@ -8,15 +8,18 @@
 
 #include "VKTCoreKit/platform/VKTXMLEventReader.h"
 
+/// The beginning of an element.
 struct VKTXMLStartEvent {
     std::string name;
     std::vector<std::pair<std::string, std::string>> attributes;
 };
 
+/// The end of an element.
 struct VKTXMLEndEvent {
     std::string name;
 };
 
+/// Text between tags.
 struct VKTXMLTextEvent {
     enum Kind { Characters, CDATA, Comment };
     Kind kind = Characters;

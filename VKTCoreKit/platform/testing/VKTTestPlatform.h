@@ -15,6 +15,12 @@
 #include "VKTCoreKit/platform/testing/VKTMemoryKeyValueStore.h"
 
 /// The platform and its fakes by their own types.
+///
+/// ```cpp
+/// auto test = vkt_makeTestPlatform();
+/// const VKTScopedPlatform inForce(test.platform);
+/// test.mainRunLoop->advance(VKTTimeInterval(10));  // ten seconds pass
+/// ```
 struct VKTTestPlatform {
     std::shared_ptr<VKTManualClock> clock;
     std::shared_ptr<VKTFixedRandomSource> random;

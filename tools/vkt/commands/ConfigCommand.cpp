@@ -211,8 +211,10 @@ CommandRun addConfig(CLI::App& command) {
     command.add_option("--site", options->site, "The site's ID")
         ->required()
         ->transform(integerFrom(std::int64_t{0}));
-    command.add_option("--store", options->store,
-                       "A file that keeps the last good configuration, made when missing");
+    command
+        .add_option("--store", options->store,
+                    "A file that keeps the last good configuration, made when missing")
+        ->type_name("FILE");
     command.add_flag("--force", options->force, "Make a request even though the cached one is valid");
     addAmount(command, "--timeout", options->timeout, "Seconds for the request");
     addJSON(command, options->JSON);

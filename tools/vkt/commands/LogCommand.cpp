@@ -212,24 +212,30 @@ int runLog(const LogOptions& options) {
 
 CommandRun addLog(CLI::App& command) {
     const auto options = std::make_shared<LogOptions>();
-    const CLI::IsMember levels({"debug", "info", "warning", "error"});
+    const CLI::Validator levels = CLI::IsMember({"debug", "info", "warning", "error"}).description("");
+    const char* levelNames = "{debug,info,warning,error}";
     command.add_option("URL", options->url, "Of the collector")->required();
-    command.add_option("--level", options->level, "The record's level")->capture_default_str()->check(levels);
+    command.add_option("--level", options->level, "The record's level")
+        ->capture_default_str()
+        ->check(levels)
+        ->type_name(levelNames);
     command.add_option("--minimum-level", options->minimumLevel, "Records below it are dropped")
         ->capture_default_str()
-        ->check(levels);
+        ->check(levels)
+        ->type_name(levelNames);
     command.add_option("--message", options->message, "Its message")->capture_default_str();
     command.add_option("--site", options->site, "A site ID to tell of")
         ->transform(integerFrom(std::int64_t{0}));
     command.add_option("--sampling", options->sampling, "Keep one record in so many; 0: none")
         ->capture_default_str()
         ->transform(integerFrom(std::uint64_t{0}));
-    addRepeated(command, "--measure", options->measures, "NAME=VALUE, a measured value; may be repeated")
+    addRepeated(command, "--measure", options->measures, "A measured value; may be repeated")
+        ->type_name("NAME=VALUE")
         ->check(assignmentProblem);
     command.add_option("--vast-error", options->VASTCode, "The code of a VAST error to tell of")
         ->transform(integerWithin(100, 999));
-    command.add_option("--open-measurement", options->openMeasurement,
-                       "The URL of a measurement script to tell of");
+    command.add_option("--open-measurement", options->openMeasurement, "A measurement script to tell of")
+        ->type_name("URL");
     addAmount(command, "--timeout", options->timeout, "Seconds for the request");
     command.add_flag("--dry-run", options->dryRun, "Print the body and send nothing");
     addJSON(command, options->JSON, "One JSON object; with --dry-run the exact body");

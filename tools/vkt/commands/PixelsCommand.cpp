@@ -72,7 +72,7 @@ int runPixels(const PixelsOptions& options) {
 
 CommandRun addPixels(CLI::App& command) {
     const auto options = std::make_shared<PixelsOptions>();
-    command.add_option("--store", options->store, "The file that keeps them")->required();
+    command.add_option("--store", options->store, "The file that keeps them")->required()->type_name("FILE");
     command.add_flag("--send", options->send, "Make one sending pass");
     addJSON(command, options->JSON);
     return [options] { return runPixels(*options); };

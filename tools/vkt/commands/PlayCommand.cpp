@@ -306,9 +306,11 @@ CommandRun addPlay(CLI::App& command) {
     addResolveOptions(command, options->resolve);
     addAmount(command, "--speed", options->speed, "Simulated seconds in a real one; 0: no waiting");
     addAmount(command, "--wait", options->wait, "Real seconds for the last pixels");
-    command.add_option("--store", options->store,
-                       "A file that keeps undelivered pixels for the next run, made when missing");
-    command.add_option("--report", options->report, "Write an HTML page with everything");
+    command
+        .add_option("--store", options->store,
+                    "A file that keeps undelivered pixels for the next run, made when missing")
+        ->type_name("FILE");
+    command.add_option("--report", options->report, "Write an HTML page with everything")->type_name("FILE");
     command.add_flag("--measure", options->measure,
                      "Run the ad's verification scripts, and show what they do");
     addAmount(command, "--skip-at", options->skipAt, "Second of each ad at which it is skipped");

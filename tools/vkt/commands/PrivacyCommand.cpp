@@ -246,15 +246,16 @@ std::string settingProblem(const std::string& text) {
 
 CommandRun addPrivacy(CLI::App& command) {
     const auto options = std::make_shared<PrivacyOptions>();
-    command.add_option(
-        "--store", options->store,
-        "The file that keeps the signals; only read without --set, else made when missing, and "
-        "the settings and a new transient ID are written into it for good");
+    command
+        .add_option("--store", options->store,
+                    "The file that keeps the signals; only read without --set, else made when missing, and "
+                    "the settings and a new transient ID are written into it for good")
+        ->type_name("FILE");
     addRepeated(command, "--set", options->settings,
-                "KEY=TYPE:VALUE, stored before anything is read; TYPE is string, int, double or bool; "
-                "may be repeated")
+                "Stored before anything is read; TYPE is string, int, double or bool; may be repeated")
+        ->type_name("KEY=TYPE:VALUE")
         ->check(settingProblem);
-    command.add_option("--ifa", options->IFA, "The advertising identifier, a UUID");
+    command.add_option("--ifa", options->IFA, "The advertising identifier, a UUID")->type_name("UUID");
     command.add_option_function<std::string>(
         "--custom-id", [options](const std::string& ID) { options->customID = ID; },
         "The publisher's own identifier; an empty one counts");

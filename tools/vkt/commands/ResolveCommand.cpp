@@ -93,7 +93,8 @@ void addResolveOptions(CLI::App& command, ResolveOptions& options) {
                      "Take whole pods behind wrappers");
     command.add_flag("--strict-first-impression", options.strictFirstImpression,
                      "Refuse a first wrapper without an impression");
-    addRepeated(command, "--macro", options.macros, "NAME=VALUE, filled into URLs; may be repeated")
+    addRepeated(command, "--macro", options.macros, "Filled into URLs; may be repeated")
+        ->type_name("NAME=VALUE")
         ->check(assignmentProblem);
     command.add_option("--fail", options.fail, "Report the first N ads as failed, which asks for passbacks")
         ->capture_default_str()

@@ -58,15 +58,19 @@ std::string tellProblem(const std::string& text) {
 
 CommandRun addServe(CLI::App& command) {
     const auto options = std::make_shared<ServeOptions>();
-    command.add_option("--port", options->port, "0 for any free one")
+    const CLI::Validator folder = CLI::Validator(CLI::ExistingDirectory).description("");
+    command.add_option("--port", options->port, "Where it listens; 0 for any free port")
         ->capture_default_str()
         ->transform(integerWithin(0, 65535));
     command.add_option("--root", options->root, "A folder to serve under /files/")
-        ->check(CLI::ExistingDirectory);
+        ->check(folder)
+        ->type_name("FOLDER");
     command.add_option("--media", options->media, "A folder of videos to serve under /media/")
-        ->check(CLI::ExistingDirectory);
+        ->check(folder)
+        ->type_name("FOLDER");
     addRepeated(command, "--tell", options->tells,
-                "PATH=ANSWER[:N], how (the first N) hits of a path are answered; may be repeated")
+                "How (the first N) hits of a path are answered; may be repeated")
+        ->type_name("PATH=ANSWER[:N]")
         ->check(tellProblem);
     command.footer(DemoServer::listing());
     return [options] { return runServe(*options); };

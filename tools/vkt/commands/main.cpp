@@ -11,6 +11,7 @@
 #include "VKTCoreKit/foundation/VKTURL.h"
 #include "VKTCoreKit/platform/VKTPlatform.h"
 #include "commands/Commands.h"
+#include "commands/HelpFormat.h"
 #include "ground/Output.h"
 #include "ground/Text.h"
 
@@ -54,11 +55,14 @@ constexpr auto commands = std::to_array<Command>({
 });
 
 std::string exitStatusesOf(const Command& command) {
-    std::string text = std::string("Exit status:\n  0  ") + command.success + '\n';
-    if (command.failure != nullptr) text += std::string("  1  ") + command.failure + '\n';
-    text += "  2  wrong usage: an option or argument is unknown, missing or unusable\n  3  ";
-    if (command.unread != nullptr) text += std::string(command.unread) + ", or ";
-    return text + "the result cannot be written\n";
+    const auto line = [](const std::string& status, const std::string& meaning) {
+        return "  " + status + "  " + wrapped(meaning, 5) + '\n';
+    };
+    std::string text = "Exit status:\n" + line("0", command.success);
+    if (command.failure != nullptr) text += line("1", command.failure);
+    text += line("2", "wrong usage: an option or argument is unknown, missing or unusable");
+    const std::string unread = command.unread == nullptr ? "" : std::string(command.unread) + ", or ";
+    return text + line("3", unread + "the result cannot be written");
 }
 
 /// Of every command that downloads.
@@ -90,8 +94,10 @@ std::string proxyProblem(const std::string& text) {
 
 void addNetwork(CLI::App& command, NetworkOptions& options) {
     command.add_option("--ca-file", options.CAFile, "Certificates (PEM) that servers are verified against")
+        ->type_name("FILE")
         ->check(CAFileProblem);
     command.add_option("--proxy", options.proxy, "http://HOST:PORT, for all but this device's own servers")
+        ->type_name("URL")
         ->check(proxyProblem);
     command.add_option("--user-agent", options.userAgent, "Sent with every request that has none of its own");
 }
@@ -118,8 +124,10 @@ std::string problemOf(const CLI::ParseError& error, const CLI::App& app, int arg
 }
 
 int run(int argc, char** argv) {
-    CLI::App app("Reads, resolves, plays and serves VAST documents.", "vkt");
-    app.set_version_flag("--version", versionText());
+    CLI::App app("Read, resolve, play and serve VAST documents", "vkt");
+    app.formatter_fn(helpText);
+    app.set_help_flag("-h,--help", "Print this text and exit");
+    app.set_version_flag("--version", versionText(), "Print the version and exit");
     app.require_subcommand(1);
 
     NetworkOptions network;

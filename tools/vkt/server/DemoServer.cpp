@@ -558,14 +558,14 @@ void DemoServer::stop() {
 }
 
 std::string DemoServer::listing() {
-    constexpr std::size_t column = 24;
-    std::string text = "Demo ad server. Paths:\n\n";
+    constexpr std::size_t column = 28;
+    std::string text = "Paths of the demo ad server:\n";
     for (const Route& route : routes) {
         std::string line = "  /" + std::string(route.name) + std::string(route.arguments);
         line.append(line.size() < column ? column - line.size() : 1, ' ');
         text += line + std::string(route.description) + "\n";
     }
-    text += "  /files/...            the files of the folder given with --root\n\n";
+    text += "  /files/...                the files of the folder given with --root\n\n";
     text += std::string("Configurations: ") + DemoConfiguration::variants + ".\n";
     text += std::string("Verification scripts: ") + DemoScripts::names + ".\n";
     text += std::string("Answers to tell: ") + ToldAnswer::names + ".\n";

@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTCanvas.h"
 
 // NOLINTNEXTLINE(modernize-use-using): as cairo declares it, so that both may be included.
@@ -12,4 +13,4 @@ typedef struct _cairo cairo_t;
 
 /// Draws on the context, whose units are the points. Holds a reference of it; once the canvas is destroyed,
 /// the context's state is as it was before. On the context's thread only.
-std::unique_ptr<VKTCanvas> vkt_makeCairoCanvasOnContext(cairo_t* context);
+VKT_EXPORT std::unique_ptr<VKTCanvas> vkt_makeCairoCanvasOnContext(cairo_t* context);

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/platform/VKTRunLoop.h"
 
 // As GLib declares it, so that both may be included.
@@ -22,4 +23,4 @@ typedef struct _GMainContext GMainContext;
 /// An exception of a task ends there, with an error in the log: nothing may be thrown through GLib. The loop
 /// may be destroyed on any thread and by its own tasks: what is left is dropped with it, and no source of it
 /// stays in the context; `run` under way ends.
-std::shared_ptr<VKTRunLoop> vkt_makeGLibRunLoop(GMainContext* context = nullptr);
+VKT_EXPORT std::shared_ptr<VKTRunLoop> vkt_makeGLibRunLoop(GMainContext* context = nullptr);

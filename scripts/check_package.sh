@@ -1,0 +1,114 @@
+# The prefixes of the step `package` of ./dev check, which sources this: an outside project finds the library wherever
+# its prefix was moved, as archives, as shared objects, without measurement, without a platform, and as a subproject.
+# All of them are compiled alike, so that the compiler's cache knows all but the first.
+
+# variant NAME [OPTION...]: a build of the library and, where there is a platform, of vkt, under build/package-NAME.
+variant() {
+    local name=$1
+    shift
+    quietly "package-$name-configure" cmake --preset release -B "build/package-$name" -DVKT_BUILD_TESTS=OFF \
+        -DVKT_BUILD_EXAMPLES=OFF "$@"
+    quietly "package-$name-build" cmake --build "build/package-$name" -j "$jobs"
+}
+
+# install_moved NAME BUILD [OPTION...]: installs a build, and moves the prefix to build/install/NAME.
+install_moved() {
+    local name=$1 build=$2
+    shift 2
+    rm -rf "build/install/$name" build/install/before
+    quietly "package-$name-install" cmake --install "$build" --prefix "$PWD/build/install/before" "$@"
+    mv build/install/before "build/install/$name"
+}
+
+# consume NAME [TARGET...]: the outside project on the package in build/install/NAME.
+consume() {
+    local name=$1 outside=build/consumer-$1
+    shift
+    rm -rf "$outside"
+    quietly "package-$name-cmake" cmake -S tests/consumer -B "$outside" -DCMAKE_PREFIX_PATH="$PWD/build/install/$name"
+    quietly "package-$name-consumer" cmake --build "$outside" -j "$jobs" ${@:+--target "$@"}
+    expect_one_ad "$outside/consumer"
+}
+
+# The same by pkg-config, which an older standard is no matter for: the module asks for its own.
+consume_by_pkg_config() {
+    local name=$1 folder program=build/consumer-$1/consumer-pkg-config
+    folder=$(dirname "$(find "build/install/$name" -name VKTPlayer.pc)")
+    # shellcheck disable=SC2046
+    quietly "package-$name-pkg-config" g++ tests/consumer/main.cpp -o "$program" \
+        $(PKG_CONFIG_PATH=$folder pkg-config --cflags --libs VKTPlayer)
+    LD_LIBRARY_PATH=$PWD/$folder/.. expect_one_ad "$program"
+}
+
+expect_one_ad() {
+    local output
+    output=$("$1") || die "$1 failed: it played no ad break to its end"
+    [[ $output == "1 ad" ]] || die "$1 printed \"$output\", not \"1 ad\""
+}
+
+# expect_scripts NAME TEXT: what an installed vkt says of an ad's verification scripts matches the pattern.
+expect_scripts() {
+    local played
+    played=$("build/install/$1/bin/vkt" play --speed 0 --measure --json "${address}inline") || die "vkt of $1 failed: $played"
+    grep -q "$2" <<<"$played" || die "build/install/$1/bin/vkt: the measurement of /inline does not tell \"$2\": $played"
+}
+
+# expect_own_names LIBRARY...: a shared object defines names of this library only, and those of its soname.
+expect_own_names() {
+    local library strange
+    for library; do
+        strange=$(nm -D --defined-only --demangle "$library" | cut -d' ' -f3- |
+            grep -vE '^(non-virtual thunk to |virtual thunk to |guard variable for |vtable for |typeinfo (name )?for |VTT for )?(VKT|vkt_|OMIDKorvonet1::)|^operator(==|<=>).*(VKT|OMIDKorvonet1)') || true
+        [[ -z $strange ]] || die "$library exports names that are not this library's: $strange"
+        [[ $(nm -D --defined-only "$library" | wc -l) -gt 0 ]] || die "$library exports nothing"
+        objdump -p "$library" | grep -qE 'SONAME +libVKT[A-Za-z]+\.so\.7$' || die "$library has another soname than .so.7"
+    done
+}
+
+check_prefixes() {
+    build release
+    [[ -n $address ]] || serve
+
+    install_moved static build/release
+    consume static
+    quietly package-static-contract build/consumer-static/contract_test
+    consume_by_pkg_config static
+    expect_scripts static '"failure": null'
+
+    variant shared -DBUILD_SHARED_LIBS=ON
+    install_moved shared build/package-shared
+    expect_own_names build/install/shared/lib/libVKT*.so
+    consume shared consumer
+    consume_by_pkg_config shared
+    expect_scripts shared '"failure": null'
+
+    # DESTDIR is what packages are made with, in components.
+    rm -rf build/install/destdir
+    for component in Runtime Development Tools; do
+        DESTDIR=$PWD/build/install/destdir quietly "package-destdir-$component" \
+            cmake --install build/package-shared --prefix /usr --component "$component"
+    done
+    [[ -x build/install/destdir/usr/libexec/vktcorekit-7/vkt-script-host ]] || die "DESTDIR has no script host in usr/libexec"
+    [[ ! -e build/install/destdir/usr/include/VKTCoreKit/platform/testing ]] || die "Testing is no component of its own"
+
+    variant unmeasured -DVKT_WITH_MEASUREMENT=OFF
+    install_moved unmeasured build/package-unmeasured
+    ! find build/install/unmeasured | grep -i host$ || die "there is a script host without measurement"
+    ! grep -ri duktape build/install/unmeasured/lib/pkgconfig || die "without measurement Duktape is still asked for"
+    consume unmeasured consumer
+    expect_scripts unmeasured 'VKT_WITH_MEASUREMENT=OFF'
+
+    variant core -DVKT_PLATFORM=
+    install_moved core build/package-core
+    consume core
+    quietly package-core-contract build/consumer-core/contract_test
+
+    # A subproject is the library alone: no test, tool or install rule of ours.
+    rm -rf build/subproject build/install/subproject
+    quietly package-subproject-configure cmake --preset release -S tests/consumer/subproject -B build/subproject
+    quietly package-subproject-build cmake --build build/subproject -j "$jobs"
+    expect_one_ad build/subproject/consumer
+    [[ ! -e build/subproject/VKTCoreKit/tools/vkt/vkt ]] || die "a subproject builds vkt"
+    quietly package-subproject-install cmake --install build/subproject --prefix build/install/subproject
+    [[ ! -e build/install/subproject ]] || die "a subproject installs: $(find build/install/subproject | head -n 5)"
+}
