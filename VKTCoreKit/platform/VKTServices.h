@@ -36,11 +36,6 @@ VKT_EXPORT std::string vkt_MD5Digest(std::string_view bytes);
 /// Offset of the device's local time from UTC at an instant.
 VKT_EXPORT std::chrono::seconds vkt_localOffsetFromUTC(VKTDate date);
 
-<<<<<<< HEAD
-/// The calling thread's stack, innermost first, one line per frame. Empty where the C library cannot tell it (musl
-/// has no <execinfo.h>).
-std::vector<std::string> vkt_callStackSymbols();
-=======
-/// The calling thread's stack, innermost first, one line per frame.
+/// The calling thread's stack, innermost first, one line per frame. Empty where the C library cannot tell it
+/// (musl has no <execinfo.h>).
 VKT_EXPORT std::vector<std::string> vkt_callStackSymbols();
->>>>>>> main

@@ -20,7 +20,8 @@ inline const char* vkt_childArgument() {
 /// How a shell starts the current test, alone, in this program.
 inline std::string vkt_commandOfCurrentTest() {
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    return std::string(VKTTestPaths::emulator) + "'" + std::filesystem::read_symlink("/proc/self/exe").string() +
+    return VKTTestPaths::emulator + std::string("'") +
+           std::filesystem::read_symlink("/proc/self/exe").string() +
            "' --gtest_filter=" + test->test_suite_name() + "." + test->name();
 }
 
