@@ -1,5 +1,5 @@
-// What GCC's C++ library is told when it stands on musl and was configured for glibc: it has no build for musl in
-// Debian. Its headers then ask musl for nothing that musl does not have.
+// What GCC's C++ library is told when it stands on musl and was configured for glibc: it has no build for
+// musl in Debian. Its headers then ask musl for nothing that musl does not have.
 #pragma once
 
 #define __GLIBC_PREREQ(major, minor) 0

@@ -6,6 +6,7 @@
 
 #include "tests/integration/ToolRun.h"
 #include "tests/support/VKTStoreFolder.h"
+#include "tests/support/VKTTestPaths.h"
 
 namespace {
 
@@ -26,11 +27,10 @@ class Completion : public testing::TestWithParam<CompletionCase> {
 };
 
 TEST_P(Completion, OffersWhatTheHelpNames) {
-    const std::string script =
-        "cd " + folder_.folder() +
-        " && source " + VKTTestPaths::sourceFolder +
-        "/tools/vkt/completion/vkt.bash && COMP_WORDS=(" + VKTTestPaths::tool + " " +
-        GetParam().words + ") && COMP_CWORD=$((${#COMP_WORDS[@]} - 1)) && _vkt && echo ${COMPREPLY[*]}";
+    const std::string script = "cd " + folder_.folder() + " && source " + VKTTestPaths::sourceFolder +
+                               "/tools/vkt/completion/vkt.bash && COMP_WORDS=(" + VKTTestPaths::tool + " " +
+                               GetParam().words +
+                               ") && COMP_CWORD=$((${#COMP_WORDS[@]} - 1)) && _vkt && echo ${COMPREPLY[*]}";
     const Outcome outcome = runProgram("bash", "-c '" + script + "'");
     EXPECT_EQ(outcome.out, GetParam().offered + std::string("\n"));
     EXPECT_EQ(outcome.err, "");

@@ -134,8 +134,8 @@ class FloorCheck : public testing::TestWithParam<RuleCase> {
 
     [[nodiscard]] Outcome check() const {
         return runProgram(VKT_CMAKE, "-D SOURCE_DIR=" + folder_.string() +
-                                         " -D STAMP=" + (folder_ / "stamp").string() +
-                                         " -P " + VKTTestPaths::sourceFolder + "/cmake/CheckFloors.cmake");
+                                         " -D STAMP=" + (folder_ / "stamp").string() + " -P " +
+                                         VKTTestPaths::sourceFolder + "/cmake/CheckFloors.cmake");
     }
 
   private:

@@ -165,9 +165,10 @@ TEST_F(Measure, EachGoodVendorOfEightIsHeardOnBusyCores) {
 TEST_F(Measure, ScriptsRunInAnInstallationThatHasMovedAndVendorsHearWhenNoneDoes) {
     namespace fs = std::filesystem;
     const fs::path folder = fs::path(testing::TempDir()) / ("vkt-installed-" + std::to_string(getpid()));
-    const Outcome installed = runProgram(std::string("sh -c 'for each in Runtime Tools; do cmake --install ") +
-                                             VKTTestPaths::buildFolder + " --component $each --prefix $0; done'",
-                                         (folder / "first").string());
+    const Outcome installed =
+        runProgram(std::string("sh -c 'for each in Runtime Tools; do cmake --install ") +
+                       VKTTestPaths::buildFolder + " --component $each --prefix $0; done'",
+                   (folder / "first").string());
     ASSERT_EQ(installed.status, 0) << installed.err;
     fs::rename(folder / "first", folder / "moved");
     const auto failure = [&] {

@@ -82,7 +82,8 @@ std::vector<std::string> documents() {
 
 std::vector<std::string> publicHeaders() {
     std::vector<std::string> headers;
-    for (const auto& entry : fs::recursive_directory_iterator(fs::path(VKTTestPaths::sourceFolder) / "VKTCoreKit"))
+    for (const auto& entry :
+         fs::recursive_directory_iterator(fs::path(VKTTestPaths::sourceFolder) / "VKTCoreKit"))
         if (isHeader(entry.path())) headers.push_back(fs::relative(entry.path(), VKTTestPaths::sourceFolder));
     std::erase_if(headers, [](const std::string& header) { return header.find("/detail/") != header.npos; });
     return headers;
@@ -152,8 +153,8 @@ TEST(Fences, AreOfAKnownLanguageSoThatNoneEscapesTheCompiler) {
 }
 
 void compile(const Program& program) {
-    const Outcome compiled =
-        runProgram(std::string("cd ") + VKTTestPaths::sourceFolder + " && " VKT_SNIPPET_COMPILER, "-", program.text());
+    const Outcome compiled = runProgram(
+        std::string("cd ") + VKTTestPaths::sourceFolder + " && " VKT_SNIPPET_COMPILER, "-", program.text());
     EXPECT_EQ(compiled.status, 0) << compiled.err;
 }
 
