@@ -2,14 +2,13 @@
 # The Debian packages, into build/packages; called by ./dev package and by the step `package` of ./dev check.
 #   package.sh build   builds the packages
 #   package.sh check   installs them in a clean Debian, uses them there, and removes them again; needs root, mmdebstrap
-#                      and a mirror (VKT_DEBIAN_MIRROR, Debian's own when unset)
+#                      and what this machine installs packages from
 #   package.sh root    makes that clean Debian, build/package/root, for another trial
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 work=build/package
 packages=build/packages
-mirror=${VKT_DEBIAN_MIRROR:-http://deb.debian.org/debian}
 # What a developer of Debian has before the packages come, and no library that they want.
 root_packages=g++,cmake,ninja-build,pkg-config,libgtest-dev,man-db,bash-completion,ca-certificates
 
@@ -37,14 +36,17 @@ build() {
 
 # Makes the clean root once; what stands in its archive is asked for again when the list of packages changes.
 make_root() {
-    local archive=$work/root.tar list=$work/root.list
-    if [[ ! -f $archive || $(cat "$list" 2>/dev/null) != "$mirror $root_packages" ]]; then
+    local archive=$work/root.tar list=$work/root.list sources
+    sources=$(apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' \
+        'Created-By: Packages' 'Origin: Debian' | sort -u)
+    [[ -n $sources ]] || die "this machine knows no package list of Debian's; run apt-get update and repeat the command"
+    if [[ ! -f $archive || $(cat "$list" 2>/dev/null) != "$root_packages" ]]; then
         command -v mmdebstrap >/dev/null || die "mmdebstrap is missing: apt-get install mmdebstrap"
         [[ $EUID -eq 0 ]] || die "making a clean root needs root: sudo ./dev check package"
         mkdir -p "$work"
         mmdebstrap --quiet --variant=apt --include="$root_packages" --dpkgopt=force-unsafe-io \
-            --skip=cleanup/apt/lists bookworm "$archive" "$mirror" || die "mmdebstrap made no root from $mirror"
-        echo "$mirror $root_packages" >"$list"
+            --skip=cleanup/apt/lists "" "$archive" - <<<"$sources" || die "mmdebstrap made no root of: $sources"
+        echo "$root_packages" >"$list"
     fi
     rm -rf "$work/root"
     mkdir "$work/root"
