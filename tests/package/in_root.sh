@@ -13,8 +13,8 @@ die() {
 # expect WHAT PATTERN TEXT
 expect() { grep -Eq -- "$2" <<<"$3" || die "$1: expected /$2/, not: $3"; }
 
-# What the packages alone may bring and must take away again.
-ours() { find / -xdev \( -path /check -o -path /tmp -o -path /proc \) -prune -o -iname '*vkt*' -print | sort; }
+# What the packages alone may bring and must take away again; what man has set is its own.
+ours() { find / -xdev \( -path /check -o -path /tmp -o -path /proc -o -path /var/cache/man \) -prune -o -iname '*vkt*' -print | sort; }
 
 step "install"
 [[ -z $(ours) ]] || die "the root is not clean: $(ours)"
@@ -52,7 +52,7 @@ wait "$server" || die "vkt serve ended with $?"
 
 step "manual and completion"
 for command in "" $(vkt --help | sed -nE '/^Commands:/,/^$/s/^  ([a-z]+) .*/-\1/p'); do
-    expect "man vkt$command" "vkt$command - " "$(MANWIDTH=80 man "vkt$command")"
+    expect "man vkt$command" "^ +vkt$command +- +[a-z]" "$(man "vkt$command")"
 done
 expect "completion" '^resolve$' "$(bash -c 'source /usr/share/bash-completion/bash_completion; _completion_loader vkt
     COMP_WORDS=(vkt res) COMP_CWORD=1; _vkt; echo "${COMPREPLY[*]}"')"
