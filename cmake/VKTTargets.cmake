@@ -12,6 +12,9 @@ endfunction()
 function(vkt_configure_target target)
     target_compile_features(${target} PUBLIC cxx_std_20)
     vkt_set_warnings(${target})
+    # A program has of the library what it uses.
+    target_compile_options(${target} PRIVATE -ffunction-sections -fdata-sections)
+    target_link_options(${target} PRIVATE LINKER:--gc-sections)
     if(VKT_SANITIZE)
         # Not the check of virtual tables: it opens a pipe, which it takes for a fault where a test leaves no
         # descriptor.

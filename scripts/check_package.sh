@@ -1,22 +1,17 @@
 # The prefixes of the step `package` of ./dev check, which sources this: an outside project finds the library wherever
 # its prefix was moved, as archives, as shared objects, without measurement, without a platform, and as a subproject.
-# All of them are compiled alike, so that the compiler's cache knows all but the first.
+# All of them are compiled alike, and as the release is, so that the compiler's cache knows most of it.
 
-# variant NAME [OPTION...]: a build of the library and, where there is a platform, of vkt, under build/package-NAME.
+# variant NAME [OPTION...]: a build of the library and, where there is a platform, of vkt, whose prefix is installed,
+# and then moved to build/install/NAME.
 variant() {
     local name=$1
     shift
     quietly "package-$name-configure" cmake --preset release -B "build/package-$name" -DVKT_BUILD_TESTS=OFF \
         -DVKT_BUILD_EXAMPLES=OFF "$@"
     quietly "package-$name-build" cmake --build "build/package-$name" -j "$jobs"
-}
-
-# install_moved NAME BUILD [OPTION...]: installs a build, and moves the prefix to build/install/NAME.
-install_moved() {
-    local name=$1 build=$2
-    shift 2
     rm -rf "build/install/$name" build/install/before
-    quietly "package-$name-install" cmake --install "$build" --prefix "$PWD/build/install/before" "$@"
+    quietly "package-$name-install" cmake --install "build/package-$name" --prefix "$PWD/build/install/before"
     mv build/install/before "build/install/$name"
 }
 
@@ -38,6 +33,17 @@ consume_by_pkg_config() {
     quietly "package-$name-pkg-config" g++ tests/consumer/main.cpp -o "$program" \
         $(PKG_CONFIG_PATH=$folder pkg-config --cflags --libs VKTPlayer)
     LD_LIBRARY_PATH=$PWD/$folder/.. expect_one_ad "$program"
+}
+
+# vkt as a project of its own: the package in build/install/NAME has the public headers alone.
+build_vkt_on() {
+    local name=$1 outside=build/vkt-$1 internal
+    internal=$(find "build/install/$name" -path '*/detail*')
+    [[ -z $internal ]] || die "build/install/$name has internal headers: $internal"
+    rm -rf "$outside"
+    quietly "package-$name-vkt-cmake" cmake -S tools/vkt -B "$outside" -DCMAKE_PREFIX_PATH="$PWD/build/install/$name"
+    quietly "package-$name-vkt" cmake --build "$outside" -j "$jobs"
+    quietly "package-$name-vkt-run" "$outside/vkt" resolve --handle-wrapper-adpods "${address}demo"
 }
 
 expect_one_ad() {
@@ -66,17 +72,16 @@ expect_own_names() {
 }
 
 check_prefixes() {
-    build release
-    [[ -n $address ]] || serve
-
-    install_moved static build/release
+    variant static
+    tool=build/install/static/bin/vkt
+    serve
     consume static
+    build_vkt_on static
     quietly package-static-contract build/consumer-static/contract_test
     consume_by_pkg_config static
     expect_scripts static '"failure": null'
 
     variant shared -DBUILD_SHARED_LIBS=ON
-    install_moved shared build/package-shared
     expect_own_names build/install/shared/lib/libVKT*.so
     consume shared consumer
     consume_by_pkg_config shared
@@ -92,14 +97,12 @@ check_prefixes() {
     [[ ! -e build/install/destdir/usr/include/VKTCoreKit/platform/testing ]] || die "Testing is no component of its own"
 
     variant unmeasured -DVKT_WITH_MEASUREMENT=OFF
-    install_moved unmeasured build/package-unmeasured
     ! find build/install/unmeasured | grep -i host$ || die "there is a script host without measurement"
     ! grep -ri duktape build/install/unmeasured/lib/pkgconfig || die "without measurement Duktape is still asked for"
     consume unmeasured consumer
     expect_scripts unmeasured 'VKT_WITH_MEASUREMENT=OFF'
 
     variant core -DVKT_PLATFORM=
-    install_moved core build/package-core
     consume core
     quietly package-core-contract build/consumer-core/contract_test
 

@@ -4,7 +4,7 @@
 #if __cplusplus < 202002L
 #error "VKTCoreKit needs C++20: compile with -std=c++20. The CMake and pkg-config packages ask for it."
 // A compiler goes on after #error. A file that is not there stops it, before hundreds of errors more.
-#include "VKTCoreKit needs C++20"
+#include <VKTCoreKit needs C++20>
 #endif
 
 /// Stands in the declaration of each class, function and variable that applications may use of a shared

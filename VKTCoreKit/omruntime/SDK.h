@@ -58,6 +58,7 @@ class VKT_EXPORT SDK {
     void setScriptHostPath(std::string path);
     [[nodiscard]] const std::string& scriptHostPath() const;
 
+    /// For the runtime's own classes.
     [[nodiscard]] SessionRegistry& registry();
 
   private:

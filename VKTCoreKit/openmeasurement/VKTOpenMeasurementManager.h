@@ -54,8 +54,10 @@ class VKT_EXPORT VKTOpenMeasurementManager {
     std::shared_ptr<VKTOpenMeasurementAdSession> sessionWithView(const std::shared_ptr<const VKTView>& view,
                                                                  bool isVideo, const Scripts& scripts);
 
-    /// See `vkt_HTMLByInjectingScript`. The service script is loaded by its URL, whether or not another one
-    /// is embedded; with the default URL, which nobody serves, it warns.
+    /// The HTML with a tag that loads the service script: before each closing head tag; if there is none, in
+    /// a head of its own before each opening body tag; if there is neither, or when forced to the end, before
+    /// each closing html tag; and without that, at the very end. The script is loaded by its URL, whether or
+    /// not another one is embedded; with the default URL, which nobody serves, it warns.
     [[nodiscard]] std::string injectLibraryIntoHTML(std::string_view html,
                                                     bool forceEndOfHTMLInjection = false) const;
 

@@ -35,6 +35,8 @@ TEST(Services, LocalOffsetKnowsDaylightSaving) {
     using std::chrono::sys_days;
     EXPECT_EQ(vkt_localOffsetFromUTC(sys_days{std::chrono::January / 15 / 2024}), std::chrono::hours(1));
     EXPECT_EQ(vkt_localOffsetFromUTC(sys_days{std::chrono::July / 15 / 2024}), std::chrono::hours(2));
+    // 32 bits of seconds that wrapped around would be in the summer of 1964.
+    EXPECT_EQ(vkt_localOffsetFromUTC(sys_days{std::chrono::November / 10 / 2100}), std::chrono::hours(1));
     old == nullptr ? unsetenv("TZ") : setenv("TZ", saved.c_str(), 1);
     tzset();
 }

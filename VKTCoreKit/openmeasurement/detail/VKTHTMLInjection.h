@@ -6,9 +6,8 @@
 
 #include "VKTCoreKit/foundation/VKTURL.h"
 
-/// The HTML with a tag that loads the script: before each closing head tag; if there is none, in a head of
-/// its own before each opening body tag; if there is neither, or when forced to the end, before each closing
-/// html tag; and without that, at the very end. Tags are found in any case and written in lower case. A pure
-/// function, linear in the HTML's length; any thread.
+/// The HTML with a tag that loads the script, where `VKTOpenMeasurementManager::injectLibraryIntoHTML` says.
+/// Tags are found in any case and written in lower case. A pure function, linear in the HTML's length; any
+/// thread.
 std::string vkt_HTMLByInjectingScript(std::string_view html, const VKTURL& scriptURL,
                                       bool forceEndOfHTMLInjection);

@@ -4,9 +4,12 @@
 #define VKT_HAS_BACKTRACE
 #endif
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 #include <memory>
 
 #include "VKTCoreKit/platform/VKTServices.h"
@@ -19,7 +22,12 @@ std::string vkt_MD5Digest(std::string_view bytes) {
 }
 
 std::chrono::seconds vkt_localOffsetFromUTC(VKTDate date) {
-    const std::time_t instant = std::chrono::floor<std::chrono::seconds>(date).time_since_epoch().count();
+    using Limits = std::numeric_limits<std::time_t>;
+    // With 32 bits the last instant that it tells is in January 2038; whatever is later has that one's
+    // offset.
+    const auto instant = static_cast<std::time_t>(
+        std::clamp<std::int64_t>(std::chrono::floor<std::chrono::seconds>(date).time_since_epoch().count(),
+                                 Limits::min(), Limits::max()));
     std::tm local{};
     localtime_r(&instant, &local);
     return std::chrono::seconds(local.tm_gmtoff);
