@@ -130,6 +130,8 @@ class VKT_EXPORT VKTValue {
     VKTValue(bool value) : storage_(value) {}
     VKTValue(int value) : storage_(VKTNumber(value)) {}
     VKTValue(std::int64_t value) : storage_(VKTNumber(value)) {}
+    VKTValue(unsigned value)
+        : storage_(VKTNumber(std::uint64_t{value})) {}  // std::size_t, where it has 32 bits
     VKTValue(std::uint64_t value) : storage_(VKTNumber(value)) {}
     VKTValue(double value) : storage_(VKTNumber(value)) {}
     VKTValue(VKTNumber value) : storage_(value) {}
