@@ -42,11 +42,11 @@ const Key& processKey() noexcept {
     return key;
 }
 
-// In the machine's byte order: a hash never leaves the process.
+// Its lowest byte comes first, on every machine.
 std::uint64_t wordAt(const char* bytes) {
     std::uint64_t word = 0;
     std::memcpy(&word, bytes, sizeof word);
-    return word;
+    return std::endian::native == std::endian::little ? word : __builtin_bswap64(word);
 }
 
 // The last, incomplete word: its bytes, zeros, and the length of the text in the highest byte.

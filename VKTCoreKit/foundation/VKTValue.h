@@ -130,6 +130,7 @@ class VKT_EXPORT VKTValue {
     VKTValue(bool value) : storage_(value) {}
     VKTValue(int value) : storage_(VKTNumber(value)) {}
     VKTValue(std::int64_t value) : storage_(VKTNumber(value)) {}
+    VKTValue(unsigned value) : storage_(VKTNumber(std::uint64_t{value})) {}
     VKTValue(std::uint64_t value) : storage_(VKTNumber(value)) {}
     VKTValue(double value) : storage_(VKTNumber(value)) {}
     VKTValue(VKTNumber value) : storage_(value) {}

@@ -46,6 +46,7 @@ TEST(Value, LongDictionaryFindsEveryKeyAfterEachKindOfChange) {
 }
 
 TEST(Value, EqualityAndTypes) {
+    EXPECT_EQ(VKTValue(~0U), VKTValue(std::int64_t{4'294'967'295}));
     EXPECT_EQ((VKTDictionary{{"a", 1}, {"b", 2}}), (VKTDictionary{{"b", 2}, {"a", 1}}));
     EXPECT_FALSE((VKTDictionary{{"a", 1}}) == (VKTDictionary{{"a", 1}, {"b", 2}}));
     EXPECT_FALSE((VKTDictionary{{"a", 1}}) == (VKTDictionary{{"b", 1}}));
