@@ -131,7 +131,8 @@ try() {
     echo "recipes, every switch ${on/y/on}: ${options[*]}" | sed 's/ n:/ off:/'
 
     # Compiled like the Debian packages, so that the compiler's cache knows most of it.
-    cmake -S . -B "$work/build-$on" -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr "${options[@]}" \
+    # shellcheck disable=SC2086
+    cmake -S . -B "$work/build-$on" ${VKT_CMAKE_OPTIONS:-} -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr "${options[@]}" \
         -DCMAKE_CXX_FLAGS="$(DEB_CXXFLAGS_MAINT_STRIP=-g dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)" >"$log"
     cmake --build "$work/build-$on" -j "${VKT_JOBS:-$(nproc)}" >"$log" || die "it does not build: $(tail -n 40 "$log")"
     rm -rf "${work:?}/image"
