@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034,SC2154
 # The prefixes of the step `package` of ./dev check, which sources this: an outside project finds the library wherever
 # its prefix was moved, as archives, as shared objects, without measurement, without a platform, and as a subproject.
 # All of them are compiled alike, and as the release is, so that the compiler's cache knows most of it.
@@ -71,6 +72,29 @@ expect_own_names() {
     done
 }
 
+# expect_refusal TEXT COMMAND...: a command that fails, and says why in these words.
+expect_refusal() {
+    local text=$1 output
+    shift
+    ! output=$("$@" 2>&1) || die "this should have failed: $*"
+    tr -s ' \n' ' ' <<<"$output" | grep -F "$text" >/dev/null || die "\"$*\" does not say \"$text\": $output"
+}
+
+# What is missing is told, with what to do, to those who build the library and to those who use the package.
+check_refusals() {
+    local package=build/install/static errors
+    rm -rf build/refused
+    expect_refusal "apt-get install libexpat1-dev libcli11-dev" cmake -S . -B build/refused -DVKT_BUILD_TESTS=OFF \
+        -DCMAKE_DISABLE_FIND_PACKAGE_EXPAT=ON -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON
+    expect_refusal "configure with BUILD_SHARED_LIBS=OFF" cmake -S . -B build/refused -DBUILD_SHARED_LIBS=ON -DVKT_BUILD_TESTS=ON
+    expect_refusal "it needs duktape, which pkg-config does not find" env PKG_CONFIG_LIBDIR=/nonexistent \
+        cmake -S tests/consumer -B build/refused/consumer -DCMAKE_PREFIX_PATH="$PWD/$package"
+    errors=$(g++ -std=c++17 -fsyntax-only -I"$package/include" tests/consumer/main.cpp 2>&1 | grep -c 'error:')
+    [[ $errors -le 2 ]] || die "an older language standard is $errors errors"
+    expect_refusal "VKTCoreKit needs C++20: compile with -std=c++20" \
+        g++ -std=c++17 -fsyntax-only -I"$package/include" tests/consumer/main.cpp
+}
+
 check_prefixes() {
     variant static
     tool=build/install/static/bin/vkt
@@ -80,6 +104,7 @@ check_prefixes() {
     quietly package-static-contract build/consumer-static/contract_test
     consume_by_pkg_config static
     expect_scripts static '"failure": null'
+    check_refusals
 
     variant shared -DBUILD_SHARED_LIBS=ON
     expect_own_names build/install/shared/lib/libVKT*.so
@@ -108,7 +133,8 @@ check_prefixes() {
 
     # A subproject is the library alone: no test, tool or install rule of ours.
     rm -rf build/subproject build/install/subproject
-    quietly package-subproject-configure cmake --preset release -S tests/consumer/subproject -B build/subproject
+    quietly package-subproject-configure cmake -S tests/consumer/subproject -B build/subproject \
+        -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=g++ -DCMAKE_CXX_FLAGS="-ffile-prefix-map=$PWD/=" -DVKT_WERROR=ON
     quietly package-subproject-build cmake --build build/subproject -j "$jobs"
     expect_one_ad build/subproject/consumer
     [[ ! -e build/subproject/VKTCoreKit/tools/vkt/vkt ]] || die "a subproject builds vkt"
