@@ -22,15 +22,15 @@ build() {
     local flags
     flags="$(DEB_CXXFLAGS_MAINT_STRIP=-g dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)"
     # shellcheck disable=SC2086
-    cmake -S . -B "$work/tree" -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr -DBUILD_SHARED_LIBS=ON \
+    cmake -S . -B "$tree" -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr -DBUILD_SHARED_LIBS=ON \
         -DCMAKE_SKIP_INSTALL_RPATH=ON \
         -DCMAKE_CXX_FLAGS="$flags" \
         -DCMAKE_SHARED_LINKER_FLAGS="$(dpkg-buildflags --get LDFLAGS)" \
         -DCMAKE_EXE_LINKER_FLAGS="$(dpkg-buildflags --get LDFLAGS)" \
         -DVKT_BUILD_TESTS=OFF -DVKT_BUILD_EXAMPLES=OFF -DVKT_BUILD_TOOLS=ON ${VKT_CMAKE_OPTIONS:-}
-    cmake --build "$work/tree" -j "${VKT_JOBS:-$(nproc)}"
+    cmake --build "$tree" -j "${VKT_JOBS:-$(nproc)}"
     rm -rf "$packages"
-    (cd "$work/tree" && cpack -G DEB -B "$OLDPWD/$packages")
+    (cd "$tree" && cpack -G DEB -B "$OLDPWD/$packages")
     rm -rf "$packages/_CPack_Packages"
     ls -l "$packages"
 }

@@ -130,7 +130,7 @@ try() {
     ! grep -A 6 'not used by the project' "$log" || die "the recipes have options that do not exist, see above"
     echo "recipes, every switch ${on/y/on}: ${options[*]}" | sed 's/ n:/ off:/'
 
-    # Compiled like the Debian packages, so that the compiler's cache knows most of it.
+    # Compiled like the Debian packages, in a folder as deep, so that the compiler's cache knows most of it.
     # shellcheck disable=SC2086
     cmake -S . -B "$work/build-$on" ${VKT_CMAKE_OPTIONS:-} -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr "${options[@]}" \
         -DCMAKE_CXX_FLAGS="$(DEB_CXXFLAGS_MAINT_STRIP=-g dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)" >"$log"
