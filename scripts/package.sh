@@ -8,6 +8,8 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 work=build/package
+# As deep as the release's folder, whose objects the compiler's cache then knows.
+tree=build/package-debian
 packages=build/packages
 # What a developer of Debian has before the packages come, and no library that they want.
 root_packages=g++,cmake,ninja-build,pkg-config,libgtest-dev,man-db,bash-completion,ca-certificates

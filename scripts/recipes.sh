@@ -132,11 +132,11 @@ try() {
 
     # Compiled like the Debian packages, in a folder as deep, so that the compiler's cache knows most of it.
     # shellcheck disable=SC2086
-    cmake -S . -B "$work/build-$on" ${VKT_CMAKE_OPTIONS:-} -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr "${options[@]}" \
+    cmake -S . -B "build/recipe-$on" ${VKT_CMAKE_OPTIONS:-} -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr "${options[@]}" \
         -DCMAKE_CXX_FLAGS="$(DEB_CXXFLAGS_MAINT_STRIP=-g dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)" >"$log"
-    cmake --build "$work/build-$on" -j "${VKT_JOBS:-$(nproc)}" >"$log" || die "it does not build: $(tail -n 40 "$log")"
+    cmake --build "build/recipe-$on" -j "${VKT_JOBS:-$(nproc)}" >"$log" || die "it does not build: $(tail -n 40 "$log")"
     rm -rf "${work:?}/image"
-    DESTDIR=$PWD/$work/image cmake --install "$work/build-$on" >"$log"
+    DESTDIR=$PWD/$work/image cmake --install "build/recipe-$on" >"$log"
     find "$work/image" -name 'libVKTPlayer.so.7*' | grep -q . || die "nothing was installed"
     [[ $on == n ]] || find "$work/image/usr/bin/vkt" "$work"/image/usr/libexec/*/vkt-script-host >/dev/null
 }
