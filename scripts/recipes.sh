@@ -125,7 +125,8 @@ try() {
     mapfile -t options <<<"$options"
     chroot "$root" /usr/bin/env DEBIAN_FRONTEND=noninteractive apt-get -qq install --no-install-recommends \
         -o Dpkg::Options::=--force-unsafe-io "${packages[@]}" >"$log" 2>&1 || die "apt failed: $(tail -n 20 "$log")"
-    chroot "$root" cmake -S /source -B "/tmp/recipe-$on" -G Ninja -DCMAKE_BUILD_TYPE=Release "${options[@]}" >"$log" 2>&1 ||
+    # Nothing of this machine's ways of building is known there.
+    chroot "$root" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin cmake -S /source -B "/tmp/recipe-$on" -G Ninja -DCMAKE_BUILD_TYPE=Release "${options[@]}" >"$log" 2>&1 ||
         die "what the recipes depend on is not enough: $(grep -A 8 'CMake Error' "$log")"
     ! grep -A 6 'not used by the project' "$log" || die "the recipes have options that do not exist, see above"
     echo "recipes, every switch ${on/y/on}: ${options[*]}" | sed 's/ n:/ off:/'
