@@ -43,7 +43,8 @@ die() {
 build() {
     local name=$1 log=$folder/$1.log
     shift
-    cmake -S . -B "$folder/$name" -G Ninja -DCMAKE_BUILD_TYPE=MinSizeRel -DVKT_WERROR=ON \
+    cmake -S . -B "$folder/$name" -G Ninja -DCMAKE_BUILD_TYPE=MinSizeRel \
+        -DCMAKE_INTERPROCEDURAL_OPTIMIZATION=ON -DVKT_WERROR=ON \
         "-DCMAKE_TOOLCHAIN_FILE=$PWD/cmake/toolchains/$triplet.cmake" "-DCMAKE_SYSROOT=$root" "$@" >"$log" 2>&1 &&
         cmake --build "$folder/$name" -j "$jobs" >>"$log" 2>&1 && return
     grep -E -A 15 '^FAILED:|error:|CMake Error' "$log" | head -n 80 >&2
