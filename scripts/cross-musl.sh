@@ -25,11 +25,16 @@ done
 ln -s "/usr/lib/$(g++ -print-multiarch)/glib-2.0" "$folder/multiarch/"
 
 options=(-std=c++20 -fsyntax-only -I. -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wno-restrict -Werror
-    -DASIO_STANDALONE -DVKT_INSTALL_PREFIX='""' -DVKT_SCRIPT_HOST_FOLDER='""' -nostdinc -include scripts/cross-musl.h)
+    -DASIO_STANDALONE -nostdinc -include scripts/cross-musl.h)
 for header_folder in $(g++ -x c++ -E -v - </dev/null 2>&1 | sed -n 's/^ \(.*c++.*\)/\1/p') \
     "$(g++ -print-file-name=include)" "$musl" "$folder"/common{,/cairo,/glib-2.0} "$folder"/multiarch{,/glib-2.0/include}; do
     options+=(-isystem "$header_folder")
 done
+
+# The texts that the build defines, empty.
+while read -r name; do
+    options+=("-D$name\"\"")
+done < <(grep -ohE 'VKT_[A-Z_]+=\\"' cmake/*.cmake | tr -d '\\"')
 
 mapfile -t sources < <(find VKTCoreKit -name '*.cpp' | sort)
 # shellcheck disable=SC2016

@@ -105,7 +105,7 @@ TEST(Configuration, FetchesForItsSiteUntilItIsDestroyed) {
     const auto error = configuration->configureWithSiteID(std::nullopt, manager);
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(std::pair(error->domain(), error->code()),
-              std::pair(std::string("VKTRemoteConfigErrorDomain"), 1L));
+              std::pair(std::string("VKTRemoteConfigErrorDomain"), std::int64_t{1}));
     EXPECT_EQ(error->localizedDescription(),
               "Configuration FAILED - Wrong SiteID. Please try with another siteID.");
     EXPECT_EQ(configuration->remoteConfigManager(), nullptr);

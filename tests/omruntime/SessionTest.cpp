@@ -106,7 +106,7 @@ class Sessions : public testing::Test, public MeasurementObserver {
 
     // Of the error that an operation gave, or did not; its result must say the same.
     template <typename Result>
-    long codeOf(const Result& result) {
+    std::int64_t codeOf(const Result& result) {
         EXPECT_EQ(static_cast<bool>(result), !error_);
         const auto error = std::exchange(error_, std::nullopt);
         return error ? error->code() : 0;
@@ -137,7 +137,7 @@ TEST_F(Sessions, ArgumentChecks) {
     EXPECT_FALSE(VerificationScriptResource::initWithURL(VKTURL(), "", "p"));
     EXPECT_FALSE(VerificationScriptResource::initWithURL(VKTURL(), "v", ""));
 
-    constexpr long wrong = ErrorCodeInvalidArgument;
+    constexpr std::int64_t wrong = ErrorCodeInvalidArgument;
     const Partner partner = *Partner::initWithName("n", "1");
     const auto context = [&](const std::string& script, const std::string& reference) {
         return codeOf(AdSessionContext::initWithPartner(partner, script, {}, {}, reference, &error_));
