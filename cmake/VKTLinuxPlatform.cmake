@@ -1,8 +1,8 @@
 # The Linux platform: everything that touches the system or a third-party library.
-vkt_need(CURL::libcurl libcurl4-openssl-dev CURL)
+vkt_need(CURL::libcurl libcurl4-openssl-dev CURL 7.87)
 vkt_need(EXPAT::EXPAT libexpat1-dev EXPAT)
-vkt_need(OpenSSL::Crypto libssl-dev OpenSSL COMPONENTS Crypto)
-vkt_need(SQLite::SQLite3 libsqlite3-dev SQLite3)
+vkt_need(OpenSSL::Crypto libssl-dev OpenSSL 1.1 COMPONENTS Crypto)
+vkt_need(SQLite::SQLite3 libsqlite3-dev SQLite3 3.24)
 vkt_need(Threads::Threads libc6-dev Threads)
 vkt_need(ZLIB::ZLIB zlib1g-dev ZLIB)
 vkt_need_header(VKT_ASIO_INCLUDE libasio-dev asio.hpp)
@@ -17,8 +17,8 @@ set(no_script_sources ${CMAKE_CURRENT_SOURCE_DIR}/VKTCoreKit/platform/linux/VKTN
 set(script_sources ${linux_sources})
 list(FILTER script_sources INCLUDE REGEX "/VKT(Duktape|Process|ScriptHost)[A-Za-z]*\\.cpp$")
 if(VKT_WITH_MEASUREMENT)
-    vkt_need_module(duktape duktape-dev duktape)
-    vkt_need_module(seccomp libseccomp-dev libseccomp)
+    vkt_need_module(duktape duktape-dev duktape>=2.2)
+    vkt_need_module(seccomp libseccomp-dev libseccomp>=2.4)
     list(REMOVE_ITEM linux_sources ${no_script_sources})
     list(APPEND linux_libraries PkgConfig::duktape)
 
