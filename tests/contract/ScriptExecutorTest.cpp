@@ -232,7 +232,11 @@ TEST_F(ProcessScripts, LeaveNoneBehind) {
         if (i % 20 == 0) {
             EXPECT_TRUE(runUntilLogged(1));
         }
-        if (i % 20 == 1) kill(openAndStart(), SIGSTOP);
+        if (i % 20 == 1) {
+            const pid_t process = openAndStart();
+            ASSERT_GT(process, 0) << "and the signal would go to everybody who runs the tests";
+            kill(process, SIGSTOP);
+        }
     }
     world_.reset();
     for (int i = 0; i < 60'000 && hasChildren(); ++i)
