@@ -153,7 +153,7 @@ report_memory() {
     while kill -0 "$client" 2>/dev/null; do
         now=$(guest_memory "$client")
         ((now <= guest)) || guest=$now
-        now=$(sed -nE 's/^VmHWM: *([0-9]+) kB/\1/p' "/proc/$client/status" 2>/dev/null || true)
+        now=$(sed -nE 's/^VmHWM:[[:space:]]*([0-9]+) kB/\1/p' "/proc/$client/status" 2>/dev/null || true)
         ((${now:-0} <= all)) || all=$now
         sleep 0.01
     done

@@ -23,8 +23,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Requests that hang hold a thread each, so there are many.
-constexpr std::size_t threadLimit = 256;
+// Requests that hang hold a thread each, so there are many; with 8 MB for each stack, 32 bits have no
+// addresses for more.
+constexpr std::size_t threadLimit = sizeof(void*) < 8 ? 128 : 256;
 constexpr milliseconds hangLimit = std::chrono::minutes(10);
 constexpr int adLimit = 100'000;
 constexpr int depthLimit = 1'000'000;
