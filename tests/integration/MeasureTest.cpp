@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
+#include <regex>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -106,9 +107,10 @@ TEST_F(Measure, AScriptThatQueuesWhatItSendsSaysItsLastWords) {
 }
 
 TEST_F(Measure, AScriptThatMisbehavesHurtsOnlyItself) {
-    // A part of the failure's text; empty: it does not count as one. Whether the script is lost with it.
+    // What matches a part of the failure's text; empty: it does not count as one. Whether the script is lost
+    // with it. On a busy machine the session is over before a loop has had its time.
     const std::tuple<const char*, const char*, bool> cases[] = {{"throw", "at the top", false},
-                                                                {"loop", "250 ms", true},
+                                                                {"loop", "250 ms|the script hangs", true},
                                                                 {"memory", "alloc failed", false},
                                                                 {"flood", "", false},
                                                                 {"meddle", "registerSessionObserver", false},
@@ -125,7 +127,7 @@ TEST_F(Measure, AScriptThatMisbehavesHurtsOnlyItself) {
                   "skipped sessionFinish");
         EXPECT_EQ(heard_.size(), entriesOf(good, "events").size());
         const std::string text = textAt(bad, "failure");
-        EXPECT_NE(text.find(failure), std::string::npos) << text;
+        EXPECT_TRUE(std::regex_search(text, std::regex(failure))) << text;
         EXPECT_EQ(valueOf(bad, "failure").isNull(), std::string(failure).empty()) << text;
         EXPECT_EQ(textAt(bad, "loss"), isLost ? text : textAt(good, "loss"));
         EXPECT_LT(valueOf(bad, "urls").asArray()->size(), 10'000U);
