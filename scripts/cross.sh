@@ -77,10 +77,11 @@ reason_of() {
 # Runs all tests, and once more, alone, each that failed without a reason: emulation is slow, and so are neighbours.
 # What fails both times is missed.
 run_tests() {
-    local name reason all failures excused_count=0 again=() failed=() telling=()
+    local name reason all failures skipped excused_count=0 again=() failed=() telling=()
     rm -rf "$folder/tests.log" "$folder/static/Testing"
     ctest_here -j "$jobs"
     failures=$(failed_tests)
+    skipped=$(grep -c '\*\*\*Skipped' "$folder/tests.log" || true)
     while read -r name; do
         if reason=$(reason_of "$name"); then telling+=("  $name:$reason"); else again+=("$name"); fi
     done < <(printf '%s' "${failures:+$failures$'\n'}")
@@ -94,7 +95,8 @@ run_tests() {
         ctest_here -R "^($(printf '%s\n' "${again[@]}" | sed 's/[][().*+?^$|\\]/\\&/g' | paste -sd '|'))\$"
         mapfile -t failed < <(failed_tests)
     fi
-    echo "tests: $((all - excused_count - ${#failed[@]})) of $all pass, $excused_count cannot be run by emulation, ${#failed[@]} fail"
+    echo "tests: $((all - excused_count - skipped - ${#failed[@]})) of $all pass, $excused_count cannot be run by emulation," \
+        "$skipped skipped, ${#failed[@]} fail"
     printf '%s\n' ${telling[@]+"${telling[@]}"}
     [[ ${#failed[@]} -eq 0 ]] && return
     printf '  FAILED: %s\n' "${failed[@]}"
