@@ -5,7 +5,7 @@ include(CMakePackageConfigHelpers)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/VKTCoreKit)
 set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/VKTCoreKit)
 
-# vkt_install_library(EXPORT_SET COMPONENT TARGET...): shared objects are what runs; archives are for development.
+# vkt_install_libraries(EXPORT_SET COMPONENT TARGET...): shared objects are what runs; archives are for development.
 function(vkt_install_libraries export component)
     install(TARGETS ${ARGN} EXPORT ${export}
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_COMPONENT ${component}
@@ -13,28 +13,29 @@ function(vkt_install_libraries export component)
     install(EXPORT ${export} NAMESPACE VKTCoreKit:: DESTINATION ${package_folder} COMPONENT ${component})
 endfunction()
 
-# vkt_install_pkg_config(NAME COMPONENT DESCRIPTION [CFLAGS...] [MODULES...]): requires and libs are told from the target.
+file(RELATIVE_PATH prefix_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH includes_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+
+# vkt_install_pkg_config(NAME COMPONENT DESCRIPTION text [CFLAGS flags] [REQUIRES module...] [NEEDS module...]
+# [SYSTEM_LIBS flags]). Who links an archive links what it needs; a shared object brings that along, and our headers
+# want none of it: a private requirement would be looked for as well.
 function(vkt_install_pkg_config name component)
-    cmake_parse_arguments(PC "" "DESCRIPTION;CFLAGS" "REQUIRES;MODULES" ${ARGN})
-    list(JOIN PC_REQUIRES ", " requires)
-    list(JOIN PC_MODULES " " modules)
-    # Who links an archive links what it needs; a shared object brings it along, and our headers want none of it: a
-    # private requirement would be looked for as well.
-    if(modules AND NOT BUILD_SHARED_LIBS)
-        string(APPEND requires " ${modules}")
+    cmake_parse_arguments(PC "" "DESCRIPTION;CFLAGS;SYSTEM_LIBS" "REQUIRES;NEEDS" ${ARGN})
+    if(BUILD_SHARED_LIBS)
+        set(PC_SYSTEM_LIBS)
+    else()
+        list(APPEND PC_REQUIRES ${PC_NEEDS})
     endif()
+    list(JOIN PC_REQUIRES ", " PC_REQUIRES)
     configure_file(cmake/VKT.pc.in ${name}.pc @ONLY)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT ${component})
 endfunction()
-file(RELATIVE_PATH prefix_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-file(RELATIVE_PATH includes_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 
 set(platform_modules)
-set(platform_libs)
 if(VKT_PLATFORM)
     set(platform_modules libcurl expat libcrypto sqlite3 zlib)
-    set(platform_libs "-ldl -pthread")
+    set(platform_system_libs SYSTEM_LIBS "-ldl -pthread")
     if(VKT_WITH_MEASUREMENT)
         list(APPEND platform_modules duktape)
         install(TARGETS vkt-script-host RUNTIME DESTINATION ${VKT_SCRIPT_HOST_FOLDER} COMPONENT Runtime)
@@ -46,8 +47,7 @@ install(DIRECTORY VKTCoreKit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT D
     FILES_MATCHING PATTERN "*.h" PATTERN "*.inc"
     PATTERN "detail" EXCLUDE PATTERN "testing" EXCLUDE PATTERN "linux" EXCLUDE)
 vkt_install_pkg_config(VKTCoreKit Development DESCRIPTION "${PROJECT_DESCRIPTION}"
-    CFLAGS "-std=c++20 -I\${includedir}" MODULES ${platform_modules})
-set(platform_libs)
+    CFLAGS "-std=c++20 -I\${includedir}" NEEDS ${platform_modules} ${platform_system_libs})
 vkt_install_pkg_config(VKTPlayer Development DESCRIPTION "Ad breaks on VKTCoreKit"
     REQUIRES "VKTCoreKit = ${PROJECT_VERSION}")
 
@@ -62,14 +62,14 @@ if(TARGET VKTCairoCanvas)
     install(FILES VKTCoreKit/platform/linux/cairo/VKTCairoCanvas.h
         DESTINATION ${header_folder}/platform/linux/cairo COMPONENT Development)
     vkt_install_pkg_config(VKTCairoCanvas Development DESCRIPTION "Drawing of VKTCoreKit into pictures, by cairo"
-        REQUIRES "VKTCoreKit = ${PROJECT_VERSION}" CFLAGS -DVKT_HAS_CAIRO_CANVAS MODULES cairo)
+        REQUIRES "VKTCoreKit = ${PROJECT_VERSION}" CFLAGS -DVKT_HAS_CAIRO_CANVAS NEEDS cairo)
 endif()
 if(TARGET VKTGLib)
     vkt_install_libraries(VKTGLibTargets Development VKTGLib)
     install(FILES VKTCoreKit/platform/linux/glib/VKTGLibRunLoop.h
         DESTINATION ${header_folder}/platform/linux/glib COMPONENT Development)
     vkt_install_pkg_config(VKTGLib Development DESCRIPTION "The main loop of VKTCoreKit over GLib's"
-        REQUIRES "VKTCoreKit = ${PROJECT_VERSION}" CFLAGS -DVKT_HAS_GLIB_RUN_LOOP MODULES glib-2.0)
+        REQUIRES "VKTCoreKit = ${PROJECT_VERSION}" CFLAGS -DVKT_HAS_GLIB_RUN_LOOP NEEDS glib-2.0)
 endif()
 
 configure_package_config_file(cmake/VKTCoreKitConfig.cmake.in VKTCoreKitConfig.cmake
