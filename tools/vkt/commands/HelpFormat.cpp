@@ -9,8 +9,9 @@ namespace {
 constexpr std::size_t lineWidth = 80;
 constexpr std::size_t column = 28;  // where descriptions begin
 
+// An option without a group is for other programs.
 bool isOption(const CLI::Option* option) {
-    return option->nonpositional();
+    return option->nonpositional() && !option->get_group().empty();
 }
 
 bool isArgument(const CLI::Option* option) {

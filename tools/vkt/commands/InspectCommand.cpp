@@ -8,22 +8,24 @@
 #include "ground/Output.h"
 #include "report/AdReport.h"
 #include "report/InspectionReport.h"
+#include "report/Pages.h"
 
 namespace {
 
 struct InspectOptions {
     std::vector<std::string> sources;  ///< files, "-" or URLs; one at least
     bool JSON = false;
+    std::string report;  ///< file of an HTML report; none when empty
 };
 
 // Nothing, with an error line, for a source that cannot be read.
-std::optional<Inspection> inspectSource(const std::string& name, ExitStatus& status) {
+std::optional<Inspection> inspectSource(const std::string& name, InspectionText text, ExitStatus& status) {
     Source source;
     if (!readSource(name, source)) {
         status = ExitSourceUnread;
         return std::nullopt;
     }
-    Inspection inspection = inspect(source);
+    Inspection inspection = inspect(source, text);
     if (source.url && !inspection.requests.empty() && inspection.requests.front().error) {
         const auto reason = inspection.requests.front().error->localizedDescription();
         printError("cannot read " + name + ": " + reason.value_or("the transfer failed"));
@@ -49,19 +51,20 @@ void printJSON(const std::vector<Inspection>& inspections, bool isList) {
 
 int runInspect(const InspectOptions& options) {
     ExitStatus status = ExitPlayable;
+    const bool isReported = !options.report.empty();
     std::vector<Inspection> inspections;
     for (std::size_t i = 0; i < options.sources.size(); ++i) {
-        auto inspection = inspectSource(options.sources[i], status);
+        auto inspection = inspectSource(options.sources[i], isReported ? InspectionWithText : InspectionWithoutText, status);
         if (!inspection) continue;
-        if (options.JSON) {
-            inspections.push_back(std::move(*inspection));
-            continue;
+        if (!options.JSON) {
+            if (i > 0) Output::standard().line();
+            Output::standard().lines(linesOfInspection(*inspection));
         }
-        if (i > 0) Output::standard().line();
-        Output::standard().lines(linesOfInspection(*inspection));
+        if (options.JSON || isReported) inspections.push_back(std::move(*inspection));
     }
     if (options.JSON) printJSON(inspections, options.sources.size() > 1);
-    return status;
+    const bool isWritten = !isReported || writeInspectionPage(options.report, inspections);
+    return isWritten ? status : ExitSourceUnread;
 }
 
 }  // namespace
@@ -71,5 +74,6 @@ CommandRun addInspect(CLI::App& command) {
     command.add_option("SOURCE", options->sources, "Files, - for the standard input, or http(s) URLs")
         ->required();
     addJSON(command, options->JSON, "One JSON object; a list of them for several sources");
+    addReport(command, options->report);
     return [options] { return runInspect(*options); };
 }

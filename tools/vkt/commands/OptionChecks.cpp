@@ -22,6 +22,10 @@ void addJSON(CLI::App& command, bool& isJSON, const std::string& description) {
     command.add_flag("--json", isJSON, description);
 }
 
+void addReport(CLI::App& command, std::string& path) {
+    command.add_option("--report", path, "Write an HTML page with everything, to pass on")->type_name("FILE");
+}
+
 void addAmount(CLI::App& command, const std::string& name, double& amount, const std::string& description) {
     command.add_option(name, amount, description)->capture_default_str()->check(amountProblem);
 }

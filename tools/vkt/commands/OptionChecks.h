@@ -14,6 +14,9 @@ void addSource(CLI::App& command, std::string& source);
 /// --json.
 void addJSON(CLI::App& command, bool& isJSON, const std::string& description = "One JSON object");
 
+/// --report.
+void addReport(CLI::App& command, std::string& path);
+
 /// A number from 0 to a million, a fraction included: seconds, or how many of them. What stands in `amount`
 /// is the default.
 void addAmount(CLI::App& command, const std::string& name, double& amount, const std::string& description);

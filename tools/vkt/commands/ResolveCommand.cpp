@@ -11,6 +11,8 @@
 #include "playing/Resolving.h"
 #include "report/AdReport.h"
 #include "report/AdText.h"
+#include "report/Fragments.h"
+#include "report/Pages.h"
 #include "report/ResolutionReport.h"
 
 namespace {
@@ -61,14 +63,40 @@ void printText(const ResolveOptions& options, const Resolution& resolution) {
     if (resolution.end) out.line("end: " + resolution.end->localizedDescription().value_or(""));
 }
 
+VKTData textOf(const Source& source) {
+    return source.data ? std::make_shared<const std::string>(*source.data) : nullptr;
+}
+
+void addUnplayableAds(Resolution& resolution) {
+    for (const VKTAdBreakAd& ad : resolution.ads) {
+        if (!ad.creative) resolution.errors.push_back(problemOfAd(ad));
+    }
+}
+
+int finish(const ResolveOptions& options, const Resolution& resolution) {
+    const bool isWritten = options.report.empty() || writeResolutionPage(options, resolution);
+    const ExitStatus status = conclude(options, resolution);
+    return isWritten ? status : ExitSourceUnread;
+}
+
+int showFragments(const ResolveOptions& options, const Source& source) {
+    ResolveFragments fragments(options);
+    Resolution resolution = resolveSource(options, source, fragments.detail(textOf(source)),
+                                          [&](const VKTAdBreakAd& ad) { fragments.showAd(ad); });
+    addUnplayableAds(resolution);
+    fragments.finish(resolution);
+    return finish(options, resolution);
+}
+
 int runResolve(const ResolveOptions& options) {
     Source source;
     if (!readSource(options.source, source)) return ExitSourceUnread;
 
-    Resolution resolution = resolveSource(options, source);
-    for (const VKTAdBreakAd& ad : resolution.ads) {
-        if (!ad.creative) resolution.errors.push_back(problemOfAd(ad));
-    }
+    if (options.fragments) return showFragments(options, source);
+    const bool isReported = !options.report.empty();
+    Resolution resolution = resolveSource(
+        options, source, isReported ? std::optional(ResolvingDetail{textOf(source), nullptr}) : std::nullopt);
+    addUnplayableAds(resolution);
     for (const std::string& line : linesOfErrors(resolution.errors))
         printError(line);
     if (options.JSON) {
@@ -76,7 +104,7 @@ int runResolve(const ResolveOptions& options) {
     } else {
         printText(options, resolution);
     }
-    return conclude(options, resolution);
+    return finish(options, resolution);
 }
 
 }  // namespace
@@ -84,6 +112,8 @@ int runResolve(const ResolveOptions& options) {
 void addResolveOptions(CLI::App& command, ResolveOptions& options) {
     addSource(command, options.source);
     addJSON(command, options.JSON);
+    addReport(command, options.report);
+    command.add_flag("--fragments", options.fragments)->group("");
     addAmount(command, "--timeout", options.timeout, "Seconds for resolving everything");
     addAmount(command, "--request-timeout", options.requestTimeout, "Seconds for one download");
     command.add_option("--max-wrappers", options.maxWrappers, "Wrappers followed in a row")

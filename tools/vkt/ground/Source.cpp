@@ -64,7 +64,7 @@ std::shared_ptr<VKTURLSessionTask> RecordingProvider::dataRequest(
     const auto start = std::chrono::steady_clock::now();
     return provider_->dataRequest(
         request,
-        [log = log_, start, url = request.url.absoluteString(), handler = std::move(completionHandler)](
+        [log = log_, keepsBodies = keepsBodies_, start, url = request.url.absoluteString(), handler = std::move(completionHandler)](
             const VKTURLSessionResponse& response, const std::shared_ptr<VKTURLSessionTask>& task) {
             RequestRecord record{url, std::nullopt, response.error(), 0};
             if (response.response()) record.statusCode = response.response()->statusCode;
@@ -72,6 +72,7 @@ std::shared_ptr<VKTURLSessionTask> RecordingProvider::dataRequest(
                 std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
             {
                 const std::lock_guard lock(log->mutex);
+                if (keepsBodies) log->unclaimed[url].push_back({record, response.data()});
                 log->records.push_back(std::move(record));
             }
             if (handler) handler(response, task);
@@ -81,6 +82,15 @@ std::shared_ptr<VKTURLSessionTask> RecordingProvider::dataRequest(
 std::vector<RequestRecord> RecordingProvider::records() const {
     const std::lock_guard lock(log_->mutex);
     return log_->records;
+}
+
+std::optional<AnsweredRequest> RecordingProvider::claim(const std::string& url) {
+    const std::lock_guard lock(log_->mutex);
+    auto& requests = log_->unclaimed[url];
+    if (requests.empty()) return std::nullopt;
+    AnsweredRequest request = std::move(requests.front());
+    requests.pop_front();
+    return request;
 }
 
 VKTArray reportOfRequests(const std::vector<RequestRecord>& records) {

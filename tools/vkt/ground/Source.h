@@ -1,10 +1,12 @@
 // Where a command reads its document from, and a record of the requests made on the way.
 #pragma once
 
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTValue.h"
@@ -32,26 +34,39 @@ struct RequestRecord {
     double milliseconds = 0;
 };
 
+/// The same with what was answered.
+struct AnsweredRequest {
+    RequestRecord record;
+    VKTData body;  ///< null when there is none, or none is kept
+};
+
 /// Passes requests to another provider and keeps a record of each in the order of their completion. Any
 /// thread.
 class RecordingProvider : public VKTURLSessionProviderProtocol {
   public:
-    explicit RecordingProvider(std::shared_ptr<VKTURLSessionProviderProtocol> provider)
-        : provider_(std::move(provider)), log_(std::make_shared<Log>()) {}
+    /// Bodies are kept until they are claimed.
+    explicit RecordingProvider(std::shared_ptr<VKTURLSessionProviderProtocol> provider,
+                               bool keepsBodies = false)
+        : provider_(std::move(provider)), log_(std::make_shared<Log>()), keepsBodies_(keepsBodies) {}
 
     std::shared_ptr<VKTURLSessionTask> dataRequest(const VKTURLRequest& request,
                                                    VKTURLSessionCompletionHandler completionHandler) override;
 
     [[nodiscard]] std::vector<RequestRecord> records() const;
 
+    /// With bodies: the oldest request for a URL that has ended and that nobody has claimed.
+    std::optional<AnsweredRequest> claim(const std::string& url);
+
   private:
     struct Log {
         std::mutex mutex;
         std::vector<RequestRecord> records;
+        std::unordered_map<std::string, std::deque<AnsweredRequest>> unclaimed;  // of each URL
     };
 
     std::shared_ptr<VKTURLSessionProviderProtocol> provider_;
     std::shared_ptr<Log> log_;  // shared with requests under way
+    const bool keepsBodies_;
 };
 
 VKTArray reportOfRequests(const std::vector<RequestRecord>& records);

@@ -24,15 +24,13 @@ class Listener : public VKTVASTReadingListener {
     Inspection& inspection_;
 };
 
-}  // namespace
-
-void Remarks::add(const std::string& path, const std::string& reason) {
-    if (kept.size() < limit) {
-        kept.push_back({path, reason});
-    } else {
-        ++untold;
-    }
+VKTData textOf(const Source& source, RecordingProvider& recorder) {
+    if (source.data) return std::make_shared<const std::string>(*source.data);
+    const auto answer = source.url ? recorder.claim(source.url->absoluteString()) : std::nullopt;
+    return answer ? answer->body : nullptr;
 }
+
+}  // namespace
 
 VKTVASTModel::Ads Inspection::ads() const {
     return response.model ? response.model->ads() : VKTVASTModel::Ads();
@@ -43,10 +41,11 @@ bool Inspection::hasValidAd() const {
     return std::any_of(all.begin(), all.end(), [](const auto& ad) { return ad->isValid(); });
 }
 
-Inspection inspect(const Source& source) {
+Inspection inspect(const Source& source, InspectionText text) {
     Inspection inspection;
     inspection.source = source.name;
-    const auto recorder = std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance());
+    const auto recorder = std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance(),
+                                                               text == InspectionWithText);
     Listener listener(inspection);
     inspection.response =
         VKTVASTModelGenerator::initWithSessionManager(VKTURLSession::initWithSessionProvider(recorder))
@@ -57,6 +56,7 @@ Inspection inspect(const Source& source) {
                 },
                 &listener);
     inspection.requests = recorder->records();
+    if (text == InspectionWithText) inspection.text = textOf(source, *recorder);
     if (!inspection.response.model) return inspection;
 
     std::unordered_map<const VKTVASTAd*, std::size_t> places;

@@ -6,25 +6,9 @@
 #include <vector>
 
 #include "VKTCoreKit/vast/VKTVASTParser.h"
+#include "ground/Remarks.h"
 #include "ground/ReportedError.h"
 #include "ground/Source.h"
-
-/// A place in a document, as an XPath, and what is to be said of it.
-struct Remark {
-    std::string path;
-    std::string reason;
-};
-
-/// Remarks of one kind. Documents may deserve millions: so many are kept, the others counted.
-struct Remarks {
-    static constexpr std::size_t limit = 65536;
-
-    std::vector<Remark> kept;
-    std::size_t untold = 0;
-
-    void add(const std::string& path, const std::string& reason);
-    [[nodiscard]] std::size_t count() const { return kept.size() + untold; }
-};
 
 struct Inspection {
     std::string source;  ///< as the user wrote it
@@ -35,10 +19,14 @@ struct Inspection {
     Remarks needingAttention;  ///< read, but worth a look
     std::vector<ReportedError> errors;
     std::vector<RequestRecord> requests;
+    VKTData text;  ///< of the document; null unless it was to be kept, or there is none
 
     [[nodiscard]] VKTVASTModel::Ads ads() const;
     [[nodiscard]] bool hasValidAd() const;
 };
 
+/// Whether the text of the document is kept, for who shows it.
+enum InspectionText : bool { InspectionWithoutText, InspectionWithText };
+
 /// Reads the source's bytes, or what its URL gives.
-Inspection inspect(const Source& source);
+Inspection inspect(const Source& source, InspectionText text = InspectionWithoutText);

@@ -16,8 +16,8 @@ namespace {
 
 // Requests for one URL bring documents in the same order.
 std::vector<DocumentRequest> requestsWithDocuments(const std::vector<RequestRecord>& records,
-                                                   const std::vector<VKTVASTDocumentOutcome>& documents) {
-    std::map<std::string, std::deque<const VKTVASTDocumentOutcome*>> documentsOfURL;
+                                                   const std::vector<MetDocument>& documents) {
+    std::map<std::string, std::deque<const MetDocument*>> documentsOfURL;
     for (const auto& document : documents) {
         if (document.wasRequested) documentsOfURL[document.url->absoluteString()].push_back(&document);
     }
@@ -65,7 +65,19 @@ VKTAdBreakOptions breakOptionsOf(const ResolveOptions& options) {
 // The sentences are made once for each document, which may have very many problems.
 class Resolving::Listener : public VKTVASTManagerDelegate {
   public:
-    explicit Listener(std::string source) : source_(std::move(source)) {}
+    Listener(std::string source, std::shared_ptr<RecordingProvider> provider,
+             std::optional<ResolvingDetail> detail)
+        : source_(std::move(source)), provider_(std::move(provider)), detail_(std::move(detail)) {}
+
+    std::shared_ptr<VKTVASTReadingListener> vastManagerRequestsReadingListener(
+        VKTVASTManager& /*manager*/, const std::optional<VKTURL>& /*url*/,
+        const std::shared_ptr<VKTVASTAd>& /*wrapperAd*/) override {
+        if (!detail_) return nullptr;
+        const auto reading = std::make_shared<Reading>();
+        const std::lock_guard lock(mutex_);
+        readings_[std::this_thread::get_id()] = reading;
+        return reading;
+    }
 
     void vastManagerDidEncounterError(VKTVASTManager& /*manager*/, const VKTVASTError& error,
                                       const std::vector<VKTVASTURL>& errorURLs,
@@ -85,32 +97,98 @@ class Resolving::Listener : public VKTVASTManagerDelegate {
         const std::lock_guard lock(mutex_);
         for (const std::size_t error : std::exchange(underWay_[std::this_thread::get_id()], {}))
             errors_[error].detail = sentence;
-        documents_.push_back(outcome);
+        add(outcome);
+        if (detail_ && detail_->onDocument) detail_->onDocument(documents_.back(), documents_.size() - 1);
     }
 
     void giveTo(Resolution& resolution) const {
         const std::lock_guard lock(mutex_);
         resolution.errors = errors_;
         resolution.documents = documents_;
+        for (std::size_t place = 0; place < documents_.size(); ++place) {
+            if (readingOf_[place]) readingOf_[place]->giveTo(resolution.documents[place]);
+        }
     }
 
   private:
+    // What is said of one document, while it is read and while its ads are merged.
+    class Reading : public VKTVASTReadingListener {
+      public:
+        void dropped(const std::string& path, const std::string& reason) override {
+            const std::lock_guard lock(mutex_);
+            dropped_.add(path, reason);
+        }
+        void needsAttention(const std::string& path, const std::string& reason) override {
+            const std::lock_guard lock(mutex_);
+            needingAttention_.add(path, reason);
+        }
+        void giveTo(MetDocument& document) const {
+            const std::lock_guard lock(mutex_);
+            document.dropped = dropped_;
+            document.needingAttention = needingAttention_;
+        }
+
+      private:
+        mutable std::mutex mutex_;
+        Remarks dropped_;
+        Remarks needingAttention_;
+    };
+
+    // A wrapper is followed, or not, on the thread that has read its document, but for passbacks.
+    void add(const VKTVASTDocumentOutcome& outcome) {
+        MetDocument document;
+        static_cast<VKTVASTDocumentOutcome&>(document) = outcome;
+        if (outcome.wrapperDepth > 0) {
+            const auto& own = latest_[std::this_thread::get_id()];
+            const auto parent = own.find(outcome.wrapperDepth - 1);
+            const auto any = latestOfAll_.find(outcome.wrapperDepth - 1);
+            if (parent != own.end()) {
+                document.parent = parent->second;
+            } else if (any != latestOfAll_.end()) {
+                document.parent = any->second;
+            }
+        }
+        latest_[std::this_thread::get_id()][outcome.wrapperDepth] = documents_.size();
+        latestOfAll_[outcome.wrapperDepth] = documents_.size();
+        if (outcome.wasRequested) takeAnswer(document);
+        const bool isRead = outcome.wasRequested || outcome.wrapperDepth == 0;
+        readingOf_.push_back(isRead ? std::exchange(readings_[std::this_thread::get_id()], {}) : nullptr);
+        if (detail_ && !outcome.wasRequested && outcome.wrapperDepth == 0) document.text = detail_->sourceText;
+        documents_.push_back(std::move(document));
+    }
+
     [[nodiscard]] std::string placeOf(const VKTVASTDocumentOutcome& outcome) const {
         const std::string place = "In " + nameOfDocument(outcome, source_);
         if (outcome.problem.empty()) return place + ".";
         return place + ", which leads to no ad: " + shortened(outcome.problem) + ".";
     }
 
+    void takeAnswer(MetDocument& document) {
+        const auto request = provider_->claim(document.url->absoluteString());
+        if (!request) return;
+        document.request = request->record;
+        document.text = request->body;
+    }
+
+    using Places = std::map<std::int64_t, std::size_t>;
+
     const std::string source_;
+    const std::shared_ptr<RecordingProvider> provider_;
+    const std::optional<ResolvingDetail> detail_;
     mutable std::mutex mutex_;
     std::vector<ReportedError> errors_;
-    std::vector<VKTVASTDocumentOutcome> documents_;
+    std::vector<MetDocument> documents_;
+    std::vector<std::shared_ptr<Reading>> readingOf_;               // of each document; null without detail
     std::map<std::thread::id, std::vector<std::size_t>> underWay_;  // errors of the document on each thread
+    std::map<std::thread::id, std::shared_ptr<Reading>> readings_;  // of the document on each thread
+    std::map<std::thread::id, Places> latest_;                      // document of each depth on each thread
+    Places latestOfAll_;
 };
 
-Resolving::Resolving(const ResolveOptions& options)
-    : listener_(std::make_shared<Listener>(options.source)),
-      provider_(std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance())),
+Resolving::Resolving(const ResolveOptions& options, std::optional<ResolvingDetail> detail)
+    : provider_(std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance(),
+                                                    detail.has_value())),
+      listener_(std::make_shared<Listener>(options.source, provider_, std::move(detail))),
       breakOptions_(breakOptionsOf(options)),
       services_(VKTAdBreakServices::initWithPlatform(VKTPlatform::current())) {
     breakOptions_.resolvingDelegate = listener_;
@@ -129,12 +207,15 @@ Resolution Resolving::resolutionOf(const VKTAdBreakResolution& breakResolution) 
     return resolution;
 }
 
-Resolution resolveSource(const ResolveOptions& options, const Source& source) {
-    const Resolving resolving(options);
+Resolution resolveSource(const ResolveOptions& options, const Source& source,
+                         std::optional<ResolvingDetail> detail,
+                         const std::function<void(const VKTAdBreakAd& ad)>& onAd) {
+    const Resolving resolving(options, std::move(detail));
     const auto resolver = VKTAdBreakResolver::initWithOptions(resolving.options(), resolving.services(),
                                                               resolving.options().resolvingDelegate);
     resolver->readWithXML(source.data, source.url);
-    while (resolver->nextAd()) {
+    while (const auto ad = resolver->nextAd()) {
+        if (onAd) onAd(*ad);
     }
     return resolving.resolutionOf(resolver->resolution());
 }

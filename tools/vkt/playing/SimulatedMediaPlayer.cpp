@@ -15,8 +15,7 @@ void SimulatedMediaPlayer::prepare(double duration, std::vector<Action> actions,
     waitUntilReady_ = std::move(waitUntilReady);
 }
 
-void SimulatedMediaPlayer::load(const VKTVASTMediaFile& /*file*/,
-                                const std::shared_ptr<VKTMediaPlayerListener>& listener) {
+void SimulatedMediaPlayer::begin(const std::shared_ptr<VKTMediaPlayerListener>& listener) {
     listener_ = listener;
     positionBefore_ = 0;
     waitUntilReady_();

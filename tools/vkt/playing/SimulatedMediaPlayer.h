@@ -23,7 +23,13 @@ class SimulatedMediaPlayer : public VKTMediaPlayer {
     /// happens on the way, by position; and what is waited for, before it is ready.
     void prepare(double duration, std::vector<Action> actions, std::function<void()> waitUntilReady);
 
-    void load(const VKTVASTMediaFile& file, const std::shared_ptr<VKTMediaPlayerListener>& listener) override;
+    void load(const VKTVASTMediaFile& /*file*/,
+              const std::shared_ptr<VKTMediaPlayerListener>& listener) override {
+        begin(listener);
+    }
+
+    /// What `load` does, whatever the file is.
+    void begin(const std::shared_ptr<VKTMediaPlayerListener>& listener);
     void play() override;
     void pause() override;
     void stop() override;

@@ -1,7 +1,5 @@
 #include "playing/Timeline.h"
 
-#include "ground/Text.h"
-
 void TimelineRecorder::add(double time, const std::string& event, const VKTPixels& pixels) {
     const bool isNew = timeline_.empty() || timeline_.back().time != time || timeline_.back().event != event;
     if (isNew) timeline_.push_back({time, event, {}});
@@ -10,12 +8,7 @@ void TimelineRecorder::add(double time, const std::string& event, const VKTPixel
     all.insert(all.end(), places.begin(), places.end());
 }
 
-void TimelineRecorder::show() {
-    for (; shown_ < timeline_.size(); ++shown_) {
-        const auto& [time, event, pixels] = timeline_[shown_];
-        std::string line = textOfTime(time);
-        line += "  " + event + ": ";
-        line += pixels.empty() ? "nothing to call" : countOf(pixels.size(), "pixel");
-        screen_.line(line);
-    }
+void TimelineRecorder::tell() {
+    for (; told_ < timeline_.size(); ++told_)
+        onEntry_(timeline_[told_]);
 }

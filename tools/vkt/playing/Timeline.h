@@ -2,11 +2,12 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "playing/PixelLedger.h"
-#include "playing/PlayScreen.h"
 
 /// One event that was tracked.
 struct TimelineEntry {
@@ -16,22 +17,25 @@ struct TimelineEntry {
 };
 using Timeline = std::vector<TimelineEntry>;
 
-/// Keeps the timeline, and shows its entries.
+/// Keeps the timeline, and tells of its entries.
 class TimelineRecorder {
   public:
-    TimelineRecorder(PixelLedger& ledger, PlayScreen& screen) : ledger_(ledger), screen_(screen) {}
+    using EntryHandler = std::function<void(const TimelineEntry& entry)>;
+
+    TimelineRecorder(PixelLedger& ledger, EntryHandler onEntry)
+        : ledger_(ledger), onEntry_(std::move(onEntry)) {}
 
     /// Entries of one name and time that follow one another become one.
     void add(double time, const std::string& event, const VKTPixels& pixels);
 
-    /// Shows the entries that are new.
-    void show();
+    /// Tells of the entries that are new.
+    void tell();
 
     [[nodiscard]] const Timeline& timeline() const { return timeline_; }
 
   private:
     PixelLedger& ledger_;
-    PlayScreen& screen_;
+    const EntryHandler onEntry_;
     Timeline timeline_;
-    std::size_t shown_ = 0;
+    std::size_t told_ = 0;
 };

@@ -1,5 +1,6 @@
 #include "report/InspectionReport.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -40,10 +41,7 @@ JSONReport reportOfInspectedAd(const VKTVASTAd& ad) {
 // The text for people. Lines below the heading of an ad stand at a label.
 class Text {
   public:
-    explicit Text(const Inspection& inspection)
-        : inspection_(inspection),
-          isMain_(marksOf(inspection.mainAds)),
-          isPassback_(marksOf(inspection.passbackAds)) {}
+    explicit Text(const Inspection& inspection) : inspection_(inspection) {}
 
     std::vector<std::string> lines() {
         header();
@@ -109,7 +107,7 @@ class Text {
         if (ad.adSystem()) line += " from " + *ad.adSystem();
         if (ad.hasSequence()) line += ", sequence " + *ad.adSequence();
         heading(line);
-        add("   " + useOf(index) + "; " + (ad.isValid() ? "valid" : "not valid: " + ad.invalidReason()));
+        add("   " + useOfAd(inspection_, index) + "; " + (ad.isValid() ? "valid" : "not valid: " + ad.invalidReason()));
         if (ad.isWrapper()) {
             const auto next = ad.nextActionURL();
             add("   leads to " + (next ? next->absoluteString() : "nowhere: it has no usable VASTAdTagURI"));
@@ -138,18 +136,6 @@ class Text {
         add("   viewability");
         for (const auto& event : ad.viewabilityEvents())
             add("     " + event->eventName() + " " + event->eventURL().absoluteString());
-    }
-
-    [[nodiscard]] std::string useOf(std::size_t index) const {
-        if (isMain_[index]) return isPassback_[index] ? "main ad, and passback of itself" : "main ad";
-        return isPassback_[index] ? "passback" : "not used: another ad comes before it";
-    }
-
-    [[nodiscard]] std::vector<bool> marksOf(const Indices& indices) const {
-        std::vector<bool> marks(inspection_.ads().size());
-        for (const std::size_t index : indices)
-            marks[index] = true;
-        return marks;
     }
 
     void list(const std::string& name, const std::vector<VKTVASTURL>& list) {
@@ -253,8 +239,6 @@ class Text {
     }
 
     const Inspection& inspection_;
-    const std::vector<bool> isMain_;
-    const std::vector<bool> isPassback_;
     std::vector<std::string> lines_;
 };
 
@@ -284,6 +268,15 @@ JSONReport reportOfInspection(const Inspection& inspection) {
                                {"droppedCount", inspection.dropped.count()},
                                {"needingAttention", reportOfRemarks(inspection.needingAttention)},
                                {"needingAttentionCount", inspection.needingAttention.count()}});
+}
+
+std::string useOfAd(const Inspection& inspection, std::size_t place) {
+    // Both lists are in the order of the ads.
+    const auto holds = [place](const Indices& list) { return std::binary_search(list.begin(), list.end(), place); };
+    const bool isMain = holds(inspection.mainAds);
+    const bool isPassback = holds(inspection.passbackAds);
+    if (isMain) return isPassback ? "main ad, and passback of itself" : "main ad";
+    return isPassback ? "passback" : "not used: another ad comes before it";
 }
 
 std::vector<std::string> linesOfInspection(const Inspection& inspection) {

@@ -75,14 +75,6 @@ JSONReport reportOfPlay(const PlayOptions& options, const PlayResult& result) {
     return report;
 }
 
-std::vector<std::size_t> PlayResult::places(bool isOfEarlierRun) const {
-    std::vector<std::size_t> places;
-    for (std::size_t place = 0; place < pixels.size(); ++place) {
-        if (pixels[place].isOfEarlierRun == isOfEarlierRun) places.push_back(place);
-    }
-    return places;
-}
-
 std::vector<std::string> summaryOfPixels(const PlayOptions& options, const PlayResult& result) {
     std::vector<std::string> lines;
     const auto earlier = result.places(true);

@@ -41,6 +41,16 @@ VKTArray reportOfWrappersNotFollowed(const Resolution& resolution) {
     return report;
 }
 
+bool isAnyAdPlayable(const Resolution& resolution) {
+    return std::any_of(resolution.ads.begin(), resolution.ads.end(),
+                       [](const VKTAdBreakAd& ad) { return ad.isPlayable(); });
+}
+
+bool isUnread(const Resolution& resolution) {
+    const auto& requests = resolution.requests;
+    return !resolution.model && !requests.empty() && requests.front().record.error;
+}
+
 }  // namespace
 
 JSONReport reportOfResolvedAd(const VKTAdBreakAd& ad, const ResolveOptions& options) {
@@ -101,23 +111,20 @@ std::vector<std::string> linesOfRequests(const Resolution& resolution) {
     return lines;
 }
 
+std::optional<std::string> problemOfResolution(const ResolveOptions& options, const Resolution& resolution) {
+    if (isUnread(resolution)) {
+        const auto& error = *resolution.requests.front().record.error;
+        return "cannot read " + options.source + ": " + error.localizedDescription().value_or("the transfer failed");
+    }
+    if (resolution.hasRunOutOfTime)
+        return "the time budget of " + vkt_numberDescription(options.timeout) + " s ran out";
+    if (resolution.model && resolution.model->ads().empty()) return "the answer holds no ad";
+    if (!isAnyAdPlayable(resolution)) return "no ad is playable";
+    return std::nullopt;
+}
+
 ExitStatus conclude(const ResolveOptions& options, const Resolution& resolution) {
-    const bool isAnyAdPlayable = std::any_of(resolution.ads.begin(), resolution.ads.end(),
-                                             [](const VKTAdBreakAd& ad) { return ad.creative != nullptr; });
-    const auto& requests = resolution.requests;
-    const bool isUnread = !resolution.model && !requests.empty() && requests.front().record.error;
-    if (isUnread) {
-        const auto reason =
-            requests.front().record.error->localizedDescription().value_or("the transfer failed");
-        printError("cannot read " + options.source + ": " + reason);
-        return ExitSourceUnread;
-    }
-    if (resolution.hasRunOutOfTime) {
-        printError("the time budget of " + vkt_numberDescription(options.timeout) + " s ran out");
-    } else if (resolution.model && resolution.model->ads().empty()) {
-        printError("the answer holds no ad");
-    } else if (!isAnyAdPlayable) {
-        printError("no ad is playable");
-    }
-    return isAnyAdPlayable ? ExitPlayable : ExitNonePlayable;
+    if (const auto problem = problemOfResolution(options, resolution)) printError(*problem);
+    if (isUnread(resolution)) return ExitSourceUnread;
+    return isAnyAdPlayable(resolution) ? ExitPlayable : ExitNonePlayable;
 }

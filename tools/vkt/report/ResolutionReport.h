@@ -1,6 +1,7 @@
 // What became of a source, as JSON, text and an exit status.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,9 @@ std::vector<std::string> linesOfProblems(const ResolveOptions& options, const Re
 
 /// Each request in a line; below it, why it led nowhere. Then the wrappers that were not followed.
 std::vector<std::string> linesOfRequests(const Resolution& resolution);
+
+/// What went wrong as a whole, half a sentence: "the answer holds no ad"; nothing when an ad is playable.
+std::optional<std::string> problemOfResolution(const ResolveOptions& options, const Resolution& resolution);
 
 /// The exit status, after one last line for everything that went wrong as a whole.
 ExitStatus conclude(const ResolveOptions& options, const Resolution& resolution);

@@ -1,0 +1,159 @@
+#include "playing/RemoteMediaPlayer.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <thread>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t longestLine = 4096;
+
+// Only times: a number from 0 up.
+std::optional<double> secondsOf(const std::string& text) {
+    double seconds = 0;
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    const bool isTime = error == std::errc() && std::isfinite(seconds) && seconds >= 0;
+    return isTime ? std::optional(seconds) : std::nullopt;
+}
+
+VKTMediaFailure failureOf(const std::string& text) {
+    for (const auto failure : {VKTMediaFailureNotFound, VKTMediaFailureTimeout, VKTMediaFailureNotSupported,
+                               VKTMediaFailureNotShown}) {
+        if (text == std::to_string(failure)) return failure;
+    }
+    return VKTMediaFailureGeneral;
+}
+
+// "failed 403 it is no video" is "failed" and "403 it is no video".
+std::pair<std::string, std::string> firstWordOf(const std::string& line) {
+    const std::size_t blank = std::min(line.find(' '), line.size());
+    return {line.substr(0, blank), line.substr(std::min(blank + 1, line.size()))};
+}
+
+}  // namespace
+
+void RemoteMediaPlayer::listen(int descriptor, const std::shared_ptr<VKTRunLoop>& loop,
+                               ViewerHandler onViewerAction) {
+    onViewerAction_ = std::move(onViewerAction);
+    std::FILE* file = fdopen(descriptor, "r");
+    if (file == nullptr) return;
+    std::thread([file, loop, self = weak_from_this()] {
+        std::string line;
+        for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) {
+            if (c != '\n') {
+                if (line.size() < longestLine) line += static_cast<char>(c);
+                continue;
+            }
+            loop->post([self, line] {
+                if (const auto player = self.lock()) player->hear(line);
+            });
+            line.clear();
+        }
+        std::fclose(file);
+    }).detach();
+}
+
+void RemoteMediaPlayer::prepare(double duration, std::function<void()> waitUntilLoaded) {
+    plannedDuration_ = duration;
+    waitUntilLoaded_ = std::move(waitUntilLoaded);
+}
+
+// ---- what the break asks for ----
+
+void RemoteMediaPlayer::load(const VKTVASTMediaFile& file,
+                             const std::shared_ptr<VKTMediaPlayerListener>& listener) {
+    listener_ = listener;
+    position_ = 0;
+    duration_.reset();
+    isReady_ = isSimulated_ = isPlaying_ = false;
+    waitUntilLoaded_();
+    onCommand_({{"media", "load"},
+                {"url", file.url->url().absoluteString()},
+                {"type", file.type ? VKTValue(*file.type) : VKTValue()},
+                {"duration", plannedDuration_ > 0 ? VKTValue(plannedDuration_) : VKTValue()}});
+}
+
+void RemoteMediaPlayer::play() {
+    isPlaying_ = true;
+    if (isSimulated_) substitute_->play();
+    onCommand_({{"media", "play"}});
+}
+
+void RemoteMediaPlayer::pause() {
+    isPlaying_ = false;
+    if (isSimulated_) substitute_->pause();
+    onCommand_({{"media", "pause"}});
+}
+
+void RemoteMediaPlayer::stop() {
+    if (isSimulated_) substitute_->stop();
+    listener_.reset();
+    onCommand_({{"media", "stop"}});
+}
+
+double RemoteMediaPlayer::position() const {
+    return isSimulated_ ? substitute_->position() : position_;
+}
+
+std::optional<double> RemoteMediaPlayer::duration() const {
+    return isSimulated_ ? substitute_->duration() : duration_;
+}
+
+void RemoteMediaPlayer::setVolume(double volume) {
+    onCommand_({{"media", "volume"}, {"value", volume}});
+}
+
+// ---- what the other program tells ----
+
+void RemoteMediaPlayer::hear(const std::string& line) {
+    const auto [word, rest] = firstWordOf(line);
+    constexpr std::string_view words[] = {"ready",   "started", "position", "duration",
+                                          "stalled", "ended",   "failed",   "unplayable"};
+    if (std::find(std::begin(words), std::end(words), word) == std::end(words)) {
+        onViewerAction_(word);
+    } else if (listener_ && !isSimulated_) {
+        hearOfMedia(word, rest);
+    }
+}
+
+void RemoteMediaPlayer::hearOfMedia(const std::string& word, const std::string& rest) {
+    if (word == "ready") {
+        isReady_ = true;
+        listener_->mediaIsReady();
+    } else if (word == "duration") {
+        duration_ = secondsOf(rest);
+    } else if (word == "failed") {
+        const auto [code, reason] = firstWordOf(rest);
+        listener_->mediaDidFail(failureOf(code), reason);
+    } else if (word == "unplayable" && position_ == 0) {
+        simulate(rest);
+    } else if (word == "unplayable") {
+        listener_->mediaDidFail(VKTMediaFailureNotShown, rest);
+    } else if (isReady_) {
+        hearOfProgress(word, rest);
+    }
+}
+
+// Before it is ready, what is told may be of the file before.
+void RemoteMediaPlayer::hearOfProgress(const std::string& word, const std::string& rest) {
+    if (word == "started") {
+        listener_->mediaDidStart();
+    } else if (word == "position") {
+        position_ = secondsOf(rest).value_or(position_);
+    } else if (word == "stalled") {
+        listener_->mediaDidStall();
+    } else {
+        listener_->mediaDidEnd();
+    }
+}
+
+void RemoteMediaPlayer::simulate(const std::string& reason) {
+    isSimulated_ = true;
+    onCommand_({{"media", "simulate"}, {"reason", reason}});
+    substitute_->prepare(plannedDuration_, {}, [] {});
+    substitute_->begin(listener_);
+    if (isPlaying_) substitute_->play();
+}

@@ -1,0 +1,276 @@
+#include "report/DocumentSections.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include "VKTCoreKit/foundation/VKTText.h"
+#include "ground/Text.h"
+#include "inspection/Inspection.h"
+#include "inspection/SourceMap.h"
+#include "report/AdCard.h"
+#include "report/AdReport.h"
+#include "report/AdText.h"
+
+namespace {
+
+// Of a text that is shown as a whole.
+constexpr std::size_t shownSourceSize = 256 * 1024;
+
+// Bytes of a line around what is marked in it. Many documents stand in one line.
+constexpr std::size_t excerptMargin = 160;
+constexpr std::size_t markedSize = 640;
+
+// The next character at or after the byte.
+std::size_t endOf(std::string_view text, std::size_t byte) {
+    const auto isInside = [&](std::size_t at) { return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U; };
+    while (byte < text.size() && isInside(byte))
+        ++byte;
+    return std::min(byte, text.size());
+}
+
+std::size_t startOf(std::string_view text, std::size_t byte) {
+    return endOf(text, byte - std::min(byte, excerptMargin));
+}
+
+std::string textOfMilliseconds(double milliseconds) {
+    std::ostringstream text;
+    text.precision(milliseconds < 10 ? 1 : 0);
+    text << std::fixed << milliseconds << " ms";
+    return text.str();
+}
+
+HTML classed(const char* name, const char* className, const HTML& content) {
+    return HTML::element(name, {{"class", className}}, content);
+}
+
+std::string factsOf(const MetDocument& document) {
+    std::vector<std::string> facts;
+    if (document.version) facts.push_back("VAST " + *document.version);
+    if (document.request) {
+        const RequestRecord& request = *document.request;
+        if (request.statusCode) facts.push_back("HTTP " + std::to_string(*request.statusCode));
+        facts.push_back(textOfMilliseconds(request.milliseconds));
+    }
+    if (document.version)
+        facts.push_back(countOf(document.ads, "ad") + ", " + std::to_string(document.adsTaken) + " taken");
+    const std::size_t lost = document.dropped.count();
+    if (lost > 0) facts.push_back(countOf(lost, "element") + " dropped");
+    return vkt_joined(facts, ", ");
+}
+
+std::string fragmentOf(const std::string& id, std::size_t line) {
+    return id + "-line-" + std::to_string(line);
+}
+
+/// A text in lines. Refers to it.
+class Lines {
+  public:
+    explicit Lines(std::string_view text) : lines_(vkt_split(text, '\n')) {}
+
+    [[nodiscard]] std::size_t count() const { return lines_.size(); }
+
+    /// The line of a place, from 1, with the place marked; of a long one what is around the place.
+    [[nodiscard]] HTML excerptAt(const SourcePlace& place, std::string_view text) const {
+        const std::size_t lineStart = text.rfind('\n', place.offset) + 1;
+        const std::size_t begin = std::max(lineStart, startOf(text, place.offset));
+        const std::size_t tagEnd = endOf(text, place.offset + std::min(place.length, markedSize));
+        const std::size_t end = std::min(text.find('\n', tagEnd), endOf(text, tagEnd + excerptMargin));
+        return HTML(begin > lineStart ? "…" : "") + text.substr(begin, place.offset - begin) +
+               HTML::element("mark", text.substr(place.offset, tagEnd - place.offset)) +
+               text.substr(tagEnd, end - tagEnd);
+    }
+
+    [[nodiscard]] HTML shown(const std::set<std::size_t>& marked, const std::string& id) const {
+        HTML items;
+        for (std::size_t line = 1; line <= lines_.size(); ++line) {
+            const HTML text = HTML::element("code", lines_[line - 1]);
+            items += HTML::element("li", {{"id", fragmentOf(id, line)}},
+                                   marked.contains(line) ? HTML::element("mark", text) : text);
+        }
+        return HTML::element("ol", {{"class", "source"}}, items);
+    }
+
+  private:
+    std::vector<std::string_view> lines_;
+};
+
+/// The remarks of one document, beside its text when that can be shown.
+class RemarkList {
+  public:
+    RemarkList(const VKTData& text, std::string id, const std::vector<std::string>& paths)
+        : text_(text ? std::string_view(*text) : std::string_view()),
+          id_(std::move(id)),
+          map_(text_, paths),
+          lines_(text_) {}
+
+    void add(const Remark& remark, const char* kind) {
+        HTML item = HTML::element("span", {{"class", std::string("badge ") + kind}}, kind);
+        item += " ";
+        item += HTML::element("code", remark.path);
+        item += " " + shortened(remark.reason);
+        if (const SourcePlace* place = map_.placeOf(remark.path)) {
+            marked_.insert(place->line);
+            const std::string words = "line " + std::to_string(place->line);
+            item += " (";
+            item += isShown() ? HTML::element("a", {{"href", "#" + fragmentOf(id_, place->line)}}, words)
+                              : HTML(words);
+            item += ")";
+            item += HTML::element("pre", lines_.excerptAt(*place, text_));
+        }
+        items_ += HTML::element("li", item);
+    }
+    void addCount(std::size_t count) {
+        if (count > 0) items_ += HTML::element("li", "and " + std::to_string(count) + " more");
+    }
+    void mark(std::size_t line) { marked_.insert(line); }
+
+    [[nodiscard]] HTML shown() const {
+        HTML html = items_.empty() ? HTML() : classed("ul", "remarks", items_);
+        if (!isShown() || text_.empty()) return html;
+        return html + HTML::element("details",
+                                    HTML::element("summary", "Source, " + countOf(lines_.count(), "line")),
+                                    lines_.shown(marked_, id_));
+    }
+
+  private:
+    [[nodiscard]] bool isShown() const { return text_.size() <= shownSourceSize; }
+
+    const std::string_view text_;
+    const std::string id_;
+    const SourceMap map_;
+    const Lines lines_;
+    std::set<std::size_t> marked_;
+    HTML items_;
+};
+
+RemarkList remarkList(const Remarks& dropped, const Remarks& needingAttention, const VKTData& text,
+                      const std::string& id) {
+    std::vector<std::string> paths;
+    const auto each = [](const Remarks& remarks, auto use) {
+        for (std::size_t i = 0; i < std::min(remarks.kept.size(), pageListLimit); ++i)
+            use(remarks.kept[i]);
+    };
+    for (const Remarks* remarks : {&dropped, &needingAttention})
+        each(*remarks, [&paths](const Remark& remark) { paths.push_back(remark.path); });
+    RemarkList list(text, id, paths);
+    for (const auto& [remarks, kind] : {std::pair(&needingAttention, "look"), std::pair(&dropped, "dropped")}) {
+        each(*remarks, [&list, kind = kind](const Remark& remark) { list.add(remark, kind); });
+        list.addCount(remarks->count() - std::min(remarks->kept.size(), pageListLimit));
+    }
+    return list;
+}
+
+// An ad leads to no other here: it is told what it is and why nothing came of it.
+HTML adsOf(const MetDocument& document) {
+    Source source;
+    source.data = *document.text;
+    const Inspection inspection = inspect(source);
+    return listOf(inspection.ads(), [](const auto& ad) {
+        return HTML(headingOf(*ad)) + (ad->isValid() ? ": valid" : ": not valid: " + ad->invalidReason()) +
+               contentsOfAd(*ad, VKTDefaultNetworkAccessType);
+    });
+}
+
+HTML faultOf(const MetDocument& document, RemarkList& list) {
+    if (!document.faultLine || !document.text) return {};
+    const auto line = static_cast<std::size_t>(*document.faultLine);
+    list.mark(line);
+    const auto lines = vkt_split(*document.text, '\n');
+    if (line == 0 || line > lines.size()) return {};
+    const std::string_view text = lines[line - 1];
+    const auto column = static_cast<std::size_t>(std::max<std::int64_t>(document.faultColumn.value_or(1), 1)) - 1;
+    const std::size_t place = endOf(text, column);
+    const std::size_t begin = startOf(text, place);
+    return HTML::element("pre", std::to_string(line) + ": ", text.substr(begin, place - begin),
+                         HTML::element("mark", text.substr(place, endOf(text, place + excerptMargin) - place)));
+}
+
+}  // namespace
+
+HTML itemOfDocument(const MetDocument& document, std::size_t place, const std::string& source,
+                    const HTML& below) {
+    const bool isGood = document.problem.empty();
+    HTML html = classed("span", isGood ? "badge good" : "badge bad", isGood ? "leads on" : "no ad");
+    html += " ";
+    html += document.url ? linkTo(*document.url) : HTML(nameOfDocument(document, source));
+    html += " ";
+    html += classed("span", "facts", factsOf(document));
+    HTML item = HTML::element("p", html);
+    if (!isGood) item += classed("p", "reason", shortened(document.problem));
+    const std::string number = std::to_string(place);
+    return HTML::element("li", {{"id", "document-" + number}}, item,
+                         HTML::element("ul", {{"id", "below-" + number}}, below));
+}
+
+HTML treeOfDocuments(const std::vector<MetDocument>& documents, const std::string& source) {
+    std::vector<std::vector<std::size_t>> children(documents.size());
+    std::vector<std::size_t> roots;
+    for (std::size_t place = 0; place < documents.size(); ++place)
+        (documents[place].parent ? children[*documents[place].parent] : roots).push_back(place);
+    // A document comes after the one that led to it.
+    std::vector<HTML> items(documents.size());
+    for (std::size_t place = documents.size(); place-- > 0;) {
+        HTML below;
+        for (const std::size_t child : children[place])
+            below += std::exchange(items[child], {});
+        items[place] = itemOfDocument(documents[place], place, source, below);
+    }
+    HTML tree;
+    for (const std::size_t root : roots)
+        tree += items[root];
+    return tree;
+}
+
+HTML remarksWithSource(const Remarks& dropped, const Remarks& needingAttention, const VKTData& text,
+                       const std::string& id) {
+    return remarkList(dropped, needingAttention, text, id).shown();
+}
+
+HTML sectionsOfDocuments(const std::vector<MetDocument>& documents, const std::string& source) {
+    HTML sections;
+    for (std::size_t place = 0; place < documents.size(); ++place) {
+        const MetDocument& document = documents[place];
+        const bool isSilent = document.problem.empty() && document.dropped.count() == 0 &&
+                              document.needingAttention.count() == 0;
+        if (isSilent || (!document.text && document.dropped.count() == 0)) continue;
+        HTML html = HTML::element("h3", nameOfDocument(document, source));
+        if (!document.problem.empty()) html += classed("p", "reason", shortened(document.problem));
+        const std::string id = "source-" + std::to_string(place);
+        RemarkList list = remarkList(document.dropped, document.needingAttention, document.text, id);
+        html += faultOf(document, list);
+        if (!document.problem.empty() && document.text) html += adsOf(document);
+        sections += HTML::element("section", {{"id", id}}, html, list.shown());
+    }
+    return sections;
+}
+
+HTML listOfErrors(const std::vector<ReportedError>& errors) {
+    std::vector<const ReportedError*> distinct;
+    std::map<std::string, std::size_t> counts;
+    for (const ReportedError& error : errors) {
+        if (counts[lineOfError(error)]++ == 0) distinct.push_back(&error);
+    }
+    return listOf(distinct, [&counts](const ReportedError* reported) {
+        const VKTVASTError& error = reported->error;
+        const bool hasCode = error.VASTCode() != -1;
+        HTML html = classed("span", hasCode ? "badge bad" : "badge",
+                            hasCode ? "VAST " + std::to_string(error.VASTCode())
+                                    : std::to_string(error.korvoCode()));
+        html += " " + error.errorDescription().value_or("");
+        if (reported->detail) html += " " + *reported->detail;
+        html += " ";
+        html += HTML::element("code", error.errorName());
+        if (const std::size_t count = counts[lineOfError(*reported)]; count > 1)
+            html += " (" + std::to_string(count) + " times)";
+        if (!hasCode) return html + classed("p", "facts", "It has no VAST code, so no error pixel is called.");
+        if (reported->errorURLs.empty()) return html + classed("p", "facts", "There is no error pixel to call.");
+        return html + HTML::element("details",
+                                    HTML::element("summary", "Error pixels: " +
+                                                                 std::to_string(reported->errorURLs.size())),
+                                    listOf(reported->errorURLs, [](const VKTVASTURL& url) {
+                                        return HTML::element("code", shortened(url.url().absoluteString()));
+                                    }));
+    });
+}
