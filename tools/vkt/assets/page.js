@@ -233,6 +233,7 @@ const media = {
     else if (message.media === "pause") this.video.pause();
     else if (message.media === "stop") this.unload();
     else if (message.media === "volume") this.setVolume(message.value);
+    else if (message.media === "simulate") this.showSimulated(message.reason);
   },
 
   load(url) {
@@ -272,9 +273,12 @@ const media = {
   fail(reason) {
     if (!this.isLoaded) return;
     this.unload();
+    run?.say(`unplayable ${reason}`);
+  },
+
+  showSimulated(reason) {
     this.video.hidden = true;
-    byId("player-note").textContent = `simulated: this browser does not play the file (${reason})`;
-    run?.say(`unplayable ${reason.replace(/\s+/g, " ")}`);
+    byId("player-note").textContent = `Simulated, since this browser does not play the file: ${reason}`;
   },
 
   tell(line) {
