@@ -1,6 +1,5 @@
 #include "report/InspectionReport.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -41,7 +40,7 @@ JSONReport reportOfInspectedAd(const VKTVASTAd& ad) {
 // The text for people. Lines below the heading of an ad stand at a label.
 class Text {
   public:
-    explicit Text(const Inspection& inspection) : inspection_(inspection) {}
+    explicit Text(const Inspection& inspection) : inspection_(inspection), uses_(inspection) {}
 
     std::vector<std::string> lines() {
         header();
@@ -107,7 +106,7 @@ class Text {
         if (ad.adSystem()) line += " from " + *ad.adSystem();
         if (ad.hasSequence()) line += ", sequence " + *ad.adSequence();
         heading(line);
-        add("   " + useOfAd(inspection_, index) + "; " + (ad.isValid() ? "valid" : "not valid: " + ad.invalidReason()));
+        add("   " + uses_.of(index) + "; " + (ad.isValid() ? "valid" : "not valid: " + ad.invalidReason()));
         if (ad.isWrapper()) {
             const auto next = ad.nextActionURL();
             add("   leads to " + (next ? next->absoluteString() : "nowhere: it has no usable VASTAdTagURI"));
@@ -239,6 +238,7 @@ class Text {
     }
 
     const Inspection& inspection_;
+    const AdUses uses_;
     std::vector<std::string> lines_;
 };
 
@@ -270,13 +270,17 @@ JSONReport reportOfInspection(const Inspection& inspection) {
                                {"needingAttentionCount", inspection.needingAttention.count()}});
 }
 
-std::string useOfAd(const Inspection& inspection, std::size_t place) {
-    // Both lists are in the order of the ads.
-    const auto holds = [place](const Indices& list) { return std::binary_search(list.begin(), list.end(), place); };
-    const bool isMain = holds(inspection.mainAds);
-    const bool isPassback = holds(inspection.passbackAds);
-    if (isMain) return isPassback ? "main ad, and passback of itself" : "main ad";
-    return isPassback ? "passback" : "not used: another ad comes before it";
+AdUses::AdUses(const Inspection& inspection)
+    : isMain_(inspection.ads().size()), isPassback_(isMain_.size()) {
+    for (const std::size_t place : inspection.mainAds)
+        isMain_[place] = true;
+    for (const std::size_t place : inspection.passbackAds)
+        isPassback_[place] = true;
+}
+
+std::string AdUses::of(std::size_t place) const {
+    if (isMain_[place]) return isPassback_[place] ? "main ad, and passback of itself" : "main ad";
+    return isPassback_[place] ? "passback" : "not used: another ad comes before it";
 }
 
 std::vector<std::string> linesOfInspection(const Inspection& inspection) {

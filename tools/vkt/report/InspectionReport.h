@@ -11,7 +11,17 @@
 /// Refers to the inspection.
 JSONReport reportOfInspection(const Inspection& inspection);
 
-/// "main ad", "passback", "not used: another ad comes before it": of one of the ads.
-std::string useOfAd(const Inspection& inspection, std::size_t place);
+/// What the ads of a document are used for.
+class AdUses {
+  public:
+    explicit AdUses(const Inspection& inspection);
+
+    /// "main ad", "passback", "not used: another ad comes before it".
+    [[nodiscard]] std::string of(std::size_t place) const;
+
+  private:
+    std::vector<bool> isMain_;
+    std::vector<bool> isPassback_;
+};
 
 std::vector<std::string> linesOfInspection(const Inspection& inspection);

@@ -95,9 +95,7 @@ MetDocument documentOf(const Inspection& inspection) {
     return document;
 }
 
-HTML cardOfInspected(const Inspection& inspection, std::size_t place) {
-    const VKTVASTAd& ad = *inspection.ads()[place];
-    const std::string use = useOfAd(inspection, place);
+HTML cardOfInspected(const VKTVASTAd& ad, std::size_t place, const std::string& use) {
     HTML verdict =
         HTML::element("span", {{"class", ad.isValid() ? "badge good" : "badge bad"}},
                       ad.isValid() ? "valid" : "not valid");
@@ -125,7 +123,9 @@ void addInspection(Page& page, const Inspection& inspection) {
                            HTML::element("h2", title), HTML::element("p", inspection.source),
                            HTML::element("ul", {{"class", "tree"}},
                                          itemOfDocument(document, 0, inspection.source))));
-    addAds(page, ads.size(), [&](std::size_t place) { return cardOfInspected(inspection, place); });
+    const AdUses uses(inspection);
+    addAds(page, ads.size(),
+           [&](std::size_t place) { return cardOfInspected(*ads[place], place, uses.of(place)); });
     page.add(section(countOf(inspection.errors.size(), "problem"), listOfErrors(inspection.errors)));
     page.add(section("What was dropped, and what to look at",
                      sectionsOfDocuments({document}, inspection.source)));
