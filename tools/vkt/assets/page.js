@@ -68,7 +68,7 @@ class Run {
   constructor(command) {
     this.isPlayerHere = command === "play" && byId("player-kind").value === "browser";
     this.controller = new AbortController();
-    this.id = null;
+    this.id = null; // between the first event and the last one
     this.lines = []; // for the run, not yet sent
     this.isSending = false;
     this.report = null;
@@ -80,7 +80,10 @@ class Run {
     if (!response.ok) return (await response.text()).trim();
     for await (const event of eventsOf(response.body)) {
       const data = event.name === "note" ? event.data : objectOf(event.data);
-      if (event.name === "end") return data.problem;
+      if (event.name === "end") {
+        this.id = null;
+        return data.problem;
+      }
       if (event.name === "run") this.id = data.id;
       else if (event.name === "note") showNote(data);
       else if (event.name === "report") this.report = data.html;
@@ -102,7 +105,7 @@ class Run {
     this.lines.push(line);
     if (this.isSending || this.id === null) return;
     this.isSending = true;
-    while (this.lines.length > 0 && run === this) {
+    while (this.lines.length > 0 && this.id !== null && run === this) {
       const lines = this.lines.splice(0, 100);
       await ask(`/inspector/control?run=${this.id}`, { lines }).catch(() => {});
     }
