@@ -87,8 +87,7 @@ PlayResult play(const PlayOptions& options, const Source& source,
     const VKTData text = source.data ? std::make_shared<const std::string>(*source.data) : nullptr;
     if (options.resolve.fragments) {
         PlayFragments audience(options);
-        return std::make_shared<PlayRun>(options, std::move(pixelProvider), audience,
-                                         audience.detail(text))
+        return std::make_shared<PlayRun>(options, std::move(pixelProvider), audience, audience.detail(text))
             ->run(source);
     }
     ScreenAudience audience(options);

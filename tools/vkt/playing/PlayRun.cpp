@@ -34,12 +34,11 @@ PlayRun::PlayRun(const PlayOptions& options, std::shared_ptr<VKTPixelStoreProvid
       ledger_(std::make_shared<PixelLedger>(
           [this](std::size_t place) { loop_->post([this, place] { tellOutcome(place); }); })),
       problems_(makeRecorder()),
-      remotePlayer_(options.remotePlayer ? std::make_shared<RemoteMediaPlayer>(
-                                               simulatedPlayer_,
-                                               [this](const VKTDictionary& command) {
-                                                   audience_.mediaCommanded(command);
-                                               })
-                                         : nullptr),
+      remotePlayer_(options.remotePlayer
+                        ? std::make_shared<RemoteMediaPlayer>(
+                              simulatedPlayer_,
+                              [this](const VKTDictionary& command) { audience_.mediaCommanded(command); })
+                        : nullptr),
       window_(VKTHeadlessView::windowWithFrame(screenFrame)),
       view_(VKTHeadlessView::initWithFrame(screenFrame)) {
     makePixelManager(std::move(pixelProvider));
@@ -146,7 +145,7 @@ std::vector<SimulatedMediaPlayer::Action> PlayRun::actionsOf(double duration) {
                                }});
         } else if (duration > 0) {
             audience_.noted(std::string("note: ") + option + " " + vkt_numberDescription(*position) +
-                         " s is beyond the end of the ad and does nothing");
+                            " s is beyond the end of the ad and does nothing");
         }
     };
     plan(options_.muteAt, "--mute-at", [this] { player_->setMuted(true); });
@@ -178,7 +177,7 @@ void PlayRun::skip() {
         audience_.noted("note: the ad is not skippable; it is skipped all the same");
     } else if (player_->position() < *skipOffset_) {
         audience_.noted("note: the ad is not skippable before " + vkt_numberDescription(*skipOffset_) +
-                     " s; it is skipped all the same");
+                        " s; it is skipped all the same");
     }
     player_->skip();
 }
