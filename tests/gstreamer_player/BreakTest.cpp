@@ -32,8 +32,8 @@ class Screen {
     Screen() {
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe(ends.data()), 0);
-        server_ = vkt_startProgram({"Xvfb", "-displayfd", std::to_string(ends[1]), "-screen", "0", "1280x720x24",
-                                "-nolisten", "tcp"});
+        server_ = vkt_startProgram({"Xvfb", "-displayfd", std::to_string(ends[1]), "-screen", "0",
+                                    "1280x720x24", "-nolisten", "tcp"});
         close(ends[1]);
         std::string number;
         for (char digit = 0; read(ends[0], &digit, 1) == 1 && digit != '\n';)
