@@ -25,7 +25,8 @@ struct VKTHTTPSessionOptions {
     /// to it is opened, so it does not matter what a name stood for before. A request whose host has no other
     /// address that can be reached fails with -1004, which names the one refused. For strangers' URLs on a
     /// machine that has neighbours. What goes through a proxy is the proxy's to judge: the session sees the
-    /// proxy's address alone, which may be any.
+    /// proxy's address alone, which may be any. Loopback hosts, which pass by the proxy, are refused even
+    /// then.
     bool allowsPrivateAddresses = true;
 
     /// The User-Agent header of requests that have none of their own; none is sent when empty.

@@ -102,7 +102,7 @@ void addNetwork(CLI::App& command, NetworkOptions& options) {
         ->check(proxyProblem);
     command.add_option("--user-agent", options.userAgent, "Sent with every request that has none of its own");
     command.add_flag("--public-addresses-only", options.publicAddressesOnly,
-                     "Connect to no address of this device or of a private network; not with --proxy");
+                     "Connect to public addresses alone, no loopback or private ones; not with --proxy");
 }
 
 void checkNetwork(const NetworkOptions& options) {
