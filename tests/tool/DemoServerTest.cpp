@@ -62,7 +62,7 @@ TEST_F(DemoServerTest, AnswersWellAndBadly) {
 }
 
 TEST_F(DemoServerTest, ListsEveryPathItAnswers) {
-    const std::string listing = client_.Get("/")->body;
+    const std::string listing = client_.Get("/paths")->body;
     EXPECT_EQ(listing, DemoServer::listing());
     for (const char* path : {"/chain/N", "/pixel/...", "/tell?path=P&answer=A", "/files/..."})
         EXPECT_NE(listing.find(path), std::string::npos) << path;

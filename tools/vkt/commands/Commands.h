@@ -2,6 +2,8 @@
 #pragma once
 
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "ground/ExitStatus.h"
 #include "ground/Options.h"
@@ -26,3 +28,6 @@ CommandRun addServe(CLI::App& command);
 
 /// Those of `vkt resolve`, which `vkt play` has, too.
 void addResolveOptions(CLI::App& command, ResolveOptions& options);
+
+/// What was given of the network's options, as arguments for another run of this program.
+std::vector<std::string> networkArguments(const CLI::App& command);

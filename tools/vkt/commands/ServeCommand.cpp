@@ -1,23 +1,30 @@
+#include <arpa/inet.h>
+
+#include <array>
 #include <csignal>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "commands/Commands.h"
 #include "commands/OptionChecks.h"
 #include "ground/Output.h"
 #include "ground/Text.h"
+#include "inspector/Inspector.h"
 #include "server/DemoServer.h"
 
 namespace {
 
 struct ServeOptions {
-    int port = 8080;                 ///< 0: any free one
+    int port = 8080;  ///< 0: any free one
+    std::string address = "127.0.0.1";
+    bool allowsPrivate = false;
     std::string root;                ///< folder served under /files/; none when empty
     std::string media;               ///< folder served under /media/; none when empty
     std::vector<std::string> tells;  ///< "PATH=ANSWER[:N]" each, checked
 };
 
-int runServe(const ServeOptions& options) {
+int runServe(const ServeOptions& options, std::vector<std::string> networkArguments) {
     // Blocked before any thread starts, so that only the wait below receives them.
     sigset_t endSignals;
     sigemptyset(&endSignals);
@@ -30,16 +37,22 @@ int runServe(const ServeOptions& options) {
         out.line(line);
         out.flush();
     };
+    InspectorOptions inspection;
+    inspection.address = options.address;
+    inspection.allowsPrivate = options.allowsPrivate;
+    inspection.networkArguments = std::move(networkArguments);
+    Inspector inspector(std::move(inspection));
     DemoServer server(options.root, writeLine, options.media);
+    server.setGuest(inspector);
     for (const std::string& text : options.tells) {
         if (auto told = ToldAnswer::initWithText(text)) server.tell(std::move(*told));
     }
-    const std::optional<int> port = server.start(options.port);
+    const std::optional<int> port = server.start(options.port, options.address);
     if (!port) {
-        printError("port " + std::to_string(options.port) + " of 127.0.0.1 cannot be used");
+        printError("port " + std::to_string(options.port) + " of " + options.address + " cannot be used");
         return ExitWrongUsage;
     }
-    out.line("serving on http://127.0.0.1:" + std::to_string(*port) + "/");
+    out.line("serving on " + inspector.pageURL(*port));
     out.flush();
 
     int received = 0;
@@ -47,6 +60,20 @@ int runServe(const ServeOptions& options) {
     server.stop();
     return ExitPlayable;
 }
+
+std::string addressProblem(const std::string& text) {
+    std::array<unsigned char, sizeof(in6_addr)> bytes{};
+    const bool isAddress = inet_pton(AF_INET, text.c_str(), bytes.data()) == 1 ||
+                           inet_pton(AF_INET6, text.c_str(), bytes.data()) == 1;
+    return isAddress ? "" : "An IPv4 or IPv6 address is expected, not " + ::quoted(text);
+}
+
+constexpr const char* bindNotes =
+    "The page at / is the inspector. On an address of --bind that others reach it wants the token that is\n"
+    "printed, and so do /tell, /pixels/clear and /logs/clear; its runs ask public addresses only, unless\n"
+    "--allow-private is given. All other paths, and /files/ with them, are open to whoever reaches the "
+    "port,\n"
+    "since players have to fetch them.\n\n";
 
 std::string tellProblem(const std::string& text) {
     if (ToldAnswer::initWithText(text)) return "";
@@ -62,6 +89,12 @@ CommandRun addServe(CLI::App& command) {
     command.add_option("--port", options->port, "Where it listens; 0 for any free port")
         ->capture_default_str()
         ->transform(integerWithin(0, 65535));
+    command.add_option("--bind", options->address, "Where others reach it; 0.0.0.0 or :: for everywhere")
+        ->type_name("ADDRESS")
+        ->capture_default_str()
+        ->check(addressProblem);
+    command.add_flag("--allow-private", options->allowsPrivate,
+                     "Runs may ask private addresses although others reach the page");
     command.add_option("--root", options->root, "A folder to serve under /files/")
         ->check(folder)
         ->type_name("FOLDER");
@@ -72,6 +105,6 @@ CommandRun addServe(CLI::App& command) {
                 "How (the first N) hits of a path are answered; may be repeated")
         ->type_name("PATH=ANSWER[:N]")
         ->check(tellProblem);
-    command.footer(DemoServer::listing());
-    return [options] { return runServe(*options); };
+    command.footer(bindNotes + DemoServer::listing());
+    return [options, &command] { return runServe(*options, networkArguments(command)); };
 }

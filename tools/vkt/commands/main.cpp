@@ -50,8 +50,8 @@ constexpr auto commands = std::to_array<Command>({
      "the record was delivered, or made with --dry-run", "it was dropped or kept", nullptr},
     {"privacy", "Show what the stored consent allows to send, under which identity, and why", addPrivacy,
      NoNetwork, "all signals could be read", nullptr, "a signal, or the file of --store, cannot be read"},
-    {"serve", "Run the demo ad server on 127.0.0.1", addServe, NoNetwork, "ended by SIGINT or SIGTERM",
-     nullptr, nullptr},
+    {"serve", "Run the inspector page and the demo ad server", addServe, WithNetwork,
+     "ended by SIGINT or SIGTERM", nullptr, nullptr},
 });
 
 std::string exitStatusesOf(const Command& command) {
@@ -167,6 +167,17 @@ int run(int argc, char** argv) {
 }
 
 }  // namespace
+
+std::vector<std::string> networkArguments(const CLI::App& command) {
+    std::vector<std::string> arguments;
+    for (const char* name : {"--ca-file", "--proxy", "--user-agent", "--public-addresses-only"}) {
+        const CLI::Option* option = command.get_option_no_throw(name);
+        if (option == nullptr) continue;
+        for (const std::string& value : option->results())
+            arguments.push_back(std::string(name) + "=" + value);
+    }
+    return arguments;
+}
 
 int main(int argc, char** argv) {
     prepareStandardStreams();

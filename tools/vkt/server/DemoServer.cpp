@@ -6,17 +6,16 @@
 #include <array>
 #include <charconv>
 #include <chrono>
-#include <condition_variable>
 #include <filesystem>
 #include <fstream>
 #include <limits>
 #include <string_view>
-#include <thread>
 
 #include "server/DemoConfiguration.h"
 #include "server/DemoDocuments.h"
 #include "server/DemoMedia.h"
 #include "server/DemoScripts.h"
+#include "server/DemoServerImpl.h"
 #include "server/LogCollector.h"
 #include "server/VKTRawServer.h"
 
@@ -24,9 +23,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Requests that hang hold a thread each, so there are many; with 8 MB for each stack, 32 bits have no
-// addresses for more.
-constexpr std::size_t threadLimit = sizeof(void*) < 8 ? 128 : 256;
 constexpr milliseconds hangLimit = std::chrono::minutes(10);
 constexpr int adLimit = 100'000;
 constexpr int depthLimit = 1'000'000;
@@ -37,56 +33,6 @@ constexpr const char* xmlType = "application/xml; charset=utf-8";
 
 constexpr std::string_view gif{
     "GIF89a\1\0\1\0\x80\0\0\0\0\0\xff\xff\xff!\xf9\4\1\0\0\0\0,\0\0\0\0\1\0\1\0\0\2\2D\1\0;", 43};
-
-bool isPlain(std::string_view text, std::string_view alsoAllowed) {
-    return std::all_of(text.begin(), text.end(), [&](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-               alsoAllowed.find(c) != std::string_view::npos;
-    });
-}
-
-}  // namespace
-
-class DemoServer::Impl {
-  public:
-    Impl(const std::string& root, const LineHandler& onLine, const std::string& media);
-
-    std::optional<int> start(int port);
-    void stop();
-
-    void dispatch(const httplib::Request& request, std::string_view path, httplib::Response& response);
-    void waitUnlessStopped(milliseconds time);
-    void tell(ToldAnswer told) { toldAnswers_.tell(std::move(told)); }
-    [[nodiscard]] PixelLog& pixelLog() { return pixelLog_; }
-    [[nodiscard]] LogCollector& logCollector() { return logCollector_; }
-
-    /// The folder with the files of /media/; empty when there is none.
-    [[nodiscard]] const std::filesystem::path& media() const { return media_; }
-
-    [[nodiscard]] std::string baseURL(const httplib::Request& request) const;
-    [[nodiscard]] const VKTRawServer& resetting() const { return resetting_; }
-    [[nodiscard]] const VKTRawServer& garbling() const { return garbling_; }
-
-  private:
-    void answer(const httplib::Request& request, httplib::Response& response);
-
-    const std::filesystem::path media_;
-    httplib::Server server_;
-    const VKTRawServer resetting_{{{}, VKTRawAnswer::Reset}};
-    const VKTRawServer garbling_{{{"\x16\x03\x01 this is not HTTP \xff\xfe\r\n\r\n"}}};
-    std::thread thread_;
-    int port_ = 0;
-
-    std::mutex mutex_;
-    std::condition_variable stopSignal_;
-    bool stopped_ = false;
-
-    ToldAnswers toldAnswers_;
-    PixelLog pixelLog_;
-    LogCollector logCollector_;
-};
-
-namespace {
 
 /// One request under way, as the routes see it.
 struct Exchange {
@@ -321,7 +267,7 @@ void sendMedia(const Exchange& exchange) {
 }
 
 constexpr auto routes = std::to_array<Route>({
-    {"", "", "this list",
+    {"paths", "", "this list",
      [](const Exchange& e) { e.response.set_content(DemoServer::listing(), "text/plain; charset=utf-8"); }},
     {"demo", "", "the sample chain: wrapper, wrapper, pod of three (one unplayable), inline passback",
      sendDemo},
@@ -433,6 +379,12 @@ constexpr auto routes = std::to_array<Route>({
      "answers the path (a prefix with * at its end) so from now on; &times=N: N times", hearAnswer},
 });
 
+const Route* routeNamed(std::string_view name) {
+    const auto* route =
+        std::find_if(routes.begin(), routes.end(), [&](const Route& each) { return each.name == name; });
+    return route == routes.end() ? nullptr : route;
+}
+
 // What a path can be told to do, besides a status.
 struct Misbehaviour {
     std::string_view name;
@@ -447,79 +399,16 @@ constexpr auto misbehaviours = std::to_array<Misbehaviour>({
     {"huge", sendHugeBody},
 });
 
-void misbehave(const Exchange& exchange, const std::string& answer) {
+}  // namespace
+
+void DemoServer::Impl::misbehave(const httplib::Request& request, httplib::Response& response,
+                                 const std::string& answer) {
     const auto* named = std::find_if(misbehaviours.begin(), misbehaviours.end(),
                                      [&](const Misbehaviour& each) { return each.name == answer; });
     if (named != misbehaviours.end()) {
-        named->handle(exchange);
+        named->handle({*this, request, response, {}});
     } else {
-        exchange.response.status = std::stoi(answer);
-    }
-}
-
-}  // namespace
-
-DemoServer::Impl::Impl(const std::string& root, const LineHandler& onLine, const std::string& media)
-    : media_(media.empty() ? "" : std::filesystem::canonical(media)),
-      pixelLog_(onLine),
-      logCollector_(onLine) {
-    server_.new_task_queue = [] { return new httplib::ThreadPool(threadLimit); };
-    server_.set_tcp_nodelay(true);
-    // By itself it takes a port that another server already has, and they would share the requests.
-    server_.set_socket_options([](socket_t socket) {
-        const int on = 1;
-        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    });
-    server_.set_keep_alive_timeout(1);  // an idle connection delays the end by that much
-    if (!root.empty()) server_.set_mount_point("/files", root);
-    server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
-        // The body of a POST request is read after this.
-        const bool isLater = request.path.starts_with("/files/") || request.method == "POST";
-        if (isLater) return httplib::Server::HandlerResponse::Unhandled;
-        answer(request, response);
-        return httplib::Server::HandlerResponse::Handled;
-    });
-    server_.set_payload_max_length(LogCollector::byteLimit);
-    server_.Post(".*", [this](const httplib::Request& request, httplib::Response& response) {
-        answer(request, response);
-    });
-}
-
-std::optional<int> DemoServer::Impl::start(int port) {
-    const bool bound = port == 0 ? (port_ = server_.bind_to_any_port("127.0.0.1")) > 0
-                                 : server_.bind_to_port("127.0.0.1", port_ = port);
-    if (!bound) return std::nullopt;
-    thread_ = std::thread([this] { server_.listen_after_bind(); });
-    while (!server_.is_running()) {
-        std::this_thread::yield();
-    }
-    return port_;
-}
-
-void DemoServer::Impl::stop() {
-    {
-        const std::lock_guard lock(mutex_);
-        stopped_ = true;
-    }
-    stopSignal_.notify_all();
-    if (!thread_.joinable()) return;
-    server_.stop();
-    thread_.join();
-}
-
-void DemoServer::Impl::answer(const httplib::Request& request, httplib::Response& response) {
-    response.status = 200;
-    const bool areLogs = request.path.starts_with("/logs");
-    const bool isDelivery = areLogs && request.method == "POST";
-    const bool isControl =
-        (areLogs && !isDelivery) || request.path == "/tell" || request.path.starts_with("/pixels");
-    const std::string told = isControl ? "normal" : toldAnswers_.answerToHit(request.path);
-    if (request.path.starts_with("/pixel/")) pixelLog_.add(request.target, told);
-    if (told == "normal") {
-        dispatch(request, request.path, response);
-    } else {
-        if (isDelivery) logCollector_.add(request.body, request.get_header_value("User-Agent"), told);
-        misbehave({*this, request, response, {}}, told);
+        response.status = std::stoi(answer);
     }
 }
 
@@ -528,40 +417,19 @@ void DemoServer::Impl::dispatch(const httplib::Request& request, std::string_vie
     if (path.starts_with('/')) path.remove_prefix(1);
     const std::size_t slash = std::min(path.find('/'), path.size());
     const std::string_view argument = path.substr(std::min(slash + 1, path.size()));
-    const auto* route = std::find_if(routes.begin(), routes.end(),
-                                     [&](const Route& each) { return each.name == path.substr(0, slash); });
-    if (route == routes.end()) {
+    const Route* route = routeNamed(path.substr(0, slash));
+    if (route == nullptr) {
         response.status = 404;
-        response.set_content("Nothing here; / lists what is.\n", "text/plain");
+        response.set_content("Nothing here; /paths lists what is.\n", "text/plain");
         return;
     }
     route->handle({*this, request, response, argument});
 }
 
-void DemoServer::Impl::waitUnlessStopped(milliseconds time) {
-    std::unique_lock lock(mutex_);
-    stopSignal_.wait_for(lock, time, [this] { return stopped_; });
-}
-
-std::string DemoServer::Impl::baseURL(const httplib::Request& request) const {
-    const std::string host = request.get_header_value("Host");
-    const bool usable = !host.empty() && isPlain(host, "-._:[]");
-    return "http://" + (usable ? host : "127.0.0.1:" + std::to_string(port_));
-}
-
-DemoServer::DemoServer(const std::string& root, const LineHandler& onLine, const std::string& media)
-    : impl_(std::make_unique<Impl>(root, onLine, media)) {}
-DemoServer::~DemoServer() {
-    stop();
-}
-std::optional<int> DemoServer::start(int port) {
-    return impl_->start(port);
-}
-void DemoServer::tell(ToldAnswer told) {
-    impl_->tell(std::move(told));
-}
-void DemoServer::stop() {
-    impl_->stop();
+std::string_view DemoServer::descriptionOf(std::string_view path) {
+    if (path.starts_with('/')) path.remove_prefix(1);
+    const Route* route = routeNamed(path.substr(0, path.find('/')));
+    return route == nullptr ? std::string_view() : route->description;
 }
 
 std::string DemoServer::listing() {
