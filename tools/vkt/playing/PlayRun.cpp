@@ -8,6 +8,7 @@
 
 namespace {
 
+constexpr double realTime = 1;
 constexpr VKTTimeInterval noTimeLimit{1e9};
 constexpr VKTTimeInterval lastWordLimit{10};  // for scripts to handle the end, and for their requests
 constexpr VKTTimeInterval pauseTime{2};
@@ -30,7 +31,7 @@ PlayRun::PlayRun(const PlayOptions& options, std::shared_ptr<VKTPixelStoreProvid
     : options_(options),
       audience_(audience),
       resolving_(options.resolve, std::move(detail)),
-      loop_(installSimulatedLoop(options.speed)),
+      loop_(installSimulatedLoop(options.remotePlayer ? realTime : options.speed)),
       ledger_(std::make_shared<PixelLedger>(
           [this](std::size_t place) { loop_->post([this, place] { tellOutcome(place); }); })),
       problems_(makeRecorder()),

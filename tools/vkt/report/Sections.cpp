@@ -45,7 +45,7 @@ HTML sectionOfVerdict(const ResolveOptions& options, const Resolution& resolutio
                                                [](const VKTAdBreakAd& ad) { return ad.isPlayable(); }));
     std::string title = "Nothing plays";
     if (playable > 0 && playable == resolution.ads.size()) {
-        title = playable == 1 ? "It plays: 1 ad" : "They play: " + countOf(playable, "ad");
+        title = countOf(playable, "ad") + (playable == 1 ? " plays" : " play");
     } else if (playable > 0) {
         title = std::to_string(playable) + " of " + countOf(resolution.ads.size(), "ad") + " can be played";
     }
