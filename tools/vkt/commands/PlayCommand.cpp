@@ -97,9 +97,10 @@ PlayResult play(const PlayOptions& options, const Source& source,
         ->run(source);
 }
 
-int runPlay(const PlayOptions& options) {
+int runPlay(PlayOptions options) {
     Source source;
     if (!readSource(options.resolve.source, source)) return ExitSourceUnread;
+    if (options.resolve.fragments) options.resolve.source = nameForPage(options.resolve.source);
     auto pixelProvider = providerOf(options.store);
     if (!pixelProvider) return ExitSourceUnread;
     const PlayResult result = play(options, source, std::move(pixelProvider));
