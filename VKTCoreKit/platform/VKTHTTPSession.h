@@ -33,7 +33,7 @@ enum VKTURLErrorCode : std::int16_t {
     VKTURLErrorTimedOut = -1001,
     VKTURLErrorUnsupportedURL = -1002,  ///< neither http nor https, also after a redirect
     VKTURLErrorCannotFindHost = -1003,
-    VKTURLErrorCannotConnectToHost = -1004,
+    VKTURLErrorCannotConnectToHost = -1004,  ///< also when its address is refused (`allowsPrivateAddresses`)
     VKTURLErrorNetworkConnectionLost = -1005,  ///< also within a header, or before the end of a body
     VKTURLErrorHTTPTooManyRedirects = -1007,
     VKTURLErrorResourceUnavailable = -1008,  ///< no thread can be started, or the process was forked

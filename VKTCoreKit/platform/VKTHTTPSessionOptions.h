@@ -20,6 +20,15 @@ struct VKTHTTPSessionOptions {
     /// "http://HOST:PORT" of a proxy for every request but those to loopback addresses; none when empty.
     std::string proxy;
 
+    /// False: connections are opened to public addresses only, whoever asks for them and however their host
+    /// is written or redirected to. Each address that a name stands for is judged by itself when a connection
+    /// to it is opened, so it does not matter what a name stood for before. A request whose host has no other
+    /// address that can be reached fails with -1004, which names the one refused. For strangers' URLs on a
+    /// machine that has neighbours. What goes through a proxy is the proxy's to judge: the session sees the
+    /// proxy's address alone, which may be any. Loopback hosts, which pass by the proxy, are refused even
+    /// then.
+    bool allowsPrivateAddresses = true;
+
     /// The User-Agent header of requests that have none of their own; none is sent when empty.
     std::string userAgent;
 

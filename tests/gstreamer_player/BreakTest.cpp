@@ -1,7 +1,6 @@
 // The player example with real videos, on a screen of its own: what it tells the ad server.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <array>
@@ -23,18 +22,6 @@
 
 namespace {
 
-// Ends with the test, however that ends.
-pid_t startProgram(std::vector<std::string> words) {
-    std::vector<char*> arguments;
-    for (std::string& word : words)
-        arguments.push_back(word.data());
-    arguments.push_back(nullptr);
-    return vkt_inChild([&] {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        return execvp(arguments[0], arguments.data()) == 0;
-    });
-}
-
 void run(const std::string& command) {
     EXPECT_EQ(std::system(command.c_str()), 0) << command;
 }
@@ -45,8 +32,8 @@ class Screen {
     Screen() {
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe(ends.data()), 0);
-        server_ = startProgram({"Xvfb", "-displayfd", std::to_string(ends[1]), "-screen", "0", "1280x720x24",
-                                "-nolisten", "tcp"});
+        server_ = vkt_startProgram({"Xvfb", "-displayfd", std::to_string(ends[1]), "-screen", "0",
+                                    "1280x720x24", "-nolisten", "tcp"});
         close(ends[1]);
         std::string number;
         for (char digit = 0; read(ends[0], &digit, 1) == 1 && digit != '\n';)
@@ -92,7 +79,7 @@ class GStreamerPlayerTest : public testing::Test {
 
     // Plays the break at that path to its end. Returns the exit status.
     int play(const std::string& path) {
-        player_ = startProgram({VKT_GSTREAMER_PLAYER, url_ + path});
+        player_ = vkt_startProgram({VKT_GSTREAMER_PLAYER, url_ + path});
         return vkt_statusOf(player_);
     }
 

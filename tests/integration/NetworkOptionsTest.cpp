@@ -30,6 +30,14 @@ TEST(NetworkOptions, ServersAreVerifiedAgainstTheFile) {
     EXPECT_EQ(server.requests().size(), 1U);
 }
 
+TEST(NetworkOptions, PublicAddressesOnlyLeavesThisDeviceAlone) {
+    const VKTLoopbackServer server;
+    const Outcome outcome = runTool("inspect --public-addresses-only " + server.url("/"));
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_NE(outcome.err.find("127.0.0.1 is not a public address"), std::string::npos) << outcome.err;
+    EXPECT_EQ(server.requests().size(), 0U);
+}
+
 TEST(NetworkOptions, WrongOnesAreToldInOneLine) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         // option, what is told
@@ -37,7 +45,8 @@ TEST(NetworkOptions, WrongOnesAreToldInOneLine) {
         {"--ca-file /tmp", "\"/tmp\" cannot be used: Is a directory"},
         {"--ca-file /dev/null", "\"/dev/null\" cannot be used: it is empty"},
         {"--proxy socks5://proxy:1080", "http://HOST:PORT is expected, not \"socks5://proxy:1080\""},
-        {"--proxy proxy:1080", "http://HOST:PORT is expected, not \"proxy:1080\""}};
+        {"--proxy proxy:1080", "http://HOST:PORT is expected, not \"proxy:1080\""},
+        {"--public-addresses-only --proxy http://proxy:1080", "cannot hold with --proxy"}};
     for (const auto& [option, told] : cases) {
         const Outcome outcome = runTool("inspect http://127.0.0.1:1/ " + option);
         EXPECT_EQ(outcome.status, 2) << option;

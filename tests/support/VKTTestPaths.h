@@ -7,6 +7,7 @@
 struct VKTTestPaths {
     static const char* const sourceFolder;
     static const char* const buildFolder;
+    static const char* const pictureFolder;  ///< for what tests have seen; it need not exist
     static const char* const scriptHost;
     static const char* const tool;
     static const char* const embeddingSDK;

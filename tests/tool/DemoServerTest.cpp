@@ -1,8 +1,10 @@
 #include "server/DemoServer.h"
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -49,7 +51,6 @@ TEST_F(DemoServerTest, AnswersWellAndBadly) {
         {"/chain/x", "400 A number from 0 to"},
         {"/inline/<a>", "400 Letters, digits"},
         {"/nowhere", "404 Nothing here"},
-        {"/media/a.mp4", std::string("200 \0\0\0\x18", 8)},
         {"/redirect-loop", "no answer"},
         {"/close", "no answer"},
         {"/reset", "no answer"},
@@ -115,6 +116,35 @@ TEST_F(DemoServerTest, ServesPartsOfTheMediaFilesOfItsFolderAndNothingOutsideOfI
     for (const char* name :
          {"link.mp4", "../secret.mp4", "%2e%2e/secret.mp4", "/etc/hostname", "", "none.mp4"})
         EXPECT_EQ(answer(name, {}).substr(0, 3), "404") << name;
+}
+
+TEST_F(DemoServerTest, HasAVideoAsLongAsItsAdsThatPlaysWhileItLoads) {
+    const std::string video = client_.Get("/media/a.mp4")->body;
+    const auto numberAt = [&](std::size_t offset) {
+        std::uint32_t number = 0;
+        std::memcpy(&number, video.substr(offset, sizeof number).data(), sizeof number);
+        return ntohl(number);
+    };
+    const std::size_t header = video.find("mvhd");
+    ASSERT_LT(header, video.find("mdat")) << "what plays it would load all of it first";
+    EXPECT_EQ(numberAt(header + 20), 15 * numberAt(header + 16));  // in the unit that stands before it
+    const auto part = client_.Get("/media/a.mp4", {{"Range", "bytes=4-7"}});
+    EXPECT_EQ(std::to_string(part->status) + " " + part->body, "206 ftyp");
+}
+
+TEST_F(DemoServerTest, ItsPicturesHaveTheSizesOfItsDocuments) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"/media/companion.gif", "300x250"}, {"/media/icon.gif", "16x16"}, {"/media/other.gif", "1x1"}};
+    for (const auto& [path, size] : cases) {
+        const auto result = client_.Get(path);
+        const auto numberAt = [&](std::size_t offset) {
+            return static_cast<unsigned char>(result->body[offset]) +
+                   256 * static_cast<unsigned char>(result->body[offset + 1]);
+        };
+        EXPECT_EQ(std::to_string(numberAt(6)) + "x" + std::to_string(numberAt(8)), size) << path;
+        EXPECT_EQ(result->get_header_value("Content-Type") + result->body.substr(0, 3), "image/gifGIF")
+            << path;
+    }
 }
 
 TEST_F(DemoServerTest, StallsHalfway) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "VKTCoreKit/foundation/VKTText.h"
+#include "VKTCoreKit/platform/linux/VKTPublicAddress.h"
 
 namespace {
 
@@ -45,6 +46,7 @@ void VKTCurlTransfer::prepare(const VKTURLRequest& request, void* owner) {
 }
 
 void VKTCurlTransfer::prepareNext() {
+    refusedAddress_.clear();
     response_ = {};
     isHeaderComplete_ = false;
     receivedLength_ = 0;
@@ -57,6 +59,7 @@ void VKTCurlTransfer::clear() {
     request_ = nullptr;
     redirectCount_ = 0;
     redirectError_.reset();
+    refusedAddress_.clear();
     headerLength_ = 0;
     response_ = {};
     isHeaderComplete_ = false;
@@ -74,8 +77,9 @@ void VKTCurlTransfer::setUp() {
     setBehaviour();
     set(CURLOPT_PRIVATE, owner_);
     set(CURLOPT_URL, url_.c_str());
-    const bool isDirect = options_.proxy.empty() || vkt_isLoopbackHost(vkt_originOf(url_).host);
-    set(CURLOPT_PROXY, isDirect ? "" : options_.proxy.c_str());  // empty: none, whatever the environment says
+    isProxied_ = !options_.proxy.empty() && !vkt_isLoopbackHost(vkt_originOf(url_).host);
+    set(CURLOPT_PROXY,
+        isProxied_ ? options_.proxy.c_str() : "");  // empty: none, whatever the environment says
     setRemainingTime();
     setMethod();
     const std::string& first = request_->url.absoluteString();
@@ -149,6 +153,12 @@ void VKTCurlTransfer::setHeaders(bool isFirstOrigin) {
 
 void VKTCurlTransfer::addHeaderLine(const std::string& line) {
     headers_ = curl_slist_append(headers_, line.c_str());
+}
+
+bool VKTCurlTransfer::allows(const sockaddr& address) {
+    if (options_.allowsPrivateAddresses || isProxied_ || vkt_isPublicAddress(address)) return true;
+    refusedAddress_ = vkt_textOfAddress(address);
+    return false;
 }
 
 bool VKTCurlTransfer::followRedirect(CURLcode code) {
@@ -327,6 +337,10 @@ std::optional<VKTError> VKTCurlTransfer::errorOf(CURLcode code) const {
     if (stop_ == Stop::BodyMalformed) {
         return vkt_transferError(VKTURLErrorBadServerResponse, "malformed answer", url,
                                  "the body is not in its Content-Encoding");
+    }
+    if (code == CURLE_COULDNT_CONNECT && !refusedAddress_.empty()) {
+        return vkt_transferError(VKTURLErrorCannotConnectToHost, "cannot connect to host", url,
+                                 refusedAddress_ + " is not a public address");
     }
     if (code != CURLE_OK) {
         const std::string_view reason = reason_.front() != '\0' ? reason_.data() : curl_easy_strerror(code);

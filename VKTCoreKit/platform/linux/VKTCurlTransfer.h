@@ -2,6 +2,7 @@
 #pragma once
 
 #include <curl/curl.h>
+#include <sys/socket.h>
 
 #include <array>
 #include <chrono>
@@ -39,6 +40,9 @@ class VKTCurlTransfer {
     /// Sets the handle up; `owner` is found again as its CURLINFO_PRIVATE. The request's deadline begins
     /// here. The request must live until `clear`.
     void prepare(const VKTURLRequest& request, void* owner);
+
+    /// Whether a connection to the address may be opened.
+    bool allows(const sockaddr& address);
 
     /// True when libcurl has ended with a redirect that is to be followed. Then the handle is taken out of
     /// its multi handle, `prepareNext` sets it up for the next answer, and it is put in again; `result` is
@@ -115,6 +119,8 @@ class VKTCurlTransfer {
     int redirectCount_ = 0;
     bool sendsBody_ = false;
     std::optional<VKTError> redirectError_;
+    bool isProxied_ = false;
+    std::string refusedAddress_;
     std::size_t headerLength_ = 0;  // of all answers
 
     // The current answer.

@@ -104,26 +104,32 @@ std::optional<VKTError> VKTCurlTransferSet::errorBeforeStart(const VKTURLRequest
 void VKTCurlTransferSet::begin(const std::shared_ptr<VKTCurlTask>& task) {
     std::unique_ptr<VKTCurlTransfer> transfer = takeTransfer();
     transfer->prepare(task->request(), task.get());
-    applyConnectionOptions(transfer->easy());
-    curl_multi_add_handle(multi_, transfer->easy());
-    active_.emplace(task.get(), Active{task, std::move(transfer)});
+    add(active_.emplace(task.get(), Active{*this, task, std::move(transfer)}).first->second);
     lastUse_ = lastLook_ = std::chrono::steady_clock::now();
+}
+
+void VKTCurlTransferSet::add(Active& active) {
+    CURL* easy = active.transfer->easy();
+    applyConnectionOptions(easy);
+    curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &VKTCurlTransferSet::openSocket);
+    curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, &active);
+    curl_multi_add_handle(multi_, easy);
 }
 
 // libcurl counts whole seconds and closes what is older than the number.
 void VKTCurlTransferSet::applyConnectionOptions(CURL* easy) {
     const double seconds = std::ceil(options_.idleConnectionTime.count()) - 1;
     curl_easy_setopt(easy, CURLOPT_MAXAGE_CONN, static_cast<long>(std::clamp(seconds, 1.0, 1e6)));
-    curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, &VKTCurlTransferSet::openSocket);
-    curl_easy_setopt(easy, CURLOPT_OPENSOCKETDATA, this);
     curl_easy_setopt(easy, CURLOPT_CLOSESOCKETFUNCTION, &VKTCurlTransferSet::closeSocket);
     curl_easy_setopt(easy, CURLOPT_CLOSESOCKETDATA, this);
 }
 
 curl_socket_t VKTCurlTransferSet::openSocket(void* userData, curlsocktype /*purpose*/,
                                              curl_sockaddr* address) {
+    const Active& active = *static_cast<const Active*>(userData);
+    if (!active.transfer->allows(address->addr)) return CURL_SOCKET_BAD;
     const int opened = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-    if (opened >= 0) ++static_cast<VKTCurlTransferSet*>(userData)->connectionCount_;
+    if (opened >= 0) ++active.set.connectionCount_;
     return opened < 0 ? CURL_SOCKET_BAD : opened;
 }
 
@@ -142,14 +148,13 @@ VKTCurlTransferSet::Tasks VKTCurlTransferSet::advance() {
         if (message->msg != CURLMSG_DONE) continue;
         char* owner = nullptr;
         curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &owner);
-        const Active& active = active_.at(reinterpret_cast<const VKTCurlTask*>(owner));
+        Active& active = active_.at(reinterpret_cast<const VKTCurlTask*>(owner));
         const std::shared_ptr<VKTCurlTask> task = active.task;
         const CURLcode code = message->data.result;
         if (!task->isSettled() && active.transfer->followRedirect(code)) {
             curl_multi_remove_handle(multi_, active.transfer->easy());
             active.transfer->prepareNext();
-            applyConnectionOptions(active.transfer->easy());
-            curl_multi_add_handle(multi_, active.transfer->easy());
+            add(active);
             continue;
         }
         // One that was cancelled meanwhile is ended by `endCancelled`.

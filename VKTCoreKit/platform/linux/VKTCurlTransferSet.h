@@ -61,6 +61,7 @@ class VKTCurlTransferSet {
 
   private:
     struct Active {
+        VKTCurlTransferSet& set;
         std::shared_ptr<VKTCurlTask> task;
         std::unique_ptr<VKTCurlTransfer> transfer;
     };
@@ -68,6 +69,7 @@ class VKTCurlTransferSet {
     static curl_socket_t openSocket(void* userData, curlsocktype purpose, curl_sockaddr* address);
     static int closeSocket(void* userData, curl_socket_t socket);
 
+    void add(Active& active);
     void applyConnectionOptions(CURL* easy);
     [[nodiscard]] TimePoint nextLook() const;
     void closeUnusedConnections();

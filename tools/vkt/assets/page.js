@@ -126,7 +126,19 @@ function objectOf(text) {
 function fragmentOf(html) {
   const template = document.createElement("template");
   template.innerHTML = html;
+  for (const place of template.content.querySelectorAll("[data-picture]")) place.replaceWith(pictureOf(place));
   return template.content;
+}
+
+// Fetched when it is seen. Whoever has it at that address is not told of this page.
+function pictureOf(place) {
+  const picture = document.createElement("img");
+  picture.className = "picture";
+  picture.alt = "The picture of this creative";
+  picture.loading = "lazy";
+  picture.referrerPolicy = "no-referrer";
+  picture.src = place.dataset.picture;
+  return picture;
 }
 
 function requestOf(command) {

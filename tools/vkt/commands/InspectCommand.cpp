@@ -54,7 +54,8 @@ int runInspect(const InspectOptions& options) {
     const bool isReported = !options.report.empty();
     std::vector<Inspection> inspections;
     for (std::size_t i = 0; i < options.sources.size(); ++i) {
-        auto inspection = inspectSource(options.sources[i], isReported ? InspectionWithText : InspectionWithoutText, status);
+        auto inspection = inspectSource(options.sources[i],
+                                        isReported ? InspectionWithText : InspectionWithoutText, status);
         if (!inspection) continue;
         if (!options.JSON) {
             if (i > 0) Output::standard().line();

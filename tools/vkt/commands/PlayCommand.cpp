@@ -87,8 +87,7 @@ PlayResult play(const PlayOptions& options, const Source& source,
     const VKTData text = source.data ? std::make_shared<const std::string>(*source.data) : nullptr;
     if (options.resolve.fragments) {
         PlayFragments audience(options);
-        return std::make_shared<PlayRun>(options, std::move(pixelProvider), audience,
-                                         audience.detail(text))
+        return std::make_shared<PlayRun>(options, std::move(pixelProvider), audience, audience.detail(text))
             ->run(source);
     }
     ScreenAudience audience(options);
@@ -98,9 +97,10 @@ PlayResult play(const PlayOptions& options, const Source& source,
         ->run(source);
 }
 
-int runPlay(const PlayOptions& options) {
+int runPlay(PlayOptions options) {
     Source source;
     if (!readSource(options.resolve.source, source)) return ExitSourceUnread;
+    if (options.resolve.fragments) options.resolve.source = nameForPage(options.resolve.source);
     auto pixelProvider = providerOf(options.store);
     if (!pixelProvider) return ExitSourceUnread;
     const PlayResult result = play(options, source, std::move(pixelProvider));

@@ -79,7 +79,8 @@ int finish(const ResolveOptions& options, const Resolution& resolution) {
     return isWritten ? status : ExitSourceUnread;
 }
 
-int showFragments(const ResolveOptions& options, const Source& source) {
+int showFragments(ResolveOptions options, const Source& source) {
+    options.source = nameForPage(options.source);
     ResolveFragments fragments(options);
     Resolution resolution = resolveSource(options, source, fragments.detail(textOf(source)),
                                           [&](const VKTAdBreakAd& ad) { fragments.showAd(ad); });

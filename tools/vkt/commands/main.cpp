@@ -70,6 +70,7 @@ struct NetworkOptions {
     std::string CAFile;     ///< certificates; the system's when empty
     std::string proxy;      ///< an http URL; none when empty
     std::string userAgent;  ///< of requests without one of their own; none when empty
+    bool publicAddressesOnly = false;
 };
 
 std::string versionText() {
@@ -100,6 +101,16 @@ void addNetwork(CLI::App& command, NetworkOptions& options) {
         ->type_name("URL")
         ->check(proxyProblem);
     command.add_option("--user-agent", options.userAgent, "Sent with every request that has none of its own");
+    command.add_flag("--public-addresses-only", options.publicAddressesOnly,
+                     "Connect to public addresses alone, no loopback or private ones; not with --proxy");
+}
+
+void checkNetwork(const NetworkOptions& options) {
+    if (!options.publicAddressesOnly || options.proxy.empty()) return;
+    throw CLI::ValidationError(
+        "--public-addresses-only cannot hold with --proxy: it is the proxy that connects, to addresses which "
+        "only the proxy sees; leave out one of the two",
+        CLI::ExitCodes::ValidationError);
 }
 
 // Before anything else of the library is used.
@@ -108,6 +119,7 @@ void installPlatform(const NetworkOptions& network) {
     options.HTTPSession.CAFile = network.CAFile;
     options.HTTPSession.proxy = network.proxy;
     options.HTTPSession.userAgent = network.userAgent;
+    options.HTTPSession.allowsPrivateAddresses = !network.publicAddressesOnly;
     VKTPlatform::setCurrent(vkt_makeDefaultPlatform(options));
 }
 
@@ -143,6 +155,7 @@ int run(int argc, char** argv) {
 
     try {
         app.parse(argc, argv);
+        checkNetwork(network);
     } catch (const CLI::Success& asked) {
         return app.exit(asked);  // --help, --version
     } catch (const CLI::ParseError& error) {

@@ -45,7 +45,7 @@ Inspection inspect(const Source& source, InspectionText text) {
     Inspection inspection;
     inspection.source = source.name;
     const auto recorder = std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance(),
-                                                               text == InspectionWithText);
+                                                              text == InspectionWithText);
     Listener listener(inspection);
     inspection.response =
         VKTVASTModelGenerator::initWithSessionManager(VKTURLSession::initWithSessionProvider(recorder))

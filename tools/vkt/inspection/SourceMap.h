@@ -18,7 +18,7 @@ struct SourcePlace {
 /// "/text()" or "/@name". Cost and memory are linear in the text and the paths.
 class SourceMap {
   public:
-    /// Nothing is found in a document with a document type declaration, nor behind a fault in the XML.
+    /// Nothing is found in a document that declares entities, nor behind a fault in the XML.
     SourceMap(std::string_view text, const std::vector<std::string>& paths);
 
     /// The place of a path's element; null when it was not found.

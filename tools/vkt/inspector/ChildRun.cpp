@@ -171,9 +171,9 @@ ChildEnd ChildRun::listen(const Listener& listener) {
         if (!stream->line.empty()) tell(stream->kind, stream->line);
     ChildEnd result;
     result.problem = problemOfEnd(lastNote_);
-    takeReport(result);
     const VKTLock lock(mutex_);
     result.status = WIFSIGNALED(status_) ? 128 + WTERMSIG(status_) : WEXITSTATUS(status_);
+    if (WIFEXITED(status_)) takeReport(result);
     return result;
 }
 
@@ -250,7 +250,7 @@ std::size_t ChildRun::reportSize() const {
 
 void ChildRun::takeReport(ChildEnd& end) const {
     const std::size_t size = reportSize();
-    if (!end.problem.empty() || size > limits_.bytes) return;
+    if (size > limits_.bytes) return;
     end.report.resize(size);
     std::size_t done = 0;
     while (done < size) {

@@ -8,6 +8,7 @@
 
 namespace {
 
+constexpr double realTime = 1;
 constexpr VKTTimeInterval noTimeLimit{1e9};
 constexpr VKTTimeInterval lastWordLimit{10};  // for scripts to handle the end, and for their requests
 constexpr VKTTimeInterval pauseTime{2};
@@ -30,16 +31,15 @@ PlayRun::PlayRun(const PlayOptions& options, std::shared_ptr<VKTPixelStoreProvid
     : options_(options),
       audience_(audience),
       resolving_(options.resolve, std::move(detail)),
-      loop_(installSimulatedLoop(options.speed)),
+      loop_(installSimulatedLoop(options.remotePlayer ? realTime : options.speed)),
       ledger_(std::make_shared<PixelLedger>(
           [this](std::size_t place) { loop_->post([this, place] { tellOutcome(place); }); })),
       problems_(makeRecorder()),
-      remotePlayer_(options.remotePlayer ? std::make_shared<RemoteMediaPlayer>(
-                                               simulatedPlayer_,
-                                               [this](const VKTDictionary& command) {
-                                                   audience_.mediaCommanded(command);
-                                               })
-                                         : nullptr),
+      remotePlayer_(options.remotePlayer
+                        ? std::make_shared<RemoteMediaPlayer>(
+                              simulatedPlayer_,
+                              [this](const VKTDictionary& command) { audience_.mediaCommanded(command); })
+                        : nullptr),
       window_(VKTHeadlessView::windowWithFrame(screenFrame)),
       view_(VKTHeadlessView::initWithFrame(screenFrame)) {
     makePixelManager(std::move(pixelProvider));
@@ -146,7 +146,7 @@ std::vector<SimulatedMediaPlayer::Action> PlayRun::actionsOf(double duration) {
                                }});
         } else if (duration > 0) {
             audience_.noted(std::string("note: ") + option + " " + vkt_numberDescription(*position) +
-                         " s is beyond the end of the ad and does nothing");
+                            " s is beyond the end of the ad and does nothing");
         }
     };
     plan(options_.muteAt, "--mute-at", [this] { player_->setMuted(true); });
@@ -178,7 +178,7 @@ void PlayRun::skip() {
         audience_.noted("note: the ad is not skippable; it is skipped all the same");
     } else if (player_->position() < *skipOffset_) {
         audience_.noted("note: the ad is not skippable before " + vkt_numberDescription(*skipOffset_) +
-                     " s; it is skipped all the same");
+                        " s; it is skipped all the same");
     }
     player_->skip();
 }

@@ -12,8 +12,8 @@
 
 /// Hands on commands, and reads from a descriptor, a line each, what becomes of the media ("ready",
 /// "started", "position SECONDS", "duration SECONDS", "stalled", "ended", "failed CODE REASON"; "unplayable
-/// REASON", before anything was played, has the file simulated) and what the viewer does (any other line). Loop's thread only; the
-/// descriptor is read on a thread of its own.
+/// REASON", before anything was played, has the file simulated) and what the viewer does (any other line).
+/// Loop's thread only; the descriptor is read on a thread of its own.
 class RemoteMediaPlayer : public VKTMediaPlayer, public std::enable_shared_from_this<RemoteMediaPlayer> {
   public:
     using CommandHandler = std::function<void(const VKTDictionary& command)>;

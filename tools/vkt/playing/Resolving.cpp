@@ -153,7 +153,8 @@ class Resolving::Listener : public VKTVASTManagerDelegate {
         if (outcome.wasRequested) takeAnswer(document);
         const bool isRead = outcome.wasRequested || outcome.wrapperDepth == 0;
         readingOf_.push_back(isRead ? std::exchange(readings_[std::this_thread::get_id()], {}) : nullptr);
-        if (detail_ && !outcome.wasRequested && outcome.wrapperDepth == 0) document.text = detail_->sourceText;
+        if (detail_ && !outcome.wasRequested && outcome.wrapperDepth == 0)
+            document.text = detail_->sourceText;
         documents_.push_back(std::move(document));
     }
 
@@ -186,8 +187,8 @@ class Resolving::Listener : public VKTVASTManagerDelegate {
 };
 
 Resolving::Resolving(const ResolveOptions& options, std::optional<ResolvingDetail> detail)
-    : provider_(std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance(),
-                                                    detail.has_value())),
+    : provider_(
+          std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance(), detail.has_value())),
       listener_(std::make_shared<Listener>(options.source, provider_, std::move(detail))),
       breakOptions_(breakOptionsOf(options)),
       services_(VKTAdBreakServices::initWithPlatform(VKTPlatform::current())) {

@@ -43,9 +43,9 @@ struct DocumentRequest {
 
 /// What became of a source.
 struct Resolution : VKTAdBreakResolution {
-    std::vector<ReportedError> errors;              ///< in the order the delegate heard them
-    std::vector<MetDocument> documents;             ///< the same; the source's own is the first
-    std::vector<DocumentRequest> requests;          ///< in the order of their completion
+    std::vector<ReportedError> errors;      ///< in the order the delegate heard them
+    std::vector<MetDocument> documents;     ///< the same; the source's own is the first
+    std::vector<DocumentRequest> requests;  ///< in the order of their completion
 };
 
 /// Resolves the options' way, and keeps what is met on the way. Outlives the break.

@@ -92,8 +92,8 @@ class Pixels {
         HTML list;
         for (const std::string& name : names_) {
             list += HTML::element("dt", name);
-            list += HTML::element(
-                "dd", listOf(urls_.at(name), [](const std::string& url) { return code(url); }));
+            list +=
+                HTML::element("dd", listOf(urls_.at(name), [](const std::string& url) { return code(url); }));
         }
         return details("Pixels: " + countOf(count_, "URL") + " for " + countOf(names_.size(), "event"),
                        list.empty() ? list : HTML::element("dl", list));
@@ -152,31 +152,32 @@ HTML linearOf(const VKTVASTCreativeLinear& creative, bool isWrapper, std::uint32
     if (creative.clickThrough()) {
         html += HTML::element("p", "A click leads to ", linkTo(creative.clickThrough()->url()));
     }
-    if (creative.adParameters()) html += details("Parameters", HTML::element("pre", *creative.adParameters()));
+    if (creative.adParameters())
+        html += details("Parameters", HTML::element("pre", *creative.adParameters()));
     return html + creatives("icon", creative.icons(), [](const auto& icon) {
-               return ::creative(icon->program().value_or("without program") +
-                                     sizeOf(icon->width(), icon->height()),
-                                 *icon);
+               return ::creative(
+                   icon->program().value_or("without program") + sizeOf(icon->width(), icon->height()),
+                   *icon);
            });
 }
 
 HTML verificationsOf(const VKTVASTAd& ad) {
-    return details(
-        countOf(ad.adVerifications().size(), "verification"),
-        listOf(ad.adVerifications(), [](const VKTVASTAdVerification& verification) {
-            HTML html = "by " + verification.vendor.value_or("an unknown vendor");
-            html += listOf(verification.resources, [](const VKTVASTAdVerificationResource& resource) {
-                return HTML(resource.executableType ? "program " : "script ") +
-                       (resource.url ? linkTo(*resource.url) : HTML("without a URL")) +
-                       (resource.apiFramework ? ", for " + *resource.apiFramework : "");
-            });
-            if (verification.verificationParameters)
-                html += HTML("parameters ") + code(*verification.verificationParameters);
-            Pixels pixels;
-            for (const auto& event : verification.trackingEvents)
-                pixels.add(event->eventName(), event->eventURL().absoluteString());
-            return html + pixels.shown();
-        }));
+    return details(countOf(ad.adVerifications().size(), "verification"),
+                   listOf(ad.adVerifications(), [](const VKTVASTAdVerification& verification) {
+                       HTML html = "by " + verification.vendor.value_or("an unknown vendor");
+                       html +=
+                           listOf(verification.resources, [](const VKTVASTAdVerificationResource& resource) {
+                               return HTML(resource.executableType ? "program " : "script ") +
+                                      (resource.url ? linkTo(*resource.url) : HTML("without a URL")) +
+                                      (resource.apiFramework ? ", for " + *resource.apiFramework : "");
+                           });
+                       if (verification.verificationParameters)
+                           html += HTML("parameters ") + code(*verification.verificationParameters);
+                       Pixels pixels;
+                       for (const auto& event : verification.trackingEvents)
+                           pixels.add(event->eventName(), event->eventURL().absoluteString());
+                       return html + pixels.shown();
+                   }));
 }
 
 HTML extensionOf(const VKTVASTAd& ad, Pixels& pixels) {

@@ -24,7 +24,9 @@ constexpr std::size_t markedSize = 640;
 
 // The next character at or after the byte.
 std::size_t endOf(std::string_view text, std::size_t byte) {
-    const auto isInside = [&](std::size_t at) { return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U; };
+    const auto isInside = [&](std::size_t at) {
+        return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U;
+    };
     while (byte < text.size() && isInside(byte))
         ++byte;
     return std::min(byte, text.size());
@@ -77,7 +79,10 @@ class Lines {
         const std::size_t begin = std::max(lineStart, startOf(text, place.offset));
         const std::size_t tagEnd = endOf(text, place.offset + std::min(place.length, markedSize));
         const std::size_t end = std::min(text.find('\n', tagEnd), endOf(text, tagEnd + excerptMargin));
-        return HTML(begin > lineStart ? "…" : "") + text.substr(begin, place.offset - begin) +
+        const bool isCut = begin > lineStart;
+        const std::size_t shown =
+            isCut ? begin : std::min(text.find_first_not_of(" \t", begin), place.offset);
+        return HTML(isCut ? "…" : "") + text.substr(shown, place.offset - shown) +
                HTML::element("mark", text.substr(place.offset, tagEnd - place.offset)) +
                text.substr(tagEnd, end - tagEnd);
     }
@@ -100,7 +105,7 @@ class Lines {
 class RemarkList {
   public:
     RemarkList(const VKTData& text, std::string id, const std::vector<std::string>& paths)
-        : text_(text ? std::string_view(*text) : std::string_view()),
+        : text_(isShowable(text) ? std::string_view(*text) : std::string_view()),
           id_(std::move(id)),
           map_(text_, paths),
           lines_(text_) {}
@@ -135,6 +140,9 @@ class RemarkList {
     }
 
   private:
+    // Not one of two bytes a character.
+    static bool isShowable(const VKTData& text) { return text && text->find('\0') == std::string::npos; }
+
     [[nodiscard]] bool isShown() const { return text_.size() <= shownSourceSize; }
 
     const std::string_view text_;
@@ -155,7 +163,8 @@ RemarkList remarkList(const Remarks& dropped, const Remarks& needingAttention, c
     for (const Remarks* remarks : {&dropped, &needingAttention})
         each(*remarks, [&paths](const Remark& remark) { paths.push_back(remark.path); });
     RemarkList list(text, id, paths);
-    for (const auto& [remarks, kind] : {std::pair(&needingAttention, "look"), std::pair(&dropped, "dropped")}) {
+    for (const auto& [remarks, kind] :
+         {std::pair(&needingAttention, "look"), std::pair(&dropped, "dropped")}) {
         each(*remarks, [&list, kind = kind](const Remark& remark) { list.add(remark, kind); });
         list.addCount(remarks->count() - std::min(remarks->kept.size(), pageListLimit));
     }
@@ -180,11 +189,13 @@ HTML faultOf(const MetDocument& document, RemarkList& list) {
     const auto lines = vkt_split(*document.text, '\n');
     if (line == 0 || line > lines.size()) return {};
     const std::string_view text = lines[line - 1];
-    const auto column = static_cast<std::size_t>(std::max<std::int64_t>(document.faultColumn.value_or(1), 1)) - 1;
+    const auto column =
+        static_cast<std::size_t>(std::max<std::int64_t>(document.faultColumn.value_or(1), 1)) - 1;
     const std::size_t place = endOf(text, column);
     const std::size_t begin = startOf(text, place);
-    return HTML::element("pre", std::to_string(line) + ": ", text.substr(begin, place - begin),
-                         HTML::element("mark", text.substr(place, endOf(text, place + excerptMargin) - place)));
+    return HTML::element(
+        "pre", std::to_string(line) + ": ", text.substr(begin, place - begin),
+        HTML::element("mark", text.substr(place, endOf(text, place + excerptMargin) - place)));
 }
 
 }  // namespace
@@ -255,17 +266,19 @@ HTML listOfErrors(const std::vector<ReportedError>& errors) {
     return listOf(distinct, [&counts](const ReportedError* reported) {
         const VKTVASTError& error = reported->error;
         const bool hasCode = error.VASTCode() != -1;
-        HTML html = classed("span", hasCode ? "badge bad" : "badge",
-                            hasCode ? "VAST " + std::to_string(error.VASTCode())
-                                    : std::to_string(error.korvoCode()));
+        HTML html =
+            classed("span", hasCode ? "badge bad" : "badge",
+                    hasCode ? "VAST " + std::to_string(error.VASTCode()) : std::to_string(error.korvoCode()));
         html += " " + error.errorDescription().value_or("");
         if (reported->detail) html += " " + *reported->detail;
         html += " ";
         html += HTML::element("code", error.errorName());
         if (const std::size_t count = counts[lineOfError(*reported)]; count > 1)
             html += " (" + std::to_string(count) + " times)";
-        if (!hasCode) return html + classed("p", "facts", "It has no VAST code, so no error pixel is called.");
-        if (reported->errorURLs.empty()) return html + classed("p", "facts", "There is no error pixel to call.");
+        if (!hasCode)
+            return html + classed("p", "facts", "It has no VAST code, so no error pixel is called.");
+        if (reported->errorURLs.empty())
+            return html + classed("p", "facts", "There is no error pixel to call.");
         return html + HTML::element("details",
                                     HTML::element("summary", "Error pixels: " +
                                                                  std::to_string(reported->errorURLs.size())),

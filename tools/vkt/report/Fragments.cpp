@@ -14,10 +14,11 @@ void FragmentWriter::write(const VKTDictionary& message) {
 // ---- a resolution ----
 
 ResolveFragments::ResolveFragments(const ResolveOptions& options) : options_(options) {
-    writer_.append("result", HTML::element("section", {{"id", "verdict"}}, HTML::element("h2", "Reading …")) +
-                                 section("Chain", HTML::element("ul", {{"id", "documents"}, {"class", "tree"}})) +
-                                 section("Ads", HTML::element("div", {{"id", "ads"}})) +
-                                 HTML::element("div", {{"id", "below"}}));
+    writer_.append("result",
+                   HTML::element("section", {{"id", "verdict"}}, HTML::element("h2", "Reading …")) +
+                       section("Chain", HTML::element("ul", {{"id", "documents"}, {"class", "tree"}})) +
+                       section("Ads", HTML::element("div", {{"id", "ads"}})) +
+                       HTML::element("div", {{"id", "below"}}));
 }
 
 ResolvingDetail ResolveFragments::detail(VKTData sourceText) {

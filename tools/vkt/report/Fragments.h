@@ -9,6 +9,11 @@
 #include "playing/PlayAudience.h"
 #include "report/HTML.h"
 
+/// How a page calls a source: it has no standard input.
+inline std::string nameForPage(const std::string& source) {
+    return source == "-" ? "the pasted document" : source;
+}
+
 /// Writes an object a line on the standard output: {"into": id, "html"} to append to an element, {"replace":
 /// id, "html"} to put in the place of one, and whatever else. Any thread.
 class FragmentWriter {

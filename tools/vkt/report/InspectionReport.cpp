@@ -270,8 +270,7 @@ JSONReport reportOfInspection(const Inspection& inspection) {
                                {"needingAttentionCount", inspection.needingAttention.count()}});
 }
 
-AdUses::AdUses(const Inspection& inspection)
-    : isMain_(inspection.ads().size()), isPassback_(isMain_.size()) {
+AdUses::AdUses(const Inspection& inspection) : isMain_(inspection.ads().size()), isPassback_(isMain_.size()) {
     for (const std::size_t place : inspection.mainAds)
         isMain_[place] = true;
     for (const std::size_t place : inspection.passbackAds)

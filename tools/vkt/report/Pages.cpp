@@ -22,9 +22,10 @@ namespace {
 class Page {
   public:
     Page(const std::string& path, const std::string& title) : file_(path) {
-        file_.bytes("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-                    "<meta name=\"viewport\" content=\"width=device-width\">\n"
-                    "<meta name=\"referrer\" content=\"no-referrer\">\n");
+        file_.bytes(
+            "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+            "<meta name=\"viewport\" content=\"width=device-width\">\n"
+            "<meta name=\"referrer\" content=\"no-referrer\">\n");
         add(HTML::element("title", title));
         file_.bytes("<style>");
         file_.bytes(Assets::style);
@@ -88,6 +89,11 @@ HTML textList(const std::vector<std::string>& texts) {
 MetDocument documentOf(const Inspection& inspection) {
     MetDocument document;
     static_cast<VKTVASTDocumentOutcome&>(document) = inspection.response.outcome;
+    const auto ads = inspection.ads();
+    for (const auto* places : {&inspection.mainAds, &inspection.passbackAds}) {
+        for (const std::size_t place : *places)
+            if (ads[place]->isValid()) ++document.adsTaken;
+    }
     if (!inspection.requests.empty()) document.request = inspection.requests.front();
     document.dropped = inspection.dropped;
     document.needingAttention = inspection.needingAttention;
@@ -96,9 +102,8 @@ MetDocument documentOf(const Inspection& inspection) {
 }
 
 HTML cardOfInspected(const VKTVASTAd& ad, std::size_t place, const std::string& use) {
-    HTML verdict =
-        HTML::element("span", {{"class", ad.isValid() ? "badge good" : "badge bad"}},
-                      ad.isValid() ? "valid" : "not valid");
+    HTML verdict = HTML::element("span", {{"class", ad.isValid() ? "badge good" : "badge bad"}},
+                                 ad.isValid() ? "valid" : "not valid");
     verdict += " " + use + (ad.isValid() ? "" : ": " + ad.invalidReason());
     if (ad.isWrapper()) {
         const auto next = ad.nextActionURL();
@@ -119,23 +124,22 @@ void addInspection(Page& page, const Inspection& inspection) {
     const std::string title = valid == 0 ? "No ad is valid"
                                          : std::to_string(valid) + " of " + countOf(ads.size(), "ad") +
                                                (valid == 1 ? " is valid" : " are valid");
-    page.add(HTML::element("section", {{"class", valid > 0 ? "good verdict" : "bad verdict"}},
-                           HTML::element("h2", title), HTML::element("p", inspection.source),
-                           HTML::element("ul", {{"class", "tree"}},
-                                         itemOfDocument(document, 0, inspection.source))));
+    page.add(HTML::element(
+        "section", {{"class", valid > 0 ? "good verdict" : "bad verdict"}}, HTML::element("h2", title),
+        HTML::element("ul", {{"class", "tree"}}, itemOfDocument(document, 0, inspection.source))));
     const AdUses uses(inspection);
     addAds(page, ads.size(),
            [&](std::size_t place) { return cardOfInspected(*ads[place], place, uses.of(place)); });
     page.add(section(countOf(inspection.errors.size(), "problem"), listOfErrors(inspection.errors)));
-    page.add(section("What was dropped, and what to look at",
-                     sectionsOfDocuments({document}, inspection.source)));
+    page.add(
+        section("What was dropped, and what to look at", sectionsOfDocuments({document}, inspection.source)));
 }
 
 }  // namespace
 
 bool writeInspectionPage(const std::string& path, const std::vector<Inspection>& inspections) {
-    Page page(path, inspections.size() == 1 ? inspections.front().source
-                                            : countOf(inspections.size(), "document"));
+    Page page(path,
+              inspections.size() == 1 ? inspections.front().source : countOf(inspections.size(), "document"));
     for (const Inspection& inspection : inspections)
         addInspection(page, inspection);
     return page.finish();
@@ -160,7 +164,8 @@ bool writePlayPage(const PlayOptions& options, const PlayResult& result) {
     page.add(chainOf(options.resolve, resolution));
     addAds(page, result.ads.size(), [&](std::size_t place) {
         const PlayedAd& played = result.ads[place];
-        HTML more = tableOfEntries("events-" + std::to_string(place + 1), rowsOf(played.timeline, result.pixels));
+        HTML more =
+            tableOfEntries("events-" + std::to_string(place + 1), rowsOf(played.timeline, result.pixels));
         if (options.measure && played.ad.isPlayable()) more += listOfScripts(played.scripts);
         return cardOfAd(played.ad, place + 1, options.resolve.networkAccessType, more);
     });
@@ -169,8 +174,8 @@ bool writePlayPage(const PlayOptions& options, const PlayResult& result) {
                          tableOfEntries("problem-events", rowsOf(result.problems, result.pixels))));
     if (const auto earlier = result.places(true); !earlier.empty())
         page.add(section("Left by an earlier run",
-                         tableOfEntries("earlier-events", rowsOf({{0, "left by an earlier run", earlier}},
-                                                                 result.pixels))));
+                         tableOfEntries("earlier-events",
+                                        rowsOf({{0, "left by an earlier run", earlier}}, result.pixels))));
     page.add(sectionsBelow(options.resolve, resolution));
     return page.finish();
 }

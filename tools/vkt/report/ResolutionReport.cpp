@@ -114,7 +114,8 @@ std::vector<std::string> linesOfRequests(const Resolution& resolution) {
 std::optional<std::string> problemOfResolution(const ResolveOptions& options, const Resolution& resolution) {
     if (isUnread(resolution)) {
         const auto& error = *resolution.requests.front().record.error;
-        return "cannot read " + options.source + ": " + error.localizedDescription().value_or("the transfer failed");
+        return "cannot read " + options.source + ": " +
+               error.localizedDescription().value_or("the transfer failed");
     }
     if (resolution.hasRunOutOfTime)
         return "the time budget of " + vkt_numberDescription(options.timeout) + " s ran out";

@@ -45,7 +45,7 @@ HTML sectionOfVerdict(const ResolveOptions& options, const Resolution& resolutio
                                                [](const VKTAdBreakAd& ad) { return ad.isPlayable(); }));
     std::string title = "Nothing plays";
     if (playable > 0 && playable == resolution.ads.size()) {
-        title = playable == 1 ? "It plays: 1 ad" : "They play: " + countOf(playable, "ad");
+        title = countOf(playable, "ad") + (playable == 1 ? " plays" : " play");
     } else if (playable > 0) {
         title = std::to_string(playable) + " of " + countOf(resolution.ads.size(), "ad") + " can be played";
     }
@@ -79,15 +79,16 @@ HTML itemOfPixel(std::size_t place, const PixelRecord& pixel) {
     std::string outcome = "pending";
     if (pixel.isDelivered()) outcome = "delivered";
     if (pixel.end == PixelExpired) outcome = "expired";
-    HTML html = HTML::element("span", {{"class", pixel.isDelivered() ? "badge good"
-                                                 : isTried           ? "badge bad"
-                                                                     : "badge"}},
+    HTML html = HTML::element("span",
+                              {{"class", pixel.isDelivered() ? "badge good"
+                                         : isTried           ? "badge bad"
+                                                             : "badge"}},
                               pixel.attempts > 0 ? outcome + " " + pixel.outcome() : outcome);
     html += " ";
     html += HTML::element("code", shortened(pixel.url));
-    if (!pixel.isDelivered() && isTried)
-        html += HTML::element("p", {{"class", "reason"}},
-                              countOf(pixel.attempts, "attempt") + pixel.reason());
+    if (pixel.attempts > 1 || (!pixel.isDelivered() && isTried))
+        html +=
+            HTML::element("p", {{"class", "reason"}}, countOf(pixel.attempts, "attempt") + pixel.reason());
     return HTML::element("li", {{"id", "pixel-" + std::to_string(place)}}, html);
 }
 
@@ -95,10 +96,11 @@ HTML rowOfEntry(const TimelineEntry& entry, const std::vector<PixelRecord>& pixe
     HTML items;
     for (std::size_t i = 0; i < pixels.size(); ++i)
         items += itemOfPixel(entry.pixels[i], pixels[i]);
-    return HTML::element("tr", HTML::element("td", {{"class", "number"}}, textOfTime(entry.time)),
-                         HTML::element("th", {{"scope", "row"}}, entry.event),
-                         HTML::element("td", items.empty() ? HTML("nothing to call")
-                                                           : HTML::element("ul", {{"class", "pixels"}}, items)));
+    return HTML::element(
+        "tr", HTML::element("td", {{"class", "number"}}, textOfTime(entry.time)),
+        HTML::element("th", {{"scope", "row"}}, entry.event),
+        HTML::element("td", items.empty() ? HTML("nothing to call")
+                                          : HTML::element("ul", {{"class", "pixels"}}, items)));
 }
 
 HTML tableOfEntries(const std::string& id, const HTML& rows) {
@@ -110,22 +112,23 @@ HTML tableOfEntries(const std::string& id, const HTML& rows) {
 }
 
 HTML listOfScripts(const ScriptRecords& scripts) {
-    if (scripts.empty()) return HTML::element("p", "Measured by nobody: the ad names no verification script.");
+    if (scripts.empty())
+        return HTML::element("p", "Measured by nobody: the ad names no verification script.");
     return listOf(scripts, [](const ScriptRecord& script) {
         HTML html = "Measured by " + script.vendor.value_or("a vendor without a name") + ": heard " +
                     countOf(script.events.size(), "event") + ", sent " + countOf(script.urls.size(), "URL");
         if (script.refusedURLs > 0) html += ", " + countOf(script.refusedURLs, "URL") + " refused";
         if (script.failure)
-            html += HTML::element("p", {{"class", "reason"}},
-                                  (script.loss ? "failed: " : "failed, and went on: ") +
-                                      script.loss.value_or(*script.failure));
+            html += HTML::element(
+                "p", {{"class", "reason"}},
+                (script.loss ? "failed: " : "failed, and went on: ") + script.loss.value_or(*script.failure));
         HTML events;
         for (const auto& [type, time] : script.events)
             events += HTML::element("li", textOfTime(time) + " " + type);
         for (const std::string& url : script.urls)
             events += HTML::element("li", "sent ", HTML::element("code", shortened(url)));
         if (events.empty()) return html;
-        return html + HTML::element("details", HTML::element("summary", script.script),
-                                    HTML::element("ul", events));
+        return html +
+               HTML::element("details", HTML::element("summary", script.script), HTML::element("ul", events));
     });
 }

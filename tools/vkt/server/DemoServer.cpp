@@ -13,6 +13,7 @@
 
 #include "server/DemoConfiguration.h"
 #include "server/DemoDocuments.h"
+#include "server/DemoMedia.h"
 #include "server/DemoScripts.h"
 #include "server/DemoServerImpl.h"
 #include "server/LogCollector.h"
@@ -32,10 +33,6 @@ constexpr const char* xmlType = "application/xml; charset=utf-8";
 
 constexpr std::string_view gif{
     "GIF89a\1\0\1\0\x80\0\0\0\0\0\xff\xff\xff!\xf9\4\1\0\0\0\0,\0\0\0\0\1\0\1\0\0\2\2D\1\0;", 43};
-constexpr std::string_view mp4{
-    "\0\0\0\x18"
-    "ftypisom\0\0\2\0isommp42\0\0\0\x08mdat",
-    32};
 
 /// One request under way, as the routes see it.
 struct Exchange {
@@ -48,6 +45,12 @@ struct Exchange {
     [[nodiscard]] DemoDocuments documents() const { return DemoDocuments(baseURL()); }
 
     void sendXML(const std::string& text) const { response.set_content(text, xmlType); }
+
+    /// Or the part of it that is asked for.
+    void sendParts(std::string_view bytes, const char* type) const {
+        response.set_content(bytes.data(), bytes.size(), type);
+        response.status = -1;  // 200 or 206, as httplib finds it
+    }
     void refuse(const std::string& reason) const {
         response.status = 400;
         response.set_content(reason + "\n", "text/plain");
@@ -245,18 +248,21 @@ void sendMediaFile(const Exchange& exchange) {
         return;
     }
     std::ifstream stream(*file, std::ios::binary);
-    exchange.response.set_content({std::istreambuf_iterator<char>(stream), {}}, typeOfMedia(*file));
-    exchange.response.status = -1;  // 200, or 206 for a part, as httplib finds it
+    exchange.sendParts(std::string(std::istreambuf_iterator<char>(stream), {}), typeOfMedia(*file));
 }
 
 void sendMedia(const Exchange& exchange) {
     if (!exchange.server.media().empty()) return sendMediaFile(exchange);
-    if (exchange.argument.ends_with(".gif")) {
-        exchange.response.set_content(gif.data(), gif.size(), "image/gif");
+    if (exchange.argument == "companion.gif") {
+        exchange.sendParts(DemoMedia::companion, "image/gif");
+    } else if (exchange.argument == "icon.gif") {
+        exchange.sendParts(DemoMedia::icon, "image/gif");
+    } else if (exchange.argument.ends_with(".gif")) {
+        exchange.sendParts(gif, "image/gif");
     } else if (exchange.argument.ends_with(".js")) {
         exchange.response.set_content("/* nothing to verify */\n", "application/javascript");
     } else {
-        exchange.response.set_content(mp4.data(), mp4.size(), "video/mp4");
+        exchange.sendParts(DemoMedia::video, "video/mp4");
     }
 }
 
@@ -359,7 +365,7 @@ constexpr auto routes = std::to_array<Route>({
     {"garbage", "", "bytes that are not HTTP (after a redirect to another port)",
      [](const Exchange& e) { e.response.set_redirect(e.server.garbling().url()); }},
     {"media", "/NAME",
-     "a few bytes of video/mp4; of image/gif or JavaScript for .gif and .js; with --media a file of it",
+     "a video of 15 seconds; an image or JavaScript for .gif and .js; with --media a file of that folder",
      sendMedia},
     {"huge", "", "a body of 1 GiB", sendHugeBody},
     {"pixel", "/...", "a 1x1 GIF; the request is logged, however it is answered",
