@@ -171,7 +171,7 @@ TEST(InspectorAccess, OnTheLoopbackInterfaceNoOtherSiteGetsIn) {
 TEST(InspectorAccess, ElsewhereTheTokenIsAskedFor) {
     InspectorOptions options;
     options.address = "192.0.2.1";
-    InspectedServer server("true", options);
+    InspectedServer server("echo $*", options);
     const std::string url = server.inspector().pageURL(80);
     const std::string token = url.substr(url.find('=') + 1);
     EXPECT_EQ(url, "http://192.0.2.1:80/?token=" + token);
@@ -195,6 +195,9 @@ TEST(InspectorAccess, ElsewhereTheTokenIsAskedFor) {
     EXPECT_EQ(server.client().Get("/pixels/clear?token=" + token)->status, 200);
     EXPECT_NE(server.client().Get("/inspector/samples", good)->body.find("--allow-private"),
               std::string::npos);
+    const std::string text = server.client().Post("/inspector/run", good, anyRun, "application/json")->body;
+    EXPECT_EQ(dataOf(text, ""),
+              "resolve --fragments --report=/dev/fd/4 --public-addresses-only=true -- http://ad.example/");
 }
 
 // What stays of a refused request in its connection would be the next request. The server takes 4096 bytes at

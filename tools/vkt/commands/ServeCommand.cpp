@@ -1,11 +1,13 @@
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <memory>
 #include <optional>
 #include <utility>
 
+#include "VKTCoreKit/foundation/VKTURL.h"
 #include "commands/Commands.h"
 #include "commands/OptionChecks.h"
 #include "ground/Output.h"
@@ -24,7 +26,20 @@ struct ServeOptions {
     std::vector<std::string> tells;  ///< "PATH=ANSWER[:N]" each, checked
 };
 
+// The proxy would connect to private addresses for the runs, which nobody here could refuse.
+bool isProxyInTheWay(const ServeOptions& options, const std::vector<std::string>& networkArguments) {
+    const bool hasProxy = std::any_of(networkArguments.begin(), networkArguments.end(),
+                                      [](const std::string& each) { return each.starts_with("--proxy="); });
+    return hasProxy && !options.allowsPrivate && !vkt_isLoopbackHost(options.address);
+}
+
 int runServe(const ServeOptions& options, std::vector<std::string> networkArguments) {
+    if (isProxyInTheWay(options, networkArguments)) {
+        printError(
+            "--proxy and an address that others reach (--bind) go together with --allow-private only: "
+            "a proxy connects to private addresses, too");
+        return ExitWrongUsage;
+    }
     // Blocked before any thread starts, so that only the wait below receives them.
     sigset_t endSignals;
     sigemptyset(&endSignals);
