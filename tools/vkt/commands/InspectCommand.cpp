@@ -1,9 +1,13 @@
 // vkt inspect: documents as the library reads them, without following where they lead.
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
+#include <thread>
 
 #include "commands/Commands.h"
+#include "commands/LinePipeline.h"
 #include "commands/OptionChecks.h"
 #include "ground/Output.h"
 #include "report/AdReport.h"
@@ -12,8 +16,10 @@
 namespace {
 
 struct InspectOptions {
-    std::vector<std::string> sources;  ///< files, "-" or URLs; one at least
+    std::vector<std::string> sources;  ///< files, "-" or URLs; one at least, but none with `isLines`
     bool JSON = false;
+    bool isLines = false;
+    std::size_t jobs = std::max(1U, std::thread::hardware_concurrency());
 };
 
 // Nothing, with an error line, for a source that cannot be read.
@@ -24,9 +30,8 @@ std::optional<Inspection> inspectSource(const std::string& name, ExitStatus& sta
         return std::nullopt;
     }
     Inspection inspection = inspect(source);
-    if (source.url && !inspection.requests.empty() && inspection.requests.front().error) {
-        const auto reason = inspection.requests.front().error->localizedDescription();
-        printError("cannot read " + name + ": " + reason.value_or("the transfer failed"));
+    if (const auto problem = inspection.transferProblem()) {
+        printError("cannot read " + name + ": " + *problem);
         status = ExitSourceUnread;
     } else if (!inspection.hasValidAd()) {
         status = std::max(status, ExitNonePlayable);
@@ -47,7 +52,15 @@ void printJSON(const std::vector<Inspection>& inspections, bool isList) {
     }
 }
 
+int runLines(const InspectOptions& options) {
+    const auto problem = inspectLines(STDIN_FILENO, options.jobs, Output::standard());
+    if (!problem) return ExitPlayable;
+    printError("cannot read the lines of the standard input: " + *problem);
+    return ExitSourceUnread;
+}
+
 int runInspect(const InspectOptions& options) {
+    if (options.isLines) return runLines(options);
     ExitStatus status = ExitPlayable;
     std::vector<Inspection> inspections;
     for (std::size_t i = 0; i < options.sources.size(); ++i) {
@@ -68,8 +81,18 @@ int runInspect(const InspectOptions& options) {
 
 CommandRun addInspect(CLI::App& command) {
     const auto options = std::make_shared<InspectOptions>();
-    command.add_option("SOURCE", options->sources, "Files, - for the standard input, or http(s) URLs")
-        ->required();
+    auto* sources = command.add_option("SOURCE", options->sources,
+                                       "Files, - for the standard input, or http(s) URLs; none with --lines");
     addJSON(command, options->JSON, "One JSON object; a list of them for several sources");
+    auto* lines = command.add_flag("--lines", options->isLines,
+                                   "Inspect {\"id\", \"url\" | \"xml\"}, a JSON object in each line of the "
+                                   "standard input, and print one in a line for each");
+    lines->excludes(sources);
+    command.add_option("--jobs", options->jobs, "Lines inspected at the same time (processors)")
+        ->needs(lines)
+        ->transform(integerWithin<std::size_t>(1, 256));
+    command.parse_complete_callback([options] {
+        if (options->sources.empty() && !options->isLines) throw CLI::RequiredError("SOURCE");
+    });
     return [options] { return runInspect(*options); };
 }

@@ -12,6 +12,11 @@
 
 #include "VKTCoreKit/foundation/VKTValue.h"
 
+enum class JSONStyle {
+    Indented,  ///< by two blanks a level, for people to read
+    OneLine,   ///< without blanks and line feeds
+};
+
 /// A value, an object with named members in order, or a list whose elements are made one by one. A list
 /// refers to the objects it tells of, which must outlive it. One thread.
 class JSONReport {
@@ -38,16 +43,19 @@ class JSONReport {
     /// Appends a member to an object.
     void add(std::string name, JSONReport value);
 
-    /// Appends the report as indented JSON, in pieces; `depth` is that of what stands around it. False for
-    /// what cannot be written: it nests too deep or holds text that is not UTF-8.
-    bool write(const std::function<void(std::string_view piece)>& append, std::size_t depth = 0) const;
+    /// Appends the members of another object.
+    void addMembersOf(JSONReport object);
+
+    /// Appends the report as JSON, in pieces. Beside what JSON asks for, the control characters that it lets
+    /// through and a terminal obeys are escaped: DEL and C1. False for what cannot be written: it nests too
+    /// deep or holds text that is not UTF-8.
+    bool write(const std::function<void(std::string_view piece)>& append,
+               JSONStyle style = JSONStyle::Indented) const;
 
   private:
     enum class Kind { Value, Object, List };
-    using Append = std::function<void(std::string_view piece)>;
+    class Writer;
 
-    bool writeValue(const Append& append, std::size_t depth) const;
-    bool writeElement(std::size_t index, const Append& append, std::size_t depth) const;
     [[nodiscard]] std::size_t size() const { return kind_ == Kind::List ? count_ : members_.size(); }
 
     Kind kind_ = Kind::Value;
