@@ -14,7 +14,8 @@ namespace {
 
 // An ad, a wrapper and a pod, as lines of a corpus are.
 std::array<std::string, 3> documents() {
-    return {inlineDocument(), wrapperDocument("https://ads.adserver.example/vast?next=1"), smallPodDocument(3)};
+    return {inlineDocument(), wrapperDocument("https://ads.adserver.example/vast?next=1"),
+            smallPodDocument(3)};
 }
 
 std::string lineOf(const std::string& document) {

@@ -20,10 +20,11 @@ struct LineInspection {
     std::string problem;  ///< half a sentence that says why nothing was inspected; empty when it was
 };
 
-/// Reads {"id", "url" | "xml"}: any JSON value, and the text of an http(s) URL or of a document. Other keys are
-/// passed over, and null is no value. No text is taken for the name of a file. The canceller, which may be
-/// null, ends a download. Any thread.
+/// Reads {"id", "url" | "xml"}: any JSON value, and the text of an http(s) URL or of a document. Other keys
+/// are passed over, and null is no value. No text is taken for the name of a file. The canceller, which may
+/// be null, ends a download. Any thread.
 LineInspection inspectLine(std::string_view line, std::shared_ptr<VKTHTTPCanceller> canceller = nullptr);
 
-/// "id" and what an inspection reports, or "id", "error" and "line", the line's number. Refers to the inspection.
+/// "id" and what an inspection reports, or "id", "error" and "line", the line's number. Refers to the
+/// inspection.
 JSONReport reportOfLine(const LineInspection& line, std::size_t number);

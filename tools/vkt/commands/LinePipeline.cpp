@@ -21,8 +21,8 @@
 
 namespace {
 
-// Lines that are under way or wait for one before them, for each worker; and bytes of all of them, and of their
-// results. One line may have more, and is then alone.
+// Lines that are under way or wait for one before them, for each worker; and bytes of all of them, and of
+// their results. One line may have more, and is then alone.
 constexpr std::size_t linesForEachJob = 64;
 constexpr std::size_t waitingSizeLimit = std::size_t{64} * 1024 * 1024;
 
@@ -66,7 +66,8 @@ class LineReader {
         ssize_t count = -1;
         do {
             if (output_.hasFailed()) return false;
-            count = poll(&file, 1, lookAgain.count()) == 0 ? -1 : read(input_, buffer_.data(), buffer_.size());
+            count =
+                poll(&file, 1, lookAgain.count()) == 0 ? -1 : read(input_, buffer_.data(), buffer_.size());
         } while (count < 0 && (file.revents == 0 || errno == EINTR || errno == EAGAIN));
         if (count < 0) problem_ = std::strerror(errno);
         rest_ = std::string_view(buffer_.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));

@@ -1,7 +1,8 @@
 #include "ground/JSONReport.h"
 
 #include <algorithm>
-#include <iterator>
+#include <cstddef>
+#include <utility>
 
 #include "VKTCoreKit/platform/VKTServices.h"
 
@@ -16,12 +17,22 @@ bool standsForItself(std::string_view text) {
                        [](char c) { return c >= ' ' && c <= '~' && c != '"' && c != '\\'; });
 }
 
+// DEL, and the first byte of C1 and of others.
+bool mayBeControl(char byte) {
+    return byte == '\x7F' || byte == '\xC2';
+}
+
 // Appends JSON without DEL and C1, U+0080 to U+009F, which are two bytes in UTF-8. They stand in strings
 // only.
 void appendWithEscapedControls(std::string& text, std::string_view JSON) {
     constexpr std::string_view digits = "0123456789abcdef";
     for (std::size_t i = 0; i < JSON.size(); ++i) {
-        const bool isC1 = JSON.substr(i, 1) == "\xC2" && JSON.substr(i + 1, 1) < "\xA0";
+        const auto next =
+            std::find_if(JSON.begin() + static_cast<std::ptrdiff_t>(i), JSON.end(), mayBeControl);
+        text.append(JSON.begin() + static_cast<std::ptrdiff_t>(i), next);
+        i = static_cast<std::size_t>(next - JSON.begin());
+        if (i == JSON.size()) return;
+        const bool isC1 = JSON[i] == '\xC2' && JSON.substr(i + 1, 1) < "\xA0";
         if (isC1) ++i;
         const auto byte = static_cast<unsigned char>(JSON[i]);
         if (isC1 || byte == 0x7F) {
@@ -38,9 +49,10 @@ class JSONReport::Writer {
   public:
     using Append = std::function<void(std::string_view piece)>;
 
-    Writer(const Append& append, JSONStyle style) : append_(append), isOneLine_(style == JSONStyle::OneLine) {}
+    Writer(const Append& append, JSONStyle style)
+        : append_(append), isOneLine_(style == JSONStyle::OneLine) {}
 
-    bool writeAll(const JSONReport& report) {
+    bool writeWhole(const JSONReport& report) {
         if (!write(report, 0)) return false;
         append_(text_);
         return true;
@@ -49,35 +61,42 @@ class JSONReport::Writer {
   private:
     // Calls itself only for the report's own levels, of which there are few.
     bool write(const JSONReport& report, std::size_t depth) {
-        if (report.kind_ == Kind::Value) return writeValue(report.value_, depth);
-        const bool isList = report.kind_ == Kind::List;
-        text_ += isList ? '[' : '{';
-        for (std::size_t index = 0; index < report.size(); ++index) {
+        if (const auto* value = std::get_if<VKTValue>(&report.content_)) return writeValue(*value, depth);
+        if (const auto* list = std::get_if<List>(&report.content_)) {
+            return writeAll("[]", list->count, depth,
+                            [&](std::size_t index) { return write(list->make(index), depth + 1); });
+        }
+        const auto& members = std::get<Members>(report.content_);
+        return writeAll("{}", members.size(), depth, [&](std::size_t index) {
+            if (!writeText(members[index].name)) return false;
+            text_ += isOneLine_ ? ":" : ": ";
+            return write(members[index].value, depth + 1);
+        });
+    }
+
+    template <typename WriteElement>
+    bool writeAll(std::string_view brackets, std::size_t count, std::size_t depth,
+                  WriteElement writeElement) {
+        text_ += brackets.front();
+        for (std::size_t index = 0; index < count; ++index) {
             if (index > 0) text_ += ',';
             breakLine(depth + 1);
-            if (!(isList ? write(report.make_(index), depth + 1)
-                         : writeMember(report.members_[index], depth + 1)))
-                return false;
+            if (!writeElement(index)) return false;
             handOn();
         }
-        if (report.size() > 0) breakLine(depth);
-        text_ += isList ? ']' : '}';
+        if (count > 0) breakLine(depth);
+        text_ += brackets.back();
         return true;
     }
 
-    bool writeMember(const Member& member, std::size_t depth) {
-        if (!writeText(member.first)) return false;
-        text_ += isOneLine_ ? ":" : ": ";
-        return write(member.second, depth);
-    }
-
-    bool writeText(const std::string& text) {
+    bool writeText(std::string_view text) {
         if (!standsForItself(text)) return writeAny(text, 0);
         text_.append(1, '"').append(text).append(1, '"');
         return true;
     }
 
     bool writeValue(const VKTValue& value, std::size_t depth) {
+        if (value.isNull()) return text_.append("null"), true;
         const std::string* text = value.asString();
         return text == nullptr ? writeAny(value, depth) : writeText(*text);
     }
@@ -112,29 +131,29 @@ class JSONReport::Writer {
     std::string text_;
 };
 
-JSONReport JSONReport::object(std::vector<Member> members) {
-    JSONReport report{VKTValue()};
-    report.kind_ = Kind::Object;
-    report.members_ = std::move(members);
-    return report;
+JSONReport::JSONReport(Members members) : content_(std::move(members)) {}
+
+JSONReport JSONReport::object(std::initializer_list<Member> members) {
+    Members own;
+    own.reserve(members.size());
+    for (const Member& member : members)
+        own.push_back({member.name, std::move(member.value)});
+    return JSONReport(std::move(own));
 }
 
 JSONReport JSONReport::list(std::size_t count, Maker make) {
-    JSONReport report{VKTValue()};
-    report.kind_ = Kind::List;
-    report.count_ = count;
-    report.make_ = std::move(make);
-    return report;
+    return JSONReport(List{count, std::move(make)});
 }
 
-void JSONReport::add(std::string name, JSONReport value) {
-    members_.emplace_back(std::move(name), std::move(value));
+void JSONReport::add(const char* name, JSONReport value) {
+    std::get<Members>(content_).push_back({name, std::move(value)});
 }
 
 void JSONReport::addMembersOf(JSONReport object) {
-    std::move(object.members_.begin(), object.members_.end(), std::back_inserter(members_));
+    for (Member& member : std::get<Members>(object.content_))
+        std::get<Members>(content_).push_back(std::move(member));
 }
 
 bool JSONReport::write(const Writer::Append& append, JSONStyle style) const {
-    return Writer(append, style).writeAll(*this);
+    return Writer(append, style).writeWhole(*this);
 }

@@ -5,9 +5,10 @@
 #include <concepts>
 #include <cstddef>
 #include <functional>
-#include <string>
+#include <initializer_list>
 #include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "VKTCoreKit/foundation/VKTValue.h"
@@ -21,13 +22,14 @@ enum class JSONStyle {
 /// refers to the objects it tells of, which must outlive it. One thread.
 class JSONReport {
   public:
-    using Member = std::pair<std::string, JSONReport>;
+    /// A name, which must outlive the report as a literal does, and what stands there.
+    struct Member;
     using Maker = std::function<JSONReport(std::size_t index)>;
 
     template <std::convertible_to<VKTValue> Value>
-    JSONReport(Value value) : value_(std::move(value)) {}
+    JSONReport(Value value) : content_(VKTValue(std::move(value))) {}
 
-    static JSONReport object(std::vector<Member> members);
+    static JSONReport object(std::initializer_list<Member> members);
     static JSONReport list(std::size_t count, Maker make);
 
     /// A list with what `report` makes of each element of a vector.
@@ -41,7 +43,7 @@ class JSONReport {
     static JSONReport listOf(const std::vector<Element>&& elements, ReportOf report) = delete;
 
     /// Appends a member to an object.
-    void add(std::string name, JSONReport value);
+    void add(const char* name, JSONReport value);
 
     /// Appends the members of another object.
     void addMembersOf(JSONReport object);
@@ -53,14 +55,21 @@ class JSONReport {
                JSONStyle style = JSONStyle::Indented) const;
 
   private:
-    enum class Kind { Value, Object, List };
     class Writer;
+    using Members = std::vector<Member>;
+    struct List {
+        std::size_t count;
+        Maker make;
+    };
 
-    [[nodiscard]] std::size_t size() const { return kind_ == Kind::List ? count_ : members_.size(); }
+    explicit JSONReport(Members members);
+    explicit JSONReport(List list) : content_(std::move(list)) {}
 
-    Kind kind_ = Kind::Value;
-    VKTValue value_;
-    std::vector<Member> members_;
-    std::size_t count_ = 0;
-    Maker make_;
+    std::variant<VKTValue, Members, List> content_;
+};
+
+// The members of a list of initialisers cannot be moved from, unless they say so: they would all be copied.
+struct JSONReport::Member {
+    const char* name;
+    mutable JSONReport value;
 };
