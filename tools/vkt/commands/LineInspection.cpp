@@ -1,5 +1,7 @@
 #include "commands/LineInspection.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 #include "VKTCoreKit/core/VKTXMLDictionary.h"
@@ -22,9 +24,21 @@ struct TakenOut {
     std::string document;
 };
 
-bool isPlain(char c) {
-    return static_cast<unsigned char>(c) >= ' ' && c != '"' && c != '\\';
+// All of it is looked at, which the processor does for many characters at once.
+bool isASCII(std::string_view text) {
+    unsigned char bits = 0;
+    for (const char c : text)
+        bits |= static_cast<unsigned char>(c);
+    return bits < 0x80;
 }
+
+// Whether a byte of a JSON text stands for itself.
+constexpr auto plainBytes = [] {
+    std::array<bool, 256> bytes{};
+    std::fill(bytes.begin() + ' ', bytes.end(), true);
+    bytes['"'] = bytes['\\'] = false;
+    return bytes;
+}();
 
 // Appends what stands between quotation marks; where it ends, or npos.
 std::size_t unescape(std::string_view line, std::size_t at, std::string& text) {
@@ -32,7 +46,7 @@ std::size_t unescape(std::string_view line, std::size_t at, std::string& text) {
     constexpr std::string_view meanings = "\"\\/\n\r\t\b\f";
     while (true) {
         const std::size_t begin = at;
-        while (at < line.size() && isPlain(line[at]))
+        while (at < line.size() && plainBytes[static_cast<unsigned char>(line[at])])
             ++at;
         text.append(line, begin, at - begin);
         if (at < line.size() && line[at] == '"') return at;
@@ -55,9 +69,12 @@ std::optional<TakenOut> takeOut(std::string_view line) {
     begin = line.find_first_not_of(blanks, begin + 1);
     if (begin == std::string_view::npos || line[begin] != '"') return std::nullopt;
     TakenOut taken;
+    taken.document.reserve(line.size());
     const std::size_t end = unescape(line, begin + 1, taken.document);
-    if (end == std::string_view::npos || !vkt_isValidUTF8(taken.document)) return std::nullopt;
+    if (end == std::string_view::npos) return std::nullopt;
+    if (!isASCII(taken.document) && !vkt_isValidUTF8(taken.document)) return std::nullopt;
     taken.rest.append(line, 0, begin).append(standIn).append(line, end + 1);
+    if (taken.rest.find(standIn) != begin || taken.rest.rfind(standIn) != begin) return std::nullopt;
     return taken;
 }
 

@@ -22,7 +22,7 @@ enum class JSONStyle {
 /// refers to the objects it tells of, which must outlive it. One thread.
 class JSONReport {
   public:
-    /// A name, which must outlive the report as a literal does, and what stands there.
+    /// A name, which must outlive the report as a literal does and stands in JSON as it is, and its value.
     struct Member;
     using Maker = std::function<JSONReport(std::size_t index)>;
 
