@@ -9,8 +9,8 @@
 #include <condition_variable>
 #include <cstring>
 #include <deque>
-#include <exception>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -29,10 +29,12 @@ constexpr std::size_t waitingSizeLimit = std::size_t{64} * 1024 * 1024;
 // Who waits for something else looks so often whether the output is still wanted.
 constexpr std::chrono::milliseconds lookAgain{200};
 
+constexpr const char* notEnoughMemory = "there is not enough memory for it";
+
 struct Line {
-    std::size_t number;  // from 1
-    std::string text;    // without its line feed; empty when it is too long
-    bool isTooLong;
+    std::size_t number;   // from 1
+    std::string text;     // without its line feed
+    std::string problem;  // why it could not be kept; empty when it could
 };
 
 // The lines of a descriptor. One thread.
@@ -42,14 +44,13 @@ class LineReader {
 
     /// Nothing at the end, after a problem, and when the output has failed.
     std::optional<Line> next() {
-        Line line{number_ + 1, {}, false};
+        Line line{number_ + 1, {}, {}};
         bool isBegun = false;
         while (!rest_.empty() || fill()) {
             isBegun = true;
             const std::size_t end = rest_.find('\n');
             const std::string_view piece = rest_.substr(0, end);
-            line.isTooLong = line.isTooLong || line.text.size() + piece.size() > InspectedLineLimit;
-            line.isTooLong ? std::string().swap(line.text) : static_cast<void>(line.text.append(piece));
+            append(piece, line);
             rest_.remove_prefix(std::min(piece.size() + 1, rest_.size()));
             if (end != std::string_view::npos) break;
         }
@@ -61,6 +62,20 @@ class LineReader {
     [[nodiscard]] const std::optional<std::string>& problem() const { return problem_; }
 
   private:
+    static void append(std::string_view piece, Line& line) {
+        if (!line.problem.empty()) return;
+        try {
+            if (line.text.size() + piece.size() <= InspectedLineLimit) {
+                line.text.append(piece);
+                return;
+            }
+            line.problem = "it is longer than 128 MiB";
+        } catch (const std::bad_alloc&) {
+            line.problem = notEnoughMemory;
+        }
+        std::string().swap(line.text);
+    }
+
     bool fill() {
         pollfd file{input_, POLLIN, 0};
         ssize_t count = -1;
@@ -180,27 +195,35 @@ class LineWindow {
     bool isOver_ VKT_GUARDED_BY(mutex_) = false;  // the output has failed
 };
 
-// Scarce memory is a problem of this line and not of the others.
-LineInspection inspectSafely(const Line& line, const std::shared_ptr<VKTHTTPCanceller>& canceller) {
-    LineInspection inspection;
-    try {
-        if (!line.isTooLong) return inspectLine(line.text, canceller);
-        inspection.problem = "it is longer than 128 MiB";
-    } catch (const std::exception& error) {
-        inspection.problem = std::string("it cannot be inspected: ") + error.what();
-    }
-    return inspection;
-}
-
-void work(const Line& line, LineWindow& window, Output& output) {
-    if (window.isOver()) return window.leave(line, "");
-    const LineInspection inspection = inspectSafely(line, window.canceller());
+// Waits for its turn and writes what is too long to be kept; the result is then empty.
+std::string resultOf(const Line& line, const LineInspection& inspection, LineWindow& window, Output& output) {
     const JSONReport report = reportOfLine(inspection, line.number);
     JSONText text = textOfJSON(report, JSONStyle::OneLine);
-    if (text.whole && text.isWritable) return window.leave(line, std::move(*text.whole) + '\n');
+    if (text.whole && text.isWritable) return std::move(*text.whole) + '\n';
     window.awaitTurn(line);
     output.JSON(report, JSONStyle::OneLine);
-    window.leave(line, "");
+    return "";
+}
+
+std::string resultOfProblem(const Line& line, const char* problem) {
+    LineInspection inspection;
+    inspection.problem = problem;
+    return textOfJSON(reportOfLine(inspection, line.number), JSONStyle::OneLine).whole.value_or("") + '\n';
+}
+
+// Scarce memory is a problem of this line and not of the others.
+void work(const Line& line, LineWindow& window, Output& output) {
+    std::string result;
+    try {
+        if (!line.problem.empty()) {
+            result = resultOfProblem(line, line.problem.c_str());
+        } else if (!window.isOver()) {
+            result = resultOf(line, inspectLine(line.text, window.canceller()), window, output);
+        }
+    } catch (const std::bad_alloc&) {
+        result = resultOfProblem(line, notEnoughMemory);
+    }
+    window.leave(line, std::move(result));
 }
 
 }  // namespace
