@@ -107,10 +107,10 @@ class LineWindow {
 
     /// The reader's, of each line: waits for room. False when the output has failed.
     bool enter(const Line& line) {
-        VKTLock lock(mutex_);
+        const VKTLock lock(mutex_);
         while (!isOver_ && !results_.empty() &&
                (results_.size() >= limit_ || size_ + line.text.size() > waitingSizeLimit))
-            waitAndLook(lock);
+            waitAndLook();
         if (isOver_) return false;
         results_.emplace_back();
         size_ += line.text.size();
@@ -119,28 +119,28 @@ class LineWindow {
 
     /// The reader's: waits until all lines that entered have left.
     void awaitEmpty() {
-        VKTLock lock(mutex_);
+        const VKTLock lock(mutex_);
         while (!results_.empty() || isWriting_)
-            waitAndLook(lock);
+            waitAndLook();
     }
 
     /// A worker's, of each line: its result, which waits for its turn; when too much is waiting, the worker
     /// waits with it.
     void leave(const Line& line, std::string result) {
-        VKTLock lock(mutex_);
+        const VKTLock lock(mutex_);
         size_ -= line.text.size();
         while (!isTurnOf(line) && size_ + result.size() > waitingSizeLimit)
-            changed_.wait(lock);
+            changed_.wait(mutex_);
         size_ += result.size();
         results_[line.number - first_] = std::move(result);
-        if (!isWriting_) writeReady(lock);
+        if (!isWriting_) writeReady();
     }
 
     /// Waits until all lines before this one have been written; the output is then the caller's.
     void awaitTurn(const Line& line) {
-        VKTLock lock(mutex_);
+        const VKTLock lock(mutex_);
         while (!isTurnOf(line) || isWriting_)
-            changed_.wait(lock);
+            changed_.wait(mutex_);
     }
 
     [[nodiscard]] bool isOver() {
@@ -151,20 +151,20 @@ class LineWindow {
   private:
     [[nodiscard]] bool isTurnOf(const Line& line) const VKT_REQUIRES(mutex_) { return line.number == first_; }
 
-    void waitAndLook(VKTLock& lock) VKT_REQUIRES(mutex_) {
-        if (changed_.wait_for(lock, lookAgain) == std::cv_status::timeout) look(lock);
+    void waitAndLook() VKT_REQUIRES(mutex_) {
+        if (changed_.wait_for(mutex_, lookAgain) == std::cv_status::timeout) look();
     }
 
-    void look(VKTLock& lock) VKT_REQUIRES(mutex_) {
-        lock.unlock();
+    void look() VKT_REQUIRES(mutex_) {
+        mutex_.unlock();
         const bool isOver = output_.hasFailed();
         if (isOver) canceller_->cancel();
-        lock.lock();
+        mutex_.lock();
         isOver_ = isOver_ || isOver;
     }
 
     // Each line is passed on before one is waited for: somebody may want it before giving the next.
-    void writeReady(VKTLock& lock) VKT_REQUIRES(mutex_) {
+    void writeReady() VKT_REQUIRES(mutex_) {
         isWriting_ = true;
         while (!results_.empty() && results_.front()) {
             const std::string ready = std::move(*results_.front());
@@ -172,11 +172,11 @@ class LineWindow {
             ++first_;
             size_ -= ready.size();
             const bool isLast = results_.empty() || !results_.front();
-            lock.unlock();
+            mutex_.unlock();
             output_.bytes(ready);
             if (isLast) output_.flush();
-            lock.lock();
-            if (isLast) look(lock);
+            mutex_.lock();
+            if (isLast) look();
             changed_.notify_all();
         }
         isWriting_ = false;

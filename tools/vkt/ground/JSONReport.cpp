@@ -71,7 +71,7 @@ class JSONReport::Writer {
             return writeAll("[]", list->count, depth,
                             [&](std::size_t index) { return write(list->make(index), depth + 1); });
         }
-        const auto& members = std::get<Members>(report.content_);
+        const Members& members = report.members_;
         return writeAll("{}", members.size(), depth, [&](std::size_t index) {
             text_.append(1, '"').append(members[index].name).append(isOneLine_ ? "\":" : "\": ");
             return write(members[index].value, depth + 1);
@@ -135,7 +135,9 @@ class JSONReport::Writer {
     std::string text_;
 };
 
-JSONReport::JSONReport(Members members) : content_(std::move(members)) {}
+JSONReport::JSONReport(Members members) : content_(Object()), members_(std::move(members)) {}
+
+JSONReport::JSONReport(List list) : content_(std::move(list)) {}
 
 JSONReport JSONReport::object(std::initializer_list<Member> members) {
     Members own;
@@ -150,12 +152,12 @@ JSONReport JSONReport::list(std::size_t count, Maker make) {
 }
 
 void JSONReport::add(const char* name, JSONReport value) {
-    std::get<Members>(content_).push_back({name, std::move(value)});
+    members_.push_back({name, std::move(value)});
 }
 
 void JSONReport::addMembersOf(JSONReport object) {
-    for (Member& member : std::get<Members>(object.content_))
-        std::get<Members>(content_).push_back(std::move(member));
+    for (Member& member : object.members_)
+        members_.push_back(std::move(member));
 }
 
 bool JSONReport::write(const Writer::Append& append, JSONStyle style) const {

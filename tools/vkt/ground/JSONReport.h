@@ -62,10 +62,13 @@ class JSONReport {
         Maker make;
     };
 
-    explicit JSONReport(Members members);
-    explicit JSONReport(List list) : content_(std::move(list)) {}
+    struct Object {};
 
-    std::variant<VKTValue, Members, List> content_;
+    explicit JSONReport(Members members);
+    explicit JSONReport(List list);
+
+    std::variant<VKTValue, Object, List> content_;
+    Members members_;  // of an object
 };
 
 // The members of a list of initialisers cannot be moved from, unless they say so: they would all be copied.
