@@ -98,10 +98,11 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return std::string(test.param.name); });
 
 TEST(InspectLines, KeepTheOrderWhateverTheyTake) {
-    VKTLoopbackServer server;
     std::promise<void> isAsked;
-    server.handle("/slow", [&](const VKTServerRequest&) {
-        isAsked.get_future().wait();
+    const std::shared_future<void> asked = isAsked.get_future();
+    VKTLoopbackServer server;
+    server.handle("/slow", [asked](const VKTServerRequest&) {
+        asked.wait();
         return VKTServerResponse{200, "<a/>", {}};
     });
     server.handle("/last", [&](const VKTServerRequest&) {
@@ -121,10 +122,11 @@ TEST(InspectLines, KeepTheOrderWhateverTheyTake) {
 }
 
 TEST(InspectLines, WaitForTheFirstWithoutReadingOn) {
-    VKTLoopbackServer server;
     std::promise<void> isReleased;
-    server.handle("/slow", [&](const VKTServerRequest&) {
-        isReleased.get_future().wait();
+    const std::shared_future<void> released = isReleased.get_future();
+    VKTLoopbackServer server;
+    server.handle("/slow", [released](const VKTServerRequest&) {
+        released.wait();
         return VKTServerResponse{200, "<a/>", {}};
     });
     std::FILE* input = popen(

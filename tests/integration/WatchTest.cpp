@@ -120,9 +120,10 @@ TEST_F(Watch, EndsWithTheSummaryWhenItIsInterrupted) {
 
     asked_ = 0;
     std::promise<void> isOver;
-    server_.handle("/hang", [&](const VKTServerRequest&) {
+    const std::shared_future<void> over = isOver.get_future();
+    server_.handle("/hang", [this, over](const VKTServerRequest&) {
         ++asked_;
-        isOver.get_future().wait();
+        over.wait();
         return VKTServerResponse{};
     });
     const Outcome resolving =

@@ -13,7 +13,7 @@
 namespace {
 
 // Stands in the line for the document that was taken out of it.
-constexpr std::string_view standIn = "\"\\u0000\"";
+constexpr std::string_view standIn = R"("\u0000")";
 constexpr std::string_view valueOfStandIn("\0", 1);
 
 // The document of a line that has it as its "xml", with the plain escapes only, and the line without it.
@@ -103,8 +103,8 @@ Source sourceOfDocument(std::string document) {
 Source sourceOf(const VKTDictionary& line) {
     const VKTValue* url = given(line, "url");
     const VKTValue* xml = given(line, "xml");
-    if (url == nullptr && xml == nullptr) return unusable("it has neither \"url\" nor \"xml\"");
-    if (url != nullptr && xml != nullptr) return unusable("it has both \"url\" and \"xml\"");
+    if (url == nullptr && xml == nullptr) return unusable(R"(it has neither "url" nor "xml")");
+    if (url != nullptr && xml != nullptr) return unusable(R"(it has both "url" and "xml")");
     if (url != nullptr) return sourceOfURL(*url);
     if (xml->asString() == nullptr) return unusable("its \"xml\" is no text");
     return sourceOfDocument(*xml->asString());

@@ -108,6 +108,7 @@ class JSONReport::Writer {
     bool writeAny(const VKTValue& value, std::size_t depth) {
         const auto text = isOneLine_ ? vkt_JSONStringWithValue(value) : vkt_prettyJSONStringWithValue(value);
         if (!text) return false;
+        if (value.asNumber()) return text_.append(*text), true;
         std::string_view rest = *text;
         while (depth > 0) {
             const std::size_t end = rest.find('\n');
