@@ -99,7 +99,8 @@ TEST_F(InspectorPage, APastedDocumentThatDoesNotPlayTellsWhyAndWhere) {
     EXPECT_EQ(browser_->text("#verdict h2"), "Nothing plays");
     EXPECT_THAT(browser_->text("#verdict"),
                 HasSubstr("application/x-shockwave-flash, which is not playable"));
-    browser_->screenshot("inspector-paste");
+    browser_->setScreen(960, 1250);
+    browser_->screenshot("inspector-paste");  // the README's
     EXPECT_THAT(browser_->texts("mark"), testing::Contains(HasSubstr("<MediaFile type=")));
     browser_->click("a[href='#source-0-line-13']");
     EXPECT_TRUE(browser_->waitUntil("document.getElementById('source-0-line-13').checkVisibility()"))

@@ -247,12 +247,12 @@ HTML sectionsOfDocuments(const std::vector<MetDocument>& documents, const std::s
                               document.needingAttention.count() == 0;
         if (isSilent || (!document.text && document.dropped.count() == 0)) continue;
         HTML html = HTML::element("h3", nameOfDocument(document, source));
-        if (!document.problem.empty()) html += classed("p", "reason", shortened(document.problem));
         const std::string id = "source-" + std::to_string(place);
         RemarkList list = remarkList(document.dropped, document.needingAttention, document.text, id);
         html += faultOf(document, list);
+        html += list.shown();
         if (!document.problem.empty() && document.text) html += adsOf(document);
-        sections += HTML::element("section", {{"id", id}}, html, list.shown());
+        sections += HTML::element("section", {{"id", id}}, html);
     }
     return sections;
 }

@@ -59,15 +59,15 @@ HTML sectionOfVerdict(const ResolveOptions& options, const Resolution& resolutio
 }
 
 HTML sectionsBelow(const ResolveOptions& options, const Resolution& resolution) {
-    HTML html = section(countOf(resolution.errors.size(), "problem"), listOfErrors(resolution.errors));
+    HTML html = section("What was dropped, and what to look at",
+                        sectionsOfDocuments(resolution.documents, options.source));
+    html += section(countOf(resolution.errors.size(), "problem"), listOfErrors(resolution.errors));
     if (const auto& model = resolution.model; model && !model->errorPixels().empty()) {
         html += section("Error pixels of a document without ads",
                         listOf(model->errorPixels(), [](const VKTVASTURL& url) {
                             return HTML::element("code", shortened(url.url().absoluteString()));
                         }));
     }
-    html += section("What was dropped, and what to look at",
-                    sectionsOfDocuments(resolution.documents, options.source));
     if (!resolution.requests.empty())
         html += section(countOf(resolution.requests.size(), "request") + " for documents",
                         preformatted(linesOfRequests(resolution)));
