@@ -110,6 +110,8 @@ TEST(InspectLines, KeepTheOrderWhateverTheyTake) {
         return VKTServerResponse{200, "<a/>", {}};
     });
     server.serve("/fast", "<a/>");
+    runTool("inspect " +
+            server.url("/fast"));  // what the server's threads share is made by the first request
     std::vector<std::string> urls(100, server.url("/fast"));
     urls.front() = server.url("/slow");
     urls.back() = server.url("/last");
