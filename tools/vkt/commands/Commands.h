@@ -32,3 +32,6 @@ void addResolveOptions(CLI::App& command, ResolveOptions& options);
 
 /// What was given of the network's options, as arguments for another run of this program.
 std::vector<std::string> networkArguments(const CLI::App& command);
+
+/// Those of commands whose result can be a page: --report, and --fragments for the inspector.
+void addPageOptions(CLI::App& command, ResolveOptions& options);

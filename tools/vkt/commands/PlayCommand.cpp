@@ -123,6 +123,7 @@ int runPlay(PlayOptions options) {
 CommandRun addPlay(CLI::App& command) {
     const auto options = std::make_shared<PlayOptions>();
     addResolveOptions(command, options->resolve);
+    addPageOptions(command, options->resolve);
     addAmount(command, "--speed", options->speed, "Simulated seconds in a real one; 0: no waiting");
     addAmount(command, "--wait", options->wait, "Real seconds for the last pixels");
     command

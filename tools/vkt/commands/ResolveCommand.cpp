@@ -113,8 +113,6 @@ int runResolve(const ResolveOptions& options) {
 void addResolveOptions(CLI::App& command, ResolveOptions& options) {
     addSource(command, options.source);
     addJSON(command, options.JSON);
-    addReport(command, options.report);
-    command.add_flag("--fragments", options.fragments)->group("");
     addAmount(command, "--timeout", options.timeout, "Seconds for resolving everything");
     addAmount(command, "--request-timeout", options.requestTimeout, "Seconds for one download");
     command.add_option("--max-wrappers", options.maxWrappers, "Wrappers followed in a row")
@@ -135,8 +133,14 @@ void addResolveOptions(CLI::App& command, ResolveOptions& options) {
         ->transform(integerFrom(0U));
 }
 
+void addPageOptions(CLI::App& command, ResolveOptions& options) {
+    addReport(command, options.report);
+    command.add_flag("--fragments", options.fragments)->group("");
+}
+
 CommandRun addResolve(CLI::App& command) {
     const auto options = std::make_shared<ResolveOptions>();
     addResolveOptions(command, *options);
+    addPageOptions(command, *options);
     return [options] { return runResolve(*options); };
 }
