@@ -87,7 +87,8 @@ class InspectedServer {
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         address.sin_port = htons(static_cast<std::uint16_t>(port_));
-        connect(connection.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        EXPECT_EQ(connect(connection.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
+                  0);
         EXPECT_EQ(write(connection.number(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
         std::string answer(65536, '\0');
         std::size_t size = 0;

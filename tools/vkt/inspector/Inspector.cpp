@@ -30,27 +30,28 @@ struct PageFile {
     const char* type;
 };
 
-const PageFile pageFiles[] = {
+const auto pageFiles = std::to_array<PageFile>({
     {"/", Assets::page, "text/html; charset=utf-8"},
     {"/inspector/page.css", Assets::style, "text/css; charset=utf-8"},
     {"/inspector/page.js", Assets::script, "text/javascript; charset=utf-8"},
-};
+});
 
 std::string nameOfThisMachine() {
     std::array<char, 256> name{};
     return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "localhost";
 }
 
-void setHeaders(httplib::Response& response) {
-    const std::pair<const char*, const char*> headers[] = {{"Content-Security-Policy", contentSecurityPolicy},
-                                                           {"X-Content-Type-Options", "nosniff"},
-                                                           {"Referrer-Policy", "no-referrer"},
-                                                           {"Cache-Control", "no-store"},
-                                                           {"Cross-Origin-Opener-Policy", "same-origin"},
-                                                           {"Cross-Origin-Resource-Policy", "same-origin"}};
-    for (const auto& [name, value] : headers)
-        response.set_header(name, value);
-}
+struct Header {
+    const char* name;
+    const char* value;
+};
+
+constexpr auto headers = std::to_array<Header>({{"Content-Security-Policy", contentSecurityPolicy},
+                                                {"X-Content-Type-Options", "nosniff"},
+                                                {"Referrer-Policy", "no-referrer"},
+                                                {"Cache-Control", "no-store"},
+                                                {"Cross-Origin-Opener-Policy", "same-origin"},
+                                                {"Cross-Origin-Resource-Policy", "same-origin"}});
 
 void refuse(httplib::Response& response, int status, const std::string& reason) {
     response.status = status;
@@ -167,7 +168,8 @@ bool Inspector::answer(const httplib::Request& request, httplib::Response& respo
         return problem.has_value();
     }
     if (request.path != "/" && !request.path.starts_with("/inspector/")) return false;
-    setHeaders(response);
+    for (const Header& header : headers)
+        response.set_header(header.name, header.value);
     if (const auto problem = access_.problemOfReading(request)) {
         refuse(response, forbidden, *problem);
         return true;
