@@ -189,7 +189,11 @@ TEST(InspectorAccess, ElsewhereTheTokenIsAskedFor) {
         {"samples without", "/inspector/samples", {}, 403},
         {"samples with it", "/inspector/samples", good, 200},
         {"document", "/inline", {}, 200},
-        {"clearing", "/pixels/clear", {}, 403},
+        {"clearing pixels", "/pixels/clear", {}, 403},
+        {"clearing logs", "/logs/clear", {}, 403},
+        {"telling", "/tell?path=/a&answer=404", {}, 403},
+        {"telling with more behind it", "/tell/x?path=/a&answer=404", {}, 403},
+        {"telling by way of another path", "/slow/0/tell?path=/a&answer=404", {}, 403},
     };
     for (const AccessCase& each : cases)
         EXPECT_EQ(statusOf(server, each), each.status) << each.name;

@@ -69,10 +69,6 @@ bool isJSON(const httplib::Request& request) {
                                   "application/json");
 }
 
-bool changesTheDemoServer(const std::string& path) {
-    return path == "/tell" || path == "/pixels/clear" || path == "/logs/clear";
-}
-
 // One server-sent event. A line of the run has no line feed, and a carriage return would be one.
 std::string eventOf(std::string_view name, std::string_view data) {
     std::string text = name.empty() ? "" : "event: " + std::string(name) + "\n";
@@ -162,11 +158,6 @@ std::string Inspector::pageURL(int port) const {
 }
 
 bool Inspector::answer(const httplib::Request& request, httplib::Response& response, const Body& body) {
-    if (changesTheDemoServer(request.path)) {
-        const auto problem = access_.problemOfTelling(request);
-        if (problem) refuse(response, forbidden, *problem);
-        return problem.has_value();
-    }
     if (request.path != "/" && !request.path.starts_with("/inspector/")) return false;
     for (const Header& header : headers)
         response.set_header(header.name, header.value);
@@ -282,6 +273,10 @@ void Inspector::answerControl(const httplib::Request& request, httplib::Response
     if (!run) return refuse(response, 404, "There is no such run any more.");
     if (!run->say(lines)) return refuse(response, 409, "The run takes no control lines at present.");
     sendJSON(response, {});
+}
+
+std::optional<std::string> Inspector::problemOfChange(const httplib::Request& request) {
+    return access_.problemOfTelling(request);
 }
 
 void Inspector::stop() {
