@@ -33,6 +33,7 @@ void readEvents(const std::string& document);
 
 /// Registers the benchmarks of one file.
 void addParseBenchmarks();
+void addLineBenchmarks();
 void addMergeBenchmarks();
 void addNetworkBenchmarks();
 void addPixelBenchmarks();

@@ -188,6 +188,7 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
 
     bool isReady = addAll(addParseBenchmarks, "parse");
+    isReady &= addAll(addLineBenchmarks, "line");
     isReady &= addAll(addMergeBenchmarks, "merge");
     isReady &= addAll(addNetworkBenchmarks, "network");
     isReady &= addAll(addPixelBenchmarks, "pixel");

@@ -36,20 +36,21 @@ TEST_P(Completion, OffersWhatTheHelpNames) {
     EXPECT_EQ(outcome.err, "");
 }
 
-INSTANTIATE_TEST_SUITE_P(Bash, Completion,
-                         testing::Values(CompletionCase{"commands", "p", "play pixels privacy"},
-                                         CompletionCase{"optionsOfTheTool", "--", "--help --version"},
-                                         CompletionCase{"optionsOfACommand", "play --m",
-                                                        "--max-wrappers --macro --measure --mute-at"},
-                                         CompletionCase{"closedSet", "log --level w", "warning"},
-                                         CompletionCase{"closedSetBehindEquals", "log --level = i", "info"},
-                                         CompletionCase{"closedSetBehindEqualsAlone",
-                                                        "log --level =", "debug info warning error"},
-                                         CompletionCase{"fileOfAnOption", "pixels --store ad", "ad.xml ads"},
-                                         CompletionCase{"folderOfAnOption", "serve --root ad", "ads"},
-                                         CompletionCase{"sourceBehindAFlag", "inspect --json ad.x", "ad.xml"},
-                                         CompletionCase{"nothingForANumber", "play --speed a", ""},
-                                         CompletionCase{"nothingForAURL", "log ad", ""}),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Bash, Completion,
+    testing::Values(CompletionCase{"commands", "p", "play pixels privacy"},
+                    CompletionCase{"optionsOfTheTool", "--", "--help --version"},
+                    CompletionCase{"optionsOfACommand", "play --m",
+                                   "--max-wrappers --macro --measure --mute-at"},
+                    CompletionCase{"optionNamedInADescription", "inspect --l", "--lines"},
+                    CompletionCase{"closedSet", "log --level w", "warning"},
+                    CompletionCase{"closedSetBehindEquals", "log --level = i", "info"},
+                    CompletionCase{"closedSetBehindEqualsAlone", "log --level =", "debug info warning error"},
+                    CompletionCase{"fileOfAnOption", "pixels --store ad", "ad.xml ads"},
+                    CompletionCase{"folderOfAnOption", "serve --root ad", "ads"},
+                    CompletionCase{"sourceBehindAFlag", "inspect --json ad.x", "ad.xml"},
+                    CompletionCase{"nothingForANumber", "play --speed a", ""},
+                    CompletionCase{"nothingForAURL", "log ad", ""}),
+    [](const auto& test) { return std::string(test.param.name); });
 
 }  // namespace

@@ -96,8 +96,8 @@ class Document {
     void read(const Row& row, const std::string& base) {
         const std::string path = row.path == "." ? base : joined(base, row.path);
         const std::size_t link = row.type.find("](#");
-        if (path.ends_with('*')) {
-            anyKeysBelow.insert(path.substr(0, path.size() - 1));
+        if (row.type == "any" || path.ends_with('*')) {
+            anyKeysBelow.insert(path.substr(0, path.find('*')));
         } else if (row.path != ".") {
             stated.insert(path + ": " + (link == std::string::npos ? row.type : "object"));
             const std::string list = path.ends_with("[]") ? path.substr(0, path.size() - 2) : "";
@@ -137,6 +137,10 @@ class JSONDocument : public testing::Test {
             {"vkt-xml", {"xml " + full}},
             {"vkt-inspect", {inspect + full, inspect + empty, inspect + malformed, inspect + dead}},
             {"vkt-inspect-of-several-sources", {inspect + vkt_joined({full, empty, malformed, dead}, " ")}},
+            {"vkt-inspect---lines", {"inspect --lines"}},
+            {"vkt-watch",
+             {"watch --json --every 0 --count 1 " + failing, "watch --json --every 0 --count 1 " + whole,
+              "watch --json --every 0 --count 1 " + dead}},
             {"vkt-resolve",
              {resolve + full, resolve + noWrappers + full, resolve + failing, resolve + empty,
               resolve + malformed}},
@@ -163,6 +167,9 @@ class JSONDocument : public testing::Test {
     const std::string store_ = folder_.path();
 };
 
+// What `vkt inspect --lines` finds: a document, and a line without one.
+constexpr const char* documents = "{\"id\":1,\"xml\":\"<a/>\"}\n{\"id\":1}\n";
+
 TEST_F(JSONDocument, StatesEveryKeyThatOccursAndNoOther) {
     std::set<std::string> commands;
     for (const auto& [anchor, lines] : commandLines()) {
@@ -170,9 +177,13 @@ TEST_F(JSONDocument, StatesEveryKeyThatOccursAndNoOther) {
         commands.insert(anchor);
         Facts occurring;
         for (const std::string& line : lines) {
-            const auto report = vkt_JSONValueWithData(runTool(line).out);
-            ASSERT_TRUE(report) << line;
-            collect(*report, occurring);
+            const std::string text = runTool(line, documents).out;
+            const bool isOfLines = line.find("--lines") != std::string::npos;
+            for (const std::string_view each : vkt_split(vkt_trimmed(text), isOfLines ? '\n' : '\0')) {
+                const auto report = vkt_JSONValueWithData(each);
+                ASSERT_TRUE(report) << line;
+                collect(*report, occurring);
+            }
         }
         Document document;
         document.read(anchor);

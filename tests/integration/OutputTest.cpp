@@ -26,6 +26,9 @@ TEST_F(ToolOutput, EveryCommandEndsInAStatusAndALineWhenItCannotBeWritten) {
                                     "xml -",
                                     "inspect " + source_,
                                     "inspect --json " + source_,
+                                    "inspect --lines",
+                                    "watch --every 0 --count 1 " + source_,
+                                    "watch --every 0 --count 1 --json " + source_,
                                     "resolve " + source_,
                                     "resolve --json " + source_,
                                     "play --speed 0 " + source_,
@@ -96,7 +99,7 @@ TEST(ToolUsage, WhatIsWrongNamesTheHelpThatTellsMore) {
 
 TEST(ToolUsage, EveryCommandTellsItsExitStatuses) {
     for (const char* command :
-         {"xml", "inspect", "resolve", "play", "pixels", "config", "log", "privacy", "serve"}) {
+         {"xml", "inspect", "resolve", "watch", "play", "pixels", "config", "log", "privacy", "serve"}) {
         const Outcome outcome = runTool(std::string(command) + " --help");
         EXPECT_EQ(outcome.status, 0) << command;
         EXPECT_NE(outcome.out.find("Exit status:\n  0  "), std::string::npos) << command;

@@ -175,7 +175,8 @@ async function begin(command) {
     problem = error.name === "AbortError" ? "Stopped." : `The server does not answer: ${error.message}`;
   }
   if (run !== mine) return; // another one has begun
-  show(problem || `Done in ${((performance.now() - mine.begin) / 1000).toFixed(1)} s.`);
+  const verdict = document.querySelector("#verdict h2")?.textContent;
+  show(problem || `${verdict}. Done in ${((performance.now() - mine.begin) / 1000).toFixed(1)} s.`);
   finish();
 }
 
@@ -210,6 +211,7 @@ function clear() {
   byId("position").value = 0;
   byId("save").disabled = true;
   byId("stop").disabled = false;
+  byId("examples").open = false;
   byId("result").setAttribute("aria-busy", "true");
   byId("pause").textContent = "Pause";
   byId("mute").textContent = "Mute";

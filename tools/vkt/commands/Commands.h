@@ -19,6 +19,7 @@ using CommandRun = std::function<int()>;
 CommandRun addXML(CLI::App& command);
 CommandRun addInspect(CLI::App& command);
 CommandRun addResolve(CLI::App& command);
+CommandRun addWatch(CLI::App& command);
 CommandRun addPlay(CLI::App& command);
 CommandRun addPixels(CLI::App& command);
 CommandRun addConfig(CLI::App& command);

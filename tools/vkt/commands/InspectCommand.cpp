@@ -1,9 +1,13 @@
 // vkt inspect: documents as the library reads them, without following where they lead.
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
+#include <thread>
 
 #include "commands/Commands.h"
+#include "commands/LinePipeline.h"
 #include "commands/OptionChecks.h"
 #include "ground/Output.h"
 #include "report/AdReport.h"
@@ -13,9 +17,11 @@
 namespace {
 
 struct InspectOptions {
-    std::vector<std::string> sources;  ///< files, "-" or URLs; one at least
+    std::vector<std::string> sources;  ///< files, "-" or URLs; one at least, but none with `isLines`
     bool JSON = false;
     std::string report;  ///< file of an HTML report; none when empty
+    bool isLines = false;
+    std::size_t jobs = std::max(1U, std::thread::hardware_concurrency());
 };
 
 // Nothing, with an error line, for a source that cannot be read.
@@ -26,9 +32,8 @@ std::optional<Inspection> inspectSource(const std::string& name, InspectionText 
         return std::nullopt;
     }
     Inspection inspection = inspect(source, text);
-    if (source.url && !inspection.requests.empty() && inspection.requests.front().error) {
-        const auto reason = inspection.requests.front().error->localizedDescription();
-        printError("cannot read " + name + ": " + reason.value_or("the transfer failed"));
+    if (const auto problem = inspection.transferProblem()) {
+        printError("cannot read " + name + ": " + *problem);
         status = ExitSourceUnread;
     } else if (!inspection.hasValidAd()) {
         status = std::max(status, ExitNonePlayable);
@@ -49,7 +54,15 @@ void printJSON(const std::vector<Inspection>& inspections, bool isList) {
     }
 }
 
+int runLines(const InspectOptions& options) {
+    const auto problem = inspectLines(STDIN_FILENO, options.jobs, Output::standard());
+    if (!problem) return ExitPlayable;
+    printError("cannot read the lines of the standard input: " + *problem);
+    return ExitSourceUnread;
+}
+
 int runInspect(const InspectOptions& options) {
+    if (options.isLines) return runLines(options);
     ExitStatus status = ExitPlayable;
     const bool isReported = !options.report.empty();
     std::vector<Inspection> inspections;
@@ -72,9 +85,19 @@ int runInspect(const InspectOptions& options) {
 
 CommandRun addInspect(CLI::App& command) {
     const auto options = std::make_shared<InspectOptions>();
-    command.add_option("SOURCE", options->sources, "Files, - for the standard input, or http(s) URLs")
-        ->required();
+    auto* sources = command.add_option("SOURCE", options->sources,
+                                       "Files, - for the standard input, or http(s) URLs; none with --lines");
     addJSON(command, options->JSON, "One JSON object; a list of them for several sources");
     addReport(command, options->report);
+    auto* lines = command.add_flag("--lines", options->isLines,
+                                   "Inspect {\"id\", \"url\" | \"xml\"}, a JSON object in each line of the "
+                                   "standard input, and print one in a line for each");
+    lines->excludes(sources)->excludes("--report");
+    command.add_option("--jobs", options->jobs, "Lines inspected at the same time (processors)")
+        ->needs(lines)
+        ->transform(integerWithin<std::size_t>(1, 256));
+    command.parse_complete_callback([options] {
+        if (options->sources.empty() && !options->isLines) throw CLI::RequiredError("SOURCE");
+    });
     return [options] { return runInspect(*options); };
 }

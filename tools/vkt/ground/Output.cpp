@@ -1,12 +1,12 @@
 #include "ground/Output.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <functional>
 
 #include "VKTCoreKit/foundation/VKTText.h"
 
@@ -18,26 +18,18 @@ constexpr std::size_t keptReportSize = std::size_t{4} * 1024 * 1024;
 constexpr const char* notJSON =
     "it cannot be written as JSON: it nests too deep or holds text that is not UTF-8";
 
-// The same JSON without the control characters that JSON lets through and a terminal obeys: DEL and C1,
-// U+0080 to U+009F, which are two bytes in UTF-8. They stand in strings only.
-std::string withEscapedControls(std::string_view JSON) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    text.reserve(JSON.size());
-    for (std::size_t i = 0; i < JSON.size(); ++i) {
-        const bool isC1 = JSON.substr(i, 1) == "\xC2" && JSON.substr(i + 1, 1) < "\xA0";
-        if (isC1) ++i;
-        const auto byte = static_cast<unsigned char>(JSON[i]);
-        if (isC1 || byte == 0x7F) {
-            text.append("\\u00").append(1, digits[byte >> 4U]).append(1, digits[byte & 0xFU]);
-        } else {
-            text += JSON[i];
-        }
-    }
+}  // namespace
+
+JSONText textOfJSON(const JSONReport& report, JSONStyle style) {
+    JSONText text{false, std::string()};
+    text.isWritable = report.write(
+        [&text](std::string_view piece) {
+            if (text.whole && text.whole->size() + piece.size() > keptReportSize) text.whole.reset();
+            if (text.whole) text.whole->append(piece);
+        },
+        style);
     return text;
 }
-
-}  // namespace
 
 Output& Output::standard() {
     static Output output(stdout, "the result to the standard output");
@@ -63,20 +55,14 @@ void Output::lines(const std::vector<std::string>& texts) {
 }
 
 // What does not fit is made a second time, once it is known that all of it can be written.
-void Output::JSON(const JSONReport& report) {
+void Output::JSON(const JSONReport& report, JSONStyle style) {
     const std::lock_guard lock(mutex_);
-    std::string kept;
-    bool isWhole = true;
-    const bool isWritable = report.write([&](std::string_view rawPiece) {
-        const std::string piece = withEscapedControls(rawPiece);
-        isWhole = isWhole && kept.size() + piece.size() <= keptReportSize;
-        if (isWhole) kept.append(piece);
-    });
-    if (!isWritable) return fail(notJSON);
-    if (isWhole) {
-        write(kept);
+    const JSONText text = textOfJSON(report, style);
+    if (!text.isWritable) return fail(notJSON);
+    if (text.whole) {
+        write(*text.whole);
     } else {
-        report.write([this](std::string_view piece) { write(withEscapedControls(piece)); });
+        report.write([this](std::string_view piece) { write(piece); }, style);
     }
     write("\n");
 }
@@ -100,6 +86,14 @@ std::optional<std::string> Output::finish() {
         file_ = nullptr;
     }
     return problem_;
+}
+
+bool Output::hasFailed() {
+    const std::lock_guard lock(mutex_);
+    // A pipe without a reader reports an error without being asked for anything.
+    pollfd file{file_ == nullptr ? -1 : fileno(file_), 0, 0};
+    if (poll(&file, 1, 0) > 0 && (file.revents & POLLERR) != 0) fail(std::strerror(EPIPE));
+    return problem_.has_value();
 }
 
 void Output::write(std::string_view bytes) {

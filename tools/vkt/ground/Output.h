@@ -10,6 +10,13 @@
 
 #include "ground/JSONReport.h"
 
+/// What a report looks like as JSON.
+struct JSONText {
+    bool isWritable;                   ///< as JSONReport::write says
+    std::optional<std::string> whole;  ///< nothing when it has more than 4 MiB
+};
+JSONText textOfJSON(const JSONReport& report, JSONStyle style);
+
 /// Writes to the standard output or to a file, and remembers the first thing that goes wrong; what comes
 /// after it is dropped. main ends the process with ExitOutputUnwritten when that was the standard output, so
 /// a command needs no check of its own. Any thread.
@@ -28,9 +35,9 @@ class Output {
     void line(std::string_view text = {});
     void lines(const std::vector<std::string>& texts);
 
-    /// Indented JSON, with each control character escaped, and a line feed. Nothing is written, which is a
-    /// problem of the output, for what nests too deep or holds text that is not UTF-8.
-    void JSON(const JSONReport& report);
+    /// JSON, with each control character escaped, and a line feed. Nothing is written, which is a problem of
+    /// the output, for what nests too deep or holds text that is not UTF-8.
+    void JSON(const JSONReport& report, JSONStyle style = JSONStyle::Indented);
 
     /// Bytes as they are: pages and bodies that a machine reads, and control characters of our own. Never
     /// text of a document for people.
@@ -38,6 +45,10 @@ class Output {
 
     /// Passes on what has been gathered.
     void flush();
+
+    /// Whether something could not be written, or the reader of a pipe has gone away, which is a problem from
+    /// then on: nothing is written any more.
+    [[nodiscard]] bool hasFailed();
 
     /// Ends a file; the standard output is flushed. A sentence about the first problem, if there was one:
     /// what could not be written, and why.

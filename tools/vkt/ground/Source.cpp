@@ -39,12 +39,14 @@ void readFile(Source& source) {
 }  // namespace
 
 Source openSource(const std::string& name) {
+    if (name.find("://") != std::string::npos) return openURL(name);
     Source source{name, std::nullopt, std::nullopt, {}};
-    if (name.find("://") == std::string::npos) {
-        readFile(source);
-        return source;
-    }
-    source.url = VKTURL::URLWithDocumentText(name);
+    readFile(source);
+    return source;
+}
+
+Source openURL(const std::string& text) {
+    Source source{text, VKTURL::URLWithDocumentText(text), std::nullopt, {}};
     if (!source.url || !vkt_isValid(*source.url) || !VKTURLUtils::URLHasHTTPScheme(*source.url)) {
         source.url.reset();
         source.problem = "it is not an http or https URL";

@@ -23,6 +23,9 @@ struct Source {
 /// Reads a file or "-"; a text with "://" is taken for a URL and not fetched.
 Source openSource(const std::string& name);
 
+/// The same of a text that is never taken for the name of a file.
+Source openURL(const std::string& text);
+
 /// The source; false, with an error line, when it cannot be read.
 bool readSource(const std::string& name, Source& source);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <utility>
 
 #include "VKTCoreKit/vast/VKTVASTModelGenerator.h"
 
@@ -41,14 +42,20 @@ bool Inspection::hasValidAd() const {
     return std::any_of(all.begin(), all.end(), [](const auto& ad) { return ad->isValid(); });
 }
 
-Inspection inspect(const Source& source, InspectionText text) {
+std::optional<std::string> Inspection::transferProblem() const {
+    if (requests.empty() || !requests.front().error) return std::nullopt;
+    return requests.front().error->localizedDescription().value_or("the transfer failed");
+}
+
+Inspection inspect(const Source& source, InspectionText text, std::shared_ptr<VKTHTTPCanceller> canceller) {
     Inspection inspection;
     inspection.source = source.name;
     const auto recorder = std::make_shared<RecordingProvider>(VKTURLSessionProvider::sharedInstance(),
                                                               text == InspectionWithText);
     Listener listener(inspection);
     inspection.response =
-        VKTVASTModelGenerator::initWithSessionManager(VKTURLSession::initWithSessionProvider(recorder))
+        VKTVASTModelGenerator::initWithSessionManager(VKTURLSession::initWithSessionProvider(recorder), false,
+                                                      std::move(canceller))
             .generateVASTModelFromXML(
                 source.data, source.url, downloadTimeout,
                 [&](const VKTVASTError& error, const std::vector<VKTVASTURL>& pixels, const auto& document) {

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,10 +25,14 @@ struct Inspection {
 
     [[nodiscard]] VKTVASTModel::Ads ads() const;
     [[nodiscard]] bool hasValidAd() const;
+
+    /// Why the download failed; nothing when there was none, or when it succeeded.
+    [[nodiscard]] std::optional<std::string> transferProblem() const;
 };
 
 /// Whether the text of the document is kept, for who shows it.
 enum InspectionText : bool { InspectionWithoutText, InspectionWithText };
 
-/// Reads the source's bytes, or what its URL gives.
-Inspection inspect(const Source& source, InspectionText text = InspectionWithoutText);
+/// Reads the source's bytes, or what its URL gives. The canceller, which may be null, ends the download.
+Inspection inspect(const Source& source, InspectionText text = InspectionWithoutText,
+                   std::shared_ptr<VKTHTTPCanceller> canceller = nullptr);

@@ -84,6 +84,13 @@ void PlayScreen::showBar(double position, double duration) {
     draw();
 }
 
+void PlayScreen::showText(const std::string& text) {
+    if (!hasBar_) return;
+    erase();
+    bar_ = text.substr(0, terminalWidth() - 1);
+    draw();
+}
+
 void PlayScreen::hideBar() {
     erase();
     Output::standard().flush();

@@ -1,4 +1,4 @@
-// What vkt play shows while it runs.
+// What vkt play and vkt watch show while they run.
 #pragma once
 
 #include <cstddef>
@@ -24,6 +24,11 @@ class PlayScreen {
     /// Draws the bar: seconds played of seconds in all.
     void showBar(double position, double duration);
     void hideBar();
+
+    /// Draws a text in the place of the bar.
+    void showText(const std::string& text);
+
+    [[nodiscard]] bool hasBar() const { return hasBar_; }
 
   private:
     void erase() const;

@@ -1,6 +1,7 @@
 #include "report/AdReport.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 
 #include "VKTCoreKit/foundation/VKTText.h"
@@ -29,14 +30,16 @@ VKTValue valueOf(const std::optional<VKTVASTURL>& url) {
 
 // A 32-bit number by its shortest text: 0.1 and not 0.10000000149.
 VKTValue valueOf(float number) {
+    constexpr float exactLimit = 1U << 24U;  // whole numbers below it are their own shortest text
+    if (std::trunc(number) == number && std::abs(number) < exactLimit) return double{number};
     return vkt_doubleValue(vkt_numberDescription(number));
 }
 
-VKTDictionary reportOfTrackingEvent(const std::shared_ptr<VKTVASTTrackingEvent>& event) {
-    return {{"name", event->name()},
-            {"offset", valueOf(event->offset())},
-            {"url", event->url().absoluteString()},
-            {"isEventConsumable", event->isEventConsumable()}};
+JSONReport reportOfTrackingEvent(const std::shared_ptr<VKTVASTTrackingEvent>& event) {
+    return JSONReport::object({{"name", event->name()},
+                               {"offset", valueOf(event->offset())},
+                               {"url", event->url().absoluteString()},
+                               {"isEventConsumable", event->isEventConsumable()}});
 }
 
 template <typename Event>
@@ -44,8 +47,8 @@ VKTDictionary reportOfNamedEvent(const Event& event) {
     return {{"name", event->eventName()}, {"url", event->eventURL().absoluteString()}};
 }
 
-VKTDictionary reportOfUniversalAdId(const VKTVASTUniversalAdId& id) {
-    return {{"registry", id.registry}, {"value", id.value}};
+JSONReport reportOfUniversalAdId(const VKTVASTUniversalAdId& id) {
+    return JSONReport::object({{"registry", id.registry}, {"value", id.value}});
 }
 
 // What every creative has, appended to what its kind has.
@@ -64,21 +67,21 @@ JSONReport withResources(JSONReport report, const VKTVASTCreativeResource& creat
     return withTracking(std::move(report), creative);
 }
 
-VKTDictionary reportOfMediaFile(const std::shared_ptr<VKTVASTMediaFile>& file) {
-    return {{"id", valueOf(file->id)},
-            {"delivery", valueOf(file->delivery)},
-            {"type", valueOf(file->type)},
-            {"bitrate", valueOf(file->bitrate)},
-            {"minBitrate", valueOf(file->minBitrate)},
-            {"maxBitrate", valueOf(file->maxBitrate)},
-            {"width", valueOf(file->width)},
-            {"height", valueOf(file->height)},
-            {"scalable", file->scalable},
-            {"maintainAspectRatio", file->maintainAspectRatio},
-            {"codec", valueOf(file->codec)},
-            {"apiFramework", valueOf(file->apiFramework)},
-            {"fileSize", valueOf(file->fileSize)},
-            {"url", valueOf(file->url)}};
+JSONReport reportOfMediaFile(const std::shared_ptr<VKTVASTMediaFile>& file) {
+    return JSONReport::object({{"id", valueOf(file->id)},
+                               {"delivery", valueOf(file->delivery)},
+                               {"type", valueOf(file->type)},
+                               {"bitrate", valueOf(file->bitrate)},
+                               {"minBitrate", valueOf(file->minBitrate)},
+                               {"maxBitrate", valueOf(file->maxBitrate)},
+                               {"width", valueOf(file->width)},
+                               {"height", valueOf(file->height)},
+                               {"scalable", file->scalable},
+                               {"maintainAspectRatio", file->maintainAspectRatio},
+                               {"codec", valueOf(file->codec)},
+                               {"apiFramework", valueOf(file->apiFramework)},
+                               {"fileSize", valueOf(file->fileSize)},
+                               {"url", valueOf(file->url)}});
 }
 
 JSONReport reportOfIcon(const std::shared_ptr<VKTVASTCreativeIcon>& icon) {
