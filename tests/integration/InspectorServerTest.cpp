@@ -87,7 +87,8 @@ class InspectedServer {
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         address.sin_port = htons(static_cast<std::uint16_t>(port_));
-        connect(connection.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        EXPECT_EQ(connect(connection.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
+                  0);
         EXPECT_EQ(write(connection.number(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
         std::string answer(65536, '\0');
         std::size_t size = 0;
@@ -188,7 +189,11 @@ TEST(InspectorAccess, ElsewhereTheTokenIsAskedFor) {
         {"samples without", "/inspector/samples", {}, 403},
         {"samples with it", "/inspector/samples", good, 200},
         {"document", "/inline", {}, 200},
-        {"clearing", "/pixels/clear", {}, 403},
+        {"clearing pixels", "/pixels/clear", {}, 403},
+        {"clearing logs", "/logs/clear", {}, 403},
+        {"telling", "/tell?path=/a&answer=404", {}, 403},
+        {"telling with more behind it", "/tell/x?path=/a&answer=404", {}, 403},
+        {"telling by way of another path", "/slow/0/tell?path=/a&answer=404", {}, 403},
     };
     for (const AccessCase& each : cases)
         EXPECT_EQ(statusOf(server, each), each.status) << each.name;

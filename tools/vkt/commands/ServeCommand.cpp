@@ -84,11 +84,11 @@ std::string addressProblem(const std::string& text) {
 }
 
 constexpr const char* bindNotes =
-    "The page at / is the inspector. On an address of --bind that others reach it wants the token that is\n"
-    "printed, and so do /tell, /pixels/clear and /logs/clear; its runs ask public addresses only, unless\n"
-    "--allow-private is given. All other paths, and /files/ with them, are open to whoever reaches the "
-    "port,\n"
-    "since players have to fetch them.\n\n";
+    "The page at / is the inspector. On an address of --bind that others reach, it\n"
+    "wants the token that is printed, and so do /tell, /pixels/clear and\n"
+    "/logs/clear; its runs ask public addresses only, unless --allow-private is\n"
+    "given. All other paths, and /files/ with them, are open to whoever reaches the\n"
+    "port, since players have to fetch them.\n\n";
 
 std::string tellProblem(const std::string& text) {
     if (ToldAnswer::initWithText(text)) return "";

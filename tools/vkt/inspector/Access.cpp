@@ -61,7 +61,7 @@ std::optional<std::string> Access::problemOfReading(const httplib::Request& requ
 }
 
 std::optional<std::string> Access::problemOfUse(const httplib::Request& request) const {
-    if (const auto problem = problemOfReading(request)) return problem;
+    if (auto problem = problemOfReading(request)) return problem;
     if (isOfAnotherSite(request)) return "Pages of other sites may not use this server.";
     if (!isLoopback() && !isToken(request.get_header_value(tokenHeader)))
         return "The token is missing or wrong: open the address that vkt serve has printed.";

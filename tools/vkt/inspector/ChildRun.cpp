@@ -78,7 +78,7 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
 
 // The HTTP server's connections would pass to the child: their clients would not see them closed.
 void closeTheRest(posix_spawn_file_actions_t& actions) {
-#if defined(__GLIBC_PREREQ) && __GLIBC_PREREQ(2, 34)
+#if defined(__GLIBC__) && (__GLIBC__ > 2 || __GLIBC_MINOR__ >= 34)
     posix_spawn_file_actions_addclosefrom_np(&actions, firstFree);
 #else
     std::error_code error;
@@ -177,7 +177,7 @@ ChildEnd ChildRun::listen(const Listener& listener) {
     return result;
 }
 
-void ChildRun::waitForInput(Clock::duration time) {
+void ChildRun::waitForInput(Clock::duration time) const {
     std::array<pollfd, 2> streams{
         {{output_.descriptor.number(), POLLIN, 0}, {notes_.descriptor.number(), POLLIN, 0}}};
     const bool isOutputClosed = !output_.descriptor.isOpen() && !notes_.descriptor.isOpen();

@@ -75,7 +75,7 @@ class ChildRun {
     explicit ChildRun(const ChildLimits& limits) : limits_(limits) {}
 
     std::string spawn(const std::string& program, const ChildCommand& command);
-    void waitForInput(Clock::duration time);
+    void waitForInput(Clock::duration time) const;
     bool readStream(Stream& stream, const Listener& listener);
     void checkLimits(Clock::time_point end);
     [[nodiscard]] bool reap();

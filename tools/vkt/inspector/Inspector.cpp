@@ -30,27 +30,28 @@ struct PageFile {
     const char* type;
 };
 
-const PageFile pageFiles[] = {
+const auto pageFiles = std::to_array<PageFile>({
     {"/", Assets::page, "text/html; charset=utf-8"},
     {"/inspector/page.css", Assets::style, "text/css; charset=utf-8"},
     {"/inspector/page.js", Assets::script, "text/javascript; charset=utf-8"},
-};
+});
 
 std::string nameOfThisMachine() {
     std::array<char, 256> name{};
     return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "localhost";
 }
 
-void setHeaders(httplib::Response& response) {
-    const std::pair<const char*, const char*> headers[] = {{"Content-Security-Policy", contentSecurityPolicy},
-                                                           {"X-Content-Type-Options", "nosniff"},
-                                                           {"Referrer-Policy", "no-referrer"},
-                                                           {"Cache-Control", "no-store"},
-                                                           {"Cross-Origin-Opener-Policy", "same-origin"},
-                                                           {"Cross-Origin-Resource-Policy", "same-origin"}};
-    for (const auto& [name, value] : headers)
-        response.set_header(name, value);
-}
+struct Header {
+    const char* name;
+    const char* value;
+};
+
+constexpr auto headers = std::to_array<Header>({{"Content-Security-Policy", contentSecurityPolicy},
+                                                {"X-Content-Type-Options", "nosniff"},
+                                                {"Referrer-Policy", "no-referrer"},
+                                                {"Cache-Control", "no-store"},
+                                                {"Cross-Origin-Opener-Policy", "same-origin"},
+                                                {"Cross-Origin-Resource-Policy", "same-origin"}});
 
 void refuse(httplib::Response& response, int status, const std::string& reason) {
     response.status = status;
@@ -66,10 +67,6 @@ bool isJSON(const httplib::Request& request) {
     const std::string type = request.get_header_value("Content-Type");
     return vkt_equalsIgnoringCase(vkt_trimmed(std::string_view(type).substr(0, type.find(';'))),
                                   "application/json");
-}
-
-bool changesTheDemoServer(const std::string& path) {
-    return path == "/tell" || path == "/pixels/clear" || path == "/logs/clear";
 }
 
 // One server-sent event. A line of the run has no line feed, and a carriage return would be one.
@@ -161,13 +158,9 @@ std::string Inspector::pageURL(int port) const {
 }
 
 bool Inspector::answer(const httplib::Request& request, httplib::Response& response, const Body& body) {
-    if (changesTheDemoServer(request.path)) {
-        const auto problem = access_.problemOfTelling(request);
-        if (problem) refuse(response, forbidden, *problem);
-        return problem.has_value();
-    }
     if (request.path != "/" && !request.path.starts_with("/inspector/")) return false;
-    setHeaders(response);
+    for (const Header& header : headers)
+        response.set_header(header.name, header.value);
     if (const auto problem = access_.problemOfReading(request)) {
         refuse(response, forbidden, *problem);
         return true;
@@ -280,6 +273,10 @@ void Inspector::answerControl(const httplib::Request& request, httplib::Response
     if (!run) return refuse(response, 404, "There is no such run any more.");
     if (!run->say(lines)) return refuse(response, 409, "The run takes no control lines at present.");
     sendJSON(response, {});
+}
+
+std::optional<std::string> Inspector::problemOfChange(const httplib::Request& request) {
+    return access_.problemOfTelling(request);
 }
 
 void Inspector::stop() {

@@ -34,6 +34,7 @@ class Inspector : public DemoGuest {
     [[nodiscard]] std::string pageURL(int port) const;
 
     bool answer(const httplib::Request& request, httplib::Response& response, const Body& body) override;
+    std::optional<std::string> problemOfChange(const httplib::Request& request) override;
     void stop() override;
 
   private:

@@ -45,7 +45,7 @@ class CommandLine {
         : request_(request) {
         const std::string name = textOf("command");
         isPlay_ = name == "play";
-        if (!isPlay_ && name != "resolve") refuse("\"command\" is \"resolve\" or \"play\"");
+        if (!isPlay_ && name != "resolve") refuse(R"("command" is "resolve" or "play")");
         command_.arguments = {name, "--fragments",
                               "--report=/dev/fd/" + std::to_string(ChildRun::reportDescriptor)};
         const VKTValue* simulated = request.find("simulated");
@@ -80,7 +80,7 @@ class CommandLine {
         const VKTValue* value = request_.find("options");
         if (value == nullptr) return;
         const VKTDictionary* options = value->asDictionary();
-        if (options == nullptr) return refuse("\"options\" is an object");
+        if (options == nullptr) return refuse(R"("options" is an object)");
         for (const auto& [name, content] : *options) {
             const auto* allowed =
                 std::find_if(allowedOptions.begin(), allowedOptions.end(),

@@ -44,6 +44,7 @@ struct Exchange {
     [[nodiscard]] std::string baseURL() const { return server.baseURL(request); }
     [[nodiscard]] DemoDocuments documents() const { return DemoDocuments(baseURL()); }
 
+    [[nodiscard]] bool mayChange() const { return server.mayChange(request, response); }
     void sendXML(const std::string& text) const { response.set_content(text, xmlType); }
 
     /// Or the part of it that is asked for.
@@ -162,6 +163,7 @@ void redirectForEver(const Exchange& exchange) {
 
 void sendPixelLog(const Exchange& exchange) {
     if (exchange.argument == "clear") {
+        if (!exchange.mayChange()) return;
         exchange.server.pixelLog().clear();
     } else if (!exchange.argument.empty()) {
         exchange.response.status = 404;
@@ -195,11 +197,15 @@ void collectLogs(const Exchange& exchange) {
         }
         return;
     }
-    if (exchange.argument == "clear") collector.clear();
+    if (exchange.argument == "clear") {
+        if (!exchange.mayChange()) return;
+        collector.clear();
+    }
     exchange.response.set_content(collector.JSON(), "application/json");
 }
 
 void hearAnswer(const Exchange& exchange) {
+    if (!exchange.mayChange()) return;
     const auto parameter = [&](const char* name) { return exchange.request.get_param_value(name); };
     auto told = ToldAnswer::initWithTexts(parameter("path"), parameter("answer"), parameter("times"));
     if (!told) {

@@ -27,6 +27,9 @@ class DemoGuest {
     /// False when the demo server is to answer, and nothing has been read or answered.
     virtual bool answer(const httplib::Request& request, httplib::Response& response, const Body& body) = 0;
 
+    /// Why a request may not change what the demo server answers or keeps; nothing when it may.
+    virtual std::optional<std::string> problemOfChange(const httplib::Request& request) = 0;
+
     /// Ends the answers that are under way, whatever they wait for; called when the server stops.
     virtual void stop() = 0;
 };

@@ -122,6 +122,14 @@ void DemoServer::Impl::answer(const httplib::Request& request, httplib::Response
     }
 }
 
+bool DemoServer::Impl::mayChange(const httplib::Request& request, httplib::Response& response) {
+    const auto problem = guest_ == nullptr ? std::nullopt : guest_->problemOfChange(request);
+    if (!problem) return true;
+    response.status = 403;
+    response.set_content(*problem + "\n", "text/plain");
+    return false;
+}
+
 void DemoServer::Impl::waitUnlessStopped(std::chrono::milliseconds time) {
     std::unique_lock lock(mutex_);
     stopSignal_.wait_for(lock, time, [this] { return stopped_; });

@@ -30,6 +30,8 @@ class DemoServer::Impl {
 
     /// The route of a path answers.
     void dispatch(const httplib::Request& request, std::string_view path, httplib::Response& response);
+    /// Whether the guest lets this request change what is answered or kept; otherwise it is refused.
+    bool mayChange(const httplib::Request& request, httplib::Response& response);
     void waitUnlessStopped(std::chrono::milliseconds time);
     void tell(ToldAnswer told) { toldAnswers_.tell(std::move(told)); }
     [[nodiscard]] PixelLog& pixelLog() { return pixelLog_; }
