@@ -1,9 +1,11 @@
 #include "playing/RemoteMediaPlayer.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <thread>
 #include <utility>
 
@@ -33,26 +35,35 @@ std::pair<std::string, std::string> firstWordOf(const std::string& line) {
     return {line.substr(0, blank), line.substr(std::min(blank + 1, line.size()))};
 }
 
+// Until the descriptor ends. Not by a stream of the C library, which would be waited for when the process
+// ends.
+void readLines(int descriptor, const std::function<void(const std::string& line)>& onLine) {
+    std::array<char, longestLine> piece{};
+    std::string line;
+    for (ssize_t count = 1; count > 0;) {
+        count = read(descriptor, piece.data(), piece.size());
+        for (ssize_t i = 0; i < count; ++i) {
+            const char c = piece.at(static_cast<std::size_t>(i));
+            if (c == '\n') {
+                onLine(std::exchange(line, {}));
+            } else if (line.size() < longestLine) {
+                line += c;
+            }
+        }
+    }
+}
+
 }  // namespace
 
 void RemoteMediaPlayer::listen(int descriptor, const std::shared_ptr<VKTRunLoop>& loop,
                                ViewerHandler onViewerAction) {
     onViewerAction_ = std::move(onViewerAction);
-    std::FILE* file = fdopen(descriptor, "r");
-    if (file == nullptr) return;
-    std::thread([file, loop, self = weak_from_this()] {
-        std::string line;
-        for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) {
-            if (c != '\n') {
-                if (line.size() < longestLine) line += static_cast<char>(c);
-                continue;
-            }
+    std::thread([descriptor, loop, self = weak_from_this()] {
+        readLines(descriptor, [&](const std::string& line) {
             loop->post([self, line] {
                 if (const auto player = self.lock()) player->hear(line);
             });
-            line.clear();
-        }
-        std::fclose(file);
+        });
     }).detach();
 }
 
