@@ -22,10 +22,10 @@ struct ResolveOptions {
 
 struct PlayOptions {
     ResolveOptions resolve;
-    double speed = 10;     ///< simulated seconds in a real one; 0 for no waiting
-    double wait = 15;      ///< real seconds for the pixels at the end
-    std::string store;     ///< file that keeps pixels; none when empty
-    bool measure = false;  ///< with the ad's verification scripts
+    double speed = 10;                ///< simulated seconds in a real one; 0 for no waiting
+    double wait = 15;                 ///< real seconds for the pixels at the end
+    std::string store;                ///< file that keeps pixels; none when empty
+    bool measure = false;             ///< with the ad's verification scripts
     std::optional<int> remotePlayer;  ///< descriptor with what a media player in another program tells
     std::optional<double> skipAt, muteAt, pauseAt, clickAt, hideAt;  ///< seconds of content
 };

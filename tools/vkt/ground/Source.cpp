@@ -65,9 +65,9 @@ std::shared_ptr<VKTURLSessionTask> RecordingProvider::dataRequest(
     const VKTURLRequest& request, VKTURLSessionCompletionHandler completionHandler) {
     const auto start = std::chrono::steady_clock::now();
     return provider_->dataRequest(
-        request,
-        [log = log_, keepsBodies = keepsBodies_, start, url = request.url.absoluteString(), handler = std::move(completionHandler)](
-            const VKTURLSessionResponse& response, const std::shared_ptr<VKTURLSessionTask>& task) {
+        request, [log = log_, keepsBodies = keepsBodies_, start, url = request.url.absoluteString(),
+                  handler = std::move(completionHandler)](const VKTURLSessionResponse& response,
+                                                          const std::shared_ptr<VKTURLSessionTask>& task) {
             RequestRecord record{url, std::nullopt, response.error(), 0};
             if (response.response()) record.statusCode = response.response()->statusCode;
             record.milliseconds =

@@ -130,8 +130,8 @@ void addInspection(Page& page, const Inspection& inspection) {
     const AdUses uses(inspection);
     addAds(page, ads.size(),
            [&](std::size_t place) { return cardOfInspected(*ads[place], place, uses.of(place)); });
-    page.add(section("What was dropped, and what to look at",
-                     sectionsOfDocuments({document}, inspection.source)));
+    page.add(
+        section("What was dropped, and what to look at", sectionsOfDocuments({document}, inspection.source)));
     page.add(section(countOf(inspection.errors.size(), "problem"), listOfErrors(inspection.errors)));
 }
 
