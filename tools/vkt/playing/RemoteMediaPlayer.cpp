@@ -64,6 +64,7 @@ void RemoteMediaPlayer::listen(int descriptor, const std::shared_ptr<VKTRunLoop>
                 if (const auto player = self.lock()) player->hear(line);
             });
         });
+        close(descriptor);
     }).detach();
 }
 
