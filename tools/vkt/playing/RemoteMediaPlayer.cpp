@@ -122,9 +122,9 @@ void RemoteMediaPlayer::setVolume(double volume) {
 
 void RemoteMediaPlayer::hear(const std::string& line) {
     const auto [word, rest] = firstWordOf(line);
-    constexpr std::string_view words[] = {"ready",   "started", "position", "duration",
-                                          "stalled", "ended",   "failed",   "unplayable"};
-    if (std::find(std::begin(words), std::end(words), word) == std::end(words)) {
+    constexpr std::array<std::string_view, 8> words{"ready",   "started", "position", "duration",
+                                                    "stalled", "ended",   "failed",   "unplayable"};
+    if (std::find(words.begin(), words.end(), word) == words.end()) {
         onViewerAction_(word);
     } else if (listener_ && !isSimulated_) {
         hearOfMedia(word, rest);

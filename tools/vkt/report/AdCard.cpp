@@ -206,7 +206,7 @@ HTML extensionOf(const VKTVASTAd& ad, Pixels& pixels) {
 }  // namespace
 
 HTML linkTo(const VKTURL& url) {
-    const std::string text = url.absoluteString();
+    const std::string& text = url.absoluteString();
     if (!VKTURLUtils::URLHasHTTPScheme(url)) return code(text);
     return HTML::element("a", {{"href", text}, {"rel", "noreferrer noopener"}, {"target", "_blank"}},
                          shortened(text));

@@ -16,7 +16,7 @@
 namespace {
 
 // Of a text that is shown as a whole.
-constexpr std::size_t shownSourceSize = 256 * 1024;
+constexpr std::size_t shownSourceSize = std::size_t{256} * 1024;
 
 // Bytes of a line around what is marked in it. Many documents stand in one line.
 constexpr std::size_t excerptMargin = 160;
