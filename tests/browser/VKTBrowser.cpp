@@ -73,8 +73,19 @@ VKTBrowser::~VKTBrowser() {
     std::filesystem::remove_all(profile_, error);
 }
 
-// It chooses a port and tells it: "… was started successfully on port 40123."
+// It takes a port that is free for IPv6 and ends when somebody has the same for IPv4.
 void VKTBrowser::startDriver() {
+    std::string told;
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        if (isDriverStarted(told)) return;
+        vkt_statusOf(driver_);
+        close(driverOutput_);
+    }
+    throw std::runtime_error("the browser's driver did not start: " + told);
+}
+
+// It tells its port: "… was started successfully on port 40123."
+bool VKTBrowser::isDriverStarted(std::string& told) {
     std::array<int, 2> ends{};
     if (pipe(ends.data()) != 0) throw std::runtime_error("no pipe to the browser's driver can be opened");
     driverOutput_ = ends[0];
@@ -83,7 +94,6 @@ void VKTBrowser::startDriver() {
         {"sh", "-c", "exec chromedriver --port=0 >/dev/fd/" + std::to_string(ends[1]) + " 2>&1"});
     close(ends[1]);
     constexpr std::string_view portName = "successfully on port ";
-    std::string told;
     for (char byte = 0; ::read(driverOutput_, &byte, 1) == 1;) {
         told += byte;
         const std::size_t port = told.find(portName);
@@ -91,9 +101,9 @@ void VKTBrowser::startDriver() {
         client_ =
             std::make_unique<httplib::Client>("127.0.0.1", std::stoi(told.substr(port + portName.size())));
         client_->set_read_timeout(60);
-        return;
+        return true;
     }
-    throw std::runtime_error("the browser's driver did not start: " + told);
+    return false;
 }
 
 void VKTBrowser::startBrowser() {

@@ -73,6 +73,7 @@ class VKTBrowser {
 
   private:
     void startDriver();
+    bool isDriverStarted(std::string& told);
     void startBrowser();
     VKTValue call(const char* method, const std::string& path, const VKTDictionary& body = {});
     void emulate(const std::string& what, const VKTDictionary& parameters);
