@@ -45,6 +45,7 @@ void ResolveFragments::finish(const Resolution& resolution) {
 
 void PlayFragments::resolved(const Resolution& resolution, const Timeline& problems,
                              const PixelLedger& ledger) {
+    isResolved_ = true;
     Resolution whole = resolution;
     addProblemsOfAds(whole);  // told at once; the break meets them one by one
     frame_.finish(whole);
@@ -80,6 +81,11 @@ void PlayFragments::progressed(double position, double duration) {
 void PlayFragments::adEnded(std::size_t number, const PlayedAd& ad) {
     if (options_.measure && ad.ad.isPlayable())
         frame_.writer().append("scripts-" + std::to_string(number), listOfScripts(ad.scripts));
+}
+
+// Where no thread starts nothing is resolved, and nobody is told.
+void PlayFragments::breakEnded() {
+    if (!isResolved_) frame_.finish({});
 }
 
 void PlayFragments::pixelAnswered(std::size_t place, const PixelRecord& pixel) {
