@@ -205,7 +205,7 @@ TEST_F(ReportPage, FragmentsEndAsThePageDoes) {
     const std::string end = "</VASTAdTagURI></Wrapper></Ad>";
     const std::string document = "<VAST version='4.2'><Odd/>" + wrapper + server_.url("/malformed") + end +
                                  wrapper + server_.url("/slow/1/demo") + end + "</VAST>";
-    for (const char* command : {"resolve -", "play - --speed 0 --wait 0.5"}) {
+    for (const char* command : {"resolve - --fail 1", "play - --fail 1 --speed 0 --wait 0.5"}) {
         const std::string html = fragmentsOf(command + (" --report " + path), document);
         const std::string page = takeFile(path);
         std::vector<std::string> pieces{"<li id=\"document-0\">", "<section id=\"verdict\"", "problems</h2>"};
