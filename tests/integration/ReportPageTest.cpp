@@ -1,6 +1,7 @@
 // The pages of "--report", and what the inspector's page is sent: whatever a document holds.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <regex>
 #include <set>
 #include <string>
@@ -56,21 +57,38 @@ void expectHarmless(const std::string& html) {
         ADD_FAILURE() << attribute;
 }
 
+// Each id stands once, and each link within the page leads to one.
+void expectLinksToLead(const std::string& page) {
+    std::set<std::string> ids;
+    for (const std::string& id : matchesOf(page, " id=\"([^\"]*)\""))
+        EXPECT_TRUE(ids.insert(id).second) << id << " stands twice";
+    for (const std::string& id : matchesOf(page, "href=\"#([^\"]*)\""))
+        EXPECT_TRUE(ids.contains(id)) << "#" << id << " leads nowhere";
+}
+
+// What stands last in the text from `begin` to the next `end`.
+std::string lastPiece(const std::string& text, const std::string& begin, const std::string& end) {
+    const std::size_t at = text.rfind(begin);
+    return at == std::string::npos ? "nothing" : text.substr(at, text.find(end, at) - at);
+}
+
 class ReportPage : public testing::Test {
   protected:
     // The page of one run of the tool.
     [[nodiscard]] std::string pageOf(const std::string& arguments, const std::string& input = "") const {
         const std::string path = testing::TempDir() + "vkt-page-" + std::to_string(getpid());
         outcome_ = runTool(arguments + " --report " + path, input);
-        return takeFile(path);
+        std::string page = takeFile(path);
+        expectLinksToLead(page);
+        return page;
     }
 
     // What the inspector's page is sent, put together as the page does, with each id that there is.
     [[nodiscard]] std::string fragmentsOf(const std::string& arguments, const std::string& input) const {
         std::string html;
         std::set<std::string> ids{"result"};
-        const Outcome outcome = runTool(arguments + " --fragments", input);
-        for (const std::string_view line : vkt_split(outcome.out, '\n')) {
+        outcome_ = runTool(arguments + " --fragments", input);
+        for (const std::string_view line : vkt_split(outcome_.out, '\n')) {
             if (line.empty()) continue;
             const VKTDictionary message = parsed(std::string(line));
             if (message.find("html") == nullptr) continue;
@@ -124,6 +142,11 @@ std::string adWith(const std::string& before, const std::string& inside) {
            "</VAST>";
 }
 
+std::string withReturns(std::string text) {
+    std::replace(text.begin(), text.end(), '\n', '\r');
+    return text;
+}
+
 TEST_F(ReportPage, WhatIsDroppedIsMarkedInItsLine) {
     const MarkRow rows[] = {
         {"nothing", adWith("", ""), {}},
@@ -138,6 +161,10 @@ TEST_F(ReportPage, WhatIsDroppedIsMarkedInItsLine) {
         {"behind a document type", adWith("<!DOCTYPE VAST>\n", "<Odd/>\n"), {"6"}},
         {"an attribute", adWith("", "<AdServingId odd='1'>\nx</AdServingId>\n"), {"5"}},
         {"a text", adWith("", "<Creatives/>\n"), {"5"}},
+        {"behind carriage returns alone", withReturns(adWith("", "<Odd/>\n")), {"5"}},
+        {"behind a mark that the declaration contradicts",
+         adWith("\xEF\xBB\xBF<?xml version='1.0' encoding='UTF-16'?>\n", "<Odd/>\n"),
+         {"6"}},
         {"a fault in the XML", "<VAST version='4.2'>\n<Ad>\n</VAST>", {"3"}},
         {"two bytes a character", std::string("\xFF\xFE<\0V\0A\0S\0T\0/\0>\0", 16), {}},
     };
@@ -154,6 +181,44 @@ TEST_F(ReportPage, OfALongLineWhatIsAroundTheElementIsShown) {
     const auto excerpts = matchesOf(pageOf("inspect -", document), "<pre>([^p]*<mark>&lt;Odd/&gt;</mark>)");
     ASSERT_EQ(excerpts.size(), 1U);
     EXPECT_TRUE(excerpts.front().starts_with("…xxx")) << excerpts.front();
+}
+
+TEST_F(ReportPage, AFaultIsShownAtItsCharacter) {
+    std::string document = "<VAST version='4.2'>\n";
+    for (int i = 0; i < 300; ++i)
+        document += "é";
+    EXPECT_NE(pageOf("inspect -", document + "</Odd>").find("é&lt;/<mark>Odd&gt;</mark>"), std::string::npos);
+}
+
+TEST_F(ReportPage, OfSeveralDocumentsEachHasItsOwnPlaces) {
+    const std::string page =
+        pageOf("inspect " + server_.url("/malformed") + " " + server_.url("/empty-error"));
+    EXPECT_EQ(matchesOf(page, " id=\"(document-\\d+)\"").size(), 2U);
+    EXPECT_NE(page.find("<h2>Error pixels of a document without ads</h2>"), std::string::npos);
+}
+
+TEST_F(ReportPage, FragmentsEndAsThePageDoes) {
+    server_.get("/tell?path=/pixel/*&answer=503");
+    const std::string path = testing::TempDir() + "vkt-page-" + std::to_string(getpid());
+    const std::string wrapper = "<Ad sequence='0'><Wrapper><AdSystem>s</AdSystem><Error>" +
+                                server_.url("/pixel/") + "</Error><VASTAdTagURI>";
+    const std::string end = "</VASTAdTagURI></Wrapper></Ad>";
+    const std::string document = "<VAST version='4.2'><Odd/>" + wrapper + server_.url("/malformed") + end +
+                                 wrapper + server_.url("/slow/1/demo") + end + "</VAST>";
+    for (const char* command : {"resolve - --fail 1", "play - --fail 1 --speed 0 --wait 0.5"}) {
+        const std::string html = fragmentsOf(command + (" --report " + path), document);
+        const std::string page = takeFile(path);
+        std::vector<std::string> pieces{"<li id=\"document-0\">", "<section id=\"verdict\"", "problems</h2>"};
+        for (const std::string& place : matchesOf(page, "(<li id=\"pixel-\\d+\">)"))
+            pieces.push_back(place);
+        EXPECT_EQ(pieces.size() > 3, command[0] == 'p') << "pixels";
+        for (const std::string& piece : pieces) {
+            const char* last = piece.starts_with("<li") ? "</li>" : "</section>";
+            EXPECT_EQ(lastPiece(html, piece, last).substr(0, 4000),
+                      lastPiece(page, piece, last).substr(0, 4000))
+                << command;
+        }
+    }
 }
 
 TEST_F(ReportPage, AChainIsATreeOfItsDocuments) {

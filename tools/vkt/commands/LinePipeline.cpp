@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
 #include <cstring>
 #include <deque>
 #include <memory>
@@ -205,10 +207,19 @@ std::string resultOf(const Line& line, const LineInspection& inspection, LineWin
     return "";
 }
 
-std::string resultOfProblem(const Line& line, const char* problem) {
+std::string resultOfProblem(const Line& line) {
     LineInspection inspection;
-    inspection.problem = problem;
+    inspection.problem = line.problem;
     return textOfJSON(reportOfLine(inspection, line.number), JSONStyle::OneLine).whole.value_or("") + '\n';
+}
+
+// As the answer to a line that has no memory would be, without memory.
+void writeScarcity(const Line& line, LineWindow& window, Output& output) {
+    std::array<char, 128> text{};
+    const int size = std::snprintf(text.data(), text.size(), "{\"id\":null,\"error\":\"%s\",\"line\":%zu}\n",
+                                   notEnoughMemory, line.number);
+    window.awaitTurn(line);
+    output.bytes({text.data(), static_cast<std::size_t>(size)});
 }
 
 // Scarce memory is a problem of this line and not of the others.
@@ -216,12 +227,12 @@ void work(const Line& line, LineWindow& window, Output& output) {
     std::string result;
     try {
         if (!line.problem.empty()) {
-            result = resultOfProblem(line, line.problem.c_str());
+            result = resultOfProblem(line);
         } else if (!window.isOver()) {
             result = resultOf(line, inspectLine(line.text, window.canceller()), window, output);
         }
     } catch (const std::bad_alloc&) {
-        result = resultOfProblem(line, notEnoughMemory);
+        writeScarcity(line, window, output);
     }
     window.leave(line, std::move(result));
 }

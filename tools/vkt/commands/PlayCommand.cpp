@@ -1,5 +1,6 @@
 // vkt play: an ad break in a player without a screen, in simulated time.
 #include <iomanip>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <utility>
@@ -61,7 +62,8 @@ class ScreenAudience : public PlayAudience {
             screen_.line(line);
     }
     void breakEnded() override { screen_.line(""); }
-    void pixelAnswered(std::size_t /*place*/, const PixelRecord& pixel) override {
+    void pixelAnswered(std::size_t place, const PixelRecord& pixel) override {
+        if (std::exchange(toldOutcomes_[place], pixel.outcome()) == pixel.outcome()) return;
         std::string reason;
         if (pixel.end == PixelPending) reason = " (stays pending" + pixel.reason() + ")";
         if (pixel.end == PixelExpired) reason = " (expired unsent)";
@@ -75,6 +77,7 @@ class ScreenAudience : public PlayAudience {
   private:
     const PlayOptions& options_;
     PlayScreen screen_;
+    std::map<std::size_t, std::string> toldOutcomes_;  // of each pixel; a repeated one is no news
 };
 
 std::shared_ptr<VKTPixelStoreProviderProtocol> providerOf(const std::string& store) {

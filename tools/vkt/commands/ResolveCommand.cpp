@@ -67,12 +67,6 @@ VKTData textOf(const Source& source) {
     return source.data ? std::make_shared<const std::string>(*source.data) : nullptr;
 }
 
-void addUnplayableAds(Resolution& resolution) {
-    for (const VKTAdBreakAd& ad : resolution.ads) {
-        if (!ad.creative) resolution.errors.push_back(problemOfAd(ad));
-    }
-}
-
 int finish(const ResolveOptions& options, const Resolution& resolution) {
     const bool isWritten = options.report.empty() || writeResolutionPage(options, resolution);
     const ExitStatus status = conclude(options, resolution);
@@ -84,7 +78,7 @@ int showFragments(ResolveOptions options, const Source& source) {
     ResolveFragments fragments(options);
     Resolution resolution = resolveSource(options, source, fragments.detail(textOf(source)),
                                           [&](const VKTAdBreakAd& ad) { fragments.showAd(ad); });
-    addUnplayableAds(resolution);
+    addProblemsOfAds(resolution);
     fragments.finish(resolution);
     return finish(options, resolution);
 }
@@ -97,7 +91,7 @@ int runResolve(const ResolveOptions& options) {
     const bool isReported = !options.report.empty();
     Resolution resolution = resolveSource(
         options, source, isReported ? std::optional(ResolvingDetail{textOf(source), nullptr}) : std::nullopt);
-    addUnplayableAds(resolution);
+    addProblemsOfAds(resolution);
     for (const std::string& line : linesOfErrors(resolution.errors))
         printError(line);
     if (options.JSON) {

@@ -14,6 +14,11 @@
 
 namespace {
 
+// A byte order mark wins over what the document declares, as when the library reads it.
+const char* markedEncoding(std::string_view text) {
+    return text.starts_with("\xEF\xBB\xBF") ? "UTF-8" : nullptr;
+}
+
 /// An element on the way to a place that is looked for.
 struct Step {
     std::map<std::pair<std::string, std::size_t>, Step*, std::less<>> below;  // by name and position, from 1
@@ -34,7 +39,7 @@ std::optional<std::pair<std::string, std::size_t>> elementOf(std::string_view st
 class Search {
   public:
     explicit Search(std::string_view text)
-        : text_(text), parser_(XML_ParserCreate(nullptr), &XML_ParserFree) {}
+        : text_(text), parser_(XML_ParserCreate(markedEncoding(text)), &XML_ParserFree) {}
 
     const Step* add(const std::string& path) {
         Step* step = &root_;

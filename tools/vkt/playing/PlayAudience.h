@@ -25,7 +25,8 @@ class PlayAudience {
     virtual void adEnded(std::size_t number, const PlayedAd& ad) = 0;
     virtual void breakEnded() {}
 
-    /// `place` is that of the ledger. Also after the break.
+    /// Of each attempt, whose outcome may be that of the one before. `place` is that of the ledger. Also
+    /// after the break, and before the event is told.
     virtual void pixelAnswered(std::size_t place, const PixelRecord& pixel) = 0;
 
     /// What a remote media player is to do; see RemoteMediaPlayer.

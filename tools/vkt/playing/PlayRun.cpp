@@ -58,9 +58,7 @@ void PlayRun::makePixelManager(std::shared_ptr<VKTPixelStoreProviderProtocol> pr
 }
 
 void PlayRun::tellOutcome(std::size_t place) {
-    const PixelRecord pixel = ledger_->record(place);
-    if (std::exchange(toldOutcomes_[place], pixel.outcome()) != pixel.outcome())
-        audience_.pixelAnswered(place, pixel);
+    audience_.pixelAnswered(place, ledger_->record(place));
 }
 
 PlayResult PlayRun::run(const Source& source) {

@@ -1,7 +1,6 @@
 // An ad break in a player without a screen, in simulated time.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -63,8 +62,7 @@ class PlayRun : public VKTAdBreakPlayerDelegate, public std::enable_shared_from_
     const std::shared_ptr<PixelLedger> ledger_;
     TimelineRecorder problems_;
     std::shared_ptr<VKTPixelManager> pixelManager_;
-    std::shared_ptr<ScriptLedger> scripts_;            // null when the ads are not measured
-    std::map<std::size_t, std::string> toldOutcomes_;  // of each pixel; a repeated one is no news
+    std::shared_ptr<ScriptLedger> scripts_;  // null when the ads are not measured
 
     const std::shared_ptr<SimulatedMediaPlayer> simulatedPlayer_ = std::make_shared<SimulatedMediaPlayer>();
     const std::shared_ptr<RemoteMediaPlayer> remotePlayer_;  // null when all is simulated

@@ -227,6 +227,12 @@ ReportedError problemOfAd(const VKTAdBreakAd& ad) {
             std::make_shared<const std::string>(name + ": " + ad.problem + ".")};
 }
 
+void addProblemsOfAds(Resolution& resolution) {
+    for (const VKTAdBreakAd& ad : resolution.ads) {
+        if (!ad.isPlayable()) resolution.errors.push_back(problemOfAd(ad));
+    }
+}
+
 std::string nameOfDocument(const VKTVASTDocumentOutcome& document, const std::string& source) {
     if (document.url) return shortened(document.url->absoluteString());
     if (document.wrapperDepth > 0) return "wrapper " + document.wrapperAdID.value_or("without id");

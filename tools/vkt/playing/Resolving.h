@@ -77,5 +77,8 @@ Resolution resolveSource(const ResolveOptions& options, const Source& source,
 /// The problem of an ad that is not playable, as VAST tells it, with the ad's error pixels.
 ReportedError problemOfAd(const VKTAdBreakAd& ad);
 
+/// Adds the problem of each such ad.
+void addProblemsOfAds(Resolution& resolution);
+
 /// How a document is called: its URL, the wrapper that has none, or the source.
 std::string nameOfDocument(const VKTVASTDocumentOutcome& document, const std::string& source);

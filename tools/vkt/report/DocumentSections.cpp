@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <set>
 #include <sstream>
 
@@ -17,6 +18,8 @@ namespace {
 
 // Of a text that is shown as a whole.
 constexpr std::size_t shownSourceSize = std::size_t{256} * 1024;
+
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 // Bytes of a line around what is marked in it. Many documents stand in one line.
 constexpr std::size_t excerptMargin = 160;
@@ -66,40 +69,55 @@ std::string fragmentOf(const std::string& id, std::size_t line) {
     return id + "-line-" + std::to_string(line);
 }
 
-/// A text in lines. Refers to it.
-class Lines {
-  public:
-    explicit Lines(std::string_view text) : lines_(vkt_split(text, '\n')) {}
+// As XML counts them: a line ends with a carriage return, a line feed, or both.
+constexpr std::string_view lineEnds = "\r\n";
 
-    [[nodiscard]] std::size_t count() const { return lines_.size(); }
-
-    /// The line of a place, from 1, with the place marked; of a long one what is around the place.
-    [[nodiscard]] HTML excerptAt(const SourcePlace& place, std::string_view text) const {
-        const std::size_t lineStart = text.rfind('\n', place.offset) + 1;
-        const std::size_t begin = std::max(lineStart, startOf(text, place.offset));
-        const std::size_t tagEnd = endOf(text, place.offset + std::min(place.length, markedSize));
-        const std::size_t end = std::min(text.find('\n', tagEnd), endOf(text, tagEnd + excerptMargin));
-        const bool isCut = begin > lineStart;
-        const std::size_t shown =
-            isCut ? begin : std::min(text.find_first_not_of(" \t", begin), place.offset);
-        return HTML(isCut ? "…" : "") + text.substr(shown, place.offset - shown) +
-               HTML::element("mark", text.substr(place.offset, tagEnd - place.offset)) +
-               text.substr(tagEnd, end - tagEnd);
+// Takes the first line off the text; the last one leaves nothing.
+std::string_view takeLine(std::optional<std::string_view>& text) {
+    const std::string_view line = text->substr(0, text->find_first_of(lineEnds));
+    text->remove_prefix(line.size());
+    if (text->empty()) {
+        text.reset();
+    } else {
+        text->remove_prefix(text->starts_with(lineEnds) ? 2 : 1);
     }
+    return line;
+}
 
-    [[nodiscard]] HTML shown(const std::set<std::size_t>& marked, const std::string& id) const {
-        HTML items;
-        for (std::size_t line = 1; line <= lines_.size(); ++line) {
-            const HTML text = HTML::element("code", lines_[line - 1]);
-            items += HTML::element("li", {{"id", fragmentOf(id, line)}},
-                                   marked.contains(line) ? HTML::element("mark", text) : text);
-        }
-        return HTML::element("ol", {{"class", "source"}}, items);
+std::vector<std::string_view> linesOf(std::string_view text) {
+    std::vector<std::string_view> lines;
+    for (std::optional<std::string_view> rest = text; rest;)
+        lines.push_back(takeLine(rest));
+    return lines;
+}
+
+// The line of a place with the place marked; of a long one what is around it. No more of the text is looked
+// at.
+HTML excerptAt(const SourcePlace& place, std::string_view text) {
+    const std::size_t begin = startOf(text, place.offset);
+    std::string_view before = text.substr(begin, place.offset - begin);
+    const std::size_t lineEnd = before.find_last_of(lineEnds);
+    const bool isCut = lineEnd == std::string_view::npos && begin > 0 &&
+                       lineEnds.find(text[begin - 1]) == std::string_view::npos;
+    if (lineEnd != std::string_view::npos) before.remove_prefix(lineEnd + 1);
+    if (!isCut) before.remove_prefix(std::min(before.find_first_not_of(" \t"), before.size()));
+    const std::size_t tagEnd = endOf(text, place.offset + std::min(place.length, markedSize));
+    const std::string_view after = text.substr(tagEnd, endOf(text, tagEnd + excerptMargin) - tagEnd);
+    return HTML(isCut ? "…" : "") + before +
+           HTML::element("mark", text.substr(place.offset, tagEnd - place.offset)) +
+           after.substr(0, after.find_first_of(lineEnds));
+}
+
+HTML shownLines(const std::vector<std::string_view>& lines, const std::set<std::size_t>& marked,
+                const std::string& id) {
+    HTML items;
+    for (std::size_t line = 1; line <= lines.size(); ++line) {
+        const HTML text = HTML::element("code", lines[line - 1]);
+        items += HTML::element("li", {{"id", fragmentOf(id, line)}},
+                               marked.contains(line) ? HTML::element("mark", text) : text);
     }
-
-  private:
-    std::vector<std::string_view> lines_;
-};
+    return HTML::element("ol", {{"class", "source"}}, items);
+}
 
 /// The remarks of one document, beside its text when that can be shown.
 class RemarkList {
@@ -107,8 +125,7 @@ class RemarkList {
     RemarkList(const VKTData& text, std::string id, const std::vector<std::string>& paths)
         : text_(isShowable(text) ? std::string_view(*text) : std::string_view()),
           id_(std::move(id)),
-          map_(text_, paths),
-          lines_(text_) {}
+          map_(text_, paths) {}
 
     void add(const Remark& remark, const char* kind) {
         HTML item = HTML::element("span", {{"class", std::string("badge ") + kind}}, kind);
@@ -122,7 +139,7 @@ class RemarkList {
             item += isShown() ? HTML::element("a", {{"href", "#" + fragmentOf(id_, place->line)}}, words)
                               : HTML(words);
             item += ")";
-            item += HTML::element("pre", lines_.excerptAt(*place, text_));
+            item += HTML::element("pre", excerptAt(*place, text_));
         }
         items_ += HTML::element("li", item);
     }
@@ -131,24 +148,29 @@ class RemarkList {
     }
     void mark(std::size_t line) { marked_.insert(line); }
 
+    [[nodiscard]] std::string_view text() const { return text_; }
+
     [[nodiscard]] HTML shown() const {
         HTML html = items_.empty() ? HTML() : classed("ul", "remarks", items_);
         if (!isShown() || text_.empty()) return html;
+        const auto lines = linesOf(text_);
         return html + HTML::element("details",
-                                    HTML::element("summary", "Source, " + countOf(lines_.count(), "line")),
-                                    lines_.shown(marked_, id_));
+                                    HTML::element("summary", "Source, " + countOf(lines.size(), "line")),
+                                    shownLines(lines, marked_, id_));
     }
 
   private:
     // Not one of two bytes a character.
-    static bool isShowable(const VKTData& text) { return text && text->find('\0') == std::string::npos; }
+    static bool isShowable(const VKTData& text) {
+        return text && text->find('\0') > 1 && !text->starts_with("\xFE\xFF") &&
+               !text->starts_with("\xFF\xFE");
+    }
 
     [[nodiscard]] bool isShown() const { return text_.size() <= shownSourceSize; }
 
     const std::string_view text_;
     const std::string id_;
     const SourceMap map_;
-    const Lines lines_;
     std::set<std::size_t> marked_;
     HTML items_;
 };
@@ -182,20 +204,29 @@ HTML adsOf(const MetDocument& document) {
     });
 }
 
+// The byte of a character, both from 0.
+std::size_t byteOf(std::string_view text, std::size_t character) {
+    std::size_t byte = 0;
+    for (; character > 0 && byte < text.size(); --character)
+        byte = endOf(text, byte + 1);
+    return byte;
+}
+
 HTML faultOf(const MetDocument& document, RemarkList& list) {
-    if (!document.faultLine || !document.text) return {};
-    const auto line = static_cast<std::size_t>(*document.faultLine);
-    list.mark(line);
-    const auto lines = vkt_split(*document.text, '\n');
-    if (line == 0 || line > lines.size()) return {};
-    const std::string_view text = lines[line - 1];
-    const auto column =
-        static_cast<std::size_t>(std::max<std::int64_t>(document.faultColumn.value_or(1), 1)) - 1;
-    const std::size_t place = endOf(text, column);
-    const std::size_t begin = startOf(text, place);
+    if (!document.faultLine || list.text().empty()) return {};
+    const auto number = static_cast<std::size_t>(*document.faultLine);
+    list.mark(number);
+    std::optional<std::string_view> rest = list.text();
+    if (rest->starts_with(byteOrderMark)) rest->remove_prefix(byteOrderMark.size());
+    std::string_view line;
+    for (std::size_t i = 0; i < number && rest; ++i)
+        line = takeLine(rest);
+    const auto column = static_cast<std::size_t>(std::max<std::int64_t>(document.faultColumn.value_or(1), 1));
+    const std::size_t place = byteOf(line, column - 1);
+    const std::size_t begin = startOf(line, place);
     return HTML::element(
-        "pre", std::to_string(line) + ": ", text.substr(begin, place - begin),
-        HTML::element("mark", text.substr(place, endOf(text, place + excerptMargin) - place)));
+        "pre", std::to_string(number) + ": ", line.substr(begin, place - begin),
+        HTML::element("mark", line.substr(place, endOf(line, place + excerptMargin) - place)));
 }
 
 }  // namespace
@@ -239,21 +270,23 @@ HTML remarksWithSource(const Remarks& dropped, const Remarks& needingAttention, 
     return remarkList(dropped, needingAttention, text, id).shown();
 }
 
+HTML sectionOfDocument(const MetDocument& document, std::size_t place, const std::string& source) {
+    const bool isSilent =
+        document.problem.empty() && document.dropped.count() == 0 && document.needingAttention.count() == 0;
+    if (isSilent || (!document.text && document.dropped.count() == 0)) return {};
+    HTML html = HTML::element("h3", nameOfDocument(document, source));
+    const std::string id = "source-" + std::to_string(place);
+    RemarkList list = remarkList(document.dropped, document.needingAttention, document.text, id);
+    html += faultOf(document, list);
+    html += list.shown();
+    if (!document.problem.empty() && document.text) html += adsOf(document);
+    return HTML::element("section", {{"id", id}}, html);
+}
+
 HTML sectionsOfDocuments(const std::vector<MetDocument>& documents, const std::string& source) {
     HTML sections;
-    for (std::size_t place = 0; place < documents.size(); ++place) {
-        const MetDocument& document = documents[place];
-        const bool isSilent = document.problem.empty() && document.dropped.count() == 0 &&
-                              document.needingAttention.count() == 0;
-        if (isSilent || (!document.text && document.dropped.count() == 0)) continue;
-        HTML html = HTML::element("h3", nameOfDocument(document, source));
-        const std::string id = "source-" + std::to_string(place);
-        RemarkList list = remarkList(document.dropped, document.needingAttention, document.text, id);
-        html += faultOf(document, list);
-        html += list.shown();
-        if (!document.problem.empty() && document.text) html += adsOf(document);
-        sections += HTML::element("section", {{"id", id}}, html);
-    }
+    for (std::size_t place = 0; place < documents.size(); ++place)
+        sections += sectionOfDocument(documents[place], place, source);
     return sections;
 }
 

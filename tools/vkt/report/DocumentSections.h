@@ -25,7 +25,11 @@ HTML treeOfDocuments(const std::vector<MetDocument>& documents, const std::strin
 HTML remarksWithSource(const Remarks& dropped, const Remarks& needingAttention, const VKTData& text,
                        const std::string& id);
 
-/// A <section> for each document that loses something or leads nowhere, with the ads of the latter.
+/// A <section> "source-PLACE" of a document that loses something or leads nowhere, with the ads of the
+/// latter; empty for any other.
+HTML sectionOfDocument(const MetDocument& document, std::size_t place, const std::string& source);
+
+/// All of them.
 HTML sectionsOfDocuments(const std::vector<MetDocument>& documents, const std::string& source);
 
 /// Each problem once, with its code in words, its count and its pixels.

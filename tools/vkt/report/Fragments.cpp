@@ -34,6 +34,9 @@ void ResolveFragments::showAd(const VKTAdBreakAd& ad) {
 
 void ResolveFragments::finish(const Resolution& resolution) {
     writer_.replace("verdict", sectionOfVerdict(options_, resolution));
+    // What a document loses is known once its ads have been merged.
+    writer_.replace("documents", HTML::element("ul", {{"id", "documents"}, {"class", "tree"}},
+                                               treeOfDocuments(resolution.documents, options_.source)));
     if (resolution.ads.empty()) writer_.append("ads", HTML::element("p", "There is none."));
     writer_.append("below", sectionsBelow(options_, resolution));
 }
@@ -42,7 +45,10 @@ void ResolveFragments::finish(const Resolution& resolution) {
 
 void PlayFragments::resolved(const Resolution& resolution, const Timeline& problems,
                              const PixelLedger& ledger) {
-    frame_.finish(resolution);
+    isResolved_ = true;
+    Resolution whole = resolution;
+    addProblemsOfAds(whole);  // told at once; the break meets them one by one
+    frame_.finish(whole);
     if (problems.empty()) return;
     frame_.writer().append("ads", tableOfEntries("events-0", {}));
     for (const TimelineEntry& entry : problems)
@@ -59,8 +65,10 @@ void PlayFragments::adStarts(std::size_t number, const VKTAdBreakAd& ad) {
 
 void PlayFragments::eventTracked(const TimelineEntry& entry, const PixelLedger& ledger) {
     std::vector<PixelRecord> pixels;
-    for (const std::size_t place : entry.pixels)
+    for (const std::size_t place : entry.pixels) {
         pixels.push_back(ledger.record(place));
+        shownPixels_.insert(place);
+    }
     frame_.writer().append("events-" + std::to_string(number_), rowOfEntry(entry, pixels));
 }
 
@@ -75,8 +83,14 @@ void PlayFragments::adEnded(std::size_t number, const PlayedAd& ad) {
         frame_.writer().append("scripts-" + std::to_string(number), listOfScripts(ad.scripts));
 }
 
+// Where no thread starts nothing is resolved, and nobody is told.
+void PlayFragments::breakEnded() {
+    if (!isResolved_) frame_.finish({});
+}
+
 void PlayFragments::pixelAnswered(std::size_t place, const PixelRecord& pixel) {
-    frame_.writer().replace("pixel-" + std::to_string(place), itemOfPixel(place, pixel));
+    if (shownPixels_.contains(place))
+        frame_.writer().replace("pixel-" + std::to_string(place), itemOfPixel(place, pixel));
 }
 
 void PlayFragments::noted(const std::string& text) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -54,6 +55,7 @@ class PlayFragments : public PlayAudience {
     void eventTracked(const TimelineEntry& entry, const PixelLedger& ledger) override;
     void progressed(double position, double duration) override;
     void adEnded(std::size_t number, const PlayedAd& ad) override;
+    void breakEnded() override;
     void pixelAnswered(std::size_t place, const PixelRecord& pixel) override;
     void mediaCommanded(const VKTDictionary& command) override { frame_.writer().write(command); }
     void noted(const std::string& text) override;
@@ -61,5 +63,7 @@ class PlayFragments : public PlayAudience {
   private:
     const PlayOptions& options_;
     ResolveFragments frame_;
-    std::size_t number_ = 0;  // of the ad that is played
+    bool isResolved_ = false;
+    std::size_t number_ = 0;             // of the ad that is played
+    std::set<std::size_t> shownPixels_;  // an answer may come before the event is told
 };

@@ -116,7 +116,8 @@ HTML cardOfInspected(const VKTVASTAd& ad, std::size_t place, const std::string& 
                          HTML::element("p", verdict), contentsOfAd(ad, VKTDefaultNetworkAccessType));
 }
 
-void addInspection(Page& page, const Inspection& inspection) {
+// `number` tells its ids from those of the others in the page.
+void addInspection(Page& page, const Inspection& inspection, std::size_t number) {
     const auto ads = inspection.ads();
     const auto valid = static_cast<std::size_t>(
         std::count_if(ads.begin(), ads.end(), [](const auto& ad) { return ad->isValid(); }));
@@ -126,12 +127,13 @@ void addInspection(Page& page, const Inspection& inspection) {
                                                (valid == 1 ? " is valid" : " are valid");
     page.add(HTML::element(
         "section", {{"class", valid > 0 ? "good verdict" : "bad verdict"}}, HTML::element("h2", title),
-        HTML::element("ul", {{"class", "tree"}}, itemOfDocument(document, 0, inspection.source))));
+        HTML::element("ul", {{"class", "tree"}}, itemOfDocument(document, number, inspection.source))));
     const AdUses uses(inspection);
     addAds(page, ads.size(),
            [&](std::size_t place) { return cardOfInspected(*ads[place], place, uses.of(place)); });
-    page.add(
-        section("What was dropped, and what to look at", sectionsOfDocuments({document}, inspection.source)));
+    page.add(sectionOfErrorPixels(inspection.response.model.get()));
+    page.add(section("What was dropped, and what to look at",
+                     sectionOfDocument(document, number, inspection.source)));
     page.add(section(countOf(inspection.errors.size(), "problem"), listOfErrors(inspection.errors)));
 }
 
@@ -140,8 +142,8 @@ void addInspection(Page& page, const Inspection& inspection) {
 bool writeInspectionPage(const std::string& path, const std::vector<Inspection>& inspections) {
     Page page(path,
               inspections.size() == 1 ? inspections.front().source : countOf(inspections.size(), "document"));
-    for (const Inspection& inspection : inspections)
-        addInspection(page, inspection);
+    for (std::size_t number = 0; number < inspections.size(); ++number)
+        addInspection(page, inspections[number], number);
     return page.finish();
 }
 

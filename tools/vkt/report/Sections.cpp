@@ -58,16 +58,19 @@ HTML sectionOfVerdict(const ResolveOptions& options, const Resolution& resolutio
                          listOf(reasons, [](const std::string& reason) { return HTML(reason); }));
 }
 
+HTML sectionOfErrorPixels(const VKTVASTModel* model) {
+    if (model == nullptr) return {};
+    return section("Error pixels of a document without ads",
+                   listOf(model->errorPixels(), [](const VKTVASTURL& url) {
+                       return HTML::element("code", shortened(url.url().absoluteString()));
+                   }));
+}
+
 HTML sectionsBelow(const ResolveOptions& options, const Resolution& resolution) {
     HTML html = section("What was dropped, and what to look at",
                         sectionsOfDocuments(resolution.documents, options.source));
     html += section(countOf(resolution.errors.size(), "problem"), listOfErrors(resolution.errors));
-    if (const auto& model = resolution.model; model && !model->errorPixels().empty()) {
-        html += section("Error pixels of a document without ads",
-                        listOf(model->errorPixels(), [](const VKTVASTURL& url) {
-                            return HTML::element("code", shortened(url.url().absoluteString()));
-                        }));
-    }
+    html += sectionOfErrorPixels(resolution.model.get());
     if (!resolution.requests.empty())
         html += section(countOf(resolution.requests.size(), "request") + " for documents",
                         preformatted(linesOfRequests(resolution)));

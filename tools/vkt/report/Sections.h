@@ -15,6 +15,9 @@ HTML section(const std::string& heading, const HTML& content);
 /// A <section> "verdict": whether an ad plays, and of one that does not why.
 HTML sectionOfVerdict(const ResolveOptions& options, const Resolution& resolution);
 
+/// The pixels of a document without ads, in a <section>; empty without any. The model may be null.
+HTML sectionOfErrorPixels(const VKTVASTModel* model);
+
 /// What stands below the chain and the ads: problems, documents, requests.
 HTML sectionsBelow(const ResolveOptions& options, const Resolution& resolution);
 
