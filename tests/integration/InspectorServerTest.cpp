@@ -289,6 +289,26 @@ TEST(InspectorRun, ItsArgumentsAreKnownOnesOnly) {
         EXPECT_EQ(outcomeOf(each.JSON), each.outcome) << each.name;
 }
 
+struct PastedCase {
+    const char* document;
+    const char* input;  ///< of the run
+};
+
+TEST(InspectorRun, TakesPastedTextForCharactersWhateverItDeclares) {
+    const PastedCase cases[] = {
+        {"<?xml version='1.0' encoding = 'utf-16' ?><a/>", "<?xml version='1.0'                     ?><a/>"},
+        {"<?xml encoding='x\"'?><a encoding='b'/>", "<?xml              ?><a encoding='b'/>"},
+        {"<?xml version='1.0'?><a encoding='b'/>", "<?xml version='1.0'?><a encoding='b'/>"},
+        {"<?xml encoding='", "<?xml encoding='"},
+        {"<a encoding='b'/>?>", "<a encoding='b'/>?>"},
+    };
+    for (const PastedCase& each : cases) {
+        const auto JSON =
+            vkt_JSONStringWithValue(VKTDictionary{{"command", "resolve"}, {"xml", each.document}});
+        EXPECT_EQ(std::get<ChildCommand>(childCommandOf(*JSON, {})).input, each.input);
+    }
+}
+
 TEST(InspectorRun, SpeaksInOrder) {
     const InspectedServer server(
         "echo '{\"a\":1}'; cat; echo ' noted' >&2; printf '<p>\"' >/dev/fd/4; exit 1");
