@@ -149,6 +149,31 @@ TEST_F(InspectorPage, AVideoIsPlayedAndEachPixelTellsWhatBecameOfIt) {
     EXPECT_THAT(browser_->takeLog(), IsEmpty());
 }
 
+TEST_F(InspectorPage, TheNextAdIsNeitherPausedNorMuted) {
+    fill(base_ + "/pod/2");
+    browser_->click("#play");
+    ASSERT_TRUE(browser_->waitUntil("document.getElementById('video').currentTime > 0"));
+    for (const char* button : {"#mute", "#pause", "#skip"})
+        browser_->click(button);
+    ASSERT_TRUE(browser_->waitUntil("document.getElementById('time').textContent.startsWith('Ad 2')"));
+    EXPECT_EQ(browser_->text("#pause"), "Pause");
+    EXPECT_EQ(browser_->text("#mute"), "Mute");
+}
+
+TEST_F(InspectorPage, AFileInItsOwnEncodingIsRead) {
+    browser_->run(
+        "const file = new File([new Uint8Array([...\"<?xml version='1.0' encoding='iso-8859-1'?><VAST "
+        "version='3.0'>"
+        "<Ad id='caf\u00e9'/></VAST>\"].map((each) => each.charCodeAt(0)))], 'a.xml');"
+        "const list = new DataTransfer(); list.items.add(file);"
+        "const field = document.getElementById('file'); field.files = list.files;"
+        "field.dispatchEvent(new Event('change'))");
+    ASSERT_TRUE(browser_->waitUntil("document.getElementById('source').value"));
+    browser_->click("#resolve");
+    ASSERT_TRUE(isOver());
+    EXPECT_THAT(browser_->text("#result"), HasSubstr("caf\u00e9"));
+}
+
 TEST_F(InspectorPage, AFileThatTheBrowserCannotPlayIsSimulated) {
     std::string tracking;
     for (const char* event : {"start", "firstQuartile", "midpoint", "thirdQuartile", "complete"})
@@ -163,6 +188,7 @@ TEST_F(InspectorPage, AFileThatTheBrowserCannotPlayIsSimulated) {
     browser_->click("#play");
     ASSERT_TRUE(isOver());
     EXPECT_THAT(browser_->text("#player-note"), testing::StartsWith("Simulated, since"));
+    EXPECT_THAT(browser_->text("#ads"), HasSubstr("cannot play the file of ad 1"));
     EXPECT_THAT(vkt_joined(browser_->texts("#events-1 [scope=row]"), " "),
                 testing::EndsWith("thirdQuartile complete"));
 }
@@ -203,7 +229,7 @@ TEST_F(InspectorPage, EachErrorSaysWhatWentWrong) {
 }
 
 TEST_F(InspectorPage, AHundredAdsFitANarrowScreen) {
-    browser_->setScreen(420, 800);
+    browser_->setScreen(320, 800);
     ASSERT_TRUE(resolve(base_ + "/pod/100"));
     EXPECT_EQ(numberOf("document.querySelectorAll('.ad').length"), 100);
     EXPECT_TRUE(fitsTheScreen());

@@ -159,8 +159,12 @@ TEST(InspectorAccess, OnTheLoopbackInterfaceNoOtherSiteGetsIn) {
         {"run of another port", "/inspector/run", {{"Origin", "http://127.0.0.1:1"}}, 403},
         {"run of a file or a frame", "/inspector/run", {{"Origin", "null"}}, 403},
         {"run of a form", "/inspector/run", {{"Content-Type", "text/plain"}}, 415},
-        {"telling", "/tell?path=/a&answer=404", {{"Host", "any.example"}}, 200},
+        {"telling", "/tell?path=/a&answer=404", {}, 200},
+        {"telling by a typed address", "/tell?path=/a&answer=404", {{"Sec-Fetch-Site", "none"}}, 200},
+        {"telling by another name", "/tell?path=/a&answer=404", {{"Host", "rebound.example"}}, 403},
         {"telling by another site", "/tell?path=/a&answer=404", {{"Sec-Fetch-Site", "cross-site"}}, 403},
+        {"telling by another port", "/tell?path=/a&answer=404", {{"Sec-Fetch-Site", "same-site"}}, 403},
+        {"clearing by a picture of the page", "/pixels/clear", {{"Sec-Fetch-Site", "same-origin"}}, 403},
         {"document by another name", "/inline", {{"Host", "box.example"}}, 200},
         {"nothing", "/inspector/nothing", {}, 404},
         {"wrong method", "/inspector/run?", {}, 405},
@@ -205,16 +209,32 @@ TEST(InspectorAccess, ElsewhereTheTokenIsAskedFor) {
               "resolve --fragments --report=/dev/fd/4 --public-addresses-only=true -- http://ad.example/");
 }
 
+struct HidingCase {
+    const char* name;
+    std::string start;  ///< of a request, without its length and the empty line
+    const char* status;
+};
+
 // What stays of a refused request in its connection would be the next request. The server takes 4096 bytes at
 // a time, and forgets what it has taken.
 TEST(InspectorAccess, TheBodyOfARefusedRequestIsNoRequest) {
     const InspectedServer server("true");
     const std::string hidden = "GET /tell?path=/inline&answer=404 HTTP/1.1\r\nHost: localhost\r\n\r\n";
-    std::string text = "POST /inspector/run HTTP/1.1\r\nHost: localhost\r\nOrigin: null\r\nContent-Length: " +
-                       std::to_string(hidden.size()) + "\r\nPadding: ";
-    text.resize(4092, 'x');
-    EXPECT_EQ(server.send(text + "\r\n\r\n" + hidden).substr(0, 12), "HTTP/1.1 403");
-    EXPECT_EQ(server.client().Get("/inline")->status, 200);
+    const std::string host = " HTTP/1.1\r\nHost: localhost\r\n";
+    const HidingCase cases[] = {
+        {"refused page", "POST /inspector/run" + host + "Origin: null\r\n", "403"},
+        {"long path", "POST /" + std::string(9000, 'a') + host, "414"},
+        {"long field", "POST /inline" + host + "X: " + std::string(9000, 'a') + "\r\n", "400"},
+        {"parts of a form", "POST /inline" + host + "Content-Type: multipart/form-data; boundary=b\r\n",
+         "415"},
+        {"body without POST", "GET /inline" + host, "415"},
+    };
+    for (const HidingCase& each : cases) {
+        std::string text = each.start + "Content-Length: " + std::to_string(hidden.size()) + "\r\nPadding: ";
+        text.resize((text.size() + 4 + 4095) / 4096 * 4096 - 4, 'x');
+        EXPECT_EQ(server.send(text + "\r\n\r\n" + hidden).substr(9, 3), each.status) << each.name;
+        EXPECT_EQ(server.client().Get("/inline")->status, 200) << each.name;
+    }
 }
 
 TEST(InspectorAccess, EverySampleIsAPathOfTheDemoServer) {
@@ -267,6 +287,26 @@ TEST(InspectorRun, ItsArgumentsAreKnownOnesOnly) {
     };
     for (const RequestCase& each : cases)
         EXPECT_EQ(outcomeOf(each.JSON), each.outcome) << each.name;
+}
+
+struct PastedCase {
+    const char* document;
+    const char* input;  ///< of the run
+};
+
+TEST(InspectorRun, TakesPastedTextForCharactersWhateverItDeclares) {
+    const PastedCase cases[] = {
+        {"<?xml version='1.0' encoding = 'utf-16' ?><a/>", "<?xml version='1.0'                     ?><a/>"},
+        {"<?xml encoding='x\"'?><a encoding='b'/>", "<?xml              ?><a encoding='b'/>"},
+        {"<?xml version='1.0'?><a encoding='b'/>", "<?xml version='1.0'?><a encoding='b'/>"},
+        {"<?xml encoding='", "<?xml encoding='"},
+        {"<a encoding='b'/>?>", "<a encoding='b'/>?>"},
+    };
+    for (const PastedCase& each : cases) {
+        const auto JSON =
+            vkt_JSONStringWithValue(VKTDictionary{{"command", "resolve"}, {"xml", each.document}});
+        EXPECT_EQ(std::get<ChildCommand>(childCommandOf(*JSON, {})).input, each.input);
+    }
 }
 
 TEST(InspectorRun, SpeaksInOrder) {

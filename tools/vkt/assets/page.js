@@ -213,10 +213,15 @@ function clear() {
   byId("stop").disabled = false;
   byId("examples").open = false;
   byId("result").setAttribute("aria-busy", "true");
-  byId("pause").textContent = "Pause";
-  byId("mute").textContent = "Mute";
+  nameButtons();
   byId("viewer").hidden = !run.isPlayerHere;
   media.reset();
+}
+
+// Each ad begins neither paused nor muted, whatever was pressed in the one before.
+function nameButtons() {
+  byId("pause").textContent = "Pause";
+  byId("mute").textContent = "Mute";
 }
 
 function finish() {
@@ -256,6 +261,7 @@ const media = {
   load(url) {
     byId("player").hidden = false;
     byId("player-note").textContent = "";
+    nameButtons();
     this.video.hidden = false;
     Object.assign(this, { isLoaded: true, isReady: false, isStarted: false });
     this.video.src = url;
@@ -361,7 +367,19 @@ async function showSamples() {
 async function openFile(event, file) {
   if (!file) return;
   event.preventDefault();
-  byId("source").value = await file.text();
+  byId("source").value = decoded(await file.arrayBuffer());
+}
+
+// A file tells by its first bytes, or in its declaration, what its characters are.
+function decoded(bytes) {
+  const start = new TextDecoder("latin1").decode(bytes.slice(0, 200));
+  const order = { "\u00fe\u00ff": "utf-16be", "\u00ff\u00fe": "utf-16le" }[start.slice(0, 2)];
+  const declared = /^<\?xml[^>]*?\sencoding\s*=\s*["']([\w.-]+)/.exec(start)?.[1];
+  try {
+    return new TextDecoder(order ?? declared).decode(bytes);
+  } catch {
+    return new TextDecoder().decode(bytes); // of a name that nobody knows
+  }
 }
 
 // --- the beginning

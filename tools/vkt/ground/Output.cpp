@@ -7,8 +7,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <thread>
 
 #include "VKTCoreKit/foundation/VKTText.h"
+#include "ground/ExitStatus.h"
 
 namespace {
 
@@ -94,6 +96,16 @@ bool Output::hasFailed() {
     pollfd file{file_ == nullptr ? -1 : fileno(file_), 0, 0};
     if (poll(&file, 1, 0) > 0 && (file.revents & POLLERR) != 0) fail(std::strerror(EPIPE));
     return problem_.has_value();
+}
+
+void Output::endProcessWithReader() const {
+    if (file_ == nullptr) return;
+    std::thread([descriptor = fileno(file_)] {
+        pollfd file{descriptor, 0, 0};
+        while (poll(&file, 1, -1) < 0 && errno == EINTR) {
+        }
+        if ((file.revents & POLLERR) != 0) _exit(ExitOutputUnwritten);
+    }).detach();
 }
 
 void Output::write(std::string_view bytes) {

@@ -50,6 +50,10 @@ class Output {
     /// then on: nothing is written any more.
     [[nodiscard]] bool hasFailed();
 
+    /// Ends the process, by itself and at once, when the reader of the pipe goes away: for a command whose
+    /// reader alone wants it to go on, and that may have nothing to write for long.
+    void endProcessWithReader() const;
+
     /// Ends a file; the standard output is flushed. A sentence about the first problem, if there was one:
     /// what could not be written, and why.
     std::optional<std::string> finish();

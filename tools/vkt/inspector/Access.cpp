@@ -32,6 +32,13 @@ bool isOfAnotherSite(const httplib::Request& request) {
            !vkt_equalsIgnoringCase(origin.substr(scheme + 3), request.get_header_value("Host"));
 }
 
+// A browser sends it for a page, of whichever site: the pictures and videos that the inspector itself shows
+// stand where a document says. For an address that a person has typed it tells "none".
+bool isOfPage(const httplib::Request& request) {
+    const std::string site = request.get_header_value("Sec-Fetch-Site");
+    return request.has_header("Origin") || (!site.empty() && site != "none");
+}
+
 }  // namespace
 
 Access::Access(const std::string& address) : token_(vkt_isLoopbackHost(address) ? "" : makeToken()) {}
@@ -69,7 +76,8 @@ std::optional<std::string> Access::problemOfUse(const httplib::Request& request)
 }
 
 std::optional<std::string> Access::problemOfTelling(const httplib::Request& request) const {
-    if (isOfAnotherSite(request)) return "Pages of other sites may not use this server.";
+    if (auto problem = problemOfReading(request)) return problem;
+    if (isOfPage(request)) return "No page may change this: ask by a program, or type the address.";
     const bool hasToken = isLoopback() || isToken(request.get_header_value(tokenHeader)) ||
                           isToken(request.get_param_value("token"));
     if (!hasToken) return "This wants &token=TOKEN, the one that vkt serve has printed.";

@@ -28,7 +28,8 @@ class Access {
     /// For what starts, changes or tells something.
     [[nodiscard]] std::optional<std::string> problemOfUse(const httplib::Request& request) const;
 
-    /// The same for requests that scripts make: without the Host, and the token may be in the address.
+    /// For what changes the demo server, which programs and people ask for: no page at all, its own included.
+    /// The token may be in the address.
     [[nodiscard]] std::optional<std::string> problemOfTelling(const httplib::Request& request) const;
 
     /// As many bits from the system's random numbers, for names that nobody shall guess.

@@ -38,6 +38,19 @@ constexpr auto allowedOptions = std::to_array<AllowedOption>({
     {"hide-at", true},
 });
 
+// What was pasted is text, which the run reads as UTF-8, whatever its bytes were where it was copied: the
+// name of their encoding gives way to blanks, so that all else keeps its place.
+std::string withoutEncoding(std::string document) {
+    const std::string_view declaration = std::string_view(document).substr(0, document.find("?>"));
+    const std::size_t name = declaration.find("encoding");
+    if (!declaration.starts_with("<?xml") || name == std::string_view::npos) return document;
+    const std::size_t opening = declaration.find_first_of("\"'", name);
+    if (opening == std::string_view::npos) return document;
+    const std::size_t closing = declaration.find(declaration[opening], opening + 1);
+    if (closing == std::string_view::npos) return document;
+    return document.replace(name, closing + 1 - name, closing + 1 - name, ' ');
+}
+
 // One request's arguments, or the first thing that is wrong with it.
 class CommandLine {
   public:
@@ -115,7 +128,7 @@ class CommandLine {
         const std::string* text = document == nullptr ? nullptr : document->asString();
         if (text != nullptr) {
             if (text->size() > longestDocument) refuse("The document is larger than 32 MiB", tooLarge);
-            command_.input = *text;
+            command_.input = withoutEncoding(*text);
             command_.arguments.emplace_back("-");
             return;
         }

@@ -37,8 +37,7 @@ PlayRun::PlayRun(const PlayOptions& options, std::shared_ptr<VKTPixelStoreProvid
       problems_(makeRecorder()),
       remotePlayer_(options.remotePlayer
                         ? std::make_shared<RemoteMediaPlayer>(
-                              simulatedPlayer_,
-                              [this](const VKTDictionary& command) { audience_.mediaCommanded(command); })
+                              simulatedPlayer_, [this](const VKTDictionary& command) { tellPlayer(command); })
                         : nullptr),
       window_(VKTHeadlessView::windowWithFrame(screenFrame)),
       view_(VKTHeadlessView::initWithFrame(screenFrame)) {
@@ -55,6 +54,15 @@ void PlayRun::makePixelManager(std::shared_ptr<VKTPixelStoreProviderProtocol> pr
                                                         VKTURLSession::sharedInstance());
     pixelManager_->setObserver(ledger_);
     if (!ledger_->placesOf(pixelManager_->allPixels()).empty()) pixelManager_->callPixels();
+}
+
+void PlayRun::tellPlayer(const VKTDictionary& command) {
+    audience_.mediaCommanded(command);
+    const VKTValue* reason = command.find("reason");
+    if (reason == nullptr) return;
+    audience_.noted(
+        "note: the browser cannot play the file of ad " + std::to_string(result_.ads.size() + 1) +
+        ", which is missing or not of its kinds, so this ad is simulated: " + reason->description());
 }
 
 void PlayRun::tellOutcome(std::size_t place) {

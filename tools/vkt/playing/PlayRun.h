@@ -46,6 +46,7 @@ class PlayRun : public VKTAdBreakPlayerDelegate, public std::enable_shared_from_
 
   private:
     void makePixelManager(std::shared_ptr<VKTPixelStoreProviderProtocol> provider);
+    void tellPlayer(const VKTDictionary& command);
     void tellOutcome(std::size_t place);
     [[nodiscard]] std::vector<SimulatedMediaPlayer::Action> actionsOf(double duration);
     void obey(const std::string& viewerAction);

@@ -14,6 +14,7 @@ void FragmentWriter::write(const VKTDictionary& message) {
 // ---- a resolution ----
 
 ResolveFragments::ResolveFragments(const ResolveOptions& options) : options_(options) {
+    Output::standard().endProcessWithReader();  // even where the server was killed, no run goes on alone
     writer_.append("result",
                    HTML::element("section", {{"id", "verdict"}}, HTML::element("h2", "Reading …")) +
                        section("Chain", HTML::element("ul", {{"id", "documents"}, {"class", "tree"}})) +

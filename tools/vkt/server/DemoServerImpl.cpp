@@ -1,6 +1,7 @@
 #include "server/DemoServerImpl.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -8,6 +9,29 @@ namespace {
 // addresses for more.
 constexpr std::size_t threadLimit = sizeof(void*) < 8 ? 128 : 256;
 constexpr std::size_t longestBody = std::size_t{1} << 27U;  // of a request; its reader has a limit, too
+
+// What is left of a refused request in its connection would be taken for the next request, and a page of
+// another site could have written it: the connection ends with the answer.
+void endConnectionWith(httplib::Response& response) {
+    if (response.content_provider_) return;
+    const std::string type = response.get_header_value("Content-Type");
+    response.headers.erase("Content-Type");
+    response.set_header("Connection", "close");
+    response.set_header("Content-Length", std::to_string(response.body.size()));
+    response.set_content_provider(
+        type.empty() ? "text/plain" : type,
+        [body = std::exchange(response.body, {})](std::size_t, httplib::DataSink& sink) {
+            sink.write(body.data(), body.size());
+            return false;
+        });
+}
+
+// Only the body of a POST request is read, and that of a form with parts is not.
+bool hasUnreadBody(const httplib::Request& request) {
+    if (request.method == "POST") return request.is_multipart_form_data();
+    const std::string length = request.get_header_value("Content-Length");
+    return request.has_header("Transfer-Encoding") || (!length.empty() && length != "0");
+}
 
 }  // namespace
 
@@ -31,7 +55,14 @@ DemoServer::Impl::Impl(const std::string& root, const LineHandler& onLine, const
     });
     server_.set_keep_alive_timeout(1);  // an idle connection delays the end by that much
     if (!root.empty()) server_.set_mount_point("/files", root);
+    server_.set_error_handler(
+        [](const httplib::Request&, httplib::Response& response) { endConnectionWith(response); });
     server_.set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
+        if (hasUnreadBody(request)) {
+            response.status = 415;
+            response.set_content("A body goes with POST only, and not in parts.\n", "text/plain");
+            return httplib::Server::HandlerResponse::Handled;
+        }
         // The body of a POST request is read after this.
         const bool isLater = request.path.starts_with("/files/") || request.method == "POST";
         if (isLater) return httplib::Server::HandlerResponse::Unhandled;
