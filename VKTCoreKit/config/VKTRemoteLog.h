@@ -11,6 +11,9 @@
 #include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTValue.h"
 
+struct VKTRemoteLog;
+VKT_EXPORT bool operator==(const VKTRemoteLog& left, const VKTRemoteLog& right);
+
 /// A passive record.
 struct VKT_EXPORT VKTRemoteLog {
     std::string timestamp;  ///< as `vkt_logTimestampFromDate` writes it

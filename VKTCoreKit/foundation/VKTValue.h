@@ -30,6 +30,9 @@ struct VKTBytes {
     friend bool operator==(const VKTBytes&, const VKTBytes&) = default;
 };
 
+class VKTNumber;
+VKT_EXPORT bool operator==(const VKTNumber& left, const VKTNumber& right);
+
 /// A number: a 64-bit integer, signed or not, or a double. Equal when the numeric values are equal.
 class VKT_EXPORT VKTNumber {
   public:
@@ -57,6 +60,9 @@ class VKT_EXPORT VKTNumber {
 
     std::variant<std::int64_t, std::uint64_t, double> value_;  // unsigned only where signed does not do
 };
+
+class VKTDictionary;
+VKT_EXPORT bool operator==(const VKTDictionary& left, const VKTDictionary& right);
 
 /// String keys to values, in the order in which the keys were first set. Look-ups are constant-time, whatever
 /// the number of keys and whoever chose them; equality does not look at the order.
@@ -122,6 +128,9 @@ class VKT_EXPORT VKTDictionary {
     std::vector<Entry> entries_;
     std::unique_ptr<Index> index_;
 };
+
+class VKTValue;
+VKT_EXPORT bool operator==(const VKTValue& left, const VKTValue& right);
 
 /// Null, a boolean, a number, a text, bytes, a date, an array or a dictionary.
 class VKT_EXPORT VKTValue {

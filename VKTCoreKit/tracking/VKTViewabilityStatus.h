@@ -6,6 +6,9 @@
 #include "VKTCoreKit/foundation/VKTExport.h"
 #include "VKTCoreKit/foundation/VKTRect.h"
 
+struct VKTViewabilityStatus;
+VKT_EXPORT bool operator==(const VKTViewabilityStatus& left, const VKTViewabilityStatus& right);
+
 /// A value.
 struct VKT_EXPORT VKTViewabilityStatus {
     /// The application is active, and the view and all its ancestors are shown, however much of it is within

@@ -26,6 +26,9 @@ struct VKTEulerAngles {
     friend bool operator==(const VKTEulerAngles&, const VKTEulerAngles&) = default;
 };
 
+struct VKTQuaternion;
+VKT_EXPORT VKTQuaternion operator*(const VKTQuaternion& left, const VKTQuaternion& right);
+
 /// A rotation, as w + xi + yj + zk with Hamilton's product. q and -q are the same rotation. A value; pure
 /// functions, safe from any thread.
 ///

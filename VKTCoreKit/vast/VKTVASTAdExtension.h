@@ -13,6 +13,9 @@
 #include "VKTCoreKit/vast/VKTVASTAdVerification.h"
 #include "VKTCoreKit/vast/VKTVASTTrackingEvent.h"
 
+struct VKTVASTAdExtension;
+VKT_EXPORT bool operator==(const VKTVASTAdExtension& left, const VKTVASTAdExtension& right);
+
 /// All "Extension" elements of one ad in one record. Ads below the same wrapper share the wrapper's record,
 /// and its list of metrics grows while they are merged, on one thread. An ad that is handed over gets a
 /// record and metrics of its own, which nobody but its holder changes.

@@ -64,6 +64,9 @@ class VKT_EXPORT VKTVASTAdVerificationEvent final : public VKTVASTNamedEvent {
     VKTVASTAdVerificationEvent(Private, std::string name, VKTURL url);
 };
 
+struct VKTVASTAdVerification;
+VKT_EXPORT bool operator==(const VKTVASTAdVerification& left, const VKTVASTAdVerification& right);
+
 /// One verification. A value (its events are shared); any thread.
 struct VKT_EXPORT VKTVASTAdVerification {
     static constexpr const char* archiveClassName = "VKTVASTAdVerification";
