@@ -208,7 +208,8 @@ TEST_F(ReportPage, FragmentsEndAsThePageDoes) {
     for (const char* command : {"resolve - --fail 1", "play - --fail 1 --speed 0 --wait 0.5"}) {
         const std::string html = fragmentsOf(command + (" --report " + path), document);
         const std::string page = takeFile(path);
-        std::vector<std::string> pieces{"<li id=\"document-0\">", "<section id=\"verdict\"", "problems</h2>"};
+        std::vector<std::string> pieces{R"(<li id="document-0">)", R"(<section id="verdict")",
+                                        "problems</h2>"};
         for (const std::string& place : matchesOf(page, "(<li id=\"pixel-\\d+\">)"))
             pieces.push_back(place);
         EXPECT_EQ(pieces.size() > 3, command[0] == 'p') << "pixels";

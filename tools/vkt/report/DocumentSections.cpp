@@ -17,7 +17,7 @@
 namespace {
 
 // Of a text that is shown as a whole.
-constexpr std::size_t shownSourceSize = 256 * 1024;
+constexpr std::size_t shownSourceSize = std::size_t{256} * 1024;
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
