@@ -188,6 +188,8 @@ TEST_F(ReportPage, AFaultIsShownAtItsCharacter) {
     for (int i = 0; i < 300; ++i)
         document += "é";
     EXPECT_NE(pageOf("inspect -", document + "</Odd>").find("é&lt;/<mark>Odd&gt;</mark>"), std::string::npos);
+    EXPECT_NE(pageOf("inspect -", "<VAST>\n\x80<Odd/>").find("<pre>2: <mark>\uFFFD&lt;Odd/&gt;</mark>"),
+              std::string::npos);
 }
 
 TEST_F(ReportPage, OfSeveralDocumentsEachHasItsOwnPlaces) {
