@@ -188,6 +188,8 @@ TEST_F(ReportPage, AFaultIsShownAtItsCharacter) {
     for (int i = 0; i < 300; ++i)
         document += "é";
     EXPECT_NE(pageOf("inspect -", document + "</Odd>").find("é&lt;/<mark>Odd&gt;</mark>"), std::string::npos);
+    EXPECT_NE(pageOf("inspect -", "<VAST>\n\x80<Odd/>").find("<pre>2: <mark>\uFFFD&lt;Odd/&gt;</mark>"),
+              std::string::npos);
 }
 
 TEST_F(ReportPage, OfSeveralDocumentsEachHasItsOwnPlaces) {
@@ -208,7 +210,8 @@ TEST_F(ReportPage, FragmentsEndAsThePageDoes) {
     for (const char* command : {"resolve - --fail 1", "play - --fail 1 --speed 0 --wait 0.5"}) {
         const std::string html = fragmentsOf(command + (" --report " + path), document);
         const std::string page = takeFile(path);
-        std::vector<std::string> pieces{"<li id=\"document-0\">", "<section id=\"verdict\"", "problems</h2>"};
+        std::vector<std::string> pieces{R"(<li id="document-0">)", R"(<section id="verdict")",
+                                        "problems</h2>"};
         for (const std::string& place : matchesOf(page, "(<li id=\"pixel-\\d+\">)"))
             pieces.push_back(place);
         EXPECT_EQ(pieces.size() > 3, command[0] == 'p') << "pixels";

@@ -35,8 +35,9 @@ std::size_t endOf(std::string_view text, std::size_t byte) {
     return std::min(byte, text.size());
 }
 
+// Where what is shown before a byte begins.
 std::size_t startOf(std::string_view text, std::size_t byte) {
-    return endOf(text, byte - std::min(byte, excerptMargin));
+    return std::min(endOf(text, byte - std::min(byte, excerptMargin)), byte);
 }
 
 std::string textOfMilliseconds(double milliseconds) {
