@@ -333,7 +333,19 @@ TEST(InspectorRun, HearsControlLinesWhileItRuns) {
         return true;
     });
     EXPECT_EQ(dataOf(text, ""), "got ready got position 1 skip got end");
-    EXPECT_TRUE(becomes([&] { return server.say(identifier, R"({"lines":["end"]})") == 404; }));
+}
+
+// The page says where the video is until it hears of the end, which is no fault of the page.
+TEST(InspectorRun, MayBeToldWhatItDoesNotHearAnyMore) {
+    const InspectedServer server("exec 3<&-; echo deaf; exec sleep 1000");
+    std::string identifier;
+    server.run(anyRun, [&](const std::string& soFar) {
+        if (dataOf(soFar, "").empty()) return true;
+        identifier = textAt(parsed(dataOf(soFar, "run")), "id");
+        EXPECT_EQ(server.say(identifier, R"({"lines":["position 1"]})"), 200);
+        return false;
+    });
+    EXPECT_EQ(server.say(identifier, R"({"lines":["position 2"]})"), 200);
 }
 
 // Nothing of the server reaches it: no connection that would stay open with it, no blocked signal.
