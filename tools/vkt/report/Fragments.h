@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -61,5 +62,6 @@ class PlayFragments : public PlayAudience {
   private:
     const PlayOptions& options_;
     ResolveFragments frame_;
-    std::size_t number_ = 0;  // of the ad that is played
+    std::size_t number_ = 0;             // of the ad that is played
+    std::set<std::size_t> shownPixels_;  // by their places in the ledger
 };
