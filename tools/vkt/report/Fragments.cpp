@@ -60,10 +60,8 @@ void PlayFragments::adStarts(std::size_t number, const VKTAdBreakAd& ad) {
 
 void PlayFragments::eventTracked(const TimelineEntry& entry, const PixelLedger& ledger) {
     std::vector<PixelRecord> pixels;
-    for (const std::size_t place : entry.pixels) {
+    for (const std::size_t place : entry.pixels)
         pixels.push_back(ledger.record(place));
-        shownPixels_.insert(place);
-    }
     frame_.writer().append("events-" + std::to_string(number_), rowOfEntry(entry, pixels));
 }
 
@@ -79,9 +77,7 @@ void PlayFragments::adEnded(std::size_t number, const PlayedAd& ad) {
 }
 
 void PlayFragments::pixelAnswered(std::size_t place, const PixelRecord& pixel) {
-    // An answer may come before the event is told, whose row then shows it.
-    if (shownPixels_.contains(place))
-        frame_.writer().replace("pixel-" + std::to_string(place), itemOfPixel(place, pixel));
+    frame_.writer().replace("pixel-" + std::to_string(place), itemOfPixel(place, pixel));
 }
 
 void PlayFragments::noted(const std::string& text) {

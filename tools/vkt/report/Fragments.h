@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <set>
 #include <string>
 #include <utility>
 
@@ -62,6 +61,5 @@ class PlayFragments : public PlayAudience {
   private:
     const PlayOptions& options_;
     ResolveFragments frame_;
-    std::size_t number_ = 0;             // of the ad that is played
-    std::set<std::size_t> shownPixels_;  // by their places in the ledger
+    std::size_t number_ = 0;  // of the ad that is played
 };
