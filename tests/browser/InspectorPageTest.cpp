@@ -149,6 +149,36 @@ TEST_F(InspectorPage, AVideoIsPlayedAndEachPixelTellsWhatBecameOfIt) {
     EXPECT_THAT(browser_->takeLog(), IsEmpty());
 }
 
+TEST_F(InspectorPage, TheKeyboardStaysWhereTheViewersButtonsWere) {
+    fill(base_ + "/video-skippable/6");
+    browser_->click("#play");
+    ASSERT_TRUE(browser_->waitUntil("document.getElementById('video').currentTime > 0"));
+    browser_->run("document.getElementById('skip').focus()");
+    browser_->type(VKTBrowser::enterKey);
+    ASSERT_TRUE(isOver());
+    EXPECT_EQ(browser_->run("return document.activeElement.id"), VKTValue("play"));
+}
+
+// The pause takes its time in the events, too.
+TEST_F(InspectorPage, PausesWhileThePageIsNotSeen) {
+    const auto setHidden = [this](const std::string& isHidden) {
+        browser_->run(
+            "Object.defineProperty(document, 'hidden', {configurable: true, value: " + isHidden +
+            "}); document.dispatchEvent(new Event('visibilitychange')); window.switched = Date.now()");
+        return browser_->waitUntil("document.getElementById('video').paused === " + isHidden);
+    };
+    browser_->run(
+        "window.timeOf = (event) => parseFloat([...document.querySelectorAll('#events-1 tr')]"
+        ".find((row) => row.children[1]?.textContent === event)?.textContent)");
+    fill(base_ + "/pod/1");
+    browser_->click("#play");
+    ASSERT_TRUE(browser_->waitUntil("document.getElementById('video').currentTime > 0"));
+    ASSERT_TRUE(setHidden("true"));
+    ASSERT_TRUE(browser_->waitUntil("timeOf('pause') >= 0 && Date.now() > switched + 2000"));
+    ASSERT_TRUE(setHidden("false"));
+    EXPECT_TRUE(browser_->waitUntil("timeOf('resume') > timeOf('pause') + 1.5"));
+}
+
 TEST_F(InspectorPage, TheNextAdIsNeitherPausedNorMuted) {
     fill(base_ + "/pod/2");
     browser_->click("#play");

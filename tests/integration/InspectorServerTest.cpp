@@ -1,4 +1,5 @@
 // The server side of the inspector page over real sockets: who may use it, and what becomes of its runs.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <netinet/in.h>
@@ -6,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -19,6 +21,7 @@
 #include "inspector/Inspector.h"
 #include "inspector/Samples.h"
 #include "tests/integration/ToolRun.h"
+#include "tests/support/VKTForkedChild.h"
 #include "tests/support/VKTStoreFolder.h"
 
 namespace {
@@ -61,6 +64,9 @@ class InspectedServer {
 
     [[nodiscard]] Inspector& inspector() { return *inspector_; }
     [[nodiscard]] httplib::Client client() const { return httplib::Client("127.0.0.1", port_); }
+    [[nodiscard]] std::string url(const std::string& path) const {
+        return "http://127.0.0.1:" + std::to_string(port_) + path;
+    }
     void stop() { server_.stop(); }
 
     // What a run is answered by. `onText` hears what has come so far, and ends the request with false.
@@ -333,7 +339,19 @@ TEST(InspectorRun, HearsControlLinesWhileItRuns) {
         return true;
     });
     EXPECT_EQ(dataOf(text, ""), "got ready got position 1 skip got end");
-    EXPECT_TRUE(becomes([&] { return server.say(identifier, R"({"lines":["end"]})") == 404; }));
+}
+
+// The page says where the video is until it hears of the end, which is no fault of the page.
+TEST(InspectorRun, MayBeToldWhatItDoesNotHearAnyMore) {
+    const InspectedServer server("exec 3<&-; echo deaf; exec sleep 1000");
+    std::string identifier;
+    server.run(anyRun, [&](const std::string& soFar) {
+        if (dataOf(soFar, "").empty()) return true;
+        identifier = textAt(parsed(dataOf(soFar, "run")), "id");
+        EXPECT_EQ(server.say(identifier, R"({"lines":["position 1"]})"), 200);
+        return false;
+    });
+    EXPECT_EQ(server.say(identifier, R"({"lines":["position 2"]})"), 200);
 }
 
 // Nothing of the server reaches it: no connection that would stay open with it, no blocked signal.
@@ -406,6 +424,26 @@ TEST(InspectorRun, EndsWhenTheServerStops) {
     });
     EXPECT_EQ(endOf(text), R"({"status":137,"problem":"The run was ended: the server stops."})");
     EXPECT_TRUE(isGone(std::stoi(dataOf(text, ""))));
+}
+
+// Also where the server was killed, so that nobody is left to end it.
+TEST(InspectorRun, EndsWhenNobodyReadsIt) {
+    const InspectedServer server("true");
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    Descriptor reader(ends[0]);
+    fcntl(reader.number(), F_SETFD, FD_CLOEXEC);
+    const pid_t run = vkt_startProgram({"sh", "-c",
+                                        std::string("exec '") + VKTTestPaths::tool +
+                                            "' resolve --fragments --timeout 60 --request-timeout 60 " +
+                                            server.url("/hang") + " >/dev/fd/" + std::to_string(ends[1])});
+    close(ends[1]);
+    char byte = 0;
+    EXPECT_EQ(read(reader.number(), &byte, 1), 1);
+    reader.reset();
+    EXPECT_TRUE(isGone(run));
+    kill(run, SIGKILL);
+    vkt_statusOf(run);
 }
 
 TEST(InspectorRun, OnlySoManyAreAtOnceAndAnEndedOneMakesRoom) {

@@ -226,6 +226,9 @@ function nameButtons() {
 
 function finish() {
   media.reset();
+  // Buttons that go would take the keyboard with them.
+  const isGoing = byId("viewer").contains(document.activeElement) || document.activeElement === byId("stop");
+  if (isGoing) byId("play").focus({ preventScroll: true });
   byId("stop").disabled = true;
   byId("save").disabled = run.report === null;
   byId("viewer").hidden = true;
@@ -343,6 +346,15 @@ function toggle(id, first, second, then = () => {}) {
     then(isFirst);
   });
 }
+
+// Browsers stop the videos of a page that is not seen, which the break would take for broken files: it pauses.
+let isAway = false;
+document.addEventListener("visibilitychange", () => {
+  const isPaused = byId("pause").textContent === "Resume";
+  const wasAway = isAway;
+  isAway = document.hidden && media.isLoaded && !isPaused;
+  if (isAway || (wasAway && isPaused)) byId("pause").click();
+});
 
 // --- samples and files
 

@@ -240,7 +240,8 @@ bool ChildRun::say(std::string_view lines) {
     // So few bytes are taken whole or not at all: none when the child has not read for long.
     if (lines.size() > longestSaying) return false;
     const ssize_t count = send(control_.number(), lines.data(), lines.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-    return count == static_cast<ssize_t>(lines.size());
+    const bool hasNoReader = count < 0 && (errno == EPIPE || errno == ECONNRESET);
+    return hasNoReader || count == static_cast<ssize_t>(lines.size());
 }
 
 std::size_t ChildRun::reportSize() const {

@@ -57,7 +57,8 @@ class ChildRun {
     /// the listener takes for a line, the child waits with the next ones.
     ChildEnd listen(const Listener& listener);
 
-    /// Control lines, each with its line feed. False when the child does not take them. Any thread.
+    /// Control lines, each with its line feed. False when there are too many that the child has not read; one
+    /// that is about to end wants none. Any thread.
     bool say(std::string_view lines);
 
     /// Ends the run; `listen` tells the reason of the first call. Any thread.

@@ -270,8 +270,8 @@ void Inspector::answerControl(const httplib::Request& request, httplib::Response
         if (place != slots_.end()) slot = place->second.lock();
     }
     const auto run = slot ? slot->run() : nullptr;
-    if (!run) return refuse(response, 404, "There is no such run any more.");
-    if (!run->say(lines)) return refuse(response, 409, "The run takes no control lines at present.");
+    // A run that has ended does not want what was on its way.
+    if (run && !run->say(lines)) return refuse(response, 409, "The run takes no control lines at present.");
     sendJSON(response, {});
 }
 

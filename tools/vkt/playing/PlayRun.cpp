@@ -12,6 +12,7 @@ constexpr double realTime = 1;
 constexpr VKTTimeInterval noTimeLimit{1e9};
 constexpr VKTTimeInterval lastWordLimit{10};  // for scripts to handle the end, and for their requests
 constexpr VKTTimeInterval pauseTime{2};
+constexpr VKTTimeInterval clockStep{0.1};
 constexpr VKTRect screenFrame{0, 0, 1920, 1080};
 
 // Put in force before anything else of the library is used.
@@ -82,6 +83,7 @@ PlayResult PlayRun::run(const Source& source) {
         mediaPlayer = remotePlayer_;
         remotePlayer_->listen(*options_.remotePlayer, loop_,
                               [this](const std::string& action) { obey(action); });
+        keepTime();
     }
     player_ = VKTAdBreakPlayer::initWithMediaPlayer(mediaPlayer, view_, shared_from_this(),
                                                     std::move(services), options);
@@ -98,6 +100,11 @@ PlayResult PlayRun::run(const Source& source) {
     result_.problems = problems_.timeline();
     result_.pixels = ledger_->records();
     return std::move(result_);
+}
+
+// The loop's clock stands still while nothing is due, as during a viewer's pause, which takes its time here.
+void PlayRun::keepTime() {
+    timekeeper_ = loop_->schedule(clockStep, [this] { keepTime(); });
 }
 
 void PlayRun::adBreakPlayerDidResolve(VKTAdBreakPlayer& /*player*/, const VKTAdBreakResolution& resolution) {

@@ -47,6 +47,7 @@ class PlayRun : public VKTAdBreakPlayerDelegate, public std::enable_shared_from_
   private:
     void makePixelManager(std::shared_ptr<VKTPixelStoreProviderProtocol> provider);
     void tellPlayer(const VKTDictionary& command);
+    void keepTime();
     void tellOutcome(std::size_t place);
     [[nodiscard]] std::vector<SimulatedMediaPlayer::Action> actionsOf(double duration);
     void obey(const std::string& viewerAction);
@@ -71,6 +72,7 @@ class PlayRun : public VKTAdBreakPlayerDelegate, public std::enable_shared_from_
     const std::shared_ptr<VKTHeadlessView> view_;
     std::shared_ptr<VKTAdBreakPlayer> player_;
     std::unique_ptr<VKTRunLoopTimer> resumeTimer_;
+    std::unique_ptr<VKTRunLoopTimer> timekeeper_;  // of a remote player
     std::optional<double> skipOffset_;
     std::optional<TimelineRecorder> recorder_;  // of the current ad
     std::chrono::nanoseconds adStart_{0};
