@@ -8,6 +8,6 @@
 #endif
 
 /// Stands in the declaration of each class, function and variable that applications may use of a shared
-/// library. Everything else is hidden there. The mark of a class does not reach its friends: a function that is
-/// not defined in the class has a declaration of its own before it.
+/// library. Everything else is hidden there. The mark of a class does not reach its friends: a function that
+/// is not defined in the class has a declaration of its own before it.
 #define VKT_EXPORT [[gnu::visibility("default")]]
