@@ -221,6 +221,7 @@ TEST_F(InspectorPage, AFileThatTheBrowserCannotPlayIsSimulated) {
     EXPECT_THAT(browser_->text("#ads"), HasSubstr("cannot play the file of ad 1"));
     EXPECT_THAT(vkt_joined(browser_->texts("#events-1 [scope=row]"), " "),
                 testing::EndsWith("thirdQuartile complete"));
+    EXPECT_THAT(browser_->run("return run.report").description(), HasSubstr("so this ad is simulated"));
 }
 
 TEST_F(InspectorPage, ASimulatedBreakRunsAtItsSpeed) {

@@ -235,6 +235,11 @@ TEST_F(ReportPage, AChainIsATreeOfItsDocuments) {
         EXPECT_TRUE(depths[i].ends_with("</ul>")) << depths[i];
 }
 
+TEST_F(ReportPage, ANoteStaysWithItsAd) {
+    const std::string page = pageOf("play " + server_.url("/pod/2") + " --speed 0 --skip-at 2");
+    EXPECT_EQ(matchesOf(page, "<p class=\"facts\">(note: the ad is not skippable before 5 s)").size(), 2U);
+}
+
 TEST_F(ReportPage, APageThatCannotBeWrittenIsToldOf) {
     for (const char* command : {"inspect ", "resolve ", "play --speed 0 "}) {
         const Outcome outcome = runTool(command + server_.url("/inline") + " --report /dev/full");

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "playing/PixelLedger.h"
@@ -13,7 +14,8 @@
 struct PlayedAd {
     VKTAdBreakAd ad;  ///< of one that is not playable only the error pixels were called
     Timeline timeline;
-    ScriptRecords scripts = {};  ///< of a measured ad
+    ScriptRecords scripts = {};           ///< of a measured ad
+    std::vector<std::string> notes = {};  ///< sentences about what did not work out
 };
 
 struct PlayResult {

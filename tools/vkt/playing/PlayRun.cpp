@@ -61,9 +61,13 @@ void PlayRun::tellPlayer(const VKTDictionary& command) {
     audience_.mediaCommanded(command);
     const VKTValue* reason = command.find("reason");
     if (reason == nullptr) return;
-    audience_.noted(
-        "note: the browser cannot play the file of ad " + std::to_string(result_.ads.size() + 1) +
-        ", which is missing or not of its kinds, so this ad is simulated: " + reason->description());
+    note("note: the browser cannot play the file of ad " + std::to_string(result_.ads.size() + 1) +
+         ", which is missing or not of its kinds, so this ad is simulated: " + reason->description());
+}
+
+void PlayRun::note(const std::string& text) {
+    notes_.push_back(text);
+    audience_.noted(text);
 }
 
 void PlayRun::tellOutcome(std::size_t place) {
@@ -129,10 +133,10 @@ void PlayRun::prepare(const VKTAdBreakAd& ad) {
     player_->setMuted(false);  // the ad before may have been muted
     const double duration = VKTTimeUtils::timeIntervalFromVASTDuration(ad.creative->duration().value_or(""));
     if (duration <= 0) {
-        std::string note = "note: the ad's duration is not known; only its start and its end are tracked";
+        std::string text = "note: the ad's duration is not known; only its start and its end are tracked";
         // The standard's start event cannot do without one.
-        if (scripts_) note += ", and verification scripts hear of neither";
-        audience_.noted(note);
+        if (scripts_) text += ", and verification scripts hear of neither";
+        note(text);
     }
     if (scripts_) scripts_->begin(player_->measurementScripts(), player_->measurementSession());
     const auto waitForScripts = [this] {
@@ -158,8 +162,8 @@ std::vector<SimulatedMediaPlayer::Action> PlayRun::actionsOf(double duration) {
                                    if (recorder_) recorder_->tell();
                                }});
         } else if (duration > 0) {
-            audience_.noted(std::string("note: ") + option + " " + vkt_numberDescription(*position) +
-                            " s is beyond the end of the ad and does nothing");
+            note(std::string("note: ") + option + " " + vkt_numberDescription(*position) +
+                 " s is beyond the end of the ad and does nothing");
         }
     };
     plan(options_.muteAt, "--mute-at", [this] { player_->setMuted(true); });
@@ -188,10 +192,10 @@ void PlayRun::pauseForAWhile() {
 
 void PlayRun::skip() {
     if (!skipOffset_) {
-        audience_.noted("note: the ad is not skippable; it is skipped all the same");
+        note("note: the ad is not skippable; it is skipped all the same");
     } else if (player_->position() < *skipOffset_) {
-        audience_.noted("note: the ad is not skippable before " + vkt_numberDescription(*skipOffset_) +
-                        " s; it is skipped all the same");
+        note("note: the ad is not skippable before " + vkt_numberDescription(*skipOffset_) +
+             " s; it is skipped all the same");
     }
     player_->skip();
 }
@@ -215,7 +219,7 @@ void PlayRun::adBreakPlayerDidEndAd(VKTAdBreakPlayer& /*player*/, const VKTAdBre
                                     const VKTAdEnd& /*end*/) {
     recorder_->tell();
     audience_.mediaIsOver();
-    result_.ads.push_back({ad, recorder_->timeline()});
+    result_.ads.push_back({ad, recorder_->timeline(), {}, std::exchange(notes_, {})});
     if (scripts_ && ad.isPlayable()) {
         loop_->runInRealTimeUntil([this] { return scripts_->isOver(); }, lastWordLimit);
         result_.ads.back().scripts = scripts_->scripts();

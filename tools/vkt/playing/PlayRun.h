@@ -49,6 +49,7 @@ class PlayRun : public VKTAdBreakPlayerDelegate, public std::enable_shared_from_
     void tellPlayer(const VKTDictionary& command);
     void keepTime();
     void tellOutcome(std::size_t place);
+    void note(const std::string& text);
     [[nodiscard]] std::vector<SimulatedMediaPlayer::Action> actionsOf(double duration);
     void obey(const std::string& viewerAction);
     void pauseForAWhile();
@@ -75,6 +76,7 @@ class PlayRun : public VKTAdBreakPlayerDelegate, public std::enable_shared_from_
     std::unique_ptr<VKTRunLoopTimer> timekeeper_;  // of a remote player
     std::optional<double> skipOffset_;
     std::optional<TimelineRecorder> recorder_;  // of the current ad
+    std::vector<std::string> notes_;            // the same
     std::chrono::nanoseconds adStart_{0};
     PlayResult result_;
     bool isOver_ = false;

@@ -266,11 +266,6 @@ HTML treeOfDocuments(const std::vector<MetDocument>& documents, const std::strin
     return tree;
 }
 
-HTML remarksWithSource(const Remarks& dropped, const Remarks& needingAttention, const VKTData& text,
-                       const std::string& id) {
-    return remarkList(dropped, needingAttention, text, id).shown();
-}
-
 HTML sectionOfDocument(const MetDocument& document, std::size_t place, const std::string& source) {
     const bool isSilent =
         document.problem.empty() && document.dropped.count() == 0 && document.needingAttention.count() == 0;

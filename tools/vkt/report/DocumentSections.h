@@ -20,13 +20,9 @@ HTML itemOfDocument(const MetDocument& document, std::size_t place, const std::s
 /// <li>s of the documents without a parent, with all others below them.
 HTML treeOfDocuments(const std::vector<MetDocument>& documents, const std::string& source);
 
-/// What is said of places in a document, each beside its line; then the text with these lines marked, unless
-/// it is too long. Empty when there is nothing to say.
-HTML remarksWithSource(const Remarks& dropped, const Remarks& needingAttention, const VKTData& text,
-                       const std::string& id);
-
-/// A <section> "source-PLACE" of a document that loses something or leads nowhere, with the ads of the
-/// latter; empty for any other.
+/// A <section> "source-PLACE" of a document that loses something or leads nowhere: what is said of its
+/// places, each beside its line; its text with these lines marked, unless it is too long; the ads of one that
+/// leads nowhere. Empty for any other document.
 HTML sectionOfDocument(const MetDocument& document, std::size_t place, const std::string& source);
 
 /// All of them.

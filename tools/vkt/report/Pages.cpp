@@ -169,6 +169,8 @@ bool writePlayPage(const PlayOptions& options, const PlayResult& result) {
         HTML more =
             tableOfEntries("events-" + std::to_string(place + 1), rowsOf(played.timeline, result.pixels));
         if (options.measure && played.ad.isPlayable()) more += listOfScripts(played.scripts);
+        for (const std::string& note : played.notes)
+            more += HTML::element("p", {{"class", "facts"}}, note);
         return cardOfAd(played.ad, place + 1, options.resolve.networkAccessType, more);
     });
     if (!result.problems.empty())
