@@ -40,6 +40,10 @@ struct LineCase {
     const char* answer;  ///< the beginning of its error; of an inspected document the error pixel, if any
 };
 
+void PrintTo(const LineCase& row, std::ostream* out) {
+    *out << row.name;
+}
+
 class InspectLine : public testing::TestWithParam<LineCase> {};
 
 TEST_P(InspectLine, IsAnswered) {
